@@ -1,0 +1,39 @@
+# vekapi_objects: every source of the library, compiled once, everything hidden but the exports.
+# vekapi:         the shared library that is shipped.
+# vekapi_inside:  the same objects as a static library, for tests and benchmarks that look inside.
+if(WIN32)
+  set(os_room win32)
+else()
+  set(os_room posix)
+endif()
+file(GLOB_RECURSE vekapi_sources CONFIGURE_DEPENDS
+  ${CMAKE_SOURCE_DIR}/src/*.cpp)
+list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
+file(GLOB os_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/os/${os_room}/*.cpp)
+
+add_library(vekapi_objects OBJECT ${vekapi_sources} ${os_sources})
+target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING)
+target_include_directories(vekapi_objects PUBLIC ${CMAKE_SOURCE_DIR}/include PRIVATE ${CMAKE_SOURCE_DIR}/src)
+target_link_libraries(vekapi_objects PRIVATE vekapi_options)
+set_target_properties(vekapi_objects PROPERTIES
+  POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON C_VISIBILITY_PRESET hidden)
+
+set(vekapi_system_libraries Threads::Threads)
+if(WIN32)
+  list(APPEND vekapi_system_libraries ws2_32 winmm oleaut32)
+endif()
+
+add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_objects>)
+target_include_directories(vekapi PUBLIC ${CMAKE_SOURCE_DIR}/include)
+target_link_libraries(vekapi PRIVATE vekapi_options ${vekapi_system_libraries})
+if(WIN32)
+  set_target_properties(vekapi PROPERTIES PREFIX "")
+else()
+  # Threads of ours may still be unwinding when the last client has gone: never unmapped, never pulled from under them.
+  target_link_options(vekapi PRIVATE -Wl,-z,nodelete)
+endif()
+
+add_library(vekapi_inside STATIC $<TARGET_OBJECTS:vekapi_objects>)
+target_compile_definitions(vekapi_inside PUBLIC VEKAPI_STATIC)
+target_include_directories(vekapi_inside PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
+target_link_libraries(vekapi_inside PUBLIC vekapi_options ${vekapi_system_libraries})

@@ -1,0 +1,20 @@
+# Flags that everything of ours is built with.
+add_library(vekapi_options INTERFACE)
+target_compile_options(vekapi_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>
+  $<$<BOOL:${VEKAPI_WERROR}>:-Werror>)
+
+find_package(Threads REQUIRED)
+if(VEKAPI_SANITIZE)
+  target_compile_options(vekapi_options INTERFACE
+    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+  target_link_options(vekapi_options INTERFACE -fsanitize=${VEKAPI_SANITIZE})
+endif()
+if(WIN32)
+  # 54412: this compiler may spill wide vectors to a stack that is aligned to 16 bytes only.
+  target_compile_options(vekapi_options INTERFACE -Wa,-muse-unaligned-vector-move)
+  target_compile_definitions(vekapi_options INTERFACE
+    _WIN32_WINNT=0x0601 WINVER=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
+  target_link_options(vekapi_options INTERFACE -static -static-libgcc -static-libstdc++)
+endif()

@@ -1,0 +1,86 @@
+// Counted references: an object carries its count, and deletes itself when the last reference goes.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+namespace Dstl {
+
+// Thread-safe count. An object starts with no reference; the first wise_ref takes it.
+template <class TCount>
+class ref_counter {
+ public:
+  ref_counter() = default;
+  ref_counter(const ref_counter&) = delete;
+  ref_counter& operator=(const ref_counter&) = delete;
+
+  void add_ref() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
+
+  // Drops one reference; true when it was the last and the object is gone.
+  bool release() const noexcept {
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
+    delete this;
+    return true;
+  }
+
+ protected:
+  virtual ~ref_counter() = default;
+
+ private:
+  mutable std::atomic<TCount> count_{0};
+};
+
+// The same with every change under a mutex that the owner names, so that "is there one?" and "take it" can be one
+// step for a shared object. Not self-deleting: the derived class decides under the same mutex.
+template <class TCount>
+class ref_counter_ost {
+ protected:
+  ref_counter_ost() = default;
+  ~ref_counter_ost() = default;
+
+  void add_ref(const std::lock_guard<std::mutex>&) noexcept { ++count_; }
+  bool drop_ref(const std::lock_guard<std::mutex>&) noexcept { return --count_ == 0; }
+
+ private:
+  TCount count_ = 0;
+};
+
+// Holds one reference to an object, or none.
+template <class T>
+class wise_ref {
+ public:
+  wise_ref() noexcept = default;
+  explicit wise_ref(T* object) noexcept : object_(object) {
+    if (object_) object_->add_ref();
+  }
+  wise_ref(const wise_ref& other) noexcept : wise_ref(other.object_) {}
+  wise_ref(wise_ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  template <class TDerived>
+  wise_ref(const wise_ref<TDerived>& other) noexcept : wise_ref(static_cast<T*>(other.get())) {}  // NOLINT
+  ~wise_ref() { reset(); }
+
+  wise_ref& operator=(wise_ref other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+
+  void reset() noexcept {
+    if (T* object = std::exchange(object_, nullptr)) object->release();
+  }
+
+  T* get() const noexcept { return object_; }
+  T* operator->() const noexcept { return object_; }
+  T& operator*() const noexcept { return *object_; }
+  explicit operator bool() const noexcept { return object_ != nullptr; }
+
+ private:
+  T* object_ = nullptr;
+};
+
+template <class T, class... TArgs>
+wise_ref<T> make_ref(TArgs&&... args) {
+  return wise_ref<T>(new T(std::forward<TArgs>(args)...));
+}
+
+}  // namespace Dstl
