@@ -1,0 +1,38 @@
+#ifndef VEKAPI_VEKFIELD_H
+#define VEKAPI_VEKFIELD_H
+
+#include "vekapi/VekExport.h"
+#include "vekapi/VekProperties.h"
+
+namespace VekApi {
+
+// One column of a table.
+class VEKAPI_EXPORT VekField {
+ public:
+  // `index`: position in the table, from 0.
+  VekField(int index, const VekProperties& properties);
+  VekField(const VekField& other);
+  VekField& operator=(const VekField& other);
+  VekField(VekField&& other) noexcept;
+  VekField& operator=(VekField&& other) noexcept;
+  ~VekField();
+
+  int Index() const;
+
+  // Named as the column, with its attributes, such as "DisplayText". Renaming it does not change under which
+  // name the column set finds the column.
+  const VekProperties& Properties() const;
+  VekProperties& Properties();
+
+ private:
+  friend class VekFields;
+
+  VekField(int index, VekProperties&& properties) noexcept;
+
+  int index_;
+  VekProperties properties_;
+};
+
+}  // namespace VekApi
+
+#endif  // VEKAPI_VEKFIELD_H
