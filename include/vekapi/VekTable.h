@@ -56,6 +56,7 @@ class VEKAPI_EXPORT VekTable {
 
   class TRecords;
 
+  explicit VekTable(VekProperties&& properties) noexcept;
   TRecords& Records();
 
   VekProperties

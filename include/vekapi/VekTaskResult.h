@@ -1,7 +1,9 @@
 #ifndef VEKAPI_VEKTASKRESULT_H
 #define VEKAPI_VEKTASKRESULT_H
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "vekapi/VekExport.h"
 #include "vekapi/VekTable.h"
@@ -45,7 +47,8 @@ class VEKAPI_EXPORT VekTaskResult {
   class TImpl;
   class TReader;
 
-  VekTable* AddTable(const std::string& text);
+  void Clear(std::size_t nextBytes);
+  VekTable& AddTable(std::string_view text);
 
   std::string origResult_;
   std::string workId_;

@@ -1,0 +1,72 @@
+#include "result/ResultPacket.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+namespace VekApi {
+namespace {
+
+constexpr std::size_t kWorkIdLengthAt = 5;
+constexpr std::uint32_t kLongText = 0xFFFF;  // as 16-bit length: a 32-bit one follows
+
+// Takes a number of `size` bytes off the front of `bytes`, which has them.
+std::uint32_t TakeNumber(std::string_view& bytes, std::size_t size, EVekEndian endian) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    const std::size_t at = endian == vek_LittleEndian ? size - 1 - i : i;
+    number = number << 8 | static_cast<unsigned char>(bytes[at]);
+  }
+  bytes.remove_prefix(size);
+  return number;
+}
+
+// The length announced for the text in front of it. False when the packet ends before.
+bool TakeTextLength(std::string_view& bytes, EVekEndian endian, std::size_t& length) {
+  if (bytes.size() < 2) return false;
+  length = TakeNumber(bytes, 2, endian);
+  if (length != kLongText) return true;
+  if (bytes.size() < 4) return false;
+  length = TakeNumber(bytes, 4, endian);
+  return true;
+}
+
+// "UTF8", "UTF-8", and whatever else has the 8 in the same place.
+bool IsEncodingLine(std::string_view line) {
+  return (line.size() == 4 && line[3] == '8') || (line.size() == 5 && line[3] == '-' && line[4] == '8');
+}
+
+bool IsLetter(char c, char capital) {
+  return c == capital || c == capital - 'A' + 'a';
+}
+
+bool SaysUtf(std::string_view line) {
+  return IsLetter(line[0], 'U') && IsLetter(line[1], 'T') && IsLetter(line[2], 'F');
+}
+
+}  // namespace
+
+TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian) {
+  TResultPacket result;
+  if (packet.size() <= kWorkIdLengthAt) return result;
+  packet.remove_prefix(kWorkIdLengthAt);
+  const std::size_t workIdLength = static_cast<unsigned char>(packet[0]);
+  packet.remove_prefix(1);
+  if (packet.size() <= workIdLength) return result;
+  result.workId = packet.substr(0, workIdLength);
+  packet.remove_prefix(workIdLength);
+  std::size_t textLength = 0;
+  if (!TakeTextLength(packet, endian, textLength)) return result;
+
+  // The first line end is looked for in all of the packet, also behind a text that is announced too short.
+  const std::size_t lineEnd = packet.find_first_of(std::string_view("\n\0", 2));
+  if (lineEnd == packet.npos || packet[lineEnd] == '\0') return result;
+  const std::string_view line = packet.substr(0, lineEnd);
+  result.text = packet.substr(0, textLength);
+  if (!IsEncodingLine(line)) return result;
+  result.text.remove_prefix(std::min(lineEnd + 1, result.text.size()));
+  result.isUtf8 = SaysUtf(line);
+  return result;
+}
+
+}  // namespace VekApi

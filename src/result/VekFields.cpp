@@ -1,0 +1,102 @@
+#include "vekapi/VekFields.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "result/NameIndex.h"
+
+namespace VekApi {
+namespace {
+
+constexpr char kColumnEnd = '\x01';
+
+// Room for the columns of an honest server at once, without believing a text that is nothing but separators.
+constexpr std::ptrdiff_t kRoomAtOnce = 64;
+
+}  // namespace
+
+class VekFields::TImpl {
+ public:
+  std::size_t Find(std::string_view name) const { return index_.Find(name, columns_); }
+
+  void Append(VekProperties&& properties) {
+    if (Find(properties.Name()) != TNameIndex::kNone) return;
+    columns_.push_back(VekField(static_cast<int>(columns_.size()), std::move(properties)));
+    index_.Enter(columns_);
+  }
+
+  void Clear() {
+    columns_.clear();
+    index_.Clear();
+  }
+
+  void Reserve(std::size_t count) { columns_.reserve(count); }
+
+  const std::vector<VekField>& Columns() const { return columns_; }
+
+ private:
+  // The application gets columns to read only, so none changes its name.
+  std::vector<VekField> columns_;
+  TNameIndex index_;
+};
+
+VekFields::VekFields() = default;
+
+VekFields::VekFields(const VekFields& other) : impl_(other.impl_ ? new TImpl(*other.impl_) : nullptr) {}
+
+VekFields& VekFields::operator=(const VekFields& other) {
+  if (this != &other) *this = VekFields(other);
+  return *this;
+}
+
+VekFields::VekFields(VekFields&& other) noexcept : impl_(std::exchange(other.impl_, nullptr)) {}
+
+VekFields& VekFields::operator=(VekFields&& other) noexcept {
+  const std::unique_ptr<TImpl> old(std::exchange(impl_, nullptr));
+  impl_ = std::exchange(other.impl_, nullptr);
+  return *this;
+}
+
+VekFields::~VekFields() {
+  delete impl_;
+}
+
+void VekFields::Clear() {
+  if (impl_) impl_->Clear();
+}
+
+void VekFields::SetFields(const std::string& text) {
+  Read(text.c_str());
+}
+
+// `text` has no NUL.
+void VekFields::Read(std::string_view text) {
+  if (!impl_) impl_ = new TImpl;
+  impl_->Clear();
+  impl_->Reserve(
+      static_cast<std::size_t>(std::min(std::count(text.begin(), text.end(), kColumnEnd) + 1, kRoomAtOnce)));
+  for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
+    end = text.find(kColumnEnd);
+    VekProperties properties;
+    properties.Read(text.substr(0, end));
+    impl_->Append(std::move(properties));
+    if (end == text.npos) return;
+  }
+}
+
+int VekFields::Count() const {
+  return impl_ ? static_cast<int>(impl_->Columns().size()) : 0;
+}
+
+const VekField* VekFields::Field(int index) const {
+  return index >= 0 && index < Count() ? &impl_->Columns()[static_cast<std::size_t>(index)] : nullptr;
+}
+
+const VekField* VekFields::Field(const std::string& name) const {
+  const std::size_t found = impl_ ? impl_->Find(name) : TNameIndex::kNone;
+  return found == TNameIndex::kNone ? nullptr : &impl_->Columns()[found];
+}
+
+}  // namespace VekApi
