@@ -1,0 +1,174 @@
+#include "sim/SimServer.h"
+
+#include <asio.hpp>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "sim/SimSession.h"
+
+namespace VekSim {
+
+using asio::ip::tcp;
+
+class SimServer::Impl {
+ public:
+  explicit Impl(SimConfig config) : core(std::move(config)), acceptor_(core.io) {
+    Listen();
+    Accept();
+    thread_ = std::thread([this] { core.io.run(); });
+  }
+
+  ~Impl() { Stop(); }
+
+  void Stop() {
+    const std::lock_guard lock(stopping_);
+    if (!thread_.joinable()) return;
+    asio::post(core.io, [this] {
+      asio::error_code ignored;
+      acceptor_.close(ignored);
+      for (const auto& [id, session] : core.sessions) session->Link().Close(false);
+    });
+    thread_.join();  // run() returns when the last operation has been called off
+  }
+
+  std::uint16_t Port() const { return port_; }
+
+  /// On the server's thread, with each session meant. False when there was none at the call.
+  template <class Action>
+  bool For(int id, Action action) {
+    const bool there = core.record.Read([&](const SimSeen& seen) {
+      if (id != kAll) return seen.signedOn.count(id) != 0;
+      for (const auto& [session, ready] : seen.signedOn) {
+        if (ready) return true;
+      }
+      return false;
+    });
+    if (!there) return false;
+    asio::post(core.io, [this, id, action = std::move(action)] {
+      for (const auto& [session, it] : std::map(core.sessions)) {
+        if (session == id || (id == kAll && it->Login())) action(*it);
+      }
+    });
+    return true;
+  }
+
+  SimCore core;
+
+ private:
+  void Listen() {
+    const tcp::endpoint at(asio::ip::make_address(core.config.host), core.config.port);
+    acceptor_.open(at.protocol());
+    if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.bind(at);
+    acceptor_.listen();
+    port_ = acceptor_.local_endpoint().port();
+  }
+
+  void Accept() {
+    acceptor_.async_accept([this](const asio::error_code& error, tcp::socket socket) {
+      if (error == asio::error::operation_aborted || !acceptor_.is_open()) return;
+      // Any other error is one link's that was gone before it was taken.
+      if (!error) Serve(std::move(socket));
+      Accept();
+    });
+  }
+
+  void Serve(tcp::socket socket) {
+    const int id = ++lastId_;
+    const auto session = std::make_shared<SimSession>(core, id, std::make_shared<SimLink>(std::move(socket)));
+    core.sessions[id] = session;
+    session->Start();
+  }
+
+  tcp::acceptor acceptor_;
+  std::uint16_t port_ = 0;
+  int lastId_ = 0;
+  std::mutex stopping_;
+  std::thread thread_;
+};
+
+SimServer::SimServer(SimConfig config) : impl_(std::make_unique<Impl>(std::move(config))) {}
+SimServer::~SimServer() = default;
+
+std::uint16_t SimServer::Port() const {
+  return impl_->Port();
+}
+std::string SimServer::Setting() const {
+  return "TCPClient:" + impl_->core.config.host + ":" + std::to_string(Port());
+}
+void SimServer::Stop() {
+  impl_->Stop();
+}
+SimFaults& SimServer::Faults() {
+  return impl_->core.faults;
+}
+
+void SimServer::SetLink(int session, const LinkFaults& faults) {
+  impl_->For(session, [faults](SimSession& to) { to.Link().Set(faults); });
+}
+
+bool SimServer::SendReport(int session, std::string_view text) {
+  return SendText(session, Code::kReport, text);
+}
+bool SimServer::SendHeartbeat(int session) {
+  return SendPacket(session, Code::kHeartbeat, {});
+}
+
+bool SimServer::SendRaw(int session, std::string_view bytes) {
+  return impl_->For(session, [bytes = std::string(bytes)](SimSession& to) { to.Link().Write(bytes); });
+}
+
+bool SimServer::SendPacket(int session, int code, std::string_view body) {
+  return impl_->For(session, [packet = Packet(code, body)](SimSession& to) { to.Send(packet); });
+}
+
+bool SimServer::SendText(int session, int code, std::string_view text) {
+  return impl_->For(session, [code, text = std::string(text)](SimSession& to) { to.SendText(code, text); });
+}
+
+bool SimServer::SendLong(int session, int code, std::string_view text, std::size_t pieceSize,
+                         std::vector<SimInsert> between) {
+  std::vector<std::string> packets;
+  std::size_t next = 0;
+  for (std::string& piece : TextPackets(code, text, impl_->core.config.order, pieceSize)) {
+    const bool last = CodeOf(piece) != Code::kPiece;
+    packets.push_back(std::move(piece));
+    if (last || next == between.size()) continue;
+    packets.push_back(Packet(between[next].code, between[next].body));
+    ++next;
+  }
+  return impl_->For(session, [packets = std::move(packets)](SimSession& to) {
+    for (const std::string& packet : packets) to.Send(packet);
+  });
+}
+
+bool SimServer::SendResult(int session, std::string_view workId, std::string_view text) {
+  return SendText(session, Code::kTask, TaskBody(workId, text, impl_->core.config.order));
+}
+
+bool SimServer::Disconnect(int session, bool reset) {
+  return impl_->For(session, [reset](SimSession& to) {
+    if (reset) return to.Link().Close(true);
+    to.Link().Finish();
+  });
+}
+
+SimSeen SimServer::Seen() const {
+  return impl_->core.record.Read([](const SimSeen& seen) { return seen; });
+}
+
+void SimServer::Forget() {
+  impl_->core.record.Update([](SimSeen& seen) {
+    SimSeen fresh;
+    fresh.signedOn = std::move(seen.signedOn);
+    seen = std::move(fresh);
+  });
+}
+
+bool SimServer::WaitFor(const std::function<bool(const SimSeen&)>& predicate,
+                        std::chrono::milliseconds timeout) const {
+  return impl_->core.record.WaitFor(predicate, timeout);
+}
+
+}  // namespace VekSim

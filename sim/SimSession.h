@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/SimCore.h"
+#include "sim/SimLink.h"
+#include "sim/SimRateWatch.h"
+#include "sim/SimUsers.h"
+
+namespace VekSim {
+
+/// One client's conversation: packets in, answers out. Lives on the server's thread alone.
+class SimSession : public std::enable_shared_from_this<SimSession> {
+ public:
+  SimSession(SimCore& core, int id, std::shared_ptr<SimLink> link);
+  void Start();
+
+  int Id() const { return id_; }
+  const std::optional<SimLogin>& Login() const { return login_; }
+  SimLink& Link() { return *link_; }
+
+  /// Scrambles (all but the connect result) and queues one packet.
+  void Send(std::string packet);
+  void SendText(int code, std::string_view text);
+
+ private:
+  void OnBytes(std::string_view bytes);
+  void OnPacket(std::string packet);
+  void OnMessage(int code, std::string text);
+  void OnClosed();
+
+  void OnConnect(std::string_view packet);
+  void OnSignOn(std::string_view packet);
+  void OnPassChange(std::string_view packet);
+  void OnTask(SimRequest request);
+  void OnBatch(const std::string& text);
+  /// Stamps and records a request; true when it came within the rate.
+  bool Arrived(SimRequest& request, int code);
+  std::string ResultOf(const SimRequest& request, const std::string& refusal, std::vector<SimTrade>& trades);
+  std::string AckOf(const SimRequest& request, const std::string& refusal, std::vector<SimTrade>& trades);
+  SimTrade Trade(const SimRequest& request, const std::string& refusal);
+  std::string Refusal(const Fault& fault, bool inRate) const;
+  void Report(const std::vector<SimTrade>& trades);
+  std::string SignOnText() const;
+
+  void Answer(std::vector<std::string> packets, const Fault& fault);
+  void CutLong(const std::vector<std::string>& packets, std::size_t pieces);
+  void SendPiece();
+  void BeatSoon();
+  void Stray();
+
+  SimCore& core_;
+  const int id_;
+  const std::shared_ptr<SimLink> link_;
+  asio::steady_timer beat_;
+  PacketCutter cutter_;
+  std::string pieces_;  ///< code-3 texts of a long request so far
+  std::optional<SimLogin> login_;
+  RateWatch queryWatch_;
+  RateWatch requestWatch_;
+  std::size_t endless_ = 0;  ///< size of the pieces of a message that never ends
+};
+
+}  // namespace VekSim

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <asio.hpp>
+#include <string>
+#include <string_view>
+
+#include "sim/SimServer.h"
+#include "sim/SimWire.h"
+
+namespace VekSim {
+
+/// A client of bare bytes on a blocking socket. It scrambles as a client does: outgoing under mode 1 only,
+/// incoming whenever there is a key.
+class RawClient {
+ public:
+  RawClient(const SimServer& server, const SimConfig& config)
+      : order_(config.order), key_(config.key), scrambles_(config.mode == 1) {
+    socket_.connect({asio::ip::make_address("127.0.0.1"), server.Port()});
+  }
+
+  void Write(std::string_view bytes) { asio::write(socket_, asio::buffer(bytes)); }
+  void Send(std::string packet) {
+    if (scrambles_ && CodeOf(packet) != Code::kConnect) Scramble(packet, key_);
+    Write(packet);
+  }
+  void Request(int code, std::string_view text) {
+    for (auto& packet : TextPackets(code, text, order_)) Send(std::move(packet));
+  }
+
+  /// The next packet, descrambled; empty when the stream has ended.
+  std::string Next() {
+    for (;;) {
+      if (auto packet = cutter_.Next()) {
+        if (CodeOf(*packet) != Code::kConnect) Scramble(*packet, key_);
+        return *packet;
+      }
+      const std::string bytes = ReadSome();
+      if (bytes.empty()) return {};
+      cutter_.Feed(bytes);
+    }
+  }
+  /// The text of the next message, pieces joined.
+  std::string NextText(int* code = nullptr) {
+    std::string text;
+    for (;;) {
+      const std::string packet = Next();
+      text += TextOf(packet, order_);
+      if (code != nullptr) *code = CodeOf(packet);
+      if (packet.empty() || CodeOf(packet) != Code::kPiece) return text;
+    }
+  }
+  std::string ReadSome() {
+    char block[4096];
+    asio::error_code error;
+    const std::size_t count = socket_.read_some(asio::buffer(block), error);
+    return {block, error ? 0 : count};
+  }
+  std::string ReadAll() {
+    std::string all;
+    for (std::string some = ReadSome(); !some.empty(); some = ReadSome()) all += some;
+    return all;
+  }
+
+  void Connect() {
+    Write(std::string_view("\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\4\0\2\0\x10\0apVekSocketClient\n", 38));
+  }
+  void SignOn(std::string_view identity, std::string_view password) {
+    std::string body{'\0', static_cast<char>(identity.size()), '\0', '\0',
+                     static_cast<char>(password.size())};
+    Send(Packet(Code::kSession, body.append(4, '\0').append(identity).append(password)));
+  }
+  /// Through connect and sign-on, the answers read.
+  void Enter() {
+    Connect();
+    Next();
+    SignOn("trader/", "secret");
+    NextText();
+  }
+
+ private:
+  asio::io_context io_;
+  asio::ip::tcp::socket socket_{io_};
+  PacketCutter cutter_;
+  ByteOrder order_;
+  std::string key_;
+  bool scrambles_;
+};
+
+}  // namespace VekSim
