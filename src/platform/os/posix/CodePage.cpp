@@ -1,0 +1,155 @@
+#include "platform/os/CodePage.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+namespace Dova::Os {
+namespace {
+
+#include "platform/os/posix/cp950_table.inc"
+
+constexpr char kNoCharacter = '?';
+
+constexpr std::uint16_t OrNoCharacter(std::uint16_t cell) {
+  return cell ? cell : kNoCharacter;
+}
+
+std::uint16_t Big5Of(std::uint32_t unit) {
+  return OrNoCharacter(kBig5Cells[kBig5Page[unit >> 8] * 256u + (unit & 0xFF)]);
+}
+
+std::uint16_t UnitOf(unsigned bytes) {
+  if (bytes == 0) return 0;
+  return OrNoCharacter(kUnicodeCells[kUnicodePage[bytes >> 8] * 256u + (bytes & 0xFF)]);
+}
+
+// How many bytes from `at` on are below 0x80, counted in eights: the rest goes one by one.
+std::size_t AsciiRun(std::string_view text, std::size_t at) {
+  const std::size_t start = at;
+  for (std::uint64_t eight = 0; text.size() - at >= sizeof eight; at += sizeof eight) {
+    std::memcpy(&eight, text.data() + at, sizeof eight);
+    if (eight & 0x8080808080808080u) break;
+  }
+  return at - start;
+}
+
+struct TCharacter {
+  std::uint32_t code;  // kIllFormed: none
+  std::size_t bytes;   // that it takes up
+};
+
+constexpr std::uint32_t kIllFormed = 0xFFFFFFFF;
+
+bool IsTrail(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// Of the second byte: after some first bytes it tells that the character was written too long, is half of a
+// surrogate pair, or lies beyond U+10FFFF.
+bool IsWrongSecond(unsigned char lead, unsigned char second) {
+  switch (lead) {
+    case 0xE0:
+      return second < 0xA0;
+    case 0xED:
+      return second >= 0xA0;
+    case 0xF0:
+      return second < 0x90;
+    case 0xF4:
+      return second >= 0x90;
+    default:
+      return false;
+  }
+}
+
+std::size_t TrailsOf(unsigned char lead) {
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  return lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+}
+
+// The character that `text` starts with, which is none below 0x80. How much of an ill-formed one counts as
+// one is the system's choice: what is cut by the text's end swallows the rest, whatever that is; a second
+// byte that cannot be is swallowed with the first; a byte that is no trail byte is left for the next.
+TCharacter Decode(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  const std::size_t trails = TrailsOf(lead);
+  if (trails == 0) return {kIllFormed, 1};
+  if (trails >= text.size()) return {kIllFormed, text.size()};
+  std::uint32_t code = lead & (0x3Fu >> trails);
+  for (std::size_t i = 1; i <= trails; ++i) {
+    if (!IsTrail(text[i])) return {kIllFormed, i};
+    const auto trail = static_cast<unsigned char>(text[i]);
+    if (i == 1 && IsWrongSecond(lead, trail)) return {kIllFormed, 2};
+    code = code << 6 | (trail & 0x3Fu);
+  }
+  return {code, trails + 1};
+}
+
+char* PutBig5(std::uint32_t code, char* out) {
+  if (code == kIllFormed) {
+    *out++ = kNoCharacter;  // that the replacement character has
+  } else if (code > 0xFFFF) {
+    *out++ = kNoCharacter;  // one for each half of the surrogate pair
+    *out++ = kNoCharacter;
+  } else {
+    const std::uint16_t bytes = Big5Of(code);
+    if (bytes > 0xFF) *out++ = static_cast<char>(bytes >> 8);
+    *out++ = static_cast<char>(bytes & 0xFF);
+  }
+  return out;
+}
+
+void AppendUtf8(std::uint16_t unit, std::string& out) {
+  if (unit < 0x80) {
+    out += static_cast<char>(unit);
+  } else if (unit < 0x800) {
+    out += static_cast<char>(0xC0 | unit >> 6);
+    out += static_cast<char>(0x80 | (unit & 0x3F));
+  } else {
+    out += static_cast<char>(0xE0 | unit >> 12);
+    out += static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+    out += static_cast<char>(0x80 | (unit & 0x3F));
+  }
+}
+
+bool IsLead(unsigned char byte) {
+  return byte >= 0x81 && byte <= 0xFE;
+}
+
+}  // namespace
+
+bool Utf8ToCodePage950(std::string_view utf8, std::string& out) {
+  out.clear();
+  if (utf8.size() > kCodePageMaxBytes) return false;
+  out.resize(utf8.size());
+  char* to = out.data();
+  for (std::size_t at = 0; at < utf8.size();) {
+    const std::size_t run = AsciiRun(utf8, at);
+    to = std::copy_n(utf8.data() + at, run, to);
+    for (at += run; at < utf8.size() && static_cast<unsigned char>(utf8[at]) < 0x80; ++at) *to++ = utf8[at];
+    for (; at < utf8.size() && static_cast<unsigned char>(utf8[at]) >= 0x80;) {
+      const TCharacter character = Decode(utf8.substr(at));
+      to = PutBig5(character.code, to);
+      at += character.bytes;
+    }
+  }
+  out.resize(static_cast<std::size_t>(to - out.data()));
+  return true;
+}
+
+bool CodePage950ToUtf8(std::string_view big5, std::string& out) {
+  out.clear();
+  if (big5.size() > kCodePageMaxBytes) return false;
+  out.reserve(big5.size() + big5.size() / 2);
+  for (std::size_t at = 0; at < big5.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(big5[at]);
+    unsigned bytes = byte;
+    // A lead byte takes the next one along, whatever that is, unless it is NUL.
+    if (IsLead(byte) && at + 1 < big5.size() && big5[at + 1] != '\0')
+      bytes = static_cast<unsigned>(byte) << 8 | static_cast<unsigned char>(big5[++at]);
+    AppendUtf8(UnitOf(bytes), out);
+  }
+  return true;
+}
+
+}  // namespace Dova::Os

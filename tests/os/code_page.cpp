@@ -1,0 +1,153 @@
+// The expectations were taken from the Windows API; that this passes as a Windows program proves them, that
+// it passes elsewhere proves the tables.
+#include "platform/os/CodePage.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace {
+
+#include "code_page_expected.inc"
+
+using Dova::Os::CodePage950ToUtf8;
+using Dova::Os::Utf8ToCodePage950;
+
+std::string ToBig5(const std::string& utf8) {
+  std::string big5 = "left over";
+  EXPECT_TRUE(Utf8ToCodePage950(utf8, big5));
+  return big5;
+}
+
+std::string ToUtf8(const std::string& big5) {
+  std::string utf8 = "left over";
+  EXPECT_TRUE(CodePage950ToUtf8(big5, utf8));
+  return utf8;
+}
+
+class TDigest {
+ public:
+  void Add(const std::string& answer) {
+    AddByte(static_cast<unsigned char>(answer.size()));
+    for (const char c : answer) AddByte(static_cast<unsigned char>(c));
+  }
+  std::uint64_t Value() const { return value_; }
+
+ private:
+  void AddByte(unsigned char byte) { value_ = (value_ ^ byte) * 0x100000001B3u; }
+
+  std::uint64_t value_ = 0xCBF29CE484222325u;
+};
+
+std::string Utf8Of(unsigned unit) {
+  if (unit >= 0xD800 && unit < 0xE000) return "?";
+  std::string utf8;
+  if (unit < 0x80) return utf8 += static_cast<char>(unit);
+  if (unit < 0x800) {
+    utf8 += static_cast<char>(0xC0 | unit >> 6);
+  } else {
+    utf8 += static_cast<char>(0xE0 | unit >> 12);
+    utf8 += static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+  }
+  return utf8 += static_cast<char>(0x80 | (unit & 0x3F));
+}
+
+TEST(CodePage950, EveryCharacterOfTheBasicPlane) {
+  for (unsigned page = 0; page < 256; ++page) {
+    TDigest digest;
+    for (unsigned cell = 0; cell < 256; ++cell) digest.Add(ToBig5(Utf8Of(page * 256 + cell)));
+    EXPECT_EQ(digest.Value(), kBig5OfPage[page]) << "U+" << std::hex << page << "00";
+  }
+}
+
+TEST(CodePage950, EveryByteAndPairToUtf8) {
+  TDigest digest;
+  for (int lead = 0; lead < 256; ++lead) {
+    const std::string single(1, static_cast<char>(lead));
+    digest.Add(ToUtf8(single));
+    if (lead < 0x81 || lead > 0xFE) continue;
+    for (int trail = 0; trail < 256; ++trail) digest.Add(ToUtf8(single + static_cast<char>(trail)));
+  }
+  EXPECT_EQ(digest.Value(), kUtf8OfAll);
+}
+
+// Adds the answers for every sequence of `left` more kinds behind `text`.
+void AddSequences(std::string text, int left, bool thenLetter, TDigest& digest) {
+  if (left == 0) {
+    if (thenLetter) text += 'A';
+    return digest.Add(ToBig5(text));
+  }
+  for (const unsigned char kind : kKinds)
+    AddSequences(text + static_cast<char>(kind), left - 1, thenLetter, digest);
+}
+
+TEST(CodePage950, SequencesOfEveryKindOfByte) {
+  for (const TSequences& group : kSequences) {
+    TDigest digest;
+    AddSequences(std::string(1, static_cast<char>(group.first)), group.length - 1, group.thenLetter, digest);
+    EXPECT_EQ(digest.Value(), group.digest) << std::hex << int{group.first} << ", " << group.length
+                                            << " bytes" << (group.thenLetter ? " and A" : "");
+  }
+}
+
+struct TCase {
+  const char* what;
+  std::string utf8;
+  std::string big5;
+};
+
+TEST(CodePage950, ReadsAsWindowsReads) {
+  const std::vector<TCase> cases = {
+      {"nothing", "", ""},
+      {"ASCII with NUL and control bytes", std::string("a\0b\x01\n", 5), std::string("a\0b\x01\n", 5)},
+      {"Chinese", "\xE4\xB8\xAD\xE6\x96\x87", "\xA4\xA4\xA4\xE5"},
+      {"best fit", "caf\xC3\xA9", "cafe"},
+      {"surrogate pair", "\xF0\x9F\x98\x80", "??"},
+      {"byte order mark", "\xEF\xBB\xBFx", "?x"},
+      {"stray trail byte", "\x80x", "?x"},
+      {"cut by a letter", "\xE4\xB8x yz", "?x yz"},
+      {"cut by the next character", "\xE4\xE4\xB8\xAD", "?\xA4\xA4"},
+      {"cut by the end, with what is there", "\xE4x", "?"},
+      {"written too long", "\xC0\x80 \xE0\x80\x80 \xF0\x80\x80\x80.", "?? ?? ???."},
+      {"surrogate written out", "\xED\xA0\x80.", "??."},
+      {"beyond the last plane", "\xF4\x90\x80\x80 \xF5\x80.", "??? ??."},
+  };
+  for (const TCase& c : cases) EXPECT_EQ(ToBig5(c.utf8), c.big5) << c.what;
+}
+
+// A character must not come out differently for where it lies within the blocks that are copied at once.
+TEST(CodePage950, CharacterAtEveryPlaceInAsciiText) {
+  for (std::size_t before = 0; before < 20; ++before) {
+    for (std::size_t behind = 0; behind < 20; ++behind) {
+      const std::string a(before, 'a');
+      const std::string b(behind, 'b');
+      ASSERT_EQ(ToBig5(a + "\xE4\xB8\xAD" + b), a + "\xA4\xA4" + b);
+    }
+  }
+}
+
+TEST(CodePage950, TextsOfMegabytes) {
+  std::string utf8;
+  std::string big5;
+  for (int i = 0; i < 300000; ++i) {
+    utf8 += "Price \xE5\x83\xB9\n";
+    big5 += "Price \xBB\xF9\n";
+  }
+  EXPECT_EQ(ToBig5(utf8), big5);
+  EXPECT_EQ(ToUtf8(big5), utf8);
+}
+
+TEST(CodePage950, RefusesWhatCannotBeCounted) {
+  // Never read: the size alone decides.
+  const std::string_view huge("", std::size_t{0x80000000});
+  std::string out = "left over";
+  EXPECT_FALSE(Utf8ToCodePage950(huge, out));
+  EXPECT_EQ(out, "");
+  out = "left over";
+  EXPECT_FALSE(CodePage950ToUtf8(huge, out));
+  EXPECT_EQ(out, "");
+}
+
+}  // namespace
