@@ -1,0 +1,176 @@
+// How fast results are read: beside one copy and one scan of the same text, and beside the plain way of a
+// string and a vector for each record.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vekapi/VekTaskResult.h"
+
+namespace {
+
+constexpr int kColumns = 20;
+
+// About 200 bytes, as an order query's: numbers, names, times and empty values.
+std::string Record(int number) {
+  std::string line = "F00" + std::to_string(1000000 + number);
+  for (int column = 1; column < kColumns; ++column) {
+    line += '\x01';
+    switch ((number + column) % 5) {
+      case 0:
+        line += std::to_string(number * 7919L % 1000000);
+        break;
+      case 1:
+        line += "TXFL6/MXFL6";
+        break;
+      case 2:
+        line += "20261121 084500.123456";
+        break;
+      case 3:
+        break;
+      default:
+        line += "Accepted";
+    }
+  }
+  return line += '\n';
+}
+
+std::string Text(int records) {
+  std::string text =
+      "\x02Orders\x04mkt=2\x04"
+      "DisplayText=Orders\n\x03";
+  for (int column = 0; column < kColumns; ++column)
+    text += (column ? "\x01"
+                      "Col"
+                    : "Col") +
+            std::to_string(column) +
+            "\x04"
+            "DisplayText=Column";
+  text += '\n';
+  for (int i = 0; i < records; ++i) text += Record(i);
+  return text;
+}
+
+std::string Packet(const std::string& text) {
+  std::string packet = std::string(5, '\0') + '\x04' + "Qry1" + "\xFF\xFF";
+  for (int shift = 0; shift < 32; shift += 8) packet += static_cast<char>(text.size() >> shift);
+  return packet + text;
+}
+
+struct TPlainRecord {
+  std::string text;
+  std::vector<std::uint32_t> offsets;
+};
+
+// The record lines of a text, each cut in a copy of its own.
+std::deque<TPlainRecord> PlainRecords(const std::string& text) {
+  std::deque<TPlainRecord> records;
+  for (std::size_t at = 0, end = 0; at < text.size(); at = end + 1) {
+    end = text.find('\n', at);
+    if (text[at] == '\x02' || text[at] == '\x03') continue;
+    TPlainRecord record{text.substr(at, end - at), std::vector<std::uint32_t>(kColumns)};
+    for (std::size_t cut = 0, column = 1; column < kColumns; ++column) {
+      cut = record.text.find('\x01', cut);
+      if (cut == std::string::npos) break;
+      record.text[cut++] = '\0';
+      record.offsets[column] = static_cast<std::uint32_t>(cut);
+    }
+    records.push_back(std::move(record));
+  }
+  return records;
+}
+
+// Hops from one separator to the next, as a parser that finds them with memchr must.
+std::size_t CountSeparators(const char* text, std::size_t size) {
+  std::size_t count = 0;
+  const char* const end = text + size;
+  while ((text = static_cast<const char*>(std::memchr(text, '\x01', static_cast<std::size_t>(end - text))))) {
+    ++count;
+    if (++text == end) break;
+  }
+  return count;
+}
+
+void SetCounters(benchmark::State& state, std::size_t bytes) {
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * state.iterations());
+}
+
+void Parse(benchmark::State& state) {
+  const std::string packet = Packet(Text(static_cast<int>(state.range(0))));
+  VekApi::VekTaskResult result;
+  for (auto _ : state) {
+    result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
+    benchmark::DoNotOptimize(result.Table(0)->RecordField(0, 1));
+  }
+  if (result.Table(0)->RecordsCount() != state.range(0)) state.SkipWithError("wrong number of records");
+  SetCounters(state, packet.size());
+}
+BENCHMARK(Parse)->Arg(10)->Arg(50000);
+
+void ParseIntoNewResult(benchmark::State& state) {
+  const std::string packet = Packet(Text(static_cast<int>(state.range(0))));
+  for (auto _ : state) {
+    VekApi::VekTaskResult result;
+    result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
+    benchmark::DoNotOptimize(result.Table(0)->RecordField(0, 1));
+  }
+  SetCounters(state, packet.size());
+}
+BENCHMARK(ParseIntoNewResult)->Arg(10)->Arg(50000);
+
+void CopyAndScan(benchmark::State& state) {
+  const std::string text = Text(static_cast<int>(state.range(0)));
+  std::string copy;
+  for (auto _ : state) {
+    copy.assign(text.data(), text.size());
+    benchmark::DoNotOptimize(CountSeparators(copy.data(), copy.size()));
+  }
+  SetCounters(state, text.size());
+}
+BENCHMARK(CopyAndScan)->Arg(10)->Arg(50000);
+
+// The floor under CopyAndScan: a scan that never finds anything and runs at the speed of memory.
+void CopyAndScanForNothing(benchmark::State& state) {
+  const std::string text = Text(static_cast<int>(state.range(0)));
+  std::string copy;
+  for (auto _ : state) {
+    copy.assign(text.data(), text.size());
+    benchmark::DoNotOptimize(std::memchr(copy.data(), '\x05', copy.size()));
+  }
+  SetCounters(state, text.size());
+}
+BENCHMARK(CopyAndScanForNothing)->Arg(10)->Arg(50000);
+
+void StringAndVectorPerRecord(benchmark::State& state) {
+  const std::string text = Text(static_cast<int>(state.range(0)));
+  std::string copy;
+  for (auto _ : state) {
+    copy.assign(text.data(), text.size());
+    const std::deque<TPlainRecord> records = PlainRecords(copy);
+    benchmark::DoNotOptimize(records.size());
+  }
+  SetCounters(state, text.size());
+}
+BENCHMARK(StringAndVectorPerRecord)->Arg(10)->Arg(50000);
+
+void ReadEveryValue(benchmark::State& state) {
+  const std::string packet = Packet(Text(static_cast<int>(state.range(0))));
+  VekApi::VekTaskResult result;
+  result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
+  const VekApi::VekTable& table = *result.Table(0);
+  for (auto _ : state) {
+    for (int row = 0; row < table.RecordsCount(); ++row)
+      for (int column = 0; column < kColumns; ++column)
+        benchmark::DoNotOptimize(table.RecordField(row, column));
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0) * kColumns);
+}
+BENCHMARK(ReadEveryValue)->Arg(50000);
+
+}  // namespace
+
+BENCHMARK_MAIN();
