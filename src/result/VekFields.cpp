@@ -12,8 +12,10 @@ namespace {
 
 constexpr char kColumnEnd = '\x01';
 
-// Room for the columns of an honest server at once, without believing a text that is nothing but separators.
-constexpr std::ptrdiff_t kRoomAtOnce = 64;
+// Room at once for the columns that an honest server may have put into a text of that length.
+std::size_t LikelyColumns(std::size_t bytes) {
+  return std::min<std::size_t>(bytes / 4 + 1, 64);
+}
 
 }  // namespace
 
@@ -21,10 +23,17 @@ class VekFields::TImpl {
  public:
   std::size_t Find(std::string_view name) const { return index_.Find(name, columns_); }
 
-  void Append(VekProperties&& properties) {
-    if (Find(properties.Name()) != TNameIndex::kNone) return;
-    columns_.push_back(VekField(static_cast<int>(columns_.size()), std::move(properties)));
-    index_.Enter(columns_);
+  // Adds an empty column, to be kept or dropped once its name is known.
+  VekField& Open() {
+    columns_.push_back(VekField(static_cast<int>(columns_.size()), VekProperties()));
+    return columns_.back();
+  }
+
+  void Close() {
+    if (Find(columns_.back().Properties().Name()) == TNameIndex::kNone)
+      index_.Enter(columns_);
+    else
+      columns_.pop_back();
   }
 
   void Clear() {
@@ -32,7 +41,10 @@ class VekFields::TImpl {
     index_.Clear();
   }
 
-  void Reserve(std::size_t count) { columns_.reserve(count); }
+  void Reserve(std::size_t count) {
+    columns_.reserve(count);
+    index_.Reserve(count);
+  }
 
   const std::vector<VekField>& Columns() const { return columns_; }
 
@@ -75,13 +87,11 @@ void VekFields::SetFields(const std::string& text) {
 void VekFields::Read(std::string_view text) {
   if (!impl_) impl_ = new TImpl;
   impl_->Clear();
-  impl_->Reserve(
-      static_cast<std::size_t>(std::min(std::count(text.begin(), text.end(), kColumnEnd) + 1, kRoomAtOnce)));
+  impl_->Reserve(LikelyColumns(text.size()));
   for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
     end = text.find(kColumnEnd);
-    VekProperties properties;
-    properties.Read(text.substr(0, end));
-    impl_->Append(std::move(properties));
+    impl_->Open().Properties().Read(text.substr(0, end));
+    impl_->Close();
     if (end == text.npos) return;
   }
 }
