@@ -25,10 +25,6 @@ class VEKAPI_EXPORT VekField {
   VekProperties& Properties();
 
  private:
-  friend class VekFields;
-
-  VekField(int index, VekProperties&& properties) noexcept;
-
   int index_;
   VekProperties properties_;
 };

@@ -56,7 +56,6 @@ class VEKAPI_EXPORT VekTable {
 
   class TRecords;
 
-  explicit VekTable(VekProperties&& properties) noexcept;
   TRecords& Records();
 
   VekProperties

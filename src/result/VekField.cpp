@@ -1,12 +1,8 @@
 #include "vekapi/VekField.h"
 
-#include <utility>
-
 namespace VekApi {
 
 VekField::VekField(int index, const VekProperties& properties) : index_(index), properties_(properties) {}
-VekField::VekField(int index, VekProperties&& properties) noexcept
-    : index_(index), properties_(std::move(properties)) {}
 VekField::VekField(const VekField& other) = default;
 VekField& VekField::operator=(const VekField& other) = default;
 VekField::VekField(VekField&& other) noexcept = default;

@@ -29,8 +29,6 @@ std::uint32_t ToUnsigned32(const char* text) {
 
 VekTable::VekTable(const VekProperties& properties) : properties_(properties) {}
 
-VekTable::VekTable(VekProperties&& properties) noexcept : properties_(std::move(properties)) {}
-
 VekTable::VekTable(const VekTable& other)
     : properties_(other.properties_),
       fields_(other.fields_),

@@ -83,11 +83,10 @@ void VekTaskResult::Clear(std::size_t nextBytes) {
 
 // The table that a header text names: properties of a table that is there already are dropped.
 VekTable& VekTaskResult::AddTable(std::string_view text) {
-  VekProperties properties;
-  properties.Read(text);
-  const std::size_t found = impl_->Find(properties.Name());
-  if (found != TNameIndex::kNone) return impl_->Table(found);
-  return impl_->Append(VekTable(std::move(properties)));
+  VekTable table{VekProperties()};
+  table.properties_.Read(text);
+  const std::size_t found = impl_->Find(table.properties_.Name());
+  return found == TNameIndex::kNone ? impl_->Append(std::move(table)) : impl_->Table(found);
 }
 
 const std::string& VekTaskResult::WorkID() const {

@@ -1,0 +1,62 @@
+// Result packets as a server makes them.
+#pragma once
+
+#include <string>
+
+#include "vekapi/VekTaskResult.h"
+
+namespace results {
+
+inline std::string Number(std::size_t number, int bytes, EVekEndian endian) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) {
+    const int place = endian == vek_LittleEndian ? i : bytes - 1 - i;
+    text += static_cast<char>(number >> (8 * place) & 0xFF);
+  }
+  return text;
+}
+
+inline std::string Head(const std::string& workId) {
+  return std::string("\0\0\0\0\0", 5) + static_cast<char>(workId.size()) + workId;
+}
+
+inline std::string LongPacket(const std::string& text, EVekEndian endian = vek_LittleEndian) {
+  return Head("Work") + "\xFF\xFF" + Number(text.size(), 4, endian) + text;
+}
+
+inline std::string Packet(const std::string& text, EVekEndian endian = vek_LittleEndian) {
+  if (text.size() >= 0xFFFF) return LongPacket(text, endian);
+  return Head("Work") + Number(text.size(), 2, endian) + text;
+}
+
+inline void Parse(VekApi::VekTaskResult& result, const std::string& packet,
+                  EVekEndian endian = vek_LittleEndian) {
+  result.Parse(packet.data(), static_cast<unsigned>(packet.size()), endian);
+}
+
+inline VekApi::VekTaskResult ResultOf(const std::string& text) {
+  VekApi::VekTaskResult result;
+  Parse(result, Packet(text));
+  return result;
+}
+
+// Everything in a result, in a form that can be compared and read.
+inline std::string Describe(const VekApi::VekTable& table) {
+  std::string text = "[" + table.Properties().ToString() + "]";
+  for (int i = 0; i < table.Fields().Count(); ++i)
+    text += "(" + table.Fields().Field(i)->Properties().ToString() + ")";
+  for (int row = 0; row < table.RecordsCount(); ++row) {
+    text += '/';
+    for (int column = 0; const char* value = table.RecordField(row, column); ++column)
+      (text += column ? "|" : "") += value;
+  }
+  return text;
+}
+
+inline std::string Describe(const VekApi::VekTaskResult& result) {
+  std::string text;
+  for (unsigned i = 0; i < result.TableCount(); ++i) text += Describe(*result.Table(i));
+  return text;
+}
+
+}  // namespace results
