@@ -55,6 +55,13 @@ class RawClient {
     const std::size_t count = socket_.read_some(asio::buffer(block), error);
     return {block, error ? 0 : count};
   }
+  /// Exactly so many bytes, past the packet cutter; fewer when the stream ends.
+  std::string Read(std::size_t count) {
+    std::string bytes(count, '\0');
+    asio::error_code error;
+    bytes.resize(asio::read(socket_, asio::buffer(bytes), error));
+    return bytes;
+  }
   std::string ReadAll() {
     std::string all;
     for (std::string some = ReadSome(); !some.empty(); some = ReadSome()) all += some;

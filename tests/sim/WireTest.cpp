@@ -1,0 +1,165 @@
+#include "sim/SimWire.h"
+
+#include <gtest/gtest.h>
+
+#include "sim/SimText.h"
+
+namespace VekSim {
+namespace {
+
+using namespace std::string_literals;
+
+// Every vector here is written out by hand: were the simulator wrong in the same way as a client, no
+// conversation between the two would show it.
+
+TEST(Wire, HeaderPacksTwelveBitsEach) {
+  EXPECT_EQ(Head(0x456, 0x123), "\x23\x41\x56");
+  EXPECT_EQ(Head(128, 300), "\x2C\x01\x80");
+  EXPECT_EQ(Head(4095, 4095), "\xFF\xFF\xFF");
+  EXPECT_EQ(CodeOf("\x23\x41\x56"), 0x456);
+  EXPECT_EQ(LengthOf("\x23\x41\x56"), 0x123u);
+  EXPECT_EQ(Packet(Code::kHeartbeat, {}), "\x03\x00\x01"s);
+}
+
+TEST(Wire, ConnectResultInBothByteOrders) {
+  const ConnectAnswer answer{0, "GW", {2, 0, 1, 15}, {{"X\n", "?"}, EncItem(1, "\x10\x20\x30")}};
+  EXPECT_EQ(ConnectResult(answer, ByteOrder::Little),
+            "\x2B\0\0"
+            "\0"
+            "\x78\x56\x34\x12"
+            "\2\0\0\0\1\0\x0F\0"
+            "\2\0"
+            "\x15\0"
+            "GW"
+            "\2\1\0X\n?"
+            "\7\5\0VekEnc\n\1\3\x10\x20\x30"s);
+  EXPECT_EQ(ConnectResult(answer, ByteOrder::Big),
+            "\x2B\0\0"
+            "\0"
+            "\x12\x34\x56\x78"
+            "\0\2\0\0\0\1\0\x0F"
+            "\2\0"
+            "\0\x15"
+            "GW"
+            "\2\0\1X\n?"
+            "\7\0\5VekEnc\n\1\3\x10\x20\x30"s);
+}
+
+TEST(Wire, RefusalCarriesItsReason) {
+  EXPECT_EQ(ConnectResult({1, "", {}, {ErrorItem("no")}}, ByteOrder::Big),
+            "\x1F\0\0"
+            "\1"
+            "\x12\x34\x56\x78"
+            "\0\0\0\0\0\0\0\0"
+            "\0\0"
+            "\0\x0B"
+            "\6\0\2ERROR\nno"s);
+}
+
+TEST(Wire, SessionAnswersInBothByteOrders) {
+  EXPECT_EQ(SignOnReply(0x01020304, "u", "bad", ByteOrder::Little),
+            "\x0F\0\2"
+            "\2\1\3\0\4\3\2\1"
+            "ubad"s);
+  EXPECT_EQ(SignOnReply(0x01020304, "u", "bad", ByteOrder::Big),
+            "\x0F\0\2"
+            "\2\1\0\3\1\2\3\4"
+            "ubad"s);
+  EXPECT_EQ(PassResult("me", "done"),
+            "\x0C\0\2"
+            "\1\2\4"
+            "medone"s);
+}
+
+TEST(Wire, TaskBodyTakesTheLongFormFrom65535Bytes) {
+  EXPECT_EQ(TaskBody("w1", "abc", ByteOrder::Little), "\2w1\3\0abc"s);
+  EXPECT_EQ(TaskBody("w1", "abc", ByteOrder::Big), "\2w1\0\3abc"s);
+  const std::string longest(65534, 'x');
+  EXPECT_EQ(TaskBody("w", longest, ByteOrder::Big).substr(0, 5), "\1w\xFF\xFEx"s);
+  EXPECT_EQ(TaskBody("w", longest + 'x', ByteOrder::Big).substr(0, 9), "\1w\xFF\xFF\0\0\xFF\xFFx"s);
+  EXPECT_EQ(TaskBody("w", longest + "xx", ByteOrder::Little).substr(0, 9), "\1w\xFF\xFF\0\0\1\0x"s);
+}
+
+TEST(Wire, TextsAreCutIntoPieces) {
+  using Packets = std::vector<std::string>;
+  EXPECT_EQ(TextPackets(130, "ABCDEF", ByteOrder::Little, 2),
+            (Packets{"\7\0\3\2\0AB"s, "\7\0\3\2\0CD"s, "\7\0\x82\2\0EF"s}));
+  EXPECT_EQ(TextPackets(130, "AB", ByteOrder::Big, 2), (Packets{"\7\0\x82\0\2AB"s}));
+  const Packets two = TextPackets(128, std::string(4091, 'x'), ByteOrder::Big);
+  ASSERT_EQ(two.size(), 2u);
+  EXPECT_EQ(two[0].substr(0, 5), "\xFF\x0F\3\x0F\xFA"s);
+  EXPECT_EQ(two[1], "\6\0\x80\0\1x"s);
+}
+
+TEST(Wire, ScramblingStartsAnewBehindEachHeader) {
+  std::string packet =
+      "\x08\0\x80"
+      "abcde"s;  // 61 62 63 64 65
+  Scramble(packet, "\1\2\3");
+  EXPECT_EQ(packet,
+            "\x08\0\x80"
+            "```eg"s);
+  std::string heartbeat = "\3\0\1"s;
+  Scramble(heartbeat, "\1\2\3");
+  EXPECT_EQ(heartbeat, "\3\0\1"s);
+}
+
+TEST(Wire, ReadsWhatClientsSend) {
+  const auto hello = ReadConnect("\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\0\4\2\0\x10\0apVekSocketClient\n"s);
+  ASSERT_TRUE(hello);
+  EXPECT_EQ(hello->name, "ap");
+  EXPECT_EQ(hello->version[3], 1024);
+  EXPECT_EQ(hello->kindLine, "VekSocketClient\n");
+  const auto signOn = ReadSignOn(
+      "\x13\0\2\0\4\0\0\3\0\0\0\0"
+      "me/xpwd"s);
+  ASSERT_TRUE(signOn);
+  EXPECT_EQ(signOn->identity, "me/x");
+  EXPECT_EQ(signOn->password, "pwd");
+  const auto pass = ReadPass(
+      "\x0D\0\2\1\1\2\3"
+      "aBBccc"s);
+  ASSERT_TRUE(pass);
+  EXPECT_EQ(pass->user + '|' + pass->oldPass + '|' + pass->newPass, "a|BB|ccc");
+}
+
+TEST(Wire, PacketsShorterThanTheyStateAreRefused) {
+  for (const std::string& whole : {"\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\4\0\2\0\x10\0apVekSocketClient\n"s,
+                                   "\x13\0\2\0\4\0\0\3\0\0\0\0"
+                                   "me/xpwd"s,
+                                   "\x0D\0\2\1\1\2\3"
+                                   "aBBccc"s}) {
+    const std::string cut = whole.substr(0, whole.size() - 1);
+    const bool connect = CodeOf(whole) == Code::kConnect;
+    EXPECT_FALSE(connect         ? ReadConnect(cut).has_value()
+                 : whole[3] == 0 ? ReadSignOn(cut).has_value()
+                                 : ReadPass(cut).has_value());
+  }
+}
+
+TEST(Wire, CutterWaitsForWholePacketsAndStopsAtLengthsBelowThree) {
+  PacketCutter cutter;
+  for (const char byte : "\5\0\x80\0\0"s) {
+    EXPECT_FALSE(cutter.Next());
+    cutter.Feed(std::string_view(&byte, 1));
+  }
+  EXPECT_EQ(cutter.Next(), "\5\0\x80\0\0"s);
+  cutter.Feed("\3\0\1\2\0\1\3\0\1"s);
+  EXPECT_EQ(cutter.Next(), "\3\0\1"s);
+  EXPECT_FALSE(cutter.Next());
+  EXPECT_TRUE(cutter.Broken());
+}
+
+TEST(Text, TablesAreMarkedUtf8OrCodePage950) {
+  ResultText text;
+  text.Table("T", {{"DisplayText", "口數"}, {"mkt", "2"}})
+      .Fields({{"A", "帳號"}, {"B", ""}})
+      .Row({"1", "成交"});
+  EXPECT_EQ(Encoded(text, true), "UTF8\n\2T\4DisplayText=口數\4mkt=2\n\3A\4DisplayText=帳號\1B\n1\1成交\n");
+  EXPECT_EQ(Encoded(text, false),
+            "\2T\4DisplayText=\xA4\x66\xBC\xC6\4mkt=2\n"
+            "\3A\4DisplayText=\xB1\x62\xB8\xB9\1B\n1\1\xA6\xA8\xA5\xE6\n");
+}
+
+}  // namespace
+}  // namespace VekSim
