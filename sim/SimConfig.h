@@ -63,8 +63,9 @@ struct SimConfig {
   bool echoHeartbeat = true;
   int heartbeatMs = 0;  ///< period of heartbeats that the server sends by itself; 0: none
 
-  LinkFaults link;          ///< for every session that no queued LinkFaults is meant for
-  bool keepPackets = true;  ///< keep received packets for SimSeen; off for long runs
+  LinkFaults link;  ///< for every session that no queued LinkFaults is meant for
+  bool keepPackets =
+      true;  ///< keep packets and requests for SimSeen, not their counts alone; off for long runs
   std::function<std::chrono::microseconds()> clock{};  ///< stamps arrivals; empty: the steady clock
   std::function<void(const std::string&)> log{};  ///< one line an event, on the server's thread; may be empty
 };

@@ -71,12 +71,13 @@ struct SimSeen {
   std::vector<SimConnect> connects{};
   std::vector<SimSignOn> signOns{};
   std::vector<SimPassChange> passChanges{};
-  std::vector<SimRequest> requests{};
-  std::vector<SimOrder> orders{};     ///< as they were accepted
-  std::map<int, bool> signedOn{};     ///< the sessions that are open; true once signed on
-  std::size_t sessions = 0;           ///< links ever accepted
-  std::size_t closed = 0;             ///< links that ended, on whichever side
-  std::size_t packetCount = 0;        ///< counted even when packets are not kept
+  std::vector<SimRequest> requests{};  ///< likewise
+  std::vector<SimOrder> orders{};      ///< as they were accepted
+  std::map<int, bool> signedOn{};      ///< the sessions that are open; true once signed on
+  std::size_t sessions = 0;            ///< links ever accepted
+  std::size_t closed = 0;              ///< links that ended, on whichever side
+  std::size_t packetCount = 0;         ///< counted even when packets are not kept
+  std::size_t requestCount = 0;
   std::size_t batches = 0;            ///< code-129 messages
   std::size_t heartbeats = 0;         ///< received
   std::size_t queryViolations = 0;    ///< code-128 arrivals above SimConfig::queryRate

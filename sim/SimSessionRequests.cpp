@@ -22,7 +22,8 @@ bool SimSession::Arrived(SimRequest& request, int code) {
   const bool query = code == Code::kTask;
   const bool inRate = (query ? queryWatch_ : requestWatch_).Arrive(request.at);
   core_.record.Update([&](SimSeen& seen) {
-    seen.requests.push_back(request);
+    ++seen.requestCount;
+    if (core_.config.keepPackets) seen.requests.push_back(request);
     if (!inRate) ++(query ? seen.queryViolations : seen.requestViolations);
   });
   core_.Log("#" + std::to_string(id_) + " " + request.workId + " " + request.verb +

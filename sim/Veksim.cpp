@@ -1,0 +1,81 @@
+// The simulated server as a program.
+#include <fmt/core.h>
+
+#include <asio.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "sim/SimServer.h"
+#include "sim/VeksimOptions.h"
+
+namespace VekSim {
+
+namespace {
+
+/// Under another name first: whoever waits for the file never finds it half written.
+bool WritePort(const std::string& path, std::uint16_t port) {
+  const std::string part = path + ".part";
+  std::FILE* const file = std::fopen(part.c_str(), "wb");
+  bool good = file != nullptr;
+  if (good) {
+    good = std::fprintf(file, "%u\n", static_cast<unsigned>(port)) > 0;
+    good = std::fclose(file) == 0 && good;
+    std::remove(path.c_str());  // not every system renames over a file
+    good = good && std::rename(part.c_str(), path.c_str()) == 0;
+  }
+  if (!good) fmt::print(stderr, "veksim: cannot write {}: {}\n", path, std::strerror(errno));
+  return good;
+}
+
+void WaitForEnd(const SimServer& server, bool once) {
+  asio::io_context signals;
+  asio::signal_set set(signals, SIGINT, SIGTERM);
+  bool ended = false;
+  set.async_wait([&](const asio::error_code&, int) { ended = true; });
+  while (!ended) {
+    signals.run_for(std::chrono::milliseconds(100));
+    const auto over = [](const SimSeen& seen) { return seen.closed > 0; };
+    if (once && server.WaitFor(over, std::chrono::milliseconds(0))) return;
+  }
+}
+
+int Run(VeksimOptions& options) {
+  options.config.keepPackets = false;
+  if (!options.quiet) {
+    options.config.log = [](const std::string& line) {
+      fmt::print("{}\n", line);
+      std::fflush(stdout);
+    };
+  }
+  SimServer server(options.config);
+  for (const Fault& fault : options.faults) server.Faults().Push(fault);
+  if (!options.quiet) options.config.log(fmt::format("listening on {}", server.Setting()));
+  if (!options.portFile.empty() && !WritePort(options.portFile, server.Port())) return 1;
+  WaitForEnd(server, options.once);
+  server.Stop();
+  const SimSeen seen = server.Seen();
+  if (!options.quiet) {
+    fmt::print("ended: {} links, {} packets, {} requests, {} orders, {} too fast\n", seen.sessions,
+               seen.packetCount, seen.requestCount, seen.orders.size(),
+               seen.queryViolations + seen.requestViolations);
+  }
+  return 0;
+}
+
+}  // namespace
+
+}  // namespace VekSim
+
+int main(int argc, char** argv) {
+  VekSim::VeksimOptions options;
+  int exitCode = 0;
+  try {
+    if (!VekSim::ReadOptions(argc, argv, options, exitCode)) return exitCode;
+    return VekSim::Run(options);
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "veksim: {}\n", error.what());
+    return 1;
+  }
+}
