@@ -15,3 +15,7 @@ if(WIN32)
 else()
   target_link_libraries(around INTERFACE Threads::Threads)
 endif()
+if(VEKAPI_SANITIZE MATCHES thread)
+  # ThreadSanitizer does not know fences. Asio's are not needed where handlers are queued under a lock, which they are.
+  target_compile_definitions(around INTERFACE ASIO_DISABLE_FENCED_BLOCK)
+endif()
