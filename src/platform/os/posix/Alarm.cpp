@@ -1,0 +1,29 @@
+#include "platform/os/Alarm.h"
+
+#include "platform/os/Clock.h"
+#include "platform/os/posix/Deadline.h"
+
+namespace Dova::Os {
+
+struct TAlarm::TNative : TMonotonicCondition {
+  bool woken = false;
+};
+
+TAlarm::TAlarm() : native_(std::make_unique<TNative>()) {}
+TAlarm::~TAlarm() = default;
+
+void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+  pthread_mutex_lock(&native_->mutex);
+  while (!native_->woken && MonotonicNs() < dueNs) native_->WaitUntil(dueNs);
+  native_->woken = false;
+  pthread_mutex_unlock(&native_->mutex);
+}
+
+void TAlarm::Wake() noexcept {
+  pthread_mutex_lock(&native_->mutex);
+  native_->woken = true;
+  pthread_cond_signal(&native_->condition);
+  pthread_mutex_unlock(&native_->mutex);
+}
+
+}  // namespace Dova::Os

@@ -1,0 +1,85 @@
+#include "platform/os/Alarm.h"
+
+#include <windows.h>
+
+#include <timeapi.h>
+
+#include <algorithm>
+
+#include "platform/os/Clock.h"
+
+#ifndef CREATE_WAITABLE_TIMER_HIGH_RESOLUTION
+#define CREATE_WAITABLE_TIMER_HIGH_RESOLUTION 0x00000002  // since Windows 10 1803
+#endif
+
+namespace Dova::Os {
+namespace {
+
+constexpr std::int64_t kMs = 1'000'000;
+// Without a high-resolution timer the clock ticks at 15.6 ms; the finer tick costs the whole system power, so
+// it is asked for only when the moment is this near.
+constexpr std::int64_t kNear = 50 * kMs;
+
+}  // namespace
+
+struct TAlarm::TNative {
+  HANDLE wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  HANDLE timer =
+      CreateWaitableTimerExW(nullptr, nullptr, CREATE_WAITABLE_TIMER_HIGH_RESOLUTION, TIMER_ALL_ACCESS);
+
+  TNative() = default;
+  ~TNative() {
+    if (timer != nullptr) CloseHandle(timer);
+    CloseHandle(wake);
+  }
+  TNative(const TNative&) = delete;
+  TNative& operator=(const TNative&) = delete;
+
+  // Each waits for about `left` and returns true when woken.
+  bool WaitFine(std::int64_t left) const noexcept;
+  bool WaitCoarse(std::int64_t left) const noexcept;
+};
+
+bool TAlarm::TNative::WaitFine(std::int64_t left) const noexcept {
+  LARGE_INTEGER relative;
+  relative.QuadPart = -((left + 99) / 100);
+  if (!SetWaitableTimer(timer, &relative, 0, nullptr, nullptr, FALSE)) return WaitCoarse(left);
+  const HANDLE both[] = {wake, timer};
+  return WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0;
+}
+
+bool TAlarm::TNative::WaitCoarse(std::int64_t left) const noexcept {
+  if (left > kNear) {
+    const std::int64_t ms = std::min<std::int64_t>((left - kNear / 2) / kMs, 0x7fffffff);
+    return WaitForSingleObject(wake, static_cast<DWORD>(ms)) == WAIT_OBJECT_0;
+  }
+  timeBeginPeriod(1);
+  const auto ms = static_cast<DWORD>((left + kMs - 1) / kMs);
+  const bool woken = WaitForSingleObject(wake, ms) == WAIT_OBJECT_0;
+  timeEndPeriod(1);
+  return woken;
+}
+
+TAlarm::TAlarm() : native_(std::make_unique<TNative>()) {}
+TAlarm::~TAlarm() = default;
+
+void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+  if (dueNs == kNever) {
+    WaitForSingleObject(native_->wake, INFINITE);
+    return;
+  }
+  for (;;) {
+    const std::int64_t left = dueNs - MonotonicNs();
+    if (left <= 0) {
+      WaitForSingleObject(native_->wake, 0);  // takes a Wake that came, as it ends this wait
+      return;
+    }
+    if (native_->timer != nullptr ? native_->WaitFine(left) : native_->WaitCoarse(left)) return;
+  }
+}
+
+void TAlarm::Wake() noexcept {
+  SetEvent(native_->wake);
+}
+
+}  // namespace Dova::Os

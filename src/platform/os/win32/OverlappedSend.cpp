@@ -1,0 +1,66 @@
+#include "platform/os/win32/OverlappedSend.h"
+
+#include <algorithm>
+#include <new>
+
+namespace Dova::Os {
+namespace {
+
+constexpr std::size_t kMaxAtOnce = 64 * 1024;
+
+}  // namespace
+
+TOverlappedSend::TOverlappedSend() {
+  // Stays set until the next send resets it, so that several may see that nothing is under way.
+  overlapped_.hEvent = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+}
+
+TOverlappedSend::~TOverlappedSend() {
+  CloseHandle(overlapped_.hEvent);
+}
+
+std::ptrdiff_t TOverlappedSend::Send(SOCKET socket, const char* bytes, std::size_t size) noexcept {
+  if (underWay_) {
+    if (WaitForSingleObject(overlapped_.hEvent, 0) != WAIT_OBJECT_0) return 0;
+    if (!Harvest(socket)) return -1;
+  }
+  const std::size_t part = std::min(size, kMaxAtOnce);
+  try {
+    buffer_.assign(bytes, part);
+  } catch (const std::bad_alloc&) {
+    WSASetLastError(WSAENOBUFS);
+    return -1;
+  }
+  WSABUF piece{static_cast<ULONG>(part), buffer_.data()};
+  DWORD sent = 0;
+  if (WSASend(socket, &piece, 1, &sent, 0, &overlapped_, nullptr) == 0)
+    return static_cast<std::ptrdiff_t>(sent);
+  if (WSAGetLastError() != WSA_IO_PENDING) return -1;
+  underWay_ = true;
+  return static_cast<std::ptrdiff_t>(part);
+}
+
+// The outcome of a send that has ended; false with WSAGetLastError when it did not take everything.
+bool TOverlappedSend::Harvest(SOCKET socket) noexcept {
+  DWORD sent = 0;
+  DWORD flags = 0;
+  underWay_ = false;
+  if (!WSAGetOverlappedResult(socket, &overlapped_, &sent, TRUE, &flags)) return false;
+  if (sent == buffer_.size()) return true;
+  WSASetLastError(WSAECONNABORTED);
+  return false;
+}
+
+bool TOverlappedSend::WaitIdle(HANDLE abortEvent) const noexcept {
+  if (!underWay_) return true;
+  const HANDLE both[] = {abortEvent, overlapped_.hEvent};
+  return WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0 + 1;
+}
+
+void TOverlappedSend::Finish(SOCKET socket) noexcept {
+  if (!underWay_) return;
+  CancelIoEx(reinterpret_cast<HANDLE>(socket), reinterpret_cast<OVERLAPPED*>(&overlapped_));
+  Harvest(socket);
+}
+
+}  // namespace Dova::Os

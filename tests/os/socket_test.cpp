@@ -1,0 +1,250 @@
+#include "platform/os/Socket.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <list>
+#include <string>
+#include <thread>
+
+#include "platform/os/Clock.h"
+#include "platform/os/Event.h"
+#include "platform/os/Thread.h"
+#include "support/TcpPeer.h"
+
+namespace {
+
+using Dova::Os::ResolveNumeric;
+using Dova::Os::TEndpoint;
+using Dova::Os::TSocket;
+using Test::TTcpPeer;
+
+constexpr std::size_t kMuch = 16 * 1024 * 1024;  // more than the systems buffer on both sides
+
+std::string Pattern(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::uint32_t state = 12345;
+  for (char& byte : bytes) {
+    state = state * 1664525U + 1013904223U;
+    byte = static_cast<char>(state >> 24);
+  }
+  return bytes;
+}
+
+struct SocketTest : testing::Test {
+  TTcpPeer peer;
+  TSocket socket;
+
+  void Connect() {
+    std::string error;
+    ASSERT_TRUE(socket.Connect(ResolveNumeric("127.0.0.1", peer.Port()).at(0), 10000, error)) << error;
+    peer.Accept();
+  }
+
+  // Sends until nothing more is taken; the count.
+  std::size_t Fill(const std::string& bytes) {
+    std::size_t total = 0;
+    for (;;) {
+      const auto taken = socket.TrySend(bytes.data() + total, bytes.size() - total);
+      EXPECT_GE(taken, 0);
+      if (taken <= 0) return total;
+      total += static_cast<std::size_t>(taken);
+    }
+  }
+};
+
+TEST_F(SocketTest, CarriesBytesBothWays) {
+  Connect();
+  socket.SetNoDelay();
+  ASSERT_EQ(socket.TrySend("hello", 5), 5);
+  EXPECT_EQ(peer.Read(5), "hello");
+  peer.Write("world");
+  char buffer[5];
+  for (std::size_t got = 0; got < 5;) {
+    const auto count = socket.Recv(buffer + got, 5 - got);
+    ASSERT_GT(count, 0);
+    got += static_cast<std::size_t>(count);
+  }
+  EXPECT_EQ(std::string(buffer, 5), "world");
+}
+
+TEST_F(SocketTest, TryRecvDoesNotWait) {
+  Connect();
+  char byte = 0;
+  EXPECT_EQ(socket.TryRecv(&byte, 1), TSocket::kWouldWait);
+  peer.Write("xy");
+  ASSERT_EQ(socket.Recv(&byte, 1), 1);
+  EXPECT_EQ(socket.TryRecv(&byte, 1), 1);
+  EXPECT_EQ(byte, 'y');
+  EXPECT_EQ(socket.TryRecv(&byte, 1), TSocket::kWouldWait);
+  peer.Close();
+  EXPECT_EQ(socket.Recv(&byte, 1), 0);
+  EXPECT_EQ(socket.TryRecv(&byte, 1), 0);
+}
+
+TEST_F(SocketTest, PeerResetIsAFailureWithAText) {
+  Connect();
+  peer.Reset();
+  char byte = 0;
+  EXPECT_LE(socket.Recv(&byte, 1), 0);  // Wine tells a reset as an end
+  EXPECT_LT(socket.TrySend(&byte, 1), 0);
+  EXPECT_NE(socket.LastErrorText(), "");
+}
+
+TEST_F(SocketTest, BackPressureKeepsEveryByteInOrder) {
+  Connect();
+  const std::string all = Pattern(kMuch);
+  std::size_t sent = Fill(all);
+  ASSERT_LT(sent, all.size()) << "the system swallowed everything";
+  std::string received;
+  std::thread reader([&] { received = peer.Read(all.size()); });
+  while (sent < all.size()) {
+    ASSERT_TRUE(socket.WaitWritable());
+    sent += Fill(all.substr(sent, 100'000));
+  }
+  reader.join();
+  EXPECT_TRUE(received == all);
+}
+
+// The caller's bytes may be overwritten as soon as TrySend returns, also while the system still holds them
+// back.
+TEST_F(SocketTest, TakenBytesAreCopied) {
+  Connect();
+  const std::string all = Pattern(kMuch);
+  std::string scratch = all;
+  std::size_t sent = 0;
+  for (;;) {
+    const auto taken = socket.TrySend(scratch.data() + sent, scratch.size() - sent);
+    if (taken <= 0) break;
+    std::fill_n(scratch.begin() + static_cast<std::ptrdiff_t>(sent), taken, '\0');
+    sent += static_cast<std::size_t>(taken);
+  }
+  EXPECT_TRUE(peer.Read(sent) == all.substr(0, sent));
+}
+
+TEST_F(SocketTest, SendsWhileAnotherThreadWaitsInRecv) {
+  Connect();
+  std::string answer(3, '\0');
+  Dova::Os::TEvent entering;
+  std::thread receiver([&] {
+    entering.Set();
+    EXPECT_EQ(socket.Recv(answer.data(), 3), 3);
+  });
+  entering.Wait();
+  ASSERT_EQ(socket.TrySend("ping", 4), 4);
+  ASSERT_EQ(peer.Read(4), "ping");
+  peer.Write("abc");
+  receiver.join();
+  EXPECT_EQ(answer, "abc");
+}
+
+// Each way of waiting, ended by Abort from another thread at a different distance from the wait's beginning.
+TEST(SocketAbort, EndsAWaitingRecvWheneverItComes) {
+  for (int round = 0; round < 60; ++round) {
+    TTcpPeer peer;
+    TSocket socket;
+    std::string error;
+    ASSERT_TRUE(socket.Connect(ResolveNumeric("127.0.0.1", peer.Port()).at(0), 10000, error)) << error;
+    std::atomic<bool> ready{false};
+    std::thread receiver([&] {
+      char byte = 0;
+      ready = true;
+      EXPECT_LT(socket.Recv(&byte, 1), 0);
+      EXPECT_LT(socket.Recv(&byte, 1), 0);
+      EXPECT_LT(socket.TryRecv(&byte, 1), 0);
+      EXPECT_LT(socket.TrySend("x", 1), 0);
+      EXPECT_FALSE(socket.WaitWritable());
+    });
+    while (!ready) std::this_thread::yield();
+    const auto until = Dova::Os::MonotonicNs() + round * 20'000;
+    while (Dova::Os::MonotonicNs() < until) std::this_thread::yield();
+    socket.Abort();
+    receiver.join();
+  }
+}
+
+TEST_F(SocketTest, AbortEndsAWaitForRoom) {
+  Connect();
+  const std::string all = Pattern(kMuch);
+  ASSERT_LT(Fill(all), all.size());
+  std::thread sender([&] { EXPECT_FALSE(socket.WaitWritable()); });
+  Dova::Os::SleepMs(20);  // mostly the wait has begun; the outcome is the same when it has not
+  socket.Abort();
+  sender.join();
+}
+
+// A listener that accepts nothing: the system answers no further connect once its queue is full.
+class TFullListener {
+ public:
+  TFullListener() : acceptor_(io_) {
+    acceptor_.open(asio::ip::tcp::v4());
+    acceptor_.bind({asio::ip::make_address("127.0.0.1"), 0});
+    acceptor_.listen(0);
+    for (int i = 0; i < 3; ++i) {
+      auto& filler = fillers_.emplace_back(io_, asio::ip::tcp::v4());
+      filler.async_connect(acceptor_.local_endpoint(), [](asio::error_code) {});
+    }
+  }
+  TEndpoint Endpoint() const { return ResolveNumeric("127.0.0.1", acceptor_.local_endpoint().port()).at(0); }
+
+ private:
+  asio::io_context io_;
+  asio::ip::tcp::acceptor acceptor_;
+  std::list<asio::ip::tcp::socket> fillers_;
+};
+
+TEST(SocketConnect, TimesOut) {
+  const TFullListener silent;
+  TSocket socket;
+  std::string error;
+  const auto began = Dova::Os::MonotonicNs();
+  EXPECT_FALSE(socket.Connect(silent.Endpoint(), 50, error));
+  EXPECT_GE(Dova::Os::MonotonicNs() - began, 50'000'000);
+  EXPECT_NE(error, "");
+}
+
+TEST(SocketConnect, AbortEndsIt) {
+  const TFullListener silent;
+  TSocket socket;
+  std::thread aborter([&] {
+    Dova::Os::SleepMs(20);  // mostly the connect has begun; the outcome is the same when it has not
+    socket.Abort();
+  });
+  std::string error;
+  EXPECT_FALSE(socket.Connect(silent.Endpoint(), 0, error));
+  EXPECT_NE(error, "");
+  aborter.join();
+  EXPECT_FALSE(socket.Connect(silent.Endpoint(), 0, error));
+}
+
+TEST(SocketConnect, RefusedThenAnotherAddress) {
+  asio::io_context io;
+  const asio::ip::tcp::socket deaf(io, {asio::ip::make_address("127.0.0.1"), 0});  // bound, not listening
+  TTcpPeer peer;
+  TSocket socket;
+  std::string error;
+  EXPECT_FALSE(socket.Connect(ResolveNumeric("127.0.0.1", deaf.local_endpoint().port()).at(0), 10000, error));
+  EXPECT_NE(error, "");
+  EXPECT_TRUE(socket.Connect(ResolveNumeric("127.0.0.1", peer.Port()).at(0), 10000, error)) << error;
+}
+
+TEST(SocketConnect, VersionSix) {
+  TTcpPeer peer("::1");
+  TSocket socket;
+  std::string error;
+  ASSERT_TRUE(socket.Connect(ResolveNumeric("::1", peer.Port()).at(0), 10000, error)) << error;
+  peer.Accept();
+  ASSERT_EQ(socket.TrySend("6", 1), 1);
+  EXPECT_EQ(peer.Read(1), "6");
+}
+
+TEST(Resolve, NumbersAndNames) {
+  EXPECT_TRUE(ResolveNumeric("localhost", 1).empty());
+  EXPECT_TRUE(ResolveNumeric("", 1).empty());
+  std::string error;
+  EXPECT_FALSE(Dova::Os::ResolveName("localhost", 1, error).empty()) << error;
+  EXPECT_TRUE(Dova::Os::ResolveName("no-such-host.invalid", 1, error).empty());
+  EXPECT_NE(error, "");
+}
+
+}  // namespace
