@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace Dova {
+
+// The parameters of a TCP messenger: "HOST:PORT [options]". HOST is a name, an IPv4 address or an IPv6
+// address in brackets; PORT 1 to 65535. Options are separated by blanks, in any order, those with a value at
+// most once each:
+//   n        small packets are not delayed
+//   M0       raw byte stream, the only link mode
+//   ct=MS    how long connecting may take, all addresses of the name together (1 to 3600000)
+//   sq=BYTES how much may wait to be sent (1 to 2147483647)
+//   spin=US  how long the reader polls before it sleeps (0 to 1000000)
+struct TTCPSetting {
+  std::string host;
+  std::uint16_t port = 0;
+  bool noDelay = false;
+  int connectTimeoutMs = 20'000;
+  std::size_t sendQueueBytes = std::size_t{8} << 20;
+  int spinUs = 0;
+
+  // Nothing when any part of the text is not understood.
+  static std::optional<TTCPSetting> Parse(const std::string& text);
+};
+
+}  // namespace Dova

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+namespace Dova {
+
+// Bytes that wait to be sent, in blocks, first in first out. Carries its own lock, which its user takes
+// around each call or run of calls (Mutex()). Bytes are wiped when they have been used.
+class TMemQueue {
+ public:
+  explicit TMemQueue(std::size_t blockSize) : blockSize_(blockSize) {}
+  ~TMemQueue();
+  TMemQueue(const TMemQueue&) = delete;
+  TMemQueue& operator=(const TMemQueue&) = delete;
+
+  std::mutex& Mutex() { return mutex_; }
+
+  std::size_t Size() const { return size_; }
+  bool Empty() const { return size_ == 0; }
+
+  void Append(const char* bytes, std::size_t length);
+
+  // The oldest bytes that lie together: their address and count; 0 when the queue is empty. They stay in the
+  // queue.
+  std::size_t GetMemBlock(const char*& bytes) const;
+
+  // Takes the oldest `count` bytes of that block out. The bytes left in the queue.
+  std::size_t SetMemUsed(std::size_t count);
+
+  void Clear();
+
+ private:
+  struct TBlock {
+    std::unique_ptr<char[]> bytes;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+  };
+  void AddBlock();
+
+  const std::size_t blockSize_;
+  std::deque<TBlock> blocks_;
+  std::unique_ptr<char[]> spare_;
+  std::size_t size_ = 0;
+  std::mutex mutex_;
+};
+
+}  // namespace Dova

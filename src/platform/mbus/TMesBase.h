@@ -1,0 +1,92 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "platform/mbus/Ref.h"
+#include "platform/mbus/TMesEvHandler.h"
+#include "platform/mbus/TSyncContext.h"
+
+namespace Dova {
+
+// A byte-stream link made from a setting text. Counted: its user holds a reference, and so does every thread
+// of its own while it runs.
+//
+// Life: made by TMesRegs, given a handler and a context, opened once, closed once. Whoever lets go of the
+// last reference of an opened messenger has closed it before.
+class TMesBase : public Dstl::ref_counter<unsigned> {
+ public:
+  TMesBase();
+
+  const std::string& GetSetting() const { return setting_; }
+
+  // Takes the parameters; false when they cannot be understood. Before Open.
+  virtual bool SettingApply(const std::string& setting);
+
+  // The context that events are raised in; a messenger starts with one of its own. Before Open.
+  void SetSyncContext(Dstl::wise_ref<TSyncContext> context) { context_ = std::move(context); }
+  const Dstl::wise_ref<TSyncContext>& SyncContext() const { return context_; }
+
+  // Who is told; null: nobody. From inside the context.
+  void SetEvHandler(TMesEvHandler* handler) { handler_ = handler; }
+
+  // Starts to make the link; true when it could start. What comes of it is told by events, possibly before
+  // this returns. From inside the context.
+  virtual bool Open() = 0;
+
+  // Ends the link without an event, and waits for threads of the messenger unless one of them is in an event
+  // at this moment. From inside the context.
+  virtual void Close() = 0;
+
+  // Ends the link and tells the handler why, as a broken link. From inside the context.
+  void CloseReason(const std::string& reason);
+
+  // All or nothing: length, or 0 when nothing was taken (no link, or too much is waiting already). Sends of
+  // different threads do not mix. Any thread; waits for nothing but the peer threads' own Send.
+  virtual int Send(const char* bytes, int length) = 0;
+
+  // Fetches waiting bytes: their count, 0 or less when there are none. From inside OnMesRecvReady.
+  virtual int Recv(char* buffer, int size) = 0;
+
+  // Lends the waiting bytes instead, until OnMesRecvReady returns, and counts them as fetched; the borrower
+  // may change them. Null when this messenger has nothing to lend: use Recv.
+  virtual char* RecvInPlace(int& /*count*/) { return nullptr; }
+
+ protected:
+  // Enters the context and calls `event(handler)` there, when there is a handler. False when the messenger
+  // was closed: whoever called should end. Not from inside a thread that holds leaf locks.
+  template <class TEvent>
+  bool Raise(const TEvent& event) {
+    const TSyncScope inside(context_, &closed_);
+    if (!inside) return false;
+    RaiseInside(event);
+    return !IsClosed();
+  }
+
+  template <class TEvent>
+  void RaiseInside(const TEvent& event) {
+    if (!handler_ || IsClosed()) return;
+    const bool outer = std::exchange(delivering_, true);
+    event(*handler_);
+    delivering_ = outer;
+  }
+
+  bool IsClosed() const { return closed_.load(std::memory_order_acquire); }
+
+  // For Close: no event comes from here on. False when it was closed already.
+  bool MarkClosed();
+
+  // True while an event of this messenger is on some thread's stack. From inside the context.
+  bool IsDelivering() const { return delivering_; }
+
+ private:
+  std::string setting_;
+  Dstl::wise_ref<TSyncContext> context_;
+  TMesEvHandler* handler_ = nullptr;  // guarded by the context, as is delivering_
+  bool delivering_ = false;
+  std::atomic<bool> closed_{false};
+};
+
+}  // namespace Dova

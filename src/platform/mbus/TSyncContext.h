@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+
+#include "platform/mbus/Ref.h"
+
+namespace Dova {
+
+// The place where one session's events happen: whoever raises one, opens or closes does it inside, one thread
+// at a time. Recursive. First come, first served: a thread that asks for Disconnect is not starved by a link
+// that streams.
+//
+// Entering can fail: for everybody once the context was aborted (the session is being deleted), and for a
+// caller whose own `cancelled` flag is set (its messenger is being closed by the thread that is inside). So a
+// thread inside may wait for threads that wait to enter.
+//
+// A thread that waits to enter keeps answering messages that are sent to its windows.
+class TSyncContext : public Dstl::ref_counter<unsigned> {
+ public:
+  // Waits until nobody else is inside. False when aborted or cancelled; then it is not inside. `cancelled` is
+  // looked at when the wait begins, when it ends, and at every Kick.
+  bool Enter(const std::atomic<bool>* cancelled = nullptr) noexcept;
+  // The same without waiting: false also when somebody else is inside.
+  bool TryEnter() noexcept;
+  void Leave() noexcept;
+
+  // Lets waiting threads look at their flags.
+  void Kick() noexcept;
+
+  // From inside: nobody enters any more, except this thread recursively.
+  void Abort() noexcept;
+
+  bool IsInside() const noexcept;
+
+ private:
+  struct TWaiter;
+
+  bool Take(std::uintptr_t me) noexcept;
+  bool EnterSlow(std::uintptr_t me, const std::atomic<bool>* cancelled) noexcept;
+  bool StayIn(const std::atomic<bool>* cancelled) noexcept;
+  void GrantNext(const std::lock_guard<std::mutex>&) noexcept;
+  void GiveUp(TWaiter& waiter, const std::lock_guard<std::mutex>&) noexcept;
+
+  std::atomic<std::uintptr_t> owner_{0};
+  unsigned depth_ = 0;  // the owner's
+  std::atomic<bool> aborted_{false};
+  std::atomic<unsigned> waiting_{0};  // size of waiters_, readable without the mutex
+  std::mutex mutex_;                  // leaf
+  std::deque<TWaiter*> waiters_;
+};
+
+// Inside a context for a scope, when it could be entered. Keeps the context alive.
+class TSyncScope {
+ public:
+  explicit TSyncScope(Dstl::wise_ref<TSyncContext> context,
+                      const std::atomic<bool>* cancelled = nullptr) noexcept
+      : context_(std::move(context)), inside_(context_->Enter(cancelled)) {}
+  ~TSyncScope() {
+    if (inside_) context_->Leave();
+  }
+  TSyncScope(const TSyncScope&) = delete;
+  TSyncScope& operator=(const TSyncScope&) = delete;
+
+  explicit operator bool() const noexcept { return inside_; }
+
+ private:
+  Dstl::wise_ref<TSyncContext> context_;
+  bool inside_;
+};
+
+}  // namespace Dova
