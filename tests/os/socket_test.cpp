@@ -17,7 +17,7 @@ namespace {
 using Dova::Os::ResolveNumeric;
 using Dova::Os::TEndpoint;
 using Dova::Os::TSocket;
-using Test::TTcpPeer;
+using TestSupport::TTcpPeer;
 
 constexpr std::size_t kMuch = 16 * 1024 * 1024;  // more than the systems buffer on both sides
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-namespace Test {
+namespace TestSupport {
 
 class TTcpPeer {
  public:
@@ -41,4 +41,4 @@ class TTcpPeer {
   asio::ip::tcp::socket socket_;
 };
 
-}  // namespace Test
+}  // namespace TestSupport

@@ -31,8 +31,8 @@ class ref_counter {
   mutable std::atomic<TCount> count_{0};
 };
 
-// The same with every change under a mutex that the owner names, so that "is there one?" and "take it" can be one
-// step for a shared object. Not self-deleting: the derived class decides under the same mutex.
+// The same with every change under a mutex that the owner names, so that "is there one?" and "take it" can be
+// one step for a shared object. Not self-deleting: the derived class decides under the same mutex.
 template <class TCount>
 class ref_counter_ost {
  protected:

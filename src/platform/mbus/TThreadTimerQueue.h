@@ -1,0 +1,62 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "platform/mbus/TTimerQueue.h"
+#include "platform/os/Alarm.h"
+#include "platform/os/Thread.h"
+
+namespace Dova {
+
+// The real queue: the system's clock, and threads that are there while timers are.
+//
+// One thread, the leader, sleeps until the next timer is due. It gives that role away before it runs the
+// expiry, to an idle thread or a new one, so that a slow expiry delays nobody else's timer. There are at most
+// as many threads as expiries running at the same time, and one; those that stay idle end after a while. The
+// destruction of the last timer ends them all.
+class TThreadTimerQueue final : public TTimerQueue {
+ public:
+  // Never destroyed: timers may outlive every static object.
+  static TThreadTimerQueue& Instance() noexcept;
+
+  std::int64_t NowNs() const noexcept override;
+
+  // For tests: threads that have not ended, and how often one of them woke up.
+  unsigned ThreadCount() const noexcept { return threads_.load(); }
+  std::uint64_t WakeCount() const noexcept { return wakes_.load(); }
+
+ private:
+  struct TWorker {
+    Os::TAlarm alarm;
+    // Under the queue's lock:
+    Os::TThread thread;
+    bool idle = false;
+    bool busy = false;  // runs an expiry
+    bool retired = false;
+  };
+  using TWorkerRef = std::shared_ptr<TWorker>;
+
+  void OnSooner(TLock& lock) noexcept override;
+  void OnLastGone(TLock& lock) noexcept override;
+
+  TWorkerRef AppointLeader();
+  TWorkerRef HireLeader();
+  void Work(const TWorkerRef& self);
+  void Lead(const TWorkerRef& self, TLock& lock);
+  bool Idle(const TWorkerRef& self, TLock& lock);
+  void Leave(const TWorkerRef& self, TLock& lock);
+  void Sleep(TWorker& self, TLock& lock, std::int64_t dueNs);
+
+  // Under the queue's lock:
+  TWorkerRef leader_;
+  std::vector<TWorkerRef> workers_;
+  std::vector<TWorkerRef> idle_;
+  Os::TThread left_;  // the last one that ended for lack of work
+
+  std::atomic<unsigned> threads_{0};
+  std::atomic<std::uint64_t> wakes_{0};
+};
+
+}  // namespace Dova

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <mutex>
+
+#include "platform/mbus/TSpinLock.h"
+#include "platform/mbus/TTimerBase.h"
+
+namespace Dova {
+
+// A timer that calls a member function of its owner. The owner must live until the timer has been destroyed,
+// or until the expiry that destroys both has returned.
+template <class T>
+class TTimer final : public TTimerBase {
+ public:
+  using TTarget = void (T::*)();
+
+  TTimer(TOnTimerStyle style, T& owner) noexcept : TTimerBase(style), owner_(owner) {}
+  ~TTimer() override { Close(); }
+
+  // What expiries call from now on; null (the state at first): nothing.
+  void SetTarget(TTarget target) noexcept {
+    const std::lock_guard<TSpinLock> lock(targetLock_);
+    target_ = target;
+  }
+
+  using TTimerBase::Start;
+  void Start(TTarget target, unsigned ms) noexcept {
+    SetTarget(target);
+    Start(ms);
+  }
+
+ private:
+  void OnExpiry() override {
+    TTarget target = nullptr;
+    {
+      const std::lock_guard<TSpinLock> lock(targetLock_);
+      target = target_;
+    }
+    if (target != nullptr) (owner_.*target)();
+    // Nothing of this timer may be touched here: the call may have destroyed it.
+  }
+
+  T& owner_;
+  TSpinLock targetLock_;
+  TTarget target_ = nullptr;
+};
+
+}  // namespace Dova

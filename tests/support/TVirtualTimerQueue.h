@@ -1,0 +1,48 @@
+#pragma once
+
+#include <atomic>
+
+#include "platform/mbus/TTimerQueue.h"
+
+namespace TestSupport {
+
+// A timer queue whose time stands still until it is advanced; expiries run on the thread that advances it, in
+// the order in which they fall due. The current queue while it lives. Timers and limiters made meanwhile must
+// be gone before it. Other threads may arm, stop and destroy timers meanwhile; one thread at a time advances,
+// not from inside an expiry.
+class TVirtualTimerQueue final : public Dova::TTimerQueue {
+ public:
+  TVirtualTimerQueue() { Replace(this); }
+  ~TVirtualTimerQueue() override { Replace(nullptr); }
+
+  std::int64_t NowNs() const noexcept override { return now_.load(); }
+
+  // Lets time go by and runs what falls due, including what expiries arm for a moment within.
+  void Advance(unsigned ms) { AdvanceTo(NowNs() + std::int64_t{ms} * 1'000'000); }
+
+  void AdvanceTo(std::int64_t toNs) {
+    TLock lock(mutex_);
+    for (;;) {
+      // One moment after the other: an expiry may arm a timer that comes before what was due next.
+      const std::int64_t next = NextLook();
+      if (next == kNever || next > toNs) break;
+      Dova::TTimerBase* const due = TakeDue(next);
+      if (due == nullptr) continue;
+      MoveTo(next);
+      Run(*due, lock, [] {});
+    }
+    MoveTo(toNs);
+  }
+
+ private:
+  void MoveTo(std::int64_t ns) {
+    if (ns > now_.load()) now_.store(ns);
+  }
+
+  void OnSooner(TLock&) noexcept override {}
+  void OnLastGone(TLock&) noexcept override {}
+
+  std::atomic<std::int64_t> now_{1'000'000'000};
+};
+
+}  // namespace TestSupport
