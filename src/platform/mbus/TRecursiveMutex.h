@@ -1,0 +1,41 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+
+#include "platform/os/Thread.h"
+
+namespace Dova {
+
+// A mutex that its holder may take again. BasicLockable.
+//
+// Unlike std::recursive_mutex it can tell whether the calling thread holds it.
+class TRecursiveMutex {
+ public:
+  void lock() noexcept {
+    const std::uintptr_t self = Os::CurrentThreadToken();
+    // Only this thread can have put its own token there.
+    if (owner_.load(std::memory_order_relaxed) != self) {
+      mutex_.lock();
+      owner_.store(self, std::memory_order_relaxed);
+    }
+    ++depth_;
+  }
+
+  void unlock() noexcept {
+    if (--depth_ != 0) return;
+    owner_.store(0, std::memory_order_relaxed);
+    mutex_.unlock();
+  }
+
+  bool IsHeldHere() const noexcept {
+    return owner_.load(std::memory_order_relaxed) == Os::CurrentThreadToken();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::atomic<std::uintptr_t> owner_{0};
+  unsigned depth_ = 0;
+};
+
+}  // namespace Dova
