@@ -1,0 +1,158 @@
+// A whole session with an order-routing server: sign-on, queries, an order until it is filled, a new
+// password, and a second sign-on with it. Ends with status 0 when every step came through within its time
+// limit.
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "ResultText.h"
+#include "SessionEvents.h"
+#include "Terminal.h"
+#include "vekapi/VekTable.h"
+
+namespace {
+
+struct Options {
+  std::string server = "127.0.0.1:9000";
+  std::string user = "trader";
+  std::string account;
+  std::string password = "secret";
+  std::string newPassword = "changed";
+  int limitSeconds = 30;
+};
+
+void Say(const std::string& text) {
+  std::fputs(text.c_str(), stdout);
+  std::fflush(stdout);
+}
+
+bool StartsWith(const std::string& text, const std::string& start) {
+  return text.rfind(start, 0) == 0;
+}
+
+class Session {
+ public:
+  explicit Session(const Options& options)
+      : options_(options), limit_(std::chrono::seconds(options.limitSeconds)), client_(events_) {}
+
+  bool Run() {
+    return SignOn(options_.password) && Query("products") && Query("orders") && Query("positions") &&
+           Order() && Query("orders", 1) && Query("deals", 1) && Query("positions", 1) && ChangePassword() &&
+           SignOff() && SignOn(options_.newPassword) && SignOff();
+  }
+
+ private:
+  // Announces a step's outcome and hands it on.
+  bool Step(const std::string& name, bool done) {
+    Say(done ? fmt::format("-- {}: done\n", name)
+             : fmt::format("-- {}: FAILED in state {}\n", name, static_cast<int>(client_.State())));
+    return done;
+  }
+
+  bool SignOn(const std::string& password) {
+    Say(fmt::format("-- sign-on of {} at {}\n", options_.user, options_.server));
+    events_.Forget();
+    client_.Connect(options_.server, "VekApi example", "1.0.0.0", options_.user, options_.account, password);
+    const bool ready = events_.Wait(limit_, [](const SessionSeen& seen) { return seen.signOn.has_value(); });
+    if (ready) Say(ResultText(*events_.Seen().signOn));
+    return Step("sign-on", ready);
+  }
+
+  // The library fills the first five bytes of a request.
+  std::string Request(const std::string& verb, const std::string& arguments) {
+    workId_ = "w" + std::to_string(++requests_);
+    return "     " + workId_ + ' ' + verb + '\n' + arguments;
+  }
+
+  bool SendQuery(std::string request) {
+    const auto length = static_cast<unsigned>(request.size());
+    int answer = client_.SendVekQueryRequest(request.data(), length);
+    while (answer >
+           0) {  // the rate is used up: the library says for how long, and has not touched the request
+      std::this_thread::sleep_for(std::chrono::milliseconds(answer));
+      answer = client_.SendVekQueryRequest(request.data(), length);
+    }
+    return answer == 0;
+  }
+
+  // True when the result's first table has the name of the query and at least so many records.
+  bool Query(const std::string& what, int leastRecords = 0) {
+    const bool came = SendQuery(Request(what, "")) && events_.Wait(limit_, [&](const SessionSeen& seen) {
+      return seen.results.count(workId_) != 0;
+    });
+    if (!came) return Step("query " + what, false);
+    const VekApi::VekTaskResult result = events_.Seen().results.at(workId_);
+    Say(ResultText(result));
+    const VekApi::VekTable* table = result.Table(what);
+    return Step("query " + what, table != nullptr && table->RecordsCount() >= leastRecords);
+  }
+
+  bool Order() {
+    std::string request = Request("new", "prod=TXF side=B qty=3 price=MKT");
+    return Step("order sent",
+                client_.SendVekRequest(129, request.data(), static_cast<unsigned>(request.size()))) &&
+           Step("order acknowledged", WaitFor(&SessionSeen::acks, workId_ + "\x01"
+                                                                            "accepted")) &&
+           Step("order reported", WaitFor(&SessionSeen::reports, "accepted\x01")) &&
+           Step("order filled", WaitFor(&SessionSeen::reports, "fill\x01", "\x01Left=0\x01"));
+  }
+
+  // Until there is a text with that start that holds `part`, and, for reports, that is about the last
+  // request.
+  bool WaitFor(std::vector<std::string> SessionSeen::*texts, const std::string& start,
+               const std::string& part = "") {
+    const std::string ours = texts == &SessionSeen::reports ? "\x01WorkID=" + workId_ + "\x01" : "";
+    return events_.Wait(limit_, [&](const SessionSeen& seen) {
+      for (const std::string& text : seen.*texts) {
+        if (StartsWith(text, start) && text.find(part) != std::string::npos &&
+            text.find(ours) != std::string::npos)
+          return true;
+      }
+      return false;
+    });
+  }
+
+  // The answer is a text for people; whether the password is a new one shows at the next sign-on.
+  bool ChangePassword() {
+    const bool answered =
+        client_.ChgPass(options_.user, options_.password, options_.newPassword) &&
+        events_.Wait(limit_, [](const SessionSeen& seen) { return seen.passwordResult.has_value(); });
+    return Step("password change answered", answered);
+  }
+
+  bool SignOff() {
+    client_.Disconnect();
+    return Step("disconnected", events_.Seen().state == VekApi::vcs_Disconnected);
+  }
+
+  Options options_;
+  std::chrono::milliseconds limit_;
+  SessionEvents events_;  // outlives the client, which raises events until it is gone
+  VekApi::VekClient client_;
+  int requests_ = 0;
+  std::string workId_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  CLI::App app("Example client: a whole session with an order-routing server");
+  app.add_option("--server", options.server, "HOST:PORT, or a setting that starts with a colon")
+      ->capture_default_str();
+  app.add_option("--user", options.user, "User identity, first part")->capture_default_str();
+  app.add_option("--account", options.account, "User identity, second part");
+  app.add_option("--password", options.password, "Password")->capture_default_str();
+  app.add_option("--new-password", options.newPassword, "Password to change to")->capture_default_str();
+  app.add_option("--limit", options.limitSeconds, "Seconds that each step may take")->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+
+  PrepareTerminal();
+  const bool done = Session(options).Run();
+  Say(done ? "session: every step came through\n" : "session: FAILED\n");
+  return done ? 0 : 1;
+}
