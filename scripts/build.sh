@@ -1,0 +1,34 @@
+# Configuring and building a preset.
+
+presets=(linux linux-asan linux-tsan windows)
+
+known_preset() {
+  [[ " ${presets[*]} " == *" $1 "* ]] || fail "unknown preset: $1 (there are ${presets[*]})"
+}
+
+# Set and used when there, not required.
+compiler_cache() {
+  command -v ccache >/dev/null && echo "-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache"
+  return 0
+}
+
+configure_preset() {
+  local log=build/$1.configure.log
+  mkdir -p build
+  # shellcheck disable=SC2046
+  cmake --preset "$1" $(compiler_cache) >"$log" 2>&1 || {
+    cat "$log"
+    return 1
+  }
+}
+
+# Ninja prints one line that it overwrites on a terminal; elsewhere only what a compiler has to say.
+compile_preset() {
+  local quiet=()
+  [[ -t 1 ]] || quiet=(-- --quiet)
+  cmake --build --preset "$1" --parallel "$(nproc)" "${quiet[@]}"
+}
+
+build_preset() {
+  step "configure $1" configure_preset "$1" && step "build $1" compile_preset "$1"
+}

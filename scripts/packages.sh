@@ -1,0 +1,61 @@
+# Debian packages: each command names what it needs and why; what is missing is installed in one go.
+
+missing=()
+
+have_package() {
+  [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# need PACKAGE WHY: remembers the package when it is missing.
+need() {
+  command -v dpkg-query >/dev/null || return 0
+  have_package "$1" && return
+  [[ " ${missing[*]} " == *" $1 "* ]] && return
+  printf 'missing: %-32s (%s)\n' "$1" "$2"
+  missing+=("$1")
+}
+
+# Runs apt-get as root, asking nothing.
+apt_get() {
+  local as_root=()
+  if ((EUID != 0)); then
+    command -v sudo >/dev/null || fail "these packages need root to be installed, and there is no sudo: ${missing[*]}"
+    as_root=(sudo)
+    [[ -t 0 ]] || as_root+=(-n)
+  fi
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 "$@" </dev/null
+}
+
+# Installs what `need` has remembered.
+need_install() {
+  if ! command -v dpkg-query >/dev/null; then
+    warn "no Debian system: packages are not looked after here"
+    return
+  fi
+  ((${#missing[@]})) || return 0
+  command -v apt-get >/dev/null || fail "no apt-get here; install these yourself: ${missing[*]}"
+  step "apt-get update" apt_get update || fail "apt-get update failed (root or sudo without a password is needed)"
+  step "apt-get install ${missing[*]}" apt_get install -y --no-install-recommends "${missing[@]}" ||
+    fail "these packages could not be installed: ${missing[*]}"
+  missing=()
+}
+
+# Everything that building a preset takes; all the programs around the library are built with it.
+need_for_build() {
+  need cmake "configures the build"
+  need ninja-build "runs the build"
+  need g++ "native compiler; CMake asks for one in every preset"
+  need googletest "sources of the test framework"
+  need libcli11-dev "command lines of the programs"
+  need libfmt-dev "text formatting in the programs"
+  need libasio-dev "sockets of the simulated server"
+  need nlohmann-json3-dev "JSON in the programs"
+  [[ $1 == windows ]] && need g++-mingw-w64-x86-64-posix "cross compiler for Windows"
+  [[ $1 != windows && -e bench/CMakeLists.txt ]] && need libbenchmark-dev "the benchmarks are written with it"
+  need_install
+}
+
+need_for_run() {
+  [[ $1 == windows ]] && need wine64 "runs the Windows programs"
+  need_install
+}

@@ -1,0 +1,21 @@
+# Saying what goes on: steps with their time, complaints, verdicts.
+
+if [[ -t 1 ]]; then bold=$'\e[1m' plain=$'\e[0m'; else bold='' plain=''; fi
+
+say() { printf '%s== %s%s\n' "$bold" "$*" "$plain"; }
+verdict() { say "$*"; }
+warn() { printf 'dev: %s\n' "$*" >&2; }
+fail() {
+  warn "$*"
+  exit 1
+}
+
+# step TEXT CMD...: announces, runs, tells the time that it took; its exit status is the command's.
+step() {
+  local text=$1 start=$SECONDS status=0
+  shift
+  say "$text"
+  "$@" || status=$?
+  printf '   %s: %s in %s s\n' "$text" "$( ((status)) && echo failed || echo done)" $((SECONDS - start))
+  return "$status"
+}

@@ -1,0 +1,73 @@
+# Running built programs: natively, under the sanitizers, under Wine.
+
+export ASAN_OPTIONS=halt_on_error=1:detect_stack_use_after_return=1:strict_string_checks=1:check_initialization_order=1
+export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+export TSAN_OPTIONS=halt_on_error=1:detect_deadlocks=1:second_deadlock_stack=1
+
+wine=
+wine_room() {
+  local room
+  for room in /usr/lib/wine /usr/bin; do
+    [[ -x $room/wine64 ]] && wine=$room/wine64 && break
+  done
+  [[ -n $wine ]] || fail "no wine64 found"
+  export WINEPREFIX=$root/build/wine WINEDEBUG=-all
+  # Nobody is to be asked about a browser engine or a .NET runtime.
+  export WINEDLLOVERRIDES="mscoree,mshtml="
+}
+
+wine_server() {
+  local server
+  for server in /usr/lib/wine/wineserver64 /usr/lib/wine/wineserver /usr/bin/wineserver; do
+    if [[ -x $server ]]; then
+      timeout 60 "$server" "$@" >/dev/null 2>&1 || true
+      return
+    fi
+  done
+}
+
+# The first start writes the prefix, takes seconds and chatters: done once, apart from what is measured and judged.
+first_start() { timeout 300 "$wine" cmd /c exit 0 </dev/null >"$root/build/wine.log" 2>&1; }
+
+wine_start() {
+  [[ -n $wine ]] && return
+  wine_room
+  mkdir -p "$WINEPREFIX"
+  step "start Wine" first_start || fail "Wine does not start; see build/wine.log"
+  trap wine_stop EXIT
+}
+
+# Ends the server of our own prefix only.
+wine_stop() { [[ -n $wine ]] && wine_server -k; }
+
+# The sanitizers' memory layout does not fit kernels that randomise addresses with more bits than they know.
+fixed_addresses() {
+  local bits
+  bits=$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 0)
+  if ((bits > 28)) && setarch "$(uname -m)" -R true 2>/dev/null; then echo "setarch $(uname -m) -R"; fi
+}
+
+# Sets `launcher` to what goes before a program of the preset, and `suffix` to the end of its name.
+launch_as() {
+  launcher=() suffix=
+  case $1 in
+    windows)
+      wine_start
+      launcher=("$wine") suffix=.exe
+      ;;
+    linux-asan | linux-tsan) read -ra launcher <<<"$(fixed_addresses)" ;;
+  esac
+}
+
+run_benchmarks() {
+  local program status=0 cpu found=0
+  cpu=$(($(nproc) - 1))
+  for program in build/linux/bench_* build/linux/bench/bench_*; do
+    [[ -f $program && -x $program ]] || continue
+    found=1
+    step "${program##*/} on processor $cpu" taskset -c "$cpu" "$program" || status=1
+  done
+  ((found)) || fail "no benchmark program was built"
+  ((status == 0)) || fail "a benchmark failed"
+  verdict "benchmarks done"
+}
