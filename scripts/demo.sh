@@ -1,18 +1,22 @@
-# The demo: the simulated server on a free port, and the example client that goes through a whole session with it.
+# The demo: the simulated server on a free port, and the example clients; one goes through a whole session with it.
 
 simulator=
 
+# Its exit status is the simulator's; a Windows program cannot be asked to end and is just killed.
 stop_simulator() {
+  local status=0
   [[ -n $simulator ]] || return 0
   kill "$simulator" 2>/dev/null || true
-  wait "$simulator" 2>/dev/null || true
+  wait "$simulator" 2>/dev/null || status=$?
   simulator=
+  [[ -n $suffix ]] || return "$status"
 }
 
-# start_simulator PRESET: sets `simulator` (process id) and `port`, which the simulator tells on its first lines.
+# start_simulator PRESET: sets `simulator` (process id) and `port`, which ends one of the first lines it prints. The
+# other lines go to a log.
 start_simulator() {
   local log=$root/build/$1/veksim.log line
-  coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 2>"$log"; }
+  coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 --mode 1 --key demo 2>"$log"; }
   # shellcheck disable=SC2153
   simulator=$SIM_PID
   exec {told}<&"${SIM[0]}"
@@ -30,14 +34,27 @@ start_simulator() {
   cat <&"$told" >>"$log" &
 }
 
-# demo_session PRESET: one run; its exit status is the example client's.
+# example PRESET PROGRAM ARGUMENTS...
+example() {
+  local preset=$1 program=$2 status=0
+  shift 2
+  echo "-- example client: $program $*"
+  timeout -k 10 120 "${launcher[@]}" "$root/build/$preset/$program$suffix" "$@" || status=$?
+  ((status == 0)) || warn "$program: $( ((status == 124)) && echo "not done after 120 s" || echo "exit status $status")"
+  return "$status"
+}
+
+# demo_session PRESET: one run; succeeds when both example clients do. The second leaves another password behind.
 demo_session() {
   local status=0
   launch_as "$1"
   start_simulator "$1" || return 1
-  timeout -k 10 120 "${launcher[@]}" "$root/build/$1/session$suffix" --server "127.0.0.1:$port" || status=$?
-  stop_simulator
-  ((status != 124)) || warn "the example client was not done after 120 s"
+  example "$1" minimal "127.0.0.1:$port" && example "$1" session --server "127.0.0.1:$port" || status=$?
+  stop_simulator || {
+    status=$?
+    warn "veksim: exit status $status"
+  }
+  ((status == 0)) || sed 's/^/veksim: /' "$root/build/$1/veksim.log"
   return "$status"
 }
 
@@ -48,8 +65,8 @@ dev_demo() {
   need_for_run "$preset"
   build_preset "$preset" || fail "the build failed"
   launch_as "$preset"
-  trap 'stop_simulator; wine_stop || true' EXIT
-  step "demo ($preset): veksim and the example client" demo_session "$preset" ||
+  trap 'stop_simulator || true; wine_stop || true' EXIT
+  step "demo ($preset): veksim and the example clients" demo_session "$preset" ||
     fail "the demo did not go through; see above and build/$preset/veksim.log"
   verdict "demo ($preset): every step came through"
 }

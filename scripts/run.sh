@@ -33,6 +33,8 @@ wine_start() {
   [[ -n $wine ]] && return
   wine_room
   mkdir -p "$WINEPREFIX"
+  # Stays until it is told to go: no start-up between programs, and no server that holds on to a program's pipe.
+  wine_server -p
   step "start Wine" first_start || fail "Wine does not start; see build/wine.log"
   trap wine_stop EXIT
 }
