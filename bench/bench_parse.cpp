@@ -102,7 +102,7 @@ void SetCounters(benchmark::State& state, std::size_t bytes) {
 void Parse(benchmark::State& state) {
   const std::string packet = Packet(Text(static_cast<int>(state.range(0))));
   VekApi::VekTaskResult result;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
     benchmark::DoNotOptimize(result.Table(0)->RecordField(0, 1));
   }
@@ -113,7 +113,7 @@ BENCHMARK(Parse)->Arg(10)->Arg(50000);
 
 void ParseIntoNewResult(benchmark::State& state) {
   const std::string packet = Packet(Text(static_cast<int>(state.range(0))));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     VekApi::VekTaskResult result;
     result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
     benchmark::DoNotOptimize(result.Table(0)->RecordField(0, 1));
@@ -125,7 +125,7 @@ BENCHMARK(ParseIntoNewResult)->Arg(10)->Arg(50000);
 void CopyAndScan(benchmark::State& state) {
   const std::string text = Text(static_cast<int>(state.range(0)));
   std::string copy;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     copy.assign(text.data(), text.size());
     benchmark::DoNotOptimize(CountSeparators(copy.data(), copy.size()));
   }
@@ -137,7 +137,7 @@ BENCHMARK(CopyAndScan)->Arg(10)->Arg(50000);
 void CopyAndScanForNothing(benchmark::State& state) {
   const std::string text = Text(static_cast<int>(state.range(0)));
   std::string copy;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     copy.assign(text.data(), text.size());
     benchmark::DoNotOptimize(std::memchr(copy.data(), '\x05', copy.size()));
   }
@@ -148,7 +148,7 @@ BENCHMARK(CopyAndScanForNothing)->Arg(10)->Arg(50000);
 void StringAndVectorPerRecord(benchmark::State& state) {
   const std::string text = Text(static_cast<int>(state.range(0)));
   std::string copy;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     copy.assign(text.data(), text.size());
     const std::deque<TPlainRecord> records = PlainRecords(copy);
     benchmark::DoNotOptimize(records.size());
@@ -162,7 +162,7 @@ void ReadEveryValue(benchmark::State& state) {
   VekApi::VekTaskResult result;
   result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
   const VekApi::VekTable& table = *result.Table(0);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (int row = 0; row < table.RecordsCount(); ++row)
       for (int column = 0; column < kColumns; ++column)
         benchmark::DoNotOptimize(table.RecordField(row, column));

@@ -2,7 +2,6 @@
 // C++.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -11,10 +10,10 @@
 #include <emmintrin.h>
 #endif
 
+#include "result/TextMarks.h"
+
 namespace VekApi {
 
-inline constexpr char kValueEnd = '\x01';
-inline constexpr char kLineEnd = '\n';
 inline constexpr std::size_t kMarkedBytes = 64;
 
 struct TByteMarks {
@@ -23,9 +22,24 @@ struct TByteMarks {
   std::uint64_t nuls;
 };
 
-#if VEKAPI_SSE2
-
 // Copies kMarkedBytes from `text` to `out` with a NUL in place of each value separator and line end.
+inline TByteMarks CopyCuttingPlainly(const char* text, char* out) {
+  TByteMarks marks{0, 0, 0};
+  for (unsigned at = 0; at < kMarkedBytes; ++at) {
+    const std::uint64_t bit = std::uint64_t{1} << at;
+    const bool line = text[at] == kLineEnd;
+    const bool cut = line || text[at] == kValueEnd;
+    out[at] = cut ? '\0' : text[at];
+    if (line) marks.lines |= bit;
+    if (cut) marks.cuts |= bit;
+    if (text[at] == '\0') marks.nuls |= bit;
+  }
+  return marks;
+}
+
+#ifdef VEKAPI_SSE2
+
+// The same.
 inline TByteMarks CopyCutting(const char* text, char* out) {
   const __m128i valueEnd = _mm_set1_epi8(kValueEnd);
   const __m128i lineEnd = _mm_set1_epi8(kLineEnd);
@@ -49,17 +63,7 @@ inline TByteMarks CopyCutting(const char* text, char* out) {
 #else
 
 inline TByteMarks CopyCutting(const char* text, char* out) {
-  TByteMarks marks{0, 0, 0};
-  for (unsigned at = 0; at < kMarkedBytes; ++at) {
-    const std::uint64_t bit = std::uint64_t{1} << at;
-    const bool line = text[at] == kLineEnd;
-    const bool cut = line || text[at] == kValueEnd;
-    out[at] = cut ? '\0' : text[at];
-    if (line) marks.lines |= bit;
-    if (cut) marks.cuts |= bit;
-    if (text[at] == '\0') marks.nuls |= bit;
-  }
-  return marks;
+  return CopyCuttingPlainly(text, out);
 }
 
 #endif

@@ -7,11 +7,9 @@
 
 #include "result/ByteMarks.h"
 #include "result/RecordArena.h"
+#include "result/TextMarks.h"
 
 namespace VekApi {
-
-inline constexpr char kTableMark = '\x02';   // first byte of a table header
-inline constexpr char kFieldsMark = '\x03';  // first byte of a fields line
 
 // True at the text's end and where a line starts that is no record.
 inline bool EndsRecords(std::string_view text, std::size_t at) {

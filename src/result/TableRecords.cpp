@@ -4,10 +4,11 @@
 #include <limits>
 #include <stdexcept>
 
+#include "result/TextMarks.h"
+
 namespace VekApi {
 namespace {
 
-constexpr char kValueEnd = '\x01';
 constexpr std::size_t kSmallestBlock = 256;
 constexpr std::size_t kLargestBlock = std::size_t{1} << 20;  // unless one line needs more
 

@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "result/NameIndex.h"
+#include "result/TextMarks.h"
 
 namespace VekApi {
 namespace {
-
-constexpr char kColumnEnd = '\x01';
 
 // Room at once for the columns that an honest server may have put into a text of that length.
 std::size_t LikelyColumns(std::size_t bytes) {
@@ -89,7 +88,7 @@ void VekFields::Read(std::string_view text) {
   impl_->Clear();
   impl_->Reserve(LikelyColumns(text.size()));
   for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
-    end = text.find(kColumnEnd);
+    end = text.find(kValueEnd);
     impl_->Open().Properties().Read(text.substr(0, end));
     impl_->Close();
     if (end == text.npos) return;

@@ -2,13 +2,9 @@
 
 #include <utility>
 
+#include "result/TextMarks.h"
+
 namespace VekApi {
-namespace {
-
-constexpr char kPartEnd = '\x04';   // between the parts of a text that is read
-constexpr char kPairMark = '\x01';  // in front of each pair of the pair text
-
-}  // namespace
 
 VekProperties::VekProperties() = default;
 VekProperties::VekProperties(const VekProperties& other) = default;

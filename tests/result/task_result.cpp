@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -253,7 +254,7 @@ TEST(TaskResult, CopiesOutliveTheOriginal) {
 
   const VekTaskResult moved = std::move(copy);
   EXPECT_EQ(Describe(moved), before);
-  EXPECT_EQ(copy.TableCount(), 0u);  // NOLINT(bugprone-use-after-move): promised
+  EXPECT_EQ(copy.TableCount(), 0u);  // NOLINT: promised
   Parse(copy, results::Packet("\x02V\n"));
   EXPECT_EQ(Describe(copy), "[V]");
 }
@@ -270,6 +271,36 @@ TEST(TaskResult, NothingIsLeftOfEarlierContents) {
     ASSERT_EQ(Describe(result), "[U](B)(C)/x|");
     ASSERT_EQ(result.Table("T"), nullptr);
   }
+}
+
+TEST(TaskResult, AGiantResultHoldsItsMemoryForAWhileOnly) {
+  VekTaskResult result;
+  const std::string giant = results::Packet("\x02T\n" + std::string(1 << 20, '\n'));
+  Parse(result, giant);
+  Parse(result, results::Packet("\x02T\n"));
+  EXPECT_GT(result.OrigResult().capacity(), std::size_t{1} << 20);
+  for (int i = 0; i < 20; ++i) Parse(result, results::Packet("\x02T\n"));
+  EXPECT_LT(result.OrigResult().capacity(), std::size_t{1} << 10);
+}
+
+TEST(TaskResult, ManyThreadsRead) {
+  const VekTaskResult result = ResultOf(
+      "\x02T\x04mkt=2\n\x03"
+      "A\x04k=v\x01"
+      "B\n1\x01"
+      "2\n3\n");
+  const std::string expected = Describe(result);
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 4; ++i) {
+    readers.emplace_back([&] {
+      for (int round = 0; round < 50; ++round) {
+        EXPECT_EQ(Describe(result), expected);
+        EXPECT_EQ(Describe(VekTaskResult(result)), expected);
+        EXPECT_STREQ(result.Table("T")->RecordField(0, result.Table("T")->Fields().Field("B")), "2");
+      }
+    });
+  }
+  for (std::thread& reader : readers) reader.join();
 }
 
 }  // namespace
