@@ -139,7 +139,7 @@ void CopyAndScanForNothing(benchmark::State& state) {
   std::string copy;
   while (state.KeepRunning()) {
     copy.assign(text.data(), text.size());
-    benchmark::DoNotOptimize(std::memchr(copy.data(), '\x05', copy.size()));
+    benchmark::DoNotOptimize(copy.find('\x05'));
   }
   SetCounters(state, text.size());
 }

@@ -1,5 +1,6 @@
-// The expectations were taken from the Windows API; that this passes as a Windows program proves them, that
-// it passes elsewhere proves the tables.
+// The expectations are what the Windows API answers, as Wine has it: that this passes as a Windows program
+// proves them, that it passes elsewhere proves the tables. Versions of the API may differ in how many "?" an
+// ill-formed sequence is worth; well-formed text reads the same in all.
 #include "platform/os/CodePage.h"
 
 #include <gtest/gtest.h>

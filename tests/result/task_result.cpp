@@ -291,6 +291,7 @@ TEST(TaskResult, ManyThreadsRead) {
       "2\n3\n");
   const std::string expected = Describe(result);
   std::vector<std::thread> readers;
+  readers.reserve(4);
   for (int i = 0; i < 4; ++i) {
     readers.emplace_back([&] {
       for (int round = 0; round < 50; ++round) {

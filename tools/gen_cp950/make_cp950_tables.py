@@ -1,18 +1,19 @@
 #!/usr/bin/env python3
 """Makes the tables of code page 950 for systems without it, and the expectations of their tests, from what Windows says.
 
-Usage: make_cp950_tables.py DUMP.EXE [RUNNER...]
-DUMP.EXE is dump_cp950.c built for Windows; RUNNER is what starts it, such as wine64. Writes
-src/platform/os/posix/cp950_table.inc and tests/os/code_page_expected.inc.
+Usage: make_cp950_tables.py DUMP.EXE [RUNNER]
+DUMP.EXE is dump_cp950.c built for Windows (x86_64-w64-mingw32-gcc -O2 dump_cp950.c -o dump_cp950.exe); RUNNER is what
+starts it where that is not Windows, such as wine64. Writes src/platform/os/posix/cp950_table.inc and
+tests/os/code_page_expected.inc.
 """
 import itertools
 import pathlib
+import platform
 import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-HEAD = """// Made by tools/gen_cp950/make_cp950_tables.py from what the Windows API answers. Not to be edited.
-"""
+HEAD = "// Made by tools/gen_cp950/make_cp950_tables.py from what the API of {} answers. Not to be edited.\n"
 NO_CHARACTER = 0x3F  # "?", which stands as 0 in the tables, since most cells hold it
 
 # One byte of each kind that UTF-8 tells apart; all sequences of up to three of them, and all of four that start with
@@ -36,6 +37,12 @@ def ask_windows(command):
     done = subprocess.run(command, input=asked.encode(), stdout=subprocess.PIPE, check=True)
     rows = [line.split() for line in done.stdout.decode().splitlines()]
     return {kind: [row[1:] for row in rows if row[0] == kind] for kind in "WBU"}
+
+
+def version_of(runner):
+    if not runner:
+        return platform.platform()
+    return subprocess.run(runner + ["--version"], stdout=subprocess.PIPE, check=True).stdout.decode().strip()
 
 
 def fnv1a(chunks):
@@ -70,8 +77,8 @@ def paged(cells, size, empty):
     return places, pages
 
 
-def tables(big5_of, units_of):
-    text = HEAD + "// Two-level tables: the upper byte chooses a page, the lower byte a cell of it.\n// 0: no character, to be written as \"?\".\n\n"
+def tables(head, big5_of, units_of):
+    text = head + "// Two-level tables: the upper byte chooses a page, the lower byte a cell of it.\n// 0: no character, to be written as \"?\".\n\n"
     for name, cells in (("Big5", big5_of), ("Unicode", units_of)):
         places, pages = paged(cells, 256, NO_CHARACTER)
         text += c_array(f"constexpr std::uint8_t k{name}Page[256]", places, 2, 16)
@@ -100,10 +107,10 @@ def units_cells(rows):
     return cells
 
 
-def expectations(big5_rows, unit_rows, utf8_rows):
+def expectations(head, big5_rows, unit_rows, utf8_rows):
     answers = [bytes.fromhex(row[1]) for row in big5_rows]
     pages = [fnv1a(framed(a) for a in answers[at : at + 256]) for at in range(0, 0x10000, 256)]
-    text = HEAD + "// Digests (64-bit FNV-1a) of answers, each with its length in a byte in front.\n\n"
+    text = head + "// Digests (64-bit FNV-1a) of answers, each with its length in a byte in front.\n\n"
     text += "// All characters of U+pp00 to U+ppFF, surrogates as \"?\", to code page 950, for each pp.\n"
     text += c_array("constexpr std::uint64_t kBig5OfPage[256]", pages, 16, 4) + "\n"
     text += "// Code page 950 to UTF-8: for each lead byte itself (0x00 to 0xFF) and all pairs that it starts.\n"
@@ -132,12 +139,14 @@ def groups():
 
 
 def main():
-    answers = ask_windows(sys.argv[2:] + [sys.argv[1]])
+    runner = sys.argv[2:]
+    answers = ask_windows(runner + [sys.argv[1]])
+    head = HEAD.format(version_of(runner))
     big5_of = [big5_cell(bytes.fromhex(row[1])) for row in answers["W"]]
     assert all(big5_of[unit] == NO_CHARACTER for unit in range(0xD800, 0xE000))
     units_of = units_cells(answers["B"])
-    (ROOT / "src/platform/os/posix/cp950_table.inc").write_text(tables(big5_of, units_of))
-    expected = expectations(answers["W"], answers["B"], answers["U"])
+    (ROOT / "src/platform/os/posix/cp950_table.inc").write_text(tables(head, big5_of, units_of))
+    expected = expectations(head, answers["W"], answers["B"], answers["U"])
     (ROOT / "tests/os/code_page_expected.inc").write_text(expected)
 
 
