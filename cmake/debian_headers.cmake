@@ -14,6 +14,8 @@ if(WIN32)
   endforeach()
   target_include_directories(around SYSTEM INTERFACE ${headers})
   target_link_libraries(around INTERFACE ws2_32 mswsock)
+  # Under Wine 8 completion ports lead to crashes in Asio's send handlers; over select the same tests run clean.
+  target_compile_definitions(around INTERFACE ASIO_DISABLE_IOCP)
 else()
   target_link_libraries(around INTERFACE Threads::Threads)
 endif()

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -14,7 +15,7 @@ int ReadPrice(std::string_view text) {
   double points = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), points);
   if (error != std::errc() || end != text.data() + text.size() || points < 0 || points > 1e6) return 0;
-  return static_cast<int>(points * 100 + 0.5);
+  return static_cast<int>(std::lround(points * 100));
 }
 
 int ReadCount(std::string_view text) {

@@ -15,7 +15,8 @@ class SimServer::Impl {
  public:
   explicit Impl(SimConfig config) : core(std::move(config)), acceptor_(core.io) {
     Listen();
-    Accept();
+    // On the thread that takes the results too: a system may deliver them by way of the thread that asked.
+    asio::post(core.io, [this] { Accept(); });
     thread_ = std::thread([this] { core.io.run(); });
   }
 
