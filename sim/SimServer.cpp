@@ -96,7 +96,9 @@ std::uint16_t SimServer::Port() const {
   return impl_->Port();
 }
 std::string SimServer::Setting() const {
-  return "TCPClient:" + impl_->core.config.host + ":" + std::to_string(Port());
+  const std::string& host = impl_->core.config.host;
+  const bool bare = host.find(':') == std::string::npos;
+  return "TCPClient:" + (bare ? host : "[" + host + "]") + ":" + std::to_string(Port());
 }
 void SimServer::Stop() {
   impl_->Stop();

@@ -37,7 +37,7 @@ class SimServer {
   SimServer& operator=(const SimServer&) = delete;
 
   std::uint16_t Port() const;
-  /// "TCPClient:127.0.0.1:PORT"
+  /// "TCPClient:127.0.0.1:PORT"; an IPv6 host stands in brackets.
   std::string Setting() const;
   void Stop();
 

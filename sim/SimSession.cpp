@@ -67,11 +67,12 @@ void SimSession::OnPacket(std::string packet) {
   const int code = CodeOf(packet);
   std::string raw = packet;
   if (core_.config.mode == 1 && code != Code::kConnect) Scramble(packet, core_.config.key);
+  const auto now = core_.Now();  // not under the record's lock: the clock is the caller's
   core_.record.Update([&](SimSeen& seen) {
     ++seen.packetCount;
     if (code == Code::kHeartbeat) ++seen.heartbeats;
     if (!core_.config.keepPackets) return;
-    seen.packets.push_back({id_, code, packet.substr(kHeadSize), std::move(raw), core_.Now()});
+    seen.packets.push_back({id_, code, packet.substr(kHeadSize), std::move(raw), now});
   });
   if (code == Code::kPiece) {
     pieces_ += TextOf(packet, core_.config.order);

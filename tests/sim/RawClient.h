@@ -16,6 +16,7 @@ class RawClient {
   RawClient(const SimServer& server, const SimConfig& config)
       : order_(config.order), key_(config.key), scrambles_(config.mode == 1) {
     socket_.connect({asio::ip::make_address("127.0.0.1"), server.Port()});
+    socket_.set_option(asio::ip::tcp::no_delay(true));
   }
 
   void Write(std::string_view bytes) { asio::write(socket_, asio::buffer(bytes)); }

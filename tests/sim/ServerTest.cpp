@@ -203,6 +203,24 @@ TEST(Server, StopsAtAnyMoment) {
   }
 }
 
+// A text that was added without its characters in the table would come out as question marks.
+TEST(Server, PlainResultsLackNoCharacter) {
+  SimConfig config;
+  config.utf8 = false;
+  SimServer server(config);
+  RawClient client(server, config);
+  client.Enter();
+  for (const char* verb :
+       {"products", "accounts", "orders", "deals", "positions", "ticks", "cancel", "new", "nothing"}) {
+    client.Request(Code::kTask, "w " + std::string(verb) + "\nprod=TXF side=B qty=0 price=MKT");
+    const std::string result = client.NextText();
+    EXPECT_GT(result.size(), 30u) << verb;
+    EXPECT_EQ(result.find('?'), std::string::npos) << verb;
+  }
+  client.Request(Code::kTask, "w accounts\nenc=utf8");
+  EXPECT_NE(client.NextText().find("UTF8\n\2acc"), std::string::npos);
+}
+
 TEST(Server, PortInUseIsAnError) {
   SimServer first;
   SimConfig config;
