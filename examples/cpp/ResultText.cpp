@@ -1,5 +1,6 @@
 #include "ResultText.h"
 
+#include <cstddef>
 #include <vector>
 
 #include "Terminal.h"
@@ -13,6 +14,7 @@ namespace {
 
 std::vector<std::string> Heading(const VekApi::VekFields& fields) {
   std::vector<std::string> heading;
+  heading.reserve(static_cast<std::size_t>(fields.Count()));
   for (int i = 0; i < fields.Count(); ++i)
     heading.push_back(ToUtf8(fields.Field(i)->Properties().DisplayText()));
   return heading;
@@ -20,6 +22,7 @@ std::vector<std::string> Heading(const VekApi::VekFields& fields) {
 
 std::vector<std::string> Record(const VekApi::VekTable& table, int row) {
   std::vector<std::string> texts;
+  texts.reserve(static_cast<std::size_t>(table.Fields().Count()));
   for (int i = 0; i < table.Fields().Count(); ++i) {
     // A record that came before the columns has no values.
     const char* value = table.RecordField(row, i);

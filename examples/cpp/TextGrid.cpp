@@ -47,6 +47,7 @@ std::string FormatGrid(const std::vector<std::vector<std::string>>& rows) {
     AppendRow(out, row, columns);
     if (&row != &rows.front()) continue;
     std::vector<std::string> rule;
+    rule.reserve(columns.size());
     for (const Column& column : columns) rule.emplace_back(column.width, '-');
     AppendRow(out, rule, columns);
   }
