@@ -63,6 +63,7 @@ dev_demo() {
   known_preset "$preset"
   need_for_build "$preset"
   need_for_run "$preset"
+  need_install
   build_preset "$preset" || fail "the build failed"
   launch_as "$preset"
   trap 'stop_simulator || true; wine_stop || true' EXIT

@@ -15,7 +15,7 @@ need() {
   missing+=("$1")
 }
 
-# Runs apt-get as root, asking nothing.
+# Runs apt-get as root, asking nothing; what it says is only shown when it fails.
 apt_get() {
   local as_root=()
   if ((EUID != 0)); then
@@ -23,7 +23,11 @@ apt_get() {
     as_root=(sudo)
     [[ -t 0 ]] || as_root+=(-n)
   fi
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 "$@" </dev/null
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 "$@" \
+    </dev/null >build/apt.log 2>&1 || {
+    cat build/apt.log
+    return 1
+  }
 }
 
 # Installs what `need` has remembered.
@@ -34,13 +38,14 @@ need_install() {
   fi
   ((${#missing[@]})) || return 0
   command -v apt-get >/dev/null || fail "no apt-get here; install these yourself: ${missing[*]}"
+  mkdir -p build
   step "apt-get update" apt_get update || fail "apt-get update failed (root or sudo without a password is needed)"
   step "apt-get install ${missing[*]}" apt_get install -y --no-install-recommends "${missing[@]}" ||
     fail "these packages could not be installed: ${missing[*]}"
   missing=()
 }
 
-# Everything that building a preset takes; all the programs around the library are built with it.
+# Remembers everything that building a preset takes; all the programs around the library are built with it.
 need_for_build() {
   need cmake "configures the build"
   need ninja-build "runs the build"
@@ -52,10 +57,10 @@ need_for_build() {
   need nlohmann-json3-dev "JSON in the programs"
   [[ $1 == windows ]] && need g++-mingw-w64-x86-64-posix "cross compiler for Windows"
   [[ $1 != windows && -e bench/CMakeLists.txt ]] && need libbenchmark-dev "the benchmarks are written with it"
-  need_install
+  return 0
 }
 
 need_for_run() {
   [[ $1 == windows ]] && need wine64 "runs the Windows programs"
-  need_install
+  return 0
 }

@@ -108,6 +108,7 @@ dev_test() {
     need_for_build "$preset"
     need_for_run "$preset"
   done
+  need_install
   mkdir -p build
   check readme_example readme_shows examples/cpp/minimal.cpp
   for preset in "${chosen[@]}"; do test_preset "$preset"; done

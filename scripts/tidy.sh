@@ -2,15 +2,13 @@
 
 sources() { find include src sim tools examples tests bench fuzz -name '*.cpp' -o -name '*.h' -o -name '*.c' 2>/dev/null | sort; }
 
-need_formatter() {
-  need clang-format "formats the sources"
-  need_install
-}
+need_formatter() { need clang-format "formats the sources"; }
 
 format_check() { sources | xargs clang-format --dry-run -Werror; }
 
 dev_format() {
   need_formatter
+  need_install
   case ${1:-} in
     --check)
       step "clang-format, check only" format_check || fail "some sources are not formatted: run ./dev format"
@@ -39,6 +37,7 @@ dev_lint() {
   need_formatter
   need clang-tidy "looks for defects"
   need_for_build linux
+  need_install
   # Built, not only configured: some headers may be made by the build.
   build_preset linux || fail "the build failed"
   step "clang-tidy" tidy || status=1
