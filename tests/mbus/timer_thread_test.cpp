@@ -167,12 +167,13 @@ TEST(TimerThread, ThreadsAreBoundedByRunningExpiries) {
   EXPECT_EQ(Queue().ThreadCount(), 0U);
 }
 
-// Three threads start, stop, destroy and make timers while expiries do the same to their own; a timer whose
-// expiry runs twice at once or after its destruction is found out.
+// Three threads start, stop, destroy and make timers, and with the last one the threads of the queue; a timer
+// whose expiry runs twice at once or after its destruction is found out.
 TEST(TimerThread, StressOfStartStopDestroy) {
   struct TShared {
     std::atomic<int> inside{0};
     std::atomic<bool> destroyed{false};
+    TEvent ran;
   };
   std::atomic<int> expiries{0};
   const auto make = [&expiries](const std::shared_ptr<TShared>& shared) {
@@ -181,6 +182,7 @@ TEST(TimerThread, StressOfStartStopDestroy) {
       EXPECT_EQ(shared->inside.fetch_add(1), 0);
       expiries.fetch_add(1);
       shared->inside.fetch_sub(1);
+      shared->ran.Set();
     });
   };
   std::vector<std::thread> threads;
@@ -189,15 +191,20 @@ TEST(TimerThread, StressOfStartStopDestroy) {
       std::mt19937 random(seed);
       auto shared = std::make_shared<TShared>();
       auto client = make(shared);
-      for (int step = 0; step < 30'000; ++step) {
-        switch (random() % 16) {
+      for (int step = 0; step < 8000; ++step) {
+        switch (random() % 32) {
           case 0:
+            // A timer that is started again and again is put off every time; so let it come now and then.
+            client->Start(random() % 2);
+            EXPECT_TRUE(shared->ran.Wait(60'000));
+            break;
+          case 1:
             client.reset();
             shared->destroyed = true;
             shared = std::make_shared<TShared>();
             client = make(shared);
             break;
-          case 1:
+          case 2:
             client->timer.Stop();
             break;
           default:
