@@ -1,0 +1,101 @@
+#ifndef VEKAPI_VEKFLOWCTRL_H
+#define VEKAPI_VEKFLOWCTRL_H
+
+#include <memory>
+#include <string>
+
+#include "vekapi/VekExport.h"
+
+namespace VekApi {
+
+// A gate that paces requests of code 129: at most so many within so many milliseconds, as the server counts
+// them. The time of a request runs from its acknowledgement, so acknowledgements must be handed in
+// (VekAckParser, SetAckTime).
+//
+// Before each request ask CheckFlowCtrl. When the gate is closed, ask again later, or call StartCheckTimer
+// once and wait for OnVekFlowCtrlFree.
+//
+// Threads: everything but construction and destruction may be called on any thread. A gate has two locks: the
+// user lock, which Lock takes, and inside it the limiter's, which every check and acknowledgement takes for a
+// moment. Both may be taken again by the thread that holds them. Whoever waits for the gate while holding a
+// lock of the application's must not need that lock in OnVekFlowCtrlFree.
+class VEKAPI_EXPORT VekFlowCtrl {
+ public:
+  // Not configured: everything may go.
+  VekFlowCtrl();
+  VekFlowCtrl(const VekFlowCtrl&) = delete;
+  VekFlowCtrl& operator=(const VekFlowCtrl&) = delete;
+
+  // Waits for an event that is running on another thread, unless CloseGate has done so. Not with the user
+  // lock held, and not inside the gate's own event.
+  virtual ~VekFlowCtrl();
+
+ protected:
+  // The gate is open again: it was checked because of an acknowledgement, StartCheckTimer or its timer, and a
+  // request may go now. Runs on the thread that handed in the acknowledgement or called StartCheckTimer, or
+  // on a timer thread, with both locks of the gate held: nobody else can take the free place before this
+  // event does.
+  //
+  // It may ask and acknowledge this gate and send with any client. It may not connect, disconnect or delete a
+  // client, nor delete this gate, nor wait for another thread that uses this gate.
+  virtual void OnVekFlowCtrlFree() = 0;
+
+ public:
+  bool IsFlowCfg() const;
+
+  // Switches pacing off and forgets what was sent.
+  void Clear();
+
+  // Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
+  // same as Clear.
+  void SetFlowCtrl(int count, int ms);
+
+  // `n` requests were acknowledged; more than were sent and not yet acknowledged do not count. May raise
+  // OnVekFlowCtrlFree before it returns.
+  void SetAckTime(unsigned n);
+
+  // To be called with what OnVekRequestAckEvent brought. For code 129, calls SetAckTime with the number of
+  // non-empty lines that a line feed ends, and one for what follows the last line feed, even when nothing
+  // does. The text ends at its first NUL. Other codes are ignored.
+  void VekAckParser(int code, const std::string& text);
+
+  // 0: one request may go now, and is counted as sent. Any other value: not now.
+  unsigned CheckFlowCtrl();
+
+  // Raises OnVekFlowCtrlFree when a request may go: at once, on this thread, or later. Does nothing when not
+  // configured.
+  void StartCheckTimer();
+
+  static void Sleep(unsigned ms);
+
+  void Lock() const;
+  void Unlock() const;
+
+ protected:
+  // For the destructor of a derived class, first thing: waits for an event that is running on another thread;
+  // no event comes afterwards, so that what OnVekFlowCtrlFree uses may go. Not with the user lock held.
+  void CloseGate() noexcept;
+
+ private:
+  class TImpl;
+
+  int flowCount_ = 0;
+  int flowInterval_ = 0;
+  std::unique_ptr<TImpl> impl_;
+};
+
+// Holds the user lock of a gate as long as it lives.
+class VEKAPI_EXPORT VekFlowCtrlLocker {
+ public:
+  explicit VekFlowCtrlLocker(const VekFlowCtrl& gate) : gate_(gate) { gate_.Lock(); }
+  ~VekFlowCtrlLocker() { gate_.Unlock(); }
+  VekFlowCtrlLocker(const VekFlowCtrlLocker&) = delete;
+  VekFlowCtrlLocker& operator=(const VekFlowCtrlLocker&) = delete;
+
+ private:
+  const VekFlowCtrl& gate_;
+};
+
+}  // namespace VekApi
+
+#endif  // VEKAPI_VEKFLOWCTRL_H

@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "support/TVirtualTimerQueue.h"
+#include "vekapi/VekFlowCtrl.h"
+
+namespace {
+
+struct TGate : VekApi::VekFlowCtrl {
+  ~TGate() override { CloseGate(); }
+  void OnVekFlowCtrlFree() override {
+    ++events;
+    if (onFree) onFree();
+  }
+  std::atomic<int> events{0};
+  std::function<void()> onFree;
+};
+
+struct GateTest : testing::Test {
+  TestSupport::TVirtualTimerQueue queue;
+  TGate gate;
+
+  // Sends as many as the gate allows.
+  int Fill() {
+    int sent = 0;
+    while (sent < 1000 && gate.CheckFlowCtrl() == 0) ++sent;
+    return sent;
+  }
+};
+
+TEST_F(GateTest, ConfiguredOnlyByTwoPositiveNumbers) {
+  for (const auto& [count, ms] : {std::pair{5, 0}, {0, 1000}, {-1, -1}}) {
+    gate.SetFlowCtrl(5, 1000);
+    EXPECT_TRUE(gate.IsFlowCfg());
+    gate.SetFlowCtrl(count, ms);
+    EXPECT_FALSE(gate.IsFlowCfg());
+    EXPECT_EQ(Fill(), 1000);
+  }
+  gate.SetFlowCtrl(5, 1000);
+  EXPECT_EQ(Fill(), 5);
+  gate.SetFlowCtrl(3, 1000);
+  EXPECT_EQ(Fill(), 3) << "a new configuration forgets what was sent";
+  gate.Clear();
+  EXPECT_FALSE(gate.IsFlowCfg());
+}
+
+TEST_F(GateTest, CountsAcknowledgedLines) {
+  struct TCase {
+    int code;
+    std::string text;
+    int acknowledged;
+  };
+  const TCase cases[] = {{128, "a\nb", 0},   {131, "a", 0},    {129, "", 1},       {129, "a\nb", 2},
+                         {129, "a\nb\n", 3}, {129, "\n\n", 1}, {129, "a\n\nb", 2}, {129, {"a\0\nb", 4}, 1},
+                         {129, "\na", 1},    {129, "a\n", 2}};
+  for (const TCase& each : cases) {
+    gate.SetFlowCtrl(10, 100);
+    EXPECT_EQ(Fill(), 10);
+    gate.VekAckParser(each.code, each.text);
+    queue.Advance(100);
+    EXPECT_EQ(Fill(), each.acknowledged) << each.code << " '" << each.text << "'";
+  }
+}
+
+TEST_F(GateTest, UnconfiguredGateRaisesNothing) {
+  gate.StartCheckTimer();
+  gate.SetAckTime(1);
+  queue.Advance(1000);
+  EXPECT_EQ(gate.events, 0);
+}
+
+TEST_F(GateTest, FreeEventComesWhenTheAcknowledgedSlotHasCooled) {
+  gate.SetFlowCtrl(2, 100);
+  EXPECT_EQ(Fill(), 2);
+  gate.StartCheckTimer();
+  queue.Advance(1000);
+  EXPECT_EQ(gate.events, 0) << "nothing was acknowledged";
+  gate.SetAckTime(1);
+  queue.Advance(99);
+  EXPECT_EQ(gate.events, 0);
+  queue.Advance(1);
+  EXPECT_EQ(gate.events, 1);
+  queue.Advance(1000);
+  EXPECT_EQ(gate.events, 1);
+  gate.StartCheckTimer();
+  EXPECT_EQ(gate.events, 2) << "a gate that is free says so at once";
+}
+
+TEST_F(GateTest, EventMaySendAndArmAgain) {
+  gate.SetFlowCtrl(1, 10);
+  int sent = Fill();
+  gate.onFree = [&] {
+    const VekApi::VekFlowCtrlLocker again(gate);
+    ASSERT_EQ(gate.CheckFlowCtrl(), 0U);
+    ++sent;
+    gate.SetAckTime(1);  // answered on the spot; arms the timer for the next one
+  };
+  gate.SetAckTime(1);
+  queue.Advance(100);
+  EXPECT_EQ(sent, 11);
+}
+
+// The timer thread in the event, others sending and acknowledging with the user lock held: no deadlock.
+TEST(Gate, PathsMeetOnRealThreads) {
+  TGate gate;
+  std::atomic<bool> stop{false};
+  gate.onFree = [&] {
+    const VekApi::VekFlowCtrlLocker lock(gate);
+    while (gate.CheckFlowCtrl() == 0) continue;
+  };
+  gate.SetFlowCtrl(3, 1);
+  gate.StartCheckTimer();
+  std::vector<std::thread> threads;
+  threads.emplace_back([&] {
+    while (!stop) {
+      const VekApi::VekFlowCtrlLocker lock(gate);
+      if (gate.CheckFlowCtrl() != 0) gate.StartCheckTimer();
+    }
+  });
+  threads.emplace_back([&] {
+    while (!stop) gate.VekAckParser(129, "a\nb");
+  });
+  while (gate.events < 50) std::this_thread::yield();
+  stop = true;
+  for (auto& thread : threads) thread.join();
+}
+
+}  // namespace
