@@ -1,5 +1,6 @@
 #include "platform/mbus/TThreadTimerQueue.h"
 
+#include <new>
 #include <utility>
 
 #include "platform/os/Clock.h"
@@ -12,7 +13,8 @@ constexpr std::int64_t kIdleNs = 5'000'000'000;
 }  // namespace
 
 TThreadTimerQueue& TThreadTimerQueue::Instance() noexcept {
-  static TThreadTimerQueue* const instance = new TThreadTimerQueue;
+  alignas(TThreadTimerQueue) static unsigned char memory[sizeof(TThreadTimerQueue)];
+  static TThreadTimerQueue* const instance = ::new (memory) TThreadTimerQueue;
   return *instance;
 }
 

@@ -1,0 +1,93 @@
+// What every send pays: putting its heartbeat off, and asking the limiter; beside a mutex that nobody
+// contends for.
+#include <benchmark/benchmark.h>
+
+#include <deque>
+#include <mutex>
+
+#include "platform/mbus/TFlowCtrl.h"
+#include "platform/mbus/TTimer.h"
+#include "platform/os/Clock.h"
+
+namespace {
+
+struct TOwner {
+  void OnTimer() {}
+};
+
+struct TLimiter : Dova::TFlowCtrl {
+  TLimiter() : TFlowCtrl(true) {}
+};
+
+void UncontendedMutex(benchmark::State& state) {
+  // The system's mutex is cheaper while a process has one thread; here it has two, as with any session.
+  TOwner owner;
+  Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
+  timer.Start(30000);
+  std::mutex mutex;
+  for (auto _ : state) {
+    mutex.lock();
+    benchmark::ClobberMemory();
+    mutex.unlock();
+  }
+}
+BENCHMARK(UncontendedMutex);
+
+void ReadClock(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(Dova::Os::MonotonicNs());
+}
+BENCHMARK(ReadClock);
+
+void RearmTimer(benchmark::State& state) {
+  TOwner owner;
+  Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
+  timer.Start(&TOwner::OnTimer, 30000);
+  for (auto _ : state) timer.Start(30000);
+}
+BENCHMARK(RearmTimer);
+
+void RearmTimerWithTarget(benchmark::State& state) {
+  TOwner owner;
+  Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
+  for (auto _ : state) timer.Start(&TOwner::OnTimer, 30000);
+}
+BENCHMARK(RearmTimerWithTarget);
+
+// The same among a thousand others, each put off in its turn.
+void RearmOneOfThousand(benchmark::State& state) {
+  TOwner owner;
+  std::deque<Dova::TTimer<TOwner>> timers;
+  for (int i = 0; i < 1000; ++i) timers.emplace_back(Dova::ots_OneShot, owner).Start(30000);
+  std::size_t next = 0;
+  for (auto _ : state) {
+    timers[next].Start(30000);
+    next = next == 999 ? 0 : next + 1;
+  }
+}
+BENCHMARK(RearmOneOfThousand);
+
+void CheckAndAcknowledge(benchmark::State& state) {
+  TLimiter limiter;
+  limiter.SetFlowCtrl(1'000'000'000, 1);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(limiter.CheckFlowCtrlWaitAck());
+    limiter.SetAckTime(1);
+  }
+}
+BENCHMARK(CheckAndAcknowledge);
+
+void CheckRefused(benchmark::State& state) {
+  TLimiter limiter;
+  limiter.SetFlowCtrl(1, 1'000'000);
+  benchmark::DoNotOptimize(limiter.CheckFlowCtrlWaitAck());
+  for (auto _ : state) benchmark::DoNotOptimize(limiter.CheckFlowCtrlWaitAck());
+}
+BENCHMARK(CheckRefused);
+
+void CheckUnconfigured(benchmark::State& state) {
+  TLimiter limiter;
+  for (auto _ : state) benchmark::DoNotOptimize(limiter.CheckFlowCtrlWaitAck());
+}
+BENCHMARK(CheckUnconfigured);
+
+}  // namespace
