@@ -60,7 +60,9 @@ void TCPClient::RunLink() {
     const std::lock_guard lock(queue_.Mutex());
     linked_ = !IsClosed();
   }
-  if (Raise([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); })) ReceiveUntilBroken();
+  if (!Raise([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); })) return;
+  greeted_.store(true, std::memory_order_release);
+  ReceiveUntilBroken();
 }
 
 bool TCPClient::Connect(std::string& reason) {
@@ -142,6 +144,7 @@ char* TCPClient::RecvInPlace(int& count) {
 
 int TCPClient::Send(const char* bytes, int length) {
   if (length <= 0) return 0;
+  if (!greeted_.load(std::memory_order_acquire) && !SyncContext()->IsInside()) return 0;
   const auto size = static_cast<std::size_t>(length);
   bool queued = false;
   {

@@ -58,6 +58,8 @@ class TCPClient : public TMesBase {
   Os::TSocket socket_;
   Os::TThread linkThread_;
 
+  std::atomic<bool> greeted_{false};  // OnMesLinkReady has returned
+
   std::unique_ptr<char[]> received_;  // the link thread's, as are the two numbers
   int receivedAt_ = 0;
   int receivedCount_ = 0;

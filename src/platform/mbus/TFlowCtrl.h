@@ -41,6 +41,7 @@ class TFlowCtrl {
  public:
   // With `ownMutex` false the limiter locks nothing: one thread at a time then.
   explicit TFlowCtrl(bool ownMutex) noexcept;
+  ~TFlowCtrl() = default;
   TFlowCtrl(const TFlowCtrl&) = delete;
   TFlowCtrl& operator=(const TFlowCtrl&) = delete;
 
@@ -83,8 +84,6 @@ class TFlowCtrl {
   };
 
  protected:
-  ~TFlowCtrl() = default;
-
   // With the lock held; the answer as that of CheckFlowCtrlWaitAck.
   int CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag);
 

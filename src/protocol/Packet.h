@@ -1,0 +1,70 @@
+// Packet header, codes, and numbers inside bodies.
+//
+// Header, 3 bytes, whatever the byte order of the server: byte 0 = bits 0-7 of the length, byte 1 = bits 8-11
+// of the code (high half) and of the length (low half), byte 2 = bits 0-7 of the code. The length counts the
+// header.
+//
+// Requests, and messages of codes 128 to 131, carry two more bytes in front of their text: the text's length
+// in the server's byte order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "vekapi/VekTypes.h"
+
+namespace VekApi {
+
+enum EPkCode : int {
+  PkConnect = 0,
+  PkHeartbeat = 1,
+  PkSession = 2,
+  PkBigPart = 3,
+  PkTaskResult = 128,
+  PkRequestAck = 129,
+  PkReport = 130,
+  PkRequestAck2 = 131,
+};
+
+// Byte 3 of a PkSession packet.
+enum EPkSessionSubcode : signed char {
+  PkSessionSignOn = 0,       // to the server
+  PkSessionChgPass = 1,      // both ways
+  PkSessionSignOnReply = 2,  // from the server
+};
+
+inline constexpr int kHeadBytes = 3;
+inline constexpr int kPrefixBytes = 5;  // header and text length
+inline constexpr int kMaxPiece = 4090;  // text bytes of one packet
+inline constexpr int kMaxBuilt = 4098;  // longest packet that the builders accept
+inline constexpr unsigned kByteOrderProbe = 0x12345678;
+
+inline unsigned Byte(char c) {
+  return static_cast<unsigned char>(c);
+}
+
+inline int PkLength(const char* packet) {
+  return static_cast<int>((Byte(packet[1]) & 0x0F) << 8 | Byte(packet[0]));
+}
+inline int PkCode(const char* packet) {
+  return static_cast<int>((Byte(packet[1]) & 0xF0) << 4 | Byte(packet[2]));
+}
+
+inline std::uint16_t GetU16(const char* at, EVekEndian endian) {
+  const unsigned first = Byte(at[0]);
+  const unsigned second = Byte(at[1]);
+  return static_cast<std::uint16_t>(endian == vek_LittleEndian ? first | second << 8 : first << 8 | second);
+}
+inline std::uint32_t GetU32(const char* at, EVekEndian endian) {
+  const std::uint32_t first = GetU16(at, endian);
+  const std::uint32_t second = GetU16(at + 2, endian);
+  return endian == vek_LittleEndian ? first | second << 16 : first << 16 | second;
+}
+inline void PutU16(char* at, std::size_t value, EVekEndian endian) {
+  const char low = static_cast<char>(value & 0xFF);
+  const char high = static_cast<char>(value >> 8 & 0xFF);
+  at[0] = endian == vek_LittleEndian ? low : high;
+  at[1] = endian == vek_LittleEndian ? high : low;
+}
+
+}  // namespace VekApi

@@ -1,0 +1,64 @@
+// What the parser and the messenger tell the client, passed on to its handler.
+#include "protocol/Packet.h"
+#include "protocol/Texts.h"
+#include "session/TCall.h"
+#include "session/TImpl.h"
+#include "vekapi/VekClient.h"
+
+namespace VekApi {
+
+void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& reason) {
+  if (newState == vcs_LinkBroken && State() == vcs_SgnError) return OnLinkBrokenAfterRefusal();
+  if (newState == vcs_Connected && reason.empty() && !SendSignOn()) {
+    parser_.State(vcs_SgnError);
+    return handler_.OnVekConnectEvent(*this, kTextSignOnTooLong);
+  }
+  parser_.State(newState);
+  handler_.OnVekConnectEvent(*this, reason);
+}
+
+// The application knows that the sign-on was refused; that the server hangs up then is no news.
+void VekClient::OnLinkBrokenAfterRefusal() {
+  TCall call(*this);
+  if (call && SetDisconnect(call)) parser_.State(vcs_SgnError);
+}
+
+// The bytes that came are no stream of packets: nothing more of this link is believed.
+void VekClient::OnStreamBroken(const char* reason) {
+  TCall call(*this);
+  if (!call) return;
+  call.CloseSession();
+  if (call.Overtaken()) return;
+  parser_.DropBlock();
+  OnVekConnectEvent(vcs_LinkBroken, reason);
+}
+
+void VekClient::SetQueryRate(int count, int intervalMs) {
+  impl_->FlowCtrl().SetFlowCtrl(count, intervalMs);
+}
+
+void VekClient::OnVekUnknownMsgCodeEvent(int msgCode, const char* packet, int length) {
+  handler_.OnVekUnknownMsgCodeEvent(*this, msgCode, packet, length);
+}
+
+void VekClient::OnVekApReadyEvent() {
+  handler_.OnVekApReadyEvent(*this);
+}
+
+void VekClient::OnVekTaskResultEvent(const VekTaskResult& result) {
+  handler_.OnVekTaskResultEvent(*this, result);
+}
+
+void VekClient::OnVekChgPassResultEvent(const std::string& user, const std::string& resultText) {
+  handler_.OnVekChgPassResultEvent(*this, user, resultText);
+}
+
+void VekClient::OnVekRequestAckEvent(int msgCode, const std::string& ackText) {
+  handler_.OnVekRequestAckEvent(*this, msgCode, ackText);
+}
+
+void VekClient::OnVekReportEvent(const std::string& reportText) {
+  handler_.OnVekReportEvent(*this, reportText);
+}
+
+}  // namespace VekApi

@@ -1,0 +1,202 @@
+#include "platform/os/CodePage.h"
+#include "support/SessionFixture.h"
+
+namespace vektest {
+namespace {
+
+using VekApi::VekClient;
+
+std::string Cp950(const char8_t* text) {
+  std::string bytes;
+  Dova::Os::Utf8ToCodePage950(reinterpret_cast<const char*>(text), bytes);
+  return bytes;
+}
+
+TEST_F(SessionTest, ConnectRequestIsLaidOutByteByByte) {
+  Connect();
+  EXPECT_EQ(client->State(), VekApi::vcs_Connecting);
+  TestMes::Last()->Ready();
+  const std::string expected = std::string("\x27\x00\x00", 3) + std::string("\x00\x78\x56\x34\x12", 5) +
+                               std::string("\x01\x00\x02\x00\x00\x00\x00\x00", 8) +
+                               std::string("\x03\x00\x10\x00", 4) + "App" + "VekSocketClient\n";
+  EXPECT_EQ(TestMes::Last()->TakeSent(), expected);
+  EXPECT_EQ(recorder.Take(), Lines{});
+}
+
+struct VersionCase {
+  const char* text;
+  std::vector<unsigned> numbers;
+};
+
+TEST_F(SessionTest, VersionTextsBecomeFourNumbers) {
+  for (const auto& [text, numbers] : std::vector<VersionCase>{{"", {0, 0, 0, 0}},
+                                                              {"7", {7, 0, 0, 0}},
+                                                              {"1-2-3-4", {1, 2, 3, 4}},
+                                                              {" 1.\t2. 3", {1, 2, 3, 0}},
+                                                              {"65537.x.3.4.5", {1, 0, 0, 3}},
+                                                              {"a.1", {0, 0, 1, 0}}}) {
+    client->Connect(":TestMes:ok", "App", text, "", "", "");
+    TestMes::Last()->Ready();
+    std::string expected;
+    for (const unsigned number : numbers) expected += U16(number, false);
+    EXPECT_EQ(TestMes::Last()->TakeSent().substr(8, 8), expected) << text;
+  }
+}
+
+TEST_F(SessionTest, ApplicationNameMayHave4062Bytes) {
+  client->Connect(":TestMes:ok", std::string(4063, 'n'), "1", "", "", "");
+  EXPECT_EQ(recorder.Take(), Lines{"connect -2 " + Cp950(u8"不正確的[客戶端AP名稱]")});
+  EXPECT_FALSE(TestMes::Last());
+  client->Connect(":TestMes:ok", std::string(4062, 'n'), "1", "", "", "");
+  TestMes::Last()->Ready();
+  EXPECT_EQ(TestMes::Last()->TakeSent().size(), 4098u);
+}
+
+TEST_F(SessionTest, SettingsThatMakeNoMessengerAreRefused) {
+  for (const char* setting :
+       {"", ":", "nowhere", ":Nothing:1", ":TestMes:noopen", ":TestMes:unknown", "h:0", "h:1 x",
+        ":TCPClient:h:1 M1", "h:70000", "[::1:5", "a:b:1", "h:1 ct=0", "h:1 sq=1 sq=1"}) {
+    client->Connect(setting, "App", "1", "", "", "");
+    EXPECT_EQ(recorder.Take(), Lines{"connect -2 " + Cp950(u8"連線參數錯誤")}) << setting;
+    EXPECT_EQ(client->State(), VekApi::vcs_LinkError);
+  }
+}
+
+class HandshakeByKey : public SessionTest, public testing::WithParamInterface<std::tuple<bool, int, int>> {};
+
+TEST_P(HandshakeByKey, SignsOnWithTheKeyAndModeOfTheServer) {
+  const auto [big, mode, keyLength] = GetParam();
+  std::string sessionKey;
+  for (int i = 0; i < keyLength; ++i) sessionKey += static_cast<char>(17 * i + 201);
+  Link(big, mode, sessionKey);
+  EXPECT_EQ(client->State(), VekApi::vcs_Connected);
+  EXPECT_EQ(client->ServerName(), "GW.2.0.1.15");
+  EXPECT_EQ(recorder.Take(), Lines{"connect 2 "});
+
+  const std::string signOn = Pack(2, std::string("\0\6\0\0\6\0\0\0\0", 9) + "id/sub" + "secret");
+  const std::string outKey = mode == 1 ? sessionKey : "";
+  auto sent = Split(mes->TakeSent());
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[1].bytes, Scrambled(signOn, outKey));
+
+  FromServer(
+      SgnResult("5\x01"
+                "1000",
+                big));
+  EXPECT_EQ(client->State(), VekApi::vcs_ApReady);
+  EXPECT_EQ(recorder.Take(), Lines{"ready"});
+  EXPECT_EQ(client->SgnResult().WorkID(), "Sgn.Result");
+
+  // A long request and its like from the server.
+  const std::string text(10'000, 'r');
+  std::string request = "....." + text;
+  EXPECT_TRUE(client->SendVekRequest(129, request.data(), static_cast<unsigned>(request.size())));
+  EXPECT_EQ(mes->TakeSent(),
+            Scrambled(Message(3, text.substr(0, 4090), big) + Message(3, text.substr(0, 4090), big) +
+                          Message(129, text.substr(0, 1820), big),
+                      outKey));
+  FromServer(Message(3, "AB", big) + Pack(1, "") + Message(3, "CD", big) + ChgPassResult("u", "ok") +
+             Message(130, "EF", big));
+  EXPECT_EQ(recorder.Take(), (Lines{"chgpass u ok", "report ABCDEF"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(AllKeys, HandshakeByKey,
+                         testing::Combine(testing::Bool(), testing::Values(0, 1, 2, -1),
+                                          testing::Values(0, 1, 7, 255)));
+
+TEST_F(SessionTest, RefusalsOfTheServer) {
+  struct Case {
+    std::string connectResult;
+    std::string after;
+    Lines expected;
+  };
+  const Case cases[] = {
+      {ConnectResult(false, {{"ERROR\n", "full"}}, 1), "", {"connect -6 full"}},
+      {ConnectResult(false, {{"ERROR\n", "full"}}, 0), "", {"connect 2 "}},
+      {ConnectResult(false, {{"Other\n", "x"}, {"VekEnc\n", "\x01"}}),
+       SgnReply(0, "no"),
+       {"connect 2 ", "connect -5 no"}},
+      {ConnectResult(true, {}), SgnReply(0, "", true), {"connect 2 ", "connect -5 "}},
+      {ConnectResult(true, {}), SgnReply(1, "later", true), {"connect 2 "}},
+      {ConnectResult(false, {}), Pack(2, "\x03"), {"connect 2 "}},
+  };
+  for (const Case& c : cases) {
+    Connect();
+    TestMes::Last()->Ready();
+    TestMes::Last()->Deliver(c.connectResult + c.after);
+    EXPECT_EQ(recorder.Take(), c.expected);
+  }
+}
+
+TEST_F(SessionTest, TheLaterKeyItemWins) {
+  Connect();
+  mes = TestMes::Last();
+  mes->Ready();
+  mes->Deliver(ConnectResult(false, {{"VekEnc\n", EncItem(1, "first")}, {"VekEnc\n", EncItem(1, "second")}}));
+  key = "second";
+  FromServer(SgnResult());
+  EXPECT_EQ(recorder.Take(), (Lines{"connect 2 ", "ready"}));
+}
+
+TEST_F(SessionTest, SignOnThatIsTooLongIsNotSent) {
+  client->Connect(":TestMes:ok", "App", "1", std::string(2000, 'i'), "", std::string(2086, 'p'));
+  TestMes::Last()->Ready();
+  TestMes::Last()->TakeSent();
+  TestMes::Last()->Deliver(ConnectResult(false, {}));
+  EXPECT_EQ(recorder.Take(), Lines{"connect -5 " + Cp950(u8"使用者ID或密碼太長!")});
+  EXPECT_EQ(TestMes::Last()->TakeSent(), "");
+  EXPECT_TRUE(client->IsSessionConnected());
+}
+
+TEST_F(SessionTest, QueryRateOfTheSignOnResult) {
+  struct Case {
+    const char* text;
+    int allowed;  // of 4 queries
+    int waitMs;   // of the next; 0: none
+  };
+  for (const Case& c : {Case{"\x02head\n\x03QueryRate\x01QueryRateMS\n2\x01"
+                             "500\n",
+                             2, 500},
+                        Case{"\x02mod\n\x03QueryRate\n3\n", 3, 1000},
+                        Case{"\x02head\n\x03QueryRate\x01QueryRateMS\n2\x01"
+                             "0\n",
+                             2, 1000},
+                        Case{"\x02head\n\x03QueryRateMS\n500\n", 4, 0},
+                        Case{"\x02head\n\x03x\n1\n\x02mod\n\x03QueryRate\n1\n", 4, 0},
+                        Case{"\x02other\n\x03QueryRate\n1\n", 4, 0}}) {
+    time.Advance(2000);  // the limiter remembers the queries of the session before
+    Link();
+    FromServer(TaskResult("Sgn.Result", c.text));
+    int allowed = 0;
+    int answer = 0;
+    for (int i = 0; i < 4 && answer == 0; ++i) {
+      std::string request = ".....q";
+      answer = client->SendVekQueryRequest(request.data(), 6);
+      if (answer == 0) ++allowed;
+    }
+    EXPECT_EQ(allowed, c.allowed) << c.text;
+    EXPECT_EQ(answer, c.waitMs) << c.text;
+    std::string request = ".....q";
+    mes->TakeSent();
+    EXPECT_EQ(client->SendVekRequest(128, request.data(), 6), c.waitMs == 0) << c.text;
+    EXPECT_TRUE(client->SendVekRequest(129, request.data(), 6)) << "only code 128 is paced";
+  }
+}
+
+TEST_F(SessionTest, PasswordChange) {
+  EXPECT_FALSE(client->ChgPass("u", "old", "new"));
+  Link();
+  mes->TakeSent();
+  FromServer(SgnReply(0, "expired"));
+  recorder.Take();
+  EXPECT_TRUE(client->IsSessionConnected());
+  EXPECT_TRUE(client->ChgPass("u", "old", "new1"));
+  EXPECT_EQ(mes->TakeSent(), Pack(2, std::string("\x01\x01\x03\x04") + "u" + "old" + "new1"));
+  FromServer(ChgPassResult("u", "changed"));
+  EXPECT_FALSE(client->ChgPass("u", std::string(4091, 'x'), ""));
+  EXPECT_EQ(recorder.Take(), (Lines{"chgpass u changed", "chgpass u " + Cp950(u8"使用者ID或密碼長度太長!")}));
+  EXPECT_EQ(mes->TakeSent(), "");
+}
+
+}  // namespace
+}  // namespace vektest

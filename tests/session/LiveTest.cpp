@@ -1,0 +1,414 @@
+// Whole sessions over real TCP against the simulated server, with the library's own threads.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <asio.hpp>
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sim/SimServer.h"
+#include "support/Recorder.h"
+
+namespace vektest {
+namespace {
+
+using VekApi::VekClient;
+using VekSim::SimConfig;
+using VekSim::SimSeen;
+using VekSim::SimServer;
+
+std::string Setting(const SimServer& server) {
+  return "127.0.0.1:" + std::to_string(server.Port());
+}
+
+void Connect(VekClient& client, const std::string& setting, const std::string& password = "secret") {
+  client.Connect(setting, "Live", "1.2.3.4", "trader", "9800001", password);
+}
+
+bool Send(VekClient& client, int code, const std::string& text) {
+  std::string request = "....." + text;
+  return client.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
+}
+
+// Bounds that a healthy run stays far below and a hang does not.
+class Stopwatch {
+ public:
+  double Seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+struct WholeCase {
+  VekSim::ByteOrder order;
+  int mode;
+  std::size_t keyLength;
+  std::size_t split;
+};
+
+class WholeSession : public testing::TestWithParam<WholeCase> {};
+
+TEST_P(WholeSession, ConnectsQueriesOrdersAndChangesThePassword) {
+  SimConfig config;
+  config.order = GetParam().order;
+  config.mode = GetParam().mode;
+  for (std::size_t i = 0; i < GetParam().keyLength; ++i) config.key += static_cast<char>(i * 7 + 130);
+  config.link.split = GetParam().split;
+  SimServer server(config);
+  Recorder recorder;
+  VekClient client(recorder);
+
+  Connect(client, Setting(server));
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+  EXPECT_EQ(client.ServerName(), "VEKSIM.1.0.0.0");
+
+  ASSERT_TRUE(Send(client, 128, "W1 products"));
+  ASSERT_TRUE(recorder.WaitFor("result W1 "));
+  ASSERT_TRUE(Send(client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
+  ASSERT_TRUE(recorder.WaitFor("ack 129 "));
+  ASSERT_TRUE(recorder.WaitFor("report "));
+  ASSERT_TRUE(client.ChgPass("trader", "secret", "secret2"));
+  ASSERT_TRUE(recorder.WaitFor("chgpass trader"));
+
+  client.Disconnect();
+  EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
+  Connect(client, Setting(server), "secret2");
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+}
+
+INSTANTIATE_TEST_SUITE_P(ByWire, WholeSession,
+                         testing::Values(WholeCase{VekSim::ByteOrder::Little, 0, 0, 0},
+                                         WholeCase{VekSim::ByteOrder::Big, 1, 7, 0},
+                                         WholeCase{VekSim::ByteOrder::Little, 1, 255, 1},
+                                         WholeCase{VekSim::ByteOrder::Big, 2, 1, 3},
+                                         WholeCase{VekSim::ByteOrder::Big, -1, 16, 0}));
+
+TEST(Live, LongMessagesBothWaysWithOthersInBetween) {
+  SimConfig config;
+  config.mode = 1;
+  config.key = "abcdefg";
+  SimServer server(config);
+  Recorder recorder;
+  VekClient client(recorder);
+  Connect(client, Setting(server));
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+
+  std::string text;
+  while (text.size() < 200'000) text += "line " + std::to_string(text.size()) + "\n";
+  ASSERT_TRUE(Send(client, 150, text));
+  ASSERT_TRUE(server.WaitFor([&](const SimSeen& seen) {
+    return std::any_of(seen.packets.begin(), seen.packets.end(),
+                       [](const auto& packet) { return packet.code == 150; });
+  }));
+  std::string joined;
+  for (const auto& packet : server.Seen().packets) {
+    if (packet.code == 3 || packet.code == 150) joined += packet.body.substr(2);
+  }
+  EXPECT_EQ(joined, text);
+
+  server.SendLong(SimServer::kAll, 130, text, 1000,
+                  {VekSim::SimInsert{}, VekSim::SimInsert{}, VekSim::SimInsert{}});
+  ASSERT_TRUE(recorder.WaitFor("report line 0"));
+  EXPECT_EQ(recorder.Take().back(), "report " + text);
+}
+
+TEST(Live, LinksThatCannotBeMade) {
+  std::uint16_t closedPort = 0;
+  {
+    const SimServer server;
+    closedPort = server.Port();
+  }
+  Recorder recorder;
+  VekClient client(recorder);
+  for (const std::string& setting :
+       {"127.0.0.1:" + std::to_string(closedPort), std::string("no.such.host.invalid:1")}) {
+    Connect(client, setting);
+    ASSERT_TRUE(recorder.WaitFor("connect -2 ")) << setting;
+    const std::string line = recorder.Take().back();
+    EXPECT_NE(line.find(setting), std::string::npos) << "the reason names the address: " << line;
+    EXPECT_GT(line.size(), setting.size() + 15) << "and says more than that: " << line;
+  }
+}
+
+// A listener that nobody accepts from, with a full queue: connecting to it neither succeeds nor fails.
+class DeafListener {
+ public:
+  DeafListener() : acceptor_(io_, asio::ip::tcp::endpoint(asio::ip::address_v4::loopback(), 0)) {
+    acceptor_.listen(0);
+    for (int i = 0; i < 4; ++i) {
+      fillers_.emplace_back(io_);
+      fillers_.back().async_connect(acceptor_.local_endpoint(), [](const asio::error_code&) {});
+      io_.run_for(std::chrono::milliseconds(50));
+      io_.restart();
+    }
+  }
+  std::string Setting() const { return "127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port()); }
+
+ private:
+  asio::io_context io_;
+  asio::ip::tcp::acceptor acceptor_;
+  std::vector<asio::ip::tcp::socket> fillers_;
+};
+
+TEST(Live, ConnectThatNeverCompletes) {
+  const DeafListener listener;
+  Recorder recorder;
+  auto client = std::make_unique<VekClient>(recorder);
+  Connect(*client, listener.Setting() + " ct=100");
+  ASSERT_TRUE(recorder.WaitFor("connect -2 "));
+  recorder.Take();
+
+  const Stopwatch watch;
+  Connect(*client, listener.Setting());
+  client->Disconnect();
+  Connect(*client, listener.Setting());
+  client.reset();
+  EXPECT_LT(watch.Seconds(), 10) << "the connect time-out is 20 seconds";
+  EXPECT_EQ(recorder.Take(), (std::vector<std::string>{"connect -1 Disconnect()", "destroy"}));
+}
+
+TEST(Live, StalledServerBacksUpAndLosesNothing) {
+  SimConfig config;
+  config.link.stall = false;
+  config.autoAck = false;
+  SimServer server(config);
+  Recorder recorder;
+  VekClient client(recorder);
+  Connect(client, ":TCPClient:" + Setting(server) + " n M0 sq=200000");
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+  server.SetLink(1, VekSim::LinkFaults{.stall = true});
+
+  std::string expected;
+  int accepted = 0;
+  for (;; ++accepted) {
+    std::string text = std::to_string(accepted) + " ";
+    text.resize(9000, 'x');
+    if (!Send(client, 150, text)) break;
+    expected += text;
+    ASSERT_LT(accepted, 10'000) << "nothing bounds the queue";
+  }
+  server.SetLink(1, {});
+  ASSERT_TRUE(server.WaitFor([&](const SimSeen& seen) {
+    return std::count_if(seen.packets.begin(), seen.packets.end(),
+                         [](const auto& p) { return p.code == 150; }) == accepted;
+  }));
+  std::string received;
+  for (const auto& packet : server.Seen().packets) {
+    if (packet.code == 3 || packet.code == 150) received += packet.body.substr(2);
+  }
+  EXPECT_TRUE(received == expected);
+  EXPECT_TRUE(Send(client, 150, "room again"));
+}
+
+TEST(Live, DisconnectWhileSendsWaitDoesNotHang) {
+  SimServer server;
+  Recorder recorder;
+  for (int round = 0; round < 10; ++round) {
+    VekClient client(recorder);
+    Connect(client, Setting(server));
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    recorder.Take();
+    server.SetLink(round + 1, VekSim::LinkFaults{.stall = true});
+    while (Send(client, 150, std::string(100'000, 'x'))) {
+    }
+    const Stopwatch watch;
+    if (round % 2 == 0) client.Disconnect();
+    EXPECT_LT(watch.Seconds(), 5);
+  }
+}
+
+// Reports stream in at full speed while the application's thread closes, reconnects or deletes.
+class StreamingTest : public testing::TestWithParam<const char*> {
+ protected:
+  StreamingTest()
+      : flood_([this] {
+          while (!stop_) {
+            if (!server_.SendReport(SimServer::kAll, "r")) std::this_thread::yield();
+          }
+        }) {}
+  ~StreamingTest() override {
+    stop_ = true;
+    flood_.join();
+  }
+
+  SimServer server_;
+  std::atomic<bool> stop_{false};
+  std::thread flood_;
+};
+
+class Counting : public Recorder {
+ public:
+  void OnVekReportEvent(VekClient& client, const std::string& text) override {
+    EXPECT_FALSE(closed) << "an event of a link that is closed";
+    EXPECT_FALSE(inside.exchange(true)) << "events overlap";
+    if (++reports == 3) Recorder::OnVekReportEvent(client, text);
+    inside = false;
+  }
+  std::atomic<bool> closed{false};
+  std::atomic<bool> inside{false};
+  std::atomic<int> reports{0};
+};
+
+TEST_P(StreamingTest, NoEventComesAfterTheCall) {
+  const std::string act = GetParam();
+  Counting recorder;
+  auto client = std::make_unique<VekClient>(recorder);
+  for (int round = 0; round < 30; ++round) {
+    if (!client) client = std::make_unique<VekClient>(recorder);
+    recorder.reports = 0;
+    Connect(*client, Setting(server_));
+    recorder.closed = false;
+    ASSERT_TRUE(recorder.WaitFor("report "));
+    if (act == "disconnect") client->Disconnect();
+    if (act == "delete") client.reset();
+    if (act == "connect") Connect(*client, "127.0.0.1:1");
+    recorder.closed = true;
+    recorder.Take();
+  }
+}
+
+TEST_P(StreamingTest, TheSameFromInsideAnEvent) {
+  const std::string act = GetParam();
+  std::atomic<bool> acted{false};
+  Recorder recorder;
+  recorder.onEvent = [&](VekClient& inside, const std::string& line) {
+    if (line != "report r" || acted.exchange(true)) return;
+    if (act == "disconnect") inside.Disconnect();
+    if (act == "connect") Connect(inside, Setting(server_));
+    if (act == "delete") delete &inside;
+  };
+  for (int round = 0; round < 30; ++round) {
+    acted = false;
+    auto* client = new VekClient(recorder);
+    Connect(*client, Setting(server_));
+    ASSERT_TRUE(recorder.WaitFor(act == "disconnect" ? "connect -1"
+                                 : act == "delete"   ? "destroy"
+                                                     : "report r"));
+    recorder.Settle();
+    if (act != "delete") delete client;
+    recorder.Take();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Acts, StreamingTest, testing::Values("disconnect", "delete", "connect"));
+
+TEST(Live, SendsOnOtherThreadsWhileTheLinkComesAndGoes) {
+  SimConfig config;
+  config.mode = 1;
+  config.key = "0123456789abcdef";
+  config.keepPackets = false;
+  SimServer server(config);
+  Recorder recorder;
+  VekClient client(recorder);
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> senders;
+  for (int i = 0; i < 2; ++i) {
+    senders.emplace_back([&, i] {
+      while (!stop) {
+        if (client.IsSessionConnected()) Send(client, 150, std::string(i == 0 ? 20 : 9000, 'x'));
+      }
+    });
+  }
+  for (int round = 0; round < 40; ++round) {
+    Connect(client, Setting(server));
+    ASSERT_TRUE(recorder.WaitFor(round % 3 == 0 ? "ready" : "connect"));
+    client.Disconnect();
+    recorder.Take();
+  }
+  stop = true;
+  for (auto& sender : senders) sender.join();
+  Connect(client, Setting(server));
+  EXPECT_TRUE(recorder.WaitFor("ready"));
+}
+
+TEST(Live, SlowHandlerDoesNotDelayAnotherClient) {
+  SimServer server;
+  Recorder slow;
+  Recorder quick;
+  std::mutex gate;
+  std::unique_lock closed(gate);
+  slow.onEvent = [&](VekClient&, const std::string& line) {
+    if (line == "ready") const std::lock_guard wait(gate);
+  };
+  VekClient first(slow);
+  VekClient second(quick);
+  Connect(first, Setting(server));
+  ASSERT_TRUE(slow.WaitFor("ready"));
+  Connect(second, Setting(server));
+  EXPECT_TRUE(quick.WaitFor("ready"));
+  closed.unlock();
+}
+
+std::size_t ThreadCount() {
+  const std::filesystem::path tasks = "/proc/self/task";
+  if (!std::filesystem::exists(tasks)) return 0;
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(tasks), {}));
+}
+
+TEST(Live, ManyClientsLeaveNoThread) {
+  SimServer server;
+  const std::size_t before = ThreadCount();
+  Recorder recorder;
+  for (int round = 0; round < 300; ++round) {
+    VekClient client(recorder);
+    if (round % 3 != 0) Connect(client, Setting(server));
+    if (round % 3 == 2) {
+      ASSERT_TRUE(recorder.WaitFor("ready"));
+    }
+    recorder.Take();
+  }
+  EXPECT_EQ(ThreadCount(), before);
+}
+
+// Ends the process while clients are connecting, resolving, connected and being sent to.
+[[noreturn]] void ExitWithLiveClients() {
+  auto& server = *new SimServer;
+  auto& recorder = *new Recorder;
+  for (const std::string& setting :
+       {Setting(server), std::string("no.such.host.invalid:1"), Setting(server)}) {
+    Connect(*new VekClient(recorder), setting);
+  }
+  if (!recorder.WaitFor("ready")) std::abort();
+  static VekClient dying(recorder);  // destroyed while statics are
+  Connect(dying, Setting(server));
+  const Stopwatch watch;
+  static const Stopwatch* exitWatch = &watch;
+  std::atexit([] {
+    if (exitWatch->Seconds() > 10) std::_Exit(3);
+  });
+  std::exit(0);
+}
+
+TEST(LiveDeathTest, ProcessEndsWithLiveClients) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const Stopwatch watch;
+  EXPECT_EXIT(ExitWithLiveClients(), testing::ExitedWithCode(0), "");
+  EXPECT_LT(watch.Seconds(), 30);
+}
+
+TEST(Live, RealHeartbeatAfterThirtySeconds) {
+  SimServer server;
+  Recorder recorder;
+  VekClient client(recorder);
+  Connect(client, Setting(server));
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+  const Stopwatch watch;
+  ASSERT_TRUE(server.WaitFor(
+      [](const SimSeen& seen) {
+        return std::any_of(seen.packets.begin(), seen.packets.end(),
+                           [](const auto& p) { return p.code == 1; });
+      },
+      std::chrono::seconds(120)));
+  EXPECT_GT(watch.Seconds(), 29);
+  EXPECT_EQ(client.State(), VekApi::vcs_ApReady);
+}
+
+}  // namespace
+}  // namespace vektest

@@ -1,0 +1,92 @@
+// A messenger whose other end is the test: it links, delivers and breaks on the test's thread, and keeps what
+// was sent.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "platform/mbus/TMesBase.h"
+#include "platform/mbus/TMesRegs.h"
+
+namespace vektest {
+
+class TestMes : public Dova::TMesBase {
+ public:
+  // Kind "TestMes"; its parameter is "ok", "lend" (the same, lending its bytes) or "noopen" (Open fails).
+  // Once a process, before the first session.
+  static void Register() {
+    Dova::TMesRegs::GetClientMesRegs().Register("TestMes",
+                                                [] { return Dstl::wise_ref<Dova::TMesBase>(new TestMes); });
+  }
+
+  // The messenger made last; null when it was closed.
+  static Dstl::wise_ref<TestMes> Last() { return Dstl::wise_ref<TestMes>(last_); }
+
+  bool SettingApply(const std::string& setting) override {
+    if (setting != "ok" && setting != "lend" && setting != "noopen") return false;
+    return TMesBase::SettingApply(setting);
+  }
+  bool Open() override {
+    last_ = this;
+    return GetSetting() != "noopen";
+  }
+  void Close() override {
+    MarkClosed();
+    if (last_ == this) last_ = nullptr;
+  }
+  int Send(const char* bytes, int length) override {
+    const std::lock_guard lock(mutex_);
+    if (refuseSends) return 0;
+    sent_.append(bytes, static_cast<std::size_t>(length));
+    ++sends_;
+    return length;
+  }
+  int Recv(char* buffer, int size) override {
+    const std::size_t count = waiting_.copy(buffer, static_cast<std::size_t>(size));
+    waiting_.erase(0, count);
+    return static_cast<int>(count);
+  }
+  char* RecvInPlace(int& count) override {
+    if (GetSetting() != "lend") return nullptr;
+    lent_.swap(waiting_);
+    waiting_.clear();
+    count = static_cast<int>(lent_.size());
+    return lent_.data();
+  }
+
+  void Ready() {
+    Raise([this](Dova::TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
+  }
+  void Fail(const std::string& reason) {
+    Raise([&](Dova::TMesEvHandler& handler) { handler.OnMesLinkError(this, reason); });
+  }
+  void Break(const std::string& reason) {
+    Raise([&](Dova::TMesEvHandler& handler) { handler.OnMesLinkBroken(this, reason); });
+  }
+  void Deliver(const std::string& bytes) {
+    waiting_ += bytes;
+    const Dstl::wise_ref<TestMes> self(this);
+    Raise([this](Dova::TMesEvHandler& handler) { handler.OnMesRecvReady(this); });
+  }
+
+  // What was sent since the last call.
+  std::string TakeSent() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(sent_, {});
+  }
+  int Sends() const { return sends_; }
+
+  bool refuseSends = false;
+
+ private:
+  inline static TestMes* last_ = nullptr;
+
+  std::mutex mutex_;
+  std::string sent_;
+  std::string waiting_;
+  std::string lent_;
+  int sends_ = 0;
+};
+
+}  // namespace vektest
