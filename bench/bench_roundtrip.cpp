@@ -2,7 +2,6 @@
 // received, cut, descrambled, parsed, delivered to the handler, which sends the next) and through bare
 // blocking sockets. Pin the process to one core: there the figures are stable.
 #include <algorithm>
-#include <asio.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/Wire.h"
+#include "Loopback.h"
 #include "vekapi/VekClient.h"
 
 namespace {
@@ -21,45 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kBatch = 2000;
 constexpr std::size_t kBatches = 41;
-const std::string kKey = "0123456789abcdef";
-const std::string kRequestText = "W1 Query\nproduct=TXFL6 " + std::string(80, 'q');
-const std::string kResultText =
-    "\x02Orders\n\x03No\x01Product\x01Side\x01Price\x01Qty\n0001\x01TXFL6\x01"
-    "B\x01"
-    "17500\x01"
-    "2\n";
-
-std::string Answer() {
-  return vektest::Scrambled(vektest::TaskResult("W1", kResultText), kKey);
-}
-
-void ReadExactly(tcp::socket& socket, std::string& buffer, std::size_t count) {
-  buffer.resize(std::max(buffer.size(), count));
-  for (std::size_t have = 0; have < count;) {
-    have += socket.read_some(asio::buffer(buffer.data() + have, count - have));
-  }
-}
-
-// Plays the handshake when asked to, then answers each `requestBytes` with `answer` until the peer leaves.
-void Serve(tcp::acceptor& acceptor, bool handshake, std::size_t requestBytes, const std::string& answer) {
-  tcp::socket socket = acceptor.accept();
-  socket.set_option(tcp::no_delay(true));
-  std::string buffer(65536, '\0');
-  if (handshake) {
-    socket.read_some(asio::buffer(buffer));
-    asio::write(socket,
-                asio::buffer(vektest::ConnectResult(false, {{"VekEnc\n", vektest::EncItem(1, kKey)}})));
-    socket.read_some(asio::buffer(buffer));
-    asio::write(socket, asio::buffer(vektest::Scrambled(vektest::SgnResult(), kKey)));
-  }
-  try {
-    for (;;) {
-      ReadExactly(socket, buffer, requestBytes);
-      asio::write(socket, asio::buffer(answer));
-    }
-  } catch (const std::system_error&) {  // the peer has left
-  }
-}
 
 struct Figures {
   std::vector<double> perTripUs;
@@ -102,8 +62,7 @@ class Pinger : public VekApi::VekClientHandler {
 
  private:
   void Ping(VekApi::VekClient& client) {
-    request_.assign(5, '\0');
-    request_ += kRequestText;
+    request_ = loopback::RequestPacket();
     if (!client.SendVekRequest(150, request_.data(), static_cast<unsigned>(request_.size()))) std::exit(3);
   }
 
@@ -113,7 +72,8 @@ class Pinger : public VekApi::VekClientHandler {
 };
 
 Figures ThroughLibrary(tcp::acceptor& acceptor, const std::string& options) {
-  std::thread server([&] { Serve(acceptor, true, kRequestText.size() + 5, Answer()); });
+  std::thread server(
+      [&] { loopback::Echo(acceptor, true, loopback::RequestPacket().size(), loopback::Answer()); });
   Pinger pinger;
   {
     VekApi::VekClient client(pinger);
@@ -126,20 +86,20 @@ Figures ThroughLibrary(tcp::acceptor& acceptor, const std::string& options) {
 }
 
 Figures ThroughBareSockets(asio::io_context& io, tcp::acceptor& acceptor) {
-  const std::string answer = Answer();
-  std::thread server([&] { Serve(acceptor, false, kRequestText.size() + 5, answer); });
+  const std::string answer = loopback::Answer();
+  std::thread server([&] { loopback::Echo(acceptor, false, loopback::RequestPacket().size(), answer); });
   Figures figures;
   {
     tcp::socket socket(io);
     socket.connect(acceptor.local_endpoint());
     socket.set_option(tcp::no_delay(true));
-    const std::string request(kRequestText.size() + 5, 'q');
+    const std::string request = loopback::RequestPacket();
     std::string buffer;
     while (figures.perTripUs.size() < kBatches) {
       const auto start = Clock::now();
       for (std::size_t i = 0; i < kBatch; ++i) {
         asio::write(socket, asio::buffer(request));
-        ReadExactly(socket, buffer, answer.size());
+        loopback::ReadExactly(socket, buffer, answer.size());
       }
       figures.Add(Clock::now() - start);
     }
@@ -153,8 +113,8 @@ Figures ThroughBareSockets(asio::io_context& io, tcp::acceptor& acceptor) {
 int main() {
   asio::io_context io;
   tcp::acceptor acceptor(io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
-  std::printf("round trip of %zu + %zu bytes, median of %zu batches of %zu\n", kRequestText.size() + 5,
-              Answer().size(), kBatches, kBatch);
+  std::printf("round trip of %zu + %zu bytes, median of %zu batches of %zu\n",
+              loopback::RequestPacket().size(), loopback::Answer().size(), kBatches, kBatch);
   for (int round = 0; round < 3; ++round) {
     const double bare = ThroughBareSockets(io, acceptor).Median();
     const double ours = ThroughLibrary(acceptor, " n M0").Median();

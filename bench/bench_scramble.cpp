@@ -27,11 +27,6 @@ BENCHMARK(Memcpy);
 
 // Through the public call, on a session that was given the key.
 void EncPacket(benchmark::State& state) {
-  static const bool registered = [] {
-    vektest::TestMes::Register();
-    return true;
-  }();
-  benchmark::DoNotOptimize(registered);
   vektest::Recorder recorder;
   VekApi::VekClient client(recorder);
   client.Connect(":TestMes:ok", "bench", "1", "", "", "");

@@ -91,3 +91,5 @@ void CheckUnconfigured(benchmark::State& state) {
 BENCHMARK(CheckUnconfigured);
 
 }  // namespace
+
+BENCHMARK_MAIN();

@@ -227,20 +227,12 @@ TEST(Live, DisconnectWhileSendsWaitDoesNotHang) {
 // Reports stream in at full speed while the application's thread closes, reconnects or deletes.
 class StreamingTest : public testing::TestWithParam<const char*> {
  protected:
-  StreamingTest()
-      : flood_([this] {
-          while (!stop_) {
-            if (!server_.SendReport(SimServer::kAll, "r")) std::this_thread::yield();
-          }
-        }) {}
-  ~StreamingTest() override {
-    stop_ = true;
-    flood_.join();
+  // More than arrives before the application acts.
+  void Flood() {
+    for (int i = 0; i < 3000; ++i) server_.SendReport(SimServer::kAll, "r");
   }
 
   SimServer server_;
-  std::atomic<bool> stop_{false};
-  std::thread flood_;
 };
 
 class Counting : public Recorder {
@@ -265,6 +257,8 @@ TEST_P(StreamingTest, NoEventComesAfterTheCall) {
     recorder.reports = 0;
     Connect(*client, Setting(server_));
     recorder.closed = false;
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    Flood();
     ASSERT_TRUE(recorder.WaitFor("report "));
     if (act == "disconnect") client->Disconnect();
     if (act == "delete") client.reset();
@@ -288,6 +282,8 @@ TEST_P(StreamingTest, TheSameFromInsideAnEvent) {
     acted = false;
     auto* client = new VekClient(recorder);
     Connect(*client, Setting(server_));
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    Flood();
     ASSERT_TRUE(recorder.WaitFor(act == "disconnect" ? "connect -1"
                                  : act == "delete"   ? "destroy"
                                                      : "report r"));
@@ -367,7 +363,7 @@ TEST(Live, ManyClientsLeaveNoThread) {
   EXPECT_EQ(ThreadCount(), before);
 }
 
-// Ends the process while clients are connecting, resolving, connected and being sent to.
+// Ends the process while clients are connecting, connected, and being destroyed.
 [[noreturn]] void ExitWithLiveClients() {
   auto& server = *new SimServer;
   auto& recorder = *new Recorder;

@@ -16,20 +16,9 @@ namespace vektest {
 
 using Lines = std::vector<std::string>;
 
-inline void RegisterTestMesOnce() {
-  static const bool once = [] {
-    TestMes::Register();
-    return true;
-  }();
-  (void)once;
-}
-
 class SessionTest : public testing::Test {
  protected:
-  SessionTest() {
-    RegisterTestMesOnce();
-    client = std::make_unique<VekApi::VekClient>(recorder);
-  }
+  SessionTest() : client(std::make_unique<VekApi::VekClient>(recorder)) {}
   ~SessionTest() override { recorder.onEvent = nullptr; }
 
   void Connect(const std::string& kind = ":TestMes:lend") {

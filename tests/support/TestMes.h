@@ -14,10 +14,11 @@ namespace vektest {
 class TestMes : public Dova::TMesBase {
  public:
   // Kind "TestMes"; its parameter is "ok", "lend" (the same, lending its bytes) or "noopen" (Open fails).
-  // Once a process, before the first session.
-  static void Register() {
-    Dova::TMesRegs::GetClientMesRegs().Register("TestMes",
-                                                [] { return Dstl::wise_ref<Dova::TMesBase>(new TestMes); });
+  // Registered before main, as sessions copy the registry when the first one is opened.
+  static bool Register() {
+    Dova::TMesRegs::GetClientMesRegs().Register(
+        "TestMes", [] { return Dstl::wise_ref<Dova::TMesBase>(new TestMes); });
+    return true;
   }
 
   // The messenger made last; null when it was closed.
@@ -88,5 +89,7 @@ class TestMes : public Dova::TMesBase {
   std::string lent_;
   int sends_ = 0;
 };
+
+inline const bool kTestMesRegistered = TestMes::Register();
 
 }  // namespace vektest
