@@ -365,11 +365,13 @@ TEST(Live, ManyClientsLeaveNoThread) {
 
 // Ends the process while clients are connecting, connected, and being destroyed.
 [[noreturn]] void ExitWithLiveClients() {
-  auto& server = *new SimServer;
-  auto& recorder = *new Recorder;
-  for (const std::string& setting :
-       {Setting(server), std::string("no.such.host.invalid:1"), Setting(server)}) {
-    Connect(*new VekClient(recorder), setting);
+  static auto& server = *new SimServer;
+  static auto& recorder = *new Recorder;
+  static const auto& listener = *new DeafListener;
+  static auto& clients = *new std::vector<VekClient*>;  // never destroyed, and no leak
+  for (const std::string& setting : {Setting(server), listener.Setting(), Setting(server)}) {
+    clients.push_back(new VekClient(recorder));
+    Connect(*clients.back(), setting);
   }
   if (!recorder.WaitFor("ready")) std::abort();
   static VekClient dying(recorder);  // destroyed while statics are
