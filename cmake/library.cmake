@@ -12,7 +12,7 @@ list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
 file(GLOB os_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/os/${os_room}/*.cpp)
 
 add_library(vekapi_objects OBJECT ${vekapi_sources} ${os_sources})
-target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING)
+target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
 target_include_directories(vekapi_objects PUBLIC ${CMAKE_SOURCE_DIR}/include PRIVATE ${CMAKE_SOURCE_DIR}/src)
 target_link_libraries(vekapi_objects PRIVATE vekapi_options)
 set_target_properties(vekapi_objects PROPERTIES
@@ -32,6 +32,7 @@ else()
   # Threads of ours may still be unwinding when the last client has gone: never unmapped, never pulled from under them.
   target_link_options(vekapi PRIVATE -Wl,-z,nodelete)
 endif()
+include(cmake/exports.cmake)
 
 add_library(vekapi_inside STATIC $<TARGET_OBJECTS:vekapi_objects>)
 target_compile_definitions(vekapi_inside PUBLIC VEKAPI_STATIC)

@@ -100,7 +100,7 @@ class VEKAPI_EXPORT VekClient {
   static bool MakePkBuffer(std::string& buffer, int msgCode, int length);
 
  protected:
-  class TImpl;
+  class VEKAPI_HIDDEN TImpl;
 
   // Takes over `impl`, which must be new and belong to no other client.
   VekClient(VekClientHandler& handler, TImpl* impl);
@@ -126,7 +126,7 @@ class VEKAPI_EXPORT VekClient {
   void SetQueryRate(int count, int intervalMs);
   void OnLinkBrokenAfterRefusal();
 
-  class TCall;
+  class VEKAPI_HIDDEN TCall;
   bool SetDisconnect(TCall& call);
   bool SendSignOn();
   static bool FrameInPieces(const VekClientParser::TCipher& cipher, int msgCode, char* buffer,

@@ -54,8 +54,8 @@ class VEKAPI_EXPORT VekClientParser {
 
  private:
   friend class VekClient;
-  class TCipher;
-  struct TFrame;
+  class VEKAPI_HIDDEN TCipher;
+  struct VEKAPI_HIDDEN TFrame;
 
   VekClientParser(const VekClientParser& other, VekClient& client);
 

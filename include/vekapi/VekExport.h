@@ -1,17 +1,26 @@
-// VEKAPI_EXPORT marks what the shared library shows; everything else in it is hidden.
+// VEKAPI_EXPORT marks the classes that the shared library shows, VEKAPI_FLAT the flat functions; everything
+// else in it is hidden. VEKAPI_HIDDEN takes a class inside an exported class out again, where the attribute
+// of the outer one reaches it.
 #ifndef VEKAPI_VEKEXPORT_H
 #define VEKAPI_VEKEXPORT_H
 
 #if defined(VEKAPI_STATIC)
 #define VEKAPI_EXPORT
+#define VEKAPI_FLAT
+#define VEKAPI_HIDDEN
 #elif defined(_WIN32)
 #if defined(VEKAPI_BUILDING)
 #define VEKAPI_EXPORT __declspec(dllexport)
+#define VEKAPI_FLAT  // exported by the module definition file
 #else
 #define VEKAPI_EXPORT __declspec(dllimport)
+#define VEKAPI_FLAT __declspec(dllimport)
 #endif
+#define VEKAPI_HIDDEN
 #else
 #define VEKAPI_EXPORT __attribute__((visibility("default")))
+#define VEKAPI_FLAT __attribute__((visibility("default")))
+#define VEKAPI_HIDDEN __attribute__((visibility("hidden")))
 #endif
 
 #endif  // VEKAPI_VEKEXPORT_H

@@ -39,7 +39,7 @@ class VEKAPI_EXPORT VekFields {
  private:
   friend class VekTaskResult;
 
-  class TImpl;
+  class VEKAPI_HIDDEN TImpl;
 
   void Read(std::string_view text);
 

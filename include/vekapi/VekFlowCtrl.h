@@ -77,7 +77,7 @@ class VEKAPI_EXPORT VekFlowCtrl {
   void CloseGate() noexcept;
 
  private:
-  class TImpl;
+  class VEKAPI_HIDDEN TImpl;
 
   int flowCount_ = 0;
   int flowInterval_ = 0;

@@ -54,7 +54,7 @@ class VEKAPI_EXPORT VekTable {
  private:
   friend class VekTaskResult;
 
-  class TRecords;
+  class VEKAPI_HIDDEN TRecords;
 
   TRecords& Records();
 

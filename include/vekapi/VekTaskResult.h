@@ -44,8 +44,8 @@ class VEKAPI_EXPORT VekTaskResult {
   const VekTable* Table(const std::string& name) const;
 
  private:
-  class TImpl;
-  class TReader;
+  class VEKAPI_HIDDEN TImpl;
+  class VEKAPI_HIDDEN TReader;
 
   void Clear(std::size_t nextBytes);
   VekTable& AddTable(std::string_view text);

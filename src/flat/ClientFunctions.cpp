@@ -1,0 +1,89 @@
+#include <string>
+
+#include "flat/Guard.h"
+#include "platform/mbus/Wipe.h"
+#include "vekapi/VekApiC.h"
+
+namespace {
+
+using VekApi::Flat::Ask;
+using VekApi::Flat::Do;
+
+// A copy of a password, for as long as it is handed on. Null is empty.
+class TPassword {
+ public:
+  explicit TPassword(const char* text) : text_(text ? text : "") {}
+  ~TPassword() { Dova::WipeText(text_); }
+  TPassword(const TPassword&) = delete;
+  TPassword& operator=(const TPassword&) = delete;
+
+  const std::string& Text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+}  // namespace
+
+CVekClient CVekClient_Create(const CVekClientCallbacks* callbacks, void* user) {
+  return VekApi::Flat::Create<CVekClient>(
+      [=] { return new VekApiC_VekClient(callbacks ? *callbacks : CVekClientCallbacks{}, user); });
+}
+
+// The handle becomes null last: until then callbacks may use it. The second deletion of one object can only
+// come from the destroy event, as the object is gone after it.
+void CVekClient_Delete(CVekClient* client) {
+  VekApiC_VekClient* const object = VekApi::Flat::ObjectOf(client);
+  if (!object || !object->BeginDelete()) return;
+  delete object;
+  client->object = nullptr;
+}
+
+int CVekClient_State(const CVekClient* client) {
+  return Ask(client, 0, [](auto& object) { return static_cast<int>(object.Client().State()); });
+}
+
+bool CVekClient_IsSessionConnected(const CVekClient* client) {
+  return Ask(client, false, [](auto& object) { return object.Client().IsSessionConnected(); });
+}
+
+bool CVekClient_Connect(CVekClient* client, const char* setting, const char* apName, const char* apVersion,
+                        const char* id1, const char* id2, const char* password) {
+  if (!setting || !apName || !apVersion || !id1 || !id2) return false;
+  return Ask(client, false, [=](auto& object) {
+    const TPassword pass(password);
+    object.Client().Connect(setting, apName, apVersion, id1, id2, pass.Text());
+    return true;
+  });
+}
+
+void CVekClient_Disconnect(CVekClient* client) {
+  Do(client, [](auto& object) { object.Client().Disconnect(); });
+}
+
+CVekTaskResult CVekClient_SgnResult(const CVekClient* client) {
+  return Ask(client, {}, [](auto& object) { return CVekTaskResult{&object.Client().SgnResult()}; });
+}
+
+bool CVekClient_ChgPass(CVekClient* client, const char* user, const char* oldPassword,
+                        const char* newPassword) {
+  if (!user) return false;
+  return Ask(client, false, [=](auto& object) {
+    const TPassword before(oldPassword);
+    const TPassword after(newPassword);
+    return object.Client().ChgPass(user, before.Text(), after.Text());
+  });
+}
+
+void CVekClient_EncPacket(const CVekClient* client, char* packet, int length) {
+  if (packet) Do(client, [=](auto& object) { object.Client().EncPacket(packet, length); });
+}
+
+bool CVekClient_SendPk(CVekClient* client, char* packet, int length) {
+  return packet && Ask(client, false, [=](auto& object) { return object.Client().SendPk(packet, length); });
+}
+
+bool CVekClient_SendVekRequest(CVekClient* client, int msgCode, char* buffer, unsigned length) {
+  return buffer && Ask(client, false,
+                       [=](auto& object) { return object.Client().SendVekRequest(msgCode, buffer, length); });
+}

@@ -1,0 +1,74 @@
+// What every flat function stands on: finds the object behind a handle and lets nothing be thrown.
+#pragma once
+
+#include <functional>
+#include <type_traits>
+
+#include "flat/VekApiC_FlowCtrl.h"
+#include "flat/VekApiC_VekClient.h"
+#include "vekapi/VekApiC.h"
+#include "vekapi/VekTaskResult.h"
+
+namespace VekApi::Flat {
+
+// What the pointer in a handle points to.
+template <class Handle>
+struct THandled;
+template <>
+struct THandled<CVekClient> : std::type_identity<VekApiC_VekClient> {};
+template <>
+struct THandled<CVekFlowCtrl> : std::type_identity<VekFlowCtrl> {};
+template <>
+struct THandled<CVekProperties> : std::type_identity<const VekProperties> {};
+template <>
+struct THandled<CVekField> : std::type_identity<const VekField> {};
+template <>
+struct THandled<CVekFields> : std::type_identity<const VekFields> {};
+template <>
+struct THandled<CVekTable> : std::type_identity<const VekTable> {};
+template <>
+struct THandled<CVekTaskResult> : std::type_identity<const VekTaskResult> {};
+
+template <class Handle>
+using TObject = typename THandled<std::remove_const_t<Handle>>::type;
+
+// Null when there is no handle, or a null one.
+template <class Handle>
+TObject<Handle>* ObjectOf(Handle* handle) noexcept {
+  return handle ? static_cast<TObject<Handle>*>(handle->object) : nullptr;
+}
+
+// What `call` makes of the handle's object; `none` when there is no object, or `call` throws.
+template <class Handle, class Call>
+auto Ask(Handle* handle,
+         std::type_identity_t<std::decay_t<std::invoke_result_t<Call&, TObject<Handle>&>>> none,
+         Call call) noexcept -> decltype(none) {
+  TObject<Handle>* const object = ObjectOf(handle);
+  if (!object) return none;
+  try {
+    return std::invoke(call, *object);
+  } catch (...) {
+    return none;
+  }
+}
+
+template <class Handle, class Call>
+void Do(Handle* handle, Call call) noexcept {
+  Ask(handle, false, [&](TObject<Handle>& object) {
+    std::invoke(call, object);
+    return true;
+  });
+}
+
+// A new object's handle; a null handle when it cannot be made.
+template <class Handle, class Make>
+Handle Create(Make make) noexcept {
+  try {
+    TObject<Handle>* const object = make();
+    return {object};
+  } catch (...) {
+    return {};
+  }
+}
+
+}  // namespace VekApi::Flat

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "vekapi/VekApiC.h"
+#include "vekapi/VekFlowCtrl.h"
+
+// What a CVekFlowCtrl handle points to (by its base): a gate that passes its event on to a plain function.
+struct VekApiC_FlowCtrl : public VekApi::VekFlowCtrl {
+  // The table is copied.
+  VekApiC_FlowCtrl(const CVekFlowCtrlCallbacks& callbacks, void* user);
+  ~VekApiC_FlowCtrl() override;
+
+ private:
+  void OnVekFlowCtrlFree() override;
+
+  CVekFlowCtrlCallbacks callbacks_;
+  void* user_;
+};

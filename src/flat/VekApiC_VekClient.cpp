@@ -1,0 +1,50 @@
+#include "flat/VekApiC_VekClient.h"
+
+VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user)
+    : client_(*this), callbacks_(callbacks), user_(user) {}
+
+// What a callback throws ends here: the threads and locks above it belong to the library.
+template <class Callback, class... Args>
+void VekApiC_VekClient::Raise(Callback callback, Args... args) noexcept {
+  if (!callback) return;
+  CVekClient handle{this};
+  try {
+    callback(&handle, user_, args...);
+  } catch (...) {
+  }
+}
+
+void VekApiC_VekClient::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet,
+                                                 int length) {
+  Raise(callbacks_.OnVekUnknownMsgCodeEvent, msgCode, packet, length);
+}
+
+void VekApiC_VekClient::OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) {
+  Raise(callbacks_.OnVekConnectEvent, reason.c_str());
+}
+
+void VekApiC_VekClient::OnVekApReadyEvent(VekApi::VekClient&) {
+  Raise(callbacks_.OnVekApReadyEvent);
+}
+
+void VekApiC_VekClient::OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) {
+  const CVekTaskResult handle{&result};
+  Raise(callbacks_.OnVekTaskResultEvent, &handle);
+}
+
+void VekApiC_VekClient::OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
+                                                const std::string& resultText) {
+  Raise(callbacks_.OnVekChgPassResultEvent, user.c_str(), resultText.c_str());
+}
+
+void VekApiC_VekClient::OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) {
+  Raise(callbacks_.OnVekRequestAckEvent, msgCode, ackText.c_str());
+}
+
+void VekApiC_VekClient::OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) {
+  Raise(callbacks_.OnVekReportEvent, reportText.c_str());
+}
+
+void VekApiC_VekClient::OnVekClientDestroyEvent(VekApi::VekClient&) {
+  Raise(callbacks_.OnVekClientDestroyEvent);
+}
