@@ -4,6 +4,11 @@ set(exports_list ${CMAKE_SOURCE_DIR}/src/flat/exports.txt)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_list})
 file(STRINGS ${exports_list} flat_exports REGEX "^[A-Za-z]")
 
+# For the tests: the names as C texts.
+list(TRANSFORM flat_exports REPLACE "(.+)" "\"\\1\",\n" OUTPUT_VARIABLE quoted)
+list(JOIN quoted "" quoted)
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/vekapi_exports.inc CONTENT "${quoted}")
+
 if(WIN32)
   list(JOIN flat_exports "\n  " names)
   set(exports_file ${CMAKE_BINARY_DIR}/vekapi.def)

@@ -1,0 +1,223 @@
+#include <set>
+#include <stdexcept>
+
+#include "flat/FlatSession.h"
+
+namespace vektest {
+namespace {
+
+TEST_F(FlatSession, BringsEveryEventWithItsArguments) {
+  Create();
+  EXPECT_EQ(CVekClient_State(&client), cvcs_None);
+  ASSERT_TRUE(Connect());
+  mes->Ready();
+  mes->Deliver(ConnectResult(false, {}));
+  EXPECT_TRUE(CVekClient_IsSessionConnected(&client));
+  mes->Deliver(SgnResult());
+  mes->Deliver(TaskResult("w7", "\x02T\n"));
+  mes->Deliver(ChgPassResult("id", "changed"));
+  mes->Deliver(Message(129, "w1\nw2"));
+  mes->Deliver(Message(130, "\xA7\xB9 filled"));
+  const std::string unknown = Pack(77, std::string("a\0b", 3));
+  mes->Deliver(unknown);
+  CVekClient_Disconnect(&client);
+  CVekClient_Delete(&client);
+  EXPECT_EQ(client.object, nullptr);
+  EXPECT_EQ(Take(),
+            (Lines{"connect 2 ", "ready", "result w7", "chgpass id changed", "ack 129 w1\nw2",
+                   "report \xA7\xB9 filled", "unknown 77 " + unknown, "connect -1 Disconnect()", "destroy"}));
+}
+
+TEST_F(FlatSession, NullEntriesDropTheirEvents) {
+  CVekClientCallbacks only{};
+  only.OnVekConnectEvent = Recording().OnVekConnectEvent;
+  Create(only);
+  only = {};  // the table was copied
+  SignOn();
+  mes->Deliver(TaskResult("w7", "\x02T\n") + ChgPassResult("id", "x") + Message(129, "w1") +
+               Message(130, "r") + Pack(77, ""));
+  mes->Break("gone");
+  CVekClient_Delete(&client);
+  EXPECT_EQ(Take(), (Lines{"connect 2 ", "connect -3 gone"}));
+}
+
+TEST_F(FlatSession, LivesWithoutACallbackTable) {
+  client = CVekClient_Create(nullptr, nullptr);
+  SignOn();
+  EXPECT_EQ(CVekClient_State(&client), cvcs_ApReady);
+}
+
+TEST_F(FlatSession, ConnectRefusesNullTextsButThePassword) {
+  Create();
+  const char* const texts[] = {":TestMes:lend", "App", "1.2", "id", "sub"};
+  for (int missing = 0; missing < 5; ++missing) {
+    const auto text = [&](int i) { return i == missing ? nullptr : texts[i]; };
+    EXPECT_FALSE(CVekClient_Connect(&client, text(0), text(1), text(2), text(3), text(4), "secret"));
+  }
+  EXPECT_EQ(CVekClient_State(&client), cvcs_None);
+  ASSERT_TRUE(Connect(":TestMes:lend", nullptr));
+  mes->Ready();
+  mes->TakeSent();
+  mes->Deliver(ConnectResult(false, {}));
+  const std::string signOn = Split(mes->TakeSent()).at(0).bytes;
+  EXPECT_EQ(signOn.size(), 12u + 6u);  // "id/sub" and nothing
+  EXPECT_EQ(signOn[7], 0);
+}
+
+TEST_F(FlatSession, OpenErrorsComeAsEvents) {
+  Create();
+  EXPECT_TRUE(Connect(":Nowhere:at all"));
+  EXPECT_EQ(Take(), (Lines{"connect -2 \xB3\x73\xBD\x75\xB0\xD1\xBC\xC6\xBF\xF9\xBB\x7E"}));
+}
+
+TEST_F(FlatSession, ChangesThePassword) {
+  Create();
+  EXPECT_FALSE(CVekClient_ChgPass(&client, "id", "old", "new"));
+  SignOn();
+  mes->TakeSent();
+  EXPECT_FALSE(CVekClient_ChgPass(&client, nullptr, "old", "new"));
+  EXPECT_TRUE(mes->TakeSent().empty());
+  EXPECT_TRUE(CVekClient_ChgPass(&client, "id", nullptr, "new"));
+  EXPECT_EQ(mes->TakeSent(), Pack(2, std::string("\1\2\0\3idnew", 9)));
+  EXPECT_TRUE(CVekClient_ChgPass(&client, "id", "old", nullptr));
+  EXPECT_EQ(mes->TakeSent(), Pack(2, std::string("\1\2\3\0idold", 9)));
+}
+
+TEST_F(FlatSession, SendsRequestsAndPackets) {
+  Create();
+  SignOn();  // five queries a second
+  mes->TakeSent();
+  char request[] = "     w1 products";
+  EXPECT_TRUE(CVekClient_SendVekRequest(&client, 129, request, 16));
+  EXPECT_EQ(mes->TakeSent(), Message(129, "w1 products"));
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(CVekClient_SendVekRequest(&client, 128, request, 16));
+  EXPECT_FALSE(CVekClient_SendVekRequest(&client, 128, request, 16));
+  EXPECT_FALSE(CVekClient_SendVekRequest(&client, 129, request, 5));
+  mes->TakeSent();
+
+  std::string packet = Pack(9, "body");
+  EXPECT_TRUE(CVekClient_SendPk(&client, packet.data(), static_cast<int>(packet.size())));
+  EXPECT_EQ(mes->TakeSent(), Pack(9, "body"));
+  mes->refuseSends = true;
+  EXPECT_FALSE(CVekClient_SendPk(&client, packet.data(), static_cast<int>(packet.size())));
+  EXPECT_FALSE(CVekClient_SendPk(&client, nullptr, 7));
+  EXPECT_FALSE(CVekClient_SendVekRequest(&client, 129, nullptr, 7));
+}
+
+TEST_F(FlatSession, ScramblesAPacketInPlace) {
+  Create();
+  Connect();
+  mes->Ready();
+  mes->Deliver(ConnectResult(false, {{"VekEnc\n", EncItem(1, "key")}}));
+  std::string packet = Pack(9, "body text");
+  CVekClient_EncPacket(&client, packet.data(), static_cast<int>(packet.size()));
+  EXPECT_EQ(packet, Scrambled(Pack(9, "body text"), "key"));
+  CVekClient_EncPacket(&client, nullptr, 12);
+}
+
+TEST_F(FlatSession, SignOnResultCanBeReadWhenReady) {
+  Create();
+  std::string rate;
+  onEvent = [&](CVekClient* handle, const std::string& line) {
+    if (line != "ready") return;
+    const CVekTaskResult result = CVekClient_SgnResult(handle);
+    const CVekTable head = CVekTaskResult_NameTable(&result, "head");
+    rate = CVekTable_RecordIndexField(&head, 0, 1);
+  };
+  SignOn();
+  EXPECT_EQ(rate, "1000");
+}
+
+// One event, and what makes it come. Every trigger but the first brings a second event behind the first.
+struct Trigger {
+  const char* event;
+  std::function<void(TestMes&)> raise;
+};
+
+const Trigger kTriggers[] = {
+    {"unknown", [](TestMes& mes) { mes.Deliver(Pack(77, "x") + Pack(77, "y")); }},
+    {"connect", [](TestMes& mes) { mes.Break("gone"); }},
+    {"ready", [](TestMes& mes) { mes.Deliver(SgnResult() + Message(130, "r")); }},
+    {"result", [](TestMes& mes) { mes.Deliver(TaskResult("w", "\x02T\n") + Message(130, "r")); }},
+    {"chgpass", [](TestMes& mes) { mes.Deliver(ChgPassResult("id", "x") + Message(130, "r")); }},
+    {"ack", [](TestMes& mes) { mes.Deliver(Message(129, "w1") + Message(130, "r")); }},
+    {"report", [](TestMes& mes) { mes.Deliver(Message(130, "r") + Message(130, "s")); }},
+};
+
+TEST_F(FlatSession, TheClientMayBeDeletedInsideEveryEvent) {
+  for (const bool throughOwnHandle : {false, true}) {
+    for (const Trigger& trigger : kTriggers) {
+      SCOPED_TRACE(trigger.event);
+      onEvent = nullptr;
+      Create();
+      Link();
+      if (std::string(trigger.event) == "result") mes->Deliver(SgnResult());
+      Take();
+      onEvent = [&](CVekClient* handle, const std::string& line) {
+        if (line != "destroy") CVekClient_Delete(throughOwnHandle ? &client : handle);
+        if (line != "destroy" && !throughOwnHandle) {
+          EXPECT_EQ(handle->object, nullptr);
+        }
+      };
+      const Dstl::wise_ref<TestMes> link = mes;
+      trigger.raise(*link);
+      const Lines seen = Take();
+      ASSERT_EQ(seen.size(), 2u);
+      EXPECT_EQ(seen[0].rfind(trigger.event, 0), 0u);
+      EXPECT_EQ(seen[1], "destroy");
+      EXPECT_FALSE(TestMes::Last()) << "the link was closed";
+      client = {};
+    }
+  }
+}
+
+TEST_F(FlatSession, TheClientMayBeDeletedInsideEventsOfItsOwnCalls) {
+  const auto deleteIt = [&](CVekClient*, const std::string& line) {
+    if (line != "destroy") CVekClient_Delete(&client);
+  };
+  Create();
+  onEvent = deleteIt;
+  EXPECT_TRUE(Connect(":Nowhere:at all"));
+  EXPECT_EQ(client.object, nullptr);
+  onEvent = nullptr;
+  Create();
+  SignOn();
+  onEvent = deleteIt;
+  CVekClient_Disconnect(&client);
+  EXPECT_EQ(client.object, nullptr);
+}
+
+TEST_F(FlatSession, DeletingAgainInsideTheDestroyEventDoesNothing) {
+  Create();
+  SignOn();
+  Take();
+  int stateInside = cvcs_None;
+  onEvent = [&](CVekClient* handle, const std::string&) {
+    stateInside = CVekClient_State(handle);
+    CVekClient_Delete(handle);
+    CVekClient_Delete(&client);
+  };
+  CVekClient_Delete(&client);
+  EXPECT_EQ(Take(), Lines{"destroy"});
+  EXPECT_EQ(stateInside, cvcs_ApReady);
+  EXPECT_EQ(client.object, nullptr);
+  CVekClient_Delete(&client);
+  EXPECT_EQ(Take(), Lines{});
+}
+
+TEST_F(FlatSession, WhatACallbackThrowsIsDropped) {
+  Create();
+  onEvent = [](CVekClient*, const std::string& line) { throw std::runtime_error(line); };
+  EXPECT_TRUE(Connect());
+  mes->Ready();
+  mes->Deliver(ConnectResult(false, {}) + SgnResult() + TaskResult("w", "\x02T\n") + Message(129, "w1") +
+               Message(130, "r") + ChgPassResult("id", "x") + Pack(77, ""));
+  EXPECT_EQ(lines.size(), 7u) << "every event after one that threw still came";
+  EXPECT_EQ(CVekClient_State(&client), cvcs_ApReady);
+  CVekClient_Disconnect(&client);
+  CVekClient_Delete(&client);
+  EXPECT_EQ(lines.size(), 9u);
+}
+
+}  // namespace
+}  // namespace vektest

@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include "support/TVirtualTimerQueue.h"
+#include "vekapi/VekApiC.h"
+
+namespace {
+
+struct FlatGate : testing::Test {
+  ~FlatGate() override { CVekFlowCtrl_Delete(&gate); }
+
+  void Create(CVekOnFlowCtrlFree onFree) {
+    CVekFlowCtrlCallbacks callbacks{onFree};
+    gate = CVekFlowCtrl_Create(&callbacks, this);
+    callbacks.OnVekFlowCtrlFree = nullptr;  // the table was copied
+  }
+  // Takes both places of a gate of two requests in 100 ms.
+  void Fill() {
+    CVekFlowCtrl_SetFlowCtrl(&gate, 2, 100);
+    EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+    EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+    EXPECT_NE(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+  }
+  static void Count(CVekFlowCtrl* handle, void* user) {
+    auto& self = *static_cast<FlatGate*>(user);
+    EXPECT_EQ(handle->object, self.gate.object);
+    EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(handle), 0);
+    ++self.events;
+  }
+
+  TestSupport::TVirtualTimerQueue time;
+  CVekFlowCtrl gate{};
+  int events = 0;
+};
+
+TEST_F(FlatGate, ConfiguresAndClears) {
+  Create(nullptr);
+  EXPECT_FALSE(CVekFlowCtrl_IsFlowCfg(&gate));
+  Fill();
+  EXPECT_TRUE(CVekFlowCtrl_IsFlowCfg(&gate));
+  CVekFlowCtrl_Clear(&gate);
+  EXPECT_FALSE(CVekFlowCtrl_IsFlowCfg(&gate));
+  EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+}
+
+TEST_F(FlatGate, TellsWhenItIsFreeAgain) {
+  Create(&FlatGate::Count);
+  Fill();
+  CVekFlowCtrl_SetAckTime(&gate, 1);
+  EXPECT_EQ(events, 0);
+  time.Advance(100);
+  EXPECT_EQ(events, 1);
+  CVekFlowCtrl_SetAckTime(&gate, 2);
+  CVekFlowCtrl_StartCheckTimer(&gate);
+  time.Advance(100);
+  EXPECT_EQ(events, 2);
+}
+
+TEST_F(FlatGate, WithoutACallbackNothingIsCalled) {
+  Create(nullptr);
+  Fill();
+  CVekFlowCtrl_SetAckTime(&gate, 2);
+  time.Advance(100);
+  EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+}
+
+TEST_F(FlatGate, WhatACallbackThrowsIsDropped) {
+  Create([](CVekFlowCtrl*, void* user) {
+    ++static_cast<FlatGate*>(user)->events;
+    throw std::runtime_error("from a callback");
+  });
+  Fill();
+  CVekFlowCtrl_SetAckTime(&gate, 2);
+  time.Advance(100);
+  EXPECT_EQ(events, 1);
+  CVekFlowCtrl_StartCheckTimer(&gate);  // the locks were given back: this would hang or throw otherwise
+  EXPECT_EQ(events, 2);
+}
+
+TEST_F(FlatGate, LockKeepsOtherThreadsOutAndMayBeTakenAgain) {
+  Create(&FlatGate::Count);
+  CVekFlowCtrl_Lock(&gate);
+  CVekFlowCtrl_Lock(&gate);
+  std::atomic<bool> released{false};
+  bool releasedWhenIn = false;
+  std::thread other([&] {
+    CVekFlowCtrl_Lock(&gate);
+    releasedWhenIn = released;
+    CVekFlowCtrl_Unlock(&gate);
+  });
+  Fill();
+  CVekFlowCtrl_Unlock(&gate);
+  Fill();
+  released = true;
+  CVekFlowCtrl_Unlock(&gate);
+  other.join();
+  EXPECT_TRUE(releasedWhenIn);
+}
+
+TEST_F(FlatGate, DeletedTwiceIsDeletedOnce) {
+  Create(&FlatGate::Count);
+  Fill();
+  CVekFlowCtrl_SetAckTime(&gate, 1);
+  CVekFlowCtrl_Delete(&gate);
+  EXPECT_EQ(gate.object, nullptr);
+  CVekFlowCtrl_Delete(&gate);
+  time.Advance(1000);
+  EXPECT_EQ(events, 0);
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+// Every exported function with a null handle and with no handle at all.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "vekapi/VekApiC.h"
+
+namespace {
+
+// All exports, from the list that the library is linked with.
+const char* const kExports[] = {
+#include "vekapi_exports.inc"
+};
+
+char buffer[16];
+
+// Calls a function on `handle`, and on the address of none; true when it answers as it should on both.
+template <class Handle>
+std::function<bool()> Walk(std::function<bool(Handle*)> gives) {
+  return [=] {
+    Handle null{};
+    return gives(&null) && !null.object && gives(nullptr);
+  };
+}
+
+#define NULL_RESULT(Handle, call) Walk<Handle>([](Handle* h) { return (call) == nullptr; })
+#define NULL_HANDLE(Handle, call) Walk<Handle>([](Handle* h) { return (call).object == nullptr; })
+#define ANSWER(Handle, call, answer) Walk<Handle>([](Handle* h) { return (call) == (answer); })
+#define NOTHING(Handle, call) Walk<Handle>([](Handle* h) { return (call), true; })
+
+const CVekField* const kNoField = nullptr;
+
+const std::map<std::string, std::function<bool()>> kWalk = {
+    {"CVekApi_FreeBSTR", [] { return CVekApi_FreeBSTR(nullptr), true; }},
+    {"CVekApi_Version", [] { return *CVekApi_Version() != '\0'; }},
+    {"CstrToBSTR", [] { return CstrToBSTR(nullptr) == nullptr; }},
+
+    {"CVekClient_ChgPass", ANSWER(CVekClient, CVekClient_ChgPass(h, "u", "o", "n"), false)},
+    {"CVekClient_Connect", ANSWER(CVekClient, CVekClient_Connect(h, "s", "a", "v", "1", "2", "p"), false)},
+    {"CVekClient_Create",
+     [] {
+       CVekClient client = CVekClient_Create(nullptr, nullptr);
+       const bool made = client.object != nullptr;
+       CVekClient_Delete(&client);
+       return made && !client.object;
+     }},
+    {"CVekClient_Delete", NOTHING(CVekClient, CVekClient_Delete(h))},
+    {"CVekClient_Disconnect", NOTHING(CVekClient, CVekClient_Disconnect(h))},
+    {"CVekClient_EncPacket", NOTHING(CVekClient, CVekClient_EncPacket(h, buffer, 16))},
+    {"CVekClient_IsSessionConnected", ANSWER(CVekClient, CVekClient_IsSessionConnected(h), false)},
+    {"CVekClient_SendPk", ANSWER(CVekClient, CVekClient_SendPk(h, buffer, 16), false)},
+    {"CVekClient_SendVekRequest", ANSWER(CVekClient, CVekClient_SendVekRequest(h, 129, buffer, 16), false)},
+    {"CVekClient_SgnResult", NULL_HANDLE(CVekClient, CVekClient_SgnResult(h))},
+    {"CVekClient_State", ANSWER(CVekClient, CVekClient_State(h), 0)},
+
+    {"CVekField_Index", ANSWER(CVekField, CVekField_Index(h), -1)},
+    {"CVekField_Properties", NULL_HANDLE(CVekField, CVekField_Properties(h))},
+    {"CVekFields_Count", ANSWER(CVekFields, CVekFields_Count(h), 0)},
+    {"CVekFields_IndexField", NULL_HANDLE(CVekFields, CVekFields_IndexField(h, 0))},
+    {"CVekFields_NameField", NULL_HANDLE(CVekFields, CVekFields_NameField(h, "n"))},
+
+    {"CVekFlowCtrl_CheckFlowCtrl", ANSWER(CVekFlowCtrl, CVekFlowCtrl_CheckFlowCtrl(h), 0)},
+    {"CVekFlowCtrl_Clear", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Clear(h))},
+    {"CVekFlowCtrl_Create",
+     [] {
+       CVekFlowCtrl gate = CVekFlowCtrl_Create(nullptr, nullptr);
+       const bool made = gate.object != nullptr;
+       CVekFlowCtrl_Delete(&gate);
+       return made && !gate.object;
+     }},
+    {"CVekFlowCtrl_Delete", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Delete(h))},
+    {"CVekFlowCtrl_IsFlowCfg", ANSWER(CVekFlowCtrl, CVekFlowCtrl_IsFlowCfg(h), false)},
+    {"CVekFlowCtrl_Lock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Lock(h))},
+    {"CVekFlowCtrl_SetAckTime", NOTHING(CVekFlowCtrl, CVekFlowCtrl_SetAckTime(h, 1))},
+    {"CVekFlowCtrl_SetFlowCtrl", NOTHING(CVekFlowCtrl, CVekFlowCtrl_SetFlowCtrl(h, 1, 1))},
+    {"CVekFlowCtrl_Sleep", [] { return CVekFlowCtrl_Sleep(0), true; }},
+    {"CVekFlowCtrl_StartCheckTimer", NOTHING(CVekFlowCtrl, CVekFlowCtrl_StartCheckTimer(h))},
+    {"CVekFlowCtrl_Unlock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Unlock(h))},
+
+    {"CVekProperties_Description", NULL_RESULT(CVekProperties, CVekProperties_Description(h))},
+    {"CVekProperties_Description_B", NULL_RESULT(CVekProperties, CVekProperties_Description_B(h))},
+    {"CVekProperties_DisplayText", NULL_RESULT(CVekProperties, CVekProperties_DisplayText(h))},
+    {"CVekProperties_DisplayText_B", NULL_RESULT(CVekProperties, CVekProperties_DisplayText_B(h))},
+    {"CVekProperties_Get", NULL_RESULT(CVekProperties, CVekProperties_Get(h, "k"))},
+    {"CVekProperties_Get_B", NULL_RESULT(CVekProperties, CVekProperties_Get_B(h, "k"))},
+    {"CVekProperties_Name", NULL_RESULT(CVekProperties, CVekProperties_Name(h))},
+    {"CVekProperties_Name_B", NULL_RESULT(CVekProperties, CVekProperties_Name_B(h))},
+    {"CVekProperties_ToString", NULL_RESULT(CVekProperties, CVekProperties_ToString(h))},
+    {"CVekProperties_ToString_B", NULL_RESULT(CVekProperties, CVekProperties_ToString_B(h))},
+
+    {"CVekTable_Fields", NULL_HANDLE(CVekTable, CVekTable_Fields(h))},
+    {"CVekTable_MktFlag", ANSWER(CVekTable, CVekTable_MktFlag(h), 0)},
+    {"CVekTable_Properties", NULL_HANDLE(CVekTable, CVekTable_Properties(h))},
+    {"CVekTable_RecordField", NULL_RESULT(CVekTable, CVekTable_RecordField(h, 0, kNoField))},
+    {"CVekTable_RecordField_B", NULL_RESULT(CVekTable, CVekTable_RecordField_B(h, 0, kNoField))},
+    {"CVekTable_RecordIndexField", NULL_RESULT(CVekTable, CVekTable_RecordIndexField(h, 0, 0))},
+    {"CVekTable_RecordIndexField_B", NULL_RESULT(CVekTable, CVekTable_RecordIndexField_B(h, 0, 0))},
+    {"CVekTable_RecordsCount", ANSWER(CVekTable, CVekTable_RecordsCount(h), 0)},
+
+    {"CVekTaskResult_IndexTable", NULL_HANDLE(CVekTaskResult, CVekTaskResult_IndexTable(h, 0))},
+    {"CVekTaskResult_NameTable", NULL_HANDLE(CVekTaskResult, CVekTaskResult_NameTable(h, "t"))},
+    {"CVekTaskResult_OrigResult", NULL_RESULT(CVekTaskResult, CVekTaskResult_OrigResult(h))},
+    {"CVekTaskResult_OrigResult_B", NULL_RESULT(CVekTaskResult, CVekTaskResult_OrigResult_B(h))},
+    {"CVekTaskResult_TableCount", ANSWER(CVekTaskResult, CVekTaskResult_TableCount(h), 0u)},
+    {"CVekTaskResult_WorkID", NULL_RESULT(CVekTaskResult, CVekTaskResult_WorkID(h))},
+    {"CVekTaskResult_WorkID_B", NULL_RESULT(CVekTaskResult, CVekTaskResult_WorkID_B(h))},
+};
+
+TEST(NullHandles, EveryExportAnswersWithItsNullResult) {
+  for (const char* name : kExports) {
+    const auto walk = kWalk.find(name);
+    ASSERT_NE(walk, kWalk.end()) << name << " has no entry in the walk";
+    EXPECT_TRUE(walk->second()) << name;
+  }
+}
+
+}  // namespace
