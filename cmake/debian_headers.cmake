@@ -2,8 +2,6 @@
 # The cross compiler has its own include root, so the few that it needs are linked into the build folder.
 add_library(around INTERFACE)
 target_compile_definitions(around INTERFACE FMT_HEADER_ONLY ASIO_STANDALONE)
-# Asio fences what it also orders by other means; the compiler only warns that ThreadSanitizer does not see fences.
-target_compile_options(around INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
 if(WIN32)
   set(headers ${CMAKE_BINARY_DIR}/debian-headers)
   file(MAKE_DIRECTORY ${headers})
@@ -20,6 +18,8 @@ else()
   target_link_libraries(around INTERFACE Threads::Threads)
 endif()
 if(VEKAPI_SANITIZE MATCHES thread)
-  # ThreadSanitizer does not know fences. Asio's are not needed where handlers are queued under a lock, which they are.
+  # ThreadSanitizer does not know fences. Asio's are not needed where handlers are queued under a lock, which they are;
+  # about those that stay the compiler would warn.
   target_compile_definitions(around INTERFACE ASIO_DISABLE_FENCED_BLOCK)
+  target_compile_options(around INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
 endif()

@@ -83,6 +83,11 @@ std::optional<unsigned> NumberField(const VekTable& table, const char* name) {
   return error == std::errc::result_out_of_range ? UINT32_MAX : value;
 }
 
+// Whatever the sign of char.
+int SignedByte(char c) {
+  return c & 0x80 ? static_cast<int>(Byte(c)) - 0x100 : static_cast<int>(Byte(c));
+}
+
 int ToInt(unsigned value) {
   return static_cast<int>(std::min<unsigned>(value, INT32_MAX));
 }
@@ -107,7 +112,7 @@ void VekClientParser::OnPkConnectResult(const char* packet, int length) {
       break;
     }
     if (item->tag == "VekEnc\n" && item->data.size() >= 2 && 2 + Byte(item->data[1]) <= item->data.size()) {
-      mode = static_cast<signed char>(item->data[0]);
+      mode = SignedByte(item->data[0]);
       key = item->data.substr(2, Byte(item->data[1]));
     }
   }

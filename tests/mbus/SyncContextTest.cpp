@@ -17,6 +17,7 @@ TEST(SyncContext, OneThreadAtATimeAndRecursive) {
   const auto context = Dstl::make_ref<TSyncContext>();
   int counter = 0;  // unguarded otherwise: ThreadSanitizer watches
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 5000; ++round) {

@@ -3,19 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <list>
 #include <string>
 #include <thread>
 
 #include "platform/os/Clock.h"
 #include "platform/os/Event.h"
 #include "platform/os/Thread.h"
+#include "support/FullListener.h"
 #include "support/TcpPeer.h"
 
 namespace {
 
 using Dova::Os::ResolveNumeric;
-using Dova::Os::TEndpoint;
 using Dova::Os::TSocket;
 using TestSupport::TTcpPeer;
 
@@ -173,48 +172,28 @@ TEST_F(SocketTest, AbortEndsAWaitForRoom) {
   sender.join();
 }
 
-// A listener that accepts nothing: the system answers no further connect once its queue is full.
-class TFullListener {
- public:
-  TFullListener() : acceptor_(io_) {
-    acceptor_.open(asio::ip::tcp::v4());
-    acceptor_.bind({asio::ip::make_address("127.0.0.1"), 0});
-    acceptor_.listen(0);
-    for (int i = 0; i < 3; ++i) {
-      auto& filler = fillers_.emplace_back(io_, asio::ip::tcp::v4());
-      filler.async_connect(acceptor_.local_endpoint(), [](asio::error_code) {});
-    }
-  }
-  TEndpoint Endpoint() const { return ResolveNumeric("127.0.0.1", acceptor_.local_endpoint().port()).at(0); }
-
- private:
-  asio::io_context io_;
-  asio::ip::tcp::acceptor acceptor_;
-  std::list<asio::ip::tcp::socket> fillers_;
-};
-
 TEST(SocketConnect, TimesOut) {
-  const TFullListener silent;
+  const TestSupport::TFullListener silent;
   TSocket socket;
   std::string error;
   const auto began = Dova::Os::MonotonicNs();
-  EXPECT_FALSE(socket.Connect(silent.Endpoint(), 50, error));
+  EXPECT_FALSE(socket.Connect(ResolveNumeric("127.0.0.1", silent.Port()).at(0), 50, error));
   EXPECT_GE(Dova::Os::MonotonicNs() - began, 50'000'000);
   EXPECT_NE(error, "");
 }
 
 TEST(SocketConnect, AbortEndsIt) {
-  const TFullListener silent;
+  const TestSupport::TFullListener silent;
   TSocket socket;
   std::thread aborter([&] {
     Dova::Os::SleepMs(20);  // mostly the connect has begun; the outcome is the same when it has not
     socket.Abort();
   });
   std::string error;
-  EXPECT_FALSE(socket.Connect(silent.Endpoint(), 0, error));
+  EXPECT_FALSE(socket.Connect(ResolveNumeric("127.0.0.1", silent.Port()).at(0), 0, error));
   EXPECT_NE(error, "");
   aborter.join();
-  EXPECT_FALSE(socket.Connect(silent.Endpoint(), 0, error));
+  EXPECT_FALSE(socket.Connect(ResolveNumeric("127.0.0.1", silent.Port()).at(0), 0, error));
 }
 
 TEST(SocketConnect, RefusedThenAnotherAddress) {

@@ -4,8 +4,6 @@
 namespace vektest {
 namespace {
 
-using VekApi::VekClient;
-
 std::string Cp950(const char8_t* text) {
   std::string bytes;
   Dova::Os::Utf8ToCodePage950(reinterpret_cast<const char*>(text), bytes);

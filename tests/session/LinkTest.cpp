@@ -160,10 +160,11 @@ TEST_F(SessionTest, LengthsInsideBodiesAreCut) {
   FromServer(Pack(2, "") + Pack(2, "\x01") + Pack(2, "\x01\xFF\xFFuser") +
              Pack(2, std::string("\x02\xFF\0\0", 4)));
   FromServer(Pack(0, "x") + Pack(2, std::string("\x02\xFF\xFF\xFF\0\0\0\0", 8) + "m"));
+  const std::string tables =
+      "\x02T\n\x03"
+      "A\nx\n";
   EXPECT_EQ(recorder.Take(), (Lines{"report ABCD", "report ", "ack 129 ", "unknown 200 " + Pack(200, ""),
-                                    "result Wrk \x02T\n\x03"
-                                    "A\nx\n",
-                                    "result  ", "chgpass user ", "connect -5 "}));
+                                    "result Wrk " + tables, "result  ", "chgpass user ", "connect -5 "}));
 }
 
 }  // namespace

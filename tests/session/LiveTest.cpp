@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <asio.hpp>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "sim/SimServer.h"
+#include "support/FullListener.h"
 #include "support/Recorder.h"
 
 namespace vektest {
@@ -137,38 +137,22 @@ TEST(Live, LinksThatCannotBeMade) {
   }
 }
 
-// A listener that nobody accepts from, with a full queue: connecting to it neither succeeds nor fails.
-class DeafListener {
- public:
-  DeafListener() : acceptor_(io_, asio::ip::tcp::endpoint(asio::ip::address_v4::loopback(), 0)) {
-    acceptor_.listen(0);
-    for (int i = 0; i < 4; ++i) {
-      fillers_.emplace_back(io_);
-      fillers_.back().async_connect(acceptor_.local_endpoint(), [](const asio::error_code&) {});
-      io_.run_for(std::chrono::milliseconds(50));
-      io_.restart();
-    }
-  }
-  std::string Setting() const { return "127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port()); }
-
- private:
-  asio::io_context io_;
-  asio::ip::tcp::acceptor acceptor_;
-  std::vector<asio::ip::tcp::socket> fillers_;
-};
+std::string Setting(const TestSupport::TFullListener& listener) {
+  return "127.0.0.1:" + std::to_string(listener.Port());
+}
 
 TEST(Live, ConnectThatNeverCompletes) {
-  const DeafListener listener;
+  const TestSupport::TFullListener listener;
   Recorder recorder;
   auto client = std::make_unique<VekClient>(recorder);
-  Connect(*client, listener.Setting() + " ct=100");
+  Connect(*client, Setting(listener) + " ct=100");
   ASSERT_TRUE(recorder.WaitFor("connect -2 "));
   recorder.Take();
 
   const Stopwatch watch;
-  Connect(*client, listener.Setting());
+  Connect(*client, Setting(listener));
   client->Disconnect();
-  Connect(*client, listener.Setting());
+  Connect(*client, Setting(listener));
   client.reset();
   EXPECT_LT(watch.Seconds(), 10) << "the connect time-out is 20 seconds";
   EXPECT_EQ(recorder.Take(), (std::vector<std::string>{"connect -1 Disconnect()", "destroy"}));
@@ -305,6 +289,7 @@ TEST(Live, SendsOnOtherThreadsWhileTheLinkComesAndGoes) {
   VekClient client(recorder);
   std::atomic<bool> stop{false};
   std::vector<std::thread> senders;
+  senders.reserve(2);
   for (int i = 0; i < 2; ++i) {
     senders.emplace_back([&, i] {
       while (!stop) {
@@ -367,9 +352,9 @@ TEST(Live, ManyClientsLeaveNoThread) {
 [[noreturn]] void ExitWithLiveClients() {
   static auto& server = *new SimServer;
   static auto& recorder = *new Recorder;
-  static const auto& listener = *new DeafListener;
+  static const auto& listener = *new TestSupport::TFullListener;
   static auto& clients = *new std::vector<VekClient*>;  // never destroyed, and no leak
-  for (const std::string& setting : {Setting(server), listener.Setting(), Setting(server)}) {
+  for (const std::string& setting : {Setting(server), Setting(listener), Setting(server)}) {
     clients.push_back(new VekClient(recorder));
     Connect(*clients.back(), setting);
   }

@@ -16,8 +16,8 @@ class TestMes : public Dova::TMesBase {
   // Kind "TestMes"; its parameter is "ok", "lend" (the same, lending its bytes) or "noopen" (Open fails).
   // Registered before main, as sessions copy the registry when the first one is opened.
   static bool Register() {
-    Dova::TMesRegs::GetClientMesRegs().Register(
-        "TestMes", [] { return Dstl::wise_ref<Dova::TMesBase>(new TestMes); });
+    Dova::TMesRegs::GetClientMesRegs().Register("TestMes",
+                                                [] { return Dstl::wise_ref<Dova::TMesBase>(new TestMes); });
     return true;
   }
 
