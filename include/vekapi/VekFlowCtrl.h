@@ -1,7 +1,6 @@
 #ifndef VEKAPI_VEKFLOWCTRL_H
 #define VEKAPI_VEKFLOWCTRL_H
 
-#include <memory>
 #include <string>
 
 #include "vekapi/VekExport.h"
@@ -15,10 +14,14 @@ namespace VekApi {
 // Before each request ask CheckFlowCtrl. When the gate is closed, ask again later, or call StartCheckTimer
 // once and wait for OnVekFlowCtrlFree.
 //
+// Requests that were sent over a link that has ended are never acknowledged and keep their places: call
+// SetFlowCtrl again when a new session is ready.
+//
 // Threads: everything but construction and destruction may be called on any thread. A gate has two locks: the
 // user lock, which Lock takes, and inside it the limiter's, which every check and acknowledgement takes for a
-// moment. Both may be taken again by the thread that holds them. Whoever waits for the gate while holding a
-// lock of the application's must not need that lock in OnVekFlowCtrlFree.
+// moment. Both may be taken again by the thread that holds them. Events of a client come before both: with
+// the user lock held, do not connect, disconnect or delete a client, nor wait for a thread that does. Whoever
+// waits for the gate while holding a lock of the application's must not need that lock in OnVekFlowCtrlFree.
 class VEKAPI_EXPORT VekFlowCtrl {
  public:
   // Not configured: everything may go.
@@ -26,8 +29,8 @@ class VEKAPI_EXPORT VekFlowCtrl {
   VekFlowCtrl(const VekFlowCtrl&) = delete;
   VekFlowCtrl& operator=(const VekFlowCtrl&) = delete;
 
-  // Waits for an event that is running on another thread, unless CloseGate has done so. Not with the user
-  // lock held, and not inside the gate's own event.
+  // Waits for an event that is running on another thread, unless CloseGate has done so. Nobody else may be
+  // using the gate by then, or hold its user lock with Lock or VekFlowCtrlLocker. Its timer may be due.
   virtual ~VekFlowCtrl();
 
  protected:
@@ -36,8 +39,11 @@ class VEKAPI_EXPORT VekFlowCtrl {
   // on a timer thread, with both locks of the gate held: nobody else can take the free place before this
   // event does.
   //
-  // It may ask and acknowledge this gate and send with any client. It may not connect, disconnect or delete a
-  // client, nor delete this gate, nor wait for another thread that uses this gate.
+  // It may call everything of this gate and send with any client; what it calls may raise it again, nested.
+  // It may delete this gate, on three conditions: nothing of the gate is touched afterwards, nobody else uses
+  // it, and the call that raised the event was not made under a Lock or VekFlowCtrlLocker. It may not
+  // connect, disconnect or delete a client, nor wait for a thread that uses this gate or is inside an event
+  // of a client. It must not throw.
   virtual void OnVekFlowCtrlFree() = 0;
 
  public:
@@ -47,7 +53,8 @@ class VEKAPI_EXPORT VekFlowCtrl {
   void Clear();
 
   // Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
-  // same as Clear.
+  // same as Clear. Acknowledgements that are still on their way count for what is sent from now on: best
+  // called before the first request of a session. Raises nothing: call StartCheckTimer when something waits.
   void SetFlowCtrl(int count, int ms);
 
   // `n` requests were acknowledged; more than were sent and not yet acknowledged do not count. May raise
@@ -72,8 +79,8 @@ class VEKAPI_EXPORT VekFlowCtrl {
   void Unlock() const;
 
  protected:
-  // For the destructor of a derived class, first thing: waits for an event that is running on another thread;
-  // no event comes afterwards, so that what OnVekFlowCtrlFree uses may go. Not with the user lock held.
+  // For the destructor of every derived class, first thing: waits for an event that is running on another
+  // thread; no event comes afterwards, so that what OnVekFlowCtrlFree uses may go.
   void CloseGate() noexcept;
 
  private:
@@ -81,7 +88,7 @@ class VEKAPI_EXPORT VekFlowCtrl {
 
   int flowCount_ = 0;
   int flowInterval_ = 0;
-  std::unique_ptr<TImpl> impl_;
+  TImpl* impl_;
 };
 
 // Holds the user lock of a gate as long as it lives.

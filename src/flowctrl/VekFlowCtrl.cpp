@@ -2,11 +2,10 @@
 
 #include "flowctrl/VekFlowCtrlImpl.h"
 #include "platform/os/Thread.h"
+#include "protocol/Packet.h"
 
 namespace VekApi {
 namespace {
-
-constexpr int kPacedRequest = 129;
 
 // What follows the last line feed counts even when it is empty; an empty line before it does not.
 unsigned CountAcknowledged(const char* text) {
@@ -21,10 +20,13 @@ unsigned CountAcknowledged(const char* text) {
 
 }  // namespace
 
-VekFlowCtrl::VekFlowCtrl() : impl_(std::make_unique<TImpl>(*this)) {}
+VekFlowCtrl::VekFlowCtrl() : impl_(new TImpl(*this)) {
+  impl_->add_ref();
+}
 
 VekFlowCtrl::~VekFlowCtrl() {
   CloseGate();
+  impl_->release();
 }
 
 void VekFlowCtrl::CloseGate() noexcept {
@@ -42,13 +44,12 @@ void VekFlowCtrl::Clear() {
 
 void VekFlowCtrl::SetFlowCtrl(int count, int ms) {
   const VekFlowCtrlLocker lock(*this);
-  // Both steps under the limiter's lock: no request slips through between the old rate and the new one.
-  const Dova::TFlowCtrl::Locker limiterLock(*impl_);
   const bool configured = count >= 1 && ms >= 1;
   flowCount_ = configured ? count : 0;
   flowInterval_ = configured ? ms : 0;
-  impl_->Clear();
-  if (configured) impl_->SetFlowCtrl(count, ms);
+  // In one step: checks take no lock when nothing is configured, and would let requests slip through between
+  // the old rate and the new one.
+  impl_->Restart(flowCount_, flowInterval_);
 }
 
 void VekFlowCtrl::SetAckTime(unsigned n) {
@@ -56,7 +57,7 @@ void VekFlowCtrl::SetAckTime(unsigned n) {
 }
 
 void VekFlowCtrl::VekAckParser(int code, const std::string& text) {
-  if (code == kPacedRequest) SetAckTime(CountAcknowledged(text.c_str()));
+  if (code == PkRequestAck) SetAckTime(CountAcknowledged(text.c_str()));
 }
 
 unsigned VekFlowCtrl::CheckFlowCtrl() {

@@ -2,14 +2,23 @@
 
 #include <mutex>
 
+#include "platform/os/Thread.h"
+
 namespace VekApi {
 
-void VekFlowCtrl::TImpl::CheckAndArm() {
-  if (!IsActive()) return;
+void VekFlowCtrl::TImpl::Check(bool onTimer) {
+  // Let go of after the lock has been.
+  Dstl::wise_ref<TImpl> self;
   // Held until the timer is armed: otherwise a check on another thread could stop the timer in between.
   const std::lock_guard<Dova::TRecursiveMutex> lock(userLock);
-  if (closed_) return;
-  if (const unsigned ms = CheckFree(); ms != 0) checkTimer_->Start(&TImpl::OnCheckTimer, ms);
+  // An expiry that had to wait for the lock may find that what it was to look for has been found.
+  if (closed_ || (onTimer && !armed_)) return;
+  // Not closed, so the gate has its reference still.
+  self = Dstl::wise_ref<TImpl>(this);
+  const unsigned ms = CheckFree();
+  if (ms == 0) return;
+  armed_ = true;
+  checkTimer_->Start(&TImpl::OnCheckTimer, ms);
 }
 
 // With the user lock held: 0 when the free event was raised, or the limiter was cleared; else when to check
@@ -21,17 +30,23 @@ unsigned VekFlowCtrl::TImpl::CheckFree() {
   if (answer > 0) return static_cast<unsigned>(answer);
   // Only an acknowledgement can help, and not every application hands it to this gate at once.
   if (answer < 0) return 1;
+  armed_ = false;
   checkTimer_->Stop();
   owner_.OnVekFlowCtrlFree();
   return 0;
 }
 
 void VekFlowCtrl::TImpl::Close() noexcept {
+  // Threads that no longer run may have taken the lock with them.
+  if (Dova::Os::ProcessIsExiting()) return;
   {
     const std::lock_guard<Dova::TRecursiveMutex> lock(userLock);
     closed_ = true;
+    if (checkTimer_) checkTimer_->Stop();
   }
-  checkTimer_.reset();
+  // From inside an event: an expiry on another thread may be waiting for the lock that this one still holds,
+  // so the timer stays until that event has returned.
+  if (!userLock.IsHeldHere()) checkTimer_.reset();
 }
 
 }  // namespace VekApi

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "platform/mbus/Ref.h"
 #include "platform/mbus/TFlowCtrl.h"
 #include "platform/mbus/TRecursiveMutex.h"
 #include "platform/mbus/TTimer.h"
@@ -11,27 +12,38 @@ namespace VekApi {
 
 // The limiter of a gate, the timer that checks it again, and the user lock. Locks are taken in the order user
 // lock, limiter, on every path.
-class VekFlowCtrl::TImpl : public Dova::TFlowCtrl {
+//
+// Counted: the gate holds a reference, and so does every free event that is on a stack, as it may delete the
+// gate.
+class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlowCtrl {
  public:
   explicit TImpl(VekFlowCtrl& owner) : TFlowCtrl(true), owner_(owner) {
     checkTimer_.emplace(Dova::ots_OneShot, *this);
   }
-  ~TImpl() = default;
 
-  // Raises the free event when a request may go, else sees to it that the timer checks again.
-  void CheckAndArm();
+  // Raises the free event when a request may go, else sees to it that the timer checks again. The gate may be
+  // gone afterwards.
+  void CheckAndArm() {
+    if (IsActive()) Check(false);
+  }
 
-  // No free event once this has returned.
+  // No free event once this has returned, but the one that it was called from. The gate's own reference must
+  // still be there.
   void Close() noexcept;
 
   mutable Dova::TRecursiveMutex userLock;
 
  private:
+  ~TImpl() override = default;
+
+  void Check(bool onTimer);
   unsigned CheckFree();
-  void OnCheckTimer() { CheckAndArm(); }
+  void OnCheckTimer() { Check(true); }
 
   VekFlowCtrl& owner_;
-  bool closed_ = false;  // under the user lock
+  // Under the user lock:
+  bool closed_ = false;
+  bool armed_ = false;  // the timer was started, and not stopped since
   // Last, so that it goes first: its destructor waits for an expiry, which uses all of the rest.
   std::optional<Dova::TTimer<TImpl>> checkTimer_;
 };

@@ -104,6 +104,71 @@ TEST_F(GateTest, EventMaySendAndArmAgain) {
   EXPECT_EQ(sent, 11);
 }
 
+TEST_F(GateTest, AnExpiryThatCameTooLateRaisesNothing) {
+  gate.SetFlowCtrl(1, 10);
+  EXPECT_EQ(Fill(), 1);
+  gate.SetAckTime(1);
+  const std::int64_t due = queue.NowNs() + 10'000'000;
+  std::thread late;
+  {
+    const VekApi::VekFlowCtrlLocker lock(gate);
+    late = std::thread([&] { queue.Advance(10); });
+    while (queue.NowNs() < due) std::this_thread::yield();
+    // The expiry has begun, and waits for the lock.
+    gate.StartCheckTimer();
+    EXPECT_EQ(gate.events, 1);
+  }
+  late.join();
+  EXPECT_EQ(gate.events, 1) << "the one opening was reported twice";
+}
+
+TEST_F(GateTest, EventMayDeleteItsGate) {
+  auto* doomed = new TGate;
+  doomed->SetFlowCtrl(1, 10);
+  EXPECT_EQ(doomed->CheckFlowCtrl(), 0U);
+  doomed->SetAckTime(1);
+  bool gone = false;
+  doomed->onFree = [&gone, doomed] {
+    gone = true;
+    delete doomed;
+  };
+  queue.Advance(10);
+  EXPECT_TRUE(gone) << "from the timer";
+}
+
+TEST_F(GateTest, EventMayDeleteItsGateWhileAnExpiryWaits) {
+  auto* doomed = new TGate;
+  doomed->SetFlowCtrl(1, 10);
+  std::thread timer;
+  doomed->onFree = [&] {
+    EXPECT_EQ(doomed->CheckFlowCtrl(), 0U);
+    doomed->StartCheckTimer();
+    const std::int64_t due = queue.NowNs() + 1'000'000;
+    timer = std::thread([this] { queue.Advance(1); });
+    while (queue.NowNs() < due) std::this_thread::yield();
+    delete doomed;
+  };
+  doomed->StartCheckTimer();
+  timer.join();
+  queue.Advance(1000);
+}
+
+// A check finds no configuration for a moment when the old one goes before the new one comes.
+TEST(Gate, NothingSlipsThroughWhileTheRateIsSet) {
+  constexpr unsigned kSettings = 200'000;
+  TGate gate;
+  gate.SetFlowCtrl(1, 1'000'000);
+  std::atomic<bool> stop{false};
+  unsigned went = 0;
+  std::thread asking([&] {
+    while (!stop) went += gate.CheckFlowCtrl() == 0 ? 1 : 0;
+  });
+  for (unsigned i = 0; i < kSettings; ++i) gate.SetFlowCtrl(1, 1'000'000);
+  stop = true;
+  asking.join();
+  EXPECT_LE(went, kSettings + 1);
+}
+
 // The timer thread in the event, others sending and acknowledging with the user lock held: no deadlock.
 TEST(Gate, PathsMeetOnRealThreads) {
   TGate gate;

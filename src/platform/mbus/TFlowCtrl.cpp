@@ -12,26 +12,31 @@ constexpr std::int64_t kNsPerMs = 1'000'000;
 TFlowCtrl::TFlowCtrl(bool ownMutex) noexcept : clock_(TTimerQueue::Current()), ownMutex_(ownMutex) {}
 
 void TFlowCtrl::Clear() noexcept {
-  const Locker lock(*this);
-  Reset();
+  Restart(0, 0);
 }
 
-void TFlowCtrl::Reset() noexcept {
-  count_.store(0, std::memory_order_release);
-  periodNs_ = 0;
+void TFlowCtrl::SetFlowCtrl(int count, int ms) noexcept {
+  const Locker lock(*this);
+  if (count < 1 || ms < 1) Forget();
+  Configure(count, ms);
+}
+
+void TFlowCtrl::Restart(int count, int ms) noexcept {
+  const Locker lock(*this);
+  Forget();
+  Configure(count, ms);
+}
+
+void TFlowCtrl::Forget() noexcept {
   out_ = 0;
   coolingSlots_ = 0;
   cooling_.clear();
 }
 
-void TFlowCtrl::SetFlowCtrl(int count, int ms) noexcept {
-  const Locker lock(*this);
-  if (count < 1 || ms < 1) {
-    Reset();
-    return;
-  }
-  periodNs_ = ms * kNsPerMs;
-  count_.store(count, std::memory_order_release);
+void TFlowCtrl::Configure(int count, int ms) noexcept {
+  const bool configured = count >= 1 && ms >= 1;
+  periodNs_ = configured ? ms * kNsPerMs : 0;
+  count_.store(configured ? count : 0, std::memory_order_release);
 }
 
 unsigned TFlowCtrl::SetAckTime(unsigned n) {

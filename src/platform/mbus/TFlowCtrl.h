@@ -52,6 +52,9 @@ class TFlowCtrl {
   // new time); with either number below 1 the same as Clear.
   void SetFlowCtrl(int count, int ms) noexcept;
 
+  // Clear and SetFlowCtrl in one step: at no moment does a check find the limiter without a configuration.
+  void Restart(int count, int ms) noexcept;
+
   // `n` requests were acknowledged now. Answers how many of them were out, the rest being ignored; when it is
   // not 0, a gate that was closed without a known delay has one now and must be checked again.
   unsigned SetAckTime(unsigned n);
@@ -94,7 +97,8 @@ class TFlowCtrl {
     std::int64_t slots;
   };
 
-  void Reset() noexcept;
+  void Forget() noexcept;
+  void Configure(int count, int ms) noexcept;
   void FreeCooled(std::int64_t now) noexcept;
   void Cool(std::int64_t now, std::int64_t slots);
   int WaitMs(std::int64_t now) const noexcept;
