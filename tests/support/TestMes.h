@@ -2,6 +2,7 @@
 // was sent.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -37,10 +38,13 @@ class TestMes : public Dova::TMesBase {
     if (last_ == this) last_ = nullptr;
   }
   int Send(const char* bytes, int length) override {
-    const std::lock_guard lock(mutex_);
-    if (refuseSends) return 0;
-    sent_.append(bytes, static_cast<std::size_t>(length));
-    ++sends_;
+    {
+      const std::lock_guard lock(mutex_);
+      if (refuseSends) return 0;
+      sent_.append(bytes, static_cast<std::size_t>(length));
+      ++sends_;
+    }
+    if (onSend) onSend();
     return length;
   }
   int Recv(char* buffer, int size) override {
@@ -79,6 +83,8 @@ class TestMes : public Dova::TMesBase {
   int Sends() const { return sends_; }
 
   bool refuseSends = false;
+  // Called inside every Send that was taken.
+  std::function<void()> onSend;
 
  private:
   inline static TestMes* last_ = nullptr;

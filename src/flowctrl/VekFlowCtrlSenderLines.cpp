@@ -1,0 +1,70 @@
+// Requests that come as one text, pairs of lines.
+#include <cstring>
+
+#include "protocol/Packet.h"
+#include "vekapi/VekFlowCtrlSender.h"
+
+namespace VekApi {
+namespace {
+
+// Null when there is none.
+const char* FindLineFeed(const char* first, const char* last) {
+  return static_cast<const char*>(std::memchr(first, '\n', static_cast<std::size_t>(last - first)));
+}
+
+// Takes the pairs of a text one after the other. A last line without a partner is none.
+class TPairs {
+ public:
+  TPairs(const char* first, const char* last) : next_(first), end_(last) {}
+
+  bool Take() {
+    if (next_ == nullptr) return false;
+    const char* const middle = FindLineFeed(next_, end_);
+    if (middle == nullptr) return false;
+    first_ = next_;
+    const char* const lineFeed = FindLineFeed(middle + 1, end_);
+    last_ = lineFeed != nullptr ? lineFeed : end_;
+    next_ = lineFeed != nullptr ? lineFeed + 1 : nullptr;
+    return true;
+  }
+
+  // The pair that was taken last, without a line feed behind it.
+  const char* First() const { return first_; }
+  const char* Last() const { return last_; }
+
+ private:
+  const char* next_;  // null behind a pair that ran to the end
+  const char* end_;
+  const char* first_ = nullptr;
+  const char* last_ = nullptr;
+};
+
+}  // namespace
+
+unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
+  if (length < kPrefixBytes) return 0;
+  const char* const end = buffer + length;
+  const VekFlowCtrlLocker lock(*this);
+  if (Holding()) {
+    AppendRequests(buffer + kPrefixBytes, end);
+    return 0;
+  }
+  unsigned count = 0;
+  std::size_t toSend = 0;
+  for (TPairs pairs(buffer + kPrefixBytes, end); pairs.Take(); ++count) {
+    if (CheckFlowCtrl() != 0) {
+      AppendRequests(pairs.First(), end);
+      break;
+    }
+    toSend = static_cast<std::size_t>(pairs.Last() - buffer);
+  }
+  if (count != 0) Send(buffer, toSend);
+  CheckWhenHolding();
+  return count;
+}
+
+void VekFlowCtrlSender::AppendRequests(const char* first, const char* last) {
+  for (TPairs pairs(first, last); pairs.Take();) Hold(pairs.First(), pairs.Last());
+}
+
+}  // namespace VekApi
