@@ -12,6 +12,9 @@
 
 namespace vektest {
 
+// Sessions know the messengers that were registered before the first of them.
+inline const bool testMesIsThere = (RegisterTestMesOnce(), true);
+
 class SenderTest : public SessionTest {
  protected:
   SenderTest() {

@@ -1,0 +1,191 @@
+// Senders over real TCP against the simulated server, which counts what comes too fast.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sim/SimServer.h"
+#include "support/Recorder.h"
+#include "vekapi/VekFlowCtrlSender.h"
+
+namespace vektest {
+namespace {
+
+using VekApi::VekClient;
+using VekApi::VekFlowCtrlLocker;
+using VekApi::VekFlowCtrlSender;
+using VekSim::SimConfig;
+using VekSim::SimSeen;
+using VekSim::SimServer;
+
+std::string Order(int number) {
+  return "w" + std::to_string(number) + " new\nprod=TXF side=B qty=1 price=100";
+}
+
+// A session whose acknowledgements go to its sender.
+class Paced : public Recorder {
+ public:
+  explicit Paced(const SimServer& server) : setting_("127.0.0.1:" + std::to_string(server.Port())) {}
+
+  bool Connect() {
+    Take();
+    client.Connect(setting_, "Paced", "1.0.0.0", "trader", "", "secret");
+    return WaitFor("ready");
+  }
+  void OnVekRequestAckEvent(VekClient&, int code, const std::string& text) override {
+    sender.VekAckParser(code, text);
+  }
+  void OnVekReportEvent(VekClient&, const std::string&) override {}
+
+  VekClient client{*this};
+  VekFlowCtrlSender sender{client};
+
+ private:
+  const std::string setting_;
+};
+
+// The numbers of the orders that arrived, in that order.
+std::vector<int> Arrived(const SimServer& server) {
+  std::vector<int> numbers;
+  for (const auto& request : server.Seen().requests) numbers.push_back(std::stoi(request.workId.substr(1)));
+  return numbers;
+}
+
+std::vector<int> UpTo(int end) {
+  std::vector<int> numbers;
+  for (int i = 0; i < end; ++i) numbers.push_back(i);
+  return numbers;
+}
+
+struct LinkCase {
+  int count;
+  int ms;
+  int delayMs;
+  std::size_t split;
+  int mode;
+};
+
+class PacedLink : public testing::TestWithParam<LinkCase> {};
+
+TEST_P(PacedLink, KeepsTheRateAndLosesNothing) {
+  constexpr int kOrders = 300;
+  SimConfig config;
+  config.requestRate = {GetParam().count, GetParam().ms};
+  config.link.delayMs = GetParam().delayMs;
+  config.link.split = GetParam().split;
+  config.mode = GetParam().mode;
+  config.key = "key";
+  SimServer server(config);
+  Paced paced(server);
+  ASSERT_TRUE(paced.Connect());
+  paced.sender.SetFlowCtrl(GetParam().count, GetParam().ms);
+  int next = 0;
+  while (next < kOrders) {  // in turn by each of the three ways
+    std::string one = "....." + Order(next++);
+    paced.sender.SendVekRequest(one.data(), static_cast<unsigned>(one.size()));
+    paced.sender.SendVekRequests({Order(next), Order(next + 1)});
+    std::string text = "....." + Order(next + 2) + "\n" + Order(next + 3);
+    paced.sender.SendVekRequests(text.data(), static_cast<unsigned>(text.size()));
+    next += 4;
+  }
+  ASSERT_TRUE(server.WaitFor([&](const SimSeen& seen) { return seen.requestCount == kOrders; },
+                             std::chrono::seconds(60)));
+  EXPECT_EQ(Arrived(server), UpTo(kOrders));
+  EXPECT_EQ(server.Seen().requestViolations, 0U);
+  EXPECT_EQ(paced.sender.PendingCount(), 0U);
+  // Many more than came alone: held ones go together.
+  if (GetParam().count > 10) {
+    EXPECT_LT(server.Seen().batches, std::size_t{kOrders});
+  }
+}
+
+// 200 orders have more than 4090 bytes, in requests and in acknowledgements.
+INSTANTIATE_TEST_SUITE_P(Links, PacedLink,
+                         testing::Values(LinkCase{200, 50, 0, 0, 0}, LinkCase{7, 3, 0, 0, 1},
+                                         LinkCase{50, 20, 5, 0, 1}, LinkCase{100, 10, 0, 97, 0}));
+
+TEST(Paced, TheServerCountsWhatComesUngated) {
+  SimConfig config;
+  config.requestRate = {5, 10'000};
+  SimServer server(config);
+  Paced paced(server);
+  ASSERT_TRUE(paced.Connect());
+  std::deque<std::string> orders;
+  for (int i = 0; i < 20; ++i) orders.push_back(Order(i));
+  EXPECT_EQ(paced.sender.SendVekRequests(orders), 20U);
+  ASSERT_TRUE(server.WaitFor([](const SimSeen& seen) { return seen.requestCount == 20; }));
+  EXPECT_EQ(server.Seen().requestViolations, 15U);
+}
+
+// Senders on several threads, one of them under the user lock, acknowledgements on the link's thread and,
+// untrue ones, on another, the timer's free events, and the session that comes and goes. Ends, or hangs.
+TEST(Paced, EverybodyAtOnce) {
+  SimConfig config;
+  config.keepPackets = false;
+  SimServer server(config);
+  Paced paced(server);
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> threads;
+  const auto run = [&](auto act) {
+    threads.emplace_back([&stop, act] {
+      for (int i = 0; !stop; ++i) act(i);
+    });
+  };
+  const auto sendOne = [&paced](int i) {
+    std::string one = "....." + Order(i);
+    paced.sender.SendVekRequest(one.data(), static_cast<unsigned>(one.size()));
+  };
+  run([&](int i) {
+    if (paced.sender.PendingCount() < 1000) sendOne(i);
+    std::this_thread::yield();
+  });
+  run([&](int i) {
+    const VekFlowCtrlLocker lock(paced.sender);
+    if (paced.sender.PendingCount() < 1000) paced.sender.SendVekRequests({Order(i), Order(i)});
+    if (paced.sender.CheckFlowCtrl() != 0) paced.sender.StartCheckTimer();
+  });
+  run([&](int i) {
+    paced.sender.SetAckTime(1);
+    if (i % 100 == 0) paced.sender.SetFlowCtrl(1 + i / 100 % 20, 1 + i / 100 % 2);
+    std::this_thread::yield();
+  });
+  for (int round = 0; round < 20; ++round) {
+    ASSERT_TRUE(paced.Connect());
+    const std::size_t before = server.Seen().requestCount;
+    EXPECT_TRUE(server.WaitFor([&](const SimSeen& seen) { return seen.requestCount > before; }));
+    paced.client.Disconnect();
+  }
+  stop = true;
+  for (auto& thread : threads) thread.join();
+}
+
+// The timer is due, acknowledgements come in, and the sender goes; or its client disconnects first.
+TEST(Paced, DestructionAtAnyMoment) {
+  SimConfig config;
+  config.keepPackets = false;
+  SimServer server(config);
+  Recorder recorder;
+  for (int round = 0; round < 60; ++round) {
+    VekClient client(recorder);
+    client.Connect("127.0.0.1:" + std::to_string(server.Port()), "Paced", "1.0.0.0", "trader", "", "secret");
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    recorder.Take();
+    auto sender = std::make_unique<VekFlowCtrlSender>(client);
+    sender->SetFlowCtrl(1, 1);
+    sender->SendVekRequests({Order(1), Order(2), Order(3)});
+    ASSERT_TRUE(recorder.WaitFor("ack 129"));
+    sender->SetAckTime(1);  // due in a millisecond
+    std::thread disconnecting;
+    if (round % 2 == 0) disconnecting = std::thread([&] { client.Disconnect(); });
+    for (int i = 0; i < round * 20; ++i) std::this_thread::yield();
+    sender.reset();
+    if (disconnecting.joinable()) disconnecting.join();
+    recorder.Take();
+  }
+}
+
+}  // namespace
+}  // namespace vektest
