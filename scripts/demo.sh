@@ -16,7 +16,7 @@ stop_simulator() {
 # other lines go to a log.
 start_simulator() {
   local log=$root/build/$1/veksim.log line
-  coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 --mode 1 --key demo 2>"$log"; }
+  coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 --mode 1 --key demo --request-rate 5/200 2>"$log"; }
   # shellcheck disable=SC2153
   simulator=$SIM_PID
   exec {told}<&"${SIM[0]}"

@@ -13,6 +13,19 @@ bool WantsUtf8(const SimRequest& request, bool otherwise) {
   return found == request.args.end() ? otherwise : found->second == "utf8";
 }
 
+/// What the server has counted since it started, over all sessions.
+ResultText StatsTable(const SimSeen& seen) {
+  ResultText text;
+  text.Table("stats", {{"DisplayText", "次數"}})
+      .Fields({{"Requests", "委託查詢次數"},
+               {"Batches", "委託次數"},
+               {"QueryViolations", "查詢過於頻繁"},
+               {"RequestViolations", "委託過於頻繁"}})
+      .Row({std::to_string(seen.requestCount), std::to_string(seen.batches),
+            std::to_string(seen.queryViolations), std::to_string(seen.requestViolations)});
+  return text;
+}
+
 }  // namespace
 
 bool SimSession::Arrived(SimRequest& request, int code) {
@@ -52,6 +65,7 @@ std::string SimSession::ResultOf(const SimRequest& request, const std::string& r
   if (!refusal.empty()) return Encoded(ErrorTable("REFUSED", refusal), utf8);
   const auto own = core_.config.answers.find(request.verb);
   if (own != core_.config.answers.end()) return own->second;
+  if (request.verb == "stats") return Encoded(core_.record.Read(StatsTable), utf8);
   if (!SimMarket::IsTrade(request.verb)) return Encoded(core_.market.Query(*login_, request), utf8);
   trades.push_back(Trade(request, refusal));
   const SimTrade& trade = trades.back();

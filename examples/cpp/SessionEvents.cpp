@@ -86,10 +86,13 @@ void SessionEvents::OnVekChgPassResultEvent(VekApi::VekClient&, const std::strin
 
 void SessionEvents::OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) {
   Say("ack", fmt::format("{}: {}", msgCode, ToUtf8(ackText)));
+  if (gate_ != nullptr) gate_->VekAckParser(msgCode, ackText);
   if (msgCode != 129) return;
   Update([&](SessionSeen& seen) {
     std::istringstream lines(ackText);
+    const std::size_t before = seen.acks.size();
     for (std::string line; std::getline(lines, line);) seen.acks.push_back(line);
+    seen.ackLines.push_back(seen.acks.size() - before);
   });
 }
 

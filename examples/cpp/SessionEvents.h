@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "vekapi/VekClient.h"
+#include "vekapi/VekFlowCtrl.h"
 #include "vekapi/VekTaskResult.h"
 
 // What the events of a session have brought so far.
@@ -17,6 +18,7 @@ struct SessionSeen {
   std::optional<VekApi::VekTaskResult> signOn;
   std::map<std::string, VekApi::VekTaskResult> results;  // by work id
   std::vector<std::string> acks;                         // lines of acknowledgements of code 129
+  std::vector<std::size_t> ackLines;                     // how many came in each
   std::vector<std::string> reports;
   std::optional<std::string> passwordResult;
 };
@@ -34,6 +36,9 @@ class SessionEvents : public VekApi::VekClientHandler {
     changed_.wait_for(lock, limit, [&] { return (reached = done(seen_)) || Failed(); });
     return reached;
   }
+
+  // From now on acknowledgements are handed to `gate`, which is not owned.
+  void FeedGate(VekApi::VekFlowCtrl& gate) { gate_ = &gate; }
 
   // A copy of what was seen.
   SessionSeen Seen();
@@ -65,4 +70,5 @@ class SessionEvents : public VekApi::VekClientHandler {
   std::mutex mutex_;
   std::condition_variable changed_;
   SessionSeen seen_;
+  VekApi::VekFlowCtrl* gate_ = nullptr;
 };

@@ -1,17 +1,19 @@
-// A whole session with an order-routing server: sign-on, queries, an order until it is filled, a new
-// password, and a second sign-on with it. Ends with status 0 when every step came through within its time
-// limit.
+// A whole session with an order-routing server: sign-on, queries, an order until it is filled, a burst of
+// orders at the pace that the server allows, a new password, and a second sign-on with it. Ends with status 0
+// when every step came through within its time limit.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <deque>
 #include <string>
 #include <thread>
 
 #include "ResultText.h"
 #include "SessionEvents.h"
 #include "Terminal.h"
+#include "vekapi/VekFlowCtrlSender.h"
 #include "vekapi/VekTable.h"
 
 namespace {
@@ -23,6 +25,8 @@ struct Options {
   std::string password = "secret";
   std::string newPassword = "changed";
   int limitSeconds = 30;
+  int orders = 5;  // that the server takes within so many milliseconds:
+  int perMs = 200;
 };
 
 void Say(const std::string& text) {
@@ -37,12 +41,17 @@ bool StartsWith(const std::string& text, const std::string& start) {
 class Session {
  public:
   explicit Session(const Options& options)
-      : options_(options), limit_(std::chrono::seconds(options.limitSeconds)), client_(events_) {}
+      : options_(options), limit_(std::chrono::seconds(options.limitSeconds)), client_(events_) {
+    events_.FeedGate(sender_);
+  }
+  // No event afterwards: what they use may go.
+  ~Session() { client_.Disconnect(); }
 
   bool Run() {
     return SignOn(options_.password) && Query("products") && Query("orders") && Query("positions") &&
-           Order() && Query("orders", 1) && Query("deals", 1) && Query("positions", 1) && ChangePassword() &&
-           SignOff() && SignOn(options_.newPassword) && SignOff();
+           Order() && Query("orders", 1) && Query("deals", 1) && Query("positions", 1) && Burst() &&
+           Query("stats", 1) && KeptThePace() && ChangePassword() && SignOff() &&
+           SignOn(options_.newPassword) && SignOff();
   }
 
  private:
@@ -59,6 +68,7 @@ class Session {
     client_.Connect(options_.server, "VekApi example", "1.0.0.0", options_.user, options_.account, password);
     const bool ready = events_.Wait(limit_, [](const SessionSeen& seen) { return seen.signOn.has_value(); });
     if (ready) Say(ResultText(*events_.Seen().signOn));
+    sender_.SetFlowCtrl(options_.orders, options_.perMs);  // for each session anew
     return Step("sign-on", ready);
   }
 
@@ -94,11 +104,41 @@ class Session {
   bool Order() {
     std::string request = Request("new", "prod=TXF side=B qty=3 price=MKT");
     return Step("order sent",
-                client_.SendVekRequest(129, request.data(), static_cast<unsigned>(request.size()))) &&
+                sender_.SendVekRequest(request.data(), static_cast<unsigned>(request.size()))) &&
            Step("order acknowledged", WaitFor(&SessionSeen::acks, workId_ + "\x01"
                                                                             "accepted")) &&
            Step("order reported", WaitFor(&SessionSeen::reports, "accepted\x01")) &&
            Step("order filled", WaitFor(&SessionSeen::reports, "fill\x01", "\x01Left=0\x01"));
+  }
+
+  // More orders than the server takes at once: the sender keeps the pace.
+  bool Burst() {
+    std::deque<std::string> orders;
+    for (int i = 0; i < 4 * options_.orders + 2; ++i) {
+      orders.push_back(Request("new", "prod=TXF side=B qty=1 price=15000").substr(5));
+    }
+    const std::size_t linesBefore = events_.Seen().acks.size();
+    const std::size_t acksBefore = events_.Seen().ackLines.size();
+    const unsigned sent = sender_.SendVekRequests(orders);
+    Say(fmt::format("burst of {} orders: {} sent at once, {} held\n", orders.size(), sent,
+                    orders.size() - sent));
+    const bool done = events_.Wait(
+        limit_, [&](const SessionSeen& seen) { return seen.acks.size() == linesBefore + orders.size(); });
+    const SessionSeen seen = events_.Seen();
+    for (std::size_t i = acksBefore; i < seen.ackLines.size(); ++i) {
+      Say(fmt::format("batch {}: {} orders\n", i - acksBefore + 1, seen.ackLines[i]));
+    }
+    return Step("burst acknowledged", done);
+  }
+
+  // By the server's own count, in the answer to the last query.
+  bool KeptThePace() {
+    const VekApi::VekTaskResult result = events_.Seen().results.at(workId_);
+    const VekApi::VekTable& stats = *result.Table("stats");
+    const std::string violations = stats.RecordField(0, stats.Fields().Field("RequestViolations"));
+    Say(fmt::format("orders that came faster than {} in {} ms, says the server: {}\n", options_.orders,
+                    options_.perMs, violations));
+    return Step("pace kept", violations == "0");
   }
 
   // Until there is a text with that start that holds `part`, and, for reports, that is about the last
@@ -133,6 +173,7 @@ class Session {
   std::chrono::milliseconds limit_;
   SessionEvents events_;  // outlives the client, which raises events until it is gone
   VekApi::VekClient client_;
+  VekApi::VekFlowCtrlSender sender_{client_};
   int requests_ = 0;
   std::string workId_;
 };
@@ -148,6 +189,9 @@ int main(int argc, char** argv) {
   app.add_option("--account", options.account, "User identity, second part");
   app.add_option("--password", options.password, "Password")->capture_default_str();
   app.add_option("--new-password", options.newPassword, "Password to change to")->capture_default_str();
+  app.add_option("--orders", options.orders, "Orders that the server takes within --per-ms")
+      ->capture_default_str();
+  app.add_option("--per-ms", options.perMs, "Milliseconds")->capture_default_str();
   app.add_option("--limit", options.limitSeconds, "Seconds that each step may take")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
 
