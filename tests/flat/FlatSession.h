@@ -14,7 +14,6 @@ namespace vektest {
 
 class FlatSession : public testing::Test {
  protected:
-  FlatSession() { RegisterTestMesOnce(); }
   ~FlatSession() override {
     onEvent = nullptr;
     CVekClient_Delete(&client);

@@ -6,7 +6,6 @@ namespace vektest {
 namespace {
 
 TEST(PlainC, GoesThroughASession) {
-  RegisterTestMesOnce();
   TestSupport::TVirtualTimerQueue time;
   PlainC plain;
   ASSERT_TRUE(PlainCOpen(&plain, ":TestMes:ok"));

@@ -12,9 +12,6 @@
 
 namespace vektest {
 
-// Sessions know the messengers that were registered before the first of them.
-inline const bool testMesIsThere = (RegisterTestMesOnce(), true);
-
 class SenderTest : public SessionTest {
  protected:
   SenderTest() {
