@@ -98,6 +98,7 @@ test_preset() {
   for program in $programs; do run_test_program "$preset" "$program"; done
   check_preset=$preset
   check demo demo_session "$preset"
+  check_languages "$preset"
 }
 
 dev_test() {
@@ -107,6 +108,7 @@ dev_test() {
     known_preset "$preset"
     need_for_build "$preset"
     need_for_run "$preset"
+    need_for_languages "$preset"
   done
   need_install
   mkdir -p build

@@ -304,9 +304,11 @@ typedef struct CVekFlowCtrl {
 } CVekFlowCtrl;
 
 // The gate is open again. Runs inside CVekFlowCtrl_SetAckTime and CVekFlowCtrl_StartCheckTimer on the
-// caller's thread, or on the timer's, with the gate's locks held. It may ask and acknowledge this gate and
-// send; it must not delete it, connect, disconnect or delete a client, or wait for another thread that uses
-// the gate. `gate` is the address of a temporary handle, valid until the callback returns.
+// caller's thread, or on the timer's, with the gate's locks held. It may call everything of this gate and
+// send with any client; it must not connect, disconnect or delete a client, or wait for another thread that
+// uses the gate or is inside a client's callback. It may delete the gate when nobody else uses it and it was
+// not locked with CVekFlowCtrl_Lock. `gate` is the address of a temporary handle, valid until the callback
+// returns.
 typedef void (*CVekOnFlowCtrlFree)(CVekFlowCtrl* gate, void* user);
 
 typedef struct CVekFlowCtrlCallbacks {
@@ -317,8 +319,8 @@ typedef struct CVekFlowCtrlCallbacks {
 // null counts as one with a null entry.
 VEKAPI_FLAT CVekFlowCtrl CVekFlowCtrl_Create(const CVekFlowCtrlCallbacks* callbacks, void* user);
 
-// Waits for a callback that is running on another thread; none comes afterwards. Not inside the gate's own
-// callback, and not with the gate locked.
+// Waits for a callback that is running on another thread; none comes afterwards. Nobody else may use the gate
+// any more, or hold its lock.
 VEKAPI_FLAT void CVekFlowCtrl_Delete(CVekFlowCtrl* gate);
 
 VEKAPI_FLAT bool CVekFlowCtrl_IsFlowCfg(const CVekFlowCtrl* gate);
@@ -327,7 +329,8 @@ VEKAPI_FLAT bool CVekFlowCtrl_IsFlowCfg(const CVekFlowCtrl* gate);
 VEKAPI_FLAT void CVekFlowCtrl_Clear(CVekFlowCtrl* gate);
 
 // Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
-// same as CVekFlowCtrl_Clear.
+// same as CVekFlowCtrl_Clear. To be called again when a new session is ready: what was sent over a link that
+// has ended is never acknowledged and would keep its places.
 VEKAPI_FLAT void CVekFlowCtrl_SetFlowCtrl(CVekFlowCtrl* gate, int count, int ms);
 
 // `n` requests were acknowledged. May call OnVekFlowCtrlFree.
@@ -342,7 +345,8 @@ VEKAPI_FLAT void CVekFlowCtrl_Sleep(unsigned ms);
 // Calls OnVekFlowCtrlFree when a request may go: at once, or later. Nothing when not configured.
 VEKAPI_FLAT void CVekFlowCtrl_StartCheckTimer(CVekFlowCtrl* gate);
 
-// The gate's user lock. The thread that holds it may take it again, and gives it back as often.
+// The gate's user lock. The thread that holds it may take it again, and gives it back as often. It must not
+// connect, disconnect or delete a client meanwhile.
 VEKAPI_FLAT void CVekFlowCtrl_Lock(CVekFlowCtrl* gate);
 VEKAPI_FLAT void CVekFlowCtrl_Unlock(CVekFlowCtrl* gate);
 
@@ -358,8 +362,7 @@ typedef struct CVekFlowCtrlSender {
 // goes at once.
 VEKAPI_FLAT CVekFlowCtrlSender CVekFlowCtrlSender_Create(CVekClient* client);
 
-// Drops what is held. Not inside a callback of the sender's client that the sender's own sending waits for,
-// otherwise as CVekFlowCtrl_Delete.
+// Drops what is held without sending it; otherwise as CVekFlowCtrl_Delete.
 VEKAPI_FLAT void CVekFlowCtrlSender_Delete(CVekFlowCtrlSender* sender);
 
 // As CVekFlowCtrl_SetFlowCtrl.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <type_traits>
 
+#include "flat/CVekApiC_FlowCtrlSender.h"
 #include "flat/VekApiC_FlowCtrl.h"
 #include "flat/VekApiC_VekClient.h"
 #include "vekapi/VekApiC.h"
@@ -11,31 +12,39 @@
 
 namespace VekApi::Flat {
 
-// What the pointer in a handle points to.
+// What the pointer in a handle points to: an object, by the address of the class that it is stored as.
+template <class Object, class Stored = Object>
+struct THandledAs {
+  using TObject = Object;
+  using TStored = Stored;
+};
 template <class Handle>
 struct THandled;
 template <>
-struct THandled<CVekClient> : std::type_identity<VekApiC_VekClient> {};
+struct THandled<CVekClient> : THandledAs<VekApiC_VekClient> {};
 template <>
-struct THandled<CVekFlowCtrl> : std::type_identity<VekFlowCtrl> {};
+struct THandled<CVekFlowCtrl> : THandledAs<VekFlowCtrl> {};
 template <>
-struct THandled<CVekProperties> : std::type_identity<const VekProperties> {};
+struct THandled<CVekFlowCtrlSender> : THandledAs<CVekApiC_FlowCtrlSender, VekFlowCtrl> {};
 template <>
-struct THandled<CVekField> : std::type_identity<const VekField> {};
+struct THandled<CVekProperties> : THandledAs<const VekProperties> {};
 template <>
-struct THandled<CVekFields> : std::type_identity<const VekFields> {};
+struct THandled<CVekField> : THandledAs<const VekField> {};
 template <>
-struct THandled<CVekTable> : std::type_identity<const VekTable> {};
+struct THandled<CVekFields> : THandledAs<const VekFields> {};
 template <>
-struct THandled<CVekTaskResult> : std::type_identity<const VekTaskResult> {};
+struct THandled<CVekTable> : THandledAs<const VekTable> {};
+template <>
+struct THandled<CVekTaskResult> : THandledAs<const VekTaskResult> {};
 
 template <class Handle>
-using TObject = typename THandled<std::remove_const_t<Handle>>::type;
+using TObject = typename THandled<std::remove_const_t<Handle>>::TObject;
 
 // Null when there is no handle, or a null one.
 template <class Handle>
 TObject<Handle>* ObjectOf(Handle* handle) noexcept {
-  return handle ? static_cast<TObject<Handle>*>(handle->object) : nullptr;
+  using TStored = typename THandled<std::remove_const_t<Handle>>::TStored;
+  return handle ? static_cast<TObject<Handle>*>(static_cast<TStored*>(handle->object)) : nullptr;
 }
 
 // What `call` makes of the handle's object; `none` when there is no object, or `call` throws.
@@ -64,7 +73,7 @@ void Do(Handle* handle, Call call) noexcept {
 template <class Handle, class Make>
 Handle Create(Make make) noexcept {
   try {
-    TObject<Handle>* const object = make();
+    typename THandled<Handle>::TStored* const object = make();
     return {object};
   } catch (...) {
     return {};

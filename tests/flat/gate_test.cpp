@@ -100,6 +100,24 @@ TEST_F(FlatGate, LockKeepsOtherThreadsOutAndMayBeTakenAgain) {
   EXPECT_TRUE(releasedWhenIn);
 }
 
+TEST_F(FlatGate, MayBeDeletedInItsOwnCallback) {
+  for (const bool byTimer : {false, true}) {
+    events = 0;
+    Create([](CVekFlowCtrl* handle, void* user) {
+      ++static_cast<FlatGate*>(user)->events;
+      CVekFlowCtrl_Delete(handle);
+      EXPECT_EQ(handle->object, nullptr);
+    });
+    CVekFlowCtrl_SetFlowCtrl(&gate, 1, 100);
+    if (byTimer) EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+    if (byTimer) CVekFlowCtrl_SetAckTime(&gate, 1);
+    if (!byTimer) CVekFlowCtrl_StartCheckTimer(&gate);
+    time.Advance(1000);
+    EXPECT_EQ(events, 1);
+    gate = {};
+  }
+}
+
 TEST_F(FlatGate, DeletedTwiceIsDeletedOnce) {
   Create(&FlatGate::Count);
   Fill();

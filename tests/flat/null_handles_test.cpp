@@ -79,6 +79,18 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekFlowCtrl_StartCheckTimer", NOTHING(CVekFlowCtrl, CVekFlowCtrl_StartCheckTimer(h))},
     {"CVekFlowCtrl_Unlock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Unlock(h))},
 
+    {"CVekFlowCtrlSender_AckParser", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_AckParser(h, 129, "a"))},
+    {"CVekFlowCtrlSender_Create", NULL_HANDLE(CVekClient, CVekFlowCtrlSender_Create(h))},
+    {"CVekFlowCtrlSender_Delete", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_Delete(h))},
+    {"CVekFlowCtrlSender_IsFlowCfg", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_IsFlowCfg(h), 0)},
+    {"CVekFlowCtrlSender_PendingCount", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_PendingCount(h), 0u)},
+    {"CVekFlowCtrlSender_SendVekRequest",
+     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequest(h, buffer, 16), false)},
+    {"CVekFlowCtrlSender_SendVekRequests",
+     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequests(h, buffer, 16), 0u)},
+    {"CVekFlowCtrlSender_SetAckTime", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_SetAckTime(h, 1, 2))},
+    {"CVekFlowCtrlSender_SetFlowCtrl", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_SetFlowCtrl(h, 1, 1))},
+
     {"CVekProperties_Description", NULL_RESULT(CVekProperties, CVekProperties_Description(h))},
     {"CVekProperties_Description_B", NULL_RESULT(CVekProperties, CVekProperties_Description_B(h))},
     {"CVekProperties_DisplayText", NULL_RESULT(CVekProperties, CVekProperties_DisplayText(h))},

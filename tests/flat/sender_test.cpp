@@ -1,0 +1,89 @@
+#include "flat/FlatSession.h"
+
+namespace vektest {
+namespace {
+
+class FlatSender : public FlatSession {
+ protected:
+  FlatSender() {
+    Create();
+    SignOn();
+    mes->TakeSent();
+    sender = CVekFlowCtrlSender_Create(&client);
+    CVekFlowCtrlSender_SetFlowCtrl(&sender, 2, 100);
+  }
+  ~FlatSender() override { CVekFlowCtrlSender_Delete(&sender); }
+
+  bool Send(const std::string& text) {
+    std::string buffer = "     " + text;
+    return CVekFlowCtrlSender_SendVekRequest(&sender, buffer.data(), static_cast<unsigned>(buffer.size()));
+  }
+
+  CVekFlowCtrlSender sender{};
+};
+
+TEST_F(FlatSender, SendsHoldsAndSendsWhatItHeld) {
+  EXPECT_EQ(CVekFlowCtrlSender_IsFlowCfg(&sender), 1);
+  EXPECT_TRUE(Send("w1 new\na"));
+  EXPECT_TRUE(Send("w2 new\nb"));
+  EXPECT_FALSE(Send("w3 new\nc"));
+  EXPECT_FALSE(Send("w4 new\nd"));
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 2u);
+  EXPECT_EQ(mes->TakeSent(), Message(129, "w1 new\na") + Message(129, "w2 new\nb"));
+  CVekFlowCtrlSender_AckParser(&sender, 129, nullptr);
+  CVekFlowCtrlSender_AckParser(&sender, 128, "w1");
+  time.Advance(1000);
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 2u) << "nothing was acknowledged";
+  CVekFlowCtrlSender_AckParser(&sender, 129, "w1");
+  time.Advance(100);
+  EXPECT_EQ(mes->TakeSent(), Message(129, "w3 new\nc"));
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
+}
+
+TEST_F(FlatSender, SetAckTimeTakesItsThirdArgument) {
+  for (const char* text : {"w1\na", "w2\nb", "w3\nc", "w4\nd", "w5\ne"}) Send(text);
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 3u);
+  CVekFlowCtrlSender_SetAckTime(&sender, 7, 0);
+  time.Advance(100);
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 3u);
+  CVekFlowCtrlSender_SetAckTime(&sender, 0, 2);
+  time.Advance(100);
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
+}
+
+TEST_F(FlatSender, SendsATextOfPairs) {
+  char text[] = "     w1\na\nw2\nb\nw3\nc";
+  EXPECT_EQ(CVekFlowCtrlSender_SendVekRequests(&sender, text, sizeof text - 1), 2u);
+  EXPECT_EQ(mes->TakeSent(), Message(129, "w1\na\nw2\nb"));
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
+}
+
+TEST_F(FlatSender, RefusesWhatIsNoBuffer) {
+  char buffer[] = "     ";
+  EXPECT_FALSE(CVekFlowCtrlSender_SendVekRequest(&sender, buffer, 5));
+  EXPECT_FALSE(CVekFlowCtrlSender_SendVekRequest(&sender, nullptr, 9));
+  EXPECT_EQ(CVekFlowCtrlSender_SendVekRequests(&sender, nullptr, 9), 0u);
+  EXPECT_TRUE(mes->TakeSent().empty());
+}
+
+TEST_F(FlatSender, IsAGateToo) {
+  CVekFlowCtrl gate{sender.object};
+  EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+  CVekFlowCtrl_SetFlowCtrl(&gate, 0, 0);
+  EXPECT_EQ(CVekFlowCtrlSender_IsFlowCfg(&sender), 0);
+  CVekFlowCtrl_Delete(&gate);
+  sender = {};
+}
+
+TEST_F(FlatSender, DeletedTwiceIsDeletedOnce) {
+  for (const char* text : {"w1\na", "w2\nb", "w3\nc"}) Send(text);
+  mes->TakeSent();
+  CVekFlowCtrlSender_Delete(&sender);
+  EXPECT_EQ(sender.object, nullptr);
+  CVekFlowCtrlSender_Delete(&sender);
+  time.Advance(1000);
+  EXPECT_TRUE(mes->TakeSent().empty()) << "what was held is dropped";
+}
+
+}  // namespace
+}  // namespace vektest
