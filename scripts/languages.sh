@@ -32,11 +32,11 @@ c_alone() {
   local flags=(-std=c99 -Wall -Wextra -pedantic -Werror "-I$room/include" -Iexamples/c examples/c/session.c)
   if [[ $preset == windows ]]; then
     cp build/windows/vekapi.dll "$room"
-    x86_64-w64-mingw32-gcc "${flags[@]}" examples/c/win32/System.c build/windows/vekapi.lib -o "$room/session.exe"
+    x86_64-w64-mingw32-gcc "${flags[@]}" examples/c/win32/System.c build/windows/vekapi.lib -o "$room/session.exe" || return 1
     launch_as windows
     with_simulator windows "${launcher[@]}" "$room/session.exe"
   else
-    gcc "${flags[@]}" examples/c/posix/System.c "-Lbuild/$preset" -lvekapi -pthread -o "$room/session"
+    gcc "${flags[@]}" examples/c/posix/System.c "-Lbuild/$preset" -lvekapi -pthread -o "$room/session" || return 1
     LD_LIBRARY_PATH=build/$preset with_simulator "$preset" "$room/session"
   fi
 }
@@ -50,7 +50,7 @@ python_session() { with_simulator linux python3 examples/python/session.py --lib
 
 csharp_session() {
   mkdir -p build/linux/csharp
-  mcs -warnaserror -out:build/linux/csharp/session.exe examples/csharp/Session.cs bindings/csharp/VekApi.cs
+  mcs -warnaserror -out:build/linux/csharp/session.exe examples/csharp/Session.cs bindings/csharp/VekApi.cs || return 1
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
 }
 

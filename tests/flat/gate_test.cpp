@@ -109,9 +109,12 @@ TEST_F(FlatGate, MayBeDeletedInItsOwnCallback) {
       EXPECT_EQ(handle->object, nullptr);
     });
     CVekFlowCtrl_SetFlowCtrl(&gate, 1, 100);
-    if (byTimer) EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
-    if (byTimer) CVekFlowCtrl_SetAckTime(&gate, 1);
-    if (!byTimer) CVekFlowCtrl_StartCheckTimer(&gate);
+    if (byTimer) {
+      EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
+      CVekFlowCtrl_SetAckTime(&gate, 1);
+    } else {
+      CVekFlowCtrl_StartCheckTimer(&gate);
+    }
     time.Advance(1000);
     EXPECT_EQ(events, 1);
     gate = {};
