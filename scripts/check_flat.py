@@ -4,7 +4,7 @@
     check_flat.py [--nm PROGRAM] [--objdump PROGRAM] [LIBRARY...]
 
 The list src/flat/exports.txt must have the functions of VekApiC.h, and each binding the same functions with as many
-arguments. A library (libvekapi.so, vekapi.dll, or the import library vekapi.lib) must show these functions, and
+arguments. A library (libvekapi.so, vekapi.dll, or an import library) must show these functions, and
 beside them nothing but what belongs to the public classes.
 """
 
@@ -100,7 +100,7 @@ def shown(library, tools):
     if library.suffix == ".dll":
         table = re.search(r"\[Ordinal/Name Pointer\] Table(.*?)\n\n", run(tools.objdump, "-p", library), re.S)
         return [line.split()[-1] for line in table.group(1).strip().split("\n")]
-    if library.suffix == ".lib":
+    if library.suffix in (".lib", ".a"):
         symbols = re.findall(r" T (\w+)", run(tools.nm, library))
         return [name for name in symbols if not name.startswith("__imp_")]
     return [line.split()[-1].split("@")[0] for line in run(tools.nm, "-D", "--defined-only", library).splitlines()]
