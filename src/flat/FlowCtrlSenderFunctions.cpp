@@ -3,7 +3,6 @@
 #include "flat/Guard.h"
 #include "vekapi/VekApiC.h"
 
-using VekApi::VekFlowCtrl;
 using VekApi::Flat::Ask;
 using VekApi::Flat::Do;
 
