@@ -64,7 +64,8 @@ static void ConvertLines(void) {
     char utf8[kRoom];
     int size = 0;
     unsigned byte;
-    for (const char* at = line; size < kRoom && sscanf(at, "%2x", &byte) == 1; at += 2) utf8[size++] = (char)byte;
+    for (const char* at = line; size < kRoom && sscanf(at, "%2x", &byte) == 1; at += 2)
+      utf8[size++] = (char)byte;
     if (size > 0) ConvertUtf8(utf8, size);
   }
 }

@@ -63,7 +63,8 @@ bool TSyncContext::EnterSlow(std::uintptr_t me, const std::atomic<bool>* cancell
     waiting_.fetch_add(1);
     GrantNext(lock);
   }
-  // The first look comes before the first wait: a Kick from before this thread was in the list is not repeated.
+  // The first look comes before the first wait: a Kick from before this thread was in the list is not
+  // repeated.
   for (bool woken = true;; woken = waiter.event.Wait(kExitCheckMs)) {
     const std::lock_guard lock(mutex_);
     if (waiter.granted) break;

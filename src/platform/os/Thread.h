@@ -11,8 +11,8 @@ std::uintptr_t CurrentThreadToken() noexcept;
 
 void SleepMs(unsigned ms) noexcept;
 
-// True once the process is being torn down in a way that has already ended its other threads (Windows: the unloading
-// of DLLs at exit). A lock that such a thread held will never be given back.
+// True once the process is being torn down in a way that has already ended its other threads (Windows: the
+// unloading of DLLs at exit). A lock that such a thread held will never be given back.
 bool ProcessIsExiting() noexcept;
 
 // A thread of the library. While it runs it keeps the library's code loaded.
@@ -23,12 +23,13 @@ class TThread {
   TThread(TThread&& other) noexcept;
   TThread& operator=(TThread&& other) noexcept;
 
-  // `name` (at most 15 bytes) is what debuggers show. False when the system has no thread to give; `body` is then
-  // not run. Only when nothing was started yet, or after Join or Detach.
+  // `name` (at most 15 bytes) is what debuggers show. False when the system has no thread to give; `body` is
+  // then not run. Only when nothing was started yet, or after Join or Detach.
   bool Start(const char* name, std::function<void()> body);
 
-  // Waits until the thread has ended and lets go of it; false when timeoutMs (negative: for ever) passed first. Nothing
-  // to wait for counts as ended. Keeps answering sent messages as TEvent does. Not from the thread itself.
+  // Waits until the thread has ended and lets go of it; false when timeoutMs (negative: for ever) passed
+  // first. Nothing to wait for counts as ended. Keeps answering sent messages as TEvent does. Not from the
+  // thread itself.
   bool Join(int timeoutMs = -1) noexcept;
 
   // Lets go of it; it ends by itself.
