@@ -73,6 +73,14 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
     delivering_ = outer;
   }
 
+  // Enters the context and calls `action()` there, unless the messenger was closed. For what a timer or a
+  // thread of a messenger does without an event. Not from inside a thread that holds leaf locks.
+  template <class TAction>
+  void RunInContext(const TAction& action) {
+    const TSyncScope inside(context_, &closed_);
+    if (inside && !IsClosed()) action();
+  }
+
   bool IsClosed() const { return closed_.load(std::memory_order_acquire); }
 
   // For Close: no event comes from here on. False when it was closed already.

@@ -1,0 +1,138 @@
+// All events of a family lie in one word of shared memory: a bit each that says "set", and a bit each that
+// says "somebody sleeps until it is". So one thread can sleep for two of them with the plain futex call that
+// every kernel has, and a Set that nobody sleeps for costs no system call.
+//
+// The word is anybody's to write. What it holds decides when a wait ends, and nothing else.
+#include "platform/os/NamedEvent.h"
+
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <ctime>
+#include <string_view>
+
+#include "platform/os/Clock.h"
+#include "platform/os/posix/SharedObject.h"
+
+namespace Dova::Os {
+namespace {
+
+using TWord = std::atomic_ref<std::uint32_t>;
+static_assert(TWord::is_always_lock_free);
+
+constexpr std::uint64_t kFamilyBytes = 64;
+constexpr unsigned kSleeperShift = 8;
+
+bool CutEnd(std::string_view& name, std::string_view end) {
+  if (name.size() < end.size() || name.substr(name.size() - end.size()) != end) return false;
+  name.remove_suffix(end.size());
+  return true;
+}
+
+// Leaves the family's name behind.
+unsigned CutBit(std::string_view& name) {
+  const unsigned which = CutEnd(name, ".WEv") ? 1 : 0;
+  if (which == 0) CutEnd(name, ".REv");
+  const unsigned ring = CutEnd(name, ".S2C") ? 2 : 0;
+  if (ring == 0) CutEnd(name, ".C2S");
+  return 1u << (which + ring);
+}
+
+// Sleeps while the word is `seen`; wakes for any of `bits`, at `dueNs`, or for no reason.
+void SleepOn(std::uint32_t* word, std::uint32_t seen, std::uint32_t bits, std::int64_t dueNs) noexcept {
+  const timespec due{static_cast<time_t>(dueNs / 1'000'000'000), static_cast<long>(dueNs % 1'000'000'000)};
+  syscall(SYS_futex, word, FUTEX_WAIT_BITSET, seen, dueNs == INT64_MAX ? nullptr : &due, nullptr, bits);
+}
+
+void WakeSleepers(std::uint32_t* word, std::uint32_t bits) noexcept {
+  syscall(SYS_futex, word, FUTEX_WAKE_BITSET, INT32_MAX, nullptr, nullptr, bits);
+}
+
+}  // namespace
+
+struct TNamedEvent::TNative {
+  TSharedObject object;
+  std::string family;
+  std::uint32_t bit = 0;
+
+  std::uint32_t* Word() const noexcept { return static_cast<std::uint32_t*>(object.View()); }
+
+  // True when somebody slept for it, who is awake as soon as WakeSleepers has been called.
+  bool Raise() const noexcept {
+    const TWord word(*Word());
+    const std::uint32_t sleeper = bit << kSleeperShift;
+    std::uint32_t seen = word.load();
+    while (!word.compare_exchange_weak(seen, (seen | bit) & ~sleeper)) continue;
+    return (seen & sleeper) != 0;
+  }
+};
+
+TNamedEvent::TNamedEvent() = default;
+TNamedEvent::~TNamedEvent() = default;
+TNamedEvent::TNamedEvent(TNamedEvent&& other) noexcept = default;
+TNamedEvent& TNamedEvent::operator=(TNamedEvent&& other) noexcept = default;
+
+bool TNamedEvent::Open(const std::string& name, bool /*forEveryone*/) {
+  Close();
+  auto native = std::make_unique<TNative>();
+  std::string_view family = name;
+  native->bit = CutBit(family);
+  native->family = family;
+  error_ = native->object.Open(native->family + ".ev", kFamilyBytes, true);
+  if (error_ != 0) return false;
+  if (native->object.Map(kFamilyBytes) == nullptr) {
+    error_ = errno;
+    return false;
+  }
+  native_ = std::move(native);
+  return true;
+}
+
+void TNamedEvent::Close() noexcept {
+  native_.reset();
+}
+
+void TNamedEvent::Set() noexcept {
+  if (native_ && native_->Raise()) WakeSleepers(native_->Word(), native_->bit);
+}
+
+struct TNamedEventWait::TNative {
+  std::atomic<bool> stopped{false};
+};
+
+TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
+TNamedEventWait::~TNamedEventWait() = default;
+
+unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs) noexcept {
+  if (!first.native_ || !second.native_ || first.native_->family != second.native_->family) return kCannot;
+  std::uint32_t* const address = first.native_->Word();
+  const TWord word(*address);
+  const std::uint32_t bits = first.native_->bit | second.native_->bit;
+  const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
+  for (std::uint32_t seen = word.load();; seen = word.load()) {
+    if (native_->stopped.load()) return kStopped;
+    if ((seen & bits) != 0) {
+      const std::uint32_t set = word.fetch_and(~(bits | bits << kSleeperShift)) & bits;
+      return ((set & first.native_->bit) != 0 ? kFirst : 0) |
+             ((set & second.native_->bit) != 0 ? kSecond : 0);
+    }
+    if (timeoutMs >= 0 && (timeoutMs == 0 || MonotonicNs() >= due)) return 0;
+    const std::uint32_t asleep = seen | bits << kSleeperShift;
+    if (asleep == seen || word.compare_exchange_strong(seen, asleep)) SleepOn(address, asleep, bits, due);
+  }
+}
+
+void TNamedEventWait::Stop(TNamedEvent& first, TNamedEvent& second) noexcept {
+  native_->stopped.store(true);
+  for (const TNamedEvent* event : {&first, &second}) {
+    if (!event->native_) continue;
+    event->native_->Raise();
+    WakeSleepers(event->native_->Word(), event->native_->bit);
+  }
+}
+
+}  // namespace Dova::Os

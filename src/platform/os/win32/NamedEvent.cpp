@@ -1,0 +1,76 @@
+#include "platform/os/NamedEvent.h"
+
+#include <windows.h>
+
+#include "platform/os/win32/OpenAccess.h"
+
+namespace Dova::Os {
+
+struct TNamedEvent::TNative {
+  explicit TNative(HANDLE event) noexcept : handle(event) {}
+  ~TNative() { CloseHandle(handle); }
+  TNative(const TNative&) = delete;
+  TNative& operator=(const TNative&) = delete;
+
+  const HANDLE handle;
+};
+
+TNamedEvent::TNamedEvent() = default;
+TNamedEvent::~TNamedEvent() = default;
+TNamedEvent::TNamedEvent(TNamedEvent&& other) noexcept = default;
+TNamedEvent& TNamedEvent::operator=(TNamedEvent&& other) noexcept = default;
+
+bool TNamedEvent::Open(const std::string& name, bool forEveryone) {
+  Close();
+  TOpenAccess access(forEveryone);
+  const HANDLE handle = CreateEventA(access.Attributes(), FALSE, FALSE, name.c_str());
+  error_ = handle != nullptr ? 0 : static_cast<int>(GetLastError());
+  if (handle != nullptr) native_ = std::make_unique<TNative>(handle);
+  return error_ == 0;
+}
+
+void TNamedEvent::Close() noexcept {
+  native_.reset();
+}
+
+void TNamedEvent::Set() noexcept {
+  if (native_) SetEvent(native_->handle);
+}
+
+// Manual reset, and nobody else's: other processes may take the named events away from under a wait.
+struct TNamedEventWait::TNative {
+  const HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+
+  TNative() = default;
+  ~TNative() { CloseHandle(stop); }
+  TNative(const TNative&) = delete;
+  TNative& operator=(const TNative&) = delete;
+};
+
+TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
+TNamedEventWait::~TNamedEventWait() = default;
+
+unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs) noexcept {
+  if (!first.native_ || !second.native_) return kCannot;
+  const HANDLE handles[] = {native_->stop, first.native_->handle, second.native_->handle};
+  switch (
+      WaitForMultipleObjects(3, handles, FALSE, timeoutMs < 0 ? INFINITE : static_cast<DWORD>(timeoutMs))) {
+    case WAIT_OBJECT_0:
+      return kStopped;
+    case WAIT_OBJECT_0 + 1:
+      // The system answers the first that is set; without this look a busy one would hide the other.
+      return WaitForSingleObject(handles[2], 0) == WAIT_OBJECT_0 ? kFirst | kSecond : kFirst;
+    case WAIT_OBJECT_0 + 2:
+      return kSecond;
+    case WAIT_TIMEOUT:
+      return 0;
+    default:
+      return kCannot;
+  }
+}
+
+void TNamedEventWait::Stop(TNamedEvent& /*first*/, TNamedEvent& /*second*/) noexcept {
+  SetEvent(native_->stop);
+}
+
+}  // namespace Dova::Os
