@@ -5,6 +5,7 @@
 #include "platform/mbus/TSyncObj.h"
 #include "protocol/Texts.h"
 #include "session/TImpl.h"
+#include "shmem/TShMemCli.h"
 
 namespace VekApi {
 namespace {
@@ -14,9 +15,14 @@ std::string MessengerText(const std::string& setting) {
   return !setting.empty() && setting[0] == ':' ? setting.substr(1) : "TCPClient:" + setting + " n M0";
 }
 
-// Never destroyed: sessions may be opened while the process ends.
+// The kinds of the runtime, and the one that stands on them. Never destroyed: sessions may be opened while
+// the process ends.
 const Dova::TMesRegs& SessionMesRegs() {
-  static const Dova::TMesRegs& regs = *new Dova::TMesRegs(Dova::TMesRegs::GetClientMesRegs());
+  static const Dova::TMesRegs& regs = *[] {
+    auto* made = new Dova::TMesRegs(Dova::TMesRegs::GetClientMesRegs());
+    made->Register("ShMemCli", &Dova::TShMemCli::Make);
+    return made;
+  }();
   return regs;
 }
 

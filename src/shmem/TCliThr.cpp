@@ -1,0 +1,82 @@
+#include "shmem/TCliThr.h"
+
+#include <thread>
+
+namespace Dova {
+namespace {
+
+// A full ring is tried again at once, as the reader may just be making room. One that stays full belongs to a
+// reader that is slow or dead: from then on it is tried when room is announced, and every millisecond.
+constexpr unsigned kBusyRetries = 1000;
+constexpr int kSlowRetryMs = 1;
+
+// How often a thread that does not end is woken again: whoever shares the events could have taken a wake-up
+// away.
+constexpr int kWakeAgainMs = 20;
+
+constexpr unsigned kMissingEventMs = 100;
+
+}  // namespace
+
+bool TShMemCli::TCliThr::Start() {
+  return thread_.Start("vek-shmem", [this, owner = Dstl::wise_ref<TShMemCli>(&owner_)] { Run(); });
+}
+
+void TShMemCli::TCliThr::Stop() {
+  AbortSync();
+  do {
+    wait_.Stop(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent());
+  } while (!thread_.IsCurrent() && !thread_.Join(kWakeAgainMs));
+}
+
+void TShMemCli::TCliThr::Run() {
+  while (owner_.IsRunning()) Pass();
+  owner_.threadState_.store(ts_Ended, std::memory_order_release);
+}
+
+// Both kinds of news are served in each pass, or a peer that keeps sending would keep the queue from moving.
+void TShMemCli::TCliThr::Pass() {
+  const unsigned news = WaitForRings();
+  if (owner_.IsRunning() && (news & Os::TNamedEventWait::kFirst) != 0) HandOver(pk_Data);
+  if (owner_.IsRunning() && ((news & Os::TNamedEventWait::kSecond) != 0 || retries_ != 0)) OnSpace();
+}
+
+unsigned TShMemCli::TCliThr::WaitForRings() {
+  int timeoutMs = Os::TNamedEventWait::kForever;
+  if (retries_ != 0) {
+    std::this_thread::yield();
+    timeoutMs = retries_ > kBusyRetries ? kSlowRetryMs : 0;
+  }
+  const unsigned news =
+      wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(), timeoutMs);
+  if (news == Os::TNamedEventWait::kCannot) Os::SleepMs(kMissingEventMs);
+  return news;
+}
+
+void TShMemCli::TCliThr::OnSpace() {
+  if (owner_.MoveOverflow()) {
+    retries_ = 0;
+    HandOver(pk_Space);
+  } else {
+    ++retries_;
+  }
+}
+
+void TShMemCli::TCliThr::HandOver(EPending pending) {
+  pending_ = pending;
+  WaitSync(true);
+}
+
+void TShMemCli::TCliThr::OnSync() {
+  if (!owner_.IsRunning() || owner_.CloseWhenBroken()) return;
+  if (pending_ == pk_Data) {
+    owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(&owner_); });
+  } else if (owner_.MoveOverflow()) {
+    owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(&owner_); });
+  } else {
+    retries_ = 1;  // more was queued while this thread waited to come in
+  }
+  owner_.CloseWhenBroken();
+}
+
+}  // namespace Dova

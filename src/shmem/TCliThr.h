@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/mbus/TSyncObj.h"
+#include "platform/os/Thread.h"
+#include "shmem/TShMemCli.h"
+
+namespace Dova {
+
+// The worker: waits until bytes have come or room has been made, and carries the news into the context.
+class TShMemCli::TCliThr : public TSyncObj {
+ public:
+  explicit TCliThr(TShMemCli& owner) : TSyncObj(owner.SyncContext()), owner_(owner) {}
+
+  // The owner lives until the thread has ended. False when the system has no thread to give.
+  bool Start();
+
+  // Wakes the thread, which finds its state to be another, and waits until it has ended; not on the thread
+  // itself. From inside the context.
+  void Stop();
+
+ protected:
+  void OnSync() override;
+
+ private:
+  enum EPending { pk_None = 0, pk_Data = 1, pk_Space = 2 };
+
+  void Run();
+  void Pass();
+  unsigned WaitForRings();
+  void OnSpace();
+  void HandOver(EPending pending);
+
+  TShMemCli& owner_;
+  EPending pending_ = pk_None;
+  unsigned retries_ =
+      0;  // how often in a row the full ring took nothing of what is queued; 0: nothing is queued
+  Os::TNamedEventWait wait_;
+  Os::TThread thread_;
+};
+
+}  // namespace Dova

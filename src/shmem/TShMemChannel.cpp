@@ -1,0 +1,96 @@
+#include "shmem/TShMemChannel.h"
+
+#include <utility>
+
+#include "platform/os/ErrorText.h"
+
+namespace Dova {
+namespace {
+
+constexpr char kGlobalPrefix[] = "Global\\";
+constexpr std::size_t kGlobalPrefixSize = sizeof kGlobalPrefix - 1;
+constexpr std::uint32_t kNoSize = 0xFFFFFFFF;
+
+// 64 bits: the capacity that a header announces may be any number.
+std::uint64_t MappingBytes(std::uint32_t capacity) {
+  return std::uint64_t{capacity} + TShMemRing::kHeaderBytes;
+}
+
+Os::TNamedMapping::EOpen How(bool create) {
+  return create ? Os::TNamedMapping::EOpen::Make : Os::TNamedMapping::EOpen::Join;
+}
+
+}  // namespace
+
+bool TShMemChannel::Open(const std::string& name, std::uint32_t size, bool create) {
+  Close();
+  if (size == 0 || size == kNoSize) create = false;
+  if (!create) size = 0;
+  name_ = name;
+  if (!mapping_.Open(name, MappingBytes(size) + 1, How(create), create)) {
+    // Making global names is a privilege that not every gateway's user has.
+    if (name.rfind(kGlobalPrefix, 0) == 0) return Open(name.substr(kGlobalPrefixSize), size, create);
+    return Fail("CreateFileMapping:", mapping_.Error());
+  }
+  if (!OpenMapping(size, create) || !OpenEvents(create)) return false;
+  // Last: who joins and finds a capacity finds the events too.
+  if (create) TShMemRing::Format(mapping_.View(), static_cast<std::size_t>(mapping_.Size()), size + 1);
+  return true;
+}
+
+bool TShMemChannel::OpenMapping(std::uint32_t size, bool create) {
+  if (!mapping_.MapView(create ? MappingBytes(size) + 1 : 0)) return Fail("MapViewOfFile:", mapping_.Error());
+  if (!create) return Join();
+  ring_ = TShMemRing(mapping_.View(), size + 1);
+  return true;
+}
+
+// What the header says is held against the mapping by mapping that much; from here on the number is ours.
+bool TShMemChannel::Join() {
+  const bool hasHeader = mapping_.Size() >= TShMemRing::kHeaderBytes;
+  const std::uint32_t capacity = hasHeader ? TShMemRing::CapacityIn(mapping_.View()) : 0;
+  if (capacity == 0) return Fail("Invalid ShMem size", 0);
+  Os::TNamedMapping whole;
+  if (!whole.Open(name_, MappingBytes(capacity), How(false), false)) {
+    return Fail("Re.CreateFileMapping:", whole.Error());
+  }
+  if (!whole.MapView(MappingBytes(capacity))) return Fail("Re.MapViewOfFile:", whole.Error());
+  mapping_ = std::move(whole);
+  ring_ = TShMemRing(mapping_.View(), capacity);
+  return true;
+}
+
+bool TShMemChannel::OpenEvents(bool create) {
+  if (!readEvent_.Open(name_ + ".REv", create)) return Fail("CreateEvent.REv:", readEvent_.Error());
+  if (!writeEvent_.Open(name_ + ".WEv", create)) return Fail("CreateEvent.WEv:", writeEvent_.Error());
+  return true;
+}
+
+bool TShMemChannel::Fail(const char* where, int systemError) {
+  error_ = where;
+  if (systemError != 0) error_ += SysErrorMessage(systemError);
+  Close();
+  return false;
+}
+
+void TShMemChannel::Close() {
+  ring_ = {};
+  readEvent_.Close();
+  writeEvent_.Close();
+  mapping_.Close();
+  name_.clear();
+}
+
+std::ptrdiff_t TShMemChannel::Write(const char* bytes, std::size_t length) {
+  const std::ptrdiff_t count = ring_.Write(bytes, length);
+  if (count > 0) readEvent_.Set();
+  return count;
+}
+
+std::ptrdiff_t TShMemChannel::Read(char* buffer, std::size_t size) {
+  const std::ptrdiff_t count = ring_.Read(buffer, size);
+  if (count > 0) writeEvent_.Set();
+  return count;
+}
+
+}  // namespace Dova
