@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <optional>
 
+#include "sim/SimGateway.h"
 #include "sim/SimServer.h"
 #include "sim/VeksimOptions.h"
 
@@ -41,6 +43,14 @@ void WaitForEnd(const SimServer& server, bool once) {
   }
 }
 
+void StartGateway(std::optional<SimGateway>& gateway, const SimServer& server, const VeksimOptions& options) {
+  SimGatewayConfig config;
+  config.host = config.upstreamHost = options.config.host;
+  config.upstreamPort = server.Port();
+  gateway.emplace(std::move(config));
+  if (!options.quiet) options.config.log("shared memory through " + gateway->Setting());
+}
+
 int Run(VeksimOptions& options) {
   options.config.keepPackets = false;
   if (!options.quiet) {
@@ -52,8 +62,11 @@ int Run(VeksimOptions& options) {
   SimServer server(options.config);
   for (const Fault& fault : options.faults) server.Faults().Push(fault);
   if (!options.quiet) options.config.log(fmt::format("listening on {}", server.Setting()));
+  std::optional<SimGateway> gateway;
+  if (options.sharedMemory) StartGateway(gateway, server, options);
   if (!options.portFile.empty() && !WritePort(options.portFile, server.Port())) return 1;
   WaitForEnd(server, options.once);
+  gateway.reset();
   server.Stop();
   const SimSeen seen = server.Seen();
   if (!options.quiet) {

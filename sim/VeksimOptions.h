@@ -11,8 +11,9 @@ struct VeksimOptions {
   SimConfig config;
   std::vector<Fault> faults;
   std::string portFile;
-  bool once = false;   ///< end when the first link has ended
-  bool quiet = false;  ///< no log
+  bool sharedMemory = false;  ///< a gateway for shared-memory clients beside it
+  bool once = false;          ///< end when the first link has ended
+  bool quiet = false;         ///< no log
 };
 
 /// Reads the command line. False when the program is to end at once with `exitCode`: help was asked for (0),

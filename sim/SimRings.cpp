@@ -1,0 +1,120 @@
+#include "sim/SimRings.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+namespace VekSim {
+
+namespace {
+
+using Dova::Os::TNamedEventWait;
+using Dova::Os::TNamedMapping;
+
+constexpr std::uint32_t kHead = 64;
+constexpr std::size_t kCapacityAt = 0, kReadAt = 4, kWriteAt = 8;
+
+std::atomic_ref<std::uint32_t> Field(std::byte* memory, std::size_t offset) {
+  return std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(memory + offset));
+}
+
+/// Bytes on the way from `from` to `to` around the ring.
+std::uint32_t Distance(std::uint32_t from, std::uint32_t to, std::uint32_t capacity) {
+  return static_cast<std::uint32_t>((std::uint64_t{to} + capacity - from) % capacity);
+}
+
+}  // namespace
+
+bool SimRings::Create(const std::string& baseName, std::uint32_t bytes) {
+  Close();
+  if (MakeBoth(baseName, bytes)) return true;
+  constexpr char kGlobal[] = "Global\\";
+  // Names for all sessions of a machine are not everybody's to make.
+  return baseName.rfind(kGlobal, 0) == 0 && MakeBoth(baseName.substr(sizeof kGlobal - 1), bytes);
+}
+
+bool SimRings::MakeBoth(const std::string& baseName, std::uint32_t bytes) {
+  error_ = Make(fromClient_, baseName + ".C2S", bytes);
+  if (error_ == 0) error_ = Make(toClient_, baseName + ".S2C", bytes);
+  if (error_ != 0) {
+    Close();
+    return false;
+  }
+  baseName_ = baseName;
+  return true;
+}
+
+int SimRings::Make(Ring& ring, const std::string& name, std::uint32_t bytes) {
+  const std::uint64_t whole = std::uint64_t{bytes} + 1 + kHead;
+  if (!ring.mapping.Open(name, whole, TNamedMapping::EOpen::Make, true) || !ring.mapping.MapView(whole)) {
+    return ring.mapping.Error();
+  }
+  if (!ring.readable.Open(name + ".REv", true)) return ring.readable.Error();
+  if (!ring.writable.Open(name + ".WEv", true)) return ring.writable.Error();
+  std::memset(ring.mapping.View(), 0, static_cast<std::size_t>(whole));
+  ring.capacity = bytes + 1;
+  ring.at = 0;
+  Field(ring.mapping.View(), kCapacityAt).store(ring.capacity);
+  return 0;
+}
+
+void SimRings::Close() {
+  for (Ring* ring : {&fromClient_, &toClient_}) {
+    ring->mapping.Close();
+    ring->readable.Close();
+    ring->writable.Close();
+  }
+  baseName_.clear();
+}
+
+int SimRings::Read(char* buffer, std::size_t size) {
+  Ring& ring = fromClient_;
+  std::byte* const memory = ring.mapping.View();
+  if (!memory) return kBroken;
+  const std::uint32_t end = Field(memory, kWriteAt).load();
+  if (end >= ring.capacity) return kBroken;
+  const auto count =
+      static_cast<std::uint32_t>(std::min<std::size_t>(Distance(ring.at, end, ring.capacity), size));
+  for (std::uint32_t done = 0; done < count;) {
+    const std::uint32_t piece = std::min(count - done, ring.capacity - ring.at);
+    std::memcpy(buffer + done, memory + kHead + ring.at, piece);
+    done += piece;
+    ring.at = (ring.at + piece) % ring.capacity;
+  }
+  if (count == 0) return 0;
+  Field(memory, kReadAt).store(ring.at);
+  ring.writable.Set();
+  return static_cast<int>(count);
+}
+
+int SimRings::Write(const char* bytes, std::size_t length) {
+  Ring& ring = toClient_;
+  std::byte* const memory = ring.mapping.View();
+  if (!memory) return kBroken;
+  const std::uint32_t begin = Field(memory, kReadAt).load();
+  if (begin >= ring.capacity) return kBroken;
+  const std::uint32_t room = ring.capacity - 1 - Distance(begin, ring.at, ring.capacity);
+  const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(room, length));
+  for (std::uint32_t done = 0; done < count;) {
+    const std::uint32_t piece = std::min(count - done, ring.capacity - ring.at);
+    std::memcpy(memory + kHead + ring.at, bytes + done, piece);
+    done += piece;
+    ring.at = (ring.at + piece) % ring.capacity;
+  }
+  if (count == 0) return 0;
+  Field(memory, kWriteAt).store(ring.at);
+  ring.readable.Set();
+  return static_cast<int>(count);
+}
+
+unsigned SimRings::Wait(int timeoutMs) {
+  const unsigned news = wait_.Wait(fromClient_.readable, toClient_.writable, timeoutMs);
+  return ((news & TNamedEventWait::kFirst) != 0 ? kData : 0) |
+         ((news & TNamedEventWait::kSecond) != 0 ? kSpace : 0);
+}
+
+void SimRings::Stop() {
+  wait_.Stop(fromClient_.readable, toClient_.writable);
+}
+
+}  // namespace VekSim

@@ -1,0 +1,81 @@
+// A gateway as a program: shared-memory clients on this machine reach a server over TCP through it.
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <asio.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "sim/SimGateway.h"
+
+namespace {
+
+struct Options {
+  VekSim::SimGatewayConfig config;
+  std::string upstream = "127.0.0.1:9000";
+  bool quiet = false;
+};
+
+void SplitAddress(Options& options) {
+  const std::size_t colon = options.upstream.rfind(':');
+  if (colon == std::string::npos) throw CLI::ValidationError("--upstream", "expected HOST:PORT");
+  options.config.upstreamHost = options.upstream.substr(0, colon);
+  const std::string port = options.upstream.substr(colon + 1);
+  if (!CLI::detail::lexical_cast(port, options.config.upstreamPort) || options.config.upstreamPort == 0) {
+    throw CLI::ValidationError("--upstream", "\"" + port + "\" is no port");
+  }
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("--host", options.config.host, "Address to accept proxy links on")
+      ->capture_default_str()
+      ->check(CLI::ValidIPV4);
+  app.add_option("--port", options.config.port, "Port; 0 lets the system choose")->capture_default_str();
+  app.add_option("--upstream", options.upstream, "HOST:PORT of the server")->capture_default_str();
+  app.add_option("--ring", options.config.ringBytes, "Bytes that each ring takes")
+      ->capture_default_str()
+      ->check(CLI::Range(1u, 1u << 30));
+  app.add_option("--name", options.config.namePrefix, "What the names of the rings begin with")
+      ->capture_default_str();
+  app.add_flag("-q,--quiet", options.quiet, "Log nothing but the setting");
+}
+
+int Run(Options& options) {
+  const auto say = [](const std::string& line) {
+    fmt::print("{}\n", line);
+    std::fflush(stdout);
+  };
+  if (!options.quiet) options.config.log = say;
+  VekSim::SimGateway gateway(options.config);
+  say(gateway.Setting());
+  asio::io_context signals;
+  asio::signal_set set(signals, SIGINT, SIGTERM);
+  set.async_wait([](const asio::error_code&, int) {});
+  signals.run();
+  gateway.Stop();
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    Options options;
+    CLI::App app(
+        "Gateway for shared-memory clients. Runs until it is interrupted; prints the setting to connect "
+        "with.",
+        "vekgate");
+    AddOptions(app, options);
+    try {
+      app.parse(argc, argv);
+      SplitAddress(options);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error);
+    }
+    return Run(options);
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "vekgate: {}\n", error.what());
+    return 1;
+  }
+}
