@@ -27,7 +27,7 @@ bool TShMemCli::SettingApply(const std::string& setting) {
 }
 
 void TShMemCli::Close() {
-  if (IsClosed()) return;
+  const bool first = !IsClosed();
   heartbeat_.Stop();
   TMesProxy::Close();
   {
@@ -35,14 +35,16 @@ void TShMemCli::Close() {
     linked_ = false;
     Clear();
   }
+  // Not only the first time: a link that the worker closed itself has a worker that is still ending.
   StopThread();
+  if (!first) return;
   const std::lock_guard lock(Mutex());
   sendChannel_.Close();
   receiveChannel_.Close();
 }
 
-// After it the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends
-// when that returns.
+// After it the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends when
+// that returns.
 void TShMemCli::StopThread() {
   int running = ts_Running;
   threadState_.compare_exchange_strong(running, ts_Stopping);

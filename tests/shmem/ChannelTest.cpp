@@ -1,0 +1,165 @@
+// Opening, joining and naming of one ring, and the events that go with it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "platform/os/NamedMapping.h"
+#include "shmem/Process.h"
+#include "shmem/TShMemChannel.h"
+
+namespace vektest {
+namespace {
+
+using Dova::TShMemChannel;
+using Dova::Os::TNamedEvent;
+using Dova::Os::TNamedEventWait;
+using Dova::Os::TNamedMapping;
+
+bool IsSet(TNamedEvent& event) {
+  TNamedEventWait wait;
+  return wait.Wait(event, event, 0) != 0;
+}
+
+TEST(Channel, CreatorAndJoinerShareARing) {
+  const std::string name = FreshName() + ".C2S";
+  TShMemChannel creator, joiner;
+  ASSERT_TRUE(creator.Open(name, 100, true)) << creator.Error();
+  ASSERT_TRUE(joiner.Open(name)) << joiner.Error();
+  EXPECT_FALSE(IsSet(creator.ReadEvent())) << "starts out not set";
+  EXPECT_EQ(joiner.Write(std::string(150, 'x').data(), 150), 100);
+  EXPECT_TRUE(IsSet(creator.ReadEvent()));
+  EXPECT_FALSE(IsSet(creator.ReadEvent())) << "the wait took it back";
+  EXPECT_FALSE(IsSet(creator.WriteEvent()));
+  char buffer[200];
+  EXPECT_EQ(creator.Read(buffer, sizeof buffer), 100);
+  EXPECT_TRUE(IsSet(joiner.WriteEvent()));
+  EXPECT_EQ(creator.Read(buffer, sizeof buffer), 0);
+  EXPECT_FALSE(IsSet(joiner.WriteEvent())) << "nothing moved, nothing to tell";
+}
+
+TEST(Channel, NameThatNobodyCreated) {
+  const auto before = Held();
+  {
+    TShMemChannel channel;
+    EXPECT_FALSE(channel.Open(FreshName() + ".C2S"));
+    EXPECT_EQ(channel.Error(), "Invalid ShMem size");
+    EXPECT_FALSE(channel.IsOpen());
+    EXPECT_EQ(channel.Name(), "");
+  }
+  EXPECT_EQ(Held(), before);
+}
+
+// Sizes that cannot be created join instead.
+TEST(Channel, SizesThatAreNone) {
+  for (const std::uint32_t size : {0u, 0xFFFFFFFFu}) {
+    TShMemChannel channel;
+    EXPECT_FALSE(channel.Open(FreshName(), size, true));
+    EXPECT_EQ(channel.Error(), "Invalid ShMem size");
+  }
+}
+
+TEST(Channel, CapacityIsHeldAgainstTheMapping) {
+  for (const std::uint32_t capacity : {100'000u, 0x7FFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFC0u}) {
+    const std::string name = FreshName();
+    TNamedMapping mapping;
+    ASSERT_TRUE(mapping.Open(name, 64 + 11, TNamedMapping::EOpen::Make, true));
+    ASSERT_TRUE(mapping.MapView(0));
+    std::memcpy(mapping.View(), &capacity, 4);
+    TShMemChannel channel;
+    EXPECT_FALSE(channel.Open(name)) << capacity;
+    EXPECT_EQ(channel.Error().rfind("Re.", 0), 0u) << channel.Error();
+    EXPECT_GT(channel.Error().size(), std::strlen("Re.MapViewOfFile:")) << "the system's text follows";
+  }
+}
+
+TEST(Channel, MappingWithoutRoomForAHeader) {
+  const std::string name = FreshName();
+  TNamedMapping mapping;
+  ASSERT_TRUE(mapping.Open(name, 8, TNamedMapping::EOpen::Make, true));
+  ASSERT_TRUE(mapping.MapView(8));
+  std::memcpy(mapping.View(), "\xFF\xFF\xFF\x7F", 4);
+  TShMemChannel channel;
+  EXPECT_FALSE(channel.Open(name));
+  EXPECT_FALSE(channel.Error().empty());
+}
+
+TEST(Channel, NamesOfAnyKindFailOrWork) {
+  std::string everyByte = FreshName();
+  for (int c = 1; c < 256; ++c) {
+    if (c != '\\') everyByte += static_cast<char>(c);
+  }
+  for (const std::string& name : {FreshName() + "/../../etc/passwd", FreshName() + "\\back\\slash",
+                                  FreshName() + std::string(5000, 'n'), FreshName() + std::string(240, '/'),
+                                  everyByte, FreshName() + " %s %n", std::string("..")}) {
+    TShMemChannel creator, joiner;
+    const bool created = creator.Open(name, 10, true);
+    EXPECT_EQ(joiner.Open(name), created) << name;
+    if (!created) {
+      EXPECT_EQ(creator.Error().find("CreateFileMapping:"), 0u) << creator.Error();
+    }
+  }
+}
+
+TEST(Channel, GlobalNamesAreTriedLocally) {
+  const std::string name = FreshName();
+  TShMemChannel creator, joiner;
+  ASSERT_TRUE(creator.Open("Global\\" + name, 10, true)) << creator.Error();
+  ASSERT_TRUE(joiner.Open("Global\\" + name)) << joiner.Error();
+  EXPECT_EQ(creator.Write("x", 1), 1);
+  char c = 0;
+  EXPECT_EQ(joiner.Read(&c, 1), 1);
+}
+
+TEST(Channel, CreatingAgainStartsAfresh) {
+  const std::string name = FreshName();
+  TShMemChannel first, second;
+  ASSERT_TRUE(first.Open(name, 50, true));
+  first.Write("old", 3);
+  ASSERT_TRUE(second.Open(name, 50, true));
+  char buffer[8];
+  EXPECT_EQ(second.Read(buffer, sizeof buffer), 0);
+}
+
+TEST(Channel, TheNameGoesWithTheLastWhoHasIt) {
+  const std::string name = FreshName();
+  TShMemChannel joiner;
+  {
+    TShMemChannel creator;
+    ASSERT_TRUE(creator.Open(name, 50, true));
+    ASSERT_TRUE(joiner.Open(name));
+  }
+  EXPECT_EQ(joiner.Write("still there", 11), 11);
+  TShMemChannel late;
+  EXPECT_TRUE(late.Open(name)) << "somebody has it open";
+  late.Close();
+  joiner.Close();
+  EXPECT_FALSE(late.Open(name));
+}
+
+TEST(EventWait, EitherEventBothEventsAndStop) {
+  const std::string name = FreshName();
+  TShMemChannel up, down;
+  ASSERT_TRUE(up.Open(name + ".C2S", 10, true));
+  ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
+  TNamedEventWait wait;
+  up.WriteEvent().Set();
+  EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kSecond);
+  up.WriteEvent().Set();
+  down.ReadEvent().Set();
+  down.ReadEvent().Set();
+  EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kFirst | TNamedEventWait::kSecond);
+  up.ReadEvent().Set();
+  EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent(), 1), 0u) << "that one was not waited for";
+  std::thread setter([&] { down.ReadEvent().Set(); });
+  EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kFirst);
+  setter.join();
+  std::thread stopper([&] { wait.Stop(down.ReadEvent(), up.WriteEvent()); });
+  EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kStopped);
+  stopper.join();
+  EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kStopped);
+}
+
+}  // namespace
+}  // namespace vektest

@@ -1,0 +1,35 @@
+// Another process, and what this one holds of the system.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vektest {
+
+// A program of this build's folder; killed when it goes out of scope.
+class Process {
+ public:
+  Process(const std::string& program, const std::vector<std::string>& arguments);
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // The next line it prints, without its end; empty when it prints no more.
+  std::string ReadLine();
+  // At once, and waits until it is gone.
+  void Kill();
+
+ private:
+  struct Native;
+  std::unique_ptr<Native> native_;
+};
+
+// A name for shared memory that no other test, and no other process, uses.
+std::string FreshName();
+
+// What a leak would make grow: counts by name.
+std::map<std::string, std::size_t> Held();
+
+}  // namespace vektest

@@ -1,0 +1,250 @@
+// Whole sessions: client, gateway, server. Ending them at every moment, and what stays behind.
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <set>
+#include <thread>
+
+#include "ShMemFixture.h"
+#include "sim/SimGateway.h"
+#include "sim/SimServer.h"
+
+namespace vektest {
+namespace {
+
+using VekApi::VekClient;
+using VekSim::SimConfig;
+using VekSim::SimGateway;
+using VekSim::SimGatewayConfig;
+using VekSim::SimServer;
+
+SimGatewayConfig Behind(const SimServer& server, std::uint32_t ringBytes = 1 << 16) {
+  SimGatewayConfig config;
+  config.upstreamPort = server.Port();
+  config.ringBytes = ringBytes;
+  config.namePrefix = FreshName();
+  return config;
+}
+
+void Connect(VekClient& client, const std::string& setting) {
+  client.Connect(setting, "Rings", "1.2.3.4", "trader", "9800001", "secret");
+}
+
+bool Send(VekClient& client, int code, const std::string& text) {
+  std::string request = "....." + text;
+  return client.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
+}
+
+struct WholeCase {
+  VekSim::ByteOrder order;
+  int mode;
+  std::uint32_t ringBytes;
+};
+class WholeSession : public testing::TestWithParam<WholeCase> {};
+
+TEST_P(WholeSession, SignsOnOrdersAndCarriesLongMessages) {
+  SimConfig config;
+  config.order = GetParam().order;
+  config.mode = GetParam().mode;
+  config.key = "0123456789";
+  SimServer server(config);
+  SimGateway gateway(Behind(server, GetParam().ringBytes));
+  Recorder recorder;
+  VekClient client(recorder);
+  Connect(client, gateway.Setting());
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+  ASSERT_TRUE(Send(client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
+  ASSERT_TRUE(recorder.WaitFor("ack 129 "));
+  ASSERT_TRUE(recorder.WaitFor("report "));
+  // A ring of one byte is for the principle; every byte costs two wake-ups.
+  const bool tiny = GetParam().ringBytes < 64;
+  ASSERT_TRUE(Send(client, 128, tiny ? "W3 ticks\nrows=5" : "W3 ticks\nrows=5000"));
+  ASSERT_TRUE(recorder.WaitFor("result W3 "));
+
+  std::string text;
+  while (text.size() < (tiny ? 5'000 : 60'000)) text += "line " + std::to_string(text.size()) + "\n";
+  ASSERT_TRUE(Send(client, 150, text));
+  const auto has150 = [](const VekSim::SimSeen& seen) {
+    return std::any_of(seen.packets.begin(), seen.packets.end(),
+                       [](const auto& packet) { return packet.code == 150; });
+  };
+  ASSERT_TRUE(server.WaitFor(has150));
+  std::string joined;
+  for (const auto& packet : server.Seen().packets) {
+    if (packet.code == 3 || packet.code == 150) joined += packet.body.substr(2);
+  }
+  EXPECT_EQ(joined, text);
+
+  client.Disconnect();
+  EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
+  Connect(client, gateway.Setting());
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+}
+INSTANTIATE_TEST_SUITE_P(ByWireAndRing, WholeSession,
+                         testing::Values(WholeCase{VekSim::ByteOrder::Little, 1, 1 << 20},
+                                         WholeCase{VekSim::ByteOrder::Big, 1, 64},
+                                         WholeCase{VekSim::ByteOrder::Little, 0, 1},
+                                         WholeCase{VekSim::ByteOrder::Big, 2, 4096}));
+
+TEST(OverRings, GatewayOrServerThatGoesIsABrokenLink) {
+  for (const bool server : {true, false}) {
+    SimServer upstream;
+    SimGateway gateway(Behind(upstream));
+    Recorder recorder;
+    VekClient client(recorder);
+    Connect(client, gateway.Setting());
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    if (server) {
+      upstream.Stop();
+    } else {
+      gateway.Stop();
+    }
+    EXPECT_TRUE(recorder.WaitFor("connect -3 "));
+  }
+}
+
+TEST(OverRings, FrozenGatewayIsNoticed) {
+  TestSupport::TVirtualTimerQueue time;
+  SimServer server;
+  SimGateway gateway(Behind(server, 100));
+  Recorder recorder;
+  VekClient client(recorder);
+  Connect(client, gateway.Setting());
+  ASSERT_TRUE(recorder.WaitFor("ready"));
+  gateway.Freeze();
+  EXPECT_TRUE(Send(client, 150, std::string(50'000, 'x'))) << "a full ring refuses nothing";
+  // Two heartbeats run: the session's counts its packets, the messenger's its lines. Either ends the link.
+  time.Advance(30'000);
+  time.Advance(10'000);
+  time.Advance(30'000);
+  EXPECT_TRUE(recorder.WaitFor("connect -3 Hb timeout"));
+}
+
+// ---- ending it ----
+
+enum class Way { Disconnect, Reconnect, Delete };
+
+struct EndCase {
+  std::string event;
+  Way way;
+};
+class EndInsideAnEvent : public testing::TestWithParam<EndCase> {};
+
+TEST_P(EndInsideAnEvent, LeavesNothingRunning) {
+  SimServer server;
+  SimGateway gateway(Behind(server));
+  Recorder recorder;
+  auto client = std::make_unique<VekClient>(recorder);
+  std::atomic<bool> done{false};
+  recorder.onEvent = [&](VekClient& inside, const std::string& line) {
+    if (line.rfind(GetParam().event, 0) != 0 || done.exchange(true)) return;
+    switch (GetParam().way) {
+      case Way::Disconnect:
+        return inside.Disconnect();
+      case Way::Reconnect:
+        return Connect(inside, gateway.Setting());
+      case Way::Delete:
+        delete client.release();
+    }
+  };
+  Connect(*client, gateway.Setting());
+  if (GetParam().event != "connect 2") {
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    if (GetParam().event != "ready") recorder.Take();
+    if (GetParam().event == "report") {
+      ASSERT_TRUE(Send(*client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
+    }
+    if (GetParam().event == "connect -3") gateway.DropLinks();
+  }
+  const char* const last[] = {"connect -1 Disconnect()", "ready", "destroy"};
+  EXPECT_TRUE(recorder.WaitFor(last[static_cast<int>(GetParam().way)]));
+  recorder.Settle();
+  EXPECT_TRUE(done);
+  client.reset();
+}
+std::vector<EndCase> EndCases() {
+  std::vector<EndCase> cases;
+  for (const char* const event : {"connect 2", "ready", "report", "connect -3"}) {
+    for (const Way way : {Way::Disconnect, Way::Reconnect, Way::Delete}) cases.push_back({event, way});
+  }
+  return cases;
+}
+INSTANTIATE_TEST_SUITE_P(ByEvent, EndInsideAnEvent, testing::ValuesIn(EndCases()));
+
+// Reads until nothing changes any more: threads of other parts may still be ending.
+bool SettlesTo(const std::map<std::string, std::size_t>& before) {
+  for (int i = 0; i < 2000; ++i) {
+    bool more = false;
+    for (const auto& [what, count] : Held()) {
+      const auto was = before.find(what);
+      more = more || count > (was == before.end() ? 0 : was->second);
+    }
+    if (!more) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  for (const auto& [what, count] : Held()) {
+    const auto was = before.find(what);
+    ADD_FAILURE() << what << " " << count << ", before " << (was == before.end() ? 0 : was->second);
+  }
+  return false;
+}
+
+TEST(OverRings, ManyRoundsLeaveTheSystemAsItWas) {
+  SimServer server;
+  SimGateway gateway(Behind(server));
+  const auto round = [&](int how) {
+    Recorder recorder;
+    VekClient client(recorder);
+    Connect(client, gateway.Setting());
+    if (how % 4 == 0) return;               // while it asks for the name
+    if (how % 4 == 1) client.Disconnect();  // the same, and once more
+    if (how % 4 >= 2) {
+      ASSERT_TRUE(recorder.WaitFor("ready"));
+    }
+    if (how % 4 == 3) client.Disconnect();
+  };
+  for (int i = 0; i < 8; ++i) round(i);  // what is made once and kept
+  const auto before = Held();
+  const int rounds = std::getenv("VEKAPI_LONG_TESTS") != nullptr ? 10'000 : 200;
+  for (int i = 0; i < rounds; ++i) round(i);
+  EXPECT_TRUE(SettlesTo(before));
+}
+
+TEST(OverRings, ClosingWhileOthersSend) {
+  SimServer server;
+  SimGateway gateway(Behind(server, 512));
+  for (int round = 0; round < 20; ++round) {
+    Recorder recorder;
+    VekClient client(recorder);
+    Connect(client, gateway.Setting());
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+    std::atomic<bool> over{false};
+    std::thread sender([&] {
+      while (!over) Send(client, 150, std::string(3000, 's'));
+    });
+    std::this_thread::yield();
+    client.Disconnect();
+    over = true;
+    sender.join();
+    EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
+  }
+}
+
+TEST(OverRings, NamesFromABadGateway) {
+  SimServer server;
+  for (const std::string& name :
+       {std::string("\n"), std::string(100'000, 'n'), std::string("Ack:ShMemName:\n"),
+        "Ack:ShMemName:" + std::string(3000, '/') + "\n"}) {
+    auto config = Behind(server);
+    config.nameAnswer = name;
+    SimGateway gateway(config);
+    Recorder recorder;
+    VekClient client(recorder);
+    Connect(client, gateway.Setting());
+    client.Disconnect();
+    EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
+  }
+}
+
+}  // namespace
+}  // namespace vektest

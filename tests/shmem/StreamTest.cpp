@@ -1,0 +1,296 @@
+// Bytes through the rings, both ways, and rings that are spoilt.
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <thread>
+
+#include "ShMemFixture.h"
+
+namespace vektest {
+namespace {
+
+TEST_F(ShMemTest, OverflowIsQueuedInOrder) {
+  Link(100);
+  std::string sent;
+  for (int i = 0; i < 200; ++i) {
+    const std::string message =
+        "message " + std::to_string(i) + std::string(static_cast<std::size_t>(i), '.');
+    ASSERT_EQ(mes->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
+    sent += message;
+  }
+  std::string got;
+  char buffer[64];
+  while (got.size() < sent.size()) {
+    const int count = rings.Read(buffer, sizeof buffer);
+    ASSERT_GE(count, 0);
+    got.append(buffer, static_cast<std::size_t>(count));
+    if (count == 0) rings.Wait(1000);
+  }
+  EXPECT_EQ(got, sent);
+  EXPECT_TRUE(events.WaitFor("empty"));
+}
+
+// A full ring that nobody empties does not keep the other one from being read, nor the messenger from
+// closing.
+TEST_F(ShMemTest, PeerThatNeverReads) {
+  Link(100);
+  const std::string lots(100'000, 'x');
+  ASSERT_EQ(mes->Send(lots.data(), 100'000), 100'000);
+  rings.Write("still listening", 15);
+  EXPECT_TRUE(events.WaitForBytes("still listening"));
+  Close();
+}
+
+class SpoiltIndex : public ShMemTest, public testing::WithParamInterface<std::uint32_t> {};
+
+TEST_P(SpoiltIndex, OfTheRingThatIsReadEndsTheLink) {
+  Link();
+  rings.Write("x", 1);
+  ASSERT_TRUE(events.WaitForBytes("x"));
+  const std::uint32_t index = GetParam();
+  std::memcpy(rings.ToClient() + 8, &index, 4);
+  Dova::TShMemChannel waker;
+  ASSERT_TRUE(waker.Open(base + ".S2C"));
+  waker.ReadEvent().Set();
+  EXPECT_TRUE(events.WaitFor("broken Invalid ShMem index"));
+}
+
+TEST_P(SpoiltIndex, OfTheRingThatIsWrittenEndsTheLink) {
+  Link();
+  const std::uint32_t index = GetParam();
+  std::memcpy(rings.FromClient() + 4, &index, 4);
+  EXPECT_EQ(mes->Send("x", 1), 0);
+  EXPECT_TRUE(events.WaitFor("broken Invalid ShMem index"));
+  EXPECT_EQ(events.LinkLines(), (Lines{"ready", "broken Invalid ShMem index"}));
+}
+
+TEST_P(SpoiltIndex, WhileBytesWaitInTheQueue) {
+  Link(10);
+  ASSERT_EQ(mes->Send("0123456789abcdef", 16), 16);
+  const std::uint32_t index = GetParam();
+  std::memcpy(rings.FromClient() + 4, &index, 4);
+  Dova::TShMemChannel waker;
+  ASSERT_TRUE(waker.Open(base + ".C2S"));
+  waker.WriteEvent().Set();
+  EXPECT_TRUE(events.WaitFor("broken Invalid ShMem index"));
+}
+INSTANTIATE_TEST_SUITE_P(ByIndex, SpoiltIndex, testing::Values(1001u, 0x7FFFFFFFu, 0xFFFFFFFFu));
+
+// Noise in every field, at any time, from a peer that never stops: nothing outside is touched, and Close
+// returns.
+TEST_F(ShMemTest, PeerThatScribbles) {
+  for (int round = 0; round < 20; ++round) {
+    const auto link = Dova::TShMemCli::Make();
+    MesRecorder recorder;
+    ASSERT_TRUE(link->SettingApply("TestMes:ok"));
+    link->SetEvHandler(&recorder);
+    ASSERT_TRUE(rings.Create(base = FreshName(), 500));
+    {
+      const Dova::TSyncScope inside(link->SyncContext());
+      ASSERT_TRUE(link->Open());
+    }
+    const auto inner = TestMes::Last();
+    inner->Ready();
+    inner->Deliver("Ack:ShMemName:" + base + "\n");
+    std::atomic<bool> over{false};
+    std::thread scribbler([&] {
+      std::minstd_rand random(static_cast<unsigned>(round));
+      Dova::TShMemChannel waker;
+      ASSERT_TRUE(waker.Open(base + ".S2C"));
+      while (!over) {
+        std::byte* const ring = random() % 2 == 0 ? rings.ToClient() : rings.FromClient();
+        const std::size_t field = random() % 3 * 4;
+        const std::uint32_t value = random() % 16 == 0 ? static_cast<std::uint32_t>(random())
+                                                       : static_cast<std::uint32_t>(random() % 501);
+        std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(ring + field)).store(value);
+        waker.ReadEvent().Set();
+      }
+    });
+    const std::string bytes(300, 'b');
+    for (int i = 0; i < 200 && link->Send(bytes.data(), 300) == 300; ++i) std::this_thread::yield();
+    {
+      const Dova::TSyncScope inside(link->SyncContext());
+      link->SetEvHandler(nullptr);
+      link->Close();
+    }
+    over = true;
+    scribbler.join();
+  }
+}
+
+// ---- messages of any size, both ways at once ----
+
+bool LongRun() {
+  return std::getenv("VEKAPI_LONG_TESTS") != nullptr;
+}
+
+// The stream of one direction: each message has its length, its number, and bytes that follow from both.
+class Messages {
+ public:
+  explicit Messages(unsigned seed) : random_(seed) {}
+
+  // Small ones and large ones alike: 1 byte to 64 KiB.
+  std::string Next() {
+    const double exponent = std::uniform_real_distribution<double>(0, 16)(random_);
+    const auto length = static_cast<std::uint32_t>(std::exp2(exponent));
+    std::string message(8 + length, '\0');
+    std::memcpy(message.data(), &length, 4);
+    std::memcpy(message.data() + 4, &number_, 4);
+    std::memset(message.data() + 8, Fill(number_), length);
+    ++number_;
+    return message;
+  }
+  static int Fill(std::uint32_t number) { return static_cast<int>(number * 7 % 251); }
+
+ private:
+  std::minstd_rand random_;
+  std::uint32_t number_ = 0;
+};
+
+// Puts the stream together again and counts what is whole and in order.
+class Checker {
+ public:
+  void Take(const char* bytes, std::size_t count) {
+    bytes_.append(bytes, count);
+    std::size_t at = 0;
+    while (good && bytes_.size() - at >= 8) {
+      std::uint32_t head[2];
+      std::memcpy(head, bytes_.data() + at, 8);
+      if (head[1] != whole || head[0] == 0 || head[0] > 65536) good = false;
+      if (!good || bytes_.size() - at - 8 < head[0]) break;
+      const char* const body = bytes_.data() + at + 8;
+      const auto fill = static_cast<char>(Messages::Fill(head[1]));
+      good = body[0] == fill && std::memcmp(body, body + 1, head[0] - 1) == 0;
+      at += 8 + head[0];
+      ++whole;
+    }
+    bytes_.erase(0, at);
+  }
+  std::uint32_t whole = 0;
+  bool good = true;
+
+ private:
+  std::string bytes_;
+};
+
+struct StreamCase {
+  std::uint32_t ringBytes;
+  std::uint32_t messages;
+};
+
+class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMesEvHandler {
+ protected:
+  void OnMesRecvReady(Dova::TMesBase* mes) override {
+    char buffer[65536];
+    for (int count = 0; (count = mes->Recv(buffer, sizeof buffer)) > 0;) {
+      down_.Take(buffer, static_cast<std::size_t>(count));
+    }
+    received_.store(down_.good ? down_.whole : total_);
+    received_.notify_all();
+  }
+  void OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) override {
+    ADD_FAILURE() << reason;
+    received_.store(total_);
+    received_.notify_all();
+  }
+
+  // The gateway: one thread that reads, checks and writes as it can.
+  void Serve(VekSim::SimRings& rings) {
+    Messages messages(1);
+    std::string writing;
+    std::size_t at = 0;
+    std::uint32_t made = 0;
+    std::string buffer(65536, '\0');
+    while (up_.good && (up_.whole < total_ || made < total_ || at < writing.size())) {
+      if (at == writing.size() && made < total_) {
+        writing = messages.Next();
+        at = 0;
+        ++made;
+      }
+      const int wrote = rings.Write(writing.data() + at, writing.size() - at);
+      const int read = rings.Read(buffer.data(), buffer.size());
+      ASSERT_GE(wrote, 0);
+      ASSERT_GE(read, 0);
+      at += static_cast<std::size_t>(wrote);
+      up_.Take(buffer.data(), static_cast<std::size_t>(read));
+      arrived_.store(up_.good ? up_.whole : total_);
+      arrived_.notify_all();
+      if (wrote == 0 && read == 0) rings.Wait();
+    }
+  }
+
+  std::uint32_t total_ = 0;
+  Checker up_, down_;
+  std::atomic<std::uint32_t> arrived_{0};   // of those sent to the gateway
+  std::atomic<std::uint32_t> received_{0};  // of those from it
+};
+
+// The queue takes all there is, so the sender keeps itself in bounds.
+constexpr std::uint32_t kAhead = 200;
+
+TEST_P(StressStream, BothWaysInOrderAndWhole) {
+  RegisterTestMesOnce();
+  total_ = LongRun() ? 1'000'000 : GetParam().messages;
+  VekSim::SimRings rings;
+  const std::string base = FreshName();
+  ASSERT_TRUE(rings.Create(base, GetParam().ringBytes));
+  const auto mes = Dova::TShMemCli::Make();
+  ASSERT_TRUE(mes->SettingApply("TestMes:ok"));
+  mes->SetEvHandler(this);
+  {
+    const Dova::TSyncScope inside(mes->SyncContext());
+    ASSERT_TRUE(mes->Open());
+  }
+  const auto proxy = TestMes::Last();
+  proxy->Ready();
+  proxy->Deliver("Ack:ShMemName:" + base + "\n");
+  std::thread gateway([&] { Serve(rings); });
+
+  Messages messages(2);
+  for (std::uint32_t i = 0; i < total_; ++i) {
+    const std::string message = messages.Next();
+    ASSERT_EQ(mes->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
+    for (std::uint32_t seen = arrived_; seen + kAhead < i; seen = arrived_) arrived_.wait(seen);
+  }
+  for (std::uint32_t seen = received_; seen < total_; seen = received_) received_.wait(seen);
+  gateway.join();
+  EXPECT_TRUE(up_.good) << "at message " << up_.whole;
+  EXPECT_TRUE(down_.good) << "at message " << down_.whole;
+  EXPECT_EQ(up_.whole, total_);
+  EXPECT_EQ(down_.whole, total_);
+  const Dova::TSyncScope inside(mes->SyncContext());
+  mes->Close();
+}
+INSTANTIATE_TEST_SUITE_P(ByRing, StressStream,
+                         testing::Values(StreamCase{4096, 10'000}, StreamCase{1 << 20, 20'000}));
+
+TEST_F(ShMemTest, SendersDoNotMix) {
+  Link(256);
+  constexpr int kSenders = 3, kEach = 400;
+  std::vector<std::thread> senders;
+  for (int s = 0; s < kSenders; ++s) {
+    senders.emplace_back([&, s] {
+      const std::string message(static_cast<std::size_t>(100 + s), static_cast<char>('a' + s));
+      for (int i = 0; i < kEach; ++i) EXPECT_EQ(mes->Send(message.data(), 100 + s), 100 + s);
+    });
+  }
+  std::string got;
+  char buffer[512];
+  while (got.size() < (100 + 101 + 102) * kEach) {
+    const int count = rings.Read(buffer, sizeof buffer);
+    ASSERT_GE(count, 0);
+    got.append(buffer, static_cast<std::size_t>(count));
+    if (count == 0) rings.Wait(1000);
+  }
+  for (std::thread& sender : senders) sender.join();
+  for (std::size_t at = 0; at < got.size();) {
+    const std::size_t length = 100 + static_cast<std::size_t>(got[at] - 'a');
+    ASSERT_EQ(got.substr(at, length), std::string(length, got[at])) << "at " << at;
+    at += length;
+  }
+}
+
+}  // namespace
+}  // namespace vektest

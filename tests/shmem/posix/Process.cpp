@@ -1,0 +1,82 @@
+#include "shmem/Process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+
+namespace vektest {
+
+struct Process::Native {
+  pid_t id = -1;
+  std::FILE* output = nullptr;
+};
+
+Process::Process(const std::string& program, const std::vector<std::string>& arguments)
+    : native_(std::make_unique<Native>()) {
+  const std::string path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / program;
+  std::vector<char*> argv{const_cast<char*>(path.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+  const int error = posix_spawn(&native_->id, path.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(ends[1]);
+  native_->output = fdopen(ends[0], "r");
+  if (error != 0) throw std::runtime_error("cannot start " + path);
+}
+
+Process::~Process() {
+  Kill();
+  std::fclose(native_->output);
+}
+
+std::string Process::ReadLine() {
+  char line[512] = {};
+  if (std::fgets(line, sizeof line, native_->output) == nullptr) return {};
+  std::string text = line;
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  return text;
+}
+
+void Process::Kill() {
+  if (native_->id < 0) return;
+  kill(native_->id, SIGKILL);
+  waitpid(native_->id, nullptr, 0);
+  native_->id = -1;
+}
+
+std::string FreshName() {
+  static std::atomic<int> count{0};
+  return "vektest-" + std::to_string(getpid()) + "-" + std::to_string(++count);
+}
+
+std::map<std::string, std::size_t> Held() {
+  std::map<std::string, std::size_t> held;
+  for (const char* const folder : {"/proc/self/fd", "/proc/self/task"}) {
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder)) ++held[folder];
+  }
+  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
+    const std::string name = entry.path().filename();
+    if (name.find("vektest-" + std::to_string(getpid())) != std::string::npos) ++held["shared memory"];
+  }
+  std::FILE* const maps = std::fopen("/proc/self/maps", "r");
+  char line[1024];
+  while (std::fgets(line, sizeof line, maps) != nullptr) {
+    if (std::string(line).find("/vekshm.") != std::string::npos) ++held["views"];
+  }
+  std::fclose(maps);
+  return held;
+}
+
+}  // namespace vektest

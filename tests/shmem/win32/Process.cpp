@@ -1,0 +1,70 @@
+#include "shmem/Process.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <stdexcept>
+
+namespace vektest {
+
+struct Process::Native {
+  PROCESS_INFORMATION process{};
+  HANDLE output = nullptr;
+};
+
+Process::Process(const std::string& program, const std::vector<std::string>& arguments)
+    : native_(std::make_unique<Native>()) {
+  char self[MAX_PATH];
+  GetModuleFileNameA(nullptr, self, MAX_PATH);
+  std::string command = self;
+  command = "\"" + command.substr(0, command.rfind('\\') + 1) + program + ".exe\"";
+  for (const std::string& argument : arguments) command += " \"" + argument + "\"";
+  SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+  HANDLE write = nullptr;
+  if (!CreatePipe(&native_->output, &write, &inherit, 0)) throw std::runtime_error("no pipe");
+  SetHandleInformation(native_->output, HANDLE_FLAG_INHERIT, 0);
+  STARTUPINFOA start{};
+  start.cb = sizeof start;
+  start.dwFlags = STARTF_USESTDHANDLES;
+  start.hStdOutput = write;
+  start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  const BOOL started = CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                                      &start, &native_->process);
+  CloseHandle(write);
+  if (!started) throw std::runtime_error("cannot start " + command);
+}
+
+Process::~Process() {
+  Kill();
+  CloseHandle(native_->process.hThread);
+  CloseHandle(native_->process.hProcess);
+  CloseHandle(native_->output);
+}
+
+std::string Process::ReadLine() {
+  std::string line;
+  char c = 0;
+  DWORD count = 0;
+  while (ReadFile(native_->output, &c, 1, &count, nullptr) && count == 1 && c != '\n') {
+    if (c != '\r') line += c;
+  }
+  return line;
+}
+
+void Process::Kill() {
+  TerminateProcess(native_->process.hProcess, 9);
+  WaitForSingleObject(native_->process.hProcess, INFINITE);
+}
+
+std::string FreshName() {
+  static std::atomic<int> count{0};
+  return "vektest-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count);
+}
+
+std::map<std::string, std::size_t> Held() {
+  DWORD handles = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &handles);
+  return {{"handles", handles}};
+}
+
+}  // namespace vektest
