@@ -43,8 +43,8 @@ void TShMemCli::Close() {
   receiveChannel_.Close();
 }
 
-// After it the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends when
-// that returns.
+// After it the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends
+// when that returns.
 void TShMemCli::StopThread() {
   int running = ts_Running;
   threadState_.compare_exchange_strong(running, ts_Stopping);

@@ -34,6 +34,10 @@ class TNamedMapping {
 
   void Close() noexcept;
 
+  // Takes away what processes that were all killed have left behind, events included. Where the system does
+  // that by itself (Windows) there is nothing to do.
+  static void RemoveAbandoned();
+
   std::byte* View() const noexcept;     // null when nothing is mapped
   std::uint64_t Size() const noexcept;  // bytes at View() that may be touched
 

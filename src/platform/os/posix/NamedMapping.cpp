@@ -58,6 +58,10 @@ void TNamedMapping::Close() noexcept {
   native_.reset();
 }
 
+void TNamedMapping::RemoveAbandoned() {
+  TSharedObject::RemoveAbandoned();
+}
+
 std::byte* TNamedMapping::View() const noexcept {
   if (!native_) return nullptr;
   return static_cast<std::byte*>(native_->ownView != nullptr ? native_->ownView : native_->object.View());

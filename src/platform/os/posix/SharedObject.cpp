@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <filesystem>
 #include <string_view>
 
 namespace Dova::Os {
@@ -85,6 +86,18 @@ int TSharedObject::Lock(std::uint64_t bytes, bool make) const {
   // Not one step when it was alone before: somebody who closes may come in between.
   if (FlockRetrying(fd_, LOCK_SH) != 0) return errno;
   return IsUnlinked() ? kGone : 0;
+}
+
+// Whoever is just making one of these sees that its name has gone and makes it again.
+void TSharedObject::RemoveAbandoned() {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", error)) {
+    const std::string path = "/" + entry.path().filename().string();
+    if (path.rfind(kPrefix, 0) != 0) continue;
+    TSharedObject object;  // its Close unlinks what it can lock alone
+    object.path_ = path;
+    object.fd_ = shm_open(path.c_str(), O_RDWR, 0);
+  }
 }
 
 bool TSharedObject::IsUnlinked() const noexcept {

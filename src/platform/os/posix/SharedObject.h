@@ -26,6 +26,9 @@ class TSharedObject {
   void* View() const noexcept { return view_; }
   std::uint64_t ViewBytes() const noexcept { return viewBytes_; }
 
+  // Unlinks every object that nobody has locked.
+  static void RemoveAbandoned();
+
   // The name in the system's directory; empty when it would be too long.
   static std::string SystemName(const std::string& name);
 

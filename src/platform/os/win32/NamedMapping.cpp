@@ -66,6 +66,8 @@ void TNamedMapping::Close() noexcept {
   native_.reset();
 }
 
+void TNamedMapping::RemoveAbandoned() {}
+
 std::byte* TNamedMapping::View() const noexcept {
   return native_ ? static_cast<std::byte*>(native_->view) : nullptr;
 }
