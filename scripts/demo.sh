@@ -1,6 +1,7 @@
 # The demo: the simulated server on a free port, and the example clients; one goes through a whole session with it.
+# Over shared memory there is a gateway between them, a process of its own.
 
-simulator=
+simulator= gateway=
 
 # Its exit status is the simulator's; a Windows program cannot be asked to end and is just killed.
 stop_simulator() {
@@ -34,6 +35,34 @@ start_simulator() {
   cat <&"$told" >>"$log" &
 }
 
+stop_gateway() {
+  [[ -n $gateway ]] || return 0
+  kill "$gateway" 2>/dev/null || true
+  wait "$gateway" 2>/dev/null || true
+  gateway=
+}
+
+# start_gateway PRESET: sets `gateway` (process id) and `setting`, which it prints. Needs `port`.
+start_gateway() {
+  local log=$root/build/$1/vekgate.log line
+  coproc GATE { exec "${launcher[@]}" "$root/build/$1/vekgate$suffix" --port 0 --upstream "127.0.0.1:$port" 2>"$log"; }
+  # shellcheck disable=SC2153
+  gateway=$GATE_PID
+  exec {gate_told}<&"${GATE[0]}"
+  setting=
+  while [[ -z $setting ]] && read -r -t 60 line <&"$gate_told"; do
+    line=${line%$'\r'}
+    echo "vekgate: $line"
+    [[ $line == :ShMemCli:* ]] && setting=$line
+  done
+  if [[ -z $setting ]]; then
+    cat "$log"
+    warn "vekgate told no setting"
+    return 1
+  fi
+  cat <&"$gate_told" >>"$log" &
+}
+
 # example PRESET PROGRAM ARGUMENTS...
 example() {
   local preset=$1 program=$2 status=0
@@ -44,12 +73,15 @@ example() {
   return "$status"
 }
 
-# demo_session PRESET: one run; succeeds when both example clients do. The second leaves another password behind.
+# demo_session PRESET [shm]: one run; succeeds when both example clients do. The second leaves another password behind.
 demo_session() {
-  local status=0
+  local status=0 setting
   launch_as "$1"
   start_simulator "$1" || return 1
-  example "$1" minimal "127.0.0.1:$port" && example "$1" session --server "127.0.0.1:$port" || status=$?
+  setting=127.0.0.1:$port
+  if [[ ${2:-} == shm ]]; then start_gateway "$1" || status=1; fi
+  ((status)) || { example "$1" minimal "$setting" && example "$1" session --server "$setting"; } || status=$?
+  stop_gateway
   stop_simulator || {
     status=$?
     warn "veksim: exit status $status"
@@ -58,16 +90,20 @@ demo_session() {
   return "$status"
 }
 
+# dev_demo [PRESET] [shm], in any order.
 dev_demo() {
-  local preset=${1:-linux}
+  local preset=linux over='' argument
+  for argument in "$@"; do
+    if [[ $argument == shm ]]; then over=shm; else preset=$argument; fi
+  done
   known_preset "$preset"
   need_for_build "$preset"
   need_for_run "$preset"
   need_install
   build_preset "$preset" || fail "the build failed"
   launch_as "$preset"
-  trap 'stop_simulator || true; wine_stop || true' EXIT
-  step "demo ($preset): veksim and the example clients" demo_session "$preset" ||
+  trap 'stop_gateway; stop_simulator || true; wine_stop || true' EXIT
+  step "demo ($preset${over:+, $over}): veksim${over:+, vekgate} and the example clients" demo_session "$preset" $over ||
     fail "the demo did not go through; see above and build/$preset/veksim.log"
-  verdict "demo ($preset): every step came through"
+  verdict "demo ($preset${over:+, $over}): every step came through"
 }

@@ -98,6 +98,7 @@ test_preset() {
   for program in $programs; do run_test_program "$preset" "$program"; done
   check_preset=$preset
   check demo demo_session "$preset"
+  check demo-shm demo_session "$preset" shm
   check_languages "$preset"
 }
 
