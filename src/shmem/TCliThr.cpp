@@ -22,11 +22,13 @@ bool TShMemCli::TCliThr::Start() {
   return thread_.Start("vek-shmem", [this, owner = Dstl::wise_ref<TShMemCli>(&owner_)] { Run(); });
 }
 
+// Not waited for while it is in an event: whoever calls is then inside that event, on this thread or on one
+// that the event was handed to.
 void TShMemCli::TCliThr::Stop() {
   AbortSync();
   do {
     wait_.Stop(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent());
-  } while (!thread_.IsCurrent() && !thread_.Join(kWakeAgainMs));
+  } while (!inSync_ && !thread_.Join(kWakeAgainMs));
 }
 
 void TShMemCli::TCliThr::Run() {
@@ -68,6 +70,12 @@ void TShMemCli::TCliThr::HandOver(EPending pending) {
 }
 
 void TShMemCli::TCliThr::OnSync() {
+  inSync_ = true;
+  Tell();
+  inSync_ = false;
+}
+
+void TShMemCli::TCliThr::Tell() {
   if (!owner_.IsRunning() || owner_.CloseWhenBroken()) return;
   if (pending_ == pk_Data) {
     owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(&owner_); });

@@ -14,8 +14,8 @@ class TShMemCli::TCliThr : public TSyncObj {
   // The owner lives until the thread has ended. False when the system has no thread to give.
   bool Start();
 
-  // Wakes the thread, which finds its state to be another, and waits until it has ended; not on the thread
-  // itself. From inside the context.
+  // Wakes the thread, which finds its state to be another, and waits until it has ended, unless an event of
+  // its is on a stack beneath. From inside the context.
   void Stop();
 
  protected:
@@ -29,11 +29,13 @@ class TShMemCli::TCliThr : public TSyncObj {
   unsigned WaitForRings();
   void OnSpace();
   void HandOver(EPending pending);
+  void Tell();
 
   TShMemCli& owner_;
   EPending pending_ = pk_None;
-  unsigned retries_ =
-      0;  // how often in a row the full ring took nothing of what is queued; 0: nothing is queued
+  bool inSync_ = false;  // guarded by the context
+  // How often in a row the full ring took nothing of what is queued; 0: nothing is queued.
+  unsigned retries_ = 0;
   Os::TNamedEventWait wait_;
   Os::TThread thread_;
 };

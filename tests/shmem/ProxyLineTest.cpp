@@ -134,7 +134,6 @@ TEST_F(ShMemTest, LastBytesOfAGatewayThatIsGone) {
 }
 
 TEST(ShMemSetting, WantsAnotherMessengersSetting) {
-  RegisterTestMesOnce();
   for (const char* const setting :
        {"", "TestMes", "TestMes:", "Nothing:ok", "TCPClient:127.0.0.1", "ShMemCli:TestMes:ok"}) {
     EXPECT_FALSE(Dova::TShMemCli::Make()->SettingApply(setting)) << setting;

@@ -79,7 +79,6 @@ class MesRecorder : public Dova::TMesEvHandler {
 class ShMemTest : public testing::Test {
  protected:
   ShMemTest() {
-    RegisterTestMesOnce();
     mes = Dova::TShMemCli::Make();
     EXPECT_TRUE(mes->SettingApply("TestMes:ok"));
     mes->SetEvHandler(&events);

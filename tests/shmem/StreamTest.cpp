@@ -231,7 +231,6 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
 constexpr std::uint32_t kAhead = 200;
 
 TEST_P(StressStream, BothWaysInOrderAndWhole) {
-  RegisterTestMesOnce();
   total_ = LongRun() ? 1'000'000 : GetParam().messages;
   VekSim::SimRings rings;
   const std::string base = FreshName();
