@@ -1,0 +1,83 @@
+// What a server sends, in any bytes and blocks. First byte: how it is cut; second byte: which handshake goes
+// before it, and how the messenger hands it over.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "support/TestMes.h"
+#include "support/Wire.h"
+#include "vekapi/VekClient.h"
+
+namespace {
+
+// Reads what an application would read.
+class Reader : public VekApi::VekClientHandler {
+ public:
+  void OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) override { Touch(reason); }
+  void OnVekApReadyEvent(VekApi::VekClient& client) override { Walk(client.SgnResult()); }
+  void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) override {
+    Walk(result);
+  }
+  void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
+                               const std::string& text) override {
+    Touch(user);
+    Touch(text);
+  }
+  void OnVekRequestAckEvent(VekApi::VekClient&, int, const std::string& text) override { Touch(text); }
+  void OnVekReportEvent(VekApi::VekClient&, const std::string& text) override { Touch(text); }
+  void OnVekClientDestroyEvent(VekApi::VekClient&) override {}
+
+ private:
+  void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int, const char* packet, int length) override {
+    Touch(std::string(packet, static_cast<std::size_t>(length)));
+  }
+
+  void Touch(const std::string& text) {
+    for (const char c : text) sum_ = sum_ + static_cast<unsigned char>(c);
+  }
+
+  void Walk(const VekApi::VekTaskResult& result) {
+    Touch(result.WorkID());
+    Touch(result.OrigResult());
+    for (unsigned at = 0; at < result.TableCount(); ++at) {
+      const VekApi::VekTable& table = *result.Table(at);
+      Touch(table.Properties().ToString());
+      for (int row = 0; row < table.RecordsCount(); ++row) {
+        for (int column = 0; column <= table.Fields().Count(); ++column) {
+          if (const char* value = table.RecordField(row, column)) Touch(value);
+        }
+      }
+    }
+  }
+
+  volatile unsigned sum_ = 0;
+};
+
+std::string Handshake(unsigned which) {
+  const bool big = (which & 1) != 0;
+  if ((which & 2) != 0) return {};
+  const std::string key = (which & 4) != 0 ? "key" : "";
+  return vektest::ConnectResult(big, {{"VekEnc\n", vektest::EncItem(1, key)}});
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size < 2) return 0;
+  const std::size_t block = data[0] == 0 ? size + 64 : data[0];
+  static auto& reader = *new Reader;
+  // Keeps the library's threads from being started and ended with every input.
+  static auto& anchor = *new VekApi::VekClient(reader);
+  anchor.State();
+  VekApi::VekClient client(reader);
+  client.Connect((data[1] & 8) != 0 ? ":TestMes:lend" : ":TestMes:ok", "fuzz", "1", "id", "", "pass");
+  vektest::TestMes::Last()->Ready();
+  std::string stream = Handshake(data[1]);
+  stream.append(reinterpret_cast<const char*>(data) + 2, size - 2);
+  for (std::size_t at = 0; at < stream.size(); at += block) {
+    const auto mes = vektest::TestMes::Last();
+    if (!mes) break;
+    mes->Deliver(stream.substr(at, block));
+  }
+  return 0;
+}
