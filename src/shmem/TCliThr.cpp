@@ -49,8 +49,9 @@ unsigned TShMemCli::TCliThr::WaitForRings() {
     std::this_thread::yield();
     timeoutMs = retries_ > kBusyRetries ? kSlowRetryMs : 0;
   }
-  const unsigned news =
-      wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(), timeoutMs);
+  // While nothing is queued, room is no news to wake up for; Send nudges when it begins to queue.
+  const unsigned news = wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(),
+                                   timeoutMs, retries_ == 0);
   if (news == Os::TNamedEventWait::kCannot) Os::SleepMs(kMissingEventMs);
   return news;
 }
