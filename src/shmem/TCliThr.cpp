@@ -7,7 +7,7 @@ namespace {
 
 // A full ring is tried again at once, as the reader may just be making room. One that stays full belongs to a
 // reader that is slow or dead: from then on it is tried when room is announced, and every millisecond.
-constexpr unsigned kBusyRetries = 1000;
+constexpr unsigned kBusyRetries = 50;
 constexpr int kSlowRetryMs = 1;
 
 // How often a thread that does not end is woken again: whoever shares the events could have taken a wake-up
