@@ -5,8 +5,8 @@ Option Explicit
 ' load it first with LoadLibrary. What the functions do is told in VekApiC.h.
 '
 ' Threads. VBA code must run on the thread of its own window, but the callbacks of CVekClient_Create come on threads
-' of the library: make clients with CVekClient_Create_OnMessageLoop, whose callbacks come through the window's
-' messages, and give entries with AddressOf, functions of a standard module.
+' of the library. Give entries with AddressOf only where the host allows its code to run on other threads; otherwise
+' pass no callbacks and poll: CVekClient_State and CVekClient_SgnResult may be asked on the window's thread.
 '
 ' Handles. A handle is a type of one pointer, passed by reference. Functions that return one return its pointer:
 '     client.Object = CVekClient_Create(callbacks, 0)
