@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/mbus/TThreadTimerQueue.h"
 #include "support/TVirtualTimerQueue.h"
 #include "vekapi/VekFlowCtrl.h"
 
@@ -151,6 +152,27 @@ TEST_F(GateTest, EventMayDeleteItsGateWhileAnExpiryWaits) {
   doomed->StartCheckTimer();
   timer.join();
   queue.Advance(1000);
+}
+
+// With nothing but an acknowledgement to wait for: a look a millisecond, none once there is nothing to look
+// for.
+TEST(Gate, LooksAgainEveryMillisecondAndNotMoreOften) {
+  const auto& queue = Dova::TThreadTimerQueue::Instance();
+  TGate gate;
+  gate.SetFlowCtrl(1, 1000);
+  EXPECT_EQ(gate.CheckFlowCtrl(), 0U);
+  gate.StartCheckTimer();
+  const auto wakes = queue.WakeCount();
+  const std::int64_t began = queue.NowNs();
+  while (queue.WakeCount() - wakes < 200) VekApi::VekFlowCtrl::Sleep(1);
+  const std::int64_t us = (queue.NowNs() - began) / 1000;
+  RecordProperty("us_for_200_looks", static_cast<int>(us));
+  EXPECT_GE(us, 50'000) << "some wakes may be early, most are not";
+  gate.Clear();
+  const auto cleared = queue.WakeCount();
+  VekApi::VekFlowCtrl::Sleep(50);
+  EXPECT_LE(queue.WakeCount() - cleared, 4U);
+  EXPECT_EQ(gate.events, 0);
 }
 
 // A check finds no configuration for a moment when the old one goes before the new one comes.
