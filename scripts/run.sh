@@ -40,7 +40,7 @@ wine_start() {
 }
 
 # Ends the server of our own prefix only.
-wine_stop() { [[ -n $wine ]] && wine_server -k; }
+wine_stop() { [[ -z $wine ]] || wine_server -k; }
 
 # The sanitizers' memory layout does not fit kernels that randomise addresses with more bits than they know.
 fixed_addresses() {
