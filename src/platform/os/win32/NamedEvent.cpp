@@ -50,8 +50,7 @@ struct TNamedEventWait::TNative {
 TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
 TNamedEventWait::~TNamedEventWait() = default;
 
-unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs,
-                               bool /*lazySecond*/) noexcept {
+unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs) noexcept {
   if (!first.native_ || !second.native_) return kCannot;
   const HANDLE handles[] = {native_->stop, first.native_->handle, second.native_->handle};
   switch (
@@ -68,10 +67,6 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
     default:
       return kCannot;
   }
-}
-
-void TNamedEventWait::Nudge(TNamedEvent& second) noexcept {
-  second.Set();
 }
 
 void TNamedEventWait::Stop(TNamedEvent& /*first*/, TNamedEvent& /*second*/) noexcept {
