@@ -245,7 +245,7 @@ typedef struct CVekClientCallbacks {
 VEKAPI_FLAT CVekClient CVekClient_Create(const CVekClientCallbacks* callbacks, void* user);
 
 // Calls OnVekClientDestroyEvent, closes the session and frees the client; the handle becomes null. Waits for
-// a callback that is running on another thread (a Windows thread answers messages meanwhile). No callback
+// a callback that is running on another thread (a thread answers what is sent to its windows meanwhile). No callback
 // comes afterwards, unless the call was made inside one. Not on two threads at once, nor together with
 // another function on that client. Senders bound to the client must have been deleted before.
 VEKAPI_FLAT void CVekClient_Delete(CVekClient* client);
@@ -390,6 +390,46 @@ VEKAPI_FLAT bool CVekFlowCtrlSender_SendVekRequest(CVekFlowCtrlSender* sender, c
 // its partner is dropped. Returns how many were sent now; the others are held. The buffer is consumed.
 VEKAPI_FLAT unsigned CVekFlowCtrlSender_SendVekRequests(CVekFlowCtrlSender* sender, char* buffer,
                                                         unsigned length);
+
+// ---------------------------------------------------------------------------------------------------------
+// Message loop: callbacks on the thread that created the client
+
+// As CVekClient_Create, for a client whose callbacks run on the calling thread, when that thread runs its
+// message loop. A null handle when the thread can have no window (or there is no memory).
+//
+// The loop. On Windows it is any loop of GetMessage and DispatchMessage, also a modal one (message box, menu,
+// dragging). On every system CVekMessageLoop_Dispatch may take its place.
+//
+// Order. Callbacks come one after the other in the order of the wire. They come later than the event: what
+// CVekClient_State answers in one is the state of now, and events from before a CVekClient_Connect or
+// CVekClient_Disconnect, and those of these calls themselves, are still called when the call has returned.
+//
+// Waiting. A task result or password result is lent, so the session waits until its callback has returned:
+// nothing else of that session arrives meanwhile. The thread also answers these two, and with them what is
+// queued before them, while it waits inside a function of this library, so callbacks may come inside any call
+// that connects, disconnects or deletes. The thread must not wait for the session by other means.
+//
+// Inside a callback the thread may do everything: connect, disconnect, delete, run a loop of its own. When a
+// callback runs such a loop, events that were queued behind it may wait for its return; results go on coming.
+// After a deletion nothing is called any more but OnVekClientDestroyEvent, which CVekClient_Delete calls
+// itself, before it returns, on its own thread.
+//
+// CVekClient_Delete belongs on the creating thread. Another thread may call it outside callbacks; it then
+// waits for the creating one to run its loop, or to end. A client whose thread has ended gets no callbacks
+// but the last; it must still be deleted.
+VEKAPI_FLAT CVekClient CVekClient_Create_OnMessageLoop(const CVekClientCallbacks* callbacks, void* user);
+
+// Runs what waits for the calling thread, a thousand messages at most, and returns how many it ran. Waits up
+// to `timeoutMs` milliseconds when there is nothing (0: does not wait; negative: waits for ever), and answers
+// 0 when nothing came. Negative on error; on Windows also when the thread has been told to quit (WM_QUIT,
+// which stays in the queue). On Windows it serves all the thread's windows. Inside a callback, too.
+VEKAPI_FLAT int CVekMessageLoop_Dispatch(int timeoutMs);
+
+// For event loops that watch descriptors (poll, epoll, GLib, Qt, asyncio): one that polls readable while
+// something waits for the calling thread; call CVekMessageLoop_Dispatch(0) then. It belongs to the library
+// and lives as long as the thread: not to be read or closed. -1 on Windows, where the thread's message loop
+// serves everything, and on error.
+VEKAPI_FLAT int CVekMessageLoop_Fd(void);
 
 #ifdef __cplusplus
 }

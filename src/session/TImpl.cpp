@@ -15,6 +15,11 @@ VekClient_nsImpl<T>::VekClient_nsImpl(VekClient* client)
 }
 
 template <class T>
+const Dstl::wise_ref<Dova::TSyncContext>& VekClient_nsImpl<T>::ContextOf(const VekClient& client) {
+  return client.impl_->Context();
+}
+
+template <class T>
 bool VekClient_nsImpl<T>::RemoveOwner(VekClient* client) {
   ++epoch_;  // calls of that client that are on a stack do not touch it any more
   owners_.erase(std::remove(owners_.begin(), owners_.end(), client), owners_.end());

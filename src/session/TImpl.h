@@ -30,6 +30,7 @@ class VekClient_nsImpl : public Dstl::ref_counter<unsigned>, public TMesEvHandle
   explicit VekClient_nsImpl(VekClient* client);
 
   const Dstl::wise_ref<Dova::TSyncContext>& Context() const { return context_; }  // any thread
+  static const Dstl::wise_ref<Dova::TSyncContext>& ContextOf(const VekClient& client);
 
   // Owners: the eldest gets the events. RemoveOwner is true when none is left.
   void AddOwner(VekClient* client) { owners_.push_back(client); }

@@ -1,6 +1,7 @@
 #include "platform/mbus/TSyncContext.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/os/Event.h"
 #include "platform/os/Thread.h"
@@ -110,6 +111,24 @@ void TSyncContext::Kick() noexcept {
 void TSyncContext::Abort() noexcept {
   aborted_.store(true);
   Kick();
+}
+
+// The depth starts at one, so that no Leave of this thread's lets anybody in.
+TSyncContext::TAdopt::TAdopt(Dstl::wise_ref<TSyncContext> context, std::uintptr_t lender) noexcept
+    : context_(std::move(context)), lender_(lender) {
+  const std::uintptr_t me = Os::CurrentThreadToken();
+  if (!context_ || lender == me || context_->owner_.load() != lender) {
+    context_.reset();
+    return;
+  }
+  depth_ = std::exchange(context_->depth_, 1);
+  context_->owner_.store(me);
+}
+
+TSyncContext::TAdopt::~TAdopt() {
+  if (!context_) return;
+  context_->depth_ = depth_;
+  context_->owner_.store(lender_);
 }
 
 }  // namespace Dova

@@ -35,6 +35,8 @@ class TSyncContext : public Dstl::ref_counter<unsigned> {
 
   bool IsInside() const noexcept;
 
+  class TAdopt;
+
  private:
   struct TWaiter;
 
@@ -50,6 +52,26 @@ class TSyncContext : public Dstl::ref_counter<unsigned> {
   std::atomic<unsigned> waiting_{0};  // size of waiters_, readable without the mutex
   std::mutex mutex_;                  // leaf
   std::deque<TWaiter*> waiters_;
+};
+
+// For a thread that is called by one that is inside and waits for it: it stands in for that one for a scope,
+// with a depth of its own, so it may enter, close what is open and abort. As the other does nothing
+// meanwhile, there is still only one inside. Whoever has been waiting to enter, perhaps the calling thread
+// itself further down its stack, keeps waiting.
+//
+// The call and its return must be visible as synchronisation between the two threads.
+class TSyncContext::TAdopt {
+ public:
+  // Nothing for a null context, when `lender` (a CurrentThreadToken) is not inside, or is the calling thread.
+  TAdopt(Dstl::wise_ref<TSyncContext> context, std::uintptr_t lender) noexcept;
+  ~TAdopt();
+  TAdopt(const TAdopt&) = delete;
+  TAdopt& operator=(const TAdopt&) = delete;
+
+ private:
+  Dstl::wise_ref<TSyncContext> context_;
+  std::uintptr_t lender_;
+  unsigned depth_ = 0;  // the lender's
 };
 
 // Inside a context for a scope, when it could be entered. Keeps the context alive.

@@ -36,8 +36,8 @@ class TTimerBase {
 
   // To be called by the destructor of the most derived class, before anything goes that OnExpiry needs.
   // Disarms and waits until no expiry is running on another thread; from inside this timer's own expiry it
-  // does not wait, and nothing touches the timer once that expiry returns. A Windows thread that waits here
-  // keeps answering sent messages.
+  // does not wait, and nothing touches the timer once that expiry returns. A thread that waits here keeps
+  // answering messages sent to its windows.
   void Close() noexcept;
 
  private:

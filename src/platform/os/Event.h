@@ -6,8 +6,8 @@ namespace Dova::Os {
 
 // Auto-reset event: a Set lets one Wait through, now or later; Sets do not add up.
 //
-// On Windows a thread that waits here keeps answering messages that other threads send to its windows; those
-// calls run nested inside Wait. (Messages that were posted stay where they are.)
+// A thread that waits here keeps answering messages that other threads send to its windows; those calls run
+// nested inside Wait. (Messages that were posted stay where they are.)
 class TEvent {
  public:
   static constexpr int kForever = -1;

@@ -4,8 +4,8 @@
 
 namespace Dova::Os {
 
-// A loop that serves one thread's messages until it is told to quit. On Windows these are window messages;
-// elsewhere there are none, and the thread sleeps.
+// A loop that serves one thread's window messages until it is told to quit. Only on Windows do such threads
+// have windows: elsewhere the thread sleeps, and answers what is sent, not what is posted.
 class TMessageLoop {
  public:
   TMessageLoop();

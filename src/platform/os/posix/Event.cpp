@@ -1,13 +1,51 @@
 #include "platform/os/Event.h"
 
+#include <utility>
+
 #include "platform/os/Clock.h"
 #include "platform/os/posix/Deadline.h"
+#include "platform/os/posix/ThreadQueue.h"
 
 namespace Dova::Os {
 
 struct TEvent::TNative : TMonotonicCondition {
   bool isSet = false;
+
+  bool Wait(const bool& woken, std::int64_t due) noexcept;
+  bool WaitAnsweringSentMessages(TThreadQueue& queue, std::int64_t due) noexcept;
 };
+
+namespace {
+
+bool IsOver(std::int64_t due) {
+  return due != INT64_MAX && MonotonicNs() >= due;
+}
+
+// Ends a thread's wait for an event when something is sent to a window of the thread.
+class TEventWaker final : public TThreadQueue::TWaker {
+ public:
+  TEventWaker(TThreadQueue& queue, TMonotonicCondition& event)
+      : queue_(queue), event_(event), outer_(queue.SetWaker(this)) {}
+  ~TEventWaker() { queue_.SetWaker(outer_); }
+  TEventWaker(const TEventWaker&) = delete;
+  TEventWaker& operator=(const TEventWaker&) = delete;
+
+  void Wake() noexcept override {
+    pthread_mutex_lock(&event_.mutex);
+    woken = true;
+    pthread_cond_broadcast(&event_.condition);
+    pthread_mutex_unlock(&event_.mutex);
+  }
+
+  bool woken = false;  // under the event's mutex
+
+ private:
+  TThreadQueue& queue_;
+  TMonotonicCondition& event_;
+  TWaker* const outer_;
+};
+
+}  // namespace
 
 TEvent::TEvent() : native_(std::make_unique<TNative>()) {}
 TEvent::~TEvent() = default;
@@ -20,17 +58,38 @@ void TEvent::Set() noexcept {
   pthread_mutex_unlock(&native_->mutex);
 }
 
-bool TEvent::Wait(int timeoutMs) noexcept {
-  std::int64_t due = INT64_MAX;
-  if (timeoutMs > 0) due = MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
-  pthread_mutex_lock(&native_->mutex);
-  while (!native_->isSet && timeoutMs != 0 && (due == INT64_MAX || MonotonicNs() < due)) {
-    native_->WaitUntil(due);
+// With the mutex held: until set, woken or due. True when it was set.
+bool TEvent::TNative::Wait(const bool& woken, std::int64_t due) noexcept {
+  while (!isSet && !woken && !IsOver(due)) WaitUntil(due);
+  return std::exchange(isSet, false);
+}
+
+// One message a round, so that neither the event nor the time is overlooked under fire. Messages that come
+// while one of them is being answered find the waker of a wait further inside, if any; the next round sees
+// them.
+bool TEvent::TNative::WaitAnsweringSentMessages(TThreadQueue& queue, std::int64_t due) noexcept {
+  TEventWaker waker(queue, *this);
+  for (;;) {
+    const bool answered = queue.RunSent();
+    pthread_mutex_lock(&mutex);
+    waker.woken = waker.woken || answered;
+    const bool wasSet = Wait(waker.woken, due);
+    waker.woken = false;
+    pthread_mutex_unlock(&mutex);
+    if (wasSet) return true;
+    if (IsOver(due)) return false;
   }
-  const bool wasSet = native_->isSet;
-  native_->isSet = false;
+}
+
+bool TEvent::Wait(int timeoutMs) noexcept {
+  const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
+  TThreadQueue* const queue = TThreadQueue::OfThisThread();
+  const bool justLook = timeoutMs == 0 || queue;
+  pthread_mutex_lock(&native_->mutex);
+  const bool wasSet = native_->Wait(justLook, due);
   pthread_mutex_unlock(&native_->mutex);
-  return wasSet;
+  if (wasSet || timeoutMs == 0 || !queue) return wasSet;
+  return native_->WaitAnsweringSentMessages(*queue, due);
 }
 
 }  // namespace Dova::Os

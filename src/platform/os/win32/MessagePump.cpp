@@ -1,0 +1,53 @@
+#include "platform/os/MessagePump.h"
+
+#include <windows.h>
+
+#include "platform/os/Clock.h"
+#include "platform/os/win32/MessageCount.h"
+
+namespace Dova::Os {
+namespace {
+
+constexpr int kQuit = -1;
+
+// Looking for a posted message answers all that were sent.
+int RunWaiting() noexcept {
+  const int answered = SentMessagesAnswered();
+  int posted = 0;
+  MSG message;
+  while (posted < kMessagesAtOnce && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (message.message == WM_QUIT) {
+      PostQuitMessage(static_cast<int>(message.wParam));
+      return kQuit;
+    }
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+    ++posted;
+  }
+  return posted + SentMessagesAnswered() - answered;
+}
+
+DWORD RemainingMs(std::int64_t due) noexcept {
+  const std::int64_t left = due - MonotonicNs();
+  return left <= 0 ? 0 : static_cast<DWORD>((left + 999'999) / 1'000'000);
+}
+
+}  // namespace
+
+int DispatchMessages(int timeoutMs) noexcept {
+  const std::int64_t due = MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
+  for (;;) {
+    const int ran = RunWaiting();
+    if (ran != 0 || timeoutMs == 0) return ran;
+    const DWORD waitMs = timeoutMs < 0 ? INFINITE : RemainingMs(due);
+    const DWORD result = MsgWaitForMultipleObjectsEx(0, nullptr, waitMs, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    if (result == WAIT_FAILED) return -1;
+    if (result == WAIT_TIMEOUT) return 0;
+  }
+}
+
+int MessagesDescriptor() noexcept {
+  return -1;
+}
+
+}  // namespace Dova::Os

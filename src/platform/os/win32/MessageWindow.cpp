@@ -1,0 +1,129 @@
+#include "platform/os/MessageWindow.h"
+
+#include <windows.h>
+
+#include <mutex>
+#include <utility>
+
+#include "platform/os/win32/MessageCount.h"
+
+namespace Dova::Os {
+
+struct TMessageWindow::TNative {
+  HWND handle;
+  TMessageHandler& handler;
+};
+
+namespace {
+
+constexpr char kClassName[] = "VekApiMessageWindow";
+
+// Asks a window, on its own thread, to go; answers 1.
+UINT DeallocateMessage() noexcept {
+  static const UINT message = RegisterWindowMessageA("VekApiMessageWindow.Deallocate");
+  return message;
+}
+
+TMessageWindow::TNative* NativeOf(HWND window) noexcept {
+  return reinterpret_cast<TMessageWindow::TNative*>(GetWindowLongPtrA(window, GWLP_USERDATA));
+}
+
+void Close(TMessageWindow::TNative& native) noexcept;
+
+// Neither the window nor its handler may be touched once the handler was called: it may have deallocated
+// both.
+LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM first, LPARAM second) {
+  TMessageWindow::TNative* const native = NativeOf(window);
+  if (!native) return DefWindowProcA(window, message, first, second);
+  if (message == DeallocateMessage()) {
+    Close(*native);
+    return 1;
+  }
+  const bool sent = InSendMessage() != FALSE;
+  if (!native->handler.OnMessage({message, first, static_cast<std::uintptr_t>(second)})) {
+    return DefWindowProcA(window, message, first, second);
+  }
+  if (sent) ++SentMessagesAnswered();
+  return 0;
+}
+
+HINSTANCE ThisModule() noexcept {
+  HMODULE module = nullptr;
+  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                     reinterpret_cast<LPCSTR>(reinterpret_cast<void*>(&WindowProcedure)), &module);
+  return module;
+}
+
+// The class is there while a window is: a library that is unloaded must not leave behind a class whose
+// procedure is gone, which the next one to be loaded at the same place would find.
+std::mutex classMutex;
+
+HWND MakeWindow() noexcept {
+  const HINSTANCE module = ThisModule();
+  WNDCLASSA type{};
+  type.lpfnWndProc = WindowProcedure;
+  type.hInstance = module;
+  type.lpszClassName = kClassName;
+  const std::lock_guard lock(classMutex);
+  RegisterClassA(&type);  // fails when it is there already
+  return CreateWindowExA(0, kClassName, "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, module, nullptr);
+}
+
+void UnmakeWindow(HWND window) noexcept {
+  const std::lock_guard lock(classMutex);
+  if (window != nullptr) DestroyWindow(window);
+  UnregisterClassA(kClassName, ThisModule());  // fails while there are other windows
+}
+
+// On the window's thread.
+void Close(TMessageWindow::TNative& native) noexcept {
+  SetWindowLongPtrA(native.handle, GWLP_USERDATA, 0);
+  UnmakeWindow(native.handle);
+  native.handler.OnWindowGone();
+}
+
+}  // namespace
+
+int& SentMessagesAnswered() noexcept {
+  thread_local int count = 0;
+  return count;
+}
+
+TMessageWindow::TMessageWindow(std::unique_ptr<TNative> native) : native_(std::move(native)) {}
+TMessageWindow::~TMessageWindow() = default;
+
+bool TMessageWindow::Post(unsigned code) noexcept {
+  return PostMessageA(native_->handle, code, 0, 0) != FALSE;
+}
+
+void TMessageWindow::Send(const TMessage& message) noexcept {
+  SendMessageA(native_->handle, message.code, message.first, static_cast<LPARAM>(message.second));
+}
+
+TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept {
+  const HWND handle = MakeWindow();
+  if (handle == nullptr) {
+    UnmakeWindow(nullptr);
+    return nullptr;
+  }
+  try {
+    auto native = std::make_unique<TMessageWindow::TNative>(TMessageWindow::TNative{handle, handler});
+    auto window = std::make_shared<TMessageWindow>(std::move(native));
+    SetWindowLongPtrA(handle, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&window->Native()));
+    return window;
+  } catch (...) {
+    UnmakeWindow(handle);
+    return nullptr;
+  }
+}
+
+void DeallocateHWnd(TWindowRef window) noexcept {
+  TMessageWindow::TNative& native = window->Native();
+  if (GetWindowThreadProcessId(native.handle, nullptr) == GetCurrentThreadId()) return Close(native);
+  if (SendMessageA(native.handle, DeallocateMessage(), 0, 0) == 1) return;
+  // The thread has ended, and the window with it.
+  UnmakeWindow(nullptr);
+  native.handler.OnWindowGone();
+}
+
+}  // namespace Dova::Os
