@@ -46,6 +46,13 @@ const std::map<std::string, std::function<bool()>> kWalk = {
        CVekClient_Delete(&client);
        return made && !client.object;
      }},
+    {"CVekClient_Create_OnMessageLoop",
+     [] {
+       CVekClient client = CVekClient_Create_OnMessageLoop(nullptr, nullptr);
+       const bool made = client.object != nullptr;
+       CVekClient_Delete(&client);
+       return made && !client.object;
+     }},
     {"CVekClient_Delete", NOTHING(CVekClient, CVekClient_Delete(h))},
     {"CVekClient_Disconnect", NOTHING(CVekClient, CVekClient_Disconnect(h))},
     {"CVekClient_EncPacket", NOTHING(CVekClient, CVekClient_EncPacket(h, buffer, 16))},
@@ -90,6 +97,9 @@ const std::map<std::string, std::function<bool()>> kWalk = {
      ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequests(h, buffer, 16), 0u)},
     {"CVekFlowCtrlSender_SetAckTime", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_SetAckTime(h, 1, 2))},
     {"CVekFlowCtrlSender_SetFlowCtrl", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_SetFlowCtrl(h, 1, 1))},
+
+    {"CVekMessageLoop_Dispatch", [] { return CVekMessageLoop_Dispatch(0) == 0; }},
+    {"CVekMessageLoop_Fd", [] { return CVekMessageLoop_Fd() >= -1; }},
 
     {"CVekProperties_Description", NULL_RESULT(CVekProperties, CVekProperties_Description(h))},
     {"CVekProperties_Description_B", NULL_RESULT(CVekProperties, CVekProperties_Description_B(h))},

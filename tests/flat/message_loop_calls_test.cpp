@@ -1,0 +1,219 @@
+// Connecting, disconnecting and deleting while results are on their way to the loop's thread.
+#include "flat/LoopSession.h"
+
+namespace vektest {
+namespace {
+
+const std::string kResult = TaskResult("w", "\x02T\n");
+const std::string kChange = ChgPassResult("id", "x");
+
+class LoopCalls : public LoopSession {
+ protected:
+  // Whatever it is, this thread must come out of it again; the link's thread, too.
+  void Act(const std::string& act) {
+    if (act == "disconnect" || act == "both") CVekClient_Disconnect(&client);
+    if (act == "connect" || act == "both") Connect();
+    if (act == "twice") {
+      Connect();
+      Connect();
+      mes->Ready();
+      CVekClient_Disconnect(&client);
+    }
+    if (act == "delete") CVekClient_Delete(&client);
+  }
+  static constexpr const char* kActs[] = {"disconnect", "connect", "both", "twice", "delete"};
+
+  // Once, inside the event that begins with `start`.
+  void ActInside(const std::string& start, const std::string& act) {
+    onEvent = [this, start, act, acted = false](CVekClient*, const std::string& line) mutable {
+      if (line.rfind(start, 0) == 0 && !std::exchange(acted, true)) Act(act);
+    };
+  }
+
+  bool IsUsable() {
+    SignOn();
+    DispatchAll();
+    Take();
+    DeliverFromLink(kResult + Message(130, "r"));
+    DispatchAll();
+    return Take() == Lines{"result w", "report r"};
+  }
+};
+
+// The link's thread waits inside the context for an answer while the callback wants the context.
+TEST_F(LoopCalls, InsideAResultThatTheLinkWaitsFor) {
+  for (const char* act : kActs) {
+    for (const std::string& message : {kResult, kChange}) {
+      SCOPED_TRACE(act);
+      onEvent = nullptr;
+      SignOnOnLoop();
+      ActInside(message == kResult ? "result" : "chgpass", act);
+      DeliverFromLink(message + Message(130, "late") + kResult);
+      DispatchAll();
+      const Lines seen = Take();
+      EXPECT_EQ(std::count(seen.begin(), seen.end(), "report late"), 0) << "the rest of the block is dropped";
+      if (client.object) {
+        EXPECT_TRUE(IsUsable());
+      }
+      CVekClient_Delete(&client);
+      Take();
+    }
+  }
+}
+
+TEST_F(LoopCalls, InsideAQueuedEvent) {
+  for (const char* act : kActs) {
+    SCOPED_TRACE(act);
+    SignOnOnLoop();
+    ActInside("report", act);
+    DeliverFromLink(Message(130, "a") + Message(130, "b") + kResult + Message(130, "c"));
+    DispatchAll();
+    const Lines seen = Take();
+    if (client.object) {
+      EXPECT_TRUE(IsUsable());
+    } else {
+      // What the link was about to bring when the deletion began may still come inside it.
+      EXPECT_EQ(seen.front(), "report a");
+      EXPECT_EQ(seen.back(), "destroy");
+    }
+    CVekClient_Delete(&client);
+    Take();
+  }
+}
+
+// This thread waits for the context, which the link's thread holds while it waits for this one: the result is
+// answered inside the call, and what its callback does goes before what the call does.
+TEST_F(LoopCalls, WhileAResultIsOnItsWay) {
+  for (const char* act : {"disconnect", "connect", "delete"}) {
+    for (const char* inner : {"nothing", "disconnect", "connect", "delete"}) {
+      SCOPED_TRACE(std::string(act) + ", inside it " + inner);
+      SignOnOnLoop();
+      ActInside("result", inner);
+      const auto link = mes;
+      std::thread network([&] { link->Deliver(kResult + Message(130, "late")); });
+      WaitUntilResultIsOnItsWay();
+      Act(act);
+      network.join();
+      DispatchAll();
+      const Lines seen = Take();
+      ASSERT_FALSE(seen.empty());
+      EXPECT_EQ(seen.front(), "result w");
+      EXPECT_EQ(std::count(seen.begin(), seen.end(), "destroy"), client.object ? 0 : 1);
+      if (client.object) {
+        EXPECT_TRUE(IsUsable());
+      }
+      onEvent = nullptr;
+      CVekClient_Delete(&client);
+      Take();
+    }
+  }
+}
+
+TEST_F(LoopCalls, TheClientMayBeDeletedInsideEveryEvent) {
+  struct {
+    const char* event;
+    bool sent;
+    std::function<void(TestMes&)> raise;
+  } const cases[] = {
+      {"unknown", false, [](TestMes& link) { link.Deliver(Pack(77, "x") + Message(130, "late")); }},
+      {"connect", false, [](TestMes& link) { link.Break("gone"); }},
+      {"ready", false, [](TestMes& link) { link.Deliver(SgnResult() + Message(130, "late")); }},
+      {"ack", false, [](TestMes& link) { link.Deliver(Message(129, "w1") + Message(130, "late")); }},
+      {"report", false, [](TestMes& link) { link.Deliver(Message(130, "r") + Message(130, "late")); }},
+      {"result", true, [](TestMes& link) { link.Deliver(kResult + Message(130, "late")); }},
+      {"chgpass", true, [](TestMes& link) { link.Deliver(kChange + kResult); }},
+  };
+  for (const auto& [event, sent, raise] : cases) {
+    SCOPED_TRACE(event);
+    CreateOnLoop();
+    Link();
+    DispatchAll();
+    Take();
+    ActInside(event, "delete");
+    const auto link = mes;
+    if (sent) {
+      ServeWhile([&] { raise(*link); });
+    } else {
+      std::thread([&] { raise(*link); }).join();
+    }
+    DispatchAll();
+    const Lines seen = Take();
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0].rfind(event, 0), 0u);
+    EXPECT_EQ(seen[1], "destroy");
+    EXPECT_FALSE(TestMes::Last()) << "the link was closed";
+  }
+}
+
+// A message box, as it were: a loop inside a callback, in which results and reports go on coming, one inside
+// the other, until the last of them closes them all, or deletes the client.
+TEST_F(LoopCalls, LoopsInsideCallbacks) {
+  for (const bool deletes : {false, true}) {
+    SignOnOnLoop();
+    constexpr int kBoxes = 3;
+    std::atomic<int> open{0};
+    bool close = false;
+    onEvent = [&](CVekClient*, const std::string& line) {
+      if (line == "report end") close = true;
+      if (line == "report end" && deletes) CVekClient_Delete(&client);
+      if (line != "report open") return;
+      ++open;
+      while (!close) CVekMessageLoop_Dispatch(5);
+      --open;
+    };
+    const auto link = mes;
+    Lines expected;
+    ServeWhile([&] {
+      for (int box = 1; box <= kBoxes; ++box) {
+        link->Deliver(Message(130, "open"));
+        while (open != box) std::this_thread::yield();
+        link->Deliver(kResult + kResult);
+        expected.insert(expected.end(), {"report open", "result w", "result w"});
+      }
+      link->Deliver(Message(130, "end"));
+    });
+    DispatchAll();
+    expected.push_back("report end");
+    if (deletes) expected.push_back("destroy");
+    EXPECT_EQ(Take(), expected);
+    EXPECT_EQ(open, 0);
+    onEvent = nullptr;
+    CVekClient_Delete(&client);
+    Take();
+  }
+}
+
+// Two clients on one thread: the answer to one goes on inside a wait for the other.
+TEST_F(LoopCalls, ClientsMayBeDeletedInsideOneAnothersResults) {
+  SignOnOnLoop();
+  CVekClient first = client;
+  const auto firstLink = mes;
+  SignOnOnLoop();
+  const auto secondLink = mes;
+  onEvent = [&](CVekClient* handle, const std::string& line) {
+    if (line != "result w") return;
+    CVekClient* const other = handle->object == first.object ? &client : &first;
+    CVekClient_Delete(other);
+  };
+  std::atomic<int> done{0};
+  std::thread one([&] {
+    firstLink->Deliver(kResult + kResult);
+    ++done;
+  });
+  std::thread two([&] {
+    secondLink->Deliver(kResult + kResult);
+    ++done;
+  });
+  while (done < 2) CVekMessageLoop_Dispatch(5);
+  one.join();
+  two.join();
+  DispatchAll();
+  const Lines seen = Take();
+  EXPECT_LE(std::count(seen.begin(), seen.end(), "result w"), 3);
+  EXPECT_GE(std::count(seen.begin(), seen.end(), "destroy"), 1);
+  onEvent = nullptr;
+  CVekClient_Delete(&first);
+}
+
+}  // namespace
+}  // namespace vektest
