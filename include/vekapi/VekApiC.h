@@ -405,14 +405,14 @@ VEKAPI_FLAT unsigned CVekFlowCtrlSender_SendVekRequests(CVekFlowCtrlSender* send
 // CVekClient_Disconnect, and those of these calls themselves, are still called when the call has returned.
 //
 // Waiting. A task result or password result is lent, so the session waits until its callback has returned:
-// nothing else of that session arrives meanwhile. The thread also answers these two, and with them what is
-// queued before them, while it waits inside a function of this library, so callbacks may come inside any call
+// nothing else of that session arrives meanwhile. The thread answers these two, and with them what was queued
+// before them, also while it waits inside a function of this library; so callbacks may come inside any call
 // that connects, disconnects or deletes. The thread must not wait for the session by other means.
 //
-// Inside a callback the thread may do everything: connect, disconnect, delete, run a loop of its own. When a
-// callback runs such a loop, events that were queued behind it may wait for its return; results go on coming.
-// After a deletion nothing is called any more but OnVekClientDestroyEvent, which CVekClient_Delete calls
-// itself, before it returns, on its own thread.
+// Inside a callback the thread may do everything: connect, disconnect, delete, run a loop of its own (a
+// message box). Other callbacks may or may not come inside that loop, which must not wait for them. After a
+// deletion nothing is called any more but OnVekClientDestroyEvent, which CVekClient_Delete calls itself,
+// before it returns, on its own thread; what was queued is dropped.
 //
 // CVekClient_Delete belongs on the creating thread. Another thread may call it outside callbacks; it then
 // waits for the creating one to run its loop, or to end. A client whose thread has ended gets no callbacks

@@ -25,14 +25,21 @@ struct TPendingEvRec {
 struct TPendingEvRecs {
   std::mutex mutex;  // leaf
   std::deque<TPendingEvRec> recs;
-  bool closed = false;  // the client is being deleted: nothing more is taken or handed out
+  std::uint64_t pushed = 0;  // of all times
+  bool closed = false;       // the client is being deleted: nothing more is taken or handed out
 
-  bool Pop(TPendingEvRec& rec) {
+  // The first, when it is among the first `upTo` of all times.
+  bool Pop(TPendingEvRec& rec, std::uint64_t upTo) {
     const std::lock_guard lock(mutex);
-    if (recs.empty()) return false;
+    if (recs.empty() || pushed - recs.size() >= upTo) return false;
     rec = std::move(recs.front());
     recs.pop_front();
     return true;
+  }
+
+  std::uint64_t Pushed() {
+    const std::lock_guard lock(mutex);
+    return pushed;
   }
 
   void Close() {

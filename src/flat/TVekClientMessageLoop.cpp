@@ -1,5 +1,6 @@
 #include "flat/TVekClientMessageLoop.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "flat/VekApiC_VekClient.h"
@@ -9,6 +10,7 @@
 namespace {
 
 constexpr unsigned kRetryMs = 1000;
+constexpr std::uint64_t kAll = UINT64_MAX;
 
 using TContextRef = Dstl::wise_ref<Dova::TSyncContext>;
 
@@ -31,16 +33,21 @@ TVekClientMessageLoop& LoopOf(void* user) {
 
 }  // namespace
 
-// The place inside the context that a thread lends while it waits for the window's thread.
+// What a thread hands over with a message that it sends: its place inside the context, and how many events it
+// has to come behind.
 struct TVekClientMessageLoop::TLoan {
   TContextRef context{};
   std::uintptr_t lender = 0;
+  std::uint64_t behind = kAll;
 };
 
 // A message being handled, perhaps inside the callback of another one. When a callback deletes the client it
 // marks them all: they unwind without touching the loop.
 struct TVekClientMessageLoop::TFrame {
-  explicit TFrame(TVekClientMessageLoop& owner) : loop(owner), outer(owner.frame_) { owner.frame_ = this; }
+  TFrame(TVekClientMessageLoop& owner, std::uint64_t behind)
+      : loop(owner), outer(owner.frame_), upTo(outer ? std::min(behind, outer->upTo) : behind) {
+    owner.frame_ = this;
+  }
   ~TFrame() {
     if (!destroyed) loop.frame_ = outer;
   }
@@ -49,6 +56,7 @@ struct TVekClientMessageLoop::TFrame {
 
   TVekClientMessageLoop& loop;
   TFrame* const outer;
+  std::uint64_t upTo;  // queued events behind that number have to wait for a result further out
   bool destroyed = false;
 };
 
@@ -143,6 +151,7 @@ void TVekClientMessageLoop::Enqueue(TPendingEvRec rec) {
   if (pending_.closed) return;
   if (pending_.recs.empty()) PostEventsQueued();
   pending_.recs.push_back(std::move(rec));
+  ++pending_.pushed;
 }
 
 // With the queue's mutex held: a retry that succeeds must not stop the timer that a later post, which failed,
@@ -151,11 +160,11 @@ void TVekClientMessageLoop::PostEventsQueued() {
   if (window_->Post(kEventsQueued)) {
     retry_.Stop();
   } else {
-    retry_.Start(&TVekClientMessageLoop::OnRetry, kRetryMs);
+    retry_.Start(&TVekClientMessageLoop::PostAgain, kRetryMs);
   }
 }
 
-void TVekClientMessageLoop::OnRetry() {
+void TVekClientMessageLoop::PostAgain() {
   const std::lock_guard lock(pending_.mutex);
   if (!pending_.recs.empty()) PostEventsQueued();
 }
@@ -163,7 +172,7 @@ void TVekClientMessageLoop::OnRetry() {
 // The callback may delete the client and with it the loop: what is needed to return is on this stack.
 void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message) {
   const Dova::Os::TWindowRef window = window_;
-  TLoan loan{ContextOf(*client_), Dova::Os::CurrentThreadToken()};
+  TLoan loan{ContextOf(*client_), Dova::Os::CurrentThreadToken(), pending_.Pushed()};
   loan_ = &loan;
   window->Send(message);
 }
@@ -173,15 +182,16 @@ void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message) {
 bool TVekClientMessageLoop::OnMessage(const Dova::Os::TMessage& message) noexcept {
   switch (message.code) {
     case kEventsQueued: {
-      const TFrame frame(*this);
+      const TFrame frame(*this, kAll);
       Drain(frame);
       return true;
     }
     case kTaskResult:
-      DeliverTaskResult(message);
+      DeliverInItsPlace(callbacks_.OnVekTaskResultEvent, Pointer<CVekTaskResult>(message.first));
       return true;
     case kChgPassResult:
-      DeliverChgPassResult(message);
+      DeliverInItsPlace(callbacks_.OnVekChgPassResultEvent, Pointer<char>(message.first),
+                        Pointer<char>(message.second));
       return true;
     default:
       return false;
@@ -195,7 +205,7 @@ void TVekClientMessageLoop::OnWindowGone() noexcept {
 
 // False when a callback has deleted the client: nothing of the loop is there any more.
 bool TVekClientMessageLoop::Drain(const TFrame& frame) {
-  for (TPendingEvRec rec; pending_.Pop(rec);) {
+  for (TPendingEvRec rec; pending_.Pop(rec, frame.upTo);) {
     Deliver(rec);
     if (frame.destroyed) return false;
   }
@@ -220,20 +230,17 @@ void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
   }
 }
 
-// What was queued before comes first, so that results keep their place among the other events.
-void TVekClientMessageLoop::DeliverTaskResult(const Dova::Os::TMessage& message) {
+// What was queued before the result comes first, and nothing that its callbacks, or the result's own, bring
+// about: so everything keeps the order of the wire.
+template <class Callback, class... Args>
+void TVekClientMessageLoop::DeliverInItsPlace(Callback callback, Args... args) {
   const TLoan loan = TakeLoan();
   const Dova::TSyncContext::TAdopt inside(loan.context, loan.lender);
-  const TFrame frame(*this);
-  if (Drain(frame)) Call(callbacks_.OnVekTaskResultEvent, Pointer<CVekTaskResult>(message.first));
-}
-
-void TVekClientMessageLoop::DeliverChgPassResult(const Dova::Os::TMessage& message) {
-  const TLoan loan = TakeLoan();
-  const Dova::TSyncContext::TAdopt inside(loan.context, loan.lender);
-  const TFrame frame(*this);
+  TFrame frame(*this, loan.behind);
   if (!Drain(frame)) return;
-  Call(callbacks_.OnVekChgPassResultEvent, Pointer<char>(message.first), Pointer<char>(message.second));
+  frame.upTo = frame.outer ? frame.outer->upTo : kAll;
+  Call(callback, args...);
+  if (!frame.destroyed) PostAgain();  // a message that told of later events may have come in between
 }
 
 // Empty for a message that did not come from SendToWindow.

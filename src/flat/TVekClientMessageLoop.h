@@ -53,7 +53,7 @@ class TVekClientMessageLoop final : private Dova::Os::TMessageHandler {
   void Enqueue(TPendingEvRec rec);
   void SendToWindow(const Dova::Os::TMessage& message);
   void PostEventsQueued();
-  void OnRetry();  // timer thread
+  void PostAgain();  // timer thread, and the window's
 
   // The window's thread.
   bool OnMessage(const Dova::Os::TMessage& message) noexcept override;
@@ -61,9 +61,8 @@ class TVekClientMessageLoop final : private Dova::Os::TMessageHandler {
   TLoan TakeLoan();
   bool Drain(const TFrame& frame);
   void Deliver(const TPendingEvRec& rec);
-  void DeliverTaskResult(const Dova::Os::TMessage& message);
-  void DeliverChgPassResult(const Dova::Os::TMessage& message);
-
+  template <class Callback, class... Args>
+  void DeliverInItsPlace(Callback callback, Args... args);
   template <class Callback, class... Args>
   void Call(Callback callback, Args... args) noexcept;
 

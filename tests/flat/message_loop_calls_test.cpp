@@ -145,6 +145,19 @@ TEST_F(LoopCalls, TheClientMayBeDeletedInsideEveryEvent) {
   }
 }
 
+// The disconnection happens while the result is on its way, so its own event comes behind the result.
+TEST_F(LoopCalls, EventsOfTheCallbacksOwnMakingComeBehindTheResult) {
+  for (int round = 0; round < 20; ++round) {
+    SignOnOnLoop();
+    ActInside("report a", "disconnect");
+    DeliverFromLink(Message(130, "a") + Message(130, "b") + kResult);
+    DispatchAll();
+    ASSERT_EQ(Take(), (Lines{"report a", "report b", "result w", "connect -1 Disconnect()"}));
+    CVekClient_Delete(&client);
+    Take();
+  }
+}
+
 // A message box, as it were: a loop inside a callback, in which results and reports go on coming, one inside
 // the other, until the last of them closes them all, or deletes the client.
 TEST_F(LoopCalls, LoopsInsideCallbacks) {

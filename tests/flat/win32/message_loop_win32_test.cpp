@@ -1,0 +1,90 @@
+// The system's own message loop and windows.
+#include <windows.h>
+
+#include "flat/LoopSession.h"
+
+namespace vektest {
+namespace {
+
+constexpr UINT kEventsQueued = 1073;
+
+HWND LoopWindow() {
+  return FindWindowExA(HWND_MESSAGE, nullptr, "VekApiMessageWindow", nullptr);
+}
+
+TEST_F(LoopSession, AnOrdinaryMessageLoopServesIt) {
+  SignOnOnLoop();
+  const DWORD here = GetCurrentThreadId();
+  onEvent = [](CVekClient*, const std::string& line) {
+    if (line == "report end") PostQuitMessage(7);
+  };
+  const auto link = mes;
+  std::thread network(
+      [&] { link->Deliver(Message(130, "a") + TaskResult("w", "\x02T\n") + Message(130, "end")); });
+  MSG message;
+  int queued = 0;
+  while (GetMessageA(&message, nullptr, 0, 0) > 0) {
+    if (message.message == kEventsQueued) {
+      ++queued;
+      EXPECT_EQ(message.wParam, 0u);
+      EXPECT_EQ(message.lParam, 0);
+      EXPECT_EQ(GetWindowThreadProcessId(message.hwnd, nullptr), here);
+    }
+    DispatchMessageA(&message);
+  }
+  network.join();
+  EXPECT_EQ(message.wParam, 7u);
+  EXPECT_GE(queued, 1);
+  EXPECT_EQ(Take(), (Lines{"report a", "result w", "report end"}));
+}
+
+TEST_F(LoopSession, QuittingIsLeftToTheProgram) {
+  SignOnOnLoop();
+  PostQuitMessage(3);
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), -1);
+  MSG message;
+  EXPECT_EQ(GetMessageA(&message, nullptr, 0, 0), 0);
+  EXPECT_EQ(message.wParam, 3u);
+}
+
+TEST_F(LoopSession, MessagesOfOthersGetTheSystemsTreatment) {
+  SignOnOnLoop();
+  const HWND window = LoopWindow();
+  ASSERT_NE(window, nullptr);
+  SetWindowTextA(window, "title");
+  char text[16] = {};
+  GetWindowTextA(window, text, sizeof text);
+  EXPECT_STREQ(text, "title");
+  CVekClient_Delete(&client);
+  EXPECT_EQ(LoopWindow(), nullptr);
+}
+
+TEST_F(LoopSession, EventsThatTheQueueWasTooFullForAreNotLost) {
+  SignOnOnLoop();
+  const HWND window = LoopWindow();
+  int posted = 0;
+  while (posted < 11'000 && PostMessageA(window, WM_NULL, 0, 0)) ++posted;
+  std::thread([&] { mes->Deliver(Message(130, "a")); }).join();
+  DispatchAll();
+  time.Advance(1000);
+  DispatchAll();
+  EXPECT_EQ(Take(), Lines{"report a"});
+}
+
+LRESULT CALLBACK RefuseWindows(int code, WPARAM first, LPARAM second) {
+  return code == HCBT_CREATEWND ? 1 : CallNextHookEx(nullptr, code, first, second);
+}
+
+TEST(MessageLoopCreation, WithoutAWindowThereIsNoClient) {
+  const HHOOK hook = SetWindowsHookExA(WH_CBT, RefuseWindows, nullptr, GetCurrentThreadId());
+  ASSERT_NE(hook, nullptr);
+  const CVekClient client = CVekClient_Create_OnMessageLoop(nullptr, nullptr);
+  UnhookWindowsHookEx(hook);
+  EXPECT_EQ(client.object, nullptr);
+  CVekClient second = CVekClient_Create_OnMessageLoop(nullptr, nullptr);
+  EXPECT_NE(second.object, nullptr);
+  CVekClient_Delete(&second);
+}
+
+}  // namespace
+}  // namespace vektest

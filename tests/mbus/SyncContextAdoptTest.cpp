@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/mbus/TSyncContext.h"
+#include "platform/os/Event.h"
+#include "platform/os/Thread.h"
+
+namespace Dova {
+namespace {
+
+using Context = Dstl::wise_ref<TSyncContext>;
+
+// A thread that is inside, twice over, and waits for `body` to be done by this thread in its place.
+template <class TBody>
+void InPlaceOfAnother(const Context& context, TBody body) {
+  Os::TEvent asked;
+  Os::TEvent answered;
+  std::uintptr_t lender = 0;
+  std::thread other([&] {
+    ASSERT_TRUE(context->Enter());
+    const bool twice = context->Enter();
+    lender = Os::CurrentThreadToken();
+    asked.Set();
+    answered.Wait();
+    EXPECT_TRUE(context->IsInside()) << "the place was given back";
+    if (twice) context->Leave();
+    EXPECT_TRUE(context->IsInside());
+    context->Leave();
+  });
+  asked.Wait();
+  {
+    const TSyncContext::TAdopt inside(context, lender);
+    body();
+  }
+  EXPECT_FALSE(context->IsInside());
+  answered.Set();
+  other.join();
+}
+
+TEST(SyncContextAdopt, LetsNobodyElseIn) {
+  const auto context = Dstl::make_ref<TSyncContext>();
+  std::atomic<bool> entered{false};
+  std::thread waiting;
+  InPlaceOfAnother(context, [&] {
+    EXPECT_TRUE(context->IsInside());
+    waiting = std::thread([&] {
+      const TSyncScope scope(context);
+      EXPECT_TRUE(scope);
+      entered = true;
+    });
+    for (int round = 0; round < 100; ++round) {
+      const TSyncScope scope(context);
+      ASSERT_TRUE(scope);
+    }
+    EXPECT_FALSE(entered);
+  });
+  waiting.join();
+  EXPECT_TRUE(entered) << "it was let in in its turn";
+}
+
+TEST(SyncContextAdopt, OutlivesAnAbort) {
+  const auto context = Dstl::make_ref<TSyncContext>();
+  InPlaceOfAnother(context, [&] {
+    context->Abort();
+    EXPECT_TRUE(context->Enter());
+    context->Leave();
+  });
+  EXPECT_FALSE(context->Enter());
+}
+
+TEST(SyncContextAdopt, IsNothingWhenTheOtherIsNotInside) {
+  const auto context = Dstl::make_ref<TSyncContext>();
+  std::uintptr_t stranger = 0;
+  std::thread([&] { stranger = Os::CurrentThreadToken(); }).join();
+  {
+    const TSyncContext::TAdopt inside(context, stranger);
+    EXPECT_FALSE(context->IsInside());
+  }
+  const TSyncContext::TAdopt none({}, stranger);
+  ASSERT_TRUE(context->Enter());
+  {
+    const TSyncContext::TAdopt mine(context, Os::CurrentThreadToken());
+    EXPECT_TRUE(context->IsInside());
+  }
+  EXPECT_TRUE(context->IsInside());
+  context->Leave();
+  EXPECT_FALSE(context->IsInside());
+}
+
+}  // namespace
+}  // namespace Dova

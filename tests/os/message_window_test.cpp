@@ -1,0 +1,222 @@
+#include "platform/os/MessageWindow.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "platform/os/Event.h"
+#include "platform/os/MessagePump.h"
+#include "platform/os/Thread.h"
+
+namespace Dova::Os {
+namespace {
+
+constexpr unsigned kFirst = 1100;  // in the range that is the window's own on every system
+
+// A window that is told what to do with its messages.
+class Window final : public TMessageHandler {
+ public:
+  explicit Window(std::function<void(const TMessage&)> handle = {})
+      : handle_(std::move(handle)), window_(AllocateHWnd_Impl(*this)) {}
+  ~Window() { Deallocate(); }
+  Window(const Window&) = delete;
+  Window& operator=(const Window&) = delete;
+
+  void Deallocate() {
+    if (!gone.load()) DeallocateHWnd(window_);
+  }
+  TMessageWindow& operator*() { return *window_; }
+  TMessageWindow* operator->() { return window_.get(); }
+
+  std::atomic<bool> gone{false};
+  std::thread::id goneOn;
+
+ private:
+  bool OnMessage(const TMessage& message) noexcept override {
+    if (message.code < kFirst || message.code > kFirst + 100) return false;
+    if (handle_) handle_(message);
+    return true;
+  }
+  void OnWindowGone() noexcept override {
+    goneOn = std::this_thread::get_id();
+    gone = true;
+  }
+
+  std::function<void(const TMessage&)> handle_;
+  const TWindowRef window_;
+};
+
+TEST(MessageWindow, PostedMessagesComeInOrderWhenDispatched) {
+  std::string seen;
+  Window window([&](const TMessage& message) { seen += std::to_string(message.code - kFirst); });
+  std::thread([&] {
+    for (unsigned i = 0; i < 5; ++i) EXPECT_TRUE(window->Post(kFirst + i));
+  }).join();
+  EXPECT_EQ(seen, "");
+  EXPECT_EQ(DispatchMessages(-1), 5);
+  EXPECT_EQ(seen, "01234");
+  EXPECT_EQ(DispatchMessages(0), 0);
+  EXPECT_EQ(DispatchMessages(20), 0);
+}
+
+TEST(MessageWindow, DispatchComesBackToTheCallerNowAndThen) {
+  int left = 3 * kMessagesAtOnce;
+  Window window([&](const TMessage&) {
+    if (--left > 0) window->Post(kFirst);
+  });
+  window->Post(kFirst);
+  EXPECT_EQ(DispatchMessages(0), kMessagesAtOnce);
+  EXPECT_EQ(left, 2 * kMessagesAtOnce);
+}
+
+// How a thread that owns a window may wait while others send to it.
+const std::function<void(const std::function<void()>&)> kWaits[] = {
+    [](const std::function<void()>& other) {
+      TEvent done;
+      std::thread thread([&] {
+        other();
+        done.Set();
+      });
+      EXPECT_TRUE(done.Wait());
+      thread.join();
+    },
+    [](const std::function<void()>& other) {
+      TThread thread;
+      ASSERT_TRUE(thread.Start("sender", other));
+      EXPECT_TRUE(thread.Join());
+    },
+    [](const std::function<void()>& other) {
+      std::atomic<bool> done{false};
+      std::thread thread([&] {
+        other();
+        done = true;
+      });
+      while (!done) EXPECT_GE(DispatchMessages(5), 0);
+      thread.join();
+    },
+};
+
+TEST(MessageWindow, SentMessagesAreAnsweredInEveryWait) {
+  for (const auto& wait : kWaits) {
+    int posted = 0;
+    std::uintptr_t sum = 0;  // unguarded otherwise: ThreadSanitizer watches
+    Window window([&](const TMessage& message) {
+      if (message.code == kFirst) ++posted;
+      if (message.code == kFirst + 1) sum += message.first + message.second;
+    });
+    wait([&] {
+      for (std::uintptr_t i = 1; i <= 100; ++i) {
+        window->Send({kFirst + 1, i, 1000});
+        ASSERT_EQ(sum, i * (i + 1) / 2 + 1000 * i);
+      }
+    });
+    EXPECT_EQ(posted, 0);
+    window->Send({kFirst + 1, 1, 0});
+    EXPECT_EQ(sum, 105'051u) << "to the own thread it is a call";
+  }
+}
+
+// Postings stay where they are; the wait inside an answer is answered in, too.
+TEST(MessageWindow, WaitsInsideAnswers) {
+  int posted = 0;
+  int depth = 0;
+  int deepest = 0;
+  std::vector<std::thread> threads;
+  Window window([&](const TMessage& message) {
+    if (message.code == kFirst) ++posted;
+    if (message.code == kFirst || message.first == 0) return;
+    deepest = std::max(deepest, ++depth);
+    TEvent done;
+    threads.emplace_back([&, level = message.first] {
+      window->Post(kFirst);
+      window->Send({kFirst + 1, level - 1});
+      done.Set();
+    });
+    done.Wait();
+    --depth;
+  });
+  window->Send({kFirst + 1, 5});
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(deepest, 5);
+  EXPECT_EQ(posted, 0);
+  DispatchMessages(0);
+  EXPECT_EQ(posted, 5);
+}
+
+TEST(MessageWindow, TwoThreadsMaySendToEachOtherAtOnce) {
+  std::atomic<int> answers{0};
+  TMessageWindow* windows[2] = {};
+  TEvent ready[2];
+  std::atomic<int> finished{0};
+  const auto run = [&](int me) {
+    Window window([&](const TMessage&) { ++answers; });
+    windows[me] = &*window;
+    ready[me].Set();
+    TEvent& others = ready[1 - me];
+    others.Wait();
+    for (int i = 0; i < 500; ++i) windows[1 - me]->Send({kFirst, 0, 0});
+    ++finished;
+    while (finished < 2) DispatchMessages(1);
+  };
+  std::thread one(run, 0);
+  std::thread two(run, 1);
+  one.join();
+  two.join();
+  EXPECT_EQ(answers, 1000);
+}
+
+TEST(MessageWindow, TimeoutHoldsUnderFire) {
+  Window window;
+  std::atomic<bool> stop{false};
+  std::thread other([&] {
+    while (!stop) window->Send({kFirst, 0, 0});
+  });
+  TEvent never;
+  EXPECT_FALSE(never.Wait(50));
+  stop = true;
+  while (!window.gone) {
+    DispatchMessages(5);
+    window.Deallocate();  // lets the last one go
+  }
+  other.join();
+}
+
+TEST(MessageWindow, DeallocatingLetsSendersGo) {
+  for (const bool threadEnds : {false, true}) {
+    std::thread sender;
+    std::atomic<bool> gone{false};
+    std::thread owner([&] {
+      auto* const window = new Window;  // with a thread that ends it is left to the sender
+      sender = std::thread([&gone, window] {
+        while (!gone) (*window)->Send({kFirst, 0, 0});
+        delete window;
+      });
+      DispatchMessages(-1);
+      if (!threadEnds) window->Deallocate();
+      gone = true;
+    });
+    owner.join();
+    sender.join();
+  }
+}
+
+TEST(MessageWindow, AnotherThreadMayDeallocate) {
+  Window window;
+  std::atomic<bool> done{false};
+  std::thread other([&] {
+    window.Deallocate();
+    done = true;
+  });
+  while (!done) DispatchMessages(5);
+  other.join();
+  EXPECT_TRUE(window.gone);
+  EXPECT_EQ(window.goneOn, std::this_thread::get_id());
+  EXPECT_FALSE(window->Post(kFirst));
+  window->Send({kFirst, 0, 0});
+}
+
+}  // namespace
+}  // namespace Dova::Os
