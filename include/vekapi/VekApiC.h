@@ -245,9 +245,9 @@ typedef struct CVekClientCallbacks {
 VEKAPI_FLAT CVekClient CVekClient_Create(const CVekClientCallbacks* callbacks, void* user);
 
 // Calls OnVekClientDestroyEvent, closes the session and frees the client; the handle becomes null. Waits for
-// a callback that is running on another thread (a thread answers what is sent to its windows meanwhile). No callback
-// comes afterwards, unless the call was made inside one. Not on two threads at once, nor together with
-// another function on that client. Senders bound to the client must have been deleted before.
+// a callback that is running on another thread (a thread answers what is sent to its windows meanwhile). No
+// callback comes afterwards, unless the call was made inside one. Not on two threads at once, nor together
+// with another function on that client. Senders bound to the client must have been deleted before.
 VEKAPI_FLAT void CVekClient_Delete(CVekClient* client);
 
 // cvcs_...

@@ -34,11 +34,12 @@ TVekClientMessageLoop& LoopOf(void* user) {
 }  // namespace
 
 // What a thread hands over with a message that it sends: its place inside the context, and how many events it
-// has to come behind.
+// has to come behind. It waits, and the loan lives, until the window's thread has handled that message.
 struct TVekClientMessageLoop::TLoan {
-  TContextRef context{};
-  std::uintptr_t lender = 0;
-  std::uint64_t behind = kAll;
+  Dova::Os::TMessage message;
+  TContextRef context;
+  std::uintptr_t lender;
+  std::uint64_t behind;
 };
 
 // A message being handled, perhaps inside the callback of another one. When a callback deletes the client it
@@ -172,8 +173,8 @@ void TVekClientMessageLoop::PostAgain() {
 // The callback may delete the client and with it the loop: what is needed to return is on this stack.
 void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message) {
   const Dova::Os::TWindowRef window = window_;
-  TLoan loan{ContextOf(*client_), Dova::Os::CurrentThreadToken(), pending_.Pushed()};
-  loan_ = &loan;
+  TLoan loan{message, ContextOf(*client_), Dova::Os::CurrentThreadToken(), pending_.Pushed()};
+  loan_.store(&loan);
   window->Send(message);
 }
 
@@ -187,11 +188,8 @@ bool TVekClientMessageLoop::OnMessage(const Dova::Os::TMessage& message) noexcep
       return true;
     }
     case kTaskResult:
-      DeliverInItsPlace(callbacks_.OnVekTaskResultEvent, Pointer<CVekTaskResult>(message.first));
-      return true;
     case kChgPassResult:
-      DeliverInItsPlace(callbacks_.OnVekChgPassResultEvent, Pointer<char>(message.first),
-                        Pointer<char>(message.second));
+      if (const TLoan* const loan = TakeLoan(message)) DeliverInItsPlace(*loan);
       return true;
     default:
       return false;
@@ -230,23 +228,32 @@ void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
   }
 }
 
+// Null for a message that is not of SendToWindow's making: whatever sends to windows may have sent it, and
+// its pointers lead nowhere.
+const TVekClientMessageLoop::TLoan* TVekClientMessageLoop::TakeLoan(const Dova::Os::TMessage& message) {
+  const TLoan* const loan = loan_.load();
+  if (!loan || loan->message != message) return nullptr;
+  loan_.store(nullptr);
+  return loan;
+}
+
 // What was queued before the result comes first, and nothing that its callbacks, or the result's own, bring
 // about: so everything keeps the order of the wire.
-template <class Callback, class... Args>
-void TVekClientMessageLoop::DeliverInItsPlace(Callback callback, Args... args) {
-  const TLoan loan = TakeLoan();
+void TVekClientMessageLoop::DeliverInItsPlace(const TLoan& loan) {
   const Dova::TSyncContext::TAdopt inside(loan.context, loan.lender);
   TFrame frame(*this, loan.behind);
   if (!Drain(frame)) return;
   frame.upTo = frame.outer ? frame.outer->upTo : kAll;
-  Call(callback, args...);
+  DeliverLent(loan.message);
   if (!frame.destroyed) PostAgain();  // a message that told of later events may have come in between
 }
 
-// Empty for a message that did not come from SendToWindow.
-TVekClientMessageLoop::TLoan TVekClientMessageLoop::TakeLoan() {
-  TLoan* const loan = std::exchange(loan_, nullptr);
-  return loan ? *loan : TLoan{};
+void TVekClientMessageLoop::DeliverLent(const Dova::Os::TMessage& message) {
+  if (message.code == kTaskResult) {
+    Call(callbacks_.OnVekTaskResultEvent, Pointer<CVekTaskResult>(message.first));
+  } else {
+    Call(callbacks_.OnVekChgPassResultEvent, Pointer<char>(message.first), Pointer<char>(message.second));
+  }
 }
 
 // The handle is not the loop's own: deleting the client through it sets it to null when the loop is gone.

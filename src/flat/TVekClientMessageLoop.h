@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "flat/TPendingEvRecs.h"
@@ -58,11 +59,11 @@ class TVekClientMessageLoop final : private Dova::Os::TMessageHandler {
   // The window's thread.
   bool OnMessage(const Dova::Os::TMessage& message) noexcept override;
   void OnWindowGone() noexcept override;
-  TLoan TakeLoan();
+  const TLoan* TakeLoan(const Dova::Os::TMessage& message);
   bool Drain(const TFrame& frame);
   void Deliver(const TPendingEvRec& rec);
-  template <class Callback, class... Args>
-  void DeliverInItsPlace(Callback callback, Args... args);
+  void DeliverInItsPlace(const TLoan& loan);
+  void DeliverLent(const Dova::Os::TMessage& message);
   template <class Callback, class... Args>
   void Call(Callback callback, Args... args) noexcept;
 
@@ -72,6 +73,6 @@ class TVekClientMessageLoop final : private Dova::Os::TMessageHandler {
   TFrame* frame_ = nullptr;  // the innermost one on the stack of the window's thread
   TPendingEvRecs pending_;
   VekApiC_VekClient* client_ = nullptr;
-  TLoan* loan_ = nullptr;  // of the message that is being sent, until it is taken up
+  std::atomic<const TLoan*> loan_{nullptr};  // of the message that is being sent, until it is taken up
   Dova::TTimer<TVekClientMessageLoop> retry_;
 };

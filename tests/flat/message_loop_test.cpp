@@ -121,8 +121,9 @@ TEST_F(LoopSession, AFullMessageQueueIsTriedAgain) {
   NoHandler handler;
   const auto window = Dova::Os::AllocateHWnd_Impl(handler);
   bool full = false;
-  for (int i = 0; i < 12'000 && !full; ++i) full = !window->Post(1);
+  for (int i = 0; i < 12'000 && !full; ++i) full = !window->Post(1100);
   std::thread([&] { mes->Deliver(Message(130, "a")); }).join();
+  RecordProperty("full", full);
   time.Advance(1000);  // still full
   DispatchAll();
   EXPECT_EQ(Take(), full ? Lines{} : Lines{"report a"});

@@ -14,6 +14,8 @@ struct TMessage {
   unsigned code = 0;
   std::uintptr_t first = 0;
   std::uintptr_t second = 0;
+
+  bool operator==(const TMessage&) const = default;
 };
 
 // Called on the thread that made the window.

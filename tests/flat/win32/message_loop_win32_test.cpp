@@ -59,16 +59,22 @@ TEST_F(LoopSession, MessagesOfOthersGetTheSystemsTreatment) {
   EXPECT_EQ(LoopWindow(), nullptr);
 }
 
-TEST_F(LoopSession, EventsThatTheQueueWasTooFullForAreNotLost) {
+// Any program of the same user can send to the window.
+TEST_F(LoopSession, ForgedMessagesDoNothing) {
   SignOnOnLoop();
   const HWND window = LoopWindow();
-  int posted = 0;
-  while (posted < 11'000 && PostMessageA(window, WM_NULL, 0, 0)) ++posted;
-  std::thread([&] { mes->Deliver(Message(130, "a")); }).join();
+  const UINT deallocate = RegisterWindowMessageA("VekApiMessageWindow.Deallocate");
+  ServeWhile([&] {
+    for (const UINT message : {1074u, 1075u, deallocate}) {
+      EXPECT_EQ(SendMessageA(window, message, 1, 1), 0);
+      PostMessageA(window, message, 1, 1);
+    }
+    PostMessageA(window, 1073, 1, 1);
+  });
   DispatchAll();
-  time.Advance(1000);
-  DispatchAll();
-  EXPECT_EQ(Take(), Lines{"report a"});
+  EXPECT_EQ(Take(), Lines{});
+  DeliverFromLink(TaskResult("w", "\x02T\n"));
+  EXPECT_EQ(Take(), Lines{"result w"});
 }
 
 LRESULT CALLBACK RefuseWindows(int code, WPARAM first, LPARAM second) {

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -10,8 +11,11 @@
 namespace Dova::Os {
 
 struct TMessageWindow::TNative {
+  TNative(HWND window, TMessageHandler& called) : handle(window), handler(called) {}
+
   HWND handle;
   TMessageHandler& handler;
+  std::atomic<bool> deallocating{false};  // anybody can send the message that asks for it
 };
 
 namespace {
@@ -36,6 +40,7 @@ LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM first, LPARAM
   TMessageWindow::TNative* const native = NativeOf(window);
   if (!native) return DefWindowProcA(window, message, first, second);
   if (message == DeallocateMessage()) {
+    if (!native->deallocating) return 0;
     Close(*native);
     return 1;
   }
@@ -107,7 +112,7 @@ TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept {
     return nullptr;
   }
   try {
-    auto native = std::make_unique<TMessageWindow::TNative>(TMessageWindow::TNative{handle, handler});
+    auto native = std::make_unique<TMessageWindow::TNative>(handle, handler);
     auto window = std::make_shared<TMessageWindow>(std::move(native));
     SetWindowLongPtrA(handle, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&window->Native()));
     return window;
@@ -120,6 +125,7 @@ TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept {
 void DeallocateHWnd(TWindowRef window) noexcept {
   TMessageWindow::TNative& native = window->Native();
   if (GetWindowThreadProcessId(native.handle, nullptr) == GetCurrentThreadId()) return Close(native);
+  native.deallocating = true;
   if (SendMessageA(native.handle, DeallocateMessage(), 0, 0) == 1) return;
   // The thread has ended, and the window with it.
   UnmakeWindow(nullptr);
