@@ -3,6 +3,8 @@
 
 #include "flat/LoopSession.h"
 
+extern "C" void* __imp_PostMessageA;  // where the program's calls of PostMessageA go
+
 namespace vektest {
 namespace {
 
@@ -75,6 +77,58 @@ TEST_F(LoopSession, ForgedMessagesDoNothing) {
   EXPECT_EQ(Take(), Lines{});
   DeliverFromLink(TaskResult("w", "\x02T\n"));
   EXPECT_EQ(Take(), Lines{"result w"});
+}
+
+int refusals = 0;
+
+BOOL WINAPI RefusePost(HWND, UINT, WPARAM, LPARAM) {
+  ++refusals;
+  SetLastError(ERROR_NOT_ENOUGH_QUOTA);
+  return FALSE;
+}
+
+// Puts another function in the place of the system's: the program calls that through this table entry.
+template <class TFunction>
+class TInTheSystemsPlace {
+ public:
+  TInTheSystemsPlace(void** entry, TFunction* function) : entry_(entry), before_(*entry) {
+    Write(reinterpret_cast<void*>(function));
+  }
+  ~TInTheSystemsPlace() { Write(before_); }
+  TInTheSystemsPlace(const TInTheSystemsPlace&) = delete;
+  TInTheSystemsPlace& operator=(const TInTheSystemsPlace&) = delete;
+
+ private:
+  void Write(void* function) {
+    DWORD access = 0;
+    VirtualProtect(entry_, sizeof(void*), PAGE_READWRITE, &access);
+    *entry_ = function;
+    VirtualProtect(entry_, sizeof(void*), access, &access);
+  }
+
+  void** const entry_;
+  void* const before_;
+};
+
+// A queue with ten thousand messages takes no more. Not every Windows has that limit.
+TEST_F(LoopSession, PostsThatTheSystemRefusesAreTriedAgain) {
+  SignOnOnLoop();
+  refusals = 0;
+  {
+    const TInTheSystemsPlace full(&__imp_PostMessageA, RefusePost);
+    std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b")); }).join();
+    EXPECT_EQ(refusals, 1) << "the second event relies on the timer";
+    time.Advance(1000);
+    EXPECT_EQ(refusals, 2);
+    DispatchAll();
+    EXPECT_EQ(Take(), Lines{});
+  }
+  time.Advance(999);
+  DispatchAll();
+  EXPECT_EQ(Take(), Lines{});
+  time.Advance(1);
+  EXPECT_EQ(CVekMessageLoop_Dispatch(0), 1);
+  EXPECT_EQ(Take(), (Lines{"report a", "report b"}));
 }
 
 LRESULT CALLBACK RefuseWindows(int code, WPARAM first, LPARAM second) {
