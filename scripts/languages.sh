@@ -2,7 +2,7 @@
 # languages against the simulated server.
 
 need_for_languages() {
-  need python3 "checks the bindings; runs the Python example"
+  need python3 "checks the bindings; runs the Python examples"
   case $1 in
     linux)
       need mono-mcs "compiles the C# example"
@@ -46,7 +46,8 @@ c_under_sanitizers() {
   with_simulator "$1" "${launcher[@]}" "build/$1/session_c"
 }
 
-python_session() { with_simulator linux python3 examples/python/session.py --library build/linux/libvekapi.so; }
+# python_session PROGRAM
+python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }
 
 csharp_session() {
   mkdir -p build/linux/csharp
@@ -59,7 +60,8 @@ check_languages() {
     linux)
       check flat_functions python3 scripts/check_flat.py build/linux/libvekapi.so
       check example_c c_alone linux
-      check example_python python_session
+      check example_python python_session session
+      check example_asyncio python_session asyncio_session
       check example_csharp csharp_session
       ;;
     windows)

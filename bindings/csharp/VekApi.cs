@@ -5,7 +5,8 @@
 //
 // Callbacks. The library keeps the addresses of the delegates in the callback table, which the garbage collector
 // does not see: keep the delegates (the table, as a field of a living object) until the client is deleted. They run
-// on threads of the library. An exception must not leave one.
+// on threads of the library, those of CVekClient_Create_OnMessageLoop on the thread that created the client, in its
+// message loop (Windows Forms, WPF). An exception must not leave one.
 //
 // Texts. Texts of the library are bytes in code page 950: VekText.Get decodes them. Texts handed in are bytes that
 // end with NUL: VekText.Put. What VekText.Get is given must still be alive: texts of a result, until its callback
@@ -192,6 +193,9 @@ namespace VekApi
         public static extern CVekClient CVekClient_Create(ref CVekClientCallbacks callbacks, IntPtr user);
 
         [DllImport(Library)]
+        public static extern CVekClient CVekClient_Create_OnMessageLoop(ref CVekClientCallbacks callbacks, IntPtr user);
+
+        [DllImport(Library)]
         public static extern void CVekClient_Delete(ref CVekClient client);
 
         [DllImport(Library)]
@@ -287,5 +291,11 @@ namespace VekApi
 
         [DllImport(Library)]
         public static extern uint CVekFlowCtrlSender_SendVekRequests(ref CVekFlowCtrlSender sender, byte[] buffer, uint length);
+
+        [DllImport(Library)]
+        public static extern int CVekMessageLoop_Dispatch(int timeoutMs);
+
+        [DllImport(Library)]
+        public static extern int CVekMessageLoop_Fd();
     }
 }

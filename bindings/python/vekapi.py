@@ -13,6 +13,11 @@
 Events come on threads of the library, never two of one client at once. Inside one, everything may be called on
 the client, close() too. An exception in one is printed and dropped. A slow one delays its own client only.
 
+Client(handler, on_message_loop=True) brings them on the thread that made the client instead, while that thread runs
+its Windows message loop or calls dispatch(). With asyncio on Linux:
+
+    loop.add_reader(vekapi.message_loop_fd(), vekapi.dispatch)
+
 Texts of the server are bytes in code page 950; here they are str, decoded with cp950 ("?" marks what is not).
 Results, tables and columns that an event brings are lent until it returns: take what is to be kept with
 Table.rows() or TaskResult.plain().
@@ -109,6 +114,7 @@ _PROTOTYPES = {
     "CVekTaskResult_IndexTable": (CVekTable, [_result, c_uint]),
     "CVekTaskResult_TableCount": (c_uint, [_result]),
     "CVekClient_Create": (CVekClient, [POINTER(CVekClientCallbacks), _user]),
+    "CVekClient_Create_OnMessageLoop": (CVekClient, [POINTER(CVekClientCallbacks), _user]),
     "CVekClient_Delete": (None, [_client]),
     "CVekClient_State": (c_int, [_client]),
     "CVekClient_IsSessionConnected": (c_bool, [_client]),
@@ -139,6 +145,8 @@ _PROTOTYPES = {
     "CVekFlowCtrlSender_SetAckTime": (None, [_sender, c_int, c_uint]),
     "CVekFlowCtrlSender_SendVekRequest": (c_bool, [_sender, c_char_p, c_uint]),
     "CVekFlowCtrlSender_SendVekRequests": (c_uint, [_sender, c_char_p, c_uint]),
+    "CVekMessageLoop_Dispatch": (c_int, [c_int]),
+    "CVekMessageLoop_Fd": (c_int, []),
 }
 
 lib = None  # the functions as they are, after load()
@@ -159,6 +167,16 @@ def load(path=None):
 def text(raw):
     """The str of a text of the library; None stays None."""
     return None if raw is None else raw.decode("cp950", "replace")
+
+
+def dispatch(timeout_ms=0):
+    """Runs the events that wait for this thread's clients; the number of messages run, negative on error."""
+    return lib.CVekMessageLoop_Dispatch(timeout_ms)
+
+
+def message_loop_fd():
+    """Readable while dispatch() has something to run on this thread; -1 on Windows."""
+    return lib.CVekMessageLoop_Fd()
 
 
 def _bytes(value):
@@ -272,12 +290,13 @@ class Client:
 
     _alive = set()
 
-    def __init__(self, handler):
+    def __init__(self, handler, on_message_loop=False):
         load()
         self._callbacks = self._table(handler)
-        self._handle = lib.CVekClient_Create(byref(self._callbacks), None)
+        create = lib.CVekClient_Create_OnMessageLoop if on_message_loop else lib.CVekClient_Create
+        self._handle = create(byref(self._callbacks), None)
         if not self._handle:
-            raise MemoryError("CVekClient_Create")
+            raise MemoryError(f"no {'window or ' if on_message_loop else ''}memory for a client")
         Client._alive.add(self)
 
     def _table(self, h):

@@ -5,8 +5,9 @@ Option Explicit
 ' load it first with LoadLibrary. What the functions do is told in VekApiC.h.
 '
 ' Threads. VBA code must run on the thread of its own window, but the callbacks of CVekClient_Create come on threads
-' of the library. Give entries with AddressOf only where the host allows its code to run on other threads; otherwise
-' pass no callbacks and poll: CVekClient_State and CVekClient_SgnResult may be asked on the window's thread.
+' of the library: make clients with CVekClient_Create_OnMessageLoop, whose callbacks come through the window's
+' messages, and give entries with AddressOf, functions of a standard module. They come while the host waits for the
+' user; a macro that runs for long lets them in with DoEvents or CVekMessageLoop_Dispatch.
 '
 ' Handles. A handle is a type of one pointer, passed by reference. Functions that return one return its pointer:
 '     client.Object = CVekClient_Create(callbacks, 0)
@@ -179,6 +180,8 @@ Public Declare PtrSafe Function CVekTaskResult_TableCount Lib "vekapi.dll" ( _
 
 Public Declare PtrSafe Function CVekClient_Create Lib "vekapi.dll" ( _
     ByRef callbacks As CVekClientCallbacks, ByVal user As LongPtr) As LongPtr
+Public Declare PtrSafe Function CVekClient_Create_OnMessageLoop Lib "vekapi.dll" ( _
+    ByRef callbacks As CVekClientCallbacks, ByVal user As LongPtr) As LongPtr
 Public Declare PtrSafe Sub CVekClient_Delete Lib "vekapi.dll" (ByRef client As CVekClient)
 Public Declare PtrSafe Function CVekClient_State Lib "vekapi.dll" ( _
     ByRef client As CVekClient) As Long
@@ -238,3 +241,6 @@ Public Declare PtrSafe Function CVekFlowCtrlSender_SendVekRequest Lib "vekapi.dl
     ByRef sender As CVekFlowCtrlSender, ByRef buffer As Byte, ByVal length As Long) As Byte
 Public Declare PtrSafe Function CVekFlowCtrlSender_SendVekRequests Lib "vekapi.dll" ( _
     ByRef sender As CVekFlowCtrlSender, ByRef buffer As Byte, ByVal length As Long) As Long
+
+Public Declare PtrSafe Function CVekMessageLoop_Dispatch Lib "vekapi.dll" (ByVal timeoutMs As Long) As Long
+Public Declare PtrSafe Function CVekMessageLoop_Fd Lib "vekapi.dll" () As Long
