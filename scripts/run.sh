@@ -26,15 +26,31 @@ wine_server() {
   done
 }
 
+quiet_wine() { timeout 300 "$wine" "$@" </dev/null >>"$root/build/wine.log" 2>&1; }
+
+# Stays until it is told to go: no start-up between programs, and no server that holds on to a program's pipe.
+stay_started() { wine_server -p; }
+
+# Windows are drawn into memory, so there need not be a display. A new prefix is made with a desktop that has tried
+# for one; it takes a new start to be rid of it.
+draw_into_memory() {
+  grep -qs '"Graphics"="null"' "$WINEPREFIX/user.reg" && return
+  quiet_wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f || return 1
+  wine_server -k
+  stay_started
+}
+
 # The first start writes the prefix, takes seconds and chatters: done once, apart from what is measured and judged.
-first_start() { timeout 300 "$wine" cmd /c exit 0 </dev/null >"$root/build/wine.log" 2>&1; }
+first_start() {
+  : >"$root/build/wine.log"
+  stay_started
+  draw_into_memory && quiet_wine cmd /c exit 0
+}
 
 wine_start() {
   [[ -n $wine ]] && return
   wine_room
   mkdir -p "$WINEPREFIX"
-  # Stays until it is told to go: no start-up between programs, and no server that holds on to a program's pipe.
-  wine_server -p
   step "start Wine" first_start || fail "Wine does not start; see build/wine.log"
   trap wine_stop EXIT
 }
