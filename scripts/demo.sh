@@ -13,11 +13,13 @@ stop_simulator() {
   [[ -n $suffix ]] || return "$status"
 }
 
+simulator_options=(--request-rate 5/200)
+
 # start_simulator PRESET: sets `simulator` (process id) and `port`, which ends one of the first lines it prints. The
 # other lines go to a log.
 start_simulator() {
   local log=$root/build/$1/veksim.log line
-  coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 --mode 1 --key demo --request-rate 5/200 2>"$log"; }
+  coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 --mode 1 --key demo "${simulator_options[@]}" 2>"$log"; }
   # shellcheck disable=SC2153
   simulator=$SIM_PID
   exec {told}<&"${SIM[0]}"

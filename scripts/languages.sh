@@ -46,6 +46,14 @@ c_under_sanitizers() {
   with_simulator "$1" "${launcher[@]}" "build/$1/session_c"
 }
 
+# Real windows, an ordinary message loop and results that stream into it, in bursts as the rate allows. The program
+# judges itself: it ends with 0 once it has painted and taken what was typed meanwhile, and closes with results on their way.
+window_streams() {
+  launch_as windows
+  simulator_options=(--rate 50/250)
+  with_simulator windows "${launcher[@]}" build/windows/window_c.exe --stream --until 200 --self-check
+}
+
 # python_session PROGRAM
 python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }
 
@@ -69,6 +77,7 @@ check_languages() {
         --objdump x86_64-w64-mingw32-objdump build/windows/vekapi.dll build/windows/vekapi.lib \
         build/windows/libvekapi.dll.a
       check example_c c_alone windows
+      check example_window window_streams
       ;;
     *) check example_c c_under_sanitizers "$1" ;;
   esac
