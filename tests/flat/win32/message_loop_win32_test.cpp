@@ -40,6 +40,38 @@ TEST_F(LoopSession, AnOrdinaryMessageLoopServesIt) {
   EXPECT_EQ(Take(), (Lines{"report a", "result w", "report end"}));
 }
 
+HWND MessageBoxOnScreen() {
+  return FindWindowA("#32770", "VekApi test");
+}
+
+// The system's own loop inside a callback, in which another callback deletes the client.
+TEST_F(LoopSession, AMessageBoxServesIt) {
+  const std::string result = TaskResult("w", "\x02T\n");
+  for (const bool deletes : {false, true}) {
+    SignOnOnLoop();
+    int answer = 0;
+    onEvent = [&](CVekClient*, const std::string& line) {
+      if (line == "report open") answer = MessageBoxA(nullptr, "?", "VekApi test", MB_OK);
+      if (line == "report close") PostMessageA(MessageBoxOnScreen(), WM_CLOSE, 0, 0);
+      if (line == "report close" && deletes) CVekClient_Delete(&client);
+    };
+    const auto link = mes;
+    ServeWhile([&] {
+      link->Deliver(Message(130, "open"));
+      while (MessageBoxOnScreen() == nullptr) std::this_thread::yield();
+      link->Deliver(result + Message(130, "a") + result + Message(130, "close") + Message(130, "late"));
+    });
+    DispatchAll();
+    EXPECT_NE(answer, 0) << "it was open, and was closed";
+    Lines expected{"report open", "result w", "report a", "result w", "report close"};
+    expected.push_back(deletes ? "destroy" : "report late");
+    EXPECT_EQ(Take(), expected);
+    onEvent = nullptr;
+    CVekClient_Delete(&client);
+    Take();
+  }
+}
+
 TEST_F(LoopSession, QuittingIsLeftToTheProgram) {
   SignOnOnLoop();
   PostQuitMessage(3);
