@@ -7,8 +7,10 @@ target_compile_options(vekapi_options INTERFACE
 
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
+  # Only the library is worth the time that optimising takes.
   target_compile_options(vekapi_options INTERFACE
-    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1
+    $<IF:$<STREQUAL:$<TARGET_PROPERTY:NAME>,vekapi_objects>,-O1,-O0>)
   target_link_options(vekapi_options INTERFACE -fsanitize=${VEKAPI_SANITIZE})
 endif()
 if(WIN32)
