@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "flat/CallBack.h"
 #include "flat/VekApiC_VekClient.h"
 #include "platform/os/Thread.h"
 #include "session/TImpl.h"
@@ -256,14 +257,7 @@ void TVekClientMessageLoop::DeliverLent(const Dova::Os::TMessage& message) {
   }
 }
 
-// The handle is not the loop's own: deleting the client through it sets it to null when the loop is gone.
-// What a callback throws ends here, as the system's frames lie beneath.
 template <class Callback, class... Args>
 void TVekClientMessageLoop::Call(Callback callback, Args... args) noexcept {
-  if (!callback) return;
-  CVekClient handle{client_};
-  try {
-    callback(&handle, user_, args...);
-  } catch (...) {
-  }
+  VekApi::Flat::CallBack<CVekClient>(callback, client_, user_, args...);
 }

@@ -1,17 +1,13 @@
 #include "flat/VekApiC_VekClient.h"
 
+#include "flat/CallBack.h"
+
 VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user)
     : client_(*this), callbacks_(callbacks), user_(user) {}
 
-// What a callback throws ends here: the threads and locks above it belong to the library.
 template <class Callback, class... Args>
 void VekApiC_VekClient::Raise(Callback callback, Args... args) noexcept {
-  if (!callback) return;
-  CVekClient handle{this};
-  try {
-    callback(&handle, user_, args...);
-  } catch (...) {
-  }
+  VekApi::Flat::CallBack<CVekClient>(callback, this, user_, args...);
 }
 
 void VekApiC_VekClient::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet,
