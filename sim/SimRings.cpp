@@ -107,8 +107,8 @@ int SimRings::Write(const char* bytes, std::size_t length) {
   return static_cast<int>(count);
 }
 
-unsigned SimRings::Wait(int timeoutMs) {
-  const unsigned news = wait_.Wait(fromClient_.readable, toClient_.writable, timeoutMs);
+unsigned SimRings::Wait(int timeoutMs, bool wantsSpace) {
+  const unsigned news = wait_.Wait(fromClient_.readable, toClient_.writable, timeoutMs, !wantsSpace);
   return ((news & TNamedEventWait::kFirst) != 0 ? kData : 0) |
          ((news & TNamedEventWait::kSecond) != 0 ? kSpace : 0);
 }

@@ -36,7 +36,8 @@ class SimRings {
   int Write(const char* bytes, std::size_t length);
 
   /// kData, kSpace, both; 0 after timeoutMs (negative: never) or Stop.
-  unsigned Wait(int timeoutMs = -1);
+  /// Without `wantsSpace` room that is made meanwhile is told with the next data.
+  unsigned Wait(int timeoutMs = -1, bool wantsSpace = true);
   /// From any thread: Wait ends, and every later one.
   void Stop();
 

@@ -7,7 +7,7 @@ namespace {
 
 // A full ring is tried again at once, as the reader may just be making room. One that stays full belongs to a
 // reader that is slow or dead: from then on it is tried when room is announced, and every millisecond.
-constexpr unsigned kBusyRetries = 1000;
+constexpr unsigned kBusyRetries = 50;
 constexpr int kSlowRetryMs = 1;
 
 // How often a thread that does not end is woken again: whoever shares the events could have taken a wake-up
@@ -49,8 +49,9 @@ unsigned TShMemCli::TCliThr::WaitForRings() {
     std::this_thread::yield();
     timeoutMs = retries_ > kBusyRetries ? kSlowRetryMs : 0;
   }
-  const unsigned news =
-      wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(), timeoutMs);
+  // While nothing is queued, room is no news to wake up for; Send nudges when it begins to queue.
+  const unsigned news = wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(),
+                                   timeoutMs, retries_ == 0);
   if (news == Os::TNamedEventWait::kCannot) Os::SleepMs(kMissingEventMs);
   return news;
 }

@@ -103,8 +103,10 @@ int TShMemCli::Send(const char* bytes, int length) {
   const auto size = static_cast<std::size_t>(length);
   const std::lock_guard lock(Mutex());
   if (!linked_) return 0;
-  const std::ptrdiff_t written = Empty() ? sendChannel_.Write(bytes, size) : 0;
+  const bool first = Empty();
+  const std::ptrdiff_t written = first ? sendChannel_.Write(bytes, size) : 0;
   const bool taken = written >= 0 && AppendLocked(bytes + written, size - static_cast<std::size_t>(written));
+  if (taken && first && !Empty()) Os::TNamedEventWait::Nudge(sendChannel_.WriteEvent());
   if (taken) return length;
   linked_ = false;
   SetBroken();

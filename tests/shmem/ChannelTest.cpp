@@ -161,5 +161,29 @@ TEST(EventWait, EitherEventBothEventsAndStop) {
   EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kStopped);
 }
 
+TEST(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
+  const std::string name = FreshName();
+  TShMemChannel up, down;
+  ASSERT_TRUE(up.Open(name + ".C2S", 10, true));
+  ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
+  TNamedEventWait wait;
+  for (int i = 0; i < 2000; ++i) {
+    // At any moment of the other thread's falling asleep.
+    std::thread nudger([&] { TNamedEventWait::Nudge(up.WriteEvent()); });
+    EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent(), TNamedEventWait::kForever, true),
+              TNamedEventWait::kSecond);
+    nudger.join();
+  }
+  std::thread setter([&] {
+    up.WriteEvent().Set();
+    down.ReadEvent().Set();
+  });
+  unsigned told = 0;
+  while (told != (TNamedEventWait::kFirst | TNamedEventWait::kSecond)) {
+    told |= wait.Wait(down.ReadEvent(), up.WriteEvent(), TNamedEventWait::kForever, true);
+  }
+  setter.join();
+}
+
 }  // namespace
 }  // namespace vektest

@@ -52,7 +52,11 @@ class TNamedEventWait {
 
   // Which of them were set, one or both, and takes that back; 0 when timeoutMs passed first. kStopped alone
   // after Stop.
-  unsigned Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs = kForever) noexcept;
+  unsigned Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs = kForever,
+                bool lazySecond = false) noexcept;
+
+  // From any thread, with the events that are waited for: sets the second and sees to it that it is told.
+  static void Nudge(TNamedEvent& second) noexcept;
 
   // From any thread, with the events that are waited for: Wait ends, now and from now on. Other processes can
   // spoil events but cannot keep a wait from ending when this is called until it has.

@@ -107,7 +107,8 @@ struct TNamedEventWait::TNative {
 TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
 TNamedEventWait::~TNamedEventWait() = default;
 
-unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs) noexcept {
+unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs,
+                               bool lazySecond) noexcept {
   if (!first.native_ || !second.native_ || first.native_->family != second.native_->family) return kCannot;
   std::uint32_t* const address = first.native_->Word();
   const TWord word(*address);
@@ -121,9 +122,18 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
              ((set & second.native_->bit) != 0 ? kSecond : 0);
     }
     if (timeoutMs >= 0 && (timeoutMs == 0 || MonotonicNs() >= due)) return 0;
-    const std::uint32_t asleep = seen | bits << kSleeperShift;
+    const std::uint32_t wakers = lazySecond ? first.native_->bit : bits;
+    const std::uint32_t asleep = seen | wakers << kSleeperShift;
     if (asleep == seen || word.compare_exchange_strong(seen, asleep)) SleepOn(address, asleep, bits, due);
   }
+}
+
+// The bit changes the word, which keeps a waiter that is about to sleep awake. One that sleeps already may
+// have left no mark that it wants this event, so it is woken in any case.
+void TNamedEventWait::Nudge(TNamedEvent& second) noexcept {
+  if (!second.native_) return;
+  second.native_->Raise();
+  WakeSleepers(second.native_->Word(), second.native_->bit);
 }
 
 void TNamedEventWait::Stop(TNamedEvent& first, TNamedEvent& second) noexcept {

@@ -50,7 +50,8 @@ struct TNamedEventWait::TNative {
 TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
 TNamedEventWait::~TNamedEventWait() = default;
 
-unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs) noexcept {
+unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs,
+                               bool /*lazySecond*/) noexcept {
   if (!first.native_ || !second.native_) return kCannot;
   const HANDLE handles[] = {native_->stop, first.native_->handle, second.native_->handle};
   switch (
@@ -67,6 +68,10 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
     default:
       return kCannot;
   }
+}
+
+void TNamedEventWait::Nudge(TNamedEvent& second) noexcept {
+  second.Set();
 }
 
 void TNamedEventWait::Stop(TNamedEvent& /*first*/, TNamedEvent& /*second*/) noexcept {
