@@ -1,8 +1,10 @@
 // Bytes through the rings, both ways, and rings that are spoilt.
 #include <atomic>
 #include <cmath>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -182,22 +184,47 @@ struct StreamCase {
 
 class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMesEvHandler {
  protected:
+  void TearDown() override {
+    if (gateway_.joinable()) {
+      rings_.Stop();
+      gateway_.join();
+    }
+    const Dova::TSyncScope inside(mes_->SyncContext());
+    mes_->Close();
+  }
+
   void OnMesRecvReady(Dova::TMesBase* mes) override {
     char buffer[65536];
     for (int count = 0; (count = mes->Recv(buffer, sizeof buffer)) > 0;) {
       down_.Take(buffer, static_cast<std::size_t>(count));
     }
-    received_.store(down_.good ? down_.whole : total_);
-    received_.notify_all();
+    Note(received_, down_);
   }
   void OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) override {
     ADD_FAILURE() << reason;
-    received_.store(total_);
-    received_.notify_all();
+    const std::lock_guard lock(mutex_);
+    broken_ = true;
+    changed_.notify_all();
+  }
+
+  void Link() {
+    const std::string base = FreshName();
+    ASSERT_TRUE(rings_.Create(base, GetParam().ringBytes));
+    ASSERT_TRUE(mes_->SettingApply("TestMes:ok"));
+    mes_->SetEvHandler(this);
+    {
+      const Dova::TSyncScope inside(mes_->SyncContext());
+      ASSERT_TRUE(mes_->Open());
+    }
+    proxy_ = TestMes::Last();
+    proxy_->Ready();
+    proxy_->TakeSent();
+    proxy_->Deliver("Ack:ShMemName:" + base + "\n");
+    gateway_ = std::thread([this] { Serve(); });
   }
 
   // The gateway: one thread that reads, checks and writes as it can.
-  void Serve(VekSim::SimRings& rings) {
+  void Serve() {
     Messages messages(1);
     std::string writing;
     std::size_t at = 0;
@@ -209,58 +236,69 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
         at = 0;
         ++made;
       }
-      const int wrote = rings.Write(writing.data() + at, writing.size() - at);
-      const int read = rings.Read(buffer.data(), buffer.size());
+      const int wrote = rings_.Write(writing.data() + at, writing.size() - at);
+      const int read = rings_.Read(buffer.data(), buffer.size());
       ASSERT_GE(wrote, 0);
       ASSERT_GE(read, 0);
       at += static_cast<std::size_t>(wrote);
       up_.Take(buffer.data(), static_cast<std::size_t>(read));
-      arrived_.store(up_.good ? up_.whole : total_);
-      arrived_.notify_all();
-      if (wrote == 0 && read == 0) rings.Wait();
+      if (read != 0) Note(arrived_, up_);
+      if (wrote == 0 && read == 0 && rings_.Wait() == 0) return;
     }
   }
 
-  std::uint32_t total_ = 0;
+  // Lets a heartbeat's time go by, and answers it as a gateway does.
+  void Heartbeat() {
+    time_.Advance(30'000);
+    EXPECT_EQ(proxy_->TakeSent(), "Hb:\n");
+    proxy_->Deliver("Hb:\n");
+  }
+
+  void Note(std::uint32_t& count, const Checker& checker) {
+    const std::lock_guard lock(mutex_);
+    count = checker.whole;
+    broken_ = broken_ || !checker.good;
+    changed_.notify_all();
+  }
+  // False when the stream has ended before.
+  bool Await(const std::uint32_t& count, std::uint32_t wanted) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return broken_ || count >= wanted; });
+    return !broken_;
+  }
+
+  TestSupport::TVirtualTimerQueue time_;
+  VekSim::SimRings rings_;
+  Dstl::wise_ref<Dova::TMesBase> mes_ = Dova::TShMemCli::Make();
+  Dstl::wise_ref<TestMes> proxy_;
+  std::uint32_t total_ = LongRun() ? 1'000'000 : GetParam().messages;
   Checker up_, down_;
-  std::atomic<std::uint32_t> arrived_{0};   // of those sent to the gateway
-  std::atomic<std::uint32_t> received_{0};  // of those from it
+  std::thread gateway_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::uint32_t arrived_ = 0;   // of those sent to the gateway
+  std::uint32_t received_ = 0;  // of those from it
+  bool broken_ = false;
 };
 
 // The queue takes all there is, so the sender keeps itself in bounds.
 constexpr std::uint32_t kAhead = 200;
 
 TEST_P(StressStream, BothWaysInOrderAndWhole) {
-  total_ = LongRun() ? 1'000'000 : GetParam().messages;
-  VekSim::SimRings rings;
-  const std::string base = FreshName();
-  ASSERT_TRUE(rings.Create(base, GetParam().ringBytes));
-  const auto mes = Dova::TShMemCli::Make();
-  ASSERT_TRUE(mes->SettingApply("TestMes:ok"));
-  mes->SetEvHandler(this);
-  {
-    const Dova::TSyncScope inside(mes->SyncContext());
-    ASSERT_TRUE(mes->Open());
-  }
-  const auto proxy = TestMes::Last();
-  proxy->Ready();
-  proxy->Deliver("Ack:ShMemName:" + base + "\n");
-  std::thread gateway([&] { Serve(rings); });
-
+  Link();
   Messages messages(2);
   for (std::uint32_t i = 0; i < total_; ++i) {
     const std::string message = messages.Next();
-    ASSERT_EQ(mes->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
-    for (std::uint32_t seen = arrived_; seen + kAhead < i; seen = arrived_) arrived_.wait(seen);
+    ASSERT_EQ(mes_->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
+    ASSERT_TRUE(Await(arrived_, i < kAhead ? 0 : i - kAhead)) << "after " << arrived_;
+    if (i % (total_ / 10) == 1) Heartbeat();
   }
-  for (std::uint32_t seen = received_; seen < total_; seen = received_) received_.wait(seen);
-  gateway.join();
+  ASSERT_TRUE(Await(received_, total_)) << "after " << received_;
+  gateway_.join();
   EXPECT_TRUE(up_.good) << "at message " << up_.whole;
-  EXPECT_TRUE(down_.good) << "at message " << down_.whole;
   EXPECT_EQ(up_.whole, total_);
   EXPECT_EQ(down_.whole, total_);
-  const Dova::TSyncScope inside(mes->SyncContext());
-  mes->Close();
 }
 INSTANTIATE_TEST_SUITE_P(ByRing, StressStream,
                          testing::Values(StreamCase{4096, 10'000}, StreamCase{1 << 20, 20'000}));
