@@ -18,6 +18,8 @@ struct SimGatewayConfig {
   bool answerHeartbeats = true;
   /// Sent in place of "Ack:ShMemName:NAME\n" when not empty.
   std::string nameAnswer{};
+  /// The process ends at once, as if it had been killed, when so many bytes have gone to a client; 0: never.
+  std::uint64_t crashAfter = 0;
   std::function<void(const std::string&)> log{};  ///< a line at a time, on the gateway's thread
 };
 

@@ -1,5 +1,7 @@
 #include "sim/SimGatewayLink.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 namespace VekSim {
@@ -122,10 +124,18 @@ void SimGatewayLink::CarryUp() {
 
 void SimGatewayLink::CarryDown() {
   if (frozen_ || downAt_ == downEnd_) return;
-  const int count = rings_.Write(down_.data() + downAt_, downEnd_ - downAt_);
+  const int count = rings_.Write(down_.data() + downAt_, MayWrite());
   if (count < 0) return Close();
+  carriedDown_ += static_cast<std::uint64_t>(count);
+  if (config_.crashAfter != 0 && carriedDown_ == config_.crashAfter) std::_Exit(9);
   downAt_ += static_cast<std::size_t>(count);
   if (downAt_ == downEnd_) ReadUpstream();
+}
+
+std::size_t SimGatewayLink::MayWrite() const {
+  const std::uint64_t waiting = downEnd_ - downAt_;
+  const std::uint64_t left = config_.crashAfter == 0 ? waiting : config_.crashAfter - carriedDown_;
+  return static_cast<std::size_t>(std::min(waiting, left));
 }
 
 void SimGatewayLink::ReadUpstream() {

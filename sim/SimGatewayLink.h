@@ -37,6 +37,7 @@ class SimGatewayLink : public std::enable_shared_from_this<SimGatewayLink> {
   void CarryUp();
   void CarryDown();
   void ReadUpstream();
+  std::size_t MayWrite() const;
   void Finish();
   void Log(const std::string& line) const;
   asio::io_context& Io() { return static_cast<asio::io_context&>(proxy_.get_executor().context()); }
@@ -55,6 +56,7 @@ class SimGatewayLink : public std::enable_shared_from_this<SimGatewayLink> {
   bool carryingUp_ = false;
   std::array<char, 65536> down_{};
   std::size_t downAt_ = 0, downEnd_ = 0;  ///< what of down_ the ring has not taken yet
+  std::uint64_t carriedDown_ = 0;
   bool linked_ = false;
   bool finishing_ = false;  ///< one of both ends has gone: what the other is owed goes out first
   bool frozen_ = false;

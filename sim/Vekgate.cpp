@@ -14,6 +14,7 @@ namespace {
 struct Options {
   VekSim::SimGatewayConfig config;
   std::string upstream = "127.0.0.1:9000";
+  bool untilEof = false;
   bool quiet = false;
 };
 
@@ -38,7 +39,22 @@ void AddOptions(CLI::App& app, Options& options) {
       ->check(CLI::Range(1u, 1u << 30));
   app.add_option("--name", options.config.namePrefix, "What the names of the rings begin with")
       ->capture_default_str();
+  app.add_option("--crash-after", options.config.crashAfter,
+                 "End without a word when so many bytes have gone to a client; 0: never")
+      ->capture_default_str();
+  app.add_flag("--until-eof", options.untilEof, "Run until the standard input ends, not until interrupted");
   app.add_flag("-q,--quiet", options.quiet, "Log nothing but the setting");
+}
+
+void AwaitInterrupt() {
+  asio::io_context signals;
+  asio::signal_set set(signals, SIGINT, SIGTERM);
+  set.async_wait([](const asio::error_code&, int) {});
+  signals.run();
+}
+
+void AwaitEndOfInput() {
+  while (std::getchar() != EOF) continue;
 }
 
 int Run(Options& options) {
@@ -49,10 +65,7 @@ int Run(Options& options) {
   if (!options.quiet) options.config.log = say;
   VekSim::SimGateway gateway(options.config);
   say(gateway.Setting());
-  asio::io_context signals;
-  asio::signal_set set(signals, SIGINT, SIGTERM);
-  set.async_wait([](const asio::error_code&, int) {});
-  signals.run();
+  options.untilEof ? AwaitEndOfInput() : AwaitInterrupt();
   gateway.Stop();
   return 0;
 }

@@ -14,6 +14,7 @@
 #include "support/FullListener.h"
 #include "support/Recorder.h"
 #include "support/TcpPeer.h"
+#include "support/WholeSession.h"
 
 namespace vektest {
 namespace {
@@ -55,71 +56,25 @@ struct WholeCase {
   std::size_t split;
 };
 
-class WholeSession : public testing::TestWithParam<WholeCase> {};
+class OverTcp : public testing::TestWithParam<WholeCase> {};
 
-TEST_P(WholeSession, ConnectsQueriesOrdersAndChangesThePassword) {
+TEST_P(OverTcp, WholeSession) {
   SimConfig config;
   config.order = GetParam().order;
   config.mode = GetParam().mode;
   for (std::size_t i = 0; i < GetParam().keyLength; ++i) config.key += static_cast<char>(i * 7 + 130);
   config.link.split = GetParam().split;
+  config.requestRate = WholeSession::kRequestRate;
   SimServer server(config);
-  Recorder recorder;
-  VekClient client(recorder);
-
-  Connect(client, Setting(server));
-  ASSERT_TRUE(recorder.WaitFor("ready"));
-  EXPECT_EQ(client.ServerName(), "VEKSIM.1.0.0.0");
-
-  ASSERT_TRUE(Send(client, 128, "W1 products"));
-  ASSERT_TRUE(recorder.WaitFor("result W1 "));
-  ASSERT_TRUE(Send(client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
-  ASSERT_TRUE(recorder.WaitFor("ack 129 "));
-  ASSERT_TRUE(recorder.WaitFor("report "));
-  ASSERT_TRUE(client.ChgPass("trader", "secret", "secret2"));
-  ASSERT_TRUE(recorder.WaitFor("chgpass trader"));
-
-  client.Disconnect();
-  EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
-  Connect(client, Setting(server), "secret2");
-  ASSERT_TRUE(recorder.WaitFor("ready"));
+  WholeSession(server, Setting(server), GetParam().split == 0 ? 200'000 : 20'000).Run();
 }
 
-INSTANTIATE_TEST_SUITE_P(ByWire, WholeSession,
+INSTANTIATE_TEST_SUITE_P(ByWire, OverTcp,
                          testing::Values(WholeCase{VekSim::ByteOrder::Little, 0, 0, 0},
                                          WholeCase{VekSim::ByteOrder::Big, 1, 7, 0},
                                          WholeCase{VekSim::ByteOrder::Little, 1, 255, 1},
                                          WholeCase{VekSim::ByteOrder::Big, 2, 1, 3},
                                          WholeCase{VekSim::ByteOrder::Big, -1, 16, 0}));
-
-TEST(Live, LongMessagesBothWaysWithOthersInBetween) {
-  SimConfig config;
-  config.mode = 1;
-  config.key = "abcdefg";
-  SimServer server(config);
-  Recorder recorder;
-  VekClient client(recorder);
-  Connect(client, Setting(server));
-  ASSERT_TRUE(recorder.WaitFor("ready"));
-
-  std::string text;
-  while (text.size() < 200'000) text += "line " + std::to_string(text.size()) + "\n";
-  ASSERT_TRUE(Send(client, 150, text));
-  ASSERT_TRUE(server.WaitFor([&](const SimSeen& seen) {
-    return std::any_of(seen.packets.begin(), seen.packets.end(),
-                       [](const auto& packet) { return packet.code == 150; });
-  }));
-  std::string joined;
-  for (const auto& packet : server.Seen().packets) {
-    if (packet.code == 3 || packet.code == 150) joined += packet.body.substr(2);
-  }
-  EXPECT_EQ(joined, text);
-
-  server.SendLong(SimServer::kAll, 130, text, 1000,
-                  {VekSim::SimInsert{}, VekSim::SimInsert{}, VekSim::SimInsert{}});
-  ASSERT_TRUE(recorder.WaitFor("report line 0"));
-  EXPECT_EQ(recorder.Take().back(), "report " + text);
-}
 
 TEST(Live, LinksThatCannotBeMade) {
   std::uint16_t closedPort = 0;

@@ -1,6 +1,7 @@
 // Opening, joining and naming of one ring, and the events that go with it.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -167,20 +168,28 @@ TEST(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
   ASSERT_TRUE(up.Open(name + ".C2S", 10, true));
   ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
   TNamedEventWait wait;
-  for (int i = 0; i < 2000; ++i) {
-    // At any moment of the other thread's falling asleep.
-    std::thread nudger([&] { TNamedEventWait::Nudge(up.WriteEvent()); });
+  // Told once for each time it was nudged, at any moment of the other thread's falling asleep.
+  std::atomic<int> told{0};
+  std::thread nudger([&] {
+    for (int i = 0; i < 2000; ++i) {
+      TNamedEventWait::Nudge(up.WriteEvent());
+      told.wait(i);
+    }
+  });
+  while (told < 2000) {
     EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent(), TNamedEventWait::kForever, true),
               TNamedEventWait::kSecond);
-    nudger.join();
+    ++told;
+    told.notify_one();
   }
+  nudger.join();
   std::thread setter([&] {
     up.WriteEvent().Set();
     down.ReadEvent().Set();
   });
-  unsigned told = 0;
-  while (told != (TNamedEventWait::kFirst | TNamedEventWait::kSecond)) {
-    told |= wait.Wait(down.ReadEvent(), up.WriteEvent(), TNamedEventWait::kForever, true);
+  unsigned news = 0;
+  while (news != (TNamedEventWait::kFirst | TNamedEventWait::kSecond)) {
+    news |= wait.Wait(down.ReadEvent(), up.WriteEvent(), TNamedEventWait::kForever, true);
   }
   setter.join();
 }

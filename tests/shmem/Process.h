@@ -8,7 +8,8 @@
 
 namespace vektest {
 
-// A program of this build's folder; killed when it goes out of scope.
+// A program of this build's folder. Its standard input ends when this goes out of scope; one that then runs
+// on is killed after a while.
 class Process {
  public:
   Process(const std::string& program, const std::vector<std::string>& arguments);

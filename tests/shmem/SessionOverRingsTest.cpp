@@ -8,6 +8,7 @@
 #include "ShMemFixture.h"
 #include "sim/SimGateway.h"
 #include "sim/SimServer.h"
+#include "support/WholeSession.h"
 
 namespace vektest {
 namespace {
@@ -40,48 +41,21 @@ struct WholeCase {
   int mode;
   std::uint32_t ringBytes;
 };
-class WholeSession : public testing::TestWithParam<WholeCase> {};
+class EveryRing : public testing::TestWithParam<WholeCase> {};
 
-TEST_P(WholeSession, SignsOnOrdersAndCarriesLongMessages) {
+TEST_P(EveryRing, WholeSession) {
   SimConfig config;
   config.order = GetParam().order;
   config.mode = GetParam().mode;
   config.key = "0123456789";
+  config.requestRate = WholeSession::kRequestRate;
   SimServer server(config);
-  SimGateway gateway(Behind(server, GetParam().ringBytes));
-  Recorder recorder;
-  VekClient client(recorder);
-  Connect(client, gateway.Setting());
-  ASSERT_TRUE(recorder.WaitFor("ready"));
-  ASSERT_TRUE(Send(client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
-  ASSERT_TRUE(recorder.WaitFor("ack 129 "));
-  ASSERT_TRUE(recorder.WaitFor("report "));
+  const std::uint32_t ring = GetParam().ringBytes;
+  const SimGateway gateway(Behind(server, ring));
   // The smallest rings are for the principle; every turn of a ring costs wake-ups.
-  const bool tiny = GetParam().ringBytes <= 64;
-  ASSERT_TRUE(Send(client, 128, tiny ? "W3 ticks\nrows=5" : "W3 ticks\nrows=5000"));
-  ASSERT_TRUE(recorder.WaitFor("result W3 "));
-
-  std::string text;
-  while (text.size() < std::min<std::size_t>(60'000, GetParam().ringBytes * std::size_t{500}))
-    text += "line " + std::to_string(text.size()) + "\n";
-  ASSERT_TRUE(Send(client, 150, text));
-  const auto has150 = [](const VekSim::SimSeen& seen) {
-    return std::any_of(seen.packets.begin(), seen.packets.end(),
-                       [](const auto& packet) { return packet.code == 150; });
-  };
-  ASSERT_TRUE(server.WaitFor(has150));
-  std::string joined;
-  for (const auto& packet : server.Seen().packets) {
-    if (packet.code == 3 || packet.code == 150) joined += packet.body.substr(2);
-  }
-  EXPECT_EQ(joined, text);
-
-  client.Disconnect();
-  EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
-  Connect(client, gateway.Setting());
-  ASSERT_TRUE(recorder.WaitFor("ready"));
+  WholeSession(server, gateway.Setting(), std::min<std::size_t>(60'000, ring * std::size_t{500})).Run();
 }
-INSTANTIATE_TEST_SUITE_P(ByWireAndRing, WholeSession,
+INSTANTIATE_TEST_SUITE_P(ByWireAndRing, EveryRing,
                          testing::Values(WholeCase{VekSim::ByteOrder::Little, 1, 1 << 20},
                                          WholeCase{VekSim::ByteOrder::Big, 1, 64},
                                          WholeCase{VekSim::ByteOrder::Little, 0, 1},

@@ -12,9 +12,15 @@
 #include <stdexcept>
 
 namespace vektest {
+namespace {
+
+constexpr int kPatienceMs = 10'000;
+
+}  // namespace
 
 struct Process::Native {
   pid_t id = -1;
+  int input = -1;
   std::FILE* output = nullptr;
 };
 
@@ -24,19 +30,27 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   std::vector<char*> argv{const_cast<char*>(path.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  int ends[2], inputEnds[2];
+  if (pipe2(ends, O_CLOEXEC) != 0 || pipe2(inputEnds, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, inputEnds[0], STDIN_FILENO);
   const int error = posix_spawn(&native_->id, path.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
+  close(inputEnds[0]);
+  native_->input = inputEnds[1];
   native_->output = fdopen(ends[0], "r");
   if (error != 0) throw std::runtime_error("cannot start " + path);
 }
 
 Process::~Process() {
+  close(native_->input);
+  for (int i = 0; native_->id >= 0 && i < kPatienceMs; ++i) {
+    if (waitpid(native_->id, nullptr, WNOHANG) == native_->id) native_->id = -1;
+    if (native_->id >= 0) usleep(1000);
+  }
   Kill();
   std::fclose(native_->output);
 }

@@ -6,10 +6,16 @@
 #include <stdexcept>
 
 namespace vektest {
+namespace {
+
+constexpr DWORD kPatienceMs = 10'000;
+
+}  // namespace
 
 struct Process::Native {
   PROCESS_INFORMATION process{};
   HANDLE output = nullptr;
+  HANDLE input = nullptr;
 };
 
 Process::Process(const std::string& program, const std::vector<std::string>& arguments)
@@ -20,22 +26,30 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   command = "\"" + command.substr(0, command.rfind('\\') + 1) + program + ".exe\"";
   for (const std::string& argument : arguments) command += " \"" + argument + "\"";
   SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-  HANDLE write = nullptr;
-  if (!CreatePipe(&native_->output, &write, &inherit, 0)) throw std::runtime_error("no pipe");
+  HANDLE write = nullptr, read = nullptr;
+  if (!CreatePipe(&native_->output, &write, &inherit, 0) ||
+      !CreatePipe(&read, &native_->input, &inherit, 0)) {
+    throw std::runtime_error("no pipe");
+  }
   SetHandleInformation(native_->output, HANDLE_FLAG_INHERIT, 0);
+  SetHandleInformation(native_->input, HANDLE_FLAG_INHERIT, 0);
   STARTUPINFOA start{};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
+  start.hStdInput = read;
   start.hStdOutput = write;
   start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
   const BOOL started = CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
                                       &start, &native_->process);
+  const DWORD error = started ? 0 : GetLastError();
   CloseHandle(write);
-  if (!started) throw std::runtime_error("cannot start " + command);
+  CloseHandle(read);
+  if (!started) throw std::runtime_error("error " + std::to_string(error) + ": cannot start " + command);
 }
 
 Process::~Process() {
-  Kill();
+  CloseHandle(native_->input);
+  if (WaitForSingleObject(native_->process.hProcess, kPatienceMs) != WAIT_OBJECT_0) Kill();
   CloseHandle(native_->process.hThread);
   CloseHandle(native_->process.hProcess);
   CloseHandle(native_->output);

@@ -1,0 +1,26 @@
+// A gateway in a process of its own, and a client in this one.
+#pragma once
+
+#include "ShMemFixture.h"
+#include "sim/SimServer.h"
+
+namespace vektest {
+
+// `more` are further options of the program.
+inline std::vector<std::string> GateOptions(const VekSim::SimServer& server,
+                                            const std::vector<std::string>& more = {}) {
+  std::vector<std::string> options{
+      "--quiet", "--until-eof", "--port", "0",   "--upstream", "127.0.0.1:" + std::to_string(server.Port()),
+      "--name",  FreshName(),   "--ring", "4096"};
+  options.insert(options.end(), more.begin(), more.end());
+  return options;
+}
+
+// Whatever became of the gateway, its names are gone and nothing of it is mapped.
+inline void ExpectNothingShared() {
+  const auto held = Held();
+  EXPECT_EQ(held.count("shared memory"), 0u) << "the one that is left takes the names away";
+  EXPECT_EQ(held.count("views"), 0u);
+}
+
+}  // namespace vektest
