@@ -1,11 +1,11 @@
 // Opening, joining and naming of one ring, and the events that go with it.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <string>
 #include <thread>
 
+#include "platform/os/Event.h"
 #include "platform/os/NamedMapping.h"
 #include "shmem/Process.h"
 #include "shmem/TShMemChannel.h"
@@ -169,18 +169,18 @@ TEST(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
   ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
   TNamedEventWait wait;
   // Told once for each time it was nudged, at any moment of the other thread's falling asleep.
-  std::atomic<int> told{0};
+  constexpr int kTimes = 2000;
+  Dova::Os::TEvent told;
   std::thread nudger([&] {
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < kTimes; ++i) {
       TNamedEventWait::Nudge(up.WriteEvent());
-      told.wait(i);
+      told.Wait();
     }
   });
-  while (told < 2000) {
+  for (int i = 0; i < kTimes; ++i) {
     EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent(), TNamedEventWait::kForever, true),
               TNamedEventWait::kSecond);
-    ++told;
-    told.notify_one();
+    told.Set();
   }
   nudger.join();
   std::thread setter([&] {
