@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -60,6 +61,7 @@ class SimRings {
   int error_ = 0;
   Ring fromClient_;
   Ring toClient_;
+  std::atomic<std::size_t> moved_{0};  ///< bytes, since the last wait
   Dova::Os::TNamedEventWait wait_;
 };
 

@@ -1,6 +1,7 @@
 #include "shmem/TCliThr.h"
 
 #include <thread>
+#include <utility>
 
 namespace Dova {
 namespace {
@@ -13,6 +14,10 @@ constexpr int kSlowRetryMs = 1;
 // How often a thread that does not end is woken again: whoever shares the events could have taken a wake-up
 // away.
 constexpr int kWakeAgainMs = 20;
+
+// So much in one go is a stream and no answer. Its writer is let run on before this thread sleeps: woken for
+// each message, the two would do little but take turns.
+constexpr std::size_t kBulkBytes = 4096;
 
 constexpr unsigned kMissingEventMs = 100;
 
@@ -45,8 +50,8 @@ void TShMemCli::TCliThr::Pass() {
 
 unsigned TShMemCli::TCliThr::WaitForRings() {
   int timeoutMs = Os::TNamedEventWait::kForever;
+  if (std::exchange(bulk_, false) || retries_ != 0) std::this_thread::yield();
   if (retries_ != 0) {
-    std::this_thread::yield();
     timeoutMs = retries_ > kBusyRetries ? kSlowRetryMs : 0;
   }
   // While nothing is queued, room is no news to wake up for; Send nudges when it begins to queue.
@@ -80,6 +85,7 @@ void TShMemCli::TCliThr::Tell() {
   if (!owner_.IsRunning() || owner_.CloseWhenBroken()) return;
   if (pending_ == pk_Data) {
     owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(&owner_); });
+    bulk_ = std::exchange(owner_.received_, 0) >= kBulkBytes;
   } else if (owner_.MoveOverflow()) {
     owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(&owner_); });
   } else {

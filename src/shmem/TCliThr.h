@@ -36,6 +36,7 @@ class TShMemCli::TCliThr : public TSyncObj {
   bool inSync_ = false;  // guarded by the context
   // How often in a row the full ring took nothing of what is queued; 0: nothing is queued.
   unsigned retries_ = 0;
+  bool bulk_ = false;  // much came at once; more is likely on its way
   Os::TNamedEventWait wait_;
   Os::TThread thread_;
 };

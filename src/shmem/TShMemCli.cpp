@@ -142,6 +142,7 @@ int TShMemCli::Recv(char* buffer, int size) {
   if (size <= 0 || !receiveChannel_.IsOpen()) return 0;
   const std::ptrdiff_t count = receiveChannel_.Read(buffer, static_cast<std::size_t>(size));
   if (count < 0) SetBroken();
+  if (count > 0) received_ += static_cast<std::size_t>(count);
   return static_cast<int>(count);
 }
 

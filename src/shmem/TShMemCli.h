@@ -69,6 +69,7 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   std::string partialLine_;
   std::atomic<int> threadState_{ts_NotStarted};
   std::unique_ptr<TCliThr> thread_;
+  std::size_t received_ = 0;  // bytes, since the worker last looked; guarded by the context
   bool linked_ = false;
   std::atomic<bool> greeted_{false};  // OnMesLinkReady has returned
   std::atomic<bool> broken_{false};   // a ring holds what no ring can hold; the worker ends the link
