@@ -1,28 +1,28 @@
-// The shared-memory transport beside what it competes with: round trips of 128 bytes through the client's
-// messenger over shared memory and over TCP, and through a bare ring between two processes' worth of threads
-// with the same wake-up; streaming of 4 KiB messages beside copying them. No peer polls: who has nothing to
-// do sleeps.
+// The shared-memory transport beside what it competes with, in one run: round trips of 128 bytes through the
+// client's messenger over shared memory and over TCP, and through bare rings with the same wake-up; streaming
+// of 4 KiB messages beside copying them. The peer is another process and does not poll: who has nothing to do
+// sleeps.
 #include <algorithm>
-#include <asio.hpp>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <future>
-#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "ShMemPeer.h"
 #include "platform/mbus/TMesRegs.h"
+#include "shmem/Process.h"
 #include "shmem/TShMemCli.h"
-#include "sim/SimRings.h"
 #include "support/TestMes.h"
 
 namespace {
 
-using asio::ip::tcp;
+using shmempeer::kMessageBytes;
+using shmempeer::kMessages;
+using shmempeer::kStreamBytes;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kTripBytes = 128;
@@ -90,77 +90,51 @@ void Close(Dova::TMesBase& mes) {
   mes.Close();
 }
 
-std::string FreshName() {
-  static int count = 0;
-  return "vekbench-" + std::to_string(Clock::now().time_since_epoch().count()) + "-" +
-         std::to_string(++count);
-}
-
-void EchoOverRings(VekSim::SimRings& rings) {
-  char buffer[4096];
-  while (rings.Wait(-1, false) != 0) {
-    for (int count = 0; (count = rings.Read(buffer, sizeof buffer)) > 0;) {
-      rings.Write(buffer, static_cast<std::size_t>(count));
-    }
-  }
-}
-
-// A linked messenger over rings that the bench holds the other end of.
+// A linked messenger whose rings are held by a peer of that role.
 class LinkedRings {
  public:
-  LinkedRings(Dova::TMesEvHandler& handler, std::uint32_t bytes) : mes(Dova::TShMemCli::Make()) {
-    const std::string name = FreshName();
-    if (!rings.Create(name, bytes) || !mes->SettingApply("TestMes:ok")) std::exit(4);
+  LinkedRings(Dova::TMesEvHandler& handler, const char* role, std::uint32_t bytes)
+      : peer_(vektest::Self(), {role, name_, std::to_string(bytes)}), mes(Dova::TShMemCli::Make()) {
+    if (peer_.ReadLine() != "ready" || !mes->SettingApply("TestMes:ok")) std::exit(4);
     Open(*mes, handler);
     const auto proxy = vektest::TestMes::Last();
     proxy->Ready();
-    proxy->Deliver("Ack:ShMemName:" + name + "\n");
+    proxy->Deliver("Ack:ShMemName:" + name_ + "\n");
   }
   ~LinkedRings() { Close(*mes); }
-  VekSim::SimRings rings;
+
+ private:
+  const std::string name_ = vektest::FreshName();
+  vektest::Process peer_;
+
+ public:
   Dstl::wise_ref<Dova::TMesBase> mes;
 };
 
 double TripOverRings() {
   Pinger pinger;
-  LinkedRings link(pinger, 1 << 16);
-  std::thread gateway([&] { EchoOverRings(link.rings); });
+  const LinkedRings link(pinger, "echo", 1 << 16);
   pinger.done.get_future().wait();
-  link.rings.Stop();
-  gateway.join();
   return Median(pinger.perTripUs);
 }
 
 double TripOverTcp() {
-  asio::io_context io;
-  tcp::acceptor acceptor(io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
-  std::thread server([&] {
-    tcp::socket socket = acceptor.accept();
-    socket.set_option(tcp::no_delay(true));
-    char buffer[4096];
-    asio::error_code ended;
-    while (const std::size_t count = socket.read_some(asio::buffer(buffer), ended)) {
-      asio::write(socket, asio::buffer(buffer, count), ended);
-    }
-  });
+  vektest::Process peer(vektest::Self(), {"tcp", "", "0"});
   Pinger pinger;
-  const auto mes = Dova::TMesRegs::GetClientMesRegs().CreateMes(
-      "TCPClient:127.0.0.1:" + std::to_string(acceptor.local_endpoint().port()) + " n M0");
+  const auto mes =
+      Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:127.0.0.1:" + peer.ReadLine() + " n M0");
   Open(*mes, pinger);
   pinger.done.get_future().wait();
   Close(*mes);
-  server.join();
   return Median(pinger.perTripUs);
 }
 
 // The client's side of the rings without a client: the two indices, the copies and the events.
 double TripOverBareRings() {
-  VekSim::SimRings rings;
-  const std::string name = FreshName();
-  if (!rings.Create(name, 1 << 16)) std::exit(4);
+  const std::string name = vektest::FreshName();
+  vektest::Process peer(vektest::Self(), {"echo", name, std::to_string(1 << 16)});
   Dova::TShMemChannel up, down;
-  if (!up.Open(name + ".C2S") || !down.Open(name + ".S2C")) std::exit(4);
-  std::thread gateway([&] { EchoOverRings(rings); });
+  if (peer.ReadLine() != "ready" || !up.Open(name + ".C2S") || !down.Open(name + ".S2C")) std::exit(4);
   std::vector<double> perTripUs;
   Dova::Os::TNamedEventWait wait;
   char bytes[kTripBytes] = {};
@@ -172,55 +146,71 @@ double TripOverBareRings() {
     }
     perTripUs.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count() / kBatch);
   }
-  rings.Stop();
-  gateway.join();
   return Median(perTripUs);
 }
 
 // ---- streaming ----
 
-constexpr std::size_t kMessage = 4096;
-constexpr std::size_t kMessages = 400'000;
-constexpr std::uint64_t kWithinTheRing = 768 << 10;
+constexpr std::uint32_t kStreamRing = 1 << 20;
+constexpr std::uint64_t kWithinTheRing = 1 << 20;
 constexpr std::uint64_t kBeyondTheRing = 4 << 20;  // the rest goes through the queue
 
 double GbPerSecond(Clock::duration took) {
-  return static_cast<double>(kMessage * kMessages) / std::chrono::duration<double>(took).count() / 1e9;
+  return static_cast<double>(kStreamBytes) / std::chrono::duration<double>(took).count() / 1e9;
 }
 
-// A byte's whole way: into the ring, and out of it. So is the copy beside it: there and back.
+// A byte's whole way: into the ring, and out of it. So is the copy beside it: the same messages, copied into
+// a buffer of the ring's size, round and round, and out of it by one thread.
 double CopyRate() {
-  std::vector<char> ring(1 << 20), from(kMessage, 'x'), to(kMessage);
+  std::vector<char> ring(kStreamRing), from(kMessageBytes, 'x'), to(kMessageBytes);
   const auto start = Clock::now();
   for (std::size_t i = 0; i < kMessages; ++i) {
-    char* const at = ring.data() + i * kMessage % ring.size();
-    std::memcpy(at, from.data(), kMessage);
-    std::memcpy(to.data(), at, kMessage);
+    char* const at = ring.data() + i * kMessageBytes % ring.size();
+    std::memcpy(at, from.data(), kMessageBytes);
+    std::memcpy(to.data(), at, kMessageBytes);
     std::atomic_signal_fence(std::memory_order_seq_cst);
   }
   return GbPerSecond(Clock::now() - start);
 }
 
-double StreamToGateway(std::uint64_t aheadBytes) {
-  Dova::TMesEvHandler nobody;
-  LinkedRings link(nobody, 1 << 20);
-  std::atomic<std::uint64_t> arrived{0};
-  std::thread gateway([&] {
-    std::vector<char> buffer(65536);
-    while (arrived < kMessage * kMessages) {
-      const int count = link.rings.Read(buffer.data(), buffer.size());
-      if (count == 0) link.rings.Wait();
-      arrived += static_cast<std::uint64_t>(count);
-      arrived.notify_one();
-    }
-  });
-  const std::vector<char> message(kMessage, 'x');
-  const auto start = Clock::now();
-  for (std::uint64_t i = 0; i < kMessages; ++i) {
-    link.mes->Send(message.data(), kMessage);
-    for (std::uint64_t seen = arrived; seen + aheadBytes < i * kMessage; seen = arrived) arrived.wait(seen);
+// Sends inside its events: first, and whenever the sink says what has arrived, as much as keeps it within
+// `aheadBytes` of that.
+class Pourer : public Dova::TMesEvHandler {
+ public:
+  explicit Pourer(std::uint64_t aheadBytes) : aheadBytes_(aheadBytes) {}
+  std::promise<Clock::time_point> done;
+
+  void OnMesLinkReady(Dova::TMesBase* mes) override {
+    start_ = Clock::now();
+    Pour(*mes);
   }
-  gateway.join();
+  void OnMesRecvReady(Dova::TMesBase* mes) override {
+    char buffer[256];
+    for (int count = 0; (count = mes->Recv(buffer, sizeof buffer)) > 0;) {
+      arrived_ += shmempeer::kCreditBytes * static_cast<std::uint64_t>(count);
+      Pour(*mes);
+      if (arrived_ == kStreamBytes) done.set_value(start_);
+    }
+  }
+
+ private:
+  void Pour(Dova::TMesBase& mes) {
+    for (; sent_ < kStreamBytes && sent_ + kMessageBytes <= arrived_ + aheadBytes_; sent_ += kMessageBytes) {
+      if (mes.Send(message_.data(), kMessageBytes) != kMessageBytes) std::exit(2);
+    }
+  }
+
+  const std::uint64_t aheadBytes_;
+  const std::vector<char> message_ = std::vector<char>(kMessageBytes, 'x');
+  std::uint64_t sent_ = 0;
+  std::uint64_t arrived_ = 0;
+  Clock::time_point start_;
+};
+
+double StreamToGateway(std::uint64_t aheadBytes) {
+  Pourer pourer(aheadBytes);
+  const LinkedRings link(pourer, "sink", kStreamRing);
+  const auto start = pourer.done.get_future().get();
   return GbPerSecond(Clock::now() - start);
 }
 
@@ -230,7 +220,7 @@ class Sink : public Dova::TMesEvHandler {
   void OnMesRecvReady(Dova::TMesBase* mes) override {
     for (int count = 0; (count = mes->Recv(buffer_.data(), static_cast<int>(buffer_.size()))) > 0;) {
       have_ += static_cast<std::uint64_t>(count);
-      if (have_ == kMessage * kMessages) done.set_value();
+      if (have_ == kStreamBytes) done.set_value();
     }
   }
 
@@ -241,27 +231,17 @@ class Sink : public Dova::TMesEvHandler {
 
 double StreamFromGateway() {
   Sink sink;
-  LinkedRings link(sink, 1 << 20);
-  const std::vector<char> message(kMessage, 'x');
+  const LinkedRings link(sink, "source", kStreamRing);
   const auto start = Clock::now();
-  std::thread gateway([&] {
-    for (std::size_t i = 0; i < kMessages; ++i) {
-      for (std::size_t at = 0; at < kMessage;) {
-        const int count = link.rings.Write(message.data() + at, kMessage - at);
-        if (count == 0) link.rings.Wait();
-        at += static_cast<std::size_t>(count);
-      }
-    }
-  });
+  if (link.mes->Send("+", 1) != 1) std::exit(2);
   sink.done.get_future().wait();
-  const auto took = Clock::now() - start;
-  gateway.join();
-  return GbPerSecond(took);
+  return GbPerSecond(Clock::now() - start);
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc == 4) shmempeer::Run(argv[1], argv[2], static_cast<std::uint32_t>(std::atoi(argv[3])));
   vektest::TestMes::Register();
   std::printf("round trip of %d bytes, median of %zu batches of %zu\n", kTripBytes, kBatches, kBatch);
   for (int round = 0; round < 3; ++round) {
@@ -274,7 +254,7 @@ int main() {
         "   client/bare %.2f\n",
         bare, rings, overTcp, rings / overTcp, rings / bare);
   }
-  std::printf("streaming of %zu messages of %zu bytes through rings of 1 MiB\n", kMessages, kMessage);
+  std::printf("streaming of %zu messages of %zu bytes through rings of 1 MiB\n", kMessages, kMessageBytes);
   for (int round = 0; round < 3; ++round) {
     const double copy = CopyRate(), up = StreamToGateway(kWithinTheRing), down = StreamFromGateway();
     const double queued = StreamToGateway(kBeyondTheRing);

@@ -27,6 +27,9 @@ class Process {
   std::unique_ptr<Native> native_;
 };
 
+// The name of this program, without an ending.
+std::string Self();
+
 // A name for shared memory that no other test, and no other process, uses.
 std::string FreshName();
 

@@ -70,6 +70,10 @@ void Process::Kill() {
   native_->id = -1;
 }
 
+std::string Self() {
+  return std::filesystem::read_symlink("/proc/self/exe").filename();
+}
+
 std::string FreshName() {
   static std::atomic<int> count{0};
   return "vektest-" + std::to_string(getpid()) + "-" + std::to_string(++count);

@@ -10,6 +10,11 @@ namespace {
 
 constexpr DWORD kPatienceMs = 10'000;
 
+std::string SelfPath() {
+  char path[MAX_PATH];
+  return {path, GetModuleFileNameA(nullptr, path, MAX_PATH)};
+}
+
 }  // namespace
 
 struct Process::Native {
@@ -20,9 +25,7 @@ struct Process::Native {
 
 Process::Process(const std::string& program, const std::vector<std::string>& arguments)
     : native_(std::make_unique<Native>()) {
-  char self[MAX_PATH];
-  GetModuleFileNameA(nullptr, self, MAX_PATH);
-  std::string command = self;
+  std::string command = SelfPath();
   command = "\"" + command.substr(0, command.rfind('\\') + 1) + program + ".exe\"";
   for (const std::string& argument : arguments) command += " \"" + argument + "\"";
   SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
@@ -68,6 +71,12 @@ std::string Process::ReadLine() {
 void Process::Kill() {
   TerminateProcess(native_->process.hProcess, 9);
   WaitForSingleObject(native_->process.hProcess, INFINITE);
+}
+
+std::string Self() {
+  const std::string path = SelfPath();
+  const std::size_t begin = path.rfind('\\') + 1;
+  return path.substr(begin, path.rfind('.') - begin);
 }
 
 std::string FreshName() {

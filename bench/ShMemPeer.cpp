@@ -1,0 +1,93 @@
+#include "ShMemPeer.h"
+
+#include <algorithm>
+#include <asio.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+#include "sim/SimRings.h"
+
+namespace shmempeer {
+namespace {
+
+using asio::ip::tcp;
+using VekSim::SimRings;
+
+void Tell(const std::string& line) {
+  std::printf("%s\n", line.c_str());
+  std::fflush(stdout);
+}
+
+void Echo(SimRings& rings) {
+  char buffer[4096];
+  while (rings.Wait(-1, false) != 0) {
+    for (int count = 0; (count = rings.Read(buffer, sizeof buffer)) > 0;) {
+      rings.Write(buffer, static_cast<std::size_t>(count));
+    }
+  }
+}
+
+void Sink(SimRings& rings) {
+  std::vector<char> buffer(32768);
+  std::uint64_t arrived = 0, credited = 0;
+  for (;;) {
+    const int count = rings.Read(buffer.data(), buffer.size());
+    if (count < 0) std::exit(5);
+    if (count == 0) rings.Wait(-1, false);
+    arrived += static_cast<std::uint64_t>(count);
+    for (; credited + kCreditBytes <= arrived; credited += kCreditBytes) rings.Write("+", 1);
+  }
+}
+
+// Begins when it is asked to.
+void Source(SimRings& rings) {
+  const std::vector<char> message(kMessageBytes, 'x');
+  char go = 0;
+  while (rings.Read(&go, 1) == 0) rings.Wait(-1, false);
+  for (std::size_t i = 0; i < kMessages; ++i) {
+    for (std::size_t at = 0; at < kMessageBytes;) {
+      const int count = rings.Write(message.data() + at, kMessageBytes - at);
+      if (count < 0) std::exit(5);
+      if (count == 0) rings.Wait();
+      at += static_cast<std::size_t>(count);
+    }
+  }
+  for (;;) rings.Wait();
+}
+
+void EchoOverTcp() {
+  asio::io_context io;
+  tcp::acceptor acceptor(io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
+  Tell(std::to_string(acceptor.local_endpoint().port()));
+  tcp::socket socket = acceptor.accept();
+  socket.set_option(tcp::no_delay(true));
+  char buffer[4096];
+  asio::error_code ended;
+  while (const std::size_t count = socket.read_some(asio::buffer(buffer), ended)) {
+    asio::write(socket, asio::buffer(buffer, count), ended);
+  }
+}
+
+}  // namespace
+
+void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes) {
+  std::thread([] {
+    while (std::getchar() != EOF) continue;
+    std::_Exit(0);
+  }).detach();
+  if (role == "tcp") {
+    EchoOverTcp();
+    std::_Exit(0);
+  }
+  SimRings rings;
+  if (!rings.Create(name, ringBytes)) std::exit(4);
+  Tell("ready");
+  if (role == "echo") Echo(rings);
+  if (role == "sink") Sink(rings);
+  if (role == "source") Source(rings);
+  std::exit(6);
+}
+
+}  // namespace shmempeer

@@ -1,0 +1,20 @@
+// The other process of bench_shmem: this program itself, started with a role.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace shmempeer {
+
+constexpr std::size_t kMessageBytes = 4096;
+constexpr std::size_t kMessages = 409'600;
+constexpr std::uint64_t kStreamBytes = std::uint64_t{kMessageBytes} * kMessages;
+// The sink answers one byte for each so many that have arrived.
+constexpr std::uint64_t kCreditBytes = 512 << 10;
+
+// Roles: "echo", "sink" and "source" with the rings' name and size, "tcp". Prints a line when it is ready,
+// for "tcp" the port, and runs until its standard input ends.
+[[noreturn]] void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes);
+
+}  // namespace shmempeer
