@@ -16,6 +16,7 @@
 #include "platform/mbus/TMesRegs.h"
 #include "shmem/Process.h"
 #include "shmem/TShMemCli.h"
+#include "support/TVirtualTimerQueue.h"
 #include "support/TestMes.h"
 
 namespace {
@@ -243,6 +244,7 @@ double StreamFromGateway() {
 int main(int argc, char** argv) {
   if (argc == 4) shmempeer::Run(argv[1], argv[2], static_cast<std::uint32_t>(std::atoi(argv[3])));
   vektest::TestMes::Register();
+  const TestSupport::TVirtualTimerQueue noHeartbeats;
   std::printf("round trip of %d bytes, median of %zu batches of %zu\n", kTripBytes, kBatches, kBatch);
   for (int round = 0; round < 3; ++round) {
     const double bare = TripOverBareRings();

@@ -22,6 +22,11 @@ class WholeSession : public Recorder {
     while (text_.size() < longBytes) text_ += "line " + std::to_string(text_.size()) + "\n";
   }
 
+  // Acknowledgements may still be coming, and the sender is gone before the client.
+  ~WholeSession() override { client_.Disconnect(); }
+  WholeSession(const WholeSession&) = delete;
+  WholeSession& operator=(const WholeSession&) = delete;
+
   void Run() {
     ASSERT_NO_FATAL_FAILURE(SignOn("secret"));
     EXPECT_EQ(client_.ServerName(), "VEKSIM.1.0.0.0");
