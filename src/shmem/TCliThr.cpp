@@ -36,6 +36,10 @@ void TShMemCli::TCliThr::Stop() {
   } while (!inSync_ && !thread_.Join(kWakeAgainMs));
 }
 
+void TShMemCli::TCliThr::OnQueued() {
+  wait_.Nudge(owner_.sendChannel_.WriteEvent());
+}
+
 void TShMemCli::TCliThr::Run() {
   while (owner_.IsRunning()) Pass();
   owner_.threadState_.store(ts_Ended, std::memory_order_release);
@@ -54,7 +58,7 @@ unsigned TShMemCli::TCliThr::WaitForRings() {
   if (retries_ != 0) {
     timeoutMs = retries_ > kBusyRetries ? kSlowRetryMs : 0;
   }
-  // While nothing is queued, room is no news to wake up for; Send nudges when it begins to queue.
+  // While nothing is queued, room is no news to wake up for.
   const unsigned news = wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(),
                                    timeoutMs, retries_ == 0);
   if (news == Os::TNamedEventWait::kCannot) Os::SleepMs(kMissingEventMs);

@@ -18,6 +18,9 @@ class TShMemCli::TCliThr : public TSyncObj {
   // its is on a stack beneath. From inside the context.
   void Stop();
 
+  // Any thread: the queue is no longer empty, so room in the ring is of interest.
+  void OnQueued();
+
  protected:
   void OnSync() override;
 

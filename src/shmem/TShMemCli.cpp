@@ -106,7 +106,7 @@ int TShMemCli::Send(const char* bytes, int length) {
   const bool first = Empty();
   const std::ptrdiff_t written = first ? sendChannel_.Write(bytes, size) : 0;
   const bool taken = written >= 0 && AppendLocked(bytes + written, size - static_cast<std::size_t>(written));
-  if (taken && first && !Empty()) Os::TNamedEventWait::Nudge(sendChannel_.WriteEvent());
+  if (taken && first && !Empty() && thread_) thread_->OnQueued();
   if (taken) return length;
   linked_ = false;
   SetBroken();

@@ -173,7 +173,7 @@ TEST(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
   Dova::Os::TEvent told;
   std::thread nudger([&] {
     for (int i = 0; i < kTimes; ++i) {
-      TNamedEventWait::Nudge(up.WriteEvent());
+      wait.Nudge(up.WriteEvent());
       told.Wait();
     }
   });

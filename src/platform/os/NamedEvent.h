@@ -51,12 +51,13 @@ class TNamedEventWait {
   TNamedEventWait& operator=(const TNamedEventWait&) = delete;
 
   // Which of them were set, one or both, and takes that back; 0 when timeoutMs passed first. kStopped alone
-  // after Stop.
+  // after Stop. With `lazySecond` the second alone does not end the wait: it is told with the first, or when
+  // it is nudged.
   unsigned Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs = kForever,
                 bool lazySecond = false) noexcept;
 
-  // From any thread, with the events that are waited for: sets the second and sees to it that it is told.
-  static void Nudge(TNamedEvent& second) noexcept;
+  // From any thread, with the second of the events that are waited for: Wait tells it, now or next time.
+  void Nudge(TNamedEvent& second) noexcept;
 
   // From any thread, with the events that are waited for: Wait ends, now and from now on. Other processes can
   // spoil events but cannot keep a wait from ending when this is called until it has.

@@ -37,12 +37,16 @@ void TNamedEvent::Set() noexcept {
   if (native_) SetEvent(native_->handle);
 }
 
-// Manual reset, and nobody else's: other processes may take the named events away from under a wait.
+// Nobody else's: other processes may take the named events away from under a wait.
 struct TNamedEventWait::TNative {
-  const HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  const HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // manual reset
+  const HANDLE nudge = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 
   TNative() = default;
-  ~TNative() { CloseHandle(stop); }
+  ~TNative() {
+    CloseHandle(stop);
+    CloseHandle(nudge);
+  }
   TNative(const TNative&) = delete;
   TNative& operator=(const TNative&) = delete;
 };
@@ -51,16 +55,17 @@ TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
 TNamedEventWait::~TNamedEventWait() = default;
 
 unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs,
-                               bool /*lazySecond*/) noexcept {
+                               bool lazySecond) noexcept {
   if (!first.native_ || !second.native_) return kCannot;
-  const HANDLE handles[] = {native_->stop, first.native_->handle, second.native_->handle};
+  const HANDLE secondHandle = second.native_->handle;
+  const HANDLE handles[] = {native_->stop, first.native_->handle, lazySecond ? native_->nudge : secondHandle};
   switch (
       WaitForMultipleObjects(3, handles, FALSE, timeoutMs < 0 ? INFINITE : static_cast<DWORD>(timeoutMs))) {
     case WAIT_OBJECT_0:
       return kStopped;
     case WAIT_OBJECT_0 + 1:
       // The system answers the first that is set; without this look a busy one would hide the other.
-      return WaitForSingleObject(handles[2], 0) == WAIT_OBJECT_0 ? kFirst | kSecond : kFirst;
+      return WaitForSingleObject(secondHandle, 0) == WAIT_OBJECT_0 ? kFirst | kSecond : kFirst;
     case WAIT_OBJECT_0 + 2:
       return kSecond;
     case WAIT_TIMEOUT:
@@ -70,8 +75,8 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
   }
 }
 
-void TNamedEventWait::Nudge(TNamedEvent& second) noexcept {
-  second.Set();
+void TNamedEventWait::Nudge(TNamedEvent& /*second*/) noexcept {
+  SetEvent(native_->nudge);
 }
 
 void TNamedEventWait::Stop(TNamedEvent& /*first*/, TNamedEvent& /*second*/) noexcept {
