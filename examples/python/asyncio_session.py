@@ -122,7 +122,7 @@ async def run(options):
     session = Session()
     try:
         show(await session.sign_on(options.server, options.user, options.password))
-        products, groups, _ = await asyncio.gather(
+        products, orders, _ = await asyncio.gather(
             session.query("q1", "products"), session.query("q2", "orders"), session.orders())
         show(products)
         show(orders)
