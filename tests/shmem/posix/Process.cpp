@@ -1,6 +1,7 @@
 #include "shmem/Process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -15,6 +16,16 @@ namespace vektest {
 namespace {
 
 constexpr int kPatienceMs = 10'000;
+
+// A process that ends closes its output. False when it is silent for too long.
+bool AwaitEnd(int output) {
+  char dropped[512];
+  pollfd entry{output, POLLIN, 0};
+  while (poll(&entry, 1, kPatienceMs) == 1) {
+    if (read(output, dropped, sizeof dropped) <= 0) return true;
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -47,9 +58,9 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
 
 Process::~Process() {
   close(native_->input);
-  for (int i = 0; native_->id >= 0 && i < kPatienceMs; ++i) {
-    if (waitpid(native_->id, nullptr, WNOHANG) == native_->id) native_->id = -1;
-    if (native_->id >= 0) usleep(1000);
+  if (native_->id >= 0 && AwaitEnd(fileno(native_->output))) {
+    waitpid(native_->id, nullptr, 0);
+    native_->id = -1;
   }
   Kill();
   std::fclose(native_->output);
