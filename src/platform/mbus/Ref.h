@@ -17,6 +17,14 @@ class ref_counter {
 
   void add_ref() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
+  // Takes a reference unless the last one is gone already: for what is called late, by something whose end the
+  // object's destructor waits for.
+  bool try_add_ref() const noexcept {
+    TCount count = count_.load(std::memory_order_relaxed);
+    while (count != 0 && !count_.compare_exchange_weak(count, count + 1, std::memory_order_relaxed)) continue;
+    return count != 0;
+  }
+
   // Drops one reference; true when it was the last and the object is gone.
   bool release() const noexcept {
     if (count_.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
@@ -53,6 +61,12 @@ class wise_ref {
   wise_ref() noexcept = default;
   explicit wise_ref(T* object) noexcept : object_(object) {
     if (object_) object_->add_ref();
+  }
+  // Holds nothing when the object's last reference is gone.
+  static wise_ref try_hold(T* object) noexcept {
+    wise_ref held;
+    if (object->try_add_ref()) held.object_ = object;
+    return held;
   }
   wise_ref(const wise_ref& other) noexcept : wise_ref(other.object_) {}
   wise_ref(wise_ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}

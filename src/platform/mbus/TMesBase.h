@@ -29,6 +29,13 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   void SetSyncContext(Dstl::wise_ref<TSyncContext> context) { context_ = std::move(context); }
   const Dstl::wise_ref<TSyncContext>& SyncContext() const { return context_; }
 
+  // How long Open may take to come to an event. What is silent for longer is ended by its user.
+  virtual int LinkTimeoutMs() const { return 45'000; }
+
+  // Longest message, in bytes of text, that the setting lets the other side send in pieces.
+  virtual std::size_t MaxMessageBytes() const { return kMaxMessageBytes; }
+  static constexpr std::size_t kMaxMessageBytes = std::size_t{64} << 20;
+
   // Who is told; null: nobody. From inside the context.
   void SetEvHandler(TMesEvHandler* handler) { handler_ = handler; }
 
