@@ -19,15 +19,13 @@ void InPlaceOfAnother(const Context& context, TBody body) {
   Os::TEvent answered;
   std::uintptr_t lender = 0;
   std::thread other([&] {
-    ASSERT_TRUE(context->Enter());
-    const bool twice = context->Enter();
+    const TSyncScope once(context);
+    const TSyncScope twice(context);
+    ASSERT_TRUE(once && twice);
     lender = Os::CurrentThreadToken();
     asked.Set();
     answered.Wait();
     EXPECT_TRUE(context->IsInside()) << "the place was given back";
-    if (twice) context->Leave();
-    EXPECT_TRUE(context->IsInside());
-    context->Leave();
   });
   asked.Wait();
   {
@@ -64,10 +62,9 @@ TEST(SyncContextAdopt, OutlivesAnAbort) {
   const auto context = Dstl::make_ref<TSyncContext>();
   InPlaceOfAnother(context, [&] {
     context->Abort();
-    EXPECT_TRUE(context->Enter());
-    context->Leave();
+    EXPECT_TRUE(TSyncScope(context));
   });
-  EXPECT_FALSE(context->Enter());
+  EXPECT_FALSE(TSyncScope(context));
 }
 
 TEST(SyncContextAdopt, IsNothingWhenTheOtherIsNotInside) {
@@ -79,13 +76,14 @@ TEST(SyncContextAdopt, IsNothingWhenTheOtherIsNotInside) {
     EXPECT_FALSE(context->IsInside());
   }
   const TSyncContext::TAdopt none({}, stranger);
-  ASSERT_TRUE(context->Enter());
   {
-    const TSyncContext::TAdopt mine(context, Os::CurrentThreadToken());
+    const TSyncScope inside(context);
+    {
+      const TSyncContext::TAdopt mine(context, Os::CurrentThreadToken());
+      EXPECT_TRUE(context->IsInside());
+    }
     EXPECT_TRUE(context->IsInside());
   }
-  EXPECT_TRUE(context->IsInside());
-  context->Leave();
   EXPECT_FALSE(context->IsInside());
 }
 

@@ -1,35 +1,23 @@
 #include "platform/mbus/TSyncContext.h"
 
-#include <algorithm>
-#include <utility>
-
-#include "platform/os/Event.h"
 #include "platform/os/Thread.h"
 
 namespace Dova {
-
-struct TSyncContext::TWaiter {
-  std::uintptr_t thread;
-  Os::TEvent event;
-  bool granted = false;
-};
-
 namespace {
-// How often a waiting thread looks whether the one inside was killed by the end of the process.
-constexpr int kExitCheckMs = 200;
 
 bool IsSet(const std::atomic<bool>* flag) {
   return flag && flag->load(std::memory_order_acquire);
 }
+
 }  // namespace
 
 bool TSyncContext::IsInside() const noexcept {
   return owner_.load(std::memory_order_relaxed) == Os::CurrentThreadToken();
 }
 
-bool TSyncContext::Enter(const std::atomic<bool>* cancelled) noexcept {
+bool TSyncContext::Enter(TSyncScope& scope, const std::atomic<bool>* cancelled) noexcept {
   const std::uintptr_t me = Os::CurrentThreadToken();
-  return Take(me) ? StayIn(cancelled) : EnterSlow(me, cancelled);
+  return Take(me) ? StayIn(cancelled) : EnterSlow(scope, me, cancelled);
 }
 
 bool TSyncContext::TryEnter() noexcept {
@@ -54,45 +42,63 @@ bool TSyncContext::StayIn(const std::atomic<bool>* cancelled) noexcept {
   return false;
 }
 
-bool TSyncContext::EnterSlow(std::uintptr_t me, const std::atomic<bool>* cancelled) noexcept {
-  TWaiter waiter{me, {}, false};
-  {
+bool TSyncContext::EnterSlow(TSyncScope& scope, std::uintptr_t me,
+                             const std::atomic<bool>* cancelled) noexcept {
+  TSyncWait wait(*this, me);
+  Queue(wait);
+  // The first look comes before the first sleep: a Kick from before this thread was queued is not repeated.
+  for (bool woken = true;; woken = wait.Sleep()) {
+    const EWait now = Look(wait, woken, cancelled);
+    if (now == EWait::Over) return StayIn(cancelled);
+    if (now == EWait::GivenUp) return false;
+    scope.lender_ = wait.TakePlace(scope.lenderDepth_);
+    if (!scope.lender_) continue;
     const std::lock_guard lock(mutex_);
-    waiters_.push_back(&waiter);
-    // Announced before the look at owner_; Leave clears owner_ before it looks at waiting_. One of the two
-    // sees it.
-    waiting_.fetch_add(1);
-    GrantNext(lock);
+    Unqueue(wait, lock);
+    return true;
   }
-  // The first look comes before the first wait: a Kick from before this thread was in the list is not
-  // repeated.
-  for (bool woken = true;; woken = waiter.event.Wait(kExitCheckMs)) {
-    const std::lock_guard lock(mutex_);
-    if (waiter.granted) break;
-    const bool dead = !woken && Os::ProcessIsExiting();
-    if (dead || aborted_.load() || IsSet(cancelled)) {
-      GiveUp(waiter, lock);
-      return false;
-    }
-  }
-  return StayIn(cancelled);
 }
 
-void TSyncContext::GiveUp(TWaiter& waiter, const std::lock_guard<std::mutex>&) noexcept {
-  waiters_.erase(std::find(waiters_.begin(), waiters_.end(), &waiter));
+void TSyncContext::Queue(TSyncWait& wait) noexcept {
+  const std::lock_guard lock(mutex_);
+  TSyncWait** last = &firstWaiting_;
+  while (*last) last = &(*last)->next;
+  *last = &wait;
+  // Announced before the look at owner_; Leave clears owner_ before it looks at waiting_. One of the two
+  // sees it.
+  waiting_.fetch_add(1);
+  GrantNext(lock);
+}
+
+TSyncContext::EWait TSyncContext::Look(TSyncWait& wait, bool woken,
+                                       const std::atomic<bool>* cancelled) noexcept {
+  const std::lock_guard lock(mutex_);
+  if (wait.granted) return EWait::Over;
+  const bool insideAgain = owner_.load() == wait.Thread();
+  const bool dead = !woken && Os::ProcessIsExiting();
+  if (!insideAgain && !dead && !aborted_.load() && !IsSet(cancelled)) return EWait::GoesOn;
+  Unqueue(wait, lock);
+  if (!insideAgain) return EWait::GivenUp;
+  ++depth_;
+  return EWait::Over;
+}
+
+void TSyncContext::Unqueue(TSyncWait& wait, const std::lock_guard<std::mutex>&) noexcept {
+  TSyncWait** at = &firstWaiting_;
+  while (*at != &wait) at = &(*at)->next;
+  *at = wait.next;
   waiting_.fetch_sub(1);
 }
 
-void TSyncContext::GrantNext(const std::lock_guard<std::mutex>&) noexcept {
-  if (waiters_.empty()) return;
-  TWaiter& next = *waiters_.front();
+void TSyncContext::GrantNext(const std::lock_guard<std::mutex>& lock) noexcept {
+  if (!firstWaiting_) return;
+  TSyncWait& next = *firstWaiting_;
   std::uintptr_t nobody = 0;
-  if (!owner_.compare_exchange_strong(nobody, next.thread)) return;
+  if (!owner_.compare_exchange_strong(nobody, next.Thread())) return;
   depth_ = 1;
-  waiters_.pop_front();
-  waiting_.fetch_sub(1);
+  Unqueue(next, lock);
   next.granted = true;
-  next.event.Set();
+  next.Wake();
 }
 
 void TSyncContext::Leave() noexcept {
@@ -105,12 +111,20 @@ void TSyncContext::Leave() noexcept {
 
 void TSyncContext::Kick() noexcept {
   const std::lock_guard lock(mutex_);
-  for (TWaiter* waiter : waiters_) waiter->event.Set();
+  for (TSyncWait* wait = firstWaiting_; wait; wait = wait->next) wait->Wake();
 }
 
 void TSyncContext::Abort() noexcept {
   aborted_.store(true);
   Kick();
+}
+
+// The depth that was there. Only while the thread inside does nothing: it sleeps in a wait, or is the one
+// that gives the place back.
+unsigned TSyncContext::PassOn(std::uintptr_t to, unsigned depth) noexcept {
+  const unsigned before = std::exchange(depth_, depth);
+  owner_.store(to);
+  return before;
 }
 
 // The depth starts at one, so that no Leave of this thread's lets anybody in.
@@ -121,14 +135,11 @@ TSyncContext::TAdopt::TAdopt(Dstl::wise_ref<TSyncContext> context, std::uintptr_
     context_.reset();
     return;
   }
-  depth_ = std::exchange(context_->depth_, 1);
-  context_->owner_.store(me);
+  depth_ = context_->PassOn(me, 1);
 }
 
 TSyncContext::TAdopt::~TAdopt() {
-  if (!context_) return;
-  context_->depth_ = depth_;
-  context_->owner_.store(lender_);
+  if (context_) context_->PassOn(lender_, depth_);
 }
 
 }  // namespace Dova

@@ -3,11 +3,14 @@
 namespace Dova {
 
 bool TSyncObj::WaitSync(bool wait) {
-  if (!wait && !context_->TryEnter()) return false;
-  if (wait && !context_->Enter(&cancelled_)) return false;
-  const Dstl::wise_ref<TSyncContext> context = context_;  // the action may delete this object
+  if (!wait) return Run(TSyncScope(context_, std::try_to_lock));
+  return Run(TSyncScope(context_, &cancelled_));
+}
+
+// The action may delete this object.
+bool TSyncObj::Run(const TSyncScope& inside) {
+  if (!inside) return false;
   OnSync();
-  context->Leave();
   return true;
 }
 

@@ -26,6 +26,8 @@ class TSyncObj {
   virtual void OnSync() = 0;
 
  private:
+  bool Run(const TSyncScope& inside);
+
   Dstl::wise_ref<TSyncContext> context_;
   std::atomic<bool> cancelled_{false};
 };

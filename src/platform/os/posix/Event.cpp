@@ -70,7 +70,7 @@ bool TEvent::TNative::Wait(const bool& woken, std::int64_t due) noexcept {
 bool TEvent::TNative::WaitAnsweringSentMessages(TThreadQueue& queue, std::int64_t due) noexcept {
   TEventWaker waker(queue, *this);
   for (;;) {
-    const bool answered = queue.RunSent();
+    const bool answered = queue.AnswerSent();
     pthread_mutex_lock(&mutex);
     waker.woken = waker.woken || answered;
     const bool wasSet = Wait(waker.woken, due);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/os/AnswerWatch.h"
 #include "platform/os/Clock.h"
 #include "platform/os/MessagePump.h"
 
@@ -180,6 +181,15 @@ bool TThreadQueue::RunSent() noexcept {
   }
   sent->done.Set();
   return true;
+}
+
+bool TThreadQueue::AnswerSent() noexcept {
+  {
+    const TLock lock(*this);
+    if (sent_.empty()) return false;
+  }
+  const TAnswerScope answering;
+  return RunSent();
 }
 
 bool TThreadQueue::RunPosted() noexcept {

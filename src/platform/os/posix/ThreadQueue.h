@@ -45,6 +45,7 @@ class TThreadQueue {
 
   // The queue's own thread.
   bool RunSent() noexcept;  // one; false when there was none
+  bool AnswerSent() noexcept;  // the same in the middle of a wait
   int Dispatch(int timeoutMs) noexcept;
   int Descriptor() noexcept;
   TWaker* SetWaker(TWaker* waker) noexcept;  // returns the one before

@@ -1,5 +1,6 @@
 #include "platform/os/win32/SentMessageWait.h"
 
+#include "platform/os/AnswerWatch.h"
 #include "platform/os/Clock.h"
 
 namespace Dova::Os {
@@ -26,6 +27,7 @@ bool WaitAnsweringSentMessages(HANDLE handle, int timeoutMs) noexcept {
     if (result == WAIT_TIMEOUT) return false;
     // A service without a desktop cannot have windows: then there is nothing to answer either.
     if (result == WAIT_FAILED) return WaitForSingleObject(handle, waitMs) == WAIT_OBJECT_0;
+    const TAnswerScope answering;
     MSG message;
     PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
   }

@@ -1,0 +1,116 @@
+#include "platform/mbus/TSyncWait.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/mbus/TSyncContext.h"
+#include "platform/os/Thread.h"
+
+namespace Dova {
+namespace {
+
+// How often a sleeping thread looks whether the one that it waits for was killed by the end of the process.
+constexpr int kExitCheckMs = 200;
+
+}  // namespace
+
+// Every wait of the process. What the answers rest on: a thread that sleeps keeps its places, so if the chain
+// of sleeping threads ends at the one who asks, nothing in the chain can move.
+struct TSyncWait::TList {
+  std::mutex mutex;  // taken before a context's
+  TSyncWait* first = nullptr;
+
+  // Never destroyed: clients may outlive the destruction of statics.
+  static TList& Of() {
+    static TList& list = *new TList;
+    return list;
+  }
+
+  void Add(TSyncWait& wait) noexcept {
+    wait.nextListed_ = std::exchange(first, &wait);
+    wait.listed_ = true;
+  }
+
+  void Remove(TSyncWait& wait) noexcept {
+    if (!std::exchange(wait.listed_, false)) return;
+    TSyncWait** at = &first;
+    while (*at != &wait) at = &(*at)->nextListed_;
+    *at = wait.nextListed_;
+  }
+
+  // The wait that a thread sleeps in; null when it is awake.
+  TSyncWait* Sleeping(std::uintptr_t thread) const noexcept {
+    TSyncWait* wait = first;
+    while (wait && (wait->thread_ != thread || wait->answering_)) wait = wait->nextListed_;
+    return wait;
+  }
+};
+
+TSyncWait::~TSyncWait() {
+  TList& list = TList::Of();
+  std::unique_lock lock(list.mutex);
+  // Awake or not: while somebody is in this thread's place, this thread is not.
+  while (lent_ != 0 && !Os::ProcessIsExiting()) {
+    lock.unlock();
+    Sleep();
+    lock.lock();
+  }
+  list.Remove(*this);
+}
+
+bool TSyncWait::Sleep() noexcept {
+  TAnswerWatch* const outer = TAnswerWatch::Set(this);
+  const bool woken = event_.Wait(kExitCheckMs);
+  TAnswerWatch::Set(outer);
+  return woken;
+}
+
+void TSyncWait::BeforeAnswer() noexcept {
+  const std::lock_guard lock(TList::Of().mutex);
+  answering_ = true;
+}
+
+// What was answered may have left this thread closing a circle: it looks again.
+void TSyncWait::AfterAnswer() noexcept {
+  const std::lock_guard lock(TList::Of().mutex);
+  answering_ = false;
+  Wake();
+}
+
+TSyncWait* TSyncWait::TakePlace(unsigned& depth) noexcept {
+  TList& list = TList::Of();
+  const std::lock_guard lock(list.mutex);
+  const std::uintptr_t owner = context_.Owner();
+  TSyncWait* const holder = owner == thread_ ? nullptr : list.Sleeping(owner);
+  if (holder && holder->EndsAt(thread_)) {
+    list.Remove(*this);
+    depth = context_.PassOn(thread_, 1);
+    ++holder->lent_;
+    return holder;
+  }
+  if (!listed_) list.Add(*this);
+  return nullptr;
+}
+
+// With the list's mutex held. A wait whose context has come to its own thread is over.
+bool TSyncWait::EndsAt(std::uintptr_t thread) const noexcept {
+  const TList& list = TList::Of();
+  for (const TSyncWait* wait = this; wait; wait = list.Sleeping(wait->context_.Owner())) {
+    const std::uintptr_t owner = wait->context_.Owner();
+    if (owner == thread) return true;
+    if (owner == wait->thread_) return false;
+  }
+  return false;
+}
+
+void TSyncWait::GiveBack(TSyncContext& context, unsigned depth) noexcept {
+  {
+    const std::lock_guard lock(TList::Of().mutex);
+    context.PassOn(thread_, depth);
+    if (--lent_ == 0) Wake();
+  }
+  // The thread may want in further up its stack, from what it answered meanwhile: it is inside again.
+  context.Kick();
+}
+
+}  // namespace Dova
