@@ -5,6 +5,10 @@ target_compile_options(vekapi_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>
   $<$<BOOL:${VEKAPI_WERROR}>:-Werror>)
 
+# Waits assert that no lock is held.
+target_compile_definitions(vekapi_options INTERFACE
+  $<$<OR:$<BOOL:${VEKAPI_SANITIZE}>,$<CONFIG:Debug>>:VEKAPI_CHECKED>)
+
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
   # Only the library is worth the time that optimising takes.

@@ -17,8 +17,8 @@ class ref_counter {
 
   void add_ref() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
-  // Takes a reference unless the last one is gone already: for what is called late, by something whose end the
-  // object's destructor waits for.
+  // Takes a reference unless the last one is gone already: for what is called late, by something whose end
+  // the object's destructor waits for.
   bool try_add_ref() const noexcept {
     TCount count = count_.load(std::memory_order_relaxed);
     while (count != 0 && !count_.compare_exchange_weak(count, count + 1, std::memory_order_relaxed)) continue;
@@ -47,8 +47,14 @@ class ref_counter_ost {
   ref_counter_ost() = default;
   ~ref_counter_ost() = default;
 
-  void add_ref(const std::lock_guard<std::mutex>&) noexcept { ++count_; }
-  bool drop_ref(const std::lock_guard<std::mutex>&) noexcept { return --count_ == 0; }
+  template <class TMutex>
+  void add_ref(const std::lock_guard<TMutex>&) noexcept {
+    ++count_;
+  }
+  template <class TMutex>
+  bool drop_ref(const std::lock_guard<TMutex>&) noexcept {
+    return --count_ == 0;
+  }
 
  private:
   TCount count_ = 0;

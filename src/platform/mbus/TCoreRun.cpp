@@ -3,13 +3,14 @@
 #include <mutex>
 
 #include "platform/mbus/TMbusIniter.h"
+#include "platform/os/Mutex.h"
 
 namespace Dova {
 namespace {
 
 // Neither is ever destroyed: clients may outlive the destruction of statics.
-std::mutex& CoreMutex() {
-  static std::mutex& mutex = *new std::mutex;
+Os::TBareMutex& CoreMutex() {
+  static Os::TBareMutex& mutex = *new Os::TBareMutex;
   return mutex;
 }
 TCoreRun* theCore = nullptr;  // guarded by CoreMutex

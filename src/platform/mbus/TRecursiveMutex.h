@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 
+#include "platform/os/Mutex.h"
 #include "platform/os/Thread.h"
 
 namespace Dova {
@@ -33,7 +33,7 @@ class TRecursiveMutex {
   }
 
  private:
-  std::mutex mutex_;
+  Os::TBareMutex mutex_;
   std::atomic<std::uintptr_t> owner_{0};
   unsigned depth_ = 0;
 };

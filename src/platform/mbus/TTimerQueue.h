@@ -5,6 +5,7 @@
 
 #include "platform/mbus/TTimerBase.h"
 #include "platform/mbus/TTimerHeap.h"
+#include "platform/os/Mutex.h"
 #include "platform/os/Thread.h"
 
 namespace Dova {
@@ -26,7 +27,7 @@ class TTimerQueue {
   virtual std::int64_t NowNs() const noexcept = 0;
 
  protected:
-  using TLock = std::unique_lock<std::mutex>;
+  using TLock = std::unique_lock<Os::TMutex>;
   static constexpr std::int64_t kNever = TTimerBase::kNever;
 
   // An expiry that is running; lives on the stack of the thread that runs it.
@@ -53,7 +54,7 @@ class TTimerQueue {
   template <class TBeforeExpiry>
   bool Run(TTimerBase& timer, TLock& lock, TBeforeExpiry beforeExpiry) noexcept;
 
-  std::mutex mutex_;
+  Os::TMutex mutex_;
 
  private:
   friend class TTimerBase;

@@ -1,6 +1,7 @@
 #include "platform/os/Alarm.h"
 
 #include "platform/os/Clock.h"
+#include "platform/os/Mutex.h"
 #include "platform/os/posix/Deadline.h"
 
 namespace Dova::Os {
@@ -13,6 +14,7 @@ TAlarm::TAlarm() : native_(std::make_unique<TNative>()) {}
 TAlarm::~TAlarm() = default;
 
 void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+  AssertNoLockHeld("TAlarm::WaitUntil");
   pthread_mutex_lock(&native_->mutex);
   while (!native_->woken && MonotonicNs() < dueNs) native_->WaitUntil(dueNs);
   native_->woken = false;

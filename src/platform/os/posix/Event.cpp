@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/os/Clock.h"
+#include "platform/os/Mutex.h"
 #include "platform/os/posix/Deadline.h"
 #include "platform/os/posix/ThreadQueue.h"
 
@@ -82,6 +83,7 @@ bool TEvent::TNative::WaitAnsweringSentMessages(TThreadQueue& queue, std::int64_
 }
 
 bool TEvent::Wait(int timeoutMs) noexcept {
+  if (timeoutMs != 0) AssertNoLockHeld("TEvent::Wait");
   const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
   TThreadQueue* const queue = TThreadQueue::OfThisThread();
   const bool justLook = timeoutMs == 0 || queue;

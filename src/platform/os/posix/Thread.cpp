@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/os/Event.h"
+#include "platform/os/Mutex.h"
 
 namespace Dova::Os {
 namespace {
@@ -96,6 +97,7 @@ bool TThread::Start(const char* name, std::function<void()> body) {
 
 bool TThread::Join(int timeoutMs) noexcept {
   if (!native_) return true;
+  AssertNoLockHeld("TThread::Join");
   if (!native_->ended.Wait(timeoutMs)) return false;
   pthread_join(native_->id, nullptr);
   native_.reset();

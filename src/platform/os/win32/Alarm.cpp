@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "platform/os/Clock.h"
+#include "platform/os/Mutex.h"
 
 #ifndef CREATE_WAITABLE_TIMER_HIGH_RESOLUTION
 #define CREATE_WAITABLE_TIMER_HIGH_RESOLUTION 0x00000002  // since Windows 10 1803
@@ -64,6 +65,7 @@ TAlarm::TAlarm() : native_(std::make_unique<TNative>()) {}
 TAlarm::~TAlarm() = default;
 
 void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+  AssertNoLockHeld("TAlarm::WaitUntil");
   if (dueNs == kNever) {
     WaitForSingleObject(native_->wake, INFINITE);
     return;

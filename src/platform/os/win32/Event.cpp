@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "platform/os/Mutex.h"
 #include "platform/os/win32/SentMessageWait.h"
 
 namespace Dova::Os {
@@ -23,6 +24,7 @@ void TEvent::Set() noexcept {
 }
 
 bool TEvent::Wait(int timeoutMs) noexcept {
+  if (timeoutMs != 0) AssertNoLockHeld("TEvent::Wait");
   return WaitAnsweringSentMessages(native_->handle, timeoutMs);
 }
 

@@ -4,10 +4,12 @@
 
 #include <mutex>
 
+#include "platform/os/Mutex.h"
+
 namespace Dova::Os {
 
 struct TMessageLoop::TNative {
-  std::mutex mutex;
+  TMutex mutex;
   DWORD thread = 0;  // of the running loop
   bool quit = false;
 };
@@ -16,6 +18,7 @@ TMessageLoop::TMessageLoop() : native_(std::make_unique<TNative>()) {}
 TMessageLoop::~TMessageLoop() = default;
 
 void TMessageLoop::Run() {
+  AssertNoLockHeld("TMessageLoop::Run");
   MSG message;
   PeekMessageA(&message, nullptr, 0, 0,
                PM_NOREMOVE);  // gives the thread a message queue that Quit can post to

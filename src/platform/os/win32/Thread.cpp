@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "platform/os/Mutex.h"
 #include "platform/os/win32/SentMessageWait.h"
 
 namespace Dova::Os {
@@ -103,6 +104,7 @@ bool TThread::Start(const char* name, std::function<void()> body) {
 
 bool TThread::Join(int timeoutMs) noexcept {
   if (!native_) return true;
+  AssertNoLockHeld("TThread::Join");
   if (!WaitAnsweringSentMessages(native_->handle, timeoutMs)) return false;
   native_.reset();
   return true;
