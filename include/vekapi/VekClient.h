@@ -8,8 +8,17 @@
 #include "vekapi/VekExport.h"
 #include "vekapi/VekTypes.h"
 
+namespace Dova {
+class TSyncContext;
+}
+namespace Dstl {
+template <class T>
+class wise_ref;
+}
+
 namespace VekApi {
 
+class TLink;
 class VekFlowCtrlSender;
 class VekTaskResult;
 
@@ -26,8 +35,8 @@ class VEKAPI_EXPORT VekClient {
   // `handler` is not owned and must outlive the client.
   explicit VekClient(VekClientHandler& handler);
 
-  // The copy shares the session; the last of those that share it closes it. Events go on to the eldest client
-  // that is left. Meant for clients that are not connected.
+  // The copy shares the session: connecting either of them closes the link of both. A link ends with the
+  // client that connected. Meant for clients that are not connected.
   VekClient(const VekClient& other);
   VekClient& operator=(const VekClient&) = delete;
 
@@ -109,8 +118,8 @@ class VEKAPI_EXPORT VekClient {
   bool SendVekRequestImpl(int msgCode, char* buffer, unsigned length);
 
  private:
-  template <class TMesEvHandlerT>
-  friend class VekClient_nsImpl;
+  friend class TLink;
+  friend const Dstl::wise_ref<Dova::TSyncContext>& ContextOf(const VekClient& client);
   friend class VekClientParser;
   friend class VekFlowCtrlSender;
 
@@ -123,14 +132,11 @@ class VEKAPI_EXPORT VekClient {
   void OnVekReportEvent(const std::string& reportText);
 
   void OnStreamBroken(const char* reason);
-  void SetQueryRate(int count, int intervalMs);
   void OnLinkBrokenAfterRefusal();
-
-  class VEKAPI_HIDDEN TCall;
-  bool SetDisconnect(TCall& call);
+  void SetState(EVekClientState state);
+  void SetQueryRate(int count, int intervalMs);
+  bool SetDisconnect();
   bool SendSignOn();
-  static bool FrameInPieces(const VekClientParser::TCipher& cipher, int msgCode, char* buffer,
-                            std::size_t textLength, std::string& wire);
   void WipeSignOn();
 
   VekClientHandler& handler_;

@@ -12,6 +12,10 @@
 
 namespace VekApi {
 
+class TCipher;
+class TLink;
+class TLinkLife;
+struct TCipherSlot;
 class VekClient;
 
 // The receiving half of a session: cuts the byte stream into packets, descrambles them, joins messages that
@@ -23,12 +27,9 @@ class VekClient;
 //
 // What comes from a server is input, not truth: no length inside a body reaches past the bytes received. A
 // packet that announces less than its own three header bytes, or a message whose pieces add up to more than
-// kMaxLongMessage, ends the link with state vcs_LinkBroken.
+// the setting allows (docs/settings.md), ends the link with state vcs_LinkBroken.
 class VEKAPI_EXPORT VekClientParser {
  public:
-  // Bytes that the pieces of one message may add up to.
-  static constexpr std::size_t kMaxLongMessage = std::size_t{256} << 20;
-
   explicit VekClientParser(VekClient& client);
   VekClientParser(const VekClientParser& other);
   VekClientParser& operator=(const VekClientParser&) = delete;
@@ -53,31 +54,33 @@ class VEKAPI_EXPORT VekClientParser {
   void EncPacket(char* packet, int length) const;
 
  private:
+  friend class TLink;
   friend class VekClient;
-  class VEKAPI_HIDDEN TCipher;
-  struct VEKAPI_HIDDEN TFrame;
 
+  VekClientParser(VekClient& client, std::shared_ptr<TCipherSlot> slot);
   VekClientParser(const VekClientParser& other, VekClient& client);
 
-  std::shared_ptr<const TCipher> Cipher() const;
-  const TCipher& CipherInside()
-      const;  // without the lock, for the thread inside the context: only it changes it
-  void SetCipher(std::shared_ptr<const TCipher> cipher);
+  // What is parsed from now on comes from this link, which takes that back when it ends: then what was
+  // received and not acted on is forgotten, and spare memory is given back.
+  void Begin(TLinkLife& link, std::size_t maxMessageBytes);
+  void End(const TLinkLife& link);
+
+  const TCipher& CipherInside() const;  // for the thread inside the context: only it changes it
   void DropBlock();
 
   void XorEncDecPacket(char* packet, int length) const;
   void DecPacket(char* packet, int length) const { XorEncDecPacket(packet, length); }
 
-  bool CompleteCarried(TFrame& frame, char*& block, unsigned& length);
-  void Dispatch(TFrame& frame, char* packet, int length);
+  bool CompleteCarried(const TLinkLife& link, char*& block, unsigned& length);
+  void Dispatch(const TLinkLife& link, char* packet, int length);
   void OnPkConnectResult(const char* packet, int length);
   void OnPkSession(const char* packet, int length);
   void OnSgnReply(const char* packet, int length);
   void OnChgPassResult(const char* packet, int length);
-  void OnMessage(TFrame& frame, int msgCode, const char* message, std::size_t length);
-  void OnTaskResult(TFrame& frame, const char* message, std::size_t length);
+  void OnMessage(const TLinkLife& link, int msgCode, const char* message, std::size_t length);
+  void OnTaskResult(const TLinkLife& link, const char* message, std::size_t length);
   void OnSgnResult(const VekTaskResult& result);
-  void OnText(TFrame& frame, int msgCode, const char* message, std::size_t length);
+  void OnText(const TLinkLife& link, int msgCode, const char* message, std::size_t length);
   bool AppendToBigPk(const char* packet, unsigned length);
 
   VekClient& client_;
@@ -88,11 +91,11 @@ class VEKAPI_EXPORT VekClientParser {
   std::string serverName_;
   std::uint32_t sgnReplyValue_ = 0;
 
-  struct TShared;
-  std::unique_ptr<TShared> shared_;
+  const std::shared_ptr<TCipherSlot> slot_;
+  TLinkLife* link_ = nullptr;  // whose bytes are parsed; null: nobody's
+  std::size_t maxMessageBytes_ = 0;
   std::unique_ptr<VekTaskResult> spareResult_;
   std::string spareText_;
-  TFrame* frame_ = nullptr;
 };
 
 }  // namespace VekApi

@@ -16,7 +16,7 @@ constexpr std::uint64_t kAll = UINT64_MAX;
 using TContextRef = Dstl::wise_ref<Dova::TSyncContext>;
 
 const TContextRef& ContextOf(VekApiC_VekClient& client) {
-  return VekApi::VekClient_nsImpl<Dova::TMesEvHandler>::ContextOf(client.Client());
+  return VekApi::ContextOf(client.Client());
 }
 
 std::uintptr_t Parameter(const void* pointer) {

@@ -8,27 +8,35 @@
 
 namespace VekApi {
 
-VekClientParser::TCipher::TCipher(EVekEndian endian, int mode, std::string key)
-    : endian_(endian), mode_(mode) {
+TCipher::TCipher(EVekEndian endian, int mode, const std::string& key) : endian_(endian), mode_(mode) {
   if (key.empty()) return;
   const std::size_t times = (kMaxBuilt + key.size() - 1) / key.size();
-  pad_.reserve(times * key.size());
-  for (std::size_t i = 0; i < times; ++i) pad_ += key;
+  std::string pad;
+  pad.reserve(times * key.size());
+  for (std::size_t i = 0; i < times; ++i) pad += key;
+  pad_ = std::make_shared<const std::string>(std::move(pad));
 }
 
-void VekClientParser::TCipher::Xor(char* packet, int length) const {
-  if (pad_.empty() || length <= kHeadBytes) return;
+TCipher TCipher::WithoutKey() const noexcept {
+  TCipher without;
+  without.endian_ = endian_;
+  without.mode_ = mode_;
+  return without;
+}
+
+void TCipher::Xor(char* packet, int length) const {
+  if (!pad_ || length <= kHeadBytes) return;
   char* at = packet + kHeadBytes;
   auto left = static_cast<std::size_t>(length - kHeadBytes);
   while (left != 0) {
-    const std::size_t count = std::min(left, pad_.size());
-    XorBytes(at, pad_.data(), count);
+    const std::size_t count = std::min(left, pad_->size());
+    XorBytes(at, pad_->data(), count);
     at += count;
     left -= count;
   }
 }
 
-int VekClientParser::TCipher::FramePiece(char* at, int msgCode, std::size_t textLength) const {
+int TCipher::FramePiece(char* at, int msgCode, std::size_t textLength) const {
   const int length = static_cast<int>(textLength) + kPrefixBytes;
   VekClient::SetPkHead(at, msgCode, length);
   PutU16(at + kHeadBytes, textLength, endian_);

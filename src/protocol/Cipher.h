@@ -1,25 +1,31 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 
+#include "platform/os/Mutex.h"
 #include "protocol/Packet.h"
-#include "vekapi/VekClientParser.h"
 
 namespace VekApi {
 
-// What a connect result says about packet bodies: scrambling mode and key, and the byte order. Never changes
-// once made, so that senders on any thread work with one consistent view.
+// What a connect result says about packet bodies: scrambling mode and key, and the byte order. A value:
+// senders on any thread work with a copy, one consistent view.
 //
 // Scrambling XORs the bytes behind the header with the key, over and over, starting with its first byte in
 // every packet. The key is laid out here as often as a packet needs it, so that scrambling is one pass over
 // two plain ranges.
-class VekClientParser::TCipher {
+class TCipher {
  public:
-  TCipher(EVekEndian endian, int mode, std::string key);
+  TCipher() = default;
+  TCipher(EVekEndian endian, int mode, const std::string& key);
+
+  // The same byte order and mode without a key.
+  TCipher WithoutKey() const noexcept;
 
   EVekEndian Endian() const { return endian_; }
-  int Mode() const { return mode_; }
 
   // Bytes 3 to length-1, whatever the mode. Twice gives the packet back.
   void Xor(char* packet, int length) const;
@@ -34,9 +40,24 @@ class VekClientParser::TCipher {
   int FramePiece(char* at, int msgCode, std::size_t textLength) const;
 
  private:
-  EVekEndian endian_;
-  int mode_;
-  std::string pad_;  // the key, whole, as often as fits; empty without a key
+  EVekEndian endian_ = vek_LittleEndian;
+  int mode_ = 0;
+  std::shared_ptr<const std::string> pad_;  // the key, whole, as often as fits; null without a key
+};
+
+// Where a session keeps its cipher: changed inside its context, read by senders.
+struct TCipherSlot {
+  Dova::Os::TMutex mutex;
+  TCipher cipher;
+
+  TCipher Get() {
+    const std::lock_guard lock(mutex);
+    return cipher;
+  }
+  void Set(TCipher next) {
+    const std::lock_guard lock(mutex);
+    std::swap(cipher, next);
+  }
 };
 
 }  // namespace VekApi

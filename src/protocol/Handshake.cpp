@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
+#include "protocol/Cipher.h"
 #include "protocol/Packet.h"
-#include "protocol/ParserParts.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {
@@ -116,7 +116,7 @@ void VekClientParser::OnPkConnectResult(const char* packet, int length) {
       key = item->data.substr(2, Byte(item->data[1]));
     }
   }
-  SetCipher(std::make_shared<const TCipher>(endian, mode, std::string(key)));
+  slot_->Set(TCipher(endian, mode, std::string(key)));
   if (refusal) {
     client_.OnVekConnectEvent(vcs_ConnectError, *refusal);
   } else {
@@ -153,7 +153,6 @@ void VekClientParser::OnChgPassResult(const char* packet, int length) {
 }
 
 void VekClientParser::OnSgnResult(const VekTaskResult& result) {
-  State(vcs_ApReady);
   sgnResult_ = result;
   const VekTable* rates = result.Table("head");
   if (!rates) rates = result.Table("mod");

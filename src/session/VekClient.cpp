@@ -1,19 +1,21 @@
 #include "vekapi/VekClient.h"
 
+#include <new>
+
 #include "platform/mbus/Wipe.h"
 #include "protocol/Packet.h"
 #include "protocol/Texts.h"
-#include "session/TCall.h"
 #include "session/TImpl.h"
+#include "session/TLink.h"
 
 namespace VekApi {
 
-VekClient::VekClient(VekClientHandler& handler) : VekClient(handler, new TImpl(nullptr)) {}
+VekClient::VekClient(VekClientHandler& handler) : VekClient(handler, new TImpl) {}
 
 VekClient::VekClient(VekClientHandler& handler, TImpl* impl)
-    : handler_(handler), parser_(*this), impl_(impl) {
+    : handler_(handler), parser_(*this, impl->CipherSlot()), impl_(impl) {
   impl_->add_ref();
-  impl_->AddOwner(this);
+  impl_->AddOwner();
 }
 
 VekClient::VekClient(const VekClient& other)
@@ -26,18 +28,15 @@ VekClient::VekClient(const VekClient& other)
       impl_(other.impl_) {
   impl_->add_ref();
   const Dova::TSyncScope inside(impl_->Context());
-  impl_->AddOwner(this);
+  impl_->AddOwner();
 }
 
 VekClient::~VekClient() {
+  impl_->Abandon(this);
   {
-    const Dstl::wise_ref<TImpl> impl(impl_);
-    const Dova::TSyncScope inside(impl->Context());
+    const Dova::TSyncScope inside(impl_->Context());
     handler_.OnVekClientDestroyEvent(*this);
-    if (impl->RemoveOwner(this)) {
-      impl->CloseSession();
-      impl->Context()->Abort();
-    }
+    if (inside) impl_->RemoveOwner(*this);
     WipeSignOn();
   }
   impl_->release();
@@ -62,29 +61,37 @@ const std::string& VekClient::ServerName() const {
 
 void VekClient::Connect(const std::string& setting, const std::string& apName, const std::string& apVersion,
                         const std::string& id1, const std::string& id2, const std::string& pass) {
-  TCall call(*this);
-  if (!call || !SetDisconnect(call)) return;
-  apName_ = apName;
-  apVersion_ = apVersion;
-  sgnId_ = id1 + "/" + id2;
-  sgnPass_ = pass;
-  parser_.State(vcs_Connecting);
-  const char* error = impl_->OpenSession(setting, apName_, apVersion_);
-  if (!error || call.Overtaken()) return;
+  const Dstl::wise_ref<TImpl> impl(impl_);
+  impl->Abandon();
+  const Dova::TSyncScope inside(impl->Context());
+  if (!inside || !SetDisconnect()) return;
+  const char* error = nullptr;
+  try {
+    apName_ = apName;
+    apVersion_ = apVersion;
+    sgnId_ = id1 + "/" + id2;
+    sgnPass_ = pass;
+    parser_.State(vcs_Connecting);
+    error = impl->OpenSession(*this, setting, apName, apVersion);
+  } catch (const std::bad_alloc&) {
+    error = kTextNoMemory;
+  }
+  if (!error) return;
   parser_.State(vcs_LinkError);
   handler_.OnVekConnectEvent(*this, error);
 }
 
 void VekClient::Disconnect() {
-  TCall call(*this);
-  if (call && SetDisconnect(call)) handler_.OnVekConnectEvent(*this, kTextDisconnect);
+  const Dstl::wise_ref<TImpl> impl(impl_);
+  impl->Abandon();
+  const Dova::TSyncScope inside(impl->Context());
+  if (inside && SetDisconnect()) handler_.OnVekConnectEvent(*this, kTextDisconnect);
 }
 
 // False when another call has taken over while this one waited for the link's threads; the client may then be
 // gone.
-bool VekClient::SetDisconnect(TCall& call) {
-  call.CloseSession();
-  if (call.Overtaken()) return false;
+bool VekClient::SetDisconnect() {
+  if (!impl_->CloseSession()) return false;
   parser_.SetDisconnected();
   WipeSignOn();
   return true;

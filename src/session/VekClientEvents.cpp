@@ -1,36 +1,34 @@
-// What the parser and the messenger tell the client, passed on to its handler.
+// What the parser and the link tell the client, passed on to its handler.
 #include "protocol/Packet.h"
 #include "protocol/Texts.h"
-#include "session/TCall.h"
 #include "session/TImpl.h"
+#include "session/TLink.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {
 
 void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& reason) {
   if (newState == vcs_LinkBroken && State() == vcs_SgnError) return OnLinkBrokenAfterRefusal();
-  if (newState == vcs_Connected && reason.empty() && !SendSignOn()) {
-    parser_.State(vcs_SgnError);
-    return handler_.OnVekConnectEvent(*this, kTextSignOnTooLong);
-  }
-  parser_.State(newState);
-  handler_.OnVekConnectEvent(*this, reason);
+  const bool tooLong = newState == vcs_Connected && reason.empty() && !SendSignOn();
+  SetState(tooLong ? vcs_SgnError : newState);
+  handler_.OnVekConnectEvent(*this, tooLong ? kTextSignOnTooLong : reason);
 }
 
 // The application knows that the sign-on was refused; that the server hangs up then is no news.
 void VekClient::OnLinkBrokenAfterRefusal() {
-  TCall call(*this);
-  if (call && SetDisconnect(call)) parser_.State(vcs_SgnError);
+  parser_.SetDisconnected();
+  WipeSignOn();
+  parser_.State(vcs_SgnError);
+}
+
+void VekClient::SetState(EVekClientState state) {
+  parser_.State(state);
+  if (impl_->Link()) impl_->Link()->OnState(state);
 }
 
 // The bytes that came are no stream of packets: nothing more of this link is believed.
 void VekClient::OnStreamBroken(const char* reason) {
-  TCall call(*this);
-  if (!call) return;
-  call.CloseSession();
-  if (call.Overtaken()) return;
-  parser_.DropBlock();
-  OnVekConnectEvent(vcs_LinkBroken, reason);
+  if (impl_->Link()) impl_->Link()->End(vcs_LinkBroken, reason);
 }
 
 void VekClient::SetQueryRate(int count, int intervalMs) {
@@ -42,6 +40,7 @@ void VekClient::OnVekUnknownMsgCodeEvent(int msgCode, const char* packet, int le
 }
 
 void VekClient::OnVekApReadyEvent() {
+  SetState(vcs_ApReady);
   handler_.OnVekApReadyEvent(*this);
 }
 

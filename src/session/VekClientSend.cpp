@@ -1,19 +1,12 @@
-// Building and sending packets.
-#include <algorithm>
-#include <new>
-
+// Packets with passwords, and what the application sends.
 #include "platform/mbus/Wipe.h"
-#include "protocol/Cipher.h"
 #include "protocol/Packet.h"
 #include "protocol/Texts.h"
-#include "session/TCall.h"
 #include "session/TImpl.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {
 namespace {
-
-constexpr unsigned kMaxRequest = 1u << 30;
 
 // A packet that is wiped when it has been sent: it holds passwords.
 class TSecretPacket {
@@ -47,13 +40,8 @@ void VekClient::EncPacket(char* packet, int length) const {
   parser_.EncPacket(packet, length);
 }
 
-// The messenger is fetched before the cipher: a reconnect between the two drops the messenger first, which
-// then takes nothing, so bytes never go out scrambled for another link.
 bool VekClient::SendPk(char* packet, int length) {
-  const auto mes = impl_->GetMes();
-  if (!mes || length < kHeadBytes) return false;
-  EncPacket(packet, length);
-  return impl_->SendMes(*mes, packet, length);
+  return impl_->SendPk(packet, length);
 }
 
 // Sign-on request: byte 3 subcode, 4 length of the identity, 7 length of the password, from 12 the two texts.
@@ -77,8 +65,9 @@ bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, con
   if (!IsSessionConnected()) return false;
   TSecretPacket packet(PkSession, kTextsAt + user.size() + oldPass.size() + newPass.size());
   if (!packet) {
-    TCall call(*this);
-    if (call) handler_.OnVekChgPassResultEvent(*this, user, kTextChgPassTooLong);
+    const Dstl::wise_ref<TImpl> impl(impl_);
+    const Dova::TSyncScope inside(impl->Context());
+    if (inside) handler_.OnVekChgPassResultEvent(*this, user, kTextChgPassTooLong);
     return false;
   }
   packet.Data()[kHeadBytes] = PkSessionChgPass;
@@ -93,49 +82,18 @@ bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, con
 }
 
 bool VekClient::SendVekRequest(int msgCode, char* buffer, unsigned length) {
-  if (msgCode == PkTaskResult && impl_->FlowCtrl().CheckFlowCtrl(false) != 0) return false;
+  if (msgCode == PkTaskResult && impl_->CheckQueryRate() != 0) return false;
   return SendVekRequestImpl(msgCode, buffer, length);
 }
 
 int VekClient::SendVekQueryRequest(char* buffer, unsigned length) {
-  const auto waitMs = static_cast<int>(impl_->FlowCtrl().CheckFlowCtrl(false));
+  const auto waitMs = static_cast<int>(impl_->CheckQueryRate());
   if (waitMs > 0) return waitMs;
   return SendVekRequestImpl(PkTaskResult, buffer, length) ? 0 : -1;
 }
 
 bool VekClient::SendVekRequestImpl(int msgCode, char* buffer, unsigned length) {
-  if (length <= kPrefixBytes || length > kMaxRequest) return false;
-  const auto mes = impl_->GetMes();  // before the cipher, as in SendPk
-  if (!mes) return false;
-  const auto cipher = parser_.Cipher();
-  const std::size_t textLength = length - kPrefixBytes;
-  if (textLength <= kMaxPiece) {
-    const int packetLength = cipher->FramePiece(buffer, msgCode, textLength);
-    return impl_->SendMes(*mes, buffer, packetLength);
-  }
-  std::string wire;
-  if (!FrameInPieces(*cipher, msgCode, buffer, textLength, wire)) return false;
-  return impl_->SendMes(*mes, wire.data(), static_cast<int>(wire.size()));
-}
-
-// The pieces are handed over together, so that nothing of another thread can come between them and the
-// messenger takes all of them or none. The head of each is written over the end of the one before, which is
-// copied out by then. False, with the buffer untouched, when there is no memory.
-bool VekClient::FrameInPieces(const VekClientParser::TCipher& cipher, int msgCode, char* buffer,
-                              std::size_t textLength, std::string& wire) {
-  try {
-    wire.reserve(textLength + (textLength / kMaxPiece + 1) * kPrefixBytes);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  for (std::size_t left = textLength; left != 0;) {
-    const std::size_t piece = std::min<std::size_t>(left, kMaxPiece);
-    left -= piece;
-    const int packetLength = cipher.FramePiece(buffer, left != 0 ? PkBigPart : msgCode, piece);
-    wire.append(buffer, static_cast<std::size_t>(packetLength));
-    buffer += piece;
-  }
-  return true;
+  return impl_->SendRequest(msgCode, buffer, length);
 }
 
 }  // namespace VekApi

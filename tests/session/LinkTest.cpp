@@ -140,12 +140,12 @@ TEST_F(SessionTest, EndlessMessageEndsTheLink) {
   std::string block;
   for (int i = 0; i < 256; ++i) block += Message(3, std::string(4090, 'x'));
   std::size_t sent = 0;
-  while (TestMes::Last() && sent < 2 * VekApi::VekClientParser::kMaxLongMessage) {
+  while (TestMes::Last() && sent < 2 * Dova::TMesBase::kMaxMessageBytes) {
     mes->Deliver(block);
     sent += block.size();
   }
   EXPECT_EQ(recorder.Take(), Lines{"connect -3 Message too long"});
-  EXPECT_GT(sent, VekApi::VekClientParser::kMaxLongMessage);
+  EXPECT_GT(sent, Dova::TMesBase::kMaxMessageBytes);
 }
 
 TEST_F(SessionTest, LengthsInsideBodiesAreCut) {

@@ -16,12 +16,13 @@ bool TSyncContext::IsInside() const noexcept {
 }
 
 bool TSyncContext::Enter(TSyncScope& scope, const std::atomic<bool>* cancelled) noexcept {
+  if (IsInherited()) return false;
   const std::uintptr_t me = Os::CurrentThreadToken();
   return Take(me) ? StayIn(cancelled) : EnterSlow(scope, me, cancelled);
 }
 
 bool TSyncContext::TryEnter() noexcept {
-  return Take(Os::CurrentThreadToken()) && StayIn(nullptr);
+  return !IsInherited() && Take(Os::CurrentThreadToken()) && StayIn(nullptr);
 }
 
 bool TSyncContext::Take(std::uintptr_t me) noexcept {
@@ -83,14 +84,14 @@ TSyncContext::EWait TSyncContext::Look(TSyncWait& wait, bool woken,
   return EWait::Over;
 }
 
-void TSyncContext::Unqueue(TSyncWait& wait, const std::lock_guard<std::mutex>&) noexcept {
+void TSyncContext::Unqueue(TSyncWait& wait, const std::lock_guard<Os::TMutex>&) noexcept {
   TSyncWait** at = &firstWaiting_;
   while (*at != &wait) at = &(*at)->next;
   *at = wait.next;
   waiting_.fetch_sub(1);
 }
 
-void TSyncContext::GrantNext(const std::lock_guard<std::mutex>& lock) noexcept {
+void TSyncContext::GrantNext(const std::lock_guard<Os::TMutex>& lock) noexcept {
   if (!firstWaiting_) return;
   TSyncWait& next = *firstWaiting_;
   std::uintptr_t nobody = 0;

@@ -7,6 +7,8 @@
 
 #include "platform/mbus/Ref.h"
 #include "platform/mbus/TSyncWait.h"
+#include "platform/os/Mutex.h"
+#include "platform/os/Process.h"
 
 namespace Dova {
 
@@ -16,7 +18,8 @@ class TSyncScope;
 // at a time, through a TSyncScope. Recursive. First come, first served: a thread that asks for Disconnect is
 // not starved by a link that streams.
 //
-// Entering can fail: for everybody once the context was aborted (the session is being deleted), and for a
+// Entering can fail: for everybody once the context was aborted (the session is being deleted), in a forked
+// child that inherited it, and for a
 // caller whose own `cancelled` flag is set (its messenger is being closed by the thread that is inside). So a
 // thread inside may wait for threads that wait to enter.
 //
@@ -34,6 +37,10 @@ class TSyncContext : public Dstl::ref_counter<unsigned> {
   void Abort() noexcept;
 
   bool IsInside() const noexcept;
+
+  // True in a process forked from the one that made the context: whoever was inside is not here. Nobody
+  // enters.
+  bool IsInherited() const noexcept { return generation_ != Os::ProcessGeneration(); }
 
   class TAdopt;
 
@@ -54,14 +61,15 @@ class TSyncContext : public Dstl::ref_counter<unsigned> {
   bool StayIn(const std::atomic<bool>* cancelled) noexcept;
   void Queue(TSyncWait& wait) noexcept;
   EWait Look(TSyncWait& wait, bool woken, const std::atomic<bool>* cancelled) noexcept;
-  void Unqueue(TSyncWait& wait, const std::lock_guard<std::mutex>&) noexcept;
-  void GrantNext(const std::lock_guard<std::mutex>&) noexcept;
+  void Unqueue(TSyncWait& wait, const std::lock_guard<Os::TMutex>&) noexcept;
+  void GrantNext(const std::lock_guard<Os::TMutex>&) noexcept;
 
+  const unsigned generation_ = Os::ProcessGeneration();
   std::atomic<std::uintptr_t> owner_{0};
   unsigned depth_ = 0;  // the owner's
   std::atomic<bool> aborted_{false};
   std::atomic<unsigned> waiting_{0};  // how many wait, readable without the mutex
-  std::mutex mutex_;                  // leaf
+  Os::TMutex mutex_;
   TSyncWait* firstWaiting_ = nullptr;
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/mbus/TSyncContext.h"
+#include "platform/os/Mutex.h"
 #include "platform/os/Thread.h"
 
 namespace Dova {
@@ -17,7 +18,7 @@ constexpr int kExitCheckMs = 200;
 // Every wait of the process. What the answers rest on: a thread that sleeps keeps its places, so if the chain
 // of sleeping threads ends at the one who asks, nothing in the chain can move.
 struct TSyncWait::TList {
-  std::mutex mutex;  // taken before a context's
+  Os::TMutex mutex;  // taken before a context's
   TSyncWait* first = nullptr;
 
   // Never destroyed: clients may outlive the destruction of statics.

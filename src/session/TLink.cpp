@@ -1,0 +1,176 @@
+#include "session/TLink.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "platform/mbus/TMesRegs.h"
+#include "protocol/Hello.h"
+#include "protocol/Packet.h"
+#include "protocol/Texts.h"
+#include "shmem/TShMemCli.h"
+
+namespace VekApi {
+namespace {
+
+// "HOST:PORT" is TCP without delay; a leading colon lets the application name any kind.
+std::string MessengerText(const std::string& setting) {
+  return !setting.empty() && setting[0] == ':' ? setting.substr(1) : "TCPClient:" + setting + " n M0";
+}
+
+// The kinds of the runtime, and the one that stands on them. Never destroyed: sessions may be opened while
+// the process ends.
+const Dova::TMesRegs& SessionMesRegs() {
+  static const Dova::TMesRegs& regs = *[] {
+    auto* made = new Dova::TMesRegs(Dova::TMesRegs::GetClientMesRegs());
+    made->Register("ShMemCli", &Dova::TShMemCli::Make);
+    return made;
+  }();
+  return regs;
+}
+
+}  // namespace
+
+TLink::TLink(VekClient& client, VekClient::TImpl& impl)
+    : client_(client),
+      impl_(impl),
+      context_(impl.Context()),
+      heartbeat_(Dova::ots_OneShot, *this),
+      stage_(Dova::ots_OneShot, *this) {
+  heartbeat_.SetTarget(&TLink::OnHeartbeatTimer);
+}
+
+const char* TLink::Open(const std::string& setting, const std::string& apName, const std::string& apVersion) {
+  if (!MakeHello(helloPk_, apName, apVersion)) return kTextBadApName;
+  return MesOpen(setting);
+}
+
+const char* TLink::MesOpen(const std::string& setting) {
+  const auto mes = SessionMesRegs().CreateMes(MessengerText(setting));
+  if (!mes) return kTextBadSetting;
+  mes_ = mes;
+  client_.parser_.Begin(*this, mes->MaxMessageBytes());
+  stage_.Start(&TLink::OnOpenTimer, static_cast<unsigned>(mes->LinkTimeoutMs()));
+  mes->SetSyncContext(context_);
+  mes->SetEvHandler(this);
+  return mes->Open() ? nullptr : kTextBadSetting;
+}
+
+void TLink::MesClose() {
+  const auto mes = std::exchange(mes_, {});
+  if (!mes) return;
+  mes->SetEvHandler(nullptr);
+  mes->Close();
+}
+
+void TLink::Close() {
+  heartbeat_.Stop();
+  stage_.Stop();
+  impl_.Silence(*this);
+  client_.parser_.End(*this);
+  MesClose();
+}
+
+// Asked after the wait in Close: while it lasts, window messages may bring another call.
+void TLink::End(EVekClientState state, const std::string& reason) {
+  const Dstl::wise_ref<TLink> self(this);
+  if (Over()) return;
+  Close();
+  if (SetOver()) client_.OnVekConnectEvent(state, reason);
+}
+
+// ---- the messenger's events ----
+
+// A messenger may bring the answer before its Send returns: what waits for it is ready before.
+void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
+  const Dstl::wise_ref<TLink> self(this);
+  if (Over()) return;
+  stage_.Start(&TLink::OnHelloTimer, kStageMs);
+  OnSent();
+  mes->Send(helloPk_.data(), static_cast<int>(helloPk_.size()));
+  if (Over()) return;
+  recvCount_.store(0);
+  impl_.LetSend(*this);
+}
+
+void TLink::OnMesLinkError(Dova::TMesBase*, const std::string& reason) {
+  End(vcs_LinkError, reason);
+}
+
+void TLink::OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) {
+  End(vcs_LinkBroken, reason);
+}
+
+void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
+  const Dstl::wise_ref<TLink> self(this);
+  if (Over()) return;
+  try {
+    int count = 0;
+    if (char* block = mes->RecvInPlace(count)) {
+      client_.parser_.ParsePacket(block, static_cast<unsigned>(count));
+    } else {
+      ReceiveByCopy(*mes);
+    }
+  } catch (const std::bad_alloc&) {
+    End(vcs_LinkBroken, kTextNoMemory);
+  }
+  recvCount_.fetch_add(1, std::memory_order_relaxed);
+}
+
+// A bounded amount: others may be waiting for the context, and the messenger calls again.
+void TLink::ReceiveByCopy(Dova::TMesBase& mes) {
+  char buffer[65536];
+  for (int left = kBytesAtOnce; left > 0 && !Over();) {
+    const int count = mes.Recv(buffer, std::min(left, static_cast<int>(sizeof buffer)));
+    if (count <= 0) return;
+    client_.parser_.ParsePacket(buffer, static_cast<unsigned>(count));
+    left -= count;
+  }
+}
+
+// ---- time ----
+
+void TLink::OnState(EVekClientState state) {
+  if (state == vcs_Connected) {
+    stage_.Start(&TLink::OnSignOnTimer, kStageMs);
+  } else {
+    stage_.Stop();
+  }
+}
+
+void TLink::OnTimer(void (TLink::*check)()) {
+  const auto self = Dstl::wise_ref<TLink>::try_hold(this);
+  if (!self) return;
+  const Dova::TSyncScope inside(context_);
+  if (!inside || Over()) return;
+  try {
+    (this->*check)();
+  } catch (const std::bad_alloc&) {
+    End(vcs_LinkBroken, kTextNoMemory);
+  }
+}
+
+// The messenger stays open whatever comes of it: what to do then is the application's decision.
+void TLink::CheckHeartbeat() {
+  if (client_.State() < vcs_Connected && client_.State() != vcs_SgnError) return TellUnknownServer();
+  if (recvCount_.exchange(0) == 0)
+    return client_.OnVekConnectEvent(vcs_HeartbeatTimeout, kTextHeartbeatTimeout);
+  char heartbeat[kHeadBytes];
+  VekClient::SetPkHead(heartbeat, PkHeartbeat, kHeadBytes);
+  mes_->Send(heartbeat, kHeadBytes);
+  OnSent();
+}
+
+void TLink::EndUnopened() {
+  if (client_.State() == vcs_Connecting) End(vcs_LinkError, kTextConnectTimeout);
+}
+
+void TLink::TellUnknownServer() {
+  if (client_.State() < vcs_Connected) client_.OnVekConnectEvent(vcs_UnknownServer, kTextUnknownServer);
+}
+
+void TLink::EndUnsigned() {
+  if (client_.State() == vcs_Connected) End(vcs_LinkBroken, kTextSignOnTimeout);
+}
+
+}  // namespace VekApi
