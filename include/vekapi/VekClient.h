@@ -8,28 +8,25 @@
 #include "vekapi/VekExport.h"
 #include "vekapi/VekTypes.h"
 
-namespace Dova {
-class TSyncContext;
-}
-namespace Dstl {
-template <class T>
-class wise_ref;
-}
-
 namespace VekApi {
 
 class TLink;
+struct TClientParts;
 class VekFlowCtrlSender;
 class VekTaskResult;
 
 // One session with an order-routing server.
 //
 // Threads: queries and sends may be called on any thread. Connect, Disconnect and the destructor may be
-// called on any thread, also inside this client's events, but not on two threads at once. They wait for an
-// event that is running on another thread; a Windows thread that waits so keeps answering messages sent to
-// its windows.
+// called on any thread, also inside events of this or any other client, but not on two threads at once. They
+// wait for an event that is running on another thread, unless that event itself waits, in a call like these,
+// for the one that they are called from: then they go on as if called from inside it. A thread that waits
+// keeps answering messages sent to its windows.
 //
-// Failures come back as results or as events; nothing here throws for what a server or a network does.
+// Failures come back as results or as events; nothing here throws for what a server, a network or the lack of
+// memory does, but the constructors (std::bad_alloc).
+//
+// In a forked child an inherited client does nothing: every call answers false. New ones work.
 class VEKAPI_EXPORT VekClient {
  public:
   // `handler` is not owned and must outlive the client.
@@ -70,7 +67,8 @@ class VEKAPI_EXPORT VekClient {
                const std::string& id1, const std::string& id2, const std::string& pass);
 
   // Closes the session and raises OnVekConnectEvent with "Disconnect()" in state vcs_Disconnected, on this
-  // thread. What the system has not yet taken of earlier sends is dropped.
+  // thread. What the system has not yet taken of earlier sends is dropped; a large result that is being read
+  // is given up.
   void Disconnect();
 
   // Asks the server to change a password; the answer comes as OnVekChgPassResultEvent. False when not
@@ -119,7 +117,7 @@ class VEKAPI_EXPORT VekClient {
 
  private:
   friend class TLink;
-  friend const Dstl::wise_ref<Dova::TSyncContext>& ContextOf(const VekClient& client);
+  friend struct TClientParts;
   friend class VekClientParser;
   friend class VekFlowCtrlSender;
 

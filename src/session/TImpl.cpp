@@ -13,10 +13,6 @@ VekClient::TImpl::TImpl()
 
 VekClient::TImpl::~TImpl() = default;
 
-const Dstl::wise_ref<Dova::TSyncContext>& ContextOf(const VekClient& client) {
-  return client.impl_->Context();
-}
-
 void VekClient::TImpl::SetLink(Dstl::wise_ref<TLink> link) {
   const std::lock_guard lock(slot_->mutex);
   std::swap(link_, link);

@@ -83,6 +83,14 @@ class VekClient::TImpl : public Dstl::ref_counter<unsigned> {
   Dstl::wise_ref<Dova::TMesBase> mes_;
 };
 
-const Dstl::wise_ref<Dova::TSyncContext>& ContextOf(const VekClient& client);
+// For the rooms that stand on the session.
+struct TClientParts {
+  using TImpl = VekClient::TImpl;
+  static TImpl& ImplOf(const VekClient& client) { return *client.impl_; }
+};
+
+inline const Dstl::wise_ref<Dova::TSyncContext>& ContextOf(const VekClient& client) {
+  return TClientParts::ImplOf(client).Context();
+}
 
 }  // namespace VekApi
