@@ -129,7 +129,6 @@ class VEKAPI_EXPORT VekClient {
   void OnVekRequestAckEvent(int msgCode, const std::string& ackText);
   void OnVekReportEvent(const std::string& reportText);
 
-  void OnStreamBroken(const char* reason);
   void OnLinkBrokenAfterRefusal();
   void SetState(EVekClientState state);
   void SetQueryRate(int count, int intervalMs);

@@ -1,6 +1,6 @@
 #include "vekapi/VekFlowCtrlSender.h"
 
-#include "protocol/Packet.h"
+#include "protocol/RequestPrefix.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {

@@ -1,7 +1,7 @@
 // Requests that come as one text, pairs of lines.
 #include <cstring>
 
-#include "protocol/Packet.h"
+#include "protocol/RequestPrefix.h"
 #include "vekapi/VekFlowCtrlSender.h"
 
 namespace VekApi {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "protocol/XorBytes.h"
-#include "vekapi/VekClient.h"
 
 namespace VekApi {
 
@@ -34,14 +33,6 @@ void TCipher::Xor(char* packet, int length) const {
     at += count;
     left -= count;
   }
-}
-
-int TCipher::FramePiece(char* at, int msgCode, std::size_t textLength) const {
-  const int length = static_cast<int>(textLength) + kPrefixBytes;
-  VekClient::SetPkHead(at, msgCode, length);
-  PutU16(at + kHeadBytes, textLength, endian_);
-  EncPacket(at, length);
-  return length;
 }
 
 }  // namespace VekApi

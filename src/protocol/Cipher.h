@@ -1,12 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <utility>
 
-#include "platform/os/Mutex.h"
 #include "protocol/Packet.h"
 
 namespace VekApi {
@@ -35,29 +31,10 @@ class TCipher {
     if (mode_ == 1) Xor(packet, length);
   }
 
-  // Makes a packet of a request's piece: header and text length into the five bytes at `at`, scrambled as far
-  // as the session asks for it. `textLength` bytes follow those five. The packet's length.
-  int FramePiece(char* at, int msgCode, std::size_t textLength) const;
-
  private:
   EVekEndian endian_ = vek_LittleEndian;
   int mode_ = 0;
   std::shared_ptr<const std::string> pad_;  // the key, whole, as often as fits; null without a key
-};
-
-// Where a session keeps its cipher: changed inside its context, read by senders.
-struct TCipherSlot {
-  Dova::Os::TMutex mutex;
-  TCipher cipher;
-
-  TCipher Get() {
-    const std::lock_guard lock(mutex);
-    return cipher;
-  }
-  void Set(TCipher next) {
-    const std::lock_guard lock(mutex);
-    std::swap(cipher, next);
-  }
 };
 
 }  // namespace VekApi

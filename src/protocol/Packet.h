@@ -3,9 +3,6 @@
 // Header, 3 bytes, whatever the byte order of the server: byte 0 = bits 0-7 of the length, byte 1 = bits 8-11
 // of the code (high half) and of the length (low half), byte 2 = bits 0-7 of the code. The length counts the
 // header.
-//
-// Requests, and messages of codes 128 to 131, carry two more bytes in front of their text: the text's length
-// in the server's byte order.
 #pragma once
 
 #include <cstddef>
@@ -34,15 +31,17 @@ enum EPkSessionSubcode : signed char {
 };
 
 inline constexpr int kHeadBytes = 3;
-inline constexpr int kPrefixBytes = 5;  // header and text length
-inline constexpr int kMaxPiece = 4090;  // text bytes of one packet
 inline constexpr int kMaxBuilt = 4098;  // longest packet that the builders accept
-inline constexpr unsigned kByteOrderProbe = 0x12345678;
 
 inline unsigned Byte(char c) {
   return static_cast<unsigned char>(c);
 }
 
+inline void PutHead(char* packet, int msgCode, int length) {
+  packet[0] = static_cast<char>(length & 0xFF);
+  packet[1] = static_cast<char>((msgCode >> 4 & 0xF0) | (length >> 8 & 0x0F));
+  packet[2] = static_cast<char>(msgCode & 0xFF);
+}
 inline int PkLength(const char* packet) {
   return static_cast<int>((Byte(packet[1]) & 0x0F) << 8 | Byte(packet[0]));
 }
@@ -50,6 +49,12 @@ inline int PkCode(const char* packet) {
   return static_cast<int>((Byte(packet[1]) & 0xF0) << 4 | Byte(packet[2]));
 }
 
+inline void PutU16(char* at, std::size_t value, EVekEndian endian) {
+  const char low = static_cast<char>(value & 0xFF);
+  const char high = static_cast<char>(value >> 8 & 0xFF);
+  at[0] = endian == vek_LittleEndian ? low : high;
+  at[1] = endian == vek_LittleEndian ? high : low;
+}
 inline std::uint16_t GetU16(const char* at, EVekEndian endian) {
   const unsigned first = Byte(at[0]);
   const unsigned second = Byte(at[1]);
@@ -59,12 +64,6 @@ inline std::uint32_t GetU32(const char* at, EVekEndian endian) {
   const std::uint32_t first = GetU16(at, endian);
   const std::uint32_t second = GetU16(at + 2, endian);
   return endian == vek_LittleEndian ? first | second << 16 : first << 16 | second;
-}
-inline void PutU16(char* at, std::size_t value, EVekEndian endian) {
-  const char low = static_cast<char>(value & 0xFF);
-  const char high = static_cast<char>(value >> 8 & 0xFF);
-  at[0] = endian == vek_LittleEndian ? low : high;
-  at[1] = endian == vek_LittleEndian ? high : low;
 }
 
 }  // namespace VekApi

@@ -3,8 +3,8 @@
 #include <new>
 #include <utility>
 
-#include "protocol/Texts.h"
 #include "session/TLink.h"
+#include "session/Texts.h"
 
 namespace VekApi {
 

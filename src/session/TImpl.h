@@ -10,7 +10,7 @@
 #include "platform/mbus/TFlowCtrl.h"
 #include "platform/mbus/TMesBase.h"
 #include "platform/mbus/TSyncContext.h"
-#include "protocol/Cipher.h"
+#include "session/CipherSlot.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {

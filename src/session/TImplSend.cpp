@@ -1,8 +1,5 @@
 // Sending, on any thread.
-#include <algorithm>
-#include <new>
-
-#include "protocol/Packet.h"
+#include "protocol/RequestPrefix.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
 
@@ -10,26 +7,6 @@ namespace VekApi {
 namespace {
 
 constexpr unsigned kMaxRequest = 1u << 30;
-
-// The pieces are handed over together, so that nothing of another thread can come between them and the
-// messenger takes all of them or none. The head of each is written over the end of the one before, which is
-// copied out by then. False, with the buffer untouched, when there is no memory.
-bool FrameInPieces(const TCipher& cipher, int msgCode, char* buffer, std::size_t textLength,
-                   std::string& wire) {
-  try {
-    wire.reserve(textLength + (textLength / kMaxPiece + 1) * kPrefixBytes);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  for (std::size_t left = textLength; left != 0;) {
-    const std::size_t piece = std::min<std::size_t>(left, kMaxPiece);
-    left -= piece;
-    const int packetLength = cipher.FramePiece(buffer, left != 0 ? PkBigPart : msgCode, piece);
-    wire.append(buffer, static_cast<std::size_t>(packetLength));
-    buffer += piece;
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -77,7 +54,9 @@ bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
   const TWire wire = Wire();
   if (!wire) return false;
   const std::size_t textLength = length - kPrefixBytes;
-  if (textLength <= kMaxPiece) return wire.Send(buffer, wire.cipher.FramePiece(buffer, msgCode, textLength));
+  if (textLength <= kMaxPiece) return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength));
+  // Handed over together: nothing of another thread can come between the pieces, and the messenger takes all
+  // of them or none.
   std::string pieces;
   return FrameInPieces(wire.cipher, msgCode, buffer, textLength, pieces) &&
          wire.Send(pieces.data(), static_cast<int>(pieces.size()));

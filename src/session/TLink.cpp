@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "platform/mbus/TMesRegs.h"
-#include "protocol/Hello.h"
+#include "protocol/ConnectRequest.h"
 #include "protocol/Packet.h"
-#include "protocol/Texts.h"
+#include "session/Texts.h"
 #include "shmem/TShMemCli.h"
 
 namespace VekApi {
@@ -41,7 +41,7 @@ TLink::TLink(VekClient& client, VekClient::TImpl& impl)
 }
 
 const char* TLink::Open(const std::string& setting, const std::string& apName, const std::string& apVersion) {
-  if (!MakeHello(helloPk_, apName, apVersion)) return kTextBadApName;
+  if (!MakeConnectRequest(helloPk_, apName, apVersion)) return kTextBadApName;
   return MesOpen(setting);
 }
 
@@ -49,7 +49,7 @@ const char* TLink::MesOpen(const std::string& setting) {
   const auto mes = SessionMesRegs().CreateMes(MessengerText(setting));
   if (!mes) return kTextBadSetting;
   mes_ = mes;
-  client_.parser_.Begin(*this, mes->MaxMessageBytes());
+  packets_.SetMaxMessage(mes->MaxMessageBytes());
   stage_.Start(&TLink::OnOpenTimer, static_cast<unsigned>(mes->LinkTimeoutMs()));
   mes->SetSyncContext(context_);
   mes->SetEvHandler(this);
@@ -67,7 +67,7 @@ void TLink::Close() {
   heartbeat_.Stop();
   stage_.Stop();
   impl_.Silence(*this);
-  client_.parser_.End(*this);
+  ForgetReceived();
   MesClose();
 }
 
@@ -107,7 +107,7 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
   try {
     int count = 0;
     if (char* block = mes->RecvInPlace(count)) {
-      client_.parser_.ParsePacket(block, static_cast<unsigned>(count));
+      ParsePacket(block, static_cast<unsigned>(count));
     } else {
       ReceiveByCopy(*mes);
     }
@@ -123,7 +123,7 @@ void TLink::ReceiveByCopy(Dova::TMesBase& mes) {
   for (int left = kBytesAtOnce; left > 0 && !Over();) {
     const int count = mes.Recv(buffer, std::min(left, static_cast<int>(sizeof buffer)));
     if (count <= 0) return;
-    client_.parser_.ParsePacket(buffer, static_cast<unsigned>(count));
+    ParsePacket(buffer, static_cast<unsigned>(count));
     left -= count;
   }
 }
@@ -156,7 +156,7 @@ void TLink::CheckHeartbeat() {
   if (recvCount_.exchange(0) == 0)
     return client_.OnVekConnectEvent(vcs_HeartbeatTimeout, kTextHeartbeatTimeout);
   char heartbeat[kHeadBytes];
-  VekClient::SetPkHead(heartbeat, PkHeartbeat, kHeadBytes);
+  PutHead(heartbeat, PkHeartbeat, kHeadBytes);
   mes_->Send(heartbeat, kHeadBytes);
   OnSent();
 }

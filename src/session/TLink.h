@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "platform/mbus/Ref.h"
@@ -8,22 +9,30 @@
 #include "platform/mbus/TMesEvHandler.h"
 #include "platform/mbus/TSyncContext.h"
 #include "platform/mbus/TTimer.h"
-#include "protocol/LinkLife.h"
+#include "protocol/TPacketParser.h"
 #include "session/TImpl.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {
 
-// One connection, from Connect to whatever ends it: the messenger, the heartbeat, the time each stage of the
-// handshake may take. Connect makes one; the next Connect, Disconnect or the destructor replaces it.
+// One connection, from Connect to whatever ends it: the messenger, what was received and not yet told, the
+// heartbeat, the time each stage of the handshake may take. Connect makes one; the next Connect, Disconnect
+// or the destructor replaces it.
 //
 // Counted: timers, senders and events that are on a stack hold the link that they were made for. Inside the
 // context and while it is not Over, its client exists and is connected through it.
 //
 // Everything without another label runs inside the session's context.
-class TLink final : public TLinkLife, public Dova::TMesEvHandler {
+class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandler, private TPacketEvents {
  public:
   TLink(VekClient& client, VekClient::TImpl& impl);
+
+  // Whether it goes on no longer: it has ended, or the client is about to replace it; the client may then be
+  // gone. What comes late asks once it is inside the context. Any thread.
+  bool Over() const override { return over_.load(std::memory_order_acquire); }
+
+  // True for the one call that makes it so. Any thread.
+  bool SetOver() { return !over_.exchange(true); }
 
   // Makes a messenger from the setting and opens it. Null, or an error text. Events may come from inside.
   const char* Open(const std::string& setting, const std::string& apName, const std::string& apVersion);
@@ -45,6 +54,10 @@ class TLink final : public TLinkLife, public Dova::TMesEvHandler {
   // Puts the heartbeat off. Any thread.
   void OnSent() { heartbeat_.Start(kHeartbeatMs); }
 
+  // Received bytes, which are descrambled in place. Throws std::bad_alloc.
+  void ParsePacket(char* block, unsigned length);
+  void ForgetReceived();
+
   void OnMesLinkReady(Dova::TMesBase* mes) override;
   void OnMesLinkError(Dova::TMesBase* mes, const std::string& reason) override;
   void OnMesLinkBroken(Dova::TMesBase* mes, const std::string& reason) override;
@@ -61,6 +74,16 @@ class TLink final : public TLinkLife, public Dova::TMesEvHandler {
   void MesClose();
   void ReceiveByCopy(Dova::TMesBase& mes);
 
+  void OnPkConnectResult(const char* packet, int length) override;
+  void OnPkSession(const char* packet, int length) override;
+  void OnMessage(int msgCode, const char* message, std::size_t length) override;
+  void OnStreamBroken(const char* reason) override { End(vcs_LinkBroken, reason); }
+  void OnSgnReply(const char* packet, int length);
+  void OnChgPassResult(const char* packet, int length);
+  void OnTaskResult(const char* message, std::size_t length);
+  void OnSgnResult(const VekTaskResult& result);
+  void OnText(int msgCode, const char* message, std::size_t length);
+
   // Timer threads, outside the context.
   void OnHeartbeatTimer() { OnTimer(&TLink::CheckHeartbeat); }
   void OnOpenTimer() { OnTimer(&TLink::EndUnopened); }
@@ -76,7 +99,11 @@ class TLink final : public TLinkLife, public Dova::TMesEvHandler {
   VekClient& client_;
   VekClient::TImpl& impl_;
   const Dstl::wise_ref<Dova::TSyncContext> context_;
-  std::string helloPk_;
+  std::atomic<bool> over_{false};
+  TPacketParser packets_{*this};
+  std::unique_ptr<VekTaskResult> spareResult_;
+  std::string spareText_;
+  std::string helloPk_;  // the connect request
   Dstl::wise_ref<Dova::TMesBase> mes_;
   std::atomic<unsigned> recvCount_{0};  // receive events since the heartbeat last looked
   // Last: their destruction waits for an expiry that is just finding out that the link is gone.

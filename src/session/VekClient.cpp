@@ -4,9 +4,9 @@
 
 #include "platform/mbus/Wipe.h"
 #include "protocol/Packet.h"
-#include "protocol/Texts.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
+#include "session/Texts.h"
 
 namespace VekApi {
 
@@ -105,15 +105,13 @@ void VekClient::WipeSignOn() {
 }
 
 void VekClient::SetPkHead(char* packet, int msgCode, int length) {
-  packet[0] = static_cast<char>(length & 0xFF);
-  packet[1] = static_cast<char>((msgCode >> 4 & 0xF0) | (length >> 8 & 0x0F));
-  packet[2] = static_cast<char>(msgCode & 0xFF);
+  PutHead(packet, msgCode, length);
 }
 
 bool VekClient::MakePkBuffer(std::string& buffer, int msgCode, int length) {
   if (length < kHeadBytes || length > kMaxBuilt) return false;
   buffer.resize(static_cast<std::size_t>(length));
-  SetPkHead(buffer.data(), msgCode, length);
+  PutHead(buffer.data(), msgCode, length);
   return true;
 }
 

@@ -1,8 +1,8 @@
 // What the parser and the link tell the client, passed on to its handler.
 #include "protocol/Packet.h"
-#include "protocol/Texts.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
+#include "session/Texts.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {
@@ -24,11 +24,6 @@ void VekClient::OnLinkBrokenAfterRefusal() {
 void VekClient::SetState(EVekClientState state) {
   parser_.State(state);
   if (impl_->Link()) impl_->Link()->OnState(state);
-}
-
-// The bytes that came are no stream of packets: nothing more of this link is believed.
-void VekClient::OnStreamBroken(const char* reason) {
-  if (impl_->Link()) impl_->Link()->End(vcs_LinkBroken, reason);
 }
 
 void VekClient::SetQueryRate(int count, int intervalMs) {

@@ -8,6 +8,6 @@ namespace VekApi {
 // 0x12345678, 8-15 four version numbers, 16 length of the application's name, 18-19 length of the client kind
 // line; from 20 the name and the line "VekSocketClient\n". All numbers low byte first. False when the name
 // makes it too long.
-bool MakeHello(std::string& packet, const std::string& apName, const std::string& apVersion);
+bool MakeConnectRequest(std::string& packet, const std::string& apName, const std::string& apVersion);
 
 }  // namespace VekApi

@@ -62,11 +62,9 @@ inline constexpr char kTextChgPassTooLong[] =
 inline constexpr char kTextDisconnect[] = "Disconnect()";
 inline constexpr char kTextHeartbeatTimeout[] = "Heartbeat timeout";
 inline constexpr char kTextUnknownServer[] = "Unknown server";
-inline constexpr char kTextBadPacketLength[] = "Invalid packet length";
 inline constexpr char kTextConnectTimeout[] = "Connect timeout";
 inline constexpr char kTextSignOnTimeout[] = "Sign-on timeout";
 // At most 15 bytes, for which a std::string needs no memory.
 inline constexpr char kTextNoMemory[] = "Out of memory";
-inline constexpr char kTextLongMessage[] = "Message too long";
 
 }  // namespace VekApi

@@ -1,0 +1,53 @@
+#include "protocol/ConnectRequest.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "protocol/Packet.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::string_view kClientKind = "VekSocketClient\n";
+constexpr std::size_t kNameAt = 20;
+constexpr unsigned kByteOrderProbe = 0x12345678;
+
+bool IsBlank(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Takes a decimal number off the front, and the one character behind it, whatever it is. Larger numbers wrap.
+std::uint16_t TakeNumber(std::string_view& text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  unsigned value = 0;
+  for (; !text.empty() && IsDigit(text.front()); text.remove_prefix(1)) {
+    value = value * 10 + static_cast<unsigned>(text.front() - '0');
+  }
+  if (!text.empty()) text.remove_prefix(1);
+  return static_cast<std::uint16_t>(value);
+}
+
+}  // namespace
+
+bool MakeConnectRequest(std::string& packet, const std::string& apName, const std::string& apVersion) {
+  const std::size_t length = kNameAt + apName.size() + kClientKind.size();
+  if (length > kMaxBuilt) return false;
+  std::string made(length, '\0');
+  PutHead(made.data(), PkConnect, static_cast<int>(length));
+  PutU16(&made[4], kByteOrderProbe & 0xFFFF, vek_LittleEndian);
+  PutU16(&made[6], kByteOrderProbe >> 16, vek_LittleEndian);
+  std::string_view version(apVersion.c_str());
+  for (std::size_t at = 8; at < 16; at += 2) PutU16(&made[at], TakeNumber(version), vek_LittleEndian);
+  made[16] = static_cast<char>(apName.size());
+  PutU16(&made[18], kClientKind.size(), vek_LittleEndian);
+  made.replace(kNameAt, apName.size(), apName);
+  made.replace(kNameAt + apName.size(), kClientKind.size(), kClientKind);
+  packet = std::move(made);
+  return true;
+}
+
+}  // namespace VekApi

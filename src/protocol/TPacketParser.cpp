@@ -1,0 +1,94 @@
+#include "protocol/TPacketParser.h"
+
+#include <algorithm>
+
+#include "protocol/RequestPrefix.h"
+
+namespace VekApi {
+namespace {
+
+constexpr char kBadPacketLength[] = "Invalid packet length";
+constexpr char kMessageTooLong[] = "Message too long";
+
+}  // namespace
+
+void TPacketParser::Clear() {
+  std::string().swap(bigPkBuf_);
+  std::string().swap(recvBuf_);
+}
+
+void TPacketParser::Parse(char* block, unsigned length) {
+  if (!recvBuf_.empty() && !CompleteCarried(block, length)) return;
+  while (length >= kHeadBytes) {
+    const auto pkLength = static_cast<unsigned>(PkLength(block));
+    if (pkLength < kHeadBytes) return events_.OnStreamBroken(kBadPacketLength);
+    if (pkLength > length) break;
+    Dispatch(block, static_cast<int>(pkLength));
+    if (events_.Over()) return;
+    block += pkLength;
+    length -= pkLength;
+  }
+  recvBuf_.assign(block, length);
+}
+
+// Moves what the carried packet still lacks from the block to it, and dispatches it when it is whole. True
+// when the rest of the block is to be parsed.
+bool TPacketParser::CompleteCarried(char*& block, unsigned& length) {
+  const auto take = [&](std::size_t upTo) {
+    const auto count = static_cast<unsigned>(std::min<std::size_t>(length, upTo - recvBuf_.size()));
+    recvBuf_.append(block, count);
+    block += count;
+    length -= count;
+    return recvBuf_.size() == upTo;
+  };
+  if (recvBuf_.size() < kHeadBytes && !take(kHeadBytes)) return false;
+  const int pkLength = PkLength(recvBuf_.data());
+  if (pkLength < kHeadBytes) {
+    events_.OnStreamBroken(kBadPacketLength);
+    return false;
+  }
+  if (!take(static_cast<std::size_t>(pkLength))) return false;
+  std::string packet;
+  packet.swap(recvBuf_);  // out of reach of what an event may do to the parser
+  Dispatch(packet.data(), pkLength);
+  if (events_.Over()) return false;
+  packet.clear();
+  packet.swap(recvBuf_);
+  return true;
+}
+
+void TPacketParser::Dispatch(char* packet, int length) {
+  const int code = PkCode(packet);
+  if (code == PkConnect) return events_.OnPkConnectResult(packet, length);
+  cipher_.Xor(packet, length);
+  switch (code) {
+    case PkHeartbeat:
+      return;
+    case PkSession:
+      return events_.OnPkSession(packet, length);
+    case PkBigPart:
+      if (!AppendToBigPk(packet, static_cast<unsigned>(length))) events_.OnStreamBroken(kMessageTooLong);
+      return;
+    default:
+      break;
+  }
+  if (bigPkBuf_.empty()) return events_.OnMessage(code, packet, static_cast<std::size_t>(length));
+  if (!AppendToBigPk(packet, static_cast<unsigned>(length))) return events_.OnStreamBroken(kMessageTooLong);
+  bigPkBuf_.replace(0, kHeadBytes, packet, kHeadBytes);
+  std::string message;
+  message.swap(bigPkBuf_);
+  events_.OnMessage(code, message.data(), message.size());
+}
+
+// False when the message would grow beyond its bound.
+bool TPacketParser::AppendToBigPk(const char* packet, unsigned length) {
+  if (bigPkBuf_.empty()) bigPkBuf_.assign(kPrefixBytes, '\0');
+  if (length <= kPrefixBytes) return true;
+  const std::size_t announced = GetU16(packet + kHeadBytes, cipher_.Endian());
+  const std::size_t count = std::min<std::size_t>(announced, length - kPrefixBytes);
+  if (count > maxMessageBytes_ - (bigPkBuf_.size() - kPrefixBytes)) return false;
+  bigPkBuf_.append(packet + kPrefixBytes, count);
+  return true;
+}
+
+}  // namespace VekApi

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <mutex>
+#include <utility>
+
+#include "platform/os/Mutex.h"
+#include "protocol/Cipher.h"
+
+namespace VekApi {
+
+// Where a session keeps the cipher that senders use: changed inside its context, read by any thread.
+struct TCipherSlot {
+  Dova::Os::TMutex mutex;
+  TCipher cipher;
+
+  TCipher Get() {
+    const std::lock_guard lock(mutex);
+    return cipher;
+  }
+  void Set(TCipher next) {
+    const std::lock_guard lock(mutex);
+    std::swap(cipher, next);
+  }
+};
+
+}  // namespace VekApi

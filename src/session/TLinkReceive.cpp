@@ -1,0 +1,130 @@
+// What comes over the link: the handshake, and what is for the application.
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <utility>
+
+#include "protocol/ConnectResult.h"
+#include "protocol/PasswordChange.h"
+#include "protocol/RequestPrefix.h"
+#include "protocol/SignOn.h"
+#include "session/TLink.h"
+
+namespace VekApi {
+namespace {
+
+// A record's value as an unsigned decimal number, 0 when it does not begin with one; nothing when there is no
+// value.
+std::optional<unsigned> NumberField(const VekTable& table, const char* name) {
+  const char* text = table.RecordField(0, table.Fields().Field(name));
+  if (!text) return {};
+  while (*text == ' ' || (*text >= '\t' && *text <= '\r')) ++text;
+  unsigned value = 0;
+  const auto [end, error] = std::from_chars(text, text + std::char_traits<char>::length(text), value);
+  return error == std::errc::result_out_of_range ? UINT32_MAX : value;
+}
+
+int ToInt(unsigned value) {
+  return static_cast<int>(std::min<unsigned>(value, INT32_MAX));
+}
+
+}  // namespace
+
+void TLink::ParsePacket(char* block, unsigned length) {
+  const Dstl::wise_ref<TLink> self(this);
+  if (!Over()) packets_.Parse(block, length);
+}
+
+void TLink::ForgetReceived() {
+  packets_.Clear();
+  spareResult_.reset();
+  std::string().swap(spareText_);
+}
+
+void TLink::OnPkConnectResult(const char* packet, int length) {
+  const auto result = ReadConnectResult(packet, length);
+  if (!result) return;
+  client_.parser_.serverName_ = result->serverName;
+  client_.parser_.slot_->Set(result->cipher);
+  packets_.SetCipher(result->cipher);
+  if (result->refusal) {
+    client_.OnVekConnectEvent(vcs_ConnectError, *result->refusal);
+  } else {
+    client_.OnVekConnectEvent(vcs_Connected, std::string());
+  }
+}
+
+void TLink::OnPkSession(const char* packet, int length) {
+  if (length <= kHeadBytes) return;
+  if (packet[kHeadBytes] == PkSessionChgPass) OnChgPassResult(packet, length);
+  if (packet[kHeadBytes] == PkSessionSignOnReply) OnSgnReply(packet, length);
+}
+
+void TLink::OnSgnReply(const char* packet, int length) {
+  const auto reply = ReadSignOnReply(packet, length, packets_.Cipher().Endian());
+  if (!reply) return;
+  client_.parser_.sgnReplyValue_ = reply->number;
+  if (reply->number == 0) client_.OnVekConnectEvent(vcs_SgnError, std::string(reply->message));
+}
+
+void TLink::OnChgPassResult(const char* packet, int length) {
+  const auto result = ReadChgPassResult(packet, length, packets_.Cipher().Endian());
+  if (result) client_.OnVekChgPassResultEvent(std::string(result->user), std::string(result->message));
+}
+
+void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
+  switch (msgCode) {
+    case PkTaskResult:
+      return OnTaskResult(message, length);
+    case PkRequestAck:
+    case PkRequestAck2:
+    case PkReport:
+      return OnText(msgCode, message, length);
+    default:
+      return client_.OnVekUnknownMsgCodeEvent(msgCode, message, static_cast<int>(length));
+  }
+}
+
+// The text lies outside the link during the event, and its memory comes back afterwards for the next one.
+void TLink::OnText(int msgCode, const char* message, std::size_t length) {
+  std::string text = std::exchange(spareText_, {});
+  text.assign(message + std::min<std::size_t>(length, kPrefixBytes), message + length);
+  if (msgCode == PkReport) {
+    client_.OnVekReportEvent(text);
+  } else {
+    client_.OnVekRequestAckEvent(msgCode, text);
+  }
+  constexpr std::size_t kKeepBytes = 4096;
+  if (!Over() && text.capacity() <= kKeepBytes) text.swap(spareText_);
+}
+
+void TLink::OnTaskResult(const char* message, std::size_t length) {
+  std::unique_ptr<VekTaskResult> result =
+      spareResult_ ? std::move(spareResult_) : std::make_unique<VekTaskResult>();
+  result->Parse(message, static_cast<unsigned>(length), packets_.Cipher().Endian());
+  if (Over()) return;
+  if (result->WorkID() == "Sgn.Result") {
+    OnSgnResult(*result);
+  } else {
+    client_.OnVekTaskResultEvent(*result);
+  }
+  if (!Over()) spareResult_ = std::move(result);
+}
+
+void TLink::OnSgnResult(const VekTaskResult& result) {
+  client_.parser_.sgnResult_ = result;
+  const VekTable* rates = result.Table("head");
+  if (!rates) rates = result.Table("mod");
+  unsigned count = 0;
+  unsigned intervalMs = 1000;
+  if (rates) {
+    const auto rate = NumberField(*rates, "QueryRate");
+    const auto period = rate ? NumberField(*rates, "QueryRateMS") : std::nullopt;
+    count = rate.value_or(0);
+    if (period.value_or(0) != 0) intervalMs = *period;
+  }
+  client_.SetQueryRate(ToInt(count), ToInt(intervalMs));
+  client_.OnVekApReadyEvent();
+}
+
+}  // namespace VekApi
