@@ -21,26 +21,6 @@ TEST_F(SessionTest, ConnectRequestIsLaidOutByteByByte) {
   EXPECT_EQ(recorder.Take(), Lines{});
 }
 
-struct VersionCase {
-  const char* text;
-  std::vector<unsigned> numbers;
-};
-
-TEST_F(SessionTest, VersionTextsBecomeFourNumbers) {
-  for (const auto& [text, numbers] : std::vector<VersionCase>{{"", {0, 0, 0, 0}},
-                                                              {"7", {7, 0, 0, 0}},
-                                                              {"1-2-3-4", {1, 2, 3, 4}},
-                                                              {" 1.\t2. 3", {1, 2, 3, 0}},
-                                                              {"65537.x.3.4.5", {1, 0, 0, 3}},
-                                                              {"a.1", {0, 0, 1, 0}}}) {
-    client->Connect(":TestMes:ok", "App", text, "", "", "");
-    TestMes::Last()->Ready();
-    std::string expected;
-    for (const unsigned number : numbers) expected += U16(number, false);
-    EXPECT_EQ(TestMes::Last()->TakeSent().substr(8, 8), expected) << text;
-  }
-}
-
 TEST_F(SessionTest, ApplicationNameMayHave4062Bytes) {
   client->Connect(":TestMes:ok", std::string(4063, 'n'), "1", "", "", "");
   EXPECT_EQ(recorder.Take(), Lines{"connect -2 " + Cp950(u8"不正確的[客戶端AP名稱]")});
@@ -124,16 +104,6 @@ TEST_F(SessionTest, RefusalsOfTheServer) {
     TestMes::Last()->Deliver(c.connectResult + c.after);
     EXPECT_EQ(recorder.Take(), c.expected);
   }
-}
-
-TEST_F(SessionTest, TheLaterKeyItemWins) {
-  Connect();
-  mes = TestMes::Last();
-  mes->Ready();
-  mes->Deliver(ConnectResult(false, {{"VekEnc\n", EncItem(1, "first")}, {"VekEnc\n", EncItem(1, "second")}}));
-  key = "second";
-  FromServer(SgnResult());
-  EXPECT_EQ(recorder.Take(), (Lines{"connect 2 ", "ready"}));
 }
 
 TEST_F(SessionTest, SignOnThatIsTooLongIsNotSent) {

@@ -1,7 +1,6 @@
-// The stream cut and disturbed in every way; calls from inside every event.
+// Calls from inside every event.
 #include <algorithm>
 #include <cstddef>
-#include <random>
 
 #include "support/SessionFixture.h"
 
@@ -39,46 +38,6 @@ class StreamTest : public SessionTest {
     return recorder.Take();
   }
 };
-
-TEST_F(StreamTest, EveryCutGivesTheSameEvents) {
-  const std::string stream = Conversation("k3y");
-  const Lines whole = Receive(stream, {});
-  ASSERT_EQ(whole.size(), 9u);
-  EXPECT_EQ(whole.back(), "report xr2");
-  for (std::size_t cut = 1; cut < stream.size(); ++cut) {
-    ASSERT_EQ(Receive(stream, {cut}), whole) << "cut at " << cut;
-    ASSERT_EQ(Receive(stream, {cut, std::min(cut + 2, stream.size())}), whole) << "cut at " << cut;
-  }
-  std::vector<std::size_t> everywhere;
-  for (std::size_t cut = 1; cut < stream.size(); ++cut) everywhere.push_back(cut);
-  EXPECT_EQ(Receive(stream, everywhere), whole);
-}
-
-TEST_F(StreamTest, StreamThatEndsAnywhereIsSilent) {
-  const std::string stream = Conversation("");
-  const Lines whole = Receive(stream, {});
-  for (std::size_t end = 0; end < stream.size(); ++end) {
-    const Lines lines = Receive(stream.substr(0, end), {});
-    ASSERT_LE(lines.size(), whole.size());
-    ASSERT_TRUE(std::equal(lines.begin(), lines.end(), whole.begin())) << "ended at " << end;
-  }
-}
-
-// Random bytes, and good packets with random damage: nothing may crash, hang or be read that was not
-// received.
-TEST_F(StreamTest, DamagedStreamsAreSurvived) {
-  std::mt19937 random(20240607);
-  const std::string good = Conversation("");
-  for (int round = 0; round < 3000; ++round) {
-    std::string stream = good;
-    const int damages = 1 + static_cast<int>(random() % 8);
-    for (int i = 0; i < damages; ++i) stream[random() % stream.size()] = static_cast<char>(random());
-    if (round % 4 == 0) {
-      for (char& byte : stream) byte = static_cast<char>(random());
-    }
-    Receive(stream, {random() % stream.size()});
-  }
-}
 
 enum class Act { kDelete, kDisconnect, kReconnect, kSendAndAsk };
 
