@@ -6,7 +6,7 @@ namespace Dova {
 // services. Made and destroyed by the core thread.
 class TMbusIniter {
  public:
-  TMbusIniter();
+  TMbusIniter() noexcept;
 };
 
 }  // namespace Dova

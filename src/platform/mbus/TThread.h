@@ -21,9 +21,10 @@ class TThread {
   TThread(const TThread&) = delete;
   TThread& operator=(const TThread&) = delete;
 
-  // Returns when the body has begun. Only from state rs_NotStarted; otherwise nothing happens. A system that
-  // has no thread to give leaves it in rs_Stopped.
-  virtual void Start();
+  // Returns when the body has begun (under the loader lock, where it cannot, at once). Only from state
+  // rs_NotStarted, which stays when the system has no thread to give; then false, and it may be asked for
+  // again. While another start is under way it waits for that one, otherwise nothing happens.
+  virtual bool Start();
 
   // Asks the body to end; with `wait`, and not on the thread itself, waits for that up to kStopMs. A thread
   // that was never started is stopped at once.
@@ -37,13 +38,18 @@ class TThread {
  protected:
   // The thread's work. Ends soon after State() has become rs_Stopping; OnStopRequest is called then, on the
   // thread that asks, to wake it.
+  // Catches what it throws itself; ends of the thread by others (pthread_exit, cancelling) may pass through.
   virtual void Execute() = 0;
   virtual void OnStopRequest() {}
 
-  // What the thread runs: bookkeeping around Execute.
+  // What the thread runs: bookkeeping around Execute. Start returns once this one has begun.
   virtual void Run();
 
  private:
+  class TEnd;
+
+  void Refused();
+
   const char* const name_;
   std::atomic<ERunState> state_{rs_NotStarted};
   std::atomic<std::uintptr_t> threadId_{0};

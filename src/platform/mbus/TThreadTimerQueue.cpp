@@ -1,5 +1,7 @@
 #include "platform/mbus/TThreadTimerQueue.h"
 
+#include <algorithm>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -12,42 +14,81 @@ constexpr std::int64_t kIdleNs = 5'000'000'000;
 
 }  // namespace
 
+union TThreadTimerQueue::TStorage {
+  constexpr TStorage() : queue() {}
+  ~TStorage() {}
+  TThreadTimerQueue queue;
+};
+
+constinit TThreadTimerQueue::TStorage TThreadTimerQueue::storage;
+
 TThreadTimerQueue& TThreadTimerQueue::Instance() noexcept {
-  alignas(TThreadTimerQueue) static unsigned char memory[sizeof(TThreadTimerQueue)];
-  static TThreadTimerQueue* const instance = ::new (memory) TThreadTimerQueue;
-  return *instance;
+  return storage.queue;
 }
+
+// What the parent's queue has is left as it is: its threads are not here, and one of them may have its lock.
+void TThreadTimerQueue::ForgetParent() noexcept {
+  static_cast<void>(::new (&storage.queue) TThreadTimerQueue);
+}
+
+const Os::TForkedChildStep TThreadTimerQueue::forgetParent(&TThreadTimerQueue::ForgetParent);
 
 std::int64_t TThreadTimerQueue::NowNs() const noexcept {
   return Os::MonotonicNs();
 }
 
+bool TThreadTimerQueue::AskForThread() noexcept {
+  TThreadTimerQueue& queue = Instance();
+  if (!queue.LacksThread()) return false;
+  TLock lock(queue.mutex_);
+  queue.OnSooner(lock);
+  return queue.LacksThread();
+}
+
+TThreadTimerQueue::THelper::THelper(Os::TMessageLoop& loop) noexcept : loop_(loop) {
+  const std::lock_guard lock(Instance().mutex_);
+  Instance().helper_ = &loop_;
+}
+
+// The next core thread may have begun to help already.
+TThreadTimerQueue::THelper::~THelper() {
+  const std::lock_guard lock(Instance().mutex_);
+  if (Instance().helper_ == &loop_) Instance().helper_ = nullptr;
+}
+
 // With the lock held: a leader that has to be woken to take notice; null when there is none, or it is new.
-TThreadTimerQueue::TWorkerRef TThreadTimerQueue::AppointLeader() {
-  if (leader_) return leader_;
-  if (idle_.empty()) return HireLeader();
-  leader_ = std::move(idle_.back());
-  idle_.pop_back();
-  leader_->idle = false;
+TThreadTimerQueue::TWorkerRef TThreadTimerQueue::AppointLeader() noexcept {
+  if (!leader_) {
+    const auto idle = std::find_if(workers_.rbegin(), workers_.rend(), [](auto& each) { return each->idle; });
+    if (idle == workers_.rend()) {
+      SetLacksThread(!HireLeader());
+      if (LacksThread() && helper_) helper_->Wake();
+      return nullptr;
+    }
+    leader_ = *idle;
+    leader_->idle = false;
+  }
+  SetLacksThread(false);
   return leader_;
 }
 
-// When the system has no thread to give, whoever runs an expiry now goes on as the leader; if nobody does,
-// the next Start tries again.
-TThreadTimerQueue::TWorkerRef TThreadTimerQueue::HireLeader() {
+bool TThreadTimerQueue::HireLeader() noexcept try {
+  workers_.reserve(workers_.size() + 1);
   auto worker = std::make_shared<TWorker>();
+  if (!StartWorker(worker)) return false;
+  workers_.push_back(worker);
+  leader_ = std::move(worker);
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool TThreadTimerQueue::StartWorker(const TWorkerRef& worker) {
+  std::function<void()> body = [this, worker] { Work(worker); };
   threads_.fetch_add(1);
-  const bool started = worker->thread.Start("vek-timer", [this, worker] {
-    Work(worker);
-    threads_.fetch_sub(1);
-  });
-  if (started) {
-    workers_.push_back(worker);
-    leader_ = std::move(worker);
-  } else {
-    threads_.fetch_sub(1);
-  }
-  return nullptr;
+  if (worker->thread.Start("vek-timer", std::move(body))) return true;
+  threads_.fetch_sub(1);
+  return false;
 }
 
 void TThreadTimerQueue::OnSooner(TLock& lock) noexcept {
@@ -56,15 +97,42 @@ void TThreadTimerQueue::OnSooner(TLock& lock) noexcept {
   if (toWake) toWake->alarm.Wake();
 }
 
+// A worker's time in the queue. It may end within an expiry, when somebody ends the thread (pthread_exit), or
+// forks: then the child's only thread is here, and the queue no longer its own.
+class TThreadTimerQueue::TStay {
+ public:
+  TStay(TThreadTimerQueue& queue, TWorker& worker) : queue_(queue), worker_(worker), lock(queue.mutex_) {}
+  ~TStay() {
+    if (generation_ != Os::ProcessGeneration()) return;
+    if (lock.owns_lock() && !worker_.retired) {
+      std::erase_if(queue_.workers_, [this](auto& each) { return each.get() == &worker_; });
+      worker_.thread.Detach();
+      // The timer whose expiry it was may have been started again in it, and nobody else been there.
+      if (queue_.NextLook() != kNever) queue_.AppointLeader();
+    }
+    queue_.threads_.fetch_sub(1);
+  }
+  TStay(const TStay&) = delete;
+  TStay& operator=(const TStay&) = delete;
+
+ private:
+  TThreadTimerQueue& queue_;
+  TWorker& worker_;
+  const unsigned generation_ = Os::ProcessGeneration();
+
+ public:
+  TLock lock;
+};
+
 void TThreadTimerQueue::Work(const TWorkerRef& self) {
-  TLock lock(mutex_);
-  while (!self->retired) {
+  TStay stay(*this, *self);
+  TLock& lock = stay.lock;
+  while (lock.owns_lock() && !self->retired) {
     if (!leader_) leader_ = self;
     if (leader_ == self) {
       Lead(self, lock);
-    } else if (!Idle(self, lock)) {
+    } else if (!Idle(*self, lock)) {
       Leave(self, lock);
-      return;
     }
   }
 }
@@ -77,6 +145,7 @@ void TThreadTimerQueue::Sleep(TWorker& self, TLock& lock, std::int64_t dueNs) {
 }
 
 void TThreadTimerQueue::Lead(const TWorkerRef& self, TLock& lock) {
+  SetLacksThread(false);
   TTimerBase* const due = TakeDue(NowNs());
   if (due == nullptr) {
     Sleep(*self, lock, NextLook());
@@ -89,18 +158,18 @@ void TThreadTimerQueue::Lead(const TWorkerRef& self, TLock& lock) {
   const bool sooner = Run(*due, lock, [&] {
     if (next) next->alarm.Wake();
   });
+  if (!lock.owns_lock()) return;
   self->busy = false;
   if (sooner && leader_) leader_->alarm.Wake();
 }
 
 // Waits for work; false when none came for a while.
-bool TThreadTimerQueue::Idle(const TWorkerRef& self, TLock& lock) {
-  self->idle = true;
-  idle_.push_back(self);
+bool TThreadTimerQueue::Idle(TWorker& self, TLock& lock) {
+  self.idle = true;
   const std::int64_t until = NowNs() + kIdleNs;
-  while (self->idle && !self->retired && NowNs() < until) Sleep(*self, lock, until);
-  if (!self->idle || self->retired) return true;
-  std::erase(idle_, self);
+  while (self.idle && !self.retired && NowNs() < until) Sleep(self, lock, until);
+  if (!self.idle || self.retired) return true;
+  self.idle = false;
   return false;
 }
 
@@ -115,23 +184,19 @@ void TThreadTimerQueue::Leave(const TWorkerRef& self, TLock& lock) {
 
 void TThreadTimerQueue::OnLastGone(TLock& lock) noexcept {
   const std::vector<TWorkerRef> workers = std::exchange(workers_, {});
-  idle_.clear();
+  Os::TThread left = std::exchange(left_, {});
   leader_.reset();
-  std::vector<Os::TThread> toJoin;
-  toJoin.push_back(std::exchange(left_, {}));
+  SetLacksThread(false);
   for (const TWorkerRef& worker : workers) {
     worker->retired = true;
-    if (worker->busy) {
-      // It is inside an expiry that has destroyed its timer, perhaps this one. That code may wait for what
-      // our caller holds, so it is left to end by itself.
-      worker->thread.Detach();
-    } else {
-      toJoin.push_back(std::move(worker->thread));
-    }
+    // It is inside an expiry that has destroyed its timer, perhaps this one. That code may wait for what our
+    // caller holds, so it is left to end by itself.
+    if (worker->busy) worker->thread.Detach();
   }
   lock.unlock();
   for (const TWorkerRef& worker : workers) worker->alarm.Wake();
-  for (Os::TThread& thread : toJoin) thread.Join();
+  for (const TWorkerRef& worker : workers) worker->thread.Join();
+  left.Join();
 }
 
 }  // namespace Dova

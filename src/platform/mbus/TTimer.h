@@ -8,13 +8,15 @@
 namespace Dova {
 
 // A timer that calls a member function of its owner. The owner must live until the timer has been destroyed,
-// or until the expiry that destroys both has returned.
+// or until the expiry that destroys both has returned. When the owner is counted, an expiry may begin while
+// its last reference goes, whose destructor waits here: it takes a reference (wise_ref::try_hold) first, or
+// returns.
 template <class T>
 class TTimer final : public TTimerBase {
  public:
   using TTarget = void (T::*)();
 
-  TTimer(TOnTimerStyle style, T& owner) noexcept : TTimerBase(style), owner_(owner) {}
+  TTimer(TOnTimerStyle style, T& owner) : TTimerBase(style), owner_(owner) {}
   ~TTimer() override { Close(); }
 
   // What expiries call from now on; null (the state at first): nothing.

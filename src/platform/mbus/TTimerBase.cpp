@@ -9,7 +9,7 @@ constexpr std::int64_t kNsPerMs = 1'000'000;
 
 }  // namespace
 
-TTimerBase::TTimerBase(TOnTimerStyle /*style*/) noexcept : queue_(TTimerQueue::Current()) {
+TTimerBase::TTimerBase(TOnTimerStyle /*style*/) : queue_(TTimerQueue::Current()) {
   queue_.Attach();
 }
 
@@ -20,7 +20,7 @@ TTimerBase::~TTimerBase() {
 void TTimerBase::Start(unsigned ms) noexcept {
   const std::int64_t due = queue_.NowNs() + std::int64_t{ms} * kNsPerMs;
   due_.store(due);
-  if (queued_.load() > due) queue_.Arm(*this);
+  if (queued_.load() > due || queue_.LacksThread()) queue_.Arm(*this);
 }
 
 void TTimerBase::Close() noexcept {

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/os/Process.h"
+
 namespace Dova {
 
 class TTimerQueue;
@@ -24,6 +26,7 @@ class TTimerBase {
 
   // Asks for one expiry, `ms` milliseconds from now or as soon after as the system can: never earlier.
   // Replaces what was asked for before. Asking for a later time than before costs no lock and wakes nobody.
+  // Does nothing in a child of the process in which the timer was made.
   void Start(unsigned ms) noexcept;
 
   // Takes back what was asked for. An expiry that has begun, or is just beginning on another thread, still
@@ -31,7 +34,7 @@ class TTimerBase {
   void Stop() noexcept { due_.store(kNever); }
 
  protected:
-  explicit TTimerBase(TOnTimerStyle style) noexcept;
+  explicit TTimerBase(TOnTimerStyle style);  // throws std::bad_alloc
   virtual ~TTimerBase();
 
   // To be called by the destructor of the most derived class, before anything goes that OnExpiry needs.
@@ -50,7 +53,10 @@ class TTimerBase {
 
   virtual void OnExpiry() = 0;
 
+  bool IsInherited() const noexcept { return generation_ != Os::ProcessGeneration(); }
+
   TTimerQueue& queue_;
+  const unsigned generation_ = Os::ProcessGeneration();
   // When the expiry is wanted. Written without a lock; TTimerQueue.cpp says how the two atomics play
   // together.
   std::atomic<std::int64_t> due_{kNever};

@@ -18,7 +18,9 @@
 namespace Dova {
 namespace {
 
-std::atomic<TTimerQueue*> replacement{nullptr};
+constinit std::atomic<TTimerQueue*> replacement{nullptr};
+
+const Os::TForkedChildStep forgetReplacement([]() noexcept { replacement.store(nullptr); });
 
 }  // namespace
 
@@ -32,14 +34,15 @@ void TTimerQueue::Replace(TTimerQueue* queue) noexcept {
 }
 
 void TTimerQueue::Attach() {
-  const TLock lock(mutex_);
+  TLock lock(mutex_);
   heap_.Reserve(timers_ + 1);
   ++timers_;
+  if (LacksThread()) OnSooner(lock);
 }
 
 void TTimerQueue::Detach(TTimerBase& timer) noexcept {
   // Nobody runs expiries any more, and a thread that was ended may have taken the lock with it.
-  if (Os::ProcessIsExiting()) return;
+  if (Os::ProcessIsExiting() || timer.IsInherited()) return;
   TLock lock(mutex_);
   timer.due_.store(kNever);
   if (TTimerHeap::Holds(timer)) heap_.Remove(timer);
@@ -58,11 +61,11 @@ void TTimerQueue::Detach(TTimerBase& timer) noexcept {
 }
 
 void TTimerQueue::Arm(TTimerBase& timer) noexcept {
-  if (Os::ProcessIsExiting()) return;
+  if (Os::ProcessIsExiting() || timer.IsInherited()) return;
   TLock lock(mutex_);
   // The end of the run will see what is wanted.
-  if (timer.run_ != nullptr) return;
-  if (PutAsDue(timer)) OnSooner(lock);
+  const bool sooner = timer.run_ == nullptr && PutAsDue(timer);
+  if (sooner || LacksThread()) OnSooner(lock);
 }
 
 // Sees to it that the queue looks at the timer in time; true when that is earlier than anything it looks at.

@@ -33,11 +33,11 @@ class TTimerQueue {
   // An expiry that is running; lives on the stack of the thread that runs it.
   using TRun = TTimerBase::TRun;
 
-  TTimerQueue() = default;
+  constexpr TTimerQueue() = default;
   virtual ~TTimerQueue() = default;
 
-  // With the lock held, which either may release as the last thing that it does:
-  // The queue has to look at a timer earlier than it thought.
+  // With the lock held, which each may release as the last thing that it does:
+  // The queue has to look at a timer earlier than it thought, or lacks a thread that would.
   virtual void OnSooner(TLock& lock) noexcept = 0;
   // No timer is left.
   virtual void OnLastGone(TLock& lock) noexcept = 0;
@@ -50,14 +50,20 @@ class TTimerQueue {
   TTimerBase* TakeDue(std::int64_t now) noexcept;
 
   // Runs the expiry of a timer that TakeDue gave: releases the lock, calls `beforeExpiry`, runs it and takes
-  // the lock again. True when the timer was armed meanwhile and is now the earliest.
+  // the lock again, also when the expiry is unwound. True when the timer was armed meanwhile and is now the
+  // earliest. In a child that was forked by the expiry the lock stays released.
   template <class TBeforeExpiry>
-  bool Run(TTimerBase& timer, TLock& lock, TBeforeExpiry beforeExpiry) noexcept;
+  bool Run(TTimerBase& timer, TLock& lock, TBeforeExpiry beforeExpiry);
+
+  // Whether timers wait for a thread that could not be had. Read by Start without the lock.
+  bool LacksThread() const noexcept { return lacksThread_.load(std::memory_order_relaxed); }
+  void SetLacksThread(bool lacks) noexcept { lacksThread_.store(lacks, std::memory_order_relaxed); }
 
   Os::TMutex mutex_;
 
  private:
   friend class TTimerBase;
+  class TRunEnd;
 
   void Attach();
   void Detach(TTimerBase& timer) noexcept;
@@ -65,6 +71,7 @@ class TTimerQueue {
   bool PutAsDue(TTimerBase& timer) noexcept;
   bool EndRun(TTimerBase& timer, const TRun& run) noexcept;
 
+  std::atomic<bool> lacksThread_{false};
   TTimerHeap heap_;
   std::size_t timers_ = 0;
 };
@@ -79,15 +86,39 @@ struct TTimerBase::TRun {
   Os::TEvent* waiter = nullptr;  // set when it has ended, for a destructor on another thread
 };
 
+class TTimerQueue::TRunEnd {
+ public:
+  TRunEnd(TTimerQueue& queue, TTimerBase& timer, TLock& lock, bool& sooner) noexcept
+      : queue_(queue), timer_(timer), lock_(lock), sooner_(sooner) {
+    timer.run_ = &run_;
+    lock.unlock();
+  }
+  ~TRunEnd() {
+    if (generation_ != Os::ProcessGeneration()) return;
+    lock_.lock();
+    sooner_ = queue_.EndRun(timer_, run_);
+  }
+  TRunEnd(const TRunEnd&) = delete;
+  TRunEnd& operator=(const TRunEnd&) = delete;
+
+ private:
+  TTimerQueue& queue_;
+  TTimerBase& timer_;  // may be gone when the run ends
+  TLock& lock_;
+  bool& sooner_;
+  TRun run_{Os::CurrentThreadToken()};
+  const unsigned generation_ = Os::ProcessGeneration();
+};
+
 template <class TBeforeExpiry>
-bool TTimerQueue::Run(TTimerBase& timer, TLock& lock, TBeforeExpiry beforeExpiry) noexcept {
-  TRun run{Os::CurrentThreadToken()};
-  timer.run_ = &run;
-  lock.unlock();
-  beforeExpiry();
-  timer.OnExpiry();
-  lock.lock();
-  return EndRun(timer, run);
+bool TTimerQueue::Run(TTimerBase& timer, TLock& lock, TBeforeExpiry beforeExpiry) {
+  bool sooner = false;
+  {
+    const TRunEnd end(*this, timer, lock, sooner);
+    beforeExpiry();
+    timer.OnExpiry();
+  }
+  return sooner;
 }
 
 }  // namespace Dova

@@ -1,17 +1,18 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+
+#include "platform/os/Room.h"
 
 namespace Dova::Os {
 
 // Lets one thread sleep until a moment, to within about a millisecond or better, and be woken earlier by
-// others.
+// others. Takes no memory; without a handle of the system's it looks every few milliseconds.
 class TAlarm {
  public:
   static constexpr std::int64_t kNever = INT64_MAX;
 
-  TAlarm();
+  TAlarm() noexcept;
   ~TAlarm();
   TAlarm(const TAlarm&) = delete;
   TAlarm& operator=(const TAlarm&) = delete;
@@ -23,7 +24,7 @@ class TAlarm {
 
  private:
   struct TNative;
-  std::unique_ptr<TNative> native_;
+  TRoom<TNative, 112> native_;
 };
 
 }  // namespace Dova::Os

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include "platform/os/Room.h"
 
 namespace Dova::Os {
 
@@ -8,11 +8,13 @@ namespace Dova::Os {
 //
 // A thread that waits here keeps answering messages that other threads send to its windows; those calls run
 // nested inside Wait. (Messages that were posted stay where they are.)
+//
+// Takes no memory, and works without a handle of the system's, if slower, when there is none to be had.
 class TEvent {
  public:
   static constexpr int kForever = -1;
 
-  TEvent();
+  TEvent() noexcept;
   ~TEvent();
   TEvent(const TEvent&) = delete;
   TEvent& operator=(const TEvent&) = delete;
@@ -24,7 +26,7 @@ class TEvent {
 
  private:
   struct TNative;
-  std::unique_ptr<TNative> native_;
+  TRoom<TNative, 112> native_;
 };
 
 }  // namespace Dova::Os

@@ -13,10 +13,16 @@ class TMessageLoop {
   TMessageLoop(const TMessageLoop&) = delete;
   TMessageLoop& operator=(const TMessageLoop&) = delete;
 
-  // Runs on the calling thread until Quit, which may have come before.
-  void Run();
+  // Answers whether it is to be called again soon.
+  using TChore = bool (*)() noexcept;
+
+  // Runs on the calling thread until Quit, which may have come before. Calls `chore` when it begins, after
+  // each Wake, and again every kAgainMs as long as it answers true.
+  void Run(TChore chore);
+  static constexpr unsigned kAgainMs = 250;
 
   // Any thread.
+  void Wake() noexcept;
   void Quit() noexcept;
 
  private:

@@ -15,6 +15,10 @@ void SleepMs(unsigned ms) noexcept;
 // unloading of DLLs at exit). A lock that such a thread held will never be given back.
 bool ProcessIsExiting() noexcept;
 
+// True while no thread can begin or end before the calling one returns from what it is inside (Windows: the
+// loading or unloading of a DLL, whose lock every beginning and ending takes).
+bool HoldsLoaderLock() noexcept;
+
 // A thread of the library. While it runs it keeps the library's code loaded.
 class TThread {
  public:
@@ -23,13 +27,17 @@ class TThread {
   TThread(TThread&& other) noexcept;
   TThread& operator=(TThread&& other) noexcept;
 
-  // `name` (at most 15 bytes) is what debuggers show. False when the system has no thread to give; `body` is
-  // then not run. Only when nothing was started yet, or after Join or Detach.
-  bool Start(const char* name, std::function<void()> body);
+  // `name` (at most 15 bytes) is what debuggers show. False when the system has no thread or no memory to
+  // give; `body` is then not run. Only when nothing was started yet, or after Join or Detach.
+  //
+  // What `body` throws, nobody catches; a foreign end of the thread (pthread_exit, cancelling) unwinds it.
+  bool Start(const char* name, std::function<void()> body) noexcept;
 
   // Waits until the thread has ended and lets go of it; false when timeoutMs (negative: for ever) passed
-  // first. Nothing to wait for counts as ended. Keeps answering sent messages as TEvent does. Not from the
-  // thread itself.
+  // first. Nothing to wait for counts as ended, and so does a thread of the process that this one was forked
+  // from. Keeps answering sent messages as TEvent does. Not from the thread itself.
+  //
+  // Under the loader lock it waits for the body only, and a body that has not begun never runs.
   bool Join(int timeoutMs = -1) noexcept;
 
   // Lets go of it; it ends by itself.

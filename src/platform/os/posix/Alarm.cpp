@@ -10,7 +10,7 @@ struct TAlarm::TNative : TMonotonicCondition {
   bool woken = false;
 };
 
-TAlarm::TAlarm() : native_(std::make_unique<TNative>()) {}
+TAlarm::TAlarm() noexcept = default;
 TAlarm::~TAlarm() = default;
 
 void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {

@@ -6,11 +6,14 @@
 #include <cstdint>
 #include <ctime>
 
+#include "platform/os/Process.h"
+
 namespace Dova::Os {
 
 struct TMonotonicCondition {
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
   pthread_cond_t condition{};
+  const unsigned generation = ProcessGeneration();
 
   TMonotonicCondition() {
     pthread_condattr_t attributes;
@@ -19,7 +22,9 @@ struct TMonotonicCondition {
     pthread_cond_init(&condition, &attributes);
     pthread_condattr_destroy(&attributes);
   }
+  // In a forked child there may be waiters in it that will never leave: destroying would wait for them.
   ~TMonotonicCondition() {
+    if (generation != ProcessGeneration()) return;
     pthread_cond_destroy(&condition);
     pthread_mutex_destroy(&mutex);
   }

@@ -48,7 +48,7 @@ class TEventWaker final : public TThreadQueue::TWaker {
 
 }  // namespace
 
-TEvent::TEvent() : native_(std::make_unique<TNative>()) {}
+TEvent::TEvent() noexcept = default;
 TEvent::~TEvent() = default;
 
 void TEvent::Set() noexcept {

@@ -6,10 +6,12 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <new>
 #include <utility>
 
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
+#include "platform/os/Process.h"
 
 namespace Dova::Os {
 namespace {
@@ -40,18 +42,34 @@ struct TThread::TNative {
   std::function<void()> body;
   char name[16] = {};
   TEvent ended;
+  const unsigned generation = ProcessGeneration();
+  class TEnd;
 
+  bool IsInherited() const noexcept { return generation != ProcessGeneration(); }
   static void* Run(void* start);
+};
+
+// What the body holds goes before the end is announced: a joiner may count on it.
+class TThread::TNative::TEnd {
+ public:
+  explicit TEnd(TNative& thread) noexcept : thread_(thread) {}
+  ~TEnd() {
+    thread_.body = nullptr;
+    thread_.ended.Set();
+  }
+  TEnd(const TEnd&) = delete;
+  TEnd& operator=(const TEnd&) = delete;
+
+ private:
+  TNative& thread_;
 };
 
 void* TThread::TNative::Run(void* start) {
   const std::unique_ptr<std::shared_ptr<TNative>> owned(static_cast<std::shared_ptr<TNative>*>(start));
   TNative& self = **owned;
   pthread_setname_np(pthread_self(), self.name);
+  const TEnd end(self);
   self.body();
-  // What the body holds goes before the end is announced: a joiner may count on it.
-  self.body = nullptr;
-  self.ended.Set();
   return nullptr;
 }
 
@@ -69,6 +87,11 @@ bool ProcessIsExiting() noexcept {
   return false;
 }
 
+// Unloading waits for nobody here.
+bool HoldsLoaderLock() noexcept {
+  return false;
+}
+
 TThread::~TThread() {
   Detach();
 }
@@ -83,7 +106,7 @@ TThread& TThread::operator=(TThread&& other) noexcept {
   return *this;
 }
 
-bool TThread::Start(const char* name, std::function<void()> body) {
+bool TThread::Start(const char* name, std::function<void()> body) noexcept try {
   auto native = std::make_shared<TNative>();
   native->body = std::move(body);
   std::strncpy(native->name, name, sizeof native->name - 1);
@@ -93,10 +116,16 @@ bool TThread::Start(const char* name, std::function<void()> body) {
   start.release();  // NOLINT(bugprone-unused-return-value): the new thread deletes it
   native_ = std::move(native);
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 bool TThread::Join(int timeoutMs) noexcept {
   if (!native_) return true;
+  if (native_->IsInherited()) {
+    Detach();
+    return true;
+  }
   AssertNoLockHeld("TThread::Join");
   if (!native_->ended.Wait(timeoutMs)) return false;
   pthread_join(native_->id, nullptr);
@@ -106,7 +135,7 @@ bool TThread::Join(int timeoutMs) noexcept {
 
 void TThread::Detach() noexcept {
   if (!native_) return;
-  pthread_detach(native_->id);
+  if (!native_->IsInherited()) pthread_detach(native_->id);
   native_.reset();
 }
 

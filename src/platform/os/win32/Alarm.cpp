@@ -8,6 +8,7 @@
 
 #include "platform/os/Clock.h"
 #include "platform/os/Mutex.h"
+#include "platform/os/win32/SentMessageWait.h"
 
 #ifndef CREATE_WAITABLE_TIMER_HIGH_RESOLUTION
 #define CREATE_WAITABLE_TIMER_HIGH_RESOLUTION 0x00000002  // since Windows 10 1803
@@ -24,19 +25,23 @@ constexpr std::int64_t kNear = 50 * kMs;
 }  // namespace
 
 struct TAlarm::TNative {
+  // Null when the system has none to give: then the flag stands in for it.
   HANDLE wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  std::atomic<bool> flag{false};
   HANDLE timer =
       CreateWaitableTimerExW(nullptr, nullptr, CREATE_WAITABLE_TIMER_HIGH_RESOLUTION, TIMER_ALL_ACCESS);
 
   TNative() = default;
   ~TNative() {
     if (timer != nullptr) CloseHandle(timer);
-    CloseHandle(wake);
+    if (wake != nullptr) CloseHandle(wake);
   }
   TNative(const TNative&) = delete;
   TNative& operator=(const TNative&) = delete;
 
   // Each waits for about `left` and returns true when woken.
+  bool Wait(std::int64_t left) noexcept;
+  bool WaitLooking(std::int64_t left) noexcept;
   bool WaitFine(std::int64_t left) const noexcept;
   bool WaitCoarse(std::int64_t left) const noexcept;
 };
@@ -61,27 +66,40 @@ bool TAlarm::TNative::WaitCoarse(std::int64_t left) const noexcept {
   return woken;
 }
 
-TAlarm::TAlarm() : native_(std::make_unique<TNative>()) {}
+// Steps of the system's tick: what is lost is precision.
+bool TAlarm::TNative::WaitLooking(std::int64_t left) noexcept {
+  if (flag.exchange(false)) return true;
+  Sleep(std::min(static_cast<DWORD>(std::min(left / kMs, kNear)) + 1, kLookMs));
+  return flag.exchange(false);
+}
+
+bool TAlarm::TNative::Wait(std::int64_t left) noexcept {
+  if (wake == nullptr) return WaitLooking(left);
+  if (left == kNever) return WaitForSingleObject(wake, INFINITE) == WAIT_OBJECT_0;
+  return timer != nullptr ? WaitFine(left) : WaitCoarse(left);
+}
+
+TAlarm::TAlarm() noexcept = default;
 TAlarm::~TAlarm() = default;
 
 void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
   AssertNoLockHeld("TAlarm::WaitUntil");
-  if (dueNs == kNever) {
-    WaitForSingleObject(native_->wake, INFINITE);
-    return;
-  }
   for (;;) {
-    const std::int64_t left = dueNs - MonotonicNs();
-    if (left <= 0) {
-      WaitForSingleObject(native_->wake, 0);  // takes a Wake that came, as it ends this wait
-      return;
-    }
-    if (native_->timer != nullptr ? native_->WaitFine(left) : native_->WaitCoarse(left)) return;
+    const std::int64_t left = dueNs == kNever ? kNever : dueNs - MonotonicNs();
+    if (left <= 0) break;
+    if (native_->Wait(left)) return;
   }
+  // A Wake that came ends this wait, not the next.
+  native_->flag.store(false);
+  if (native_->wake != nullptr) WaitForSingleObject(native_->wake, 0);
 }
 
 void TAlarm::Wake() noexcept {
-  SetEvent(native_->wake);
+  if (native_->wake != nullptr) {
+    SetEvent(native_->wake);
+  } else {
+    native_->flag.store(true);
+  }
 }
 
 }  // namespace Dova::Os

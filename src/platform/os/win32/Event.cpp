@@ -8,24 +8,33 @@
 namespace Dova::Os {
 
 struct TEvent::TNative {
-  HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  // Null when the system has none to give: then the flag stands in for it.
+  const HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  std::atomic<bool> flag{false};
 
   TNative() = default;
-  ~TNative() { CloseHandle(handle); }
+  ~TNative() {
+    if (handle != nullptr) CloseHandle(handle);
+  }
   TNative(const TNative&) = delete;
   TNative& operator=(const TNative&) = delete;
 };
 
-TEvent::TEvent() : native_(std::make_unique<TNative>()) {}
+TEvent::TEvent() noexcept = default;
 TEvent::~TEvent() = default;
 
 void TEvent::Set() noexcept {
-  SetEvent(native_->handle);
+  if (native_->handle != nullptr) {
+    SetEvent(native_->handle);
+  } else {
+    native_->flag.store(true);
+  }
 }
 
 bool TEvent::Wait(int timeoutMs) noexcept {
   if (timeoutMs != 0) AssertNoLockHeld("TEvent::Wait");
-  return WaitAnsweringSentMessages(native_->handle, timeoutMs);
+  if (native_->handle != nullptr) return WaitAnsweringSentMessages(native_->handle, timeoutMs);
+  return WaitAnsweringSentMessages(native_->flag, timeoutMs);
 }
 
 }  // namespace Dova::Os

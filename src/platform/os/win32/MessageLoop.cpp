@@ -2,43 +2,60 @@
 
 #include <windows.h>
 
-#include <mutex>
+#include <atomic>
 
 #include "platform/os/Mutex.h"
 
 namespace Dova::Os {
 
 struct TMessageLoop::TNative {
-  TMutex mutex;
-  DWORD thread = 0;  // of the running loop
-  bool quit = false;
+  std::atomic<DWORD> thread{0};  // of the running loop
+  std::atomic<bool> quit{false};
+
+  void Nudge() const noexcept;
+  bool RunMessages() const noexcept;
 };
 
 TMessageLoop::TMessageLoop() : native_(std::make_unique<TNative>()) {}
 TMessageLoop::~TMessageLoop() = default;
 
-void TMessageLoop::Run() {
-  AssertNoLockHeld("TMessageLoop::Run");
+// A message without a meaning ends the loop's wait. A full queue does so, too.
+void TMessageLoop::TNative::Nudge() const noexcept {
+  if (thread != 0) PostThreadMessageA(thread, WM_NULL, 0, 0);
+}
+
+// All that are there; false when told to quit.
+bool TMessageLoop::TNative::RunMessages() const noexcept {
   MSG message;
-  PeekMessageA(&message, nullptr, 0, 0,
-               PM_NOREMOVE);  // gives the thread a message queue that Quit can post to
-  {
-    const std::lock_guard lock(native_->mutex);
-    if (native_->quit) return;
-    native_->thread = GetCurrentThreadId();
-  }
-  while (GetMessageA(&message, nullptr, 0, 0) > 0) {
+  while (!quit && PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (message.message == WM_QUIT) return false;
     TranslateMessage(&message);
     DispatchMessageA(&message);
   }
-  const std::lock_guard lock(native_->mutex);
+  return !quit;
+}
+
+void TMessageLoop::Run(TChore chore) {
+  AssertNoLockHeld("TMessageLoop::Run");
+  MSG message;
+  PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE);  // gives the thread a message queue
+  native_->thread = GetCurrentThreadId();
+  // Whoever quits or wakes from here on finds the thread; what came before is seen now.
+  while (native_->RunMessages()) {
+    const DWORD waitMs = chore() ? kAgainMs : INFINITE;
+    const DWORD result = MsgWaitForMultipleObjectsEx(0, nullptr, waitMs, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    if (result == WAIT_FAILED) Sleep(kAgainMs);
+  }
   native_->thread = 0;
 }
 
+void TMessageLoop::Wake() noexcept {
+  native_->Nudge();
+}
+
 void TMessageLoop::Quit() noexcept {
-  const std::lock_guard lock(native_->mutex);
   native_->quit = true;
-  if (native_->thread) PostThreadMessageA(native_->thread, WM_QUIT, 0, 0);
+  native_->Nudge();
 }
 
 }  // namespace Dova::Os

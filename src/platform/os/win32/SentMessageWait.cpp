@@ -1,35 +1,80 @@
 #include "platform/os/win32/SentMessageWait.h"
 
+#include <algorithm>
+
 #include "platform/os/AnswerWatch.h"
 #include "platform/os/Clock.h"
 
 namespace Dova::Os {
 namespace {
 
-// What is left until `due`, in whole milliseconds that do not end early.
-DWORD RemainingMs(std::int64_t due) noexcept {
-  const std::int64_t left = due - MonotonicNs();
-  return left <= 0 ? 0 : static_cast<DWORD>((left + 999'999) / 1'000'000);
+// A moment, or never.
+class TDeadline {
+ public:
+  explicit TDeadline(int timeoutMs) noexcept
+      : forEver_(timeoutMs < 0), due_(forEver_ ? 0 : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000) {}
+
+  // What is left in whole milliseconds that do not end early.
+  DWORD LeftMs() const noexcept {
+    if (forEver_) return INFINITE;
+    const std::int64_t left = due_ - MonotonicNs();
+    return left <= 0 ? 0 : static_cast<DWORD>((left + 999'999) / 1'000'000);
+  }
+
+ private:
+  const bool forEver_;
+  const std::int64_t due_;
+};
+
+void AnswerSentMessages() noexcept {
+  const TAnswerScope answering;
+  MSG message;
+  PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+}
+
+bool IsSignalled(DWORD result, DWORD count) noexcept {
+  return result < WAIT_OBJECT_0 + count;
+}
+
+bool WaitForAny(const HANDLE* handles, DWORD count, int timeoutMs) noexcept {
+  // Mostly it is there already; the message queue, which a thread gets on first asking for it, is not needed
+  // then.
+  if (IsSignalled(WaitForMultipleObjects(count, handles, FALSE, 0), count)) return true;
+  const TDeadline deadline(timeoutMs);
+  for (;;) {
+    const DWORD leftMs = deadline.LeftMs();
+    const DWORD result =
+        MsgWaitForMultipleObjectsEx(count, handles, leftMs, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
+    if (IsSignalled(result, count)) return true;
+    if (result == WAIT_TIMEOUT) return false;
+    // A service without a desktop cannot have windows: then there is nothing to answer either.
+    if (result == WAIT_FAILED)
+      return IsSignalled(WaitForMultipleObjects(count, handles, FALSE, leftMs), count);
+    AnswerSentMessages();
+  }
 }
 
 }  // namespace
 
 bool WaitAnsweringSentMessages(HANDLE handle, int timeoutMs) noexcept {
-  // Mostly it is there already; the message queue, which a thread gets on first asking for it, is not needed
-  // then.
-  if (WaitForSingleObject(handle, 0) == WAIT_OBJECT_0) return true;
-  const bool forEver = timeoutMs < 0;
-  const std::int64_t due = forEver ? 0 : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
+  return WaitForAny(&handle, 1, timeoutMs);
+}
+
+bool WaitAnsweringSentMessages(HANDLE first, HANDLE second, int timeoutMs) noexcept {
+  const HANDLE both[] = {first, second};
+  return WaitForAny(both, 2, timeoutMs);
+}
+
+bool WaitAnsweringSentMessages(std::atomic<bool>& flag, int timeoutMs) noexcept {
+  const TDeadline deadline(timeoutMs);
   for (;;) {
-    const DWORD waitMs = forEver ? INFINITE : RemainingMs(due);
-    const DWORD result = MsgWaitForMultipleObjectsEx(1, &handle, waitMs, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
-    if (result == WAIT_OBJECT_0) return true;
-    if (result == WAIT_TIMEOUT) return false;
-    // A service without a desktop cannot have windows: then there is nothing to answer either.
-    if (result == WAIT_FAILED) return WaitForSingleObject(handle, waitMs) == WAIT_OBJECT_0;
-    const TAnswerScope answering;
-    MSG message;
-    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    const DWORD leftMs = deadline.LeftMs();
+    if (flag.exchange(false)) return true;
+    if (leftMs == 0) return false;
+    const DWORD waitMs = std::min(leftMs, kLookMs);
+    const DWORD result = MsgWaitForMultipleObjectsEx(0, nullptr, waitMs, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
+    if (result == WAIT_FAILED) Sleep(waitMs);
+    if (result == WAIT_OBJECT_0) AnswerSentMessages();
   }
 }
 

@@ -2,6 +2,10 @@
 
 #include <windows.h>
 
+#include <atomic>
+#include <cstddef>
+#include <new>
+#include <string>
 #include <utility>
 
 #include "platform/os/Mutex.h"
@@ -18,19 +22,21 @@ TFunction FindFunction(const wchar_t* module, const char* name) noexcept {
   return reinterpret_cast<TFunction>(reinterpret_cast<void*>(GetProcAddress(handle, name)));
 }
 
-void NameThisThread(const std::wstring& name) {
+void NameThisThread(const wchar_t* name) noexcept {
   using TSetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
   const auto set = FindFunction<TSetDescription>(L"kernel32.dll", "SetThreadDescription");
-  if (set != nullptr) set(GetCurrentThread(), name.c_str());
+  if (set != nullptr) set(GetCurrentThread(), name);
 }
 
 // The module that holds this code, with one reference more; null on failure.
-HMODULE PinThisModule() {
+HMODULE PinThisModule() noexcept {
   HMODULE module = nullptr;
   const auto here = reinterpret_cast<LPCWSTR>(reinterpret_cast<void*>(&PinThisModule));
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, here, &module);
   return module;
 }
+
+constexpr int kExitMs = 1000;
 
 }  // namespace
 
@@ -39,24 +45,55 @@ struct TThread::TNative {
     std::wstring name;
     std::function<void()> body;
     HMODULE module;
+    std::shared_ptr<TNative> native;
   };
+  class TEnd;
 
   HANDLE handle = nullptr;
+  const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // the body has
   DWORD id = 0;
+  std::atomic<bool> taken{false};  // by the thread, to run the body, or by a joiner, that it never runs
 
+  TNative() = default;
   ~TNative() {
     if (handle != nullptr) CloseHandle(handle);
+    if (ended != nullptr) CloseHandle(ended);
   }
+  TNative(const TNative&) = delete;
+  TNative& operator=(const TNative&) = delete;
 
+  bool Create(TStart* start) noexcept;
   static void RunBody(TStart* start);
   static DWORD WINAPI Run(void* start);
+};
+
+// What the body holds goes before the end is announced: a joiner may count on it.
+class TThread::TNative::TEnd {
+ public:
+  explicit TEnd(TStart& start) noexcept : start_(start) {}
+  ~TEnd() {
+    start_.body = nullptr;
+    SetEvent(start_.native->ended);
+  }
+  TEnd(const TEnd&) = delete;
+  TEnd& operator=(const TEnd&) = delete;
+
+ private:
+  TStart& start_;
 };
 
 // Apart from Run, so that everything here is destroyed before the thread leaves without unwinding.
 void TThread::TNative::RunBody(TStart* start) {
   const std::unique_ptr<TStart> owned(start);
-  NameThisThread(owned->name);
+  if (owned->native->taken.exchange(true)) return;
+  const TEnd end(*owned);
+  NameThisThread(owned->name.c_str());
   owned->body();
+}
+
+bool TThread::TNative::Create(TStart* start) noexcept {
+  handle = CreateThread(nullptr, 0, &TNative::Run, start, 0, &id);
+  return handle != nullptr;
 }
 
 DWORD WINAPI TThread::TNative::Run(void* start) {
@@ -82,30 +119,47 @@ bool ProcessIsExiting() noexcept {
   return inProgress != nullptr && inProgress();
 }
 
+// Where the system keeps its lock is not in its headers, but has been the same in every 64-bit version.
+bool HoldsLoaderLock() noexcept {
+  constexpr unsigned long kProcessBlock = 0x60;
+  constexpr std::size_t kLoaderLock = 0x110;
+  const auto* const process = reinterpret_cast<const char*>(__readgsqword(kProcessBlock));
+  const auto* const lock = *reinterpret_cast<const CRITICAL_SECTION* const*>(process + kLoaderLock);
+  return lock != nullptr &&
+         lock->OwningThread == reinterpret_cast<HANDLE>(std::uintptr_t{GetCurrentThreadId()});
+}
+
 TThread::~TThread() = default;
 TThread::TThread(TThread&& other) noexcept = default;
 TThread& TThread::operator=(TThread&& other) noexcept = default;
 
-bool TThread::Start(const char* name, std::function<void()> body) {
+bool TThread::Start(const char* name, std::function<void()> body) noexcept try {
   auto native = std::make_shared<TNative>();
+  if (native->ended == nullptr) return false;
   std::wstring wideName;
   for (const char* c = name; *c != '\0'; ++c) wideName.push_back(static_cast<unsigned char>(*c));
-  const HMODULE module = PinThisModule();
-  auto start = std::make_unique<TNative::TStart>(TNative::TStart{wideName, std::move(body), module});
-  native->handle = CreateThread(nullptr, 0, &TNative::Run, start.get(), 0, &native->id);
-  if (native->handle == nullptr) {
-    if (module != nullptr) FreeLibrary(module);
+  auto start = std::make_unique<TNative::TStart>(
+      TNative::TStart{std::move(wideName), std::move(body), PinThisModule(), native});
+  if (!native->Create(start.get())) {
+    if (start->module != nullptr) FreeLibrary(start->module);
     return false;
   }
   start.release();  // NOLINT(bugprone-unused-return-value): the new thread deletes it
   native_ = std::move(native);
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 bool TThread::Join(int timeoutMs) noexcept {
   if (!native_) return true;
   AssertNoLockHeld("TThread::Join");
-  if (!WaitAnsweringSentMessages(native_->handle, timeoutMs)) return false;
+  const bool standStill = HoldsLoaderLock();
+  const bool neverBegins = standStill && !native_->taken.exchange(true);
+  if (!neverBegins && !WaitAnsweringSentMessages(native_->ended, native_->handle, timeoutMs)) return false;
+  // The body's end is what counts. The thread's own follows at once, but for somebody who holds the loader
+  // lock.
+  if (!standStill) WaitAnsweringSentMessages(native_->handle, kExitMs);
   native_.reset();
   return true;
 }
