@@ -2,8 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 
+#include "platform/mbus/TCooling.h"
 #include "platform/mbus/TRecursiveMutex.h"
 #include "platform/mbus/TTimerQueue.h"
 
@@ -33,8 +33,10 @@ enum ECheckFlowCtrlFlag {
 // server never counts more than 2 within any 1000 ms; and whatever acknowledgements claim, no more than 2
 // leave within any 1000 ms.
 //
-// Without a configuration everything may go and nothing is counted. Memory is used by slots that cool, not by
-// `count`. Time is that of the timer queue that is the current one when the limiter is made.
+// Without a configuration everything may go and nothing is counted. Memory is taken by a configuration, 24
+// KiB at most, and nothing fails for lack of it: slots that share an entry then cool longer than they need.
+// Beyond 1024 slots they always share, and cool up to a thousandth of `ms` longer. Time is that of the timer
+// queue that is the current one when the limiter is made.
 //
 // Threads: everything may be called on any thread when the limiter has its own mutex.
 class TFlowCtrl {
@@ -57,15 +59,15 @@ class TFlowCtrl {
 
   // `n` requests were acknowledged now. Answers how many of them were out, the rest being ignored; when it is
   // not 0, a gate that was closed without a known delay has one now and must be checked again.
-  unsigned SetAckTime(unsigned n);
+  unsigned SetAckTime(unsigned n) noexcept;
 
   // 0: one more may go now, and is counted as out. Positive: milliseconds until it may, when asked again
   // then. Negative: not before an acknowledgement.
-  int CheckFlowCtrlWaitAck();
+  int CheckFlowCtrlWaitAck() noexcept;
 
   // 0: one more may go now, and is counted; `waitAck` tells whether it will be acknowledged. Otherwise the
   // milliseconds after which to ask again: 1 when only an acknowledgement can make room.
-  unsigned CheckFlowCtrl(bool waitAck);
+  unsigned CheckFlowCtrl(bool waitAck) noexcept;
 
   // Whether there is a configuration. Takes no lock.
   bool IsActive() const noexcept { return count_.load(std::memory_order_acquire) != 0; }
@@ -88,19 +90,11 @@ class TFlowCtrl {
 
  protected:
   // With the lock held; the answer as that of CheckFlowCtrlWaitAck.
-  int CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag);
+  int CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept;
 
  private:
-  // Slots whose cooling began at the same moment.
-  struct TCooling {
-    std::int64_t since;
-    std::int64_t slots;
-  };
-
   void Forget() noexcept;
   void Configure(int count, int ms) noexcept;
-  void FreeCooled(std::int64_t now) noexcept;
-  void Cool(std::int64_t now, std::int64_t slots);
   int WaitMs(std::int64_t now) const noexcept;
 
   const TTimerQueue& clock_;
@@ -108,10 +102,8 @@ class TFlowCtrl {
   mutable TRecursiveMutex mutex_;
   std::atomic<int> count_{0};
   // Under the mutex:
-  std::int64_t periodNs_ = 0;
   std::int64_t out_ = 0;
-  std::int64_t coolingSlots_ = 0;
-  std::deque<TCooling> cooling_;  // oldest first
+  TCooling cooling_;
 };
 
 }  // namespace Dova
