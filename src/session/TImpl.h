@@ -31,8 +31,6 @@ class VekClient::TImpl : public Dstl::ref_counter<unsigned> {
 
   // ---- any thread ----
 
-  Dstl::wise_ref<Dova::TMesBase> GetMes();
-
   // Whether a request of code 128 may go: 0, or the milliseconds to wait.
   unsigned CheckQueryRate();
 

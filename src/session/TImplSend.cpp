@@ -32,11 +32,6 @@ VekClient::TImpl::TWire VekClient::TImpl::Wire() {
   return {link_, mes_, slot_->cipher};
 }
 
-Dstl::wise_ref<Dova::TMesBase> VekClient::TImpl::GetMes() {
-  const std::lock_guard lock(slot_->mutex);
-  return mes_;
-}
-
 unsigned VekClient::TImpl::CheckQueryRate() {
   return context_->IsInherited() ? 0 : flowCtrl_.CheckFlowCtrl(false);
 }
