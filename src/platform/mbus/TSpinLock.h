@@ -3,6 +3,8 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/os/Mutex.h"
+
 namespace Dova {
 
 // For a handful of instructions that threads hardly ever meet in. BasicLockable.
@@ -10,8 +12,12 @@ class TSpinLock {
  public:
   void lock() noexcept {
     while (flag_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
+    Os::CountLock(1);
   }
-  void unlock() noexcept { flag_.clear(std::memory_order_release); }
+  void unlock() noexcept {
+    Os::CountLock(-1);
+    flag_.clear(std::memory_order_release);
+  }
 
  private:
   std::atomic_flag flag_ = ATOMIC_FLAG_INIT;

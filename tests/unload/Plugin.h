@@ -1,0 +1,20 @@
+#pragma once
+
+namespace TestSupport {
+
+// Loaded for a scope.
+class TPlugin {
+ public:
+  TPlugin();
+  ~TPlugin();
+  TPlugin(const TPlugin&) = delete;
+  TPlugin& operator=(const TPlugin&) = delete;
+
+  void Connect(int port) { connect_(port); }
+
+ private:
+  void* module_;
+  void (*connect_)(int port);
+};
+
+}  // namespace TestSupport
