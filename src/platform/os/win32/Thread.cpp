@@ -121,12 +121,13 @@ bool ProcessIsExiting() noexcept {
 
 // Where the system keeps its lock is not in its headers, but has been the same in every 64-bit version.
 bool HoldsLoaderLock() noexcept {
-  constexpr unsigned long kProcessBlock = 0x60;
+  using TProcessBlock = const char*(NTAPI*)();
+  static const auto processBlock = FindFunction<TProcessBlock>(L"ntdll.dll", "RtlGetCurrentPeb");
+  if (processBlock == nullptr) return false;
   constexpr std::size_t kLoaderLock = 0x110;
-  const auto* const process = reinterpret_cast<const char*>(__readgsqword(kProcessBlock));
-  const auto* const lock = *reinterpret_cast<const CRITICAL_SECTION* const*>(process + kLoaderLock);
-  return lock != nullptr &&
-         lock->OwningThread == reinterpret_cast<HANDLE>(std::uintptr_t{GetCurrentThreadId()});
+  const auto* const lock = *reinterpret_cast<const CRITICAL_SECTION* const*>(processBlock() + kLoaderLock);
+  if (lock == nullptr) return false;
+  return reinterpret_cast<std::uintptr_t>(lock->OwningThread) == GetCurrentThreadId();
 }
 
 TThread::~TThread() = default;
