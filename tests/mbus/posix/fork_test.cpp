@@ -63,7 +63,14 @@ struct TForkTest : testing::Test {
     statics.clock = std::make_unique<TAlarmClock>();
     statics.clock->Start(1'000'000);
   }
-  ~TForkTest() override { statics = {}; }
+  void SetUp() override {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "ThreadSanitizer takes the child's first thread for one of the parent's and ends it";
+#endif
+  }
+  ~TForkTest() override {
+    statics = {};
+  }
 };
 
 int UseAll() {
@@ -101,7 +108,7 @@ TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
       const TCoreRunRef core;
     }
   });
-  for (int round = 0; round < 30; ++round) ASSERT_EQ(RunInChild(UseAll), 0) << round;
+  for (int round = 0; round < 30; ++round) EXPECT_EQ(RunInChild(UseAll), 0) << round;
   stop = true;
   busy.join();
 }
