@@ -31,6 +31,8 @@ if(WIN32)
 else()
   # Threads of ours may still be unwinding when the last client has gone: never unmapped, never pulled from under them.
   target_link_options(vekapi PRIVATE -Wl,-z,nodelete)
+  # Binding at the first call saves the registers on that thread's stack, and with them pieces of what is being copied.
+  target_link_options(vekapi PRIVATE -Wl,-z,now)
 endif()
 include(cmake/exports.cmake)
 

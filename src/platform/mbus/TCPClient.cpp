@@ -4,12 +4,19 @@
 #include <new>
 #include <utility>
 
+#include "platform/mbus/TFarewells.h"
 #include "platform/os/Clock.h"
 
 namespace Dova {
 namespace {
+
 constexpr int kReceiveBytes = 65536;
 constexpr std::size_t kQueueBlockBytes = 4096;
+constexpr int kLinkMarginMs = 5000;
+
+// Short enough to need no memory itself.
+constexpr char kOutOfMemory[] = "Out of memory";
+
 }  // namespace
 
 TCPClient::TCPClient() : queue_(kQueueBlockBytes) {}
@@ -21,111 +28,170 @@ bool TCPClient::SettingApply(const std::string& setting) {
   return TMesBase::SettingApply(setting);
 }
 
-bool TCPClient::Open() {
+int TCPClient::LinkTimeoutMs() const {
+  return setting_.connectTimeoutMs + kLinkMarginMs;
+}
+
+bool TCPClient::Open() try {
   received_ = std::make_unique_for_overwrite<char[]>(kReceiveBytes);
-  return linkThread_.Start("vek-link", [self = Dstl::wise_ref<TCPClient>(this)] { self->RunLink(); });
+  auto socket = std::make_shared<Os::TSocket>();
+  {
+    const TLock lock(queue_.Mutex());
+    socket_ = socket;
+    state_ = EState::Connecting;
+  }
+  const Dstl::wise_ref<TCPClient> self(this);
+  return linkThread_.Start(
+      "vek-link", [self, socket = std::move(socket)]() mutable { self->RunLink(std::move(socket)); });
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 void TCPClient::Close() {
-  if (!MarkClosed()) return;
+  if (IsInherited() || !MarkClosed()) return;
   resolver_.Abort();
-  socket_.Abort();
+  const bool farewell = LetGo();
+  WakeDrain();
+  // An event of ours is on the stack beneath: its thread waits for this call to return.
+  const bool delivering = IsDelivering();
+  if (farewell || delivering) linkThread_.Detach();
+  if (delivering && drainThread_) drainThread_->Detach();
+  linkThread_.Join();
+  if (drainThread_) drainThread_->Join();
+}
+
+// Nothing is taken from here on. True when the link thread stays until the peer has closed, too.
+bool TCPClient::LetGo() {
+  TSocketRef socket;
+  bool linked = false;
   {
-    const std::lock_guard lock(queue_.Mutex());
-    linked_ = false;
+    const TLock lock(queue_.Mutex());
+    linked = std::exchange(state_, EState::Closed) == EState::Linked;
+    socket = std::exchange(socket_, nullptr);
     queue_.Clear();
   }
-  // After linked_: a drain thread that clears the flag later than this sees linked_ and ends.
-  WakeDrain();
-  // An event of ours is on the stack beneath: its thread waits for this call to return. It ends by itself
-  // afterwards.
-  if (IsDelivering()) {
-    linkThread_.Detach();
-    drainThread_.Detach();
-  } else {
-    linkThread_.Join();
-    drainThread_.Join();
+  if (linked) return TFarewells::Begin(socket);
+  if (socket) socket->Abort();
+  return false;
+}
+
+// ---- the end of a link: any thread ----
+
+void TCPClient::End(std::string reason) noexcept {
+  const TLock lock(queue_.Mutex());
+  End(lock, std::move(reason));
+}
+
+void TCPClient::End(const TLock&, std::string reason) noexcept {
+  if (!socket_) return;
+  state_ = state_ == EState::Linked ? EState::Broken : EState::Failed;
+  reason_ = std::move(reason);
+  queue_.Clear();
+  std::exchange(socket_, nullptr)->Abort();
+  drainWanted_.Set();
+}
+
+bool TCPClient::Is(EState state) {
+  const TLock lock(queue_.Mutex());
+  return state_ == state;
+}
+
+std::string TCPClient::SystemReason() const noexcept {
+  try {
+    return Address() + ": " + Os::TSocket::LastErrorText();
+  } catch (const std::bad_alloc&) {
+    return kOutOfMemory;
   }
 }
 
 // ---- receiving: the link thread ----
 
-void TCPClient::RunLink() {
-  std::string reason;
-  if (!Connect(reason)) {
-    Raise([&](TMesEvHandler& handler) { handler.OnMesLinkError(this, reason); });
-    return;
+void TCPClient::RunLink(TSocketRef socket) {
+  try {
+    Work(*socket);
+  } catch (const std::bad_alloc&) {
+    End(kOutOfMemory);
   }
-  {
-    const std::lock_guard lock(queue_.Mutex());
-    linked_ = !IsClosed();
+  socket.reset();
+  try {
+    TFarewells::Look();
+    TellEnd();
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): there is nothing left to tell
   }
-  if (!Raise([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); })) return;
-  greeted_.store(true, std::memory_order_release);
-  ReceiveUntilBroken();
 }
 
-bool TCPClient::Connect(std::string& reason) {
-  std::string error;
-  const auto endpoints = resolver_.Resolve(setting_.host, setting_.port, error);
-  if (!endpoints.empty() && ConnectTo(endpoints, error)) {
-    if (setting_.noDelay) socket_.SetNoDelay();
-    return true;
-  }
-  reason = Address() + ": " + error;
-  return false;
+void TCPClient::Work(Os::TSocket& socket) {
+  if (Connect(socket) && Greet()) Receive(socket);
+  // What still comes once nobody is told any more is dropped, up to the peer's end or the end of its time.
+  while (socket.Recv(received_.get(), kReceiveBytes) > 0) continue;
 }
 
-bool TCPClient::ConnectTo(const std::vector<Os::TEndpoint>& endpoints, std::string& error) {
+bool TCPClient::Connect(Os::TSocket& socket) {
   const std::int64_t dueNs = Os::MonotonicNs() + std::int64_t{setting_.connectTimeoutMs} * 1'000'000;
-  for (const Os::TEndpoint& endpoint : endpoints) {
-    const std::int64_t leftMs = (dueNs - Os::MonotonicNs()) / 1'000'000;
-    if (leftMs <= 0 || IsClosed()) break;
-    if (socket_.Connect(endpoint, static_cast<int>(leftMs), error)) return true;
+  std::string error;
+  const auto endpoints = resolver_.Resolve(setting_.host, setting_.port, dueNs, error);
+  if (endpoints.empty() || !socket.Connect(endpoints, dueNs, error)) {
+    End(Address() + ": " + error);
+    return false;
   }
-  return false;
+  if (setting_.noDelay) socket.SetNoDelay();
+  return true;
 }
 
-void TCPClient::ReceiveUntilBroken() {
-  for (;;) {
-    const std::ptrdiff_t count = ReceiveSome();
+// Sends are taken from inside the context on: nobody else's comes before what the handler sends there.
+bool TCPClient::Greet() {
+  RunInContext([this] {
+    {
+      const TLock lock(queue_.Mutex());
+      if (state_ != EState::Connecting) return;
+      state_ = EState::Linked;
+    }
+    RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
+  });
+  return Is(EState::Linked);
+}
+
+void TCPClient::Receive(Os::TSocket& socket) {
+  do {
+    const std::ptrdiff_t count = ReceiveSome(socket);
     if (count <= 0) {
-      const std::string reason =
-          Address() + ": " + (count == 0 ? "closed by the peer" : socket_.LastErrorText());
-      {
-        const std::lock_guard lock(queue_.Mutex());
-        linked_ = false;
-        queue_.Clear();
-      }
-      WakeDrain();
-      Raise([&](TMesEvHandler& handler) { handler.OnMesLinkBroken(this, reason); });
+      End(count == 0 ? Address() + ": closed by the peer" : SystemReason());
       return;
     }
     receivedAt_ = 0;
     receivedCount_ = static_cast<int>(count);
-    if (!RaiseReceived()) return;
-  }
+  } while (Raise([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); }));
 }
 
-std::ptrdiff_t TCPClient::ReceiveSome() {
+std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {
   if (setting_.spinUs > 0) {
-    const std::ptrdiff_t count = Poll();
+    const std::ptrdiff_t count = Poll(socket);
     if (count != Os::TSocket::kWouldWait) return count;
   }
-  return socket_.Recv(received_.get(), kReceiveBytes);
+  return socket.Recv(received_.get(), kReceiveBytes);
 }
 
-std::ptrdiff_t TCPClient::Poll() {
+std::ptrdiff_t TCPClient::Poll(Os::TSocket& socket) {
   const std::int64_t dueNs = Os::MonotonicNs() + std::int64_t{setting_.spinUs} * 1000;
   std::ptrdiff_t count = 0;
   do {
-    count = socket_.TryRecv(received_.get(), kReceiveBytes);
+    count = socket.TryRecv(received_.get(), kReceiveBytes);
   } while (count == Os::TSocket::kWouldWait && Os::MonotonicNs() < dueNs);
   return count;
 }
 
-bool TCPClient::RaiseReceived() {
-  return Raise([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); });
+void TCPClient::TellEnd() {
+  EState state{};
+  std::string reason;
+  {
+    const TLock lock(queue_.Mutex());
+    state = state_;
+    reason = std::move(reason_);
+  }
+  Raise([&](TMesEvHandler& handler) {
+    if (state == EState::Failed) handler.OnMesLinkError(this, reason);
+    if (state == EState::Broken) handler.OnMesLinkBroken(this, reason);
+  });
 }
 
 int TCPClient::Recv(char* buffer, int size) {
@@ -143,86 +209,93 @@ char* TCPClient::RecvInPlace(int& count) {
 // ---- sending: any thread ----
 
 int TCPClient::Send(const char* bytes, int length) {
-  if (length <= 0) return 0;
-  if (!greeted_.load(std::memory_order_acquire) && !SyncContext()->IsInside()) return 0;
-  const auto size = static_cast<std::size_t>(length);
+  if (length <= 0 || IsInherited()) return 0;
   bool queued = false;
   {
-    const std::lock_guard lock(queue_.Mutex());
-    if (!linked_) return 0;
-    std::size_t taken = 0;
-    if (queue_.Empty()) {
-      const std::ptrdiff_t sent = socket_.TrySend(bytes, size);
-      if (sent < 0) {
-        linked_ = false;  // the receiving thread learns why, and tells
-        return 0;
-      }
-      taken = static_cast<std::size_t>(sent);
-    } else if (queue_.Size() + size > setting_.sendQueueBytes) {
-      return 0;
-    }
-    if (taken < size) queued = Queue(bytes + taken, size - taken);
-    if (taken < size && !queued) return 0;
+    const TLock lock(queue_.Mutex());
+    if (state_ != EState::Linked) return 0;
+    if (!SendOrQueue(lock, bytes, static_cast<std::size_t>(length))) return 0;
+    queued = !queue_.Empty();
   }
   if (queued) WakeDrain();
   return length;
 }
 
+// False when nothing was taken: what was too much, or the link has ended.
+bool TCPClient::SendOrQueue(const TLock& lock, const char* bytes, std::size_t size) {
+  if (queue_.Size() + size > setting_.sendQueueBytes) return false;
+  std::size_t taken = 0;
+  if (queue_.Empty()) {
+    const std::ptrdiff_t sent = socket_->TrySend(bytes, size);
+    if (sent < 0) {
+      End(lock, SystemReason());
+      return false;
+    }
+    taken = static_cast<std::size_t>(sent);
+  }
+  if (taken < size) Queue(lock, bytes + taken, size - taken);
+  return state_ == EState::Linked;
+}
+
+// Without memory for the rest or a thread to drain it, the stream would be torn: the link has to end.
+void TCPClient::Queue(const TLock& lock, const char* bytes, std::size_t size) {
+  try {
+    queue_.Append(bytes, size);
+    if (drainThread_) return;
+    const auto drain = [self = Dstl::wise_ref<TCPClient>(this)] { self->RunDrain(); };
+    if (drainThread_.emplace().Start("vek-drain", drain)) return;
+    End(lock, Address() + ": no thread to send");
+  } catch (const std::bad_alloc&) {
+    End(lock, kOutOfMemory);
+  }
+}
+
 void TCPClient::WakeDrain() {
-  busy_.store(true);
+  queuedMore_.store(true);
   SyncContext()->Kick();
   drainWanted_.Set();
 }
 
-// Under the queue's lock. Without memory for the rest or a thread to drain it, the stream would be torn: the
-// link has to end.
-bool TCPClient::Queue(const char* bytes, std::size_t length) {
-  try {
-    if (StartDrain()) {
-      queue_.Append(bytes, length);
-      return true;
-    }
-  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): the same as no thread
-  }
-  linked_ = false;
-  socket_.Abort();
-  return false;
-}
-
-bool TCPClient::StartDrain() {
-  if (!draining_) {
-    draining_ =
-        drainThread_.Start("vek-drain", [self = Dstl::wise_ref<TCPClient>(this)] { self->RunDrain(); });
-  }
-  return draining_;
-}
-
 void TCPClient::RunDrain() {
-  while (!IsClosed()) {
-    drainWanted_.Wait();
-    busy_.store(false);
-    if (!Drain()) return;
-    // Waiting behind a slow event must not hold up bytes that were queued meanwhile.
-    const TSyncScope inside(SyncContext(), &busy_);
-    if (inside) RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(this); });
+  try {
+    for (;;) {
+      drainWanted_.Wait();
+      queuedMore_.store(false);
+      if (!Drain()) return;
+      // Waiting behind a slow event must not hold up bytes that were queued meanwhile.
+      const TSyncScope inside(SyncContext(), &queuedMore_);
+      if (inside && Is(EState::Linked))
+        RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(this); });
+    }
+  } catch (const std::bad_alloc&) {
+    End(kOutOfMemory);
   }
 }
 
-// False when there is nothing left to do for this thread.
+// Until the queue is empty; false when the link is over.
 bool TCPClient::Drain() {
   for (;;) {
+    TSocketRef socket;
     {
-      const std::lock_guard lock(queue_.Mutex());
-      const char* block = nullptr;
-      const std::size_t count = linked_ ? queue_.GetMemBlock(block) : 0;
-      if (count == 0) return linked_;
-      const std::ptrdiff_t sent = socket_.TrySend(block, count);
-      if (sent < 0) return false;
-      if (sent > 0 && queue_.SetMemUsed(static_cast<std::size_t>(sent)) == 0) return true;
-      if (sent > 0) continue;
+      const TLock lock(queue_.Mutex());
+      if (state_ == EState::Linked && !SendQueued(lock)) End(lock, SystemReason());
+      if (state_ != EState::Linked) return false;
+      if (queue_.Empty()) return true;
+      socket = socket_;
     }
-    if (!socket_.WaitWritable()) return false;
+    if (!socket->WaitWritable()) End(SystemReason());
   }
+}
+
+// False when the system refuses.
+bool TCPClient::SendQueued(const TLock&) {
+  const char* block = nullptr;
+  while (const std::size_t count = queue_.GetMemBlock(block)) {
+    const std::ptrdiff_t sent = socket_->TrySend(block, count);
+    if (sent <= 0) return sent == 0;
+    queue_.SetMemUsed(static_cast<std::size_t>(sent));
+  }
+  return true;
 }
 
 }  // namespace Dova

@@ -1,16 +1,17 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/mbus/TCPSetting.h"
 #include "platform/mbus/TMemQueue.h"
 #include "platform/mbus/TMesBase.h"
 #include "platform/mbus/TResolver.h"
 #include "platform/os/Event.h"
+#include "platform/os/Process.h"
 #include "platform/os/Socket.h"
 #include "platform/os/Thread.h"
 
@@ -23,11 +24,18 @@ namespace Dova {
 // once is queued and drained by a second thread, which exists from the first time that happens: a thread
 // asleep in the receive call cannot also wait for room, and waking it for every send would cost everybody
 // what only a stalled link needs.
+//
+// Whoever finds that the link is over calls End; the link thread tells, once, with the first reason. The
+// socket is gone as soon as those who work on it have left it, whoever holds the messenger. Closing a link
+// that is up gives the peer up to two seconds to take what was sent (TFarewells); the link thread outlives
+// Close for as long as that takes.
 class TCPClient : public TMesBase {
  public:
   TCPClient();
 
   bool SettingApply(const std::string& setting) override;
+  int LinkTimeoutMs() const override;
+  std::size_t MaxMessageBytes() const override { return setting_.maxMessageBytes; }
   bool Open() override;
   void Close() override;
   int Send(const char* bytes, int length) override;
@@ -35,41 +43,54 @@ class TCPClient : public TMesBase {
   char* RecvInPlace(int& count) override;
 
  private:
+  enum class EState { Idle, Connecting, Linked, Failed, Broken, Closed };
+  using TLock = std::lock_guard<Os::TMutex>;
+  using TSocketRef = std::shared_ptr<Os::TSocket>;
+
   ~TCPClient() override = default;
 
-  void RunLink();
-  bool Connect(std::string& reason);
-  bool ConnectTo(const std::vector<Os::TEndpoint>& endpoints, std::string& reason);
-  void ReceiveUntilBroken();
-  std::ptrdiff_t ReceiveSome();
-  std::ptrdiff_t Poll();
-  bool RaiseReceived();
+  void RunLink(TSocketRef socket);
+  void Work(Os::TSocket& socket);
+  bool Connect(Os::TSocket& socket);
+  bool Greet();
+  void Receive(Os::TSocket& socket);
+  std::ptrdiff_t ReceiveSome(Os::TSocket& socket);
+  std::ptrdiff_t Poll(Os::TSocket& socket);
+  void TellEnd();
 
-  bool Queue(const char* bytes, std::size_t length);
-  bool StartDrain();
+  bool SendOrQueue(const TLock& lock, const char* bytes, std::size_t size);
+  void Queue(const TLock& lock, const char* bytes, std::size_t size);
   void WakeDrain();
   void RunDrain();
   bool Drain();
+  bool SendQueued(const TLock& lock);
 
+  void End(std::string reason) noexcept;
+  void End(const TLock&, std::string reason) noexcept;
+  bool LetGo();
+  bool Is(EState state);
   std::string Address() const { return setting_.host + ":" + std::to_string(setting_.port); }
+  std::string SystemReason() const noexcept;
 
+  // In a forked child: the threads, and whoever held a lock, are the parent's.
+  bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
+
+  const unsigned generation_ = Os::ProcessGeneration();
   TTCPSetting setting_;
   TResolver resolver_;
-  Os::TSocket socket_;
   Os::TThread linkThread_;
-
-  std::atomic<bool> greeted_{false};  // OnMesLinkReady has returned
+  Os::TEvent drainWanted_;
+  std::atomic<bool> queuedMore_{false};  // cancels the drain thread's wait to raise OnMesSendEmpty
 
   std::unique_ptr<char[]> received_;  // the link thread's, as are the two numbers
   int receivedAt_ = 0;
   int receivedCount_ = 0;
 
-  TMemQueue queue_;        // its lock also guards what follows, and orders the sends
-  bool linked_ = false;    // sends may go out
-  bool draining_ = false;  // the second thread exists
-  Os::TThread drainThread_;
-  Os::TEvent drainWanted_;
-  std::atomic<bool> busy_{false};  // cancels the drain thread's wait to raise OnMesSendEmpty
+  TMemQueue queue_;  // its lock also guards what follows, and orders the sends
+  EState state_ = EState::Idle;
+  TSocketRef socket_;   // while connecting and linked
+  std::string reason_;  // why it failed or broke
+  std::optional<Os::TThread> drainThread_;
 };
 
 }  // namespace Dova

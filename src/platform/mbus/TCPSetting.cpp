@@ -32,7 +32,7 @@ bool ParseAddress(std::string_view word, TTCPSetting& setting) {
   const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
   if (bracketed) host = host.substr(1, host.size() - 2);
   // A colon outside brackets leaves open where the port begins.
-  if (host.empty() || host.find_first_of("[]") != std::string_view::npos) return false;
+  if (host.empty() || host.find_first_of(std::string_view("[]\0", 3)) != std::string_view::npos) return false;
   if (!bracketed && host.find(':') != std::string_view::npos) return false;
   const auto port = ParseNumber(word.substr(colon + 1), 1, 65535);
   if (!port) return false;
@@ -53,21 +53,23 @@ bool ParseOption(std::string_view word, TTCPSetting& setting, std::set<std::stri
   std::optional<int> number;
   if (name == "ct" && (number = ParseNumber(value, 1, 3'600'000))) setting.connectTimeoutMs = *number;
   if (name == "sq" && (number = ParseNumber(value, 1, INT32_MAX))) setting.sendQueueBytes = *number;
+  if (name == "mm" && (number = ParseNumber(value, 4096, 1 << 30))) setting.maxMessageBytes = *number;
   if (name == "spin" && (number = ParseNumber(value, 0, 1'000'000))) setting.spinUs = *number;
   return number.has_value();
 }
 
 }  // namespace
 
-std::optional<TTCPSetting> TTCPSetting::Parse(const std::string& text) {
+std::optional<TTCPSetting> TTCPSetting::Parse(const std::string& text, std::string* refused) {
   TTCPSetting setting;
   std::string_view rest = text;
-  if (text.find('\0') != std::string::npos || !ParseAddress(NextWord(rest), setting)) return {};
+  std::string_view word = NextWord(rest);
+  bool understood = ParseAddress(word, setting);
   std::set<std::string_view> seen;
-  for (std::string_view word = NextWord(rest); !word.empty(); word = NextWord(rest)) {
-    if (!ParseOption(word, setting, seen)) return {};
-  }
-  return setting;
+  while (understood && !(word = NextWord(rest)).empty()) understood = ParseOption(word, setting, seen);
+  if (understood) return setting;
+  if (refused != nullptr) *refused = word;
+  return {};
 }
 
 }  // namespace Dova

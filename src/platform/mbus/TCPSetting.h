@@ -12,8 +12,9 @@ namespace Dova {
 // most once each:
 //   n        small packets are not delayed
 //   M0       raw byte stream, the only link mode
-//   ct=MS    how long connecting may take, all addresses of the name together (1 to 3600000)
-//   sq=BYTES how much may wait to be sent (1 to 2147483647)
+//   ct=MS    how long the look-up and connecting may take, all addresses together (1 to 3600000)
+//   sq=BYTES how much may wait to be sent, and so the longest single send (1 to 2147483647)
+//   mm=BYTES longest message, in bytes of text, that the other side may send in pieces (4096 to 1073741824)
 //   spin=US  how long the reader polls before it sleeps (0 to 1000000)
 struct TTCPSetting {
   std::string host;
@@ -21,10 +22,12 @@ struct TTCPSetting {
   bool noDelay = false;
   int connectTimeoutMs = 20'000;
   std::size_t sendQueueBytes = std::size_t{8} << 20;
+  std::size_t maxMessageBytes = std::size_t{64} << 20;
   int spinUs = 0;
 
-  // Nothing when any part of the text is not understood.
-  static std::optional<TTCPSetting> Parse(const std::string& text);
+  // Nothing when any part of the text is not understood; `refused` (may be null) is then the word that was
+  // wrong, empty where the address is missing.
+  static std::optional<TTCPSetting> Parse(const std::string& text, std::string* refused = nullptr);
 };
 
 }  // namespace Dova

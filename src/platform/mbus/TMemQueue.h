@@ -3,7 +3,8 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
-#include <mutex>
+
+#include "platform/os/Mutex.h"
 
 namespace Dova {
 
@@ -16,7 +17,7 @@ class TMemQueue {
   TMemQueue(const TMemQueue&) = delete;
   TMemQueue& operator=(const TMemQueue&) = delete;
 
-  std::mutex& Mutex() { return mutex_; }
+  Os::TMutex& Mutex() { return mutex_; }
 
   std::size_t Size() const { return size_; }
   bool Empty() const { return size_ == 0; }
@@ -44,7 +45,7 @@ class TMemQueue {
   std::deque<TBlock> blocks_;
   std::unique_ptr<char[]> spare_;
   std::size_t size_ = 0;
-  std::mutex mutex_;
+  Os::TMutex mutex_;
 };
 
 }  // namespace Dova

@@ -75,9 +75,8 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   template <class TEvent>
   void RaiseInside(const TEvent& event) {
     if (!handler_ || IsClosed()) return;
-    const bool outer = std::exchange(delivering_, true);
+    const TDelivering delivering(delivering_);
     event(*handler_);
-    delivering_ = outer;
   }
 
   // Enters the context and calls `action()` there, unless the messenger was closed. For what a timer or a
@@ -97,6 +96,16 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   bool IsDelivering() const { return delivering_; }
 
  private:
+  // Also when the event throws.
+  struct TDelivering {
+    explicit TDelivering(bool& flag) : flag_(flag), outer_(std::exchange(flag, true)) {}
+    ~TDelivering() { flag_ = outer_; }
+    TDelivering(const TDelivering&) = delete;
+    TDelivering& operator=(const TDelivering&) = delete;
+    bool& flag_;
+    const bool outer_;
+  };
+
   std::string setting_;
   Dstl::wise_ref<TSyncContext> context_;
   TMesEvHandler* handler_ = nullptr;  // guarded by the context, as is delivering_

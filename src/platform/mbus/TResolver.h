@@ -1,31 +1,31 @@
 #pragma once
 
-#include <condition_variable>
-#include <memory>
-#include <mutex>
+#include <atomic>
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "platform/os/Event.h"
 #include "platform/os/Socket.h"
 
 namespace Dova {
 
 // Looks a host up in a way that can be given up at once: the system's own look-up cannot be interrupted, so
-// it runs on a thread of its own that nobody waits for.
+// it runs on a thread of its own that nobody waits for. Whoever asks for the same host and port while that is
+// going on waits for the same answer: a look-up that hangs costs one thread, however often it is asked for.
 class TResolver {
  public:
-  TResolver();
-
-  // Waits for the addresses; empty with `error` set when there are none or Abort was called. Numeric hosts
-  // need no thread and no wait.
-  std::vector<Os::TEndpoint> Resolve(const std::string& host, std::uint16_t port, std::string& error);
+  // Waits for the addresses; empty with `error` set when there are none by dueNs (Os::MonotonicNs) or Abort
+  // was called. Numeric hosts need no thread and no wait. Throws only std::bad_alloc.
+  std::vector<Os::TEndpoint> Resolve(const std::string& host, std::uint16_t port, std::int64_t dueNs,
+                                     std::string& error);
 
   // Any thread, any number of times.
   void Abort();
 
  private:
-  struct TState;
-  std::shared_ptr<TState> state_;
+  Os::TEvent changed_;
+  std::atomic<bool> aborted_{false};
 };
 
 }  // namespace Dova

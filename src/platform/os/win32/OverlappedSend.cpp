@@ -16,10 +16,20 @@ TOverlappedSend::TOverlappedSend() {
 }
 
 TOverlappedSend::~TOverlappedSend() {
-  CloseHandle(overlapped_.hEvent);
+  if (overlapped_.hEvent != nullptr) CloseHandle(overlapped_.hEvent);
+}
+
+// What was sent may have been a password.
+void TOverlappedSend::WipeBuffer() noexcept {
+  SecureZeroMemory(buffer_.data(), buffer_.size());
+  buffer_.clear();
 }
 
 std::ptrdiff_t TOverlappedSend::Send(SOCKET socket, const char* bytes, std::size_t size) noexcept {
+  if (!IsUsable()) {
+    WSASetLastError(WSAENOBUFS);
+    return -1;
+  }
   if (underWay_) {
     if (WaitForSingleObject(overlapped_.hEvent, 0) != WAIT_OBJECT_0) return 0;
     if (!Harvest(socket)) return -1;
@@ -33,9 +43,12 @@ std::ptrdiff_t TOverlappedSend::Send(SOCKET socket, const char* bytes, std::size
   }
   WSABUF piece{static_cast<ULONG>(part), buffer_.data()};
   DWORD sent = 0;
-  if (WSASend(socket, &piece, 1, &sent, 0, &overlapped_, nullptr) == 0)
-    return static_cast<std::ptrdiff_t>(sent);
-  if (WSAGetLastError() != WSA_IO_PENDING) return -1;
+  const int error = WSASend(socket, &piece, 1, &sent, 0, &overlapped_, nullptr) == 0 ? 0 : WSAGetLastError();
+  if (error != WSA_IO_PENDING) {
+    WipeBuffer();
+    WSASetLastError(error);
+    return error == 0 ? static_cast<std::ptrdiff_t>(sent) : -1;
+  }
   underWay_ = true;
   return static_cast<std::ptrdiff_t>(part);
 }
@@ -45,15 +58,17 @@ bool TOverlappedSend::Harvest(SOCKET socket) noexcept {
   DWORD sent = 0;
   DWORD flags = 0;
   underWay_ = false;
-  if (!WSAGetOverlappedResult(socket, &overlapped_, &sent, TRUE, &flags)) return false;
-  if (sent == buffer_.size()) return true;
-  WSASetLastError(WSAECONNABORTED);
-  return false;
+  const bool ended = WSAGetOverlappedResult(socket, &overlapped_, &sent, TRUE, &flags) != 0;
+  const int error = ended ? WSAECONNABORTED : WSAGetLastError();
+  const bool whole = ended && sent == buffer_.size();
+  WipeBuffer();
+  if (!whole) WSASetLastError(error);
+  return whole;
 }
 
-bool TOverlappedSend::WaitIdle(HANDLE abortEvent) const noexcept {
-  if (!underWay_) return true;
-  const HANDLE both[] = {abortEvent, overlapped_.hEvent};
+bool TOverlappedSend::WaitIdle(HANDLE over) const noexcept {
+  if (!underWay_) return WaitForSingleObject(over, 0) != WAIT_OBJECT_0;
+  const HANDLE both[] = {over, overlapped_.hEvent};
   return WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0 + 1;
 }
 

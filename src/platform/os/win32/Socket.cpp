@@ -1,14 +1,15 @@
 #include "platform/os/Socket.h"
 
+#include "platform/os/win32/Network.h"
 #include "platform/os/win32/OverlappedSend.h"
 
-#include <ws2tcpip.h>
-
 #include <atomic>
-#include <cstring>
+#include <iterator>
 #include <mutex>
 
+#include "platform/os/Clock.h"
 #include "platform/os/ErrorText.h"
+#include "platform/os/Mutex.h"
 
 namespace Dova::Os {
 namespace {
@@ -16,42 +17,6 @@ namespace {
 thread_local int lastError = 0;
 
 constexpr DWORD kNoInherit = 0x80;  // WSA_FLAG_NO_HANDLE_INHERIT, since Windows 7 SP1
-
-// Stays for the process: there is no moment at which giving it back would be safe.
-void StartNetwork() noexcept {
-  static const int started = [] {
-    WSADATA data;
-    return WSAStartup(MAKEWORD(2, 2), &data);
-  }();
-  static_cast<void>(started);
-}
-
-std::vector<TEndpoint> Resolve(const std::string& host, std::uint16_t port, int flags, std::string& error) {
-  StartNetwork();
-  std::vector<TEndpoint> endpoints;
-  addrinfo hints{};
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_protocol = IPPROTO_TCP;
-  hints.ai_flags = flags;
-  addrinfo* found = nullptr;
-  const int result = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
-  if (result != 0) {
-    error = SysErrorMessage(result);
-    return endpoints;
-  }
-  for (const addrinfo* each = found; each != nullptr; each = each->ai_next) {
-    TEndpoint& endpoint = endpoints.emplace_back();
-    if (each->ai_addrlen > sizeof endpoint.address) {
-      endpoints.pop_back();
-      continue;
-    }
-    std::memcpy(endpoint.address, each->ai_addr, each->ai_addrlen);
-    endpoint.length = static_cast<int>(each->ai_addrlen);
-    endpoint.family = each->ai_family;
-  }
-  freeaddrinfo(found);
-  return endpoints;
-}
 
 SOCKET OpenSocket(int family) {
   const SOCKET socket =
@@ -65,115 +30,144 @@ std::ptrdiff_t Fail(int error) noexcept {
   return -1;
 }
 
+int BeginConnect(SOCKET socket, HANDLE event, const TEndpoint& to) {
+  // Asking for the event makes the socket non-blocking.
+  if (WSAEventSelect(socket, event, FD_CONNECT) != 0) return WSAGetLastError();
+  if (connect(socket, reinterpret_cast<const sockaddr*>(to.address), to.length) == 0) return 0;
+  const int error = WSAGetLastError();
+  return error == WSAEWOULDBLOCK ? 0 : error;
+}
+
+// Zero when the connection that was under way has been made, kStillUnderWay, or its error.
+constexpr int kStillUnderWay = -1;
+int ConnectResult(SOCKET socket) {
+  WSANETWORKEVENTS events{};
+  if (WSAEnumNetworkEvents(socket, nullptr, &events) != 0) return WSAGetLastError();
+  return (events.lNetworkEvents & FD_CONNECT) != 0 ? events.iErrorCode[FD_CONNECT_BIT] : kStillUnderWay;
+}
+
+int SetBlocking(SOCKET socket) {
+  u_long nonBlocking = 0;
+  const bool done = WSAEventSelect(socket, nullptr, 0) == 0 &&
+                    ioctlsocket(socket, static_cast<long>(FIONBIO), &nonBlocking) == 0;
+  return done ? 0 : WSAGetLastError();
+}
+
+// Rounded up, so that the moment has come when the wait ends.
+DWORD MsUntil(std::int64_t dueNs) {
+  const std::int64_t leftMs = (dueNs - MonotonicNs() + 999'999) / 1'000'000;
+  return leftMs <= 0 ? 0 : static_cast<DWORD>(leftMs);
+}
+
 }  // namespace
 
-std::vector<TEndpoint> ResolveNumeric(const std::string& host, std::uint16_t port) {
-  std::string ignored;
-  return Resolve(host, port, AI_NUMERICHOST, ignored);
-}
-
-std::vector<TEndpoint> ResolveName(const std::string& host, std::uint16_t port, std::string& error) {
-  return Resolve(host, port, 0, error);
-}
-
 struct TSocket::TNative {
-  std::atomic<bool> aborted{false};
   std::atomic<SOCKET> socket{INVALID_SOCKET};
   // Guards opening and closing of the socket, so that Abort never meets a handle that belongs to someone
   // else.
-  std::mutex mutex;
-  HANDLE abortEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  TMutex mutex;
+  HANDLE over = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // nothing more is to be sent
+  WSAEVENT connected = WSA_INVALID_EVENT;                     // one of the attempts has come to something
+  std::vector<SOCKET> attempts;
   TOverlappedSend sender;
 
   TNative() { StartNetwork(); }
-  ~TNative() {
-    Close();
-    CloseHandle(abortEvent);
-  }
+  ~TNative();
   TNative(const TNative&) = delete;
   TNative& operator=(const TNative&) = delete;
 
-  int RunConnect(const TEndpoint& to, int timeoutMs);
-  int AwaitConnected(HANDLE event, int timeoutMs) const;
-  void Cut() noexcept;
-  void Close() noexcept;
+  bool IsOver() const noexcept { return WaitForSingleObject(over, 0) == WAIT_OBJECT_0; }
+  int OpenEvents();
+  int Adopt(SOCKET attempt);
+  void DropAttempts() noexcept;
 };
 
-// Zero when the connection that is under way has been made, else its error.
-int TSocket::TNative::AwaitConnected(HANDLE event, int timeoutMs) const {
-  const HANDLE both[] = {abortEvent, event};
-  const DWORD waitMs = timeoutMs <= 0 ? INFINITE : static_cast<DWORD>(timeoutMs);
-  switch (WaitForMultipleObjects(2, both, FALSE, waitMs)) {
-    case WAIT_OBJECT_0:
-      return WSAECANCELLED;
-    case WAIT_OBJECT_0 + 1:
-      break;
-    case WAIT_TIMEOUT:
-      return WSAETIMEDOUT;
-    default:
-      return static_cast<int>(GetLastError());
+TSocket::TNative::~TNative() {
+  DropAttempts();
+  if (socket != INVALID_SOCKET) {
+    sender.Finish(socket);
+    closesocket(socket);
   }
-  WSANETWORKEVENTS events{};
-  if (WSAEnumNetworkEvents(socket, event, &events) != 0) return WSAGetLastError();
-  return events.iErrorCode[FD_CONNECT_BIT];
+  if (over != nullptr) CloseHandle(over);
 }
 
-int TSocket::TNative::RunConnect(const TEndpoint& to, int timeoutMs) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex);
-    socket = OpenSocket(to.family);
-  }
-  if (socket == INVALID_SOCKET) return WSAGetLastError();
-  const WSAEVENT event = WSACreateEvent();
-  if (event == WSA_INVALID_EVENT) return WSAGetLastError();
-  int error = 0;
-  // Asking for the event makes the socket non-blocking.
-  if (WSAEventSelect(socket, event, FD_CONNECT) != 0) {
-    error = WSAGetLastError();
-  } else if (connect(socket, reinterpret_cast<const sockaddr*>(to.address), to.length) != 0) {
-    error = WSAGetLastError();
-    if (error == WSAEWOULDBLOCK) error = AwaitConnected(event, timeoutMs);
-  }
-  u_long nonBlocking = 0;
-  if (error == 0 && (WSAEventSelect(socket, nullptr, 0) != 0 ||
-                     ioctlsocket(socket, static_cast<long>(FIONBIO), &nonBlocking) != 0)) {
-    error = WSAGetLastError();
-  }
-  WSACloseEvent(event);
-  return error;
+int TSocket::TNative::OpenEvents() {
+  if (over == nullptr || !sender.IsUsable()) return WSAENOBUFS;
+  if (IsOver()) return WSAECANCELLED;
+  if (connected == WSA_INVALID_EVENT) connected = WSACreateEvent();
+  return connected == WSA_INVALID_EVENT ? WSAGetLastError() : 0;
 }
 
-// With the mutex held. The shutdown makes calls fail that begin later, the cancelling ends those that wait
-// already.
-void TSocket::TNative::Cut() noexcept {
-  if (socket == INVALID_SOCKET) return;
-  shutdown(socket, SD_BOTH);
-  CancelIoEx(reinterpret_cast<HANDLE>(socket.load()), nullptr);
+int TSocket::TNative::Adopt(SOCKET attempt) {
+  if (const int error = SetBlocking(attempt); error != 0) return error;
+  const std::lock_guard lock(mutex);
+  if (IsOver()) return WSAECANCELLED;
+  socket = attempt;
+  return 0;
 }
 
-void TSocket::TNative::Close() noexcept {
-  const std::lock_guard<std::mutex> lock(mutex);
-  if (socket == INVALID_SOCKET) return;
-  sender.Finish(socket);
-  closesocket(socket);
-  socket = INVALID_SOCKET;
+void TSocket::TNative::DropAttempts() noexcept {
+  for (const SOCKET each : attempts) closesocket(each);
+  attempts.clear();
+  if (connected != WSA_INVALID_EVENT) WSACloseEvent(connected);
+  connected = WSA_INVALID_EVENT;
 }
 
 TSocket::TSocket() : native_(std::make_unique<TNative>()) {}
 TSocket::~TSocket() = default;
 
-bool TSocket::Connect(const TEndpoint& to, int timeoutMs, std::string& error) {
-  native_->Close();
-  int failure = native_->aborted ? WSAECANCELLED : native_->RunConnect(to, timeoutMs);
-  if (failure == 0) {
-    // An Abort that came while connecting found nothing to shut down.
-    const std::lock_guard<std::mutex> lock(native_->mutex);
-    if (!native_->aborted) return true;
-    failure = WSAECANCELLED;
+bool TSocket::Begin(const TEndpoint& to, int& failure) {
+  native_->attempts.reserve(native_->attempts.size() + 1);
+  int error = native_->OpenEvents();
+  SOCKET attempt = INVALID_SOCKET;
+  if (error == 0) {
+    attempt = OpenSocket(to.family);
+    error = attempt == INVALID_SOCKET ? WSAGetLastError() : BeginConnect(attempt, native_->connected, to);
   }
-  native_->Close();
-  error = SysErrorMessage(failure);
+  if (error == 0) {
+    native_->attempts.push_back(attempt);
+    return true;
+  }
+  if (attempt != INVALID_SOCKET) closesocket(attempt);
+  failure = error;
   return false;
+}
+
+TSocket::EAttempt TSocket::Await(std::int64_t dueNs, int& failure) {
+  const HANDLE both[] = {native_->over, native_->connected};
+  const DWORD woken = WaitForMultipleObjects(2, both, FALSE, MsUntil(dueNs));
+  if (woken == WAIT_OBJECT_0) return EAttempt::Aborted;
+  if (woken == WAIT_TIMEOUT) return EAttempt::TimedOut;
+  auto& attempts = native_->attempts;
+  if (woken != WAIT_OBJECT_0 + 1) {
+    failure = static_cast<int>(GetLastError());
+    native_->DropAttempts();
+    return EAttempt::Failed;
+  }
+  // Reset before the look: what happens from here on sets it again.
+  WSAResetEvent(native_->connected);
+  for (std::size_t i = 0; i < attempts.size();) {
+    int error = ConnectResult(attempts[i]);
+    if (error == kStillUnderWay) {
+      ++i;
+      continue;
+    }
+    const SOCKET ended = attempts[i];
+    attempts.erase(attempts.begin() + static_cast<std::ptrdiff_t>(i));
+    if (error == 0) error = native_->Adopt(ended);
+    if (error == 0) return EAttempt::Made;
+    closesocket(ended);
+    failure = error;
+  }
+  return EAttempt::Failed;
+}
+
+bool TSocket::IsUnderWay() const noexcept {
+  return !native_->attempts.empty();
+}
+
+void TSocket::DropAttempts() noexcept {
+  native_->DropAttempts();
 }
 
 void TSocket::SetNoDelay() noexcept {
@@ -181,22 +175,34 @@ void TSocket::SetNoDelay() noexcept {
   setsockopt(native_->socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
 }
 
+void TSocket::FinishSending() noexcept {
+  const std::lock_guard lock(native_->mutex);
+  SetEvent(native_->over);
+  if (native_->socket != INVALID_SOCKET) shutdown(native_->socket, SD_SEND);
+}
+
+// The shutdown makes calls fail that begin later, the cancelling ends those that wait already.
 void TSocket::Abort() noexcept {
-  const std::lock_guard<std::mutex> lock(native_->mutex);
-  native_->aborted = true;
-  SetEvent(native_->abortEvent);
-  native_->Cut();
+  const std::lock_guard lock(native_->mutex);
+  SetEvent(native_->over);
+  if (native_->socket == INVALID_SOCKET) return;
+  shutdown(native_->socket, SD_BOTH);
+  CancelIoEx(reinterpret_cast<HANDLE>(native_->socket.load()), nullptr);
+}
+
+void TSocket::Reset() noexcept {
+  const linger atOnce{1, 0};
+  setsockopt(native_->socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&atOnce), sizeof atOnce);
+  Abort();
 }
 
 std::ptrdiff_t TSocket::Recv(char* buffer, std::size_t size) noexcept {
   const int room = size > INT_MAX ? INT_MAX : static_cast<int>(size);
   const int count = recv(native_->socket, buffer, room, 0);
-  if (native_->aborted) return Fail(WSAECANCELLED);
   return count >= 0 ? count : Fail(WSAGetLastError());
 }
 
 std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
-  if (native_->aborted) return Fail(WSAECANCELLED);
   // There is no "do not wait" for one call here. Only this thread receives, so what is there stays until
   // recv.
   fd_set readable;
@@ -209,16 +215,17 @@ std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
 }
 
 std::ptrdiff_t TSocket::TrySend(const char* bytes, std::size_t size) noexcept {
-  if (native_->aborted) return Fail(WSAECANCELLED);
   const std::ptrdiff_t taken = native_->sender.Send(native_->socket, bytes, size);
   return taken >= 0 ? taken : Fail(WSAGetLastError());
 }
 
 bool TSocket::WaitWritable() noexcept {
-  return native_->sender.WaitIdle(native_->abortEvent) && !native_->aborted;
+  if (native_->sender.WaitIdle(native_->over)) return true;
+  lastError = WSAECANCELLED;
+  return false;
 }
 
-std::string TSocket::LastErrorText() const {
+std::string TSocket::LastErrorText() {
   return SysErrorMessage(lastError);
 }
 

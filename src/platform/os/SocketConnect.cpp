@@ -1,0 +1,58 @@
+// Which address is tried when; the attempts themselves are the system's part.
+#include <algorithm>
+
+#include "platform/os/Clock.h"
+#include "platform/os/ErrorText.h"
+#include "platform/os/Socket.h"
+
+namespace Dova::Os {
+namespace {
+
+constexpr std::int64_t kStaggerNs = 250'000'000;
+constexpr std::size_t kMaxAddresses = 32;
+
+// In the given order, but kinds of address in turns, so that a kind that leads nowhere here costs one stagger
+// and not one for each of its addresses.
+std::vector<TEndpoint> TakeTurns(std::vector<TEndpoint> from) {
+  for (std::size_t i = 1; i < from.size(); ++i) {
+    const auto at = from.begin() + static_cast<std::ptrdiff_t>(i);
+    const auto other =
+        std::find_if(at, from.end(), [&](const TEndpoint& each) { return each.family != at[-1].family; });
+    if (other != from.end()) std::rotate(at, other, other + 1);
+  }
+  from.resize(std::min(from.size(), kMaxAddresses));
+  return from;
+}
+
+}  // namespace
+
+bool TSocket::Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, std::string& error) {
+  int failure = 0;
+  const EAttempt outcome = Race(TakeTurns(to), dueNs, failure);
+  DropAttempts();
+  if (outcome == EAttempt::Made) return true;
+  const std::string last = failure == 0 ? "" : SysErrorMessage(failure);
+  if (outcome == EAttempt::Failed) error = last;
+  if (outcome == EAttempt::TimedOut) error = "connecting timed out" + (last.empty() ? "" : " (" + last + ")");
+  if (outcome == EAttempt::Aborted) error = "given up";
+  return false;
+}
+
+TSocket::EAttempt TSocket::Race(const std::vector<TEndpoint>& to, std::int64_t dueNs, int& failure) {
+  std::int64_t nextNs = INT64_MIN;  // when the next attempt begins
+  for (auto next = to.begin();;) {
+    const std::int64_t now = MonotonicNs();
+    if (now >= dueNs) return EAttempt::TimedOut;
+    const bool last = next == to.end();
+    if (!last && now >= nextNs) {
+      if (Begin(*next++, failure)) nextNs = now + kStaggerNs;
+      continue;
+    }
+    if (last && !IsUnderWay()) return EAttempt::Failed;
+    const EAttempt outcome = Await(last ? dueNs : std::min(dueNs, nextNs), failure);
+    if (outcome == EAttempt::Made || outcome == EAttempt::Aborted) return outcome;
+    if (outcome == EAttempt::Failed) nextNs = now;
+  }
+}
+
+}  // namespace Dova::Os
