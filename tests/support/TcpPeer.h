@@ -3,6 +3,7 @@
 
 #include <asio.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -15,7 +16,7 @@ class TTcpPeer {
 
   std::uint16_t Port() const { return acceptor_.local_endpoint().port(); }
 
-  void Accept() { acceptor_.accept(socket_); }
+  void Accept() { socket_ = acceptor_.accept(); }
 
   void Write(const std::string& bytes) { asio::write(socket_, asio::buffer(bytes)); }
 
@@ -26,6 +27,31 @@ class TTcpPeer {
     bytes.resize(asio::read(socket_, asio::buffer(bytes), ended));
     return bytes;
   }
+
+  // True when the other side has closed, having sent nothing more, before long.
+  bool SeesEnd() {
+    char byte = 0;
+    asio::error_code ended;
+    asio::async_read(socket_, asio::buffer(&byte, 1),
+                     [&](asio::error_code error, std::size_t) { ended = error; });
+    io_.restart();
+    io_.run_for(std::chrono::seconds(10));
+    return ended == asio::error::eof;
+  }
+
+  // Writes until the other side refuses to take more: false when it does not for long.
+  bool IsCutOff() {
+    const std::string bytes(65536, 'x');
+    asio::error_code error;
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!error && std::chrono::steady_clock::now() < until)
+      asio::write(socket_, asio::buffer(bytes), error);
+    return static_cast<bool>(error);
+  }
+
+  void SmallReceiveBuffer() { acceptor_.set_option(asio::socket_base::receive_buffer_size(4096)); }
+
+  void CloseSending() { socket_.shutdown(asio::socket_base::shutdown_send); }
 
   void Close() { socket_.close(); }
 

@@ -70,7 +70,8 @@ bool TCPClient::LetGo() {
     socket = std::exchange(socket_, nullptr);
     queue_.Clear();
   }
-  if (linked) return TFarewells::Begin(socket);
+  // An ending process has no thread left that could read.
+  if (linked && !Os::ProcessIsExiting()) return TFarewells::Begin(socket);
   if (socket) socket->Abort();
   return false;
 }
