@@ -1,10 +1,14 @@
-// How fast results are read: beside one copy and one scan of the same text, and beside the plain way of a
-// string and a vector for each record.
+// How fast results are read: beside an arena that takes one copy of the same text, cuts it in place, and
+// notes where values start; beside one copy and one scan; and beside a string and a vector for each record.
 #include <benchmark/benchmark.h>
 
+#include <emmintrin.h>
+
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +18,10 @@
 namespace {
 
 constexpr int kColumns = 20;
+constexpr char kPlain[] = "";
+constexpr char kWithAttribute[] =
+    "\x04"
+    "DisplayText=Column";
 
 // About 200 bytes, as an order query's: numbers, names, times and empty values.
 std::string Record(int number) {
@@ -39,17 +47,13 @@ std::string Record(int number) {
   return line += '\n';
 }
 
-std::string Text(int records) {
+std::string Text(int records, const std::string& attributes = kWithAttribute, int columns = kColumns,
+                 const std::string& prefix = "Col") {
   std::string text =
       "\x02Orders\x04mkt=2\x04"
       "DisplayText=Orders\n\x03";
-  for (int column = 0; column < kColumns; ++column)
-    text += (column ? "\x01"
-                      "Col"
-                    : "Col") +
-            std::to_string(column) +
-            "\x04"
-            "DisplayText=Column";
+  for (int column = 0; column < columns; ++column)
+    text += (column ? "\x01" : "") + prefix + std::to_string(column) + attributes;
   text += '\n';
   for (int i = 0; i < records; ++i) text += Record(i);
   return text;
@@ -84,6 +88,42 @@ std::deque<TPlainRecord> PlainRecords(const std::string& text) {
   return records;
 }
 
+// The least that a reader does: a copy, cut by NULs, and every value's place, in memory that is there
+// already.
+class TArenaReader {
+ public:
+  std::size_t Read(std::string_view text) {
+    if (text.size() + 64 > bytes_) {
+      bytes_ = text.size() + 64;
+      copy_ = std::make_unique_for_overwrite<char[]>(bytes_);
+      starts_ = std::make_unique_for_overwrite<std::uint32_t[]>(bytes_);
+    }
+    std::size_t count = 0;
+    std::size_t at = 0;
+    for (; at + 16 <= text.size(); at += 16) {
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+      const __m128i cuts = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\x01')),
+                                        _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(copy_.get() + at), _mm_andnot_si128(cuts, bytes));
+      for (auto bits = static_cast<unsigned>(_mm_movemask_epi8(cuts)); bits; bits &= bits - 1)
+        starts_[count++] = static_cast<std::uint32_t>(at) + static_cast<unsigned>(std::countr_zero(bits)) + 1;
+    }
+    for (; at < text.size(); ++at) {
+      const bool cut = text[at] == '\x01' || text[at] == '\n';
+      copy_[at] = cut ? '\0' : text[at];
+      if (cut) starts_[count++] = static_cast<std::uint32_t>(at + 1);
+    }
+    benchmark::DoNotOptimize(copy_.get());
+    benchmark::DoNotOptimize(starts_.get());
+    return count;
+  }
+
+ private:
+  std::unique_ptr<char[]> copy_;
+  std::unique_ptr<std::uint32_t[]> starts_;
+  std::size_t bytes_ = 0;
+};
+
 // Hops from one separator to the next, as a parser that finds them with memchr must.
 std::size_t CountSeparators(const char* text, std::size_t size) {
   std::size_t count = 0;
@@ -109,7 +149,39 @@ void Parse(benchmark::State& state) {
   if (result.Table(0)->RecordsCount() != state.range(0)) state.SkipWithError("wrong number of records");
   SetCounters(state, packet.size());
 }
-BENCHMARK(Parse)->Arg(10)->Arg(50000);
+BENCHMARK(Parse)->Arg(1)->Arg(10)->Arg(50000);
+
+void Arena(benchmark::State& state) {
+  const std::string text = Text(static_cast<int>(state.range(0)));
+  TArenaReader reader;
+  while (state.KeepRunning()) benchmark::DoNotOptimize(reader.Read(text));
+  SetCounters(state, text.size());
+}
+BENCHMARK(Arena)->Arg(1)->Arg(10)->Arg(50000);
+
+// The same, with memory of its own for each text.
+void ArenaAnew(benchmark::State& state) {
+  const std::string text = Text(static_cast<int>(state.range(0)));
+  while (state.KeepRunning()) benchmark::DoNotOptimize(TArenaReader().Read(text));
+  SetCounters(state, text.size());
+}
+BENCHMARK(ArenaAnew)->Arg(10)->Arg(50000);
+
+// A header that has never been seen, without attributes: time follows the number of columns.
+void ParseNewHeader(benchmark::State& state) {
+  std::vector<std::string> packets;
+  for (int i = 0; i < 8; ++i)
+    packets.push_back(
+        Packet(Text(1, kPlain, static_cast<int>(state.range(0)), "C" + std::to_string(i) + "_")));
+  VekApi::VekTaskResult result;
+  for (std::size_t i = 0; state.KeepRunning(); ++i) {
+    const std::string& packet = packets[i % packets.size()];
+    result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
+    benchmark::DoNotOptimize(result.Table(0)->Fields().Field(1));
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(ParseNewHeader)->Arg(10)->Arg(40)->Arg(160)->Arg(640);
 
 void ParseIntoNewResult(benchmark::State& state) {
   const std::string packet = Packet(Text(static_cast<int>(state.range(0))));

@@ -2,7 +2,6 @@
 #define VEKAPI_VEKFIELDS_H
 
 #include <string>
-#include <string_view>
 
 #include "vekapi/VekExport.h"
 #include "vekapi/VekField.h"
@@ -37,11 +36,7 @@ class VEKAPI_EXPORT VekFields {
   const VekField* Field(const std::string& name) const;
 
  private:
-  friend class VekTaskResult;
-
   class VEKAPI_HIDDEN TImpl;
-
-  void Read(std::string_view text);
 
   TImpl* impl_ = nullptr;  // null: no column
 };

@@ -52,7 +52,6 @@ class VEKAPI_EXPORT VekProperties {
 
  private:
   friend class VekFields;
-  friend class VekTaskResult;
 
   VekProperties();
   void Read(std::string_view text);

@@ -12,7 +12,8 @@ namespace VekApi {
 
 // A table of a result: its attributes, its columns, and records of one text for each column.
 //
-// Copies are independent. Any number of threads may read a table that nobody changes.
+// Copies are independent; the copy of a result's table holds the memory of that result. Any number of threads
+// may read a table that nobody changes.
 class VEKAPI_EXPORT VekTable {
  public:
   explicit VekTable(const VekProperties& properties);
@@ -52,7 +53,7 @@ class VEKAPI_EXPORT VekTable {
   EVekAccMkt MktFlag() const;
 
  private:
-  friend class VekTaskResult;
+  friend class TResultBody;
 
   class VEKAPI_HIDDEN TRecords;
 

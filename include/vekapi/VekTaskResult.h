@@ -1,9 +1,8 @@
 #ifndef VEKAPI_VEKTASKRESULT_H
 #define VEKAPI_VEKTASKRESULT_H
 
-#include <cstddef>
+#include <atomic>
 #include <string>
-#include <string_view>
 
 #include "vekapi/VekExport.h"
 #include "vekapi/VekTable.h"
@@ -13,7 +12,8 @@ namespace VekApi {
 
 // The answer to a request: the work id that ties it to the request, the server's text, and the tables in it.
 //
-// Copies are independent. Any number of threads may read a result that nobody changes.
+// Copies are independent and cost next to nothing. Any number of threads may read a result that nobody
+// changes.
 class VEKAPI_EXPORT VekTaskResult {
  public:
   VekTaskResult();
@@ -26,8 +26,8 @@ class VEKAPI_EXPORT VekTaskResult {
 
   // Replaces the whole content by that of a result packet of `length` bytes, of which nothing is read beyond.
   // What is announced longer than the packet is cut; a packet that ends before its work id leaves the result
-  // empty. `packet` must not lie inside this result. Memory of earlier contents is kept for the next ones for
-  // a while. Throws what the allocation of memory throws; the result is then valid, but not whole.
+  // empty. `packet` must not lie inside this result. Throws std::bad_alloc, and std::length_error for texts
+  // near 4 GiB; the result is then empty. Takes up to ten times the memory of the text.
   void Parse(const char* packet, unsigned length, EVekEndian endian);
 
   const std::string& WorkID() const;
@@ -39,19 +39,23 @@ class VEKAPI_EXPORT VekTaskResult {
   unsigned TableCount() const;
 
   // In the order in which the tables came first; null when there is no such table. Pointers live until the
-  // next Parse, an assignment, or the result's end.
+  // next Parse, an assignment, or the result's end. A table's properties and columns are read when it is
+  // first asked for, which may throw std::bad_alloc.
   const VekTable* Table(unsigned index) const;
   const VekTable* Table(const std::string& name) const;
 
  private:
+  friend class VekClientParser;
+  friend struct TTaskResultPeer;  // the tests'
+
   class VEKAPI_HIDDEN TImpl;
-  class VEKAPI_HIDDEN TReader;
 
-  void Clear(std::size_t nextBytes);
-  VekTable& AddTable(std::string_view text);
+  // The same until `over` is set, by any thread: then false, soon, with the result left empty.
+  bool Parse(const char* packet, unsigned length, EVekEndian endian, const std::atomic<bool>& over);
 
-  std::string origResult_;
-  std::string workId_;
+  // Empties the result, and gives back its memory but for a small part that the next Parse can use.
+  void ReleaseMemory();
+
   TImpl* impl_ = nullptr;  // null: nothing was ever parsed
 };
 

@@ -2,8 +2,10 @@
 // C++.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #if defined(__SSE2__) || defined(_M_X64)
 #define VEKAPI_SSE2 1
@@ -60,7 +62,30 @@ inline TByteMarks CopyCutting(const char* text, char* out) {
   return marks;
 }
 
+// How often a byte is in a text of up to kCountedBytes: no count of a lane goes beyond its byte.
+inline constexpr std::size_t kCountedBytes = 16 * 255;
+
+inline std::size_t CountByte(std::string_view text, char byte) {
+  const __m128i wanted = _mm_set1_epi8(byte);
+  __m128i counts = _mm_setzero_si128();
+  std::size_t at = 0;
+  for (; text.size() - at >= 16; at += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+    counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(bytes, wanted));
+  }
+  const __m128i sums = _mm_sad_epu8(counts, _mm_setzero_si128());
+  return static_cast<std::size_t>(
+      _mm_cvtsi128_si64(sums) + _mm_cvtsi128_si64(_mm_srli_si128(sums, 8)) +
+      std::count(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), byte));
+}
+
 #else
+
+inline constexpr std::size_t kCountedBytes = 4096;
+
+inline std::size_t CountByte(std::string_view text, char byte) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), byte));
+}
 
 inline TByteMarks CopyCutting(const char* text, char* out) {
   return CopyCuttingPlainly(text, out);

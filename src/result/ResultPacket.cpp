@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "result/Lines.h"
+
 namespace VekApi {
 namespace {
 
@@ -46,7 +48,7 @@ bool SaysUtf(std::string_view line) {
 
 }  // namespace
 
-TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian) {
+TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian, TWork& work) {
   TResultPacket result;
   if (packet.size() <= kWorkIdLengthAt) return result;
   packet.remove_prefix(kWorkIdLengthAt);
@@ -59,8 +61,8 @@ TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian) {
   if (!TakeTextLength(packet, endian, textLength)) return result;
 
   // The first line end is looked for in all of the packet, also behind a text that is announced too short.
-  const std::size_t lineEnd = packet.find_first_of(std::string_view("\n\0", 2));
-  if (lineEnd == packet.npos || packet[lineEnd] == '\0') return result;
+  const std::size_t lineEnd = LineEnd(packet, 0, work);
+  if (lineEnd == packet.size() || packet[lineEnd] == '\0') return result;
   const std::string_view line = packet.substr(0, lineEnd);
   result.text = packet.substr(0, textLength);
   if (!IsEncodingLine(line)) return result;

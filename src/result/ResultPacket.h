@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "result/TWork.h"
 #include "vekapi/VekTypes.h"
 
 namespace VekApi {
@@ -14,6 +15,6 @@ struct TResultPacket {
 };
 
 // Views into `packet`. What is announced longer than the packet is cut to the bytes that are there.
-TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian);
+TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian, TWork& work);
 
 }  // namespace VekApi

@@ -1,68 +1,114 @@
 #include "result/ResultReader.h"
 
-#include <algorithm>
-
-#include "result/TableRecords.h"
+#include "result/Lines.h"
 
 namespace VekApi {
+namespace {
 
-void VekTaskResult::TReader::Read() {
-  std::size_t at = 0;
-  while (at < text_.size() && text_[at] != '\0') {
-    if (!EndsRecords(text_, at) && table_) {
-      at = OnRecords(at);
-    } else {
-      const std::size_t end = LineEnd(at);
-      const std::string_view rest = text_.substr(at + 1, end - at - 1);
-      if (text_[at] == kTableMark) OnHeader(rest);
-      if (text_[at] == kFieldsMark) OnFields(rest);
-      at = end + 1;
+// How many columns a fields text makes: its names that differ.
+std::uint32_t CountColumns(std::string_view fields, TNameTable& names, TWork& work) {
+  names.Reset(TNameTable::MostNames(fields.size()));
+  std::uint32_t count = 0;
+  for (std::size_t at = 0, end = 0; end != fields.npos; at = end + 1) {
+    end = fields.find(kValueEnd, at);
+    const std::string_view column = fields.substr(at, end - at);
+    const std::string_view name = NameOf(column);
+    std::uint32_t& slot = names.Slot(name, [&](std::uint32_t other) {
+      const std::string_view rest = fields.substr(other);
+      return rest.starts_with(name) &&
+             (rest.size() == name.size() || rest[name.size()] == kValueEnd || rest[name.size()] == kPartEnd);
+    });
+    if (slot == kNone) {
+      slot = static_cast<std::uint32_t>(at);
+      ++count;
     }
-    if (at <= text_.size() && text_[at - 1] == '\0') return;
+    if (work.Spend(column.size() + 1)) break;
   }
+  return count;
 }
 
-// Where the line ends: at a line end, a NUL, or with the text.
-std::size_t VekTaskResult::TReader::LineEnd(std::size_t from) const {
-  const std::string_view line = text_.substr(from, text_.find(kLineEnd, from) - from);
-  return from + std::min(line.find('\0'), line.size());
+}  // namespace
+
+bool TResultReader::Read() {
+  if (!body_.records.Prepare(text_, work_)) return false;
+  for (std::size_t at = 0; at < text_.size() && text_[at] != '\0';) {
+    at = OnLine(at);
+    if (work_.Stopped()) return false;
+  }
+  kept_.Give(body_);
+  return true;
 }
 
-void VekTaskResult::TReader::OnHeader(std::string_view text) {
-  table_ = &result_.AddTable(text);
+std::size_t TResultReader::OnLine(std::size_t at) {
+  if (text_[at] == kTableMark) return OnHeader(at);
+  if (text_[at] == kFieldsMark) return OnFields(at);
+  newHeaderAt_ = kNone;
+  if (table_ != kNone) return Table().columns > 0 ? OnRecords(at) : OnBareRecords(at);
+  const std::size_t next = NextLine(text_, LineEnd(text_, at, work_));
+  work_.Spend(next - at);
+  return next;
+}
+
+std::size_t TResultReader::OnHeader(std::size_t at) {
+  const std::size_t end = LineEnd(text_, at, work_);
+  const std::size_t next = NextLine(text_, end);
+  work_.Spend(next - at);
+  const std::string_view name = NameOf(text_.substr(at + 1, end - at - 1));
+  newHeaderAt_ = kNone;
+  table_ = body_.Find(name);
+  if (table_ != kNone) return next;
+  table_ = body_.Append(static_cast<std::uint32_t>(at + 1), name, end, work_);
+  if (table_ >= TKeptHeaders::kCount || name.empty()) return next;
+  newHeaderAt_ = at;
+  const TKeptHeader* const kept = kept_.Use(text_.substr(at), table_);
+  if (!kept) return next;
+  Table().fieldsAt = static_cast<std::uint32_t>(next + 1);
+  Table().columns = kept->columns;
+  return at + kept->lines.size();
 }
 
 // A table keeps its columns: further ones are those of the unnamed table.
-void VekTaskResult::TReader::OnFields(std::string_view text) {
-  if (!table_ || table_->fields_.Count() > 0) table_ = &result_.AddTable({});
-  table_->fields_.Read(text);
+std::size_t TResultReader::OnFields(std::size_t at) {
+  const std::size_t end = LineEnd(text_, at, work_);
+  const std::size_t next = NextLine(text_, end);
+  if (table_ == kNone || Table().columns > 0) {
+    table_ = body_.Find({});
+    if (table_ == kNone) table_ = body_.Append(kNone, {}, end, work_);
+    newHeaderAt_ = kNone;
+  }
+  Table().fieldsAt = static_cast<std::uint32_t>(at + 1);
+  Table().columns = CountColumns(text_.substr(at + 1, end - at - 1), columnNames_, work_);
+  if (newHeaderAt_ != kNone && next > end)
+    kept_.Keep(text_.substr(newHeaderAt_, next - newHeaderAt_), Table().columns, table_);
+  newHeaderAt_ = kNone;
+  return next;
 }
 
-char* VekTaskResult::TReader::Copy() {
-  if (!copy_) copy_ = arena_.NewText(text_.size() + TRecordCutter::kSlack);
-  return copy_;
+// Records that go on where the last ones ended belong to their run.
+void TResultReader::OpenRun(TTableEntry& table) {
+  std::deque<TRun>& runs = body_.records.runs;
+  const bool goesOn =
+      table.lastRun != kNone && table.lastRun + 1 == runs.size() && runs.back().columns == table.columns;
+  if (!goesOn) body_.records.OpenRun(table.lastRun, table.columns);
 }
 
-std::size_t VekTaskResult::TReader::OnRecords(std::size_t from) {
-  const auto columns = static_cast<std::uint32_t>(table_->fields_.Count());
-  if (columns == 0) return OnBareRecords(from);
-  VekTable::TRecords& records = table_->Records();
-  char* const out = Copy() + from;
-  const std::size_t startsAt = arena_.starts.Size();
-  const std::size_t endsAt = arena_.ends.Size();
-  const std::size_t end = cutter_.Cut(from, columns, out);
-  records.AddRun(arena_, out, end - from, columns, startsAt, endsAt);
-  return end;
+std::size_t TResultReader::OnRecords(std::size_t at) {
+  OpenRun(Table());
+  const std::size_t next = cutter_.Cut(at);
+  Table().lastRun = body_.records.LastRun();
+  return next;
 }
 
-std::size_t VekTaskResult::TReader::OnBareRecords(std::size_t from) {
-  std::size_t rows = 0;
-  std::size_t at = from;
+std::size_t TResultReader::OnBareRecords(std::size_t at) {
+  OpenRun(Table());
+  Table().lastRun = body_.records.LastRun();
+  std::uint32_t& rows = body_.records.runs.back().rows;
   do {
-    at = LineEnd(at) + 1;
+    const std::size_t next = NextLine(text_, LineEnd(text_, at, work_));
     ++rows;
-  } while (!EndsRecords(text_, at) && text_[at - 1] != '\0');
-  table_->Records().AddBare(rows);
+    if (work_.Spend(next - at)) break;
+    at = next;
+  } while (!EndsRecords(text_, at));
   return at;
 }
 

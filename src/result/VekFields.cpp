@@ -1,56 +1,55 @@
 #include "vekapi/VekFields.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "result/NameIndex.h"
+#include "result/NameTable.h"
 #include "result/TextMarks.h"
 
 namespace VekApi {
-namespace {
-
-// Room at once for the columns that an honest server may have put into a text of that length.
-std::size_t LikelyColumns(std::size_t bytes) {
-  return std::min<std::size_t>(bytes / 4 + 1, 64);
-}
-
-}  // namespace
 
 class VekFields::TImpl {
  public:
-  std::size_t Find(std::string_view name) const { return index_.Find(name, columns_); }
-
-  // Adds an empty column, to be kept or dropped once its name is known.
-  VekField& Open() {
-    columns_.push_back(VekField(static_cast<int>(columns_.size()), VekProperties()));
-    return columns_.back();
+  // `text` has no NUL.
+  explicit TImpl(std::string_view text) {
+    names_.Reset(TNameTable::MostNames(text.size()));
+    for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
+      end = text.find(kValueEnd);
+      Add(VekProperties(std::string(text.substr(0, end))));
+      if (end == text.npos) return;
+    }
   }
 
-  void Close() {
-    if (Find(columns_.back().Properties().Name()) == TNameIndex::kNone)
-      index_.Enter(columns_);
-    else
-      columns_.pop_back();
-  }
-
-  void Clear() {
-    columns_.clear();
-    index_.Clear();
-  }
-
-  void Reserve(std::size_t count) {
-    columns_.reserve(count);
-    index_.Reserve(count);
+  const VekField* Find(std::string_view name) const {
+    const std::uint32_t found = names_.Find(name, TIsNamed{columns_, name});
+    return found == kNone ? nullptr : &columns_[found];
   }
 
   const std::vector<VekField>& Columns() const { return columns_; }
 
  private:
+  struct TIsNamed {
+    const std::vector<VekField>& columns;
+    std::string_view name;
+    bool operator()(std::uint32_t index) const { return columns[index].Properties().Name() == name; }
+  };
+
+  void Add(VekProperties&& properties) {
+    const std::string& name = properties.Name();
+    std::uint32_t& slot = names_.Slot(name, TIsNamed{columns_, name});
+    if (slot != kNone) return;
+    const auto index = static_cast<std::uint32_t>(columns_.size());
+    columns_.push_back(VekField(static_cast<int>(index), VekProperties()));
+    columns_.back().Properties() = std::move(properties);
+    slot = index;
+  }
+
   // The application gets columns to read only, so none changes its name.
   std::vector<VekField> columns_;
-  TNameIndex index_;
+  TNameTable names_;
 };
 
 VekFields::VekFields() = default;
@@ -75,24 +74,12 @@ VekFields::~VekFields() {
 }
 
 void VekFields::Clear() {
-  if (impl_) impl_->Clear();
+  delete std::exchange(impl_, nullptr);
 }
 
 void VekFields::SetFields(const std::string& text) {
-  Read(text.c_str());
-}
-
-// `text` has no NUL.
-void VekFields::Read(std::string_view text) {
-  if (!impl_) impl_ = new TImpl;
-  impl_->Clear();
-  impl_->Reserve(LikelyColumns(text.size()));
-  for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
-    end = text.find(kValueEnd);
-    impl_->Open().Properties().Read(text.substr(0, end));
-    impl_->Close();
-    if (end == text.npos) return;
-  }
+  std::unique_ptr<TImpl> columns = std::make_unique<TImpl>(text.c_str());
+  delete std::exchange(impl_, columns.release());
 }
 
 int VekFields::Count() const {
@@ -104,8 +91,7 @@ const VekField* VekFields::Field(int index) const {
 }
 
 const VekField* VekFields::Field(const std::string& name) const {
-  const std::size_t found = impl_ ? impl_->Find(name) : TNameIndex::kNone;
-  return found == TNameIndex::kNone ? nullptr : &impl_->Columns()[found];
+  return impl_ ? impl_->Find(name) : nullptr;
 }
 
 }  // namespace VekApi

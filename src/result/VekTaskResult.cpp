@@ -3,48 +3,67 @@
 #include <memory>
 #include <utility>
 
-#include "platform/os/CodePage.h"
+#include "result/KeptHeaders.h"
+#include "result/ResultBody.h"
 #include "result/ResultPacket.h"
 #include "result/ResultReader.h"
+#include "result/ResultText.h"
 
 namespace VekApi {
 namespace {
 
-// Memory of earlier contents is given back when kIdleParses packets in a row were smaller than a part of it,
-// so that one giant result does not hold its memory for the rest of a session of everyday ones.
-constexpr std::size_t kKeptAnyway = 64 * 1024;
-constexpr std::size_t kIdlePart = 16;
-constexpr unsigned kIdleParses = 8;
+const std::string kNothing;
 
 }  // namespace
+
+class VekTaskResult::TImpl {
+ public:
+  TImpl() = default;
+  // What is kept for the next result stays with the other.
+  TImpl(const TImpl& other) : body_(other.body_) {}
+  TImpl& operator=(const TImpl&) = delete;
+
+  // Null: no content.
+  const TResultBody* Body() const { return body_.Get(); }
+
+  bool Read(std::string_view packet, EVekEndian endian, TWork& work) {
+    Clear();
+    if (!body_) body_ = TBodyRef<TResultBody>(new TResultBody);
+    const TResultPacket read = ReadResultPacket(packet, endian, work);
+    body_->workId = read.workId;
+    return TakeText(read, body_->text, work) && TResultReader(*body_, kept_, work).Read();
+  }
+
+  // A body that copies hold as well is theirs from now on.
+  void Clear() {
+    if (!body_.IsOnlyOne()) {
+      kept_.Forget();
+      body_ = {};
+      return;
+    }
+    kept_.TakeBack(*body_);
+    if (!body_->Clear()) body_ = {};
+  }
+
+ private:
+  TBodyRef<TResultBody> body_;
+  TKeptHeaders kept_;
+};
 
 VekTaskResult::VekTaskResult() = default;
 
 VekTaskResult::VekTaskResult(const VekTaskResult& other)
-    : origResult_(other.origResult_), workId_(other.workId_) {
-  if (!other.impl_) return;
-  auto impl = std::make_unique<TImpl>();
-  for (const VekTable& table : other.impl_->Tables()) impl->Append(VekTable(table));
-  impl_ = impl.release();
-}
+    : impl_(other.impl_ ? new TImpl(*other.impl_) : nullptr) {}
 
 VekTaskResult& VekTaskResult::operator=(const VekTaskResult& other) {
   if (this != &other) *this = VekTaskResult(other);
   return *this;
 }
 
-VekTaskResult::VekTaskResult(VekTaskResult&& other) noexcept
-    : origResult_(std::move(other.origResult_)),
-      workId_(std::move(other.workId_)),
-      impl_(std::exchange(other.impl_, nullptr)) {
-  other.origResult_.clear();
-  other.workId_.clear();
-}
+VekTaskResult::VekTaskResult(VekTaskResult&& other) noexcept : impl_(std::exchange(other.impl_, nullptr)) {}
 
 VekTaskResult& VekTaskResult::operator=(VekTaskResult&& other) noexcept {
   VekTaskResult taken(std::move(other));
-  origResult_.swap(taken.origResult_);
-  workId_.swap(taken.workId_);
   std::swap(impl_, taken.impl_);
   return *this;
 }
@@ -54,60 +73,46 @@ VekTaskResult::~VekTaskResult() {
 }
 
 void VekTaskResult::Parse(const char* packet, unsigned length, EVekEndian endian) {
-  Clear(length);
-  const TResultPacket read = ReadResultPacket(std::string_view(packet, length), endian);
-  workId_ = read.workId;
-  if (!read.isUtf8) {
-    origResult_ = read.text;
-  } else if (!Dova::Os::Utf8ToCodePage950(read.text, origResult_)) {
-    // A conversion that fails leaves the room that was made for it, which reads as no tables.
-    origResult_.assign(read.text.size() * 2, '\0');
-  }
-  if (origResult_.empty()) return;
+  static const std::atomic<bool> kNever{false};
+  Parse(packet, length, endian, kNever);
+}
+
+bool VekTaskResult::Parse(const char* packet, unsigned length, EVekEndian endian,
+                          const std::atomic<bool>& over) {
   if (!impl_) impl_ = new TImpl;
-  TReader(*this).Read();
-}
-
-void VekTaskResult::Clear(std::size_t nextBytes) {
-  origResult_.clear();
-  workId_.clear();
-  if (!impl_) return;
+  TWork work(over);
+  try {
+    if (impl_->Read(std::string_view(packet, length), endian, work)) return true;
+  } catch (...) {
+    impl_->Clear();
+    throw;
+  }
   impl_->Clear();
-  const std::size_t kept = impl_->KeptBytes() + origResult_.capacity();
-  const bool idle = kept > kKeptAnyway && nextBytes < kept / kIdlePart;
-  impl_->idleParses = idle ? impl_->idleParses + 1 : 0;
-  if (impl_->idleParses < kIdleParses) return;
-  delete std::exchange(impl_, nullptr);
-  std::string().swap(origResult_);
+  return false;
 }
 
-// The table that a header text names: properties of a table that is there already are dropped.
-VekTable& VekTaskResult::AddTable(std::string_view text) {
-  VekTable table{VekProperties()};
-  table.properties_.Read(text);
-  const std::size_t found = impl_->Find(table.properties_.Name());
-  return found == TNameIndex::kNone ? impl_->Append(std::move(table)) : impl_->Table(found);
+void VekTaskResult::ReleaseMemory() {
+  if (impl_) impl_->Clear();
 }
 
 const std::string& VekTaskResult::WorkID() const {
-  return workId_;
+  return impl_ && impl_->Body() ? impl_->Body()->workId : kNothing;
 }
 
 const std::string& VekTaskResult::OrigResult() const {
-  return origResult_;
+  return impl_ && impl_->Body() ? impl_->Body()->text : kNothing;
 }
 
 unsigned VekTaskResult::TableCount() const {
-  return impl_ ? static_cast<unsigned>(impl_->Tables().size()) : 0;
+  return impl_ && impl_->Body() ? static_cast<unsigned>(impl_->Body()->tables.size()) : 0;
 }
 
 const VekTable* VekTaskResult::Table(unsigned index) const {
-  return index < TableCount() ? &impl_->Tables()[index] : nullptr;
+  return index < TableCount() ? &impl_->Body()->Table(index) : nullptr;
 }
 
 const VekTable* VekTaskResult::Table(const std::string& name) const {
-  const std::size_t found = impl_ ? impl_->Find(name) : TNameIndex::kNone;
-  return found == TNameIndex::kNone ? nullptr : &impl_->Tables()[found];
+  return TableCount() > 0 ? Table(impl_->Body()->Find(name)) : nullptr;
 }
 
 }  // namespace VekApi

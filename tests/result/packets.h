@@ -2,10 +2,21 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "vekapi/VekTaskResult.h"
 
 namespace results {
+
+// A text in which visible marks stand for control bytes: # header, @ fields, | between values or columns, ;
+// between a name and its pairs, ~ NUL. Lines end as they do.
+inline std::string Bytes(std::string_view visible) {
+  constexpr std::string_view kMarks = "~|#@;";
+  std::string text(visible);
+  for (char& c : text)
+    if (const std::size_t mark = kMarks.find(c); mark != kMarks.npos) c = static_cast<char>(mark);
+  return text;
+}
 
 inline std::string Number(std::size_t number, int bytes, EVekEndian endian) {
   std::string text;
@@ -40,7 +51,8 @@ inline VekApi::VekTaskResult ResultOf(const std::string& text) {
   return result;
 }
 
-// Everything in a result, in a form that can be compared and read.
+// Everything in a result, in a form that can be compared and read: [table](column)/value,value, with | for
+// 0x01.
 inline std::string Describe(const VekApi::VekTable& table) {
   std::string text = "[" + table.Properties().ToString() + "]";
   for (int i = 0; i < table.Fields().Count(); ++i)
@@ -48,8 +60,10 @@ inline std::string Describe(const VekApi::VekTable& table) {
   for (int row = 0; row < table.RecordsCount(); ++row) {
     text += '/';
     for (int column = 0; const char* value = table.RecordField(row, column); ++column)
-      (text += column ? "|" : "") += value;
+      (text += column ? "," : "") += value;
   }
+  for (char& c : text)
+    if (c == '\x01') c = '|';
   return text;
 }
 

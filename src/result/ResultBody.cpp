@@ -1,0 +1,112 @@
+#include "result/ResultBody.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "result/Lines.h"
+#include "result/TableRecords.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::size_t kWalk = 8;  // tables whose names are compared one by one
+constexpr std::size_t kKeptBytes = 256 * 1024;
+constexpr std::size_t kKeptEntries = 1024;  // of tables and runs
+
+}  // namespace
+
+// Properties end with their line, or with the text; their name at the first pair.
+bool TResultBody::IsNamed(const TTableEntry& entry, std::string_view name) const {
+  if (entry.nameAt == kNone) return name.empty();
+  const std::string_view rest = std::string_view(text).substr(entry.nameAt);
+  if (!rest.starts_with(name)) return false;
+  if (rest.size() == name.size()) return true;
+  const char end = rest[name.size()];
+  return end == kPartEnd || end == kLineEnd || end == '\0';
+}
+
+std::uint32_t TResultBody::Find(std::string_view name) const {
+  const auto isNamed = [&](std::uint32_t index) { return IsNamed(tables[index], name); };
+  if (tables.size() > kWalk) return names_.Find(name, isNamed);
+  for (std::uint32_t i = 0; i < tables.size(); ++i)
+    if (isNamed(i)) return i;
+  return kNone;
+}
+
+// An upper bound of the names that the rest of the text brings: names of two bytes and more are counted, for
+// the shorter ones there is room anyway.
+std::size_t TResultBody::MoreNames(std::size_t from, TWork& work) const {
+  std::size_t count = 257;
+  for (std::size_t at = from; (at = text.find(kTableMark, at)) < text.size(); ++at) {
+    const bool isShort = std::string_view(text).substr(at + 1, 2).find(kLineEnd) != text.npos;
+    if (at > 0 && text[at - 1] == kLineEnd && !isShort) ++count;
+    if (work.Spend(at - from + 1)) break;
+    from = at + 1;
+  }
+  return count;
+}
+
+std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, std::size_t from,
+                                  TWork& work) {
+  const auto index = static_cast<std::uint32_t>(tables.size());
+  const auto enter = [&](std::uint32_t number, std::string_view its) {
+    names_.Slot(its, [](std::uint32_t) { return false; }) = number;
+  };
+  if (index == kWalk) {
+    names_.Reset(kWalk + MoreNames(from, work));
+    for (std::uint32_t i = 0; i < index; ++i)
+      enter(i, tables[i].nameAt == kNone ? std::string_view() : NameOf(LineAt(tables[i].nameAt)));
+  }
+  tables.emplace_back(nameAt);
+  if (index >= kWalk) enter(index, name);
+  return index;
+}
+
+std::string_view TResultBody::LineAt(std::uint32_t at) const {
+  const std::string_view rest = std::string_view(text).substr(at);
+  const std::string_view line = rest.substr(0, rest.find(kLineEnd));
+  return line.substr(0, line.find('\0'));
+}
+
+const VekTable& TResultBody::Table(std::uint32_t index) const {
+  const TTableEntry& entry = tables[index];
+  if (const TMadeTable* made = entry.made.load(std::memory_order_acquire)) return made->table;
+  auto made = std::make_unique<TMadeTable>();
+  if (entry.nameAt != kNone) made->table.Properties().SetProperties(std::string(LineAt(entry.nameAt)));
+  if (entry.fieldsAt != kNone) made->table.Fields().SetFields(std::string(LineAt(entry.fieldsAt)));
+  return Adopt(index, std::move(made));
+}
+
+const VekTable& TResultBody::Adopt(std::uint32_t index, std::unique_ptr<TMadeTable> made) const {
+  const TTableEntry& entry = tables[index];
+  made->index = index;
+  if (entry.lastRun != kNone) made->table.Records().Show(*this, entry.lastRun);
+  TMadeTable* other = nullptr;
+  if (!entry.made.compare_exchange_strong(other, made.get(), std::memory_order_acq_rel)) return other->table;
+  TMadeTable* const first = made.release();
+  first->next = made_.load(std::memory_order_relaxed);
+  while (!made_.compare_exchange_weak(first->next, first, std::memory_order_release)) {
+  }
+  return first->table;
+}
+
+std::unique_ptr<TMadeTable> TResultBody::TakeMade() {
+  std::unique_ptr<TMadeTable> first(made_.load(std::memory_order_acquire));
+  if (!first) return nullptr;
+  made_.store(first->next, std::memory_order_relaxed);
+  if (first->table.records_) first->table.records_->Hide();
+  return first;
+}
+
+bool TResultBody::Clear() {
+  const bool isSmall = tables.size() <= kKeptEntries && records.runs.size() <= kKeptEntries &&
+                       records.KeptBytes() + text.capacity() + names_.KeptBytes() <= kKeptBytes;
+  DropMade();
+  text.clear();
+  workId.clear();
+  tables.clear();
+  records.Clear();
+  return isSmall;
+}
+
+}  // namespace VekApi

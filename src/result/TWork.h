@@ -1,0 +1,33 @@
+// Work that can be given up: whoever reads a text says how much of it was read, and learns whether to stop.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+namespace VekApi {
+
+class TWork {
+ public:
+  static constexpr std::size_t kPiece = 64 * 1024;  // bytes between two looks: far less than a millisecond
+
+  explicit TWork(const std::atomic<bool>& over) : over_(over), stopped_(over) {}
+
+  // True when the rest is to be left: once, and from then on.
+  bool Spend(std::size_t bytes) {
+    if (bytes < left_) {
+      left_ -= bytes;
+      return stopped_;
+    }
+    left_ = kPiece;
+    return stopped_ = stopped_ || over_.load(std::memory_order_relaxed);
+  }
+
+  bool Stopped() const { return stopped_; }
+
+ private:
+  const std::atomic<bool>& over_;
+  std::size_t left_ = kPiece;
+  bool stopped_;
+};
+
+}  // namespace VekApi

@@ -1,0 +1,138 @@
+// Results beside a plain reader that does what the format says and nothing more.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "result/packets.h"
+
+namespace {
+
+// Texts are read up to their first NUL, as whole lines.
+class TModel {
+ public:
+  explicit TModel(std::string text) {
+    if (text.find('\n') > text.find('\0')) return;
+    text = text.c_str();
+    for (std::size_t at = 0, end = 0; at < text.size(); at = end + 1) {
+      end = std::min(text.find('\n', at), text.size());
+      OnLine(text.substr(at, end - at));
+    }
+  }
+
+  std::string Describe() const {
+    std::string all;
+    for (const TTable& table : tables_) {
+      all += "[" + table.properties + "]";
+      for (const std::string& column : table.columns) all += "(" + column + ")";
+      all += table.records;
+    }
+    for (char& c : all)
+      if (c == '\x01') c = '|';
+    return all;
+  }
+
+ private:
+  struct TTable {
+    std::string properties;
+    std::vector<std::string> columns;
+    std::string records;
+  };
+
+  static std::string NameOf(const std::string& text) { return text.substr(0, text.find('\x04')); }
+
+  void Open(const std::string& text) {
+    const auto [place, isNew] = numbers_.emplace(NameOf(text), tables_.size());
+    if (isNew) tables_.push_back({VekApi::VekProperties(text).ToString(), {}, {}});
+    table_ = &tables_[place->second];
+  }
+
+  void OnLine(const std::string& line) {
+    if (line[0] == '\x02') return Open(line.substr(1));
+    if (line[0] == '\x03') return SetColumns(line.substr(1));
+    if (table_) AddRecord(line);
+  }
+
+  void SetColumns(const std::string& text) {
+    if (!table_ || !table_->columns.empty()) Open("");
+    table_->columns.clear();
+    std::map<std::string, int> names;
+    for (std::size_t at = 0, end = 0; end != text.npos; at = end + 1) {
+      end = text.find('\x01', at);
+      const std::string column = text.substr(at, end - at);
+      if (names.emplace(NameOf(column), 0).second)
+        table_->columns.push_back(VekApi::VekProperties(column).ToString());
+    }
+  }
+
+  void AddRecord(std::string line) {
+    const std::size_t columns = table_->columns.size();
+    std::size_t cut = 0;
+    for (std::size_t column = 1; column < columns; ++column) {
+      cut = line.find('\x01', cut);
+      if (cut == line.npos) {
+        line.append(columns - column, ',');
+        break;
+      }
+      line[cut] = ',';
+    }
+    table_->records += "/" + (columns ? line : "");
+  }
+
+  std::map<std::string, std::size_t> numbers_;
+  std::deque<TTable> tables_;
+  TTable* table_ = nullptr;
+};
+
+TEST(Model, RandomTextsReadTheSame) {
+  std::mt19937 random(20261121);  // NOLINT: the same texts each time
+  VekApi::VekTaskResult reused;
+  for (int round = 0; round < 10000; ++round) {
+    const std::string marks = round % 2 ? "aabbc##@|;=\n\n" : "abcdefghijklmnopqrst||||#@;\n";
+    std::string text;
+    for (std::size_t length = random() % (round % 50 ? 120 : 5000); text.size() < length;)
+      text += random() % 400 ? marks[random() % marks.size()] : '~';
+    text = results::Bytes("@a\n" + text);
+    const std::string expected = TModel(text).Describe();
+    ASSERT_EQ(Describe(results::ResultOf(text)), expected) << round;
+    results::Parse(reused, results::Packet(text));
+    ASSERT_EQ(Describe(reused), expected) << round;
+  }
+}
+
+// Texts of all lengths around the blocks that are read at once, with every mark at every place.
+TEST(Model, MarksAtEveryPlaceReadTheSame) {
+  for (const std::size_t length : {1u, 62u, 63u, 64u, 65u, 127u, 128u, 130u}) {
+    for (std::size_t at = 0; at < length; ++at) {
+      for (const char mark : {'~', '|', '\n', '#', '@', ';'}) {
+        std::string record(length, 'r');
+        record[at] = mark;
+        const std::string text = results::Bytes("@A|B\n" + record);
+        ASSERT_EQ(Describe(results::ResultOf(text)), TModel(text).Describe()) << length << mark << at;
+      }
+    }
+  }
+}
+
+// More tables, columns, values and records than are found by walking or fit a short number.
+TEST(Model, LargeTextsReadTheSame) {
+  std::string tables;
+  for (int i = 0; i < 900; ++i)
+    tables += "#T" + std::to_string(i % 300) + "\n" + (i < 300 ? "@A|B\n" : "") + std::to_string(i) + "|x\n";
+  std::string columns = "#T\n@";
+  for (int i = 0; i < 70000; ++i) columns += "C" + std::to_string(i % 66000) + "|";
+  const std::string wide(66001, '|');
+  columns +=
+      "\n\n" + wide + "\nx|y\n" + wide + "\n" + wide.substr(0, 40000) + "\n" + wide.substr(0, 30000) + "\n";
+  std::string records = "#T\n@A|B|C\n";
+  for (int i = 0; i < 5000; ++i) records += std::string(static_cast<std::size_t>(i) % 5, '|') + "v\n";
+  for (const std::string& text : {tables, columns, records})
+    ASSERT_TRUE(Describe(results::ResultOf(results::Bytes(text))) == TModel(results::Bytes(text)).Describe())
+        << text.substr(0, 20);
+}
+
+}  // namespace

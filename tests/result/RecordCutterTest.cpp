@@ -1,0 +1,51 @@
+#include "result/RecordCutter.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "result/packets.h"
+
+namespace {
+
+using VekApi::TByteMarks;
+using VekApi::TRecordCutter;
+using VekApi::TRecordStore;
+using VekApi::TWork;
+
+const std::atomic<bool> kNever{false};
+
+TEST(RecordCutter, StopsAtALineThatIsNoRecord) {
+  for (const char* next : {"#T\nx\n", "@A\nx\n", ""}) {
+    for (std::size_t length = 0; length < 200; ++length) {
+      const std::string records = results::Bytes(std::string(length, 'r') + "\n|\n");
+      const std::string text = "head\n" + records + results::Bytes(next);
+      TRecordStore store;
+      TWork work(kNever);
+      ASSERT_TRUE(store.Prepare(text, work));
+      store.OpenRun(VekApi::kNone, 2);
+      ASSERT_EQ(TRecordCutter(text, store, work).Cut(5), 5 + records.size());
+      ASSERT_EQ(store.runs.back().rows, 2u);
+      ASSERT_EQ(store.startsCount, 3u);
+    }
+  }
+}
+
+TEST(RecordCutter, FastAndPlainMarksAgree) {
+  std::mt19937 random(64);  // NOLINT: the same bytes each time
+  for (int round = 0; round < 1000; ++round) {
+    char text[VekApi::kMarkedBytes];
+    for (char& c : text) c = static_cast<char>(random() % 3 ? random() % 12 : random());
+    char fast[VekApi::kMarkedBytes];
+    char plain[VekApi::kMarkedBytes];
+    const TByteMarks a = VekApi::CopyCutting(text, fast);
+    const TByteMarks b = VekApi::CopyCuttingPlainly(text, plain);
+    ASSERT_EQ(a.cuts, b.cuts);
+    ASSERT_EQ(a.lines, b.lines);
+    ASSERT_EQ(a.nuls, b.nuls);
+    ASSERT_EQ(std::string(fast, sizeof fast), std::string(plain, sizeof plain));
+  }
+}
+
+}  // namespace
