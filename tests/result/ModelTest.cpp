@@ -12,6 +12,8 @@
 
 namespace {
 
+using results::Describe;
+
 // Texts are read up to their first NUL, as whole lines.
 class TModel {
  public:
