@@ -15,11 +15,22 @@ struct TMarks {
   std::size_t lines = 0;
 };
 
+// How often a byte in the piece starts a line.
+std::size_t CountLineStarts(std::string_view text, std::size_t from, std::size_t to, char byte) {
+  std::size_t count = 0;
+  for (std::size_t at = from; (at = text.substr(0, to).find(byte, at)) < to; ++at)
+    if (at > 0 && text[at - 1] == kLineEnd) ++count;
+  return count;
+}
+
+// Lines that are no records count as none.
 bool Count(std::string_view text, TWork& work, TMarks& marks) {
-  for (; !text.empty(); text.remove_prefix(std::min(text.size(), kCountedBytes))) {
-    const std::string_view piece = text.substr(0, kCountedBytes);
+  for (std::size_t at = 0; at < text.size(); at += kCountedBytes) {
+    const std::string_view piece = text.substr(at, kCountedBytes);
+    const std::size_t end = at + piece.size();
     marks.values += CountByte(piece, kValueEnd);
     marks.lines += CountByte(piece, kLineEnd);
+    marks.lines -= CountLineStarts(text, at, end, kTableMark) + CountLineStarts(text, at, end, kFieldsMark);
     if (work.Spend(piece.size())) return false;
   }
   return true;

@@ -73,7 +73,7 @@ const VekTable& TResultBody::Table(std::uint32_t index) const {
   if (const TMadeTable* made = entry.made.load(std::memory_order_acquire)) return made->table;
   auto made = std::make_unique<TMadeTable>();
   if (entry.nameAt != kNone) made->table.Properties().SetProperties(std::string(LineAt(entry.nameAt)));
-  if (entry.fieldsAt != kNone) made->table.Fields().SetFields(std::string(LineAt(entry.fieldsAt)));
+  if (entry.columns > 0) made->table.Fields().SetFields(std::string(LineAt(entry.fields)));
   return Adopt(index, std::move(made));
 }
 
@@ -81,6 +81,7 @@ const VekTable& TResultBody::Adopt(std::uint32_t index, std::unique_ptr<TMadeTab
   const TTableEntry& entry = tables[index];
   made->index = index;
   if (entry.lastRun != kNone) made->table.Records().Show(*this, entry.lastRun);
+  if (entry.columns == 0 && entry.fields > 0) made->table.Records().ShowBare(entry.fields);
   TMadeTable* other = nullptr;
   if (!entry.made.compare_exchange_strong(other, made.get(), std::memory_order_acq_rel)) return other->table;
   TMadeTable* const first = made.release();

@@ -27,9 +27,9 @@ struct TMadeTable {
 
 struct TTableEntry {
   mutable std::atomic<TMadeTable*> made{nullptr};
-  std::uint32_t nameAt;            // the header's text; kNone: a fields line made the unnamed table
-  std::uint32_t fieldsAt = kNone;  // the fields' text
-  std::uint32_t columns = 0;
+  std::uint32_t nameAt;       // the header's text; kNone: a fields line made the unnamed table
+  std::uint32_t columns = 0;  // 0: no fields line yet
+  std::uint32_t fields = 0;   // where the fields' text starts; how many records came while there was none
   std::uint32_t lastRun = kNone;
 
   explicit TTableEntry(std::uint32_t at) : nameAt(at) {}

@@ -62,7 +62,7 @@ std::size_t TResultReader::OnHeader(std::size_t at) {
   newHeaderAt_ = at;
   const TKeptHeader* const kept = kept_.Use(text_.substr(at), table_);
   if (!kept) return next;
-  Table().fieldsAt = static_cast<std::uint32_t>(next + 1);
+  Table().fields = static_cast<std::uint32_t>(next + 1);
   Table().columns = kept->columns;
   return at + kept->lines.size();
 }
@@ -76,12 +76,22 @@ std::size_t TResultReader::OnFields(std::size_t at) {
     if (table_ == kNone) table_ = body_.Append(kNone, {}, end, work_);
     newHeaderAt_ = kNone;
   }
-  Table().fieldsAt = static_cast<std::uint32_t>(at + 1);
+  KeepBareRecords();
+  Table().fields = static_cast<std::uint32_t>(at + 1);
   Table().columns = CountColumns(text_.substr(at + 1, end - at - 1), columnNames_, work_);
   if (newHeaderAt_ != kNone && next > end)
     kept_.Keep(text_.substr(newHeaderAt_, next - newHeaderAt_), Table().columns, table_);
   newHeaderAt_ = kNone;
   return next;
+}
+
+// The records that came before the table's first columns get a run of their own.
+void TResultReader::KeepBareRecords() {
+  TTableEntry& table = Table();
+  if (table.columns > 0 || table.fields == 0) return;
+  body_.records.OpenRun(kNone, 0);
+  body_.records.runs.back().rows = table.fields;
+  table.lastRun = body_.records.LastRun();
 }
 
 // Records that go on where the last ones ended belong to their run.
@@ -100,9 +110,7 @@ std::size_t TResultReader::OnRecords(std::size_t at) {
 }
 
 std::size_t TResultReader::OnBareRecords(std::size_t at) {
-  OpenRun(Table());
-  Table().lastRun = body_.records.LastRun();
-  std::uint32_t& rows = body_.records.runs.back().rows;
+  std::uint32_t& rows = Table().fields;
   do {
     const std::size_t next = NextLine(text_, LineEnd(text_, at, work_));
     ++rows;

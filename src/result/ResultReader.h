@@ -26,6 +26,7 @@ class TResultReader {
   std::size_t OnFields(std::size_t at);
   std::size_t OnRecords(std::size_t at);
   std::size_t OnBareRecords(std::size_t at);
+  void KeepBareRecords();
   void OpenRun(TTableEntry& table);
   TTableEntry& Table() { return body_.tables[table_]; }
 

@@ -27,6 +27,11 @@ void VekTable::TRecords::Show(const TResultBody& body, std::uint32_t lastRun) {
   }
 }
 
+void VekTable::TRecords::ShowBare(std::size_t rows) {
+  Hide();
+  shown_ = rows;
+}
+
 void VekTable::TRecords::Hide() {
   constexpr std::size_t kKeptRuns = 16;
   body_ = nullptr;
@@ -45,6 +50,7 @@ const VekTable::TRecords::TShownRun& VekTable::TRecords::RunOf(std::size_t row) 
 
 const char* VekTable::TRecords::Value(std::size_t row, std::size_t column) const {
   if (row < shown_) {
+    if (runs_.empty()) return nullptr;
     const TShownRun& shown = RunOf(row);
     if (column >= shown.run->columns) return nullptr;
     return body_->records.Value(*shown.run, shown.startsEnd, row - shown.firstRow, column);

@@ -30,6 +30,8 @@ class VekTable::TRecords {
   // Shows the runs of a result up to this one, instead of what was shown before. The result outlives this
   // object.
   void Show(const TResultBody& body, std::uint32_t lastRun);
+  // Shows so many records without values.
+  void ShowBare(std::size_t rows);
   void Hide();
 
  private:
