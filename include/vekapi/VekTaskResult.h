@@ -10,6 +10,8 @@
 
 namespace VekApi {
 
+class TLink;
+
 // The answer to a request: the work id that ties it to the request, the server's text, and the tables in it.
 //
 // Copies are independent and cost next to nothing. Any number of threads may read a result that nobody
@@ -45,7 +47,7 @@ class VEKAPI_EXPORT VekTaskResult {
   const VekTable* Table(const std::string& name) const;
 
  private:
-  friend class VekClientParser;
+  friend class TLink;
   friend struct TTaskResultPeer;  // the tests'
 
   class VEKAPI_HIDDEN TImpl;

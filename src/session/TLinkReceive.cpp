@@ -101,8 +101,7 @@ void TLink::OnText(int msgCode, const char* message, std::size_t length) {
 void TLink::OnTaskResult(const char* message, std::size_t length) {
   std::unique_ptr<VekTaskResult> result =
       spareResult_ ? std::move(spareResult_) : std::make_unique<VekTaskResult>();
-  result->Parse(message, static_cast<unsigned>(length), packets_.Cipher().Endian());
-  if (Over()) return;
+  if (!result->Parse(message, static_cast<unsigned>(length), packets_.Cipher().Endian(), over_)) return;
   if (result->WorkID() == "Sgn.Result") {
     OnSgnResult(*result);
   } else {
