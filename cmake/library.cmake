@@ -2,14 +2,14 @@
 # vekapi:         the shared library that is shipped.
 # vekapi_inside:  the same objects as a static library, for tests and benchmarks that look inside.
 if(WIN32)
-  set(os_room win32)
+  set(os_name win32)
 else()
-  set(os_room posix)
+  set(os_name posix)
 endif()
 file(GLOB_RECURSE vekapi_sources CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/src/*.cpp)
 list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
-file(GLOB os_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/os/${os_room}/*.cpp)
+file(GLOB os_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/os/${os_name}/*.cpp)
 
 add_library(vekapi_objects OBJECT ${vekapi_sources} ${os_sources})
 target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")

@@ -22,13 +22,17 @@ configure_preset() {
   }
 }
 
-# Ninja prints one line that it overwrites on a terminal; elsewhere only what a compiler has to say.
+# compile_preset PRESET [TARGET...]: Ninja prints one line that it overwrites on a terminal; elsewhere only what a
+# compiler has to say.
 compile_preset() {
-  local quiet=()
+  local preset=$1 targets=() quiet=()
+  shift
+  (($# == 0)) || targets=(--target "$@")
   [[ -t 1 ]] || quiet=(-- --quiet)
-  cmake --build --preset "$1" --parallel "$(nproc)" "${quiet[@]}"
+  cmake --build --preset "$preset" --parallel "$(nproc)" "${targets[@]}" "${quiet[@]}"
 }
 
+# build_preset PRESET [TARGET...]: everything without targets.
 build_preset() {
-  step "configure $1" configure_preset "$1" && step "build $1" compile_preset "$1"
+  step "configure $1" configure_preset "$1" && step "build $1" compile_preset "$@"
 }

@@ -1,7 +1,7 @@
 # The demo: the simulated server on a free port, and the example clients; one goes through a whole session with it.
 # Over shared memory there is a gateway between them, a process of its own.
 
-simulator= gateway=
+simulator='' gateway=''
 
 # Its exit status is the simulator's; a Windows program cannot be asked to end and is just killed.
 stop_simulator() {
@@ -92,17 +92,18 @@ demo_session() {
   return "$status"
 }
 
-# dev_demo [PRESET] [shm], in any order.
+# dev_demo [PRESET] [shm], in any order. Builds no more than it runs.
 dev_demo() {
-  local preset=linux over='' argument
+  local preset=linux over='' argument programs=(vekapi veksim minimal session)
   for argument in "$@"; do
     if [[ $argument == shm ]]; then over=shm; else preset=$argument; fi
   done
   known_preset "$preset"
-  need_for_build "$preset"
+  [[ -z $over ]] || programs+=(vekgate)
+  need_for_programs "$preset"
   need_for_run "$preset"
   need_install
-  build_preset "$preset" || fail "the build failed"
+  build_preset "$preset" "${programs[@]}" || fail "the build failed"
   launch_as "$preset"
   trap 'stop_gateway; stop_simulator || true; wine_stop || true' EXIT
   step "demo ($preset${over:+, $over}): veksim${over:+, vekgate} and the example clients" demo_session "$preset" $over ||

@@ -25,19 +25,19 @@ with_simulator() {
 
 # The C example outside the build: nothing but the two headers that VekApiC.h consists of, and the library.
 c_alone() {
-  local preset=$1 room=build/$1/alone
-  rm -rf "$room"
-  mkdir -p "$room/include/vekapi"
-  cp include/vekapi/VekApiC.h include/vekapi/VekExport.h "$room/include/vekapi"
-  local flags=(-std=c99 -Wall -Wextra -pedantic -Werror "-I$room/include" -Iexamples/c examples/c/session.c)
+  local preset=$1 alone=build/$1/alone
+  rm -rf "$alone"
+  mkdir -p "$alone/include/vekapi"
+  cp include/vekapi/VekApiC.h include/vekapi/VekExport.h "$alone/include/vekapi"
+  local flags=(-std=c99 -Wall -Wextra -pedantic -Werror "-I$alone/include" -Iexamples/c examples/c/session.c)
   if [[ $preset == windows ]]; then
-    cp build/windows/vekapi.dll "$room"
-    x86_64-w64-mingw32-gcc "${flags[@]}" examples/c/win32/System.c build/windows/vekapi.lib -o "$room/session.exe" || return 1
+    cp build/windows/vekapi.dll "$alone"
+    x86_64-w64-mingw32-gcc "${flags[@]}" examples/c/win32/System.c build/windows/vekapi.lib -o "$alone/session.exe" || return 1
     launch_as windows
-    with_simulator windows "${launcher[@]}" "$room/session.exe"
+    with_simulator windows "${launcher[@]}" "$alone/session.exe"
   else
-    gcc "${flags[@]}" examples/c/posix/System.c "-Lbuild/$preset" -lvekapi -pthread -o "$room/session" || return 1
-    LD_LIBRARY_PATH=build/$preset with_simulator "$preset" "$room/session"
+    gcc "${flags[@]}" examples/c/posix/System.c "-Lbuild/$preset" -lvekapi -pthread -o "$alone/session" || return 1
+    LD_LIBRARY_PATH=build/$preset with_simulator "$preset" "$alone/session"
   fi
 }
 

@@ -45,17 +45,23 @@ need_install() {
   missing=()
 }
 
-# Remembers everything that building a preset takes; all the programs around the library are built with it.
-need_for_build() {
+# Remembers what the library and the programs of the demo take.
+need_for_programs() {
   need cmake "configures the build"
   need ninja-build "runs the build"
   need g++ "native compiler; CMake asks for one in every preset"
-  need googletest "sources of the test framework"
   need libcli11-dev "command lines of the programs"
   need libfmt-dev "text formatting in the programs"
   need libasio-dev "sockets of the simulated server"
-  need nlohmann-json3-dev "JSON in the programs"
   [[ $1 == windows ]] && need g++-mingw-w64-x86-64-posix "cross compiler for Windows"
+  return 0
+}
+
+# Remembers everything that building a preset takes; all the programs around the library are built with it.
+need_for_build() {
+  need_for_programs "$1"
+  need googletest "sources of the test framework"
+  need nlohmann-json3-dev "JSON in the programs"
   [[ $1 != windows && -e bench/CMakeLists.txt ]] && need libbenchmark-dev "the benchmarks are written with it"
   return 0
 }

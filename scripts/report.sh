@@ -16,6 +16,6 @@ step() {
   shift
   say "$text"
   "$@" || status=$?
-  printf '   %s: %s in %s s\n' "$text" "$( ((status)) && echo failed || echo done)" $((SECONDS - start))
+  printf '   %s: %s in %s s\n' "$text" "$( ((status)) && echo failed || echo "done")" $((SECONDS - start))
   return "$status"
 }

@@ -5,13 +5,14 @@ export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:detect_deadlocks=1:second_deadlock_stack=1
 
 wine=
-wine_room() {
-  local room
-  for room in /usr/lib/wine /usr/bin; do
-    [[ -x $room/wine64 ]] && wine=$room/wine64 && break
+# Sets `wine` and what its programs read from the environment. WINEDEBUG may be set from outside, to see more.
+find_wine() {
+  local directory
+  for directory in /usr/lib/wine /usr/bin; do
+    [[ -x $directory/wine64 ]] && wine=$directory/wine64 && break
   done
   [[ -n $wine ]] || fail "no wine64 found"
-  export WINEPREFIX=$root/build/wine WINEDEBUG=-all
+  export WINEPREFIX=$root/build/wine WINEDEBUG=${WINEDEBUG:--all}
   # Nobody is to be asked about a browser engine or a .NET runtime.
   export WINEDLLOVERRIDES="mscoree,mshtml="
 }
@@ -42,16 +43,19 @@ draw_into_memory() {
 
 # The first start writes the prefix, takes seconds and chatters: done once, apart from what is measured and judged.
 first_start() {
+  mkdir -p "$WINEPREFIX"
   : >"$root/build/wine.log"
   stay_started
   draw_into_memory && quiet_wine cmd /c exit 0
 }
 
+# Who has started Wine ends it: the programs below this one find WINE_STARTED set, and leave it running.
 wine_start() {
-  [[ -n $wine ]] && return
-  wine_room
-  mkdir -p "$WINEPREFIX"
+  [[ -z $wine ]] || return 0
+  find_wine
+  [[ -z ${WINE_STARTED:-} ]] || return 0
   step "start Wine" first_start || fail "Wine does not start; see build/wine.log"
+  export WINE_STARTED=1
   trap wine_stop EXIT
 }
 

@@ -1,0 +1,36 @@
+# Libraries of Debian's for what stands around the library (simulator, tools, examples, tests, benchmarks).
+# The cross compiler has its own include root, so the headers that it needs are linked into the build directory.
+# What Asio compiles is compiled once, here, not in each file that includes it.
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/asio.cpp CONTENT "#include <asio/impl/src.hpp>\n")
+add_library(around STATIC ${CMAKE_BINARY_DIR}/generated/asio.cpp)
+target_link_libraries(around PRIVATE vekapi_options)
+target_compile_definitions(around PUBLIC ASIO_STANDALONE ASIO_SEPARATE_COMPILATION)
+if(WIN32)
+  set(headers ${CMAKE_BINARY_DIR}/debian-headers)
+  file(MAKE_DIRECTORY ${headers})
+  foreach(entry asio asio.hpp CLI fmt nlohmann)
+    if(EXISTS /usr/include/${entry})
+      file(CREATE_LINK /usr/include/${entry} ${headers}/${entry} SYMBOLIC)
+    endif()
+  endforeach()
+  target_include_directories(around SYSTEM PUBLIC ${headers})
+  target_link_libraries(around PUBLIC ws2_32 mswsock)
+  # Under Wine 8 completion ports lead to crashes in Asio's send handlers; over select the same tests run clean.
+  target_compile_definitions(around PUBLIC ASIO_DISABLE_IOCP)
+else()
+  target_link_libraries(around PUBLIC Threads::Threads)
+endif()
+
+# Archives, so that the programs need nothing at run time. Debian has fmt's for itself only.
+find_library(VEKAPI_FMT libfmt.a)
+if(VEKAPI_FMT)
+  target_link_libraries(around PUBLIC ${VEKAPI_FMT})
+else()
+  target_compile_definitions(around PUBLIC FMT_HEADER_ONLY)
+endif()
+if(VEKAPI_SANITIZE MATCHES thread)
+  # ThreadSanitizer does not know fences. Asio's are not needed where handlers are queued under a lock, which they are;
+  # about those that stay the compiler would warn.
+  target_compile_definitions(around PUBLIC ASIO_DISABLE_FENCED_BLOCK)
+  target_compile_options(around PUBLIC $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
+endif()

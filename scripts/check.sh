@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# The checks beside the test programs, as CTest runs them:
+#   check.sh --list PRESET    their names
+#   check.sh NAME PRESET      runs one
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+# shellcheck source-path=SCRIPTDIR
+for part in report run demo languages; do source "scripts/$part.sh"; done
+
+# readme_shows FILE: the README's C++ block is that file, to the letter.
+# shellcheck disable=SC2016
+readme_shows() { diff -u <(sed -n '/^```cpp$/,/^```$/{/^```/d;p}' README.md) "$1"; }
+
+all_checks() {
+  [[ $1 != linux ]] || check readme_example readme_shows examples/cpp/minimal.cpp
+  check demo demo_session "$1"
+  check demo-shm demo_session "$1" shm
+  check_languages "$1"
+}
+
+if [[ ${1:-} == --list ]]; then
+  check() { echo "$1"; }
+  all_checks "${2:-}"
+  exit
+fi
+
+wanted=${1:-} status=1 found=
+check() {
+  [[ $1 == "$wanted" ]] || return 0
+  found=1 status=0
+  shift
+  ("$@") || status=$?
+}
+all_checks "${2:-}"
+[[ -n $found ]] || fail "no check of this name: $wanted"
+exit "$status"

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# wine.sh PROGRAM [ARGUMENT...]: runs a Windows program under 64-bit Wine with the prefix in build/wine, which is made
+# first if there is none.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$root/scripts/report.sh"
+source "$root/scripts/run.sh"
+
+find_wine
+if [[ ! -e $WINEPREFIX/user.reg ]]; then
+  mkdir -p "$root/build"
+  first_start || fail "Wine does not start; see build/wine.log"
+fi
+exec "$wine" "$@"

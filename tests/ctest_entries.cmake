@@ -1,0 +1,38 @@
+# What CTest runs, by label:
+#   case     one entry a test, found by asking the programs
+#   program  one entry a program, with `ctest -C programs` only: for systems where starting processes costs more
+#            than most tests. Use with -L, or every test runs twice.
+#   check    the demo, the languages: scripts/check.sh
+# Each GoogleTest run leaves its XML report in test-results, under the entry's name. Paths are relative, as Windows
+# programs have their own idea of absolute ones.
+set(test_timeout 300)
+
+function(add_ctest_entries name)
+  gtest_discover_tests(test_${name}
+    DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 NO_PRETTY_TYPES NO_PRETTY_VALUES
+    TEST_PREFIX ${name}. XML_OUTPUT_DIR test-results WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+    PROPERTIES LABELS case TIMEOUT ${test_timeout})
+  add_test(NAME ${name} CONFIGURATIONS programs WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+    COMMAND test_${name} --gtest_output=xml:test-results/${name}.xml)
+  set_tests_properties(${name} PROPERTIES LABELS program TIMEOUT ${test_timeout})
+  # For the report: a program without any test has no entry.
+  set_property(GLOBAL APPEND_STRING PROPERTY vekapi_test_programs "${name}\n")
+endfunction()
+
+# The scripts know builds by their preset's name.
+function(add_ctest_checks)
+  get_property(programs GLOBAL PROPERTY vekapi_test_programs)
+  file(WRITE ${CMAKE_BINARY_DIR}/test-programs.txt "${programs}")
+  get_filename_component(preset ${CMAKE_BINARY_DIR} NAME)
+  if(NOT CMAKE_BINARY_DIR STREQUAL "${CMAKE_SOURCE_DIR}/build/${preset}")
+    return()
+  endif()
+  set(script ${CMAKE_SOURCE_DIR}/scripts/check.sh)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${script} ${CMAKE_SOURCE_DIR}/scripts/languages.sh)
+  execute_process(COMMAND bash ${script} --list ${preset} OUTPUT_VARIABLE checks COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX MATCHALL "[^\n]+" checks "${checks}")
+  foreach(check ${checks})
+    add_test(NAME check.${check} COMMAND bash ${script} ${check} ${preset})
+    set_tests_properties(check.${check} PROPERTIES LABELS check TIMEOUT ${test_timeout})
+  endforeach()
+endfunction()
