@@ -67,7 +67,8 @@ struct TSocket::TNative {
   // else.
   TMutex mutex;
   HANDLE over = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // nothing more is to be sent
-  WSAEVENT connected = WSA_INVALID_EVENT;                     // one of the attempts has come to something
+  std::atomic<bool> aborted{false};
+  WSAEVENT connected = WSA_INVALID_EVENT;  // one of the attempts has come to something
   std::vector<SOCKET> attempts;
   TOverlappedSend sender;
 
@@ -184,6 +185,7 @@ void TSocket::FinishSending() noexcept {
 // The shutdown makes calls fail that begin later, the cancelling ends those that wait already.
 void TSocket::Abort() noexcept {
   const std::lock_guard lock(native_->mutex);
+  native_->aborted = true;
   SetEvent(native_->over);
   if (native_->socket == INVALID_SOCKET) return;
   shutdown(native_->socket, SD_BOTH);
@@ -203,6 +205,7 @@ std::ptrdiff_t TSocket::Recv(char* buffer, std::size_t size) noexcept {
 }
 
 std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
+  if (native_->aborted) return Fail(WSAECANCELLED);
   // There is no "do not wait" for one call here. Only this thread receives, so what is there stays until
   // recv.
   fd_set readable;
