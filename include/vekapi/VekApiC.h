@@ -188,6 +188,33 @@ enum {
   cvcs_ApReady = 3         // signed on; requests may be sent
 };
 
+// Codes of messages. Requests are sent with the first two; the others come, as OnVekRequestAckEvent and
+// OnVekReportEvent.
+enum {
+  cvmc_TaskResult = 128,  // a query, and its answer; paced by the rate that the server gave at sign-on
+  cvmc_RequestAck = 129,  // a request, and its acknowledgement
+  cvmc_Report = 130,
+  cvmc_RequestAck2 = 131  // another acknowledgement
+};
+
+// The reasons that the library itself gives in OnVekConnectEvent and OnVekChgPassResultEvent
+// (CVekApi_ReasonOf).
+enum {
+  cvre_Other = 0,             // the words of the server or of the system, or none
+  cvre_Disconnect = 1,        // CVekClient_Disconnect was called
+  cvre_HeartbeatTimeout = 2,  // with cvcs_HeartbeatTimeout
+  cvre_UnknownServer = 3,     // with cvcs_UnknownServer
+  cvre_BadPacketLength = 4,   // with cvcs_LinkBroken: what came was no stream of packets
+  cvre_LongMessage = 5,       // with cvcs_LinkBroken: a message had more pieces than any may have
+  cvre_BadSetting = 6,        // with cvcs_LinkError: nothing can be made of the setting
+  cvre_BadApName = 7,         // with cvcs_LinkError: the application name is too long
+  cvre_SignOnTooLong = 8,     // with cvcs_SgnError: identity and password are too long together
+  cvre_ChgPassTooLong = 9     // of CVekClient_ChgPass: its texts are too long together
+};
+
+// cvre_..., by the whole text; cvre_Other for null.
+VEKAPI_FLAT int CVekApi_ReasonOf(const char* reason);
+
 // Callbacks of a client.
 //
 // `client` is the address of a temporary handle to the client, `user` what CVekClient_Create was given. That
@@ -275,6 +302,11 @@ VEKAPI_FLAT void CVekClient_Disconnect(CVekClient* client);
 // in it. To be read in callbacks, or while no sign-on can be under way.
 VEKAPI_FLAT CVekTaskResult CVekClient_SgnResult(const CVekClient* client);
 
+// Name and version of the server, such as "GW.2.0.1.15"; "" while not connected, null for a null handle. The
+// text lives until the callback returns inside which it was asked for; else to be read, and lent, as
+// CVekClient_SgnResult says.
+VEKAPI_FLAT const char* CVekClient_ServerName(const CVekClient* client);
+
 // Asks the server to change a password; the answer comes as OnVekChgPassResultEvent. False when not
 // connected, when the link took nothing, or when the texts have more than 4091 bytes together. A null `user`
 // gives false; null passwords are empty ones. Each text may have up to 255 bytes.
@@ -294,6 +326,10 @@ VEKAPI_FLAT bool CVekClient_SendPk(CVekClient* client, char* packet, int length)
 // of it went. Code 128 is a query, and false too when the rate that the server gave at sign-on is used up:
 // nothing was touched then, and the same buffer may be tried again a little later.
 VEKAPI_FLAT bool CVekClient_SendVekRequest(CVekClient* client, int msgCode, char* buffer, unsigned length);
+
+// The same with cvmc_TaskResult, telling how long to wait: 0 when it was sent, the milliseconds until the
+// rate allows it (nothing was touched), or -1 when it was not sent, and waiting will not help.
+VEKAPI_FLAT int CVekClient_SendVekQueryRequest(CVekClient* client, char* buffer, unsigned length);
 
 // ---------------------------------------------------------------------------------------------------------
 // Flow-control gate: paces requests of code 129, at most so many within so many milliseconds as the server
@@ -318,6 +354,15 @@ typedef struct CVekFlowCtrlCallbacks {
 // A new gate, which belongs to the caller; everything may go until it is configured. The table is copied;
 // null counts as one with a null entry.
 VEKAPI_FLAT CVekFlowCtrl CVekFlowCtrl_Create(const CVekFlowCtrlCallbacks* callbacks, void* user);
+
+// As CVekFlowCtrl_Create, for a gate whose callback runs on the calling thread, when that runs its message
+// loop (see there), without any lock held. It may do everything: connect, disconnect and delete clients, and
+// delete the gate. A null handle when the thread can have no window (or there is no memory).
+//
+// Openings that come before the callback has run are one. By then another thread may have taken the place: a
+// callback that finds the gate closed (CVekFlowCtrl_CheckFlowCtrl) calls CVekFlowCtrl_StartCheckTimer again.
+VEKAPI_FLAT CVekFlowCtrl CVekFlowCtrl_Create_OnMessageLoop(const CVekFlowCtrlCallbacks* callbacks,
+                                                           void* user);
 
 // Waits for a callback that is running on another thread; none comes afterwards. Nobody else may use the gate
 // any more, or hold its lock.
@@ -362,6 +407,22 @@ typedef struct CVekFlowCtrlSender {
 // goes at once.
 VEKAPI_FLAT CVekFlowCtrlSender CVekFlowCtrlSender_Create(CVekClient* client);
 
+// What a sender tells the thread that created it, since it told the last time: how many requests the link has
+// taken, and how many it has refused. Comes when held ones have been sent, and when any was refused.
+// `sender` is the address of a temporary handle, valid until the callback returns, which may do everything.
+typedef void (*CVekOnFlowCtrlSenderSent)(CVekFlowCtrlSender* sender, void* user, unsigned sent,
+                                         unsigned refused);
+
+typedef struct CVekFlowCtrlSenderCallbacks {
+  CVekOnFlowCtrlSenderSent OnVekFlowCtrlSenderSent;  // may be null
+} CVekFlowCtrlSenderCallbacks;
+
+// As CVekFlowCtrlSender_Create, with a callback on the calling thread, when that runs its message loop. What
+// the sender holds goes when the rate allows it, as with every sender, whether the thread runs its loop or
+// not. A null handle when the thread can have no window (or there is no memory).
+VEKAPI_FLAT CVekFlowCtrlSender CVekFlowCtrlSender_Create_OnMessageLoop(
+    CVekClient* client, const CVekFlowCtrlSenderCallbacks* callbacks, void* user);
+
 // Drops what is held without sending it; otherwise as CVekFlowCtrl_Delete.
 VEKAPI_FLAT void CVekFlowCtrlSender_Delete(CVekFlowCtrlSender* sender);
 
@@ -373,6 +434,21 @@ VEKAPI_FLAT int CVekFlowCtrlSender_IsFlowCfg(const CVekFlowCtrlSender* sender);
 
 // Requests held.
 VEKAPI_FLAT unsigned CVekFlowCtrlSender_PendingCount(const CVekFlowCtrlSender* sender);
+
+// Sends what is held and may go now, and sees to the rest later.
+VEKAPI_FLAT void CVekFlowCtrlSender_CheckPending(CVekFlowCtrlSender* sender);
+
+// Drops what is held; returns how many requests that were. None of them has been sent, or will be.
+VEKAPI_FLAT unsigned CVekFlowCtrlSender_DropPending(CVekFlowCtrlSender* sender);
+
+// Takes the oldest request that is held out of the sender, unsent: copies its text into `buffer`, which has
+// room for `size` bytes, without a NUL behind it. Returns the length of the text, 0 when nothing is held. A
+// text that is longer than `size` stays where it is, and nothing is copied.
+VEKAPI_FLAT unsigned CVekFlowCtrlSender_TakePending(CVekFlowCtrlSender* sender, char* buffer, unsigned size);
+
+// Requests that the link refused, since the sender was created: they were not sent, and are not held. There
+// was no session, its send queue was full, or there was no memory.
+VEKAPI_FLAT unsigned CVekFlowCtrlSender_RefusedCount(const CVekFlowCtrlSender* sender);
 
 // To be called with what OnVekRequestAckEvent brought: counts the acknowledged requests of code 129, may send
 // held ones. Other codes and a null text are ignored.

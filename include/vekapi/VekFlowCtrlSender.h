@@ -38,6 +38,17 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   // How many requests are held.
   unsigned PendingCount() const;
 
+  // Requests that the link refused since the sender was made: they were not sent, and are not held.
+  unsigned RefusedCount() const;
+
+  // Takes everything that is held out of the sender, oldest first; none of it will be sent. To be called when
+  // a session has ended whose orders must not go into the next one.
+  std::deque<std::string> TakePending();
+
+  // The same for the oldest one: copies its text into `buffer`. Answers its length, 0 when nothing is held. A
+  // text longer than `size` stays where it is, and nothing is copied.
+  unsigned TakePending(char* buffer, unsigned size);
+
   // One request. True when nothing is held when the call returns; false when something is, or when the length
   // is below 6, which does nothing.
   bool SendVekRequest(char* buffer, unsigned length);
@@ -55,7 +66,7 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
 
   bool Holding() const { return sending_ || !pending_.empty(); }
   void CheckWhenHolding();
-  void Send(char* buffer, std::size_t length);
+  void Send(char* buffer, std::size_t length, unsigned requests);
   void Hold(const char* first, const char* last);
   void AppendRequests(const char* first, const char* last);
   unsigned Internal_SendVekRequests(const std::deque<std::string>& requests);
@@ -64,6 +75,7 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   VekClient& client_;
   std::deque<std::string> pending_;
   std::string batch_;
+  unsigned refused_ = 0;
   bool sending_ = false;
 };
 

@@ -65,6 +65,10 @@ CVekTaskResult CVekClient_SgnResult(const CVekClient* client) {
   return Ask(client, {}, [](auto& object) { return CVekTaskResult{&object.Client().SgnResult()}; });
 }
 
+const char* CVekClient_ServerName(const CVekClient* client) {
+  return Ask(client, nullptr, [](auto& object) { return object.Client().ServerName().c_str(); });
+}
+
 bool CVekClient_ChgPass(CVekClient* client, const char* user, const char* oldPassword,
                         const char* newPassword) {
   if (!user) return false;
@@ -86,4 +90,9 @@ bool CVekClient_SendPk(CVekClient* client, char* packet, int length) {
 bool CVekClient_SendVekRequest(CVekClient* client, int msgCode, char* buffer, unsigned length) {
   return buffer && Ask(client, false,
                        [=](auto& object) { return object.Client().SendVekRequest(msgCode, buffer, length); });
+}
+
+int CVekClient_SendVekQueryRequest(CVekClient* client, char* buffer, unsigned length) {
+  if (!buffer) return -1;
+  return Ask(client, -1, [=](auto& object) { return object.Client().SendVekQueryRequest(buffer, length); });
 }

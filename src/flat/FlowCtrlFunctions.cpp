@@ -10,6 +10,10 @@ CVekFlowCtrl CVekFlowCtrl_Create(const CVekFlowCtrlCallbacks* callbacks, void* u
       [=] { return new VekApiC_FlowCtrl(callbacks ? *callbacks : CVekFlowCtrlCallbacks{}, user); });
 }
 
+CVekFlowCtrl CVekFlowCtrl_Create_OnMessageLoop(const CVekFlowCtrlCallbacks* /*callbacks*/, void* /*user*/) {
+  return {};
+}
+
 void CVekFlowCtrl_Delete(CVekFlowCtrl* gate) {
   VekFlowCtrl* const object = VekApi::Flat::ObjectOf(gate);
   if (!object) return;

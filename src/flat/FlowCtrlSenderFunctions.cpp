@@ -21,6 +21,12 @@ CVekFlowCtrlSender CVekFlowCtrlSender_Create(CVekClient* client) {
   });
 }
 
+CVekFlowCtrlSender CVekFlowCtrlSender_Create_OnMessageLoop(CVekClient* /*client*/,
+                                                           const CVekFlowCtrlSenderCallbacks* /*callbacks*/,
+                                                           void* /*user*/) {
+  return {};
+}
+
 void CVekFlowCtrlSender_Delete(CVekFlowCtrlSender* sender) {
   CVekFlowCtrl gate = AsGate(sender);
   if (!gate.object) return;
@@ -39,6 +45,23 @@ int CVekFlowCtrlSender_IsFlowCfg(const CVekFlowCtrlSender* sender) {
 
 unsigned CVekFlowCtrlSender_PendingCount(const CVekFlowCtrlSender* sender) {
   return Ask(sender, 0, [](auto& object) { return object.PendingCount(); });
+}
+
+void CVekFlowCtrlSender_CheckPending(CVekFlowCtrlSender* sender) {
+  Do(sender, [](auto& object) { object.StartCheckTimer(); });
+}
+
+unsigned CVekFlowCtrlSender_DropPending(CVekFlowCtrlSender* sender) {
+  return Ask(sender, 0, [](auto& object) { return static_cast<unsigned>(object.TakePending().size()); });
+}
+
+unsigned CVekFlowCtrlSender_TakePending(CVekFlowCtrlSender* sender, char* buffer, unsigned size) {
+  if (!buffer) return 0;
+  return Ask(sender, 0, [=](auto& object) { return object.TakePending(buffer, size); });
+}
+
+unsigned CVekFlowCtrlSender_RefusedCount(const CVekFlowCtrlSender* sender) {
+  return Ask(sender, 0, [](auto& object) { return object.RefusedCount(); });
 }
 
 void CVekFlowCtrlSender_AckParser(CVekFlowCtrlSender* sender, int code, const char* text) {

@@ -1,5 +1,7 @@
 #include "vekapi/VekFlowCtrlSender.h"
 
+#include <utility>
+
 #include "protocol/RequestPrefix.h"
 #include "vekapi/VekClient.h"
 
@@ -16,11 +18,32 @@ unsigned VekFlowCtrlSender::PendingCount() const {
   return static_cast<unsigned>(pending_.size());
 }
 
+unsigned VekFlowCtrlSender::RefusedCount() const {
+  const VekFlowCtrlLocker lock(*this);
+  return refused_;
+}
+
+std::deque<std::string> VekFlowCtrlSender::TakePending() {
+  const VekFlowCtrlLocker lock(*this);
+  return std::exchange(pending_, {});
+}
+
+unsigned VekFlowCtrlSender::TakePending(char* buffer, unsigned size) {
+  const VekFlowCtrlLocker lock(*this);
+  if (pending_.empty()) return 0;
+  const std::string& oldest = pending_.front();
+  const auto length = static_cast<unsigned>(oldest.size());
+  if (length > size) return length;
+  oldest.copy(buffer, size);
+  pending_.pop_front();
+  return length;
+}
+
 bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
   if (length <= kPrefixBytes) return false;
   const VekFlowCtrlLocker lock(*this);
   if (!Holding() && CheckFlowCtrl() == 0) {
-    Send(buffer, length);
+    Send(buffer, length, 1);
     CheckWhenHolding();
     return pending_.empty();
   }
@@ -49,7 +72,7 @@ unsigned VekFlowCtrlSender::Internal_SendVekRequests(const std::deque<std::strin
     if (i != 0) batch_ += '\n';
     batch_ += requests[i];
   }
-  Send(batch_.data(), batch_.size());
+  Send(batch_.data(), batch_.size(), static_cast<unsigned>(count));
   return static_cast<unsigned>(count);
 }
 
@@ -68,9 +91,9 @@ void VekFlowCtrlSender::CheckWhenHolding() {
 // A messenger may bring the answer before its Send returns, and with it this gate's free event, or a handler
 // that sends: these find `sending_` set and leave what is held, and the buffer of batches, alone. Everything
 // that calls this looks at what is held afterwards.
-void VekFlowCtrlSender::Send(char* buffer, std::size_t length) {
+void VekFlowCtrlSender::Send(char* buffer, std::size_t length, unsigned requests) {
   sending_ = true;
-  client_.SendVekRequestImpl(PkRequestAck, buffer, static_cast<unsigned>(length));
+  if (!client_.SendVekRequestImpl(PkRequestAck, buffer, static_cast<unsigned>(length))) refused_ += requests;
   sending_ = false;
 }
 

@@ -58,7 +58,7 @@ unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
     }
     toSend = static_cast<std::size_t>(pairs.Last() - buffer);
   }
-  if (count != 0) Send(buffer, toSend);
+  if (count != 0) Send(buffer, toSend, count);
   CheckWhenHolding();
   return count;
 }

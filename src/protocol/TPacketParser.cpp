@@ -5,12 +5,6 @@
 #include "protocol/RequestPrefix.h"
 
 namespace VekApi {
-namespace {
-
-constexpr char kBadPacketLength[] = "Invalid packet length";
-constexpr char kMessageTooLong[] = "Message too long";
-
-}  // namespace
 
 void TPacketParser::Clear() {
   std::string().swap(bigPkBuf_);

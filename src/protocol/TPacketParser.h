@@ -33,6 +33,10 @@ class TPacketEvents {
 // announces less than its own header, or a message beyond its bound, breaks the stream.
 class TPacketParser {
  public:
+  // Why a stream is none.
+  static constexpr char kBadPacketLength[] = "Invalid packet length";
+  static constexpr char kMessageTooLong[] = "Message too long";
+
   explicit TPacketParser(TPacketEvents& events) : events_(events) {}
 
   // How what follows is scrambled, and its byte order.

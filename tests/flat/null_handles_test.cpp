@@ -34,6 +34,7 @@ const CVekField* const kNoField = nullptr;
 
 const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekApi_FreeBSTR", [] { return CVekApi_FreeBSTR(nullptr), true; }},
+    {"CVekApi_ReasonOf", [] { return CVekApi_ReasonOf(nullptr) == cvre_Other; }},
     {"CVekApi_Version", [] { return *CVekApi_Version() != '\0'; }},
     {"CstrToBSTR", [] { return CstrToBSTR(nullptr) == nullptr; }},
 
@@ -59,6 +60,8 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekClient_IsSessionConnected", ANSWER(CVekClient, CVekClient_IsSessionConnected(h), false)},
     {"CVekClient_SendPk", ANSWER(CVekClient, CVekClient_SendPk(h, buffer, 16), false)},
     {"CVekClient_SendVekRequest", ANSWER(CVekClient, CVekClient_SendVekRequest(h, 129, buffer, 16), false)},
+    {"CVekClient_SendVekQueryRequest", ANSWER(CVekClient, CVekClient_SendVekQueryRequest(h, buffer, 16), -1)},
+    {"CVekClient_ServerName", NULL_RESULT(CVekClient, CVekClient_ServerName(h))},
     {"CVekClient_SgnResult", NULL_HANDLE(CVekClient, CVekClient_SgnResult(h))},
     {"CVekClient_State", ANSWER(CVekClient, CVekClient_State(h), 0)},
 
@@ -77,6 +80,7 @@ const std::map<std::string, std::function<bool()>> kWalk = {
        CVekFlowCtrl_Delete(&gate);
        return made && !gate.object;
      }},
+    {"CVekFlowCtrl_Create_OnMessageLoop", [] { return true; }},
     {"CVekFlowCtrl_Delete", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Delete(h))},
     {"CVekFlowCtrl_IsFlowCfg", ANSWER(CVekFlowCtrl, CVekFlowCtrl_IsFlowCfg(h), false)},
     {"CVekFlowCtrl_Lock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Lock(h))},
@@ -87,6 +91,13 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekFlowCtrl_Unlock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Unlock(h))},
 
     {"CVekFlowCtrlSender_AckParser", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_AckParser(h, 129, "a"))},
+    {"CVekFlowCtrlSender_CheckPending", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_CheckPending(h))},
+    {"CVekFlowCtrlSender_Create_OnMessageLoop",
+     NULL_HANDLE(CVekClient, CVekFlowCtrlSender_Create_OnMessageLoop(h, nullptr, nullptr))},
+    {"CVekFlowCtrlSender_DropPending", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_DropPending(h), 0u)},
+    {"CVekFlowCtrlSender_RefusedCount", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_RefusedCount(h), 0u)},
+    {"CVekFlowCtrlSender_TakePending",
+     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_TakePending(h, buffer, 16), 0u)},
     {"CVekFlowCtrlSender_Create", NULL_HANDLE(CVekClient, CVekFlowCtrlSender_Create(h))},
     {"CVekFlowCtrlSender_Delete", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_Delete(h))},
     {"CVekFlowCtrlSender_IsFlowCfg", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_IsFlowCfg(h), 0)},
