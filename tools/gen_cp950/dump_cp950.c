@@ -1,12 +1,10 @@
 /* Prints what Windows makes of code page 950, for make_cp950_tables.py. Runs on Windows or under Wine.
  *   W uuuu bytes      one UTF-16 unit to code page 950
- *   B bytes units     one or two bytes of code page 950 to UTF-16
- *   U bytes bytes     UTF-8 read from standard input (a line of hex digits each) to code page 950 */
+ *   B bytes units     one or two bytes of code page 950 to UTF-16 */
 #include <stdio.h>
-#include <string.h>
 #include <windows.h>
 
-enum { kBig5 = 950, kRoom = 4096 };
+enum { kBig5 = 950 };
 
 static void PutHex(const unsigned char* bytes, int count) {
   for (int i = 0; i < count; ++i) printf("%02X", bytes[i]);
@@ -46,33 +44,8 @@ static void DumpAllBytes(void) {
   }
 }
 
-static void ConvertUtf8(const char* utf8, int size) {
-  WCHAR wide[kRoom];
-  char big5[2 * kRoom];
-  const int units = MultiByteToWideChar(CP_UTF8, 0, utf8, size, wide, kRoom);
-  const int bytes = WideCharToMultiByte(kBig5, 0, wide, units, big5, sizeof big5, NULL, NULL);
-  printf("U ");
-  PutHex((const unsigned char*)utf8, size);
-  printf(" ");
-  PutHex((unsigned char*)big5, bytes);
-  printf("\n");
-}
-
-static void ConvertLines(void) {
-  char line[2 * kRoom];
-  while (fgets(line, sizeof line, stdin)) {
-    char utf8[kRoom];
-    int size = 0;
-    unsigned byte;
-    for (const char* at = line; size < kRoom && sscanf(at, "%2x", &byte) == 1; at += 2)
-      utf8[size++] = (char)byte;
-    if (size > 0) ConvertUtf8(utf8, size);
-  }
-}
-
 int main(void) {
   DumpUnits();
   DumpAllBytes();
-  ConvertLines();
   return 0;
 }

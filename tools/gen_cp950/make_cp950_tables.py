@@ -6,7 +6,6 @@ DUMP.EXE is dump_cp950.c built for Windows (x86_64-w64-mingw32-gcc -O2 dump_cp95
 starts it where that is not Windows, such as wine64. Writes src/platform/os/posix/cp950_table.inc and
 tests/os/code_page_expected.inc.
 """
-import itertools
 import pathlib
 import platform
 import subprocess
@@ -16,27 +15,10 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 HEAD = "// Made by tools/gen_cp950/make_cp950_tables.py from what the API of {} answers. Not to be edited.\n"
 NO_CHARACTER = 0x3F  # "?", which stands as 0 in the tables, since most cells hold it
 
-# One byte of each kind that UTF-8 tells apart; all sequences of up to three of them, and all of four that start with
-# one that announces four bytes, are ill-formed in every way there is, or well-formed at a border.
-KINDS = bytes.fromhex("00417F80 8F909FA0BF C1C2DF E0E1EDEF F0F1F4 F5FF".replace(" ", ""))
-LONG_LEADS = bytes.fromhex("F0F1F4")
-
-
-def sequences():
-    for length in (1, 2, 3):
-        yield from (bytes(s) for s in itertools.product(KINDS, repeat=length))
-    for lead in LONG_LEADS:
-        yield from (bytes((lead, *rest)) for rest in itertools.product(KINDS, repeat=3))
-    # What follows a sequence that is whole, or cut by the text's end, must not depend on it.
-    for lead in LONG_LEADS:
-        yield from (bytes((lead, *rest, 0x41)) for rest in itertools.product(KINDS, repeat=3))
-
-
 def ask_windows(command):
-    asked = "\n".join(s.hex() for s in sequences()) + "\n"
-    done = subprocess.run(command, input=asked.encode(), stdout=subprocess.PIPE, check=True)
+    done = subprocess.run(command, stdout=subprocess.PIPE, check=True)
     rows = [line.split() for line in done.stdout.decode().splitlines()]
-    return {kind: [row[1:] for row in rows if row[0] == kind] for kind in "WBU"}
+    return {kind: [row[1:] for row in rows if row[0] == kind] for kind in "WB"}
 
 
 def version_of(runner):
@@ -107,7 +89,7 @@ def units_cells(rows):
     return cells
 
 
-def expectations(head, big5_rows, unit_rows, utf8_rows):
+def expectations(head, big5_rows, unit_rows):
     answers = [bytes.fromhex(row[1]) for row in big5_rows]
     pages = [fnv1a(framed(a) for a in answers[at : at + 256]) for at in range(0, 0x10000, 256)]
     text = head + "// Digests (64-bit FNV-1a) of answers, each with its length in a byte in front.\n\n"
@@ -115,27 +97,8 @@ def expectations(head, big5_rows, unit_rows, utf8_rows):
     text += c_array("constexpr std::uint64_t kBig5OfPage[256]", pages, 16, 4) + "\n"
     text += "// Code page 950 to UTF-8: for each lead byte itself (0x00 to 0xFF) and all pairs that it starts.\n"
     to_utf8 = [bytes.fromhex(row[1]).decode("utf-16-be").encode() for row in unit_rows]
-    text += f"constexpr std::uint64_t kUtf8OfAll = 0x{fnv1a(map(framed, to_utf8)):016X};\n\n"
-    kinds = ", ".join(f"0x{k:02X}" for k in KINDS)
-    text += "// One byte of each kind that UTF-8 tells apart.\n"
-    text += f"constexpr unsigned char kKinds[] = {{{kinds}}};\n\n"
-    text += "// Sequences of these, by first byte and length, in order of the kinds, to code page 950.\n"
-    text += "struct TSequences {\n  unsigned char first;\n  int length;\n  bool thenLetter;  // an \"A\" follows\n"
-    text += "  std::uint64_t digest;\n};\nconstexpr TSequences kSequences[] = {\n"
-    by_sequence = {row[0]: bytes.fromhex(row[1]) for row in utf8_rows}
-    for first, length, letter in groups():
-        rest = itertools.product(KINDS, repeat=length - 1)
-        keys = (bytes((first, *tail)) + (b"A" if letter else b"") for tail in rest)
-        digest = fnv1a(framed(by_sequence[k.hex().upper()]) for k in keys)
-        text += f"    {{0x{first:02X}, {length}, {str(letter).lower()}, 0x{digest:016X}}},\n"
-    return text + "};\n"
-
-
-def groups():
-    for first in KINDS:
-        yield from ((first, length, False) for length in (1, 2, 3))
-        if first in LONG_LEADS:
-            yield from ((first, 4, letter) for letter in (False, True))
+    text += f"constexpr std::uint64_t kUtf8OfAll = 0x{fnv1a(map(framed, to_utf8)):016X};\n"
+    return text
 
 
 def main():
@@ -146,7 +109,7 @@ def main():
     assert all(big5_of[unit] == NO_CHARACTER for unit in range(0xD800, 0xE000))
     units_of = units_cells(answers["B"])
     (ROOT / "src/platform/os/posix/cp950_table.inc").write_text(tables(head, big5_of, units_of))
-    expected = expectations(head, answers["W"], answers["B"], answers["U"])
+    expected = expectations(head, answers["W"], answers["B"])
     (ROOT / "tests/os/code_page_expected.inc").write_text(expected)
 
 

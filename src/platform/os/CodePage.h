@@ -3,9 +3,10 @@
 #include <string>
 #include <string_view>
 
-// Text conversions, byte for byte as Windows makes them: what does not belong to a code page becomes its best
-// fit or
-// "?", ill-formed input the replacement character. NUL is a character like any other.
+// Text conversions. Well-formed text is converted byte for byte as Windows does it (its own calls there,
+// tables elsewhere): what does not belong to a code page becomes its best fit or "?". Ill-formed UTF-8
+// becomes "?" for each sequence, as DecodeUtf8 divides them, which is ours on every system; what Windows
+// itself would make of it depends on its version. NUL is a character like any other.
 namespace Dova::Os {
 
 // Longest text that can be converted, in bytes: the system's calls count in int.

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/os/Utf8.h"
+
 namespace Dova::Os {
 namespace {
 
@@ -34,60 +36,9 @@ std::size_t AsciiRun(std::string_view text, std::size_t at) {
   return at - start;
 }
 
-struct TCharacter {
-  std::uint32_t code;  // kIllFormed: none
-  std::size_t bytes;   // that it takes up
-};
-
-constexpr std::uint32_t kIllFormed = 0xFFFFFFFF;
-
-bool IsTrail(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
-
-// Of the second byte: after some first bytes it tells that the character was written too long, is half of a
-// surrogate pair, or lies beyond U+10FFFF.
-bool IsWrongSecond(unsigned char lead, unsigned char second) {
-  switch (lead) {
-    case 0xE0:
-      return second < 0xA0;
-    case 0xED:
-      return second >= 0xA0;
-    case 0xF0:
-      return second < 0x90;
-    case 0xF4:
-      return second >= 0x90;
-    default:
-      return false;
-  }
-}
-
-std::size_t TrailsOf(unsigned char lead) {
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  return lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-}
-
-// The character that `text` starts with, which is none below 0x80. How much of an ill-formed one counts as
-// one is the system's choice: what is cut by the text's end swallows the rest, whatever that is; a second
-// byte that cannot be is swallowed with the first; a byte that is no trail byte is left for the next.
-TCharacter Decode(std::string_view text) {
-  const auto lead = static_cast<unsigned char>(text[0]);
-  const std::size_t trails = TrailsOf(lead);
-  if (trails == 0) return {kIllFormed, 1};
-  if (trails >= text.size()) return {kIllFormed, text.size()};
-  std::uint32_t code = lead & (0x3Fu >> trails);
-  for (std::size_t i = 1; i <= trails; ++i) {
-    if (!IsTrail(text[i])) return {kIllFormed, i};
-    const auto trail = static_cast<unsigned char>(text[i]);
-    if (i == 1 && IsWrongSecond(lead, trail)) return {kIllFormed, 2};
-    code = code << 6 | (trail & 0x3Fu);
-  }
-  return {code, trails + 1};
-}
-
 char* PutBig5(std::uint32_t code, char* out) {
-  if (code == kIllFormed) {
-    *out++ = kNoCharacter;  // that the replacement character has
+  if (code == kIllFormedUtf8) {
+    *out++ = kNoCharacter;
   } else if (code > 0xFFFF) {
     *out++ = kNoCharacter;  // one for each half of the surrogate pair
     *out++ = kNoCharacter;
@@ -128,7 +79,7 @@ bool Utf8ToCodePage950(std::string_view utf8, std::string& out) {
     to = std::copy_n(utf8.data() + at, run, to);
     for (at += run; at < utf8.size() && static_cast<unsigned char>(utf8[at]) < 0x80; ++at) *to++ = utf8[at];
     for (; at < utf8.size() && static_cast<unsigned char>(utf8[at]) >= 0x80;) {
-      const TCharacter character = Decode(utf8.substr(at));
+      const TUtf8Character character = DecodeUtf8(utf8.substr(at));
       to = PutBig5(character.code, to);
       at += character.bytes;
     }

@@ -2,26 +2,46 @@
 
 #include <windows.h>
 
+#include <string>
+
+#include "platform/os/Utf8.h"
+
 namespace Dova::Os {
 namespace {
 
 constexpr UINT kBig5 = 950;
 
-// Both ways of the system's calls: texts are cut nowhere, since what ends a piece would change what is
-// ill-formed.
-std::wstring Widen(UINT codePage, std::string_view text) {
+// Texts are cut nowhere: what ends a piece would change what is ill-formed.
+std::wstring WidenBig5(std::string_view text) {
   const int size = static_cast<int>(text.size());
-  std::wstring wide(text.size(), L'\0');  // no code page has fewer bytes than UTF-16 has units
-  const int units = MultiByteToWideChar(codePage, 0, text.data(), size, wide.data(), size);
+  std::wstring wide(text.size(), L'\0');  // Big5 has no fewer bytes than UTF-16 has units
+  const int units = MultiByteToWideChar(kBig5, 0, text.data(), size, wide.data(), size);
   wide.resize(static_cast<std::size_t>(units));
   return wide;
 }
 
-bool Convert(UINT from, UINT to, std::size_t bytesPerUnit, std::string_view text, std::string& out) {
-  out.clear();
-  if (text.size() > kCodePageMaxBytes) return false;
-  if (text.empty()) return true;  // to the system an error
-  const std::wstring wide = Widen(from, text);
+// Not the system's call: versions differ in how much of a text an ill-formed sequence takes along.
+std::wstring WidenUtf8(std::string_view text) {
+  constexpr wchar_t kReplacement = 0xFFFD;
+  std::wstring wide;
+  wide.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const TUtf8Character character = DecodeUtf8(text.substr(at));
+    at += character.bytes;
+    if (character.code == kIllFormedUtf8) {
+      wide += kReplacement;
+    } else if (character.code > 0xFFFF) {
+      wide += static_cast<wchar_t>(0xD800 + ((character.code - 0x10000) >> 10));
+      wide += static_cast<wchar_t>(0xDC00 + (character.code & 0x3FF));
+    } else {
+      wide += static_cast<wchar_t>(character.code);
+    }
+  }
+  return wide;
+}
+
+bool Narrow(const std::wstring& wide, UINT to, std::size_t bytesPerUnit, std::string& out) {
+  if (wide.empty()) return true;  // to the system an error
   const int units = static_cast<int>(wide.size());
   const std::size_t room = wide.size() * bytesPerUnit;
   if (room > kCodePageMaxBytes) {
@@ -42,11 +62,13 @@ bool Convert(UINT from, UINT to, std::size_t bytesPerUnit, std::string_view text
 }  // namespace
 
 bool Utf8ToCodePage950(std::string_view utf8, std::string& out) {
-  return Convert(CP_UTF8, kBig5, 2, utf8, out);
+  out.clear();
+  return utf8.size() <= kCodePageMaxBytes && Narrow(WidenUtf8(utf8), kBig5, 2, out);
 }
 
 bool CodePage950ToUtf8(std::string_view big5, std::string& out) {
-  return Convert(kBig5, CP_UTF8, 3, big5, out);
+  out.clear();
+  return big5.size() <= kCodePageMaxBytes && Narrow(WidenBig5(big5), CP_UTF8, 3, out);
 }
 
 }  // namespace Dova::Os
