@@ -49,12 +49,14 @@ class VEKAPI_EXPORT VekFlowCtrl {
  public:
   bool IsFlowCfg() const;
 
-  // Switches pacing off and forgets what was sent.
+  // Switches pacing off and forgets what was sent. Who waits for OnVekFlowCtrlFree gets it soon, from the
+  // timer.
   void Clear();
 
   // Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
   // same as Clear. Acknowledgements that are still on their way count for what is sent from now on: best
-  // called before the first request of a session. Raises nothing: call StartCheckTimer when something waits.
+  // called before the first request of a session. Raises nothing before it returns; who waits for
+  // OnVekFlowCtrlFree (StartCheckTimer, a held request) gets it by the new rate.
   void SetFlowCtrl(int count, int ms);
 
   // `n` requests were acknowledged; more than were sent and not yet acknowledged do not count. May raise
@@ -66,13 +68,17 @@ class VEKAPI_EXPORT VekFlowCtrl {
   // does. The text ends at its first NUL. Other codes are ignored.
   void VekAckParser(int code, const std::string& text);
 
-  // 0: one request may go now, and is counted as sent. Any other value: not now.
+  // 0: one request may go now, and is counted as sent. Any other value: not now. Up to 0x7FFFFFFF it is the
+  // milliseconds after which to ask again; above, only an acknowledgement can help, and nobody knows when it
+  // comes.
   unsigned CheckFlowCtrl();
 
   // Raises OnVekFlowCtrlFree when a request may go: at once, on this thread, or later. Does nothing when not
   // configured.
   void StartCheckTimer();
 
+  // Lets the calling thread sleep for so many milliseconds; for one when `ms` is above 0x7FFFFFFF, so that
+  // any answer of CheckFlowCtrl may be slept upon before asking again.
   static void Sleep(unsigned ms);
 
   void Lock() const;
@@ -82,6 +88,10 @@ class VEKAPI_EXPORT VekFlowCtrl {
   // For the destructor of every derived class, first thing: waits for an event that is running on another
   // thread; no event comes afterwards, so that what OnVekFlowCtrlFree uses may go.
   void CloseGate() noexcept;
+
+  // Unless the timer is looking already: raises OnVekFlowCtrlFree from it as soon as a request may go, in
+  // `ms` milliseconds at the earliest; also when nothing is configured, as everything may go then.
+  void LookSoon(unsigned ms);
 
  private:
   class VEKAPI_HIDDEN TImpl;

@@ -2,6 +2,7 @@
 #define VEKAPI_VEKFLOWCTRLSENDER_H
 
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "vekapi/VekExport.h"
@@ -16,20 +17,24 @@ class VekClient;
 // then, in one message. Requests leave in the order in which they came; none overtakes another.
 //
 // The application sets the rate (SetFlowCtrl) and hands in every acknowledgement (VekAckParser). Without a
-// rate everything goes at once. Clear leaves what is held where it is; it goes after the next SetFlowCtrl and
-// StartCheckTimer.
+// rate everything goes at once. After SetFlowCtrl and Clear what is held goes by the new rate, soon, from the
+// timer.
+//
+// What is held when a link ends stays held, and goes into the next session as soon as the gate allows, or is
+// refused while there is none. An application whose orders must not outlive their session calls TakePending
+// when the state falls below vcs_Connected.
 //
 // A request has two lines, the second without a line feed behind it. Buffers start with five free bytes,
 // which the library fills; the text follows, and `length` counts both. A buffer is consumed, as by
-// VekClient::SendVekRequest. What the link does not take is lost, and counts as sent: a message is at most 1
-// GiB, and must fit into what the messenger's send queue has left.
+// VekClient::SendVekRequest. What the link does not take is lost, and counts as sent (RefusedCount tells): a
+// message is at most 1 GiB, and must fit into what the messenger's send queue has left.
 //
 // Threads: everything but construction and destruction may be called on any thread. What several threads hand
 // in at the same time goes one call after the other. For the destructor, the locks, and what must not be done
 // under them, see VekFlowCtrl.
 class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
  public:
-  // `client` is not owned and must outlive the sender. It need not be connected.
+  // `client` is not owned, and need not be connected. When it has gone the link refuses everything.
   explicit VekFlowCtrlSender(VekClient& client);
 
   // Forgets what is held, without sending it.
@@ -49,8 +54,8 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   // text longer than `size` stays where it is, and nothing is copied.
   unsigned TakePending(char* buffer, unsigned size);
 
-  // One request. True when nothing is held when the call returns; false when something is, or when the length
-  // is below 6, which does nothing.
+  // One request, sent or held. True when nothing is held when the call returns; false when something is, or
+  // when the length is below 6, which does nothing.
   bool SendVekRequest(char* buffer, unsigned length);
 
   // Several requests, a text each, without free bytes. Those that may go now go in one message; the others
@@ -61,18 +66,25 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   // message, in place; the others are held. A last line without a partner is dropped. Answers as above.
   unsigned SendVekRequests(char* buffer, unsigned length);
 
+ protected:
+  // `requests` that had been held have been given to the link, which has taken them or not; or any others
+  // that it has not taken. Under the user lock, like OnVekFlowCtrlFree.
+  virtual void OnVekRequestsSent(unsigned requests, bool taken);
+
  private:
   void OnVekFlowCtrlFree() override;
 
   bool Holding() const { return sending_ || !pending_.empty(); }
   void CheckWhenHolding();
-  void Send(char* buffer, std::size_t length, unsigned requests);
+  bool Send(char* buffer, std::size_t length, unsigned requests);
   void Hold(const char* first, const char* last);
   void AppendRequests(const char* first, const char* last);
-  unsigned Internal_SendVekRequests(const std::deque<std::string>& requests);
+  unsigned FillBatch(const std::deque<std::string>& requests);
 
+  class VEKAPI_HIDDEN TSession;
+
+  std::shared_ptr<TSession> session_;
   // All under the user lock:
-  VekClient& client_;
   std::deque<std::string> pending_;
   std::string batch_;
   unsigned refused_ = 0;

@@ -7,6 +7,9 @@
 namespace VekApi {
 namespace {
 
+// Beyond it lie the answers "not before an acknowledgement" of CheckFlowCtrl, which is a signed number.
+constexpr unsigned kMaxSleepMs = 0x7FFFFFFF;
+
 // What follows the last line feed counts even when it is empty; an empty line before it does not.
 unsigned CountAcknowledged(const char* text) {
   unsigned count = 1;
@@ -49,7 +52,7 @@ void VekFlowCtrl::SetFlowCtrl(int count, int ms) {
   flowInterval_ = configured ? ms : 0;
   // In one step: checks take no lock when nothing is configured, and would let requests slip through between
   // the old rate and the new one.
-  impl_->Restart(flowCount_, flowInterval_);
+  impl_->Configure(flowCount_, flowInterval_);
 }
 
 void VekFlowCtrl::SetAckTime(unsigned n) {
@@ -68,8 +71,12 @@ void VekFlowCtrl::StartCheckTimer() {
   impl_->CheckAndArm();
 }
 
+void VekFlowCtrl::LookSoon(unsigned ms) {
+  impl_->LookSoon(ms);
+}
+
 void VekFlowCtrl::Sleep(unsigned ms) {
-  Dova::Os::SleepMs(ms);
+  Dova::Os::SleepMs(ms <= kMaxSleepMs ? ms : 1);
 }
 
 void VekFlowCtrl::Lock() const {

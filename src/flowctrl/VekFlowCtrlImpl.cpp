@@ -15,17 +15,31 @@ void VekFlowCtrl::TImpl::Check(bool onTimer) {
   if (closed_ || (onTimer && !armed_)) return;
   // Not closed, so the gate has its reference still.
   self = Dstl::wise_ref<TImpl>(this);
-  const unsigned ms = CheckFree();
-  if (ms == 0) return;
+  const unsigned ms = CheckFree(onTimer);
+  if (ms != 0) Arm(ms);
+}
+
+void VekFlowCtrl::TImpl::Arm(unsigned ms) {
   armed_ = true;
   checkTimer_->Start(&TImpl::OnCheckTimer, ms);
 }
 
-// With the user lock held: 0 when the free event was raised, or the limiter was cleared; else when to check
-// again.
-unsigned VekFlowCtrl::TImpl::CheckFree() {
+void VekFlowCtrl::TImpl::Configure(int count, int ms) {
+  const std::lock_guard<Dova::TRecursiveMutex> lock(userLock);
+  Restart(count, ms);
+  if (armed_ && !closed_) Arm(0);
+}
+
+void VekFlowCtrl::TImpl::LookSoon(unsigned ms) {
+  const std::lock_guard<Dova::TRecursiveMutex> lock(userLock);
+  if (!armed_ && !closed_) Arm(ms);
+}
+
+// With the user lock held: 0 when the free event was raised, or nothing is configured; else when to check
+// again. The timer finds nothing configured when that was changed while somebody waited: who did is told.
+unsigned VekFlowCtrl::TImpl::CheckFree(bool onTimer) {
   const Locker lock(*this);
-  if (!IsActive()) return 0;
+  if (!IsActive() && !onTimer) return 0;
   const int answer = CheckFlowCtrl_AfLock(Dova::fcf_OnlyLook);
   if (answer > 0) return static_cast<unsigned>(answer);
   // Only an acknowledgement can help, and not every application hands it to this gate at once.

@@ -27,6 +27,13 @@ class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlo
     if (IsActive()) Check(false);
   }
 
+  // Sets another rate. Who is waiting for the free event gets it by the new one: at once, when everything may
+  // go from now on. From the timer, not from here.
+  void Configure(int count, int ms);
+
+  // The timer looks in `ms` milliseconds, also without a configuration; unless it does so anyhow.
+  void LookSoon(unsigned ms);
+
   // No free event once this has returned, but the one that it was called from. The gate's own reference must
   // still be there.
   void Close() noexcept;
@@ -37,7 +44,8 @@ class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlo
   ~TImpl() override = default;
 
   void Check(bool onTimer);
-  unsigned CheckFree();
+  unsigned CheckFree(bool onTimer);
+  void Arm(unsigned ms);
   void OnCheckTimer() { Check(true); }
 
   VekFlowCtrl& owner_;

@@ -1,13 +1,35 @@
 #include "vekapi/VekFlowCtrlSender.h"
 
+#include <algorithm>
+#include <new>
 #include <utility>
 
 #include "protocol/RequestPrefix.h"
-#include "vekapi/VekClient.h"
+#include "session/TImpl.h"
 
 namespace VekApi {
 
-VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) : client_(client) {}
+namespace {
+
+// The gate is open, and there is no memory for a single request.
+constexpr unsigned kMemoryRetryMs = 10;
+
+}  // namespace
+
+// What the clients of a session share, which outlives them.
+class VekFlowCtrlSender::TSession {
+ public:
+  explicit TSession(const VekClient& client) : impl_(&TClientParts::ImplOf(client)) {}
+
+  bool Send(char* buffer, std::size_t length) {
+    return impl_->SendRequest(PkRequestAck, buffer, static_cast<unsigned>(length));
+  }
+
+ private:
+  const Dstl::wise_ref<TClientParts::TImpl> impl_;
+};
+
+VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) : session_(std::make_shared<TSession>(client)) {}
 
 VekFlowCtrlSender::~VekFlowCtrlSender() {
   CloseGate();
@@ -48,53 +70,72 @@ bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
     return pending_.empty();
   }
   Hold(buffer + kPrefixBytes, buffer + length);
-  StartCheckTimer();
+  CheckWhenHolding();
   return !Holding();
 }
 
+// What may not go is held first: when there is no memory for it nothing is sent, either.
 unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& requests) {
   const VekFlowCtrlLocker lock(*this);
-  const unsigned sent = Holding() ? 0 : Internal_SendVekRequests(requests);
+  const bool holding = Holding();
+  const unsigned sent = holding ? 0 : FillBatch(requests);
   pending_.insert(pending_.end(), requests.begin() + static_cast<std::ptrdiff_t>(sent), requests.end());
+  if (sent != 0) Send(batch_.data(), batch_.size(), sent);
   CheckWhenHolding();
   return sent;
 }
 
-// First asks, then copies: the batch grows once.
-unsigned VekFlowCtrlSender::Internal_SendVekRequests(const std::deque<std::string>& requests) {
+// A batch ends where there is no memory for more, as if the gate had closed; the gate is asked last.
+unsigned VekFlowCtrlSender::FillBatch(const std::deque<std::string>& requests) {
   batch_.resize(kPrefixBytes);
-  std::size_t length = kPrefixBytes;
-  std::size_t count = 0;
-  while (count < requests.size() && CheckFlowCtrl() == 0) length += requests[count++].size() + 1;
-  if (count == 0) return 0;
-  batch_.reserve(length);
-  for (std::size_t i = 0; i < count; ++i) {
-    if (i != 0) batch_ += '\n';
-    batch_ += requests[i];
+  unsigned count = 0;
+  try {
+    for (const std::string& request : requests) {
+      const std::size_t length = batch_.size() + 1 + request.size();
+      if (length > batch_.capacity()) batch_.reserve(std::max(length, 2 * batch_.capacity()));
+      if (CheckFlowCtrl() != 0) break;
+      if (count++ != 0) batch_ += '\n';
+      batch_ += request;
+    }
+  } catch (const std::bad_alloc&) {
   }
-  Send(batch_.data(), batch_.size(), static_cast<unsigned>(count));
-  return static_cast<unsigned>(count);
+  return count;
 }
 
 void VekFlowCtrlSender::OnVekFlowCtrlFree() {
   const VekFlowCtrlLocker lock(*this);
   if (sending_) return;
-  const unsigned sent = Internal_SendVekRequests(pending_);
-  pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(sent));
-  CheckWhenHolding();
+  const unsigned count = FillBatch(pending_);
+  if (count != 0) {
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(count));
+    if (Send(batch_.data(), batch_.size(), count)) OnVekRequestsSent(count, true);
+    CheckWhenHolding();
+  } else if (!pending_.empty()) {
+    LookSoon(kMemoryRetryMs);
+  }
 }
 
+// Nothing, unless a derived class wants to know.
+void VekFlowCtrlSender::OnVekRequestsSent(unsigned /*requests*/, bool /*taken*/) {}
+
+// Whoever holds something has the timer looking: always, so that nothing is held for ever.
 void VekFlowCtrlSender::CheckWhenHolding() {
-  if (!pending_.empty()) StartCheckTimer();
+  if (pending_.empty()) return;
+  StartCheckTimer();
+  if (!pending_.empty()) LookSoon(0);
 }
 
 // A messenger may bring the answer before its Send returns, and with it this gate's free event, or a handler
 // that sends: these find `sending_` set and leave what is held, and the buffer of batches, alone. Everything
 // that calls this looks at what is held afterwards.
-void VekFlowCtrlSender::Send(char* buffer, std::size_t length, unsigned requests) {
+bool VekFlowCtrlSender::Send(char* buffer, std::size_t length, unsigned requests) {
   sending_ = true;
-  if (!client_.SendVekRequestImpl(PkRequestAck, buffer, static_cast<unsigned>(length))) refused_ += requests;
+  const bool taken = session_->Send(buffer, length);
   sending_ = false;
+  if (taken) return true;
+  refused_ += requests;
+  OnVekRequestsSent(requests, false);
+  return false;
 }
 
 void VekFlowCtrlSender::Hold(const char* first, const char* last) {

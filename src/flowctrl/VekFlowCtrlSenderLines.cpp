@@ -63,8 +63,15 @@ unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
   return count;
 }
 
+// All of them, or none when there is no memory: a call that fails must not send half of its requests later.
 void VekFlowCtrlSender::AppendRequests(const char* first, const char* last) {
-  for (TPairs pairs(first, last); pairs.Take();) Hold(pairs.First(), pairs.Last());
+  const std::size_t before = pending_.size();
+  try {
+    for (TPairs pairs(first, last); pairs.Take();) Hold(pairs.First(), pairs.Last());
+  } catch (...) {
+    pending_.resize(before);
+    throw;
+  }
 }
 
 }  // namespace VekApi

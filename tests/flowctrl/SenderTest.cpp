@@ -42,10 +42,47 @@ TEST_F(SenderTest, NoneOvertakesWhatIsHeld) {
   EXPECT_EQ(SendSeveral({"h\n8"}), 0U);
   EXPECT_EQ(sender->PendingCount(), 5U);
   EXPECT_EQ(TakeMessages(), Lines{});
-  sender->SetFlowCtrl(10, 100);
-  sender->StartCheckTimer();
-  EXPECT_EQ(TakeMessages(), Lines{"d\n4\ne\n5\nf\n6\ng\n7\nh\n8"});
+  time.Advance(0);
+  EXPECT_EQ(TakeMessages(), Lines{"d\n4\ne\n5\nf\n6\ng\n7\nh\n8"}) << "from the timer, without being asked";
   EXPECT_EQ(sender->PendingCount(), 0U);
+}
+
+TEST_F(SenderTest, AFasterRateIsNoticed) {
+  sender->SetFlowCtrl(1, 1'000'000);
+  EXPECT_EQ(SendSeveral({"a\n1", "b\n2", "c\n3"}), 1U);
+  sender->SetAckTime(1);
+  sender->SetFlowCtrl(2, 100);
+  time.Advance(0);
+  EXPECT_EQ(TakeMessages(), (Lines{"a\n1", "b\n2\nc\n3"}));
+}
+
+// An application whose orders must not outlive their session.
+TEST_F(SenderTest, WhatIsHeldCanBeTakenBack) {
+  sender->SetFlowCtrl(1, 100);
+  SendSeveral({"a\n1", "b\n2", "c\n3", "d\n4"});
+  char text[3] = {};
+  EXPECT_EQ(sender->TakePending(text, 2), 3U) << "too small: it stays";
+  EXPECT_EQ(sender->TakePending(text, 3), 3U);
+  EXPECT_EQ(std::string(text, 3), "b\n2");
+  EXPECT_EQ(sender->TakePending(), (std::deque<std::string>{"c\n3", "d\n4"}));
+  EXPECT_EQ(sender->TakePending(text, 3), 0U);
+  sender->SetAckTime(1);
+  time.Advance(1000);
+  EXPECT_EQ(TakeMessages(), Lines{"a\n1"});
+}
+
+TEST_F(SenderTest, OutlivesItsClient) {
+  sender->SetFlowCtrl(1, 100);
+  SendSeveral({"a\n1", "b\n2", "c\n3"});
+  client.reset();
+  sender->SetAckTime(1);
+  time.Advance(100);
+  EXPECT_EQ(sender->PendingCount(), 1U);
+  EXPECT_EQ(sender->RefusedCount(), 1U);
+  sender->Clear();
+  time.Advance(0);
+  EXPECT_TRUE(SendOne("d\n4")) << "nothing is held";
+  EXPECT_EQ(sender->RefusedCount(), 3U);
 }
 
 struct TextCase {
@@ -144,6 +181,7 @@ TEST_F(SenderTest, WhatTheLinkRefusesCountsAsSent) {
   EXPECT_EQ(SendSeveral({"b\n2", "c\n3"}), 1U);
   mes->refuseSends = false;
   EXPECT_EQ(sender->PendingCount(), 1U);
+  EXPECT_EQ(sender->RefusedCount(), 2U);
   sender->SetAckTime(2);
   time.Advance(100);
   EXPECT_EQ(TakeMessages(), Lines{"c\n3"});
