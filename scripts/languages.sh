@@ -46,11 +46,12 @@ c_under_sanitizers() {
   with_simulator "$1" "${launcher[@]}" "build/$1/session_c"
 }
 
-# Real windows, an ordinary message loop and results that stream into it, in bursts as the rate allows. The program
-# judges itself: it ends with 0 once it has painted and taken what was typed meanwhile, and closes with results on their way.
+# Real windows, an ordinary message loop and results that stream into it, in bursts as the rate allows, among 5,000 reports a
+# second. The program judges itself: it ends with 0 once it has painted, its timer has ticked and it has taken what was typed
+# meanwhile, and closes with results on their way.
 window_streams() {
   launch_as windows
-  simulator_options=(--rate 50/250)
+  simulator_options=(--rate 50/250 --reports 5000)
   with_simulator windows "${launcher[@]}" build/windows/window_c.exe --stream --until 200 --self-check
 }
 

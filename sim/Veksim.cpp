@@ -3,6 +3,8 @@
 
 #include <asio.hpp>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -31,15 +33,36 @@ bool WritePort(const std::string& path, std::uint16_t port) {
   return good;
 }
 
-void WaitForEnd(const SimServer& server, bool once) {
+/// Sends what is due since it was called the last time.
+class ReportStream {
+ public:
+  explicit ReportStream(int perSecond) : perSecond_(perSecond) {}
+
+  void Send(SimServer& server) {
+    const auto passed = std::chrono::steady_clock::now() - began_;
+    const auto due =
+        perSecond_ * std::chrono::duration_cast<std::chrono::milliseconds>(passed).count() / 1000;
+    for (; sent_ < due; ++sent_)
+      server.SendReport(SimServer::kAll, fmt::format("r{} filled prod=TXF", sent_));
+  }
+
+ private:
+  const int perSecond_;
+  const std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
+  std::int64_t sent_ = 0;
+};
+
+void WaitForEnd(SimServer& server, const VeksimOptions& options) {
+  ReportStream reports(options.reportsPerSecond);
   asio::io_context signals;
   asio::signal_set set(signals, SIGINT, SIGTERM);
   bool ended = false;
   set.async_wait([&](const asio::error_code&, int) { ended = true; });
   while (!ended) {
-    signals.run_for(std::chrono::milliseconds(100));
+    signals.run_for(std::chrono::milliseconds(options.reportsPerSecond != 0 ? 5 : 100));
+    reports.Send(server);
     const auto over = [](const SimSeen& seen) { return seen.closed > 0; };
-    if (once && server.WaitFor(over, std::chrono::milliseconds(0))) return;
+    if (options.once && server.WaitFor(over, std::chrono::milliseconds(0))) return;
   }
 }
 
@@ -65,7 +88,7 @@ int Run(VeksimOptions& options) {
   std::optional<SimGateway> gateway;
   if (options.sharedMemory) StartGateway(gateway, server, options);
   if (!options.portFile.empty() && !WritePort(options.portFile, server.Port())) return 1;
-  WaitForEnd(server, options.once);
+  WaitForEnd(server, options);
   gateway.reset();
   server.Stop();
   const SimSeen seen = server.Seen();

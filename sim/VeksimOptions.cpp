@@ -113,7 +113,8 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
   app.add_option("--name", c.serverName, "Server name")->capture_default_str();
 }
 
-void AddBusiness(CLI::App& app, SimConfig& c) {
+void AddBusiness(CLI::App& app, VeksimOptions& o) {
+  SimConfig& c = o.config;
   app.add_option_function<std::vector<std::string>>(
          "--user",
          [&c](const std::vector<std::string>& texts) {
@@ -141,6 +142,8 @@ void AddBusiness(CLI::App& app, SimConfig& c) {
   app.add_flag("--refuse-fast", c.refuseFast, "Refuse what comes faster than the rates");
   app.add_flag_callback(
       "--big5", [&c] { c.utf8 = false; }, "Send results in code page 950 instead of UTF-8");
+  app.add_option("--reports", o.reportsPerSecond, "Send so many reports a second to whoever is signed on")
+      ->check(CLI::NonNegativeNumber);
   app.add_option("--heartbeat", c.heartbeatMs, "Send a heartbeat every so many milliseconds; 0: only echo")
       ->capture_default_str();
 }
@@ -173,7 +176,7 @@ void AddFaults(CLI::App& app, VeksimOptions& o) {
 bool ReadOptions(int argc, char** argv, VeksimOptions& options, int& exitCode) {
   CLI::App app("Simulated order-routing server. Listens until it is interrupted.", "veksim");
   AddServer(app, options);
-  AddBusiness(app, options.config);
+  AddBusiness(app, options);
   AddFaults(app, options);
   try {
     app.parse(argc, argv);

@@ -14,6 +14,7 @@ struct VeksimOptions {
   bool sharedMemory = false;  ///< a gateway for shared-memory clients beside it
   bool once = false;          ///< end when the first link has ended
   bool quiet = false;         ///< no log
+  int reportsPerSecond = 0;   ///< to whoever is signed on
 };
 
 /// Reads the command line. False when the program is to end at once with `exitCode`: help was asked for (0),

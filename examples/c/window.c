@@ -6,8 +6,8 @@
    With HOST:PORT it connects at once. --stream sends query after query, as fast as answers come and the
    server allows. With --until the window closes when N results have come, and the program ends with 0, or
    with 1 when the session, or the user, ended before. --self-check also types into the window and counts what
-   it paints meanwhile: results are asked for until both are done, and a text that came out wrong ends the
-   program with 3.
+   it paints, and how often its timer ticks, meanwhile: results are asked for until all is done, and a text
+   that came out wrong ends the program with 3.
 
    This file is the window and the program. The session is in win32/WindowSession.c, its tables are in
    win32/TablesView.c, the controls in win32/WindowControls.c. All share the window's thread. */
@@ -24,6 +24,7 @@ enum { kRefreshTimer = kSendTimer + 1, kCheckTimer };
 struct SelfCheck {
   int typed;
   bool typedAll;
+  int ticks;        /* of the timer, since results and reports come */
   int paints;       /* that showed a number of results which was not shown before */
   unsigned painted; /* the number shown last */
 };
@@ -78,14 +79,15 @@ static void Paint(struct Window* window) {
 /* ---- Self-check */
 
 static const WCHAR kTyped[] = L"positions";
-enum { kTypedLength = sizeof kTyped / sizeof *kTyped - 1, kLeastPaints = 10 };
+enum { kTypedLength = sizeof kTyped / sizeof *kTyped - 1, kLeastPaints = 10, kLeastTicks = 20 };
 
 /* One key at a time, as long as results come. Timers are for when there is nothing else to do: at the next
    one the key has got to its field. */
 static void TypeNext(struct Window* window) {
   if (window->session.results == 0) return;
+  ++window->check.ticks;
   if (window->check.typed == kTypedLength) {
-    window->session.unfinished = window->check.paints < kLeastPaints;
+    window->session.unfinished = window->check.paints < kLeastPaints || window->check.ticks < kLeastTicks;
     return;
   }
   PostMessageW(GetDlgItem(window->session.frame, kQueryText), WM_CHAR, kTyped[window->check.typed++], 1);
@@ -95,7 +97,8 @@ static void NoteTyped(struct Window* window) {
   WCHAR text[64];
   GetDlgItemTextW(window->session.frame, kQueryText, text, 64);
   window->check.typedAll = lstrcmpW(text, kTyped) == 0;
-  printf("self-check: %d paints of new numbers, text typed %s\n", window->check.paints,
+  printf("self-check: %d ticks, %d paints of new numbers, %u reports, text typed %s\n", window->check.ticks,
+         window->check.paints, window->session.reports,
          window->check.typedAll ? "as it should be" : "short or wrong");
 }
 
