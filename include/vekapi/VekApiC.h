@@ -7,11 +7,11 @@
 // is a null handle: functions given one, or given no address at all, do nothing and return false, 0 or null
 // (CVekField_Index: -1). In a language without structures the handle is a pointer-sized integer.
 //
-// Ownership. Clients, gates and senders belong to the caller, who deletes them; deleting sets the handle to
-// null, so that a second deletion does nothing. Copies of the handle are not set to null and must not be used
-// any more. Result objects (task results, tables, fields, properties) are lent: those reached from the task
-// result of a callback live until that callback returns, those reached from CVekClient_SgnResult as long as
-// it says. The texts in them live as long as they do.
+// Ownership. Clients, gates and senders belong to the caller, who deletes them, in any order; a deleted one
+// has a null handle, so that a second deletion does nothing. Copies of the handle are not set to null and
+// must not be used any more. Result objects (task results, tables, fields, properties) are lent: those
+// reached from the task result of a callback live until that callback returns, those reached from
+// CVekClient_SgnResult as long as it says. The texts in them live as long as they do.
 //
 // Texts. `const char*` texts end with NUL. Protocol and keys are ASCII; texts for users are code page 950
 // (Big5, Traditional Chinese). Texts that are handed in are copied, if need be, before the function returns.
@@ -27,13 +27,16 @@
 //
 // Calls. x86-64 has one calling convention on each system, and functions and callbacks have it.
 //
-// Threads. Functions on one object may be called from any thread where nothing else is said. Result objects
-// do not change while the caller holds them.
+// Threads. Functions on one object may be called from any thread where nothing else is said; what creates and
+// deletes it, connects and disconnects it, on one thread at a time. Result objects do not change while the
+// caller holds them. Callbacks run on threads of the library, and inside functions that say so; those of
+// objects created with a function that ends in _OnMessageLoop run on the thread that created them.
 //
 // Errors. Nothing here throws; a lack of memory gives the null result. A callback should not throw: what a
 // C++ callback throws is caught at once and dropped, as if the callback had returned, when caller and library
-// share a C++ runtime; otherwise there is no telling. longjmp and thread cancellation must not leave a
-// callback.
+// share a C++ runtime; otherwise there is no telling. longjmp must not leave a callback. A thread that is
+// cancelled, or ends itself (pthread_exit), inside a callback takes its session with it, which has to be
+// deleted all the same; it must not end inside OnVekClientDestroyEvent.
 #ifndef VEKAPI_VEKAPIC_H
 #define VEKAPI_VEKAPIC_H
 
@@ -209,7 +212,10 @@ enum {
   cvre_BadSetting = 6,        // with cvcs_LinkError: nothing can be made of the setting
   cvre_BadApName = 7,         // with cvcs_LinkError: the application name is too long
   cvre_SignOnTooLong = 8,     // with cvcs_SgnError: identity and password are too long together
-  cvre_ChgPassTooLong = 9     // of CVekClient_ChgPass: its texts are too long together
+  cvre_ChgPassTooLong = 9,    // of CVekClient_ChgPass: its texts are too long together
+  cvre_ConnectTimeout = 10,   // with cvcs_LinkError: the link did not open in time
+  cvre_SignOnTimeout = 11,    // with cvcs_LinkBroken: no answer to the sign-on came in time
+  cvre_NoMemory = 12          // with cvcs_LinkError or cvcs_LinkBroken
 };
 
 // cvre_..., by the whole text; cvre_Other for null.
@@ -224,7 +230,7 @@ VEKAPI_FLAT int CVekApi_ReasonOf(const char* reason);
 // (link, timer), or inside CVekClient_Connect, _Disconnect, _ChgPass and _Delete on the caller's.
 //
 // Inside every callback but the last the caller may call any function on that client, CVekClient_Delete too
-// (with the temporary handle or with the caller's own, which is the one to become null).
+// (with the temporary handle or with the caller's own: the one that it is given becomes null).
 
 // A message of a code that the library does not know: the whole message, header included, of `length` bytes.
 typedef void (*CVekOnUnknownMsgCode)(CVekClient* client, void* user, int msgCode, const char* packet,
@@ -250,8 +256,9 @@ typedef void (*CVekOnRequestAck)(CVekClient* client, void* user, int msgCode, co
 
 typedef void (*CVekOnReport)(CVekClient* client, void* user, const char* reportText);
 
-// The client is being deleted; its last callback, on the thread that deletes it. It may be asked for its
-// state here; deleting it again does nothing.
+// The client is being deleted; its last callback, on the thread that deletes it. The handle that was given to
+// CVekClient_Delete is null by now and not touched any more: what holds it may be freed here. Through
+// `client` the state may be asked for; deleting it again does nothing.
 typedef void (*CVekOnClientDestroy)(CVekClient* client, void* user);
 
 // Null entries: the event is dropped. A caller in a managed language keeps what stands behind the entries
@@ -271,10 +278,10 @@ typedef struct CVekClientCallbacks {
 // handed to the callbacks and not looked into.
 VEKAPI_FLAT CVekClient CVekClient_Create(const CVekClientCallbacks* callbacks, void* user);
 
-// Calls OnVekClientDestroyEvent, closes the session and frees the client; the handle becomes null. Waits for
-// a callback that is running on another thread (a thread answers what is sent to its windows meanwhile). No
-// callback comes afterwards, unless the call was made inside one. Not on two threads at once, nor together
-// with another function on that client. Senders bound to the client must have been deleted before.
+// Calls OnVekClientDestroyEvent, closes the session and frees the client; the handle becomes null before that
+// callback. Waits for a callback that is running on another thread (a thread answers what is sent to its
+// windows meanwhile). No callback comes afterwards, unless the call was made inside one. Not on two threads
+// at once, nor together with another function on that client.
 VEKAPI_FLAT void CVekClient_Delete(CVekClient* client);
 
 // cvcs_...
@@ -298,8 +305,13 @@ VEKAPI_FLAT bool CVekClient_Connect(CVekClient* client, const char* setting, con
 // of that session comes afterwards.
 VEKAPI_FLAT void CVekClient_Disconnect(CVekClient* client);
 
-// The result that ended the last sign-on, lent as long as the client lives; the next sign-on replaces what is
-// in it. To be read in callbacks, or while no sign-on can be under way.
+// The result that ended the last sign-on; an empty one before that.
+//
+// Of a client on a message loop: inside its callbacks the one that was the last at that event, lent until the
+// callback returns; outside, the last of all, lent until this function or CVekClient_ServerName is called
+// again for that client outside its callbacks. Of another client: lent as long as the client lives; the next
+// sign-on replaces what is in it, so that it is to be read in callbacks, or while no sign-on can be under
+// way.
 VEKAPI_FLAT CVekTaskResult CVekClient_SgnResult(const CVekClient* client);
 
 // Name and version of the server, such as "GW.2.0.1.15"; "" while not connected, null for a null handle. The
@@ -334,6 +346,10 @@ VEKAPI_FLAT int CVekClient_SendVekQueryRequest(CVekClient* client, char* buffer,
 // ---------------------------------------------------------------------------------------------------------
 // Flow-control gate: paces requests of code 129, at most so many within so many milliseconds as the server
 // counts them. The time of a request runs from its acknowledgement.
+//
+// A gate waits when CVekFlowCtrl_StartCheckTimer, or an acknowledgement, has found it closed;
+// OnVekFlowCtrlFree ends the waiting. A new rate is noticed by a gate that waits: the callback then comes
+// soon, from the timer.
 
 typedef struct CVekFlowCtrl {
   void* object;
@@ -370,7 +386,7 @@ VEKAPI_FLAT void CVekFlowCtrl_Delete(CVekFlowCtrl* gate);
 
 VEKAPI_FLAT bool CVekFlowCtrl_IsFlowCfg(const CVekFlowCtrl* gate);
 
-// Switches pacing off and forgets what was sent.
+// Switches pacing off and forgets what was sent. A gate that waits calls OnVekFlowCtrlFree soon.
 VEKAPI_FLAT void CVekFlowCtrl_Clear(CVekFlowCtrl* gate);
 
 // Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
@@ -381,10 +397,12 @@ VEKAPI_FLAT void CVekFlowCtrl_SetFlowCtrl(CVekFlowCtrl* gate, int count, int ms)
 // `n` requests were acknowledged. May call OnVekFlowCtrlFree.
 VEKAPI_FLAT void CVekFlowCtrl_SetAckTime(CVekFlowCtrl* gate, unsigned n);
 
-// 0: one request may go now, and is counted as sent (a null handle answers 0, too). Else: not now.
+// 0: one request may go now, and is counted as sent (a null handle answers 0, too). Positive: not now; it may
+// be asked again after so many milliseconds. Negative: not before an acknowledgement.
 VEKAPI_FLAT int CVekFlowCtrl_CheckFlowCtrl(CVekFlowCtrl* gate);
 
-// Lets the calling thread sleep for so many milliseconds.
+// Lets the calling thread sleep for so many milliseconds; for one when `ms` is above 0x7FFFFFFF, as a
+// negative answer of CVekFlowCtrl_CheckFlowCtrl is.
 VEKAPI_FLAT void CVekFlowCtrl_Sleep(unsigned ms);
 
 // Calls OnVekFlowCtrlFree when a request may go: at once, or later. Nothing when not configured.
@@ -398,18 +416,24 @@ VEKAPI_FLAT void CVekFlowCtrl_Unlock(CVekFlowCtrl* gate);
 // ---------------------------------------------------------------------------------------------------------
 // Flow-controlled sender: a gate that sends requests of code 129 itself, and holds those that may not go yet.
 // A request is two lines; it is sent or held, and held ones go first, in their order, several in one message.
+//
+// What to know before money hangs on it. A request that the link refuses counts as sent, and the functions
+// that send do not tell: CVekFlowCtrlSender_RefusedCount does. What is held when a session ends stays held,
+// and goes into the next session as soon as the rate allows, or is refused while there is none: call
+// CVekFlowCtrlSender_DropPending or _TakePending in OnVekConnectEvent when that must not be. A new rate, or
+// none, sends what is held soon, from the timer.
 
 typedef struct CVekFlowCtrlSender {
   void* object;
 } CVekFlowCtrlSender;
 
-// A new sender, which belongs to the caller and must be deleted before the client. Not configured: everything
-// goes at once.
+// A new sender, which belongs to the caller. It may outlive the client: everything is refused then. Not
+// configured: everything goes at once.
 VEKAPI_FLAT CVekFlowCtrlSender CVekFlowCtrlSender_Create(CVekClient* client);
 
-// What a sender tells the thread that created it, since it told the last time: how many requests the link has
-// taken, and how many it has refused. Comes when held ones have been sent, and when any was refused.
-// `sender` is the address of a temporary handle, valid until the callback returns, which may do everything.
+// What a sender tells the thread that created it: how many of the requests that were held the link has taken,
+// and how many of all it has refused, since it told the last time. `sender` is the address of a temporary
+// handle, valid until the callback returns, which may do everything.
 typedef void (*CVekOnFlowCtrlSenderSent)(CVekFlowCtrlSender* sender, void* user, unsigned sent,
                                          unsigned refused);
 
@@ -476,9 +500,14 @@ VEKAPI_FLAT unsigned CVekFlowCtrlSender_SendVekRequests(CVekFlowCtrlSender* send
 // The loop. On Windows it is any loop of GetMessage and DispatchMessage, also a modal one (message box, menu,
 // dragging). On every system CVekMessageLoop_Dispatch may take its place.
 //
-// Order. Callbacks come one after the other in the order of the wire. They come later than the event: what
-// CVekClient_State answers in one is the state of now, and events from before a CVekClient_Connect or
-// CVekClient_Disconnect, and those of these calls themselves, are still called when the call has returned.
+// Order. Callbacks come one after the other in the order of the wire. They come later than the event, and
+// events from before a CVekClient_Connect or CVekClient_Disconnect, and those of these calls themselves, are
+// still called when the call has returned. But inside a callback, on its thread, CVekClient_State,
+// _IsSessionConnected, _SgnResult and _ServerName answer what was true at its event, whatever has happened
+// since; outside callbacks, and on other threads, what is true now.
+//
+// Turns. One message brings a part of what waits, 10 ms' worth or a thousand events; the rest comes when
+// everything else of the thread has had its turn: other clients, input, painting, timers.
 //
 // Waiting. A task result or password result is lent, so the session waits until its callback has returned:
 // nothing else of that session arrives meanwhile. The thread answers these two, and with them what was queued
@@ -492,13 +521,14 @@ VEKAPI_FLAT unsigned CVekFlowCtrlSender_SendVekRequests(CVekFlowCtrlSender* send
 //
 // CVekClient_Delete belongs on the creating thread. Another thread may call it outside callbacks; it then
 // waits for the creating one to run its loop, or to end. A client whose thread has ended gets no callbacks
-// but the last; it must still be deleted.
+// but the last, and nothing is kept for it; it must still be deleted.
 VEKAPI_FLAT CVekClient CVekClient_Create_OnMessageLoop(const CVekClientCallbacks* callbacks, void* user);
 
-// Runs what waits for the calling thread, a thousand messages at most, and returns how many it ran. Waits up
-// to `timeoutMs` milliseconds when there is nothing (0: does not wait; negative: waits for ever), and answers
-// 0 when nothing came. Negative on error; on Windows also when the thread has been told to quit (WM_QUIT,
-// which stays in the queue). On Windows it serves all the thread's windows. Inside a callback, too.
+// Runs what waits for the calling thread, a thousand messages at most and not what comes meanwhile, and
+// returns how many it ran. Waits up to `timeoutMs` milliseconds when there is nothing (0: does not wait;
+// negative: waits for ever), and answers 0 when nothing came. Negative on error; on Windows also when the
+// thread has been told to quit (WM_QUIT, which stays in the queue). On Windows it serves all the thread's
+// windows. Inside a callback, too.
 VEKAPI_FLAT int CVekMessageLoop_Dispatch(int timeoutMs);
 
 // For event loops that watch descriptors (poll, epoll, GLib, Qt, asyncio): one that polls readable while

@@ -63,6 +63,20 @@ class VEKAPI_EXPORT VekClientHandler {
   virtual ~VekClientHandler();
 };
 
+// A handler for those who need only some of the events: the others are empty.
+class VekClientHandlerBase : public VekClientHandler {
+ public:
+  void OnVekConnectEvent(VekClient& /*client*/, const std::string& /*reason*/) override {}
+  void OnVekApReadyEvent(VekClient& /*client*/) override {}
+  void OnVekTaskResultEvent(VekClient& /*client*/, const VekTaskResult& /*result*/) override {}
+  void OnVekChgPassResultEvent(VekClient& /*client*/, const std::string& /*user*/,
+                               const std::string& /*resultText*/) override {}
+  void OnVekRequestAckEvent(VekClient& /*client*/, int /*msgCode*/, const std::string& /*ackText*/) override {
+  }
+  void OnVekReportEvent(VekClient& /*client*/, const std::string& /*reportText*/) override {}
+  void OnVekClientDestroyEvent(VekClient& /*client*/) override {}
+};
+
 }  // namespace VekApi
 
 #endif  // VEKAPI_VEKCLIENTHANDLER_H

@@ -30,21 +30,19 @@ CVekClient CVekClient_Create(const CVekClientCallbacks* callbacks, void* user) {
       [=] { return new VekApiC_VekClient(callbacks ? *callbacks : CVekClientCallbacks{}, user); });
 }
 
-// The handle becomes null last: until then callbacks may use it. The second deletion of one object can only
-// come from the destroy event, as the object is gone after it.
+// The second deletion of one object can only come from the destroy event, as the object is gone after it.
 void CVekClient_Delete(CVekClient* client) {
   VekApiC_VekClient* const object = VekApi::Flat::ObjectOf(client);
-  if (!object || !object->BeginDelete()) return;
-  delete object;
-  client->object = nullptr;
+  if (object && object->BeginDelete(*client)) delete object;
 }
 
 int CVekClient_State(const CVekClient* client) {
-  return Ask(client, 0, [](auto& object) { return static_cast<int>(object.Client().State()); });
+  return Ask(client, 0, [](auto& object) { return static_cast<int>(object.State()); });
 }
 
 bool CVekClient_IsSessionConnected(const CVekClient* client) {
-  return Ask(client, false, [](auto& object) { return object.Client().IsSessionConnected(); });
+  const int state = CVekClient_State(client);
+  return state >= cvcs_Connected || state == cvcs_SgnError;
 }
 
 bool CVekClient_Connect(CVekClient* client, const char* setting, const char* apName, const char* apVersion,
@@ -62,11 +60,11 @@ void CVekClient_Disconnect(CVekClient* client) {
 }
 
 CVekTaskResult CVekClient_SgnResult(const CVekClient* client) {
-  return Ask(client, {}, [](auto& object) { return CVekTaskResult{&object.Client().SgnResult()}; });
+  return Ask(client, {}, [](auto& object) { return CVekTaskResult{&object.SgnResult()}; });
 }
 
 const char* CVekClient_ServerName(const CVekClient* client) {
-  return Ask(client, nullptr, [](auto& object) { return object.Client().ServerName().c_str(); });
+  return Ask(client, nullptr, [](auto& object) { return object.ServerName(); });
 }
 
 bool CVekClient_ChgPass(CVekClient* client, const char* user, const char* oldPassword,

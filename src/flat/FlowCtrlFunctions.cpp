@@ -1,3 +1,4 @@
+#include "flat/FlowCtrlMessageLoops.h"
 #include "flat/Guard.h"
 #include "vekapi/VekApiC.h"
 
@@ -10,8 +11,9 @@ CVekFlowCtrl CVekFlowCtrl_Create(const CVekFlowCtrlCallbacks* callbacks, void* u
       [=] { return new VekApiC_FlowCtrl(callbacks ? *callbacks : CVekFlowCtrlCallbacks{}, user); });
 }
 
-CVekFlowCtrl CVekFlowCtrl_Create_OnMessageLoop(const CVekFlowCtrlCallbacks* /*callbacks*/, void* /*user*/) {
-  return {};
+CVekFlowCtrl CVekFlowCtrl_Create_OnMessageLoop(const CVekFlowCtrlCallbacks* callbacks, void* user) {
+  return VekApi::Flat::Create<CVekFlowCtrl>(
+      [=] { return TFlowCtrlMessageLoop::Make(callbacks ? *callbacks : CVekFlowCtrlCallbacks{}, user); });
 }
 
 void CVekFlowCtrl_Delete(CVekFlowCtrl* gate) {

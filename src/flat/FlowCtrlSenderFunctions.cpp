@@ -1,5 +1,6 @@
 #include <string>
 
+#include "flat/FlowCtrlMessageLoops.h"
 #include "flat/Guard.h"
 #include "vekapi/VekApiC.h"
 
@@ -21,10 +22,15 @@ CVekFlowCtrlSender CVekFlowCtrlSender_Create(CVekClient* client) {
   });
 }
 
-CVekFlowCtrlSender CVekFlowCtrlSender_Create_OnMessageLoop(CVekClient* /*client*/,
-                                                           const CVekFlowCtrlSenderCallbacks* /*callbacks*/,
-                                                           void* /*user*/) {
-  return {};
+CVekFlowCtrlSender CVekFlowCtrlSender_Create_OnMessageLoop(CVekClient* client,
+                                                           const CVekFlowCtrlSenderCallbacks* callbacks,
+                                                           void* user) {
+  return Ask(client, {}, [=](auto& object) {
+    return VekApi::Flat::Create<CVekFlowCtrlSender>([&] {
+      return TFlowCtrlSenderMessageLoop::Make(object.Client(),
+                                              callbacks ? *callbacks : CVekFlowCtrlSenderCallbacks{}, user);
+    });
+  });
 }
 
 void CVekFlowCtrlSender_Delete(CVekFlowCtrlSender* sender) {

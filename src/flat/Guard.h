@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "flat/CVekApiC_FlowCtrlSender.h"
+#include "flat/ForcedUnwind.h"
 #include "flat/VekApiC_FlowCtrl.h"
 #include "flat/VekApiC_VekClient.h"
 #include "vekapi/VekApiC.h"
@@ -50,19 +51,21 @@ TObject<Handle>* ObjectOf(Handle* handle) noexcept {
 // What `call` makes of the handle's object; `none` when there is no object, or `call` throws.
 template <class Handle, class Call>
 auto Ask(Handle* handle,
-         std::type_identity_t<std::decay_t<std::invoke_result_t<Call&, TObject<Handle>&>>> none,
-         Call call) noexcept -> decltype(none) {
+         std::type_identity_t<std::decay_t<std::invoke_result_t<Call&, TObject<Handle>&>>> none, Call call)
+    -> decltype(none) {
   TObject<Handle>* const object = ObjectOf(handle);
   if (!object) return none;
   try {
     return std::invoke(call, *object);
-  } catch (...) {
+  }
+  VEKAPI_PASS_FORCED_UNWIND
+  catch (...) {
     return none;
   }
 }
 
 template <class Handle, class Call>
-void Do(Handle* handle, Call call) noexcept {
+void Do(Handle* handle, Call call) {
   Ask(handle, false, [&](TObject<Handle>& object) {
     std::invoke(call, object);
     return true;

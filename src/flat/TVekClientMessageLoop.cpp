@@ -1,23 +1,18 @@
 #include "flat/TVekClientMessageLoop.h"
 
-#include <algorithm>
+#include <mutex>
+#include <new>
 #include <utility>
 
 #include "flat/CallBack.h"
-#include "flat/VekApiC_VekClient.h"
 #include "platform/os/Thread.h"
 #include "session/TImpl.h"
 
 namespace {
 
-constexpr unsigned kRetryMs = 1000;
-constexpr std::uint64_t kAll = UINT64_MAX;
-
-using TContextRef = Dstl::wise_ref<Dova::TSyncContext>;
-
-const TContextRef& ContextOf(VekApiC_VekClient& client) {
-  return VekApi::ContextOf(client.Client());
-}
+// One message's part of the events, by the limit that is reached first.
+constexpr int kEventsAtOnce = 1000;
+constexpr std::int64_t kNsAtOnce = 10'000'000;
 
 std::uintptr_t Parameter(const void* pointer) {
   return reinterpret_cast<std::uintptr_t>(pointer);
@@ -28,28 +23,13 @@ const T* Pointer(std::uintptr_t parameter) {
   return reinterpret_cast<const T*>(parameter);
 }
 
-TVekClientMessageLoop& LoopOf(void* user) {
-  return *static_cast<TVekClientMessageLoop*>(user);
-}
-
 }  // namespace
 
-// What a thread hands over with a message that it sends: its place inside the context, and how many events it
-// has to come behind. It waits, and the loan lives, until the window's thread has handled that message.
-struct TVekClientMessageLoop::TLoan {
-  Dova::Os::TMessage message;
-  TContextRef context;
-  std::uintptr_t lender;
-  std::uint64_t behind;
-};
-
-// A message being handled, perhaps inside the callback of another one. When a callback deletes the client it
-// marks them all: they unwind without touching the loop.
+// A message being handled, perhaps inside the callback of another one, and what the client was at the event
+// whose callback runs. When a callback deletes the client it marks them all: they unwind without touching the
+// loop.
 struct TVekClientMessageLoop::TFrame {
-  TFrame(TVekClientMessageLoop& owner, std::uint64_t behind)
-      : loop(owner), outer(owner.frame_), upTo(outer ? std::min(behind, outer->upTo) : behind) {
-    owner.frame_ = this;
-  }
+  explicit TFrame(TVekClientMessageLoop& owner) : loop(owner), outer(std::exchange(owner.frame_, this)) {}
   ~TFrame() {
     if (!destroyed) loop.frame_ = outer;
   }
@@ -58,157 +38,197 @@ struct TVekClientMessageLoop::TFrame {
 
   TVekClientMessageLoop& loop;
   TFrame* const outer;
-  std::uint64_t upTo;  // queued events behind that number have to wait for a result further out
+  VekApi::EVekClientState state = VekApi::vcs_None;
+  TSessionViewRef view{};
   bool destroyed = false;
 };
 
 VekApiC_VekClient* TVekClientMessageLoop::CreateClient(const CVekClientCallbacks& callbacks, void* user) {
   auto* const loop = new TVekClientMessageLoop(callbacks, user);
-  if (!loop->window_) {
-    delete loop;
-    return nullptr;
-  }
   try {
-    loop->client_ = new VekApiC_VekClient(Forwarders(), loop);
+    if (loop->Open()) return loop->client_;
   } catch (...) {
-    Dova::Os::DeallocateHWnd(loop->window_);
+    loop->Dismiss();
     throw;
   }
-  return loop->client_;
+  loop->Dismiss();
+  return nullptr;
 }
 
 TVekClientMessageLoop::TVekClientMessageLoop(const CVekClientCallbacks& callbacks, void* user)
     : callbacks_(callbacks),
       user_(user),
-      window_(Dova::Os::AllocateHWnd_Impl(*this)),
-      retry_(Dova::ots_OneShot, *this) {}
+      thread_(Dova::Os::CurrentThreadToken()),
+      clock_(Dova::TTimerQueue::Current()) {}
+
+bool TVekClientMessageLoop::Open() {
+  window_ = Dova::Os::AllocateHWnd_Impl(*this);
+  if (!window_) return false;
+  pending_ = std::make_shared<TPendingEvRecs>(window_, kEventsQueued);
+  view_ = pending_->View();
+  client_ = new VekApiC_VekClient(*this, *this);
+  return true;
+}
+
+void TVekClientMessageLoop::Dismiss() {
+  if (window_) {
+    Dova::Os::DeallocateHWnd(window_);
+  } else {
+    delete this;
+  }
+}
 
 // ---- the raising thread ----
 
-CVekClientCallbacks TVekClientMessageLoop::Forwarders() {
-  CVekClientCallbacks all{};
-  all.OnVekUnknownMsgCodeEvent = OnUnknownMsgCode;
-  all.OnVekConnectEvent = OnConnect;
-  all.OnVekApReadyEvent = OnApReady;
-  all.OnVekTaskResultEvent = OnTaskResult;
-  all.OnVekChgPassResultEvent = OnChgPassResult;
-  all.OnVekRequestAckEvent = OnRequestAck;
-  all.OnVekReportEvent = OnReport;
-  all.OnVekClientDestroyEvent = OnClientDestroy;
-  return all;
+template <class Callback>
+void TVekClientMessageLoop::Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text) {
+  if (callback) pending_->Push({kind, num, std::move(text), client_->Client().State()});
 }
 
-void TVekClientMessageLoop::OnUnknownMsgCode(CVekClient*, void* user, int msgCode, const char* packet,
-                                             int length) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (!loop.callbacks_.OnVekUnknownMsgCodeEvent) return;
-  loop.Enqueue({pev_UnknownMsgCode, msgCode, std::string(packet, static_cast<std::size_t>(length))});
+void TVekClientMessageLoop::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet,
+                                                     int length) {
+  Push(callbacks_.OnVekUnknownMsgCodeEvent, pev_UnknownMsgCode, msgCode,
+       std::string(packet, static_cast<std::size_t>(length)));
 }
 
-void TVekClientMessageLoop::OnConnect(CVekClient*, void* user, const char* reason) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (loop.callbacks_.OnVekConnectEvent) loop.Enqueue({pev_Connect, -1, reason});
+// The end of a session is told even without memory.
+void TVekClientMessageLoop::OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) {
+  try {
+    const TSessionViewRef before = pending_->View();
+    if (before->serverName != client.ServerName()) {
+      pending_->SetView(std::make_shared<TSessionView>(before->sgnResult, client.ServerName()));
+    }
+    Push(callbacks_.OnVekConnectEvent, pev_Connect, -1, reason);
+  } catch (const std::bad_alloc&) {
+    if (callbacks_.OnVekConnectEvent) pending_->PushNoMemory(client.State());
+  }
 }
 
-void TVekClientMessageLoop::OnApReady(CVekClient*, void* user) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (loop.callbacks_.OnVekApReadyEvent) loop.Enqueue({pev_ApReady});
+void TVekClientMessageLoop::OnVekApReadyEvent(VekApi::VekClient& client) {
+  auto result = std::make_shared<VekApi::VekTaskResult>(client.SgnResult());
+  pending_->SetView(std::make_shared<TSessionView>(std::move(result), client.ServerName()));
+  Push(callbacks_.OnVekApReadyEvent, pev_ApReady, -1, {});
 }
 
-void TVekClientMessageLoop::OnRequestAck(CVekClient*, void* user, int msgCode, const char* ackText) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (loop.callbacks_.OnVekRequestAckEvent) loop.Enqueue({pev_RequestAck, msgCode, ackText});
+void TVekClientMessageLoop::OnVekRequestAckEvent(VekApi::VekClient&, int msgCode,
+                                                 const std::string& ackText) {
+  Push(callbacks_.OnVekRequestAckEvent, pev_RequestAck, msgCode, ackText);
 }
 
-void TVekClientMessageLoop::OnReport(CVekClient*, void* user, const char* reportText) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (loop.callbacks_.OnVekReportEvent) loop.Enqueue({pev_Report, -1, reportText});
+void TVekClientMessageLoop::OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) {
+  Push(callbacks_.OnVekReportEvent, pev_Report, -1, reportText);
 }
 
-void TVekClientMessageLoop::OnTaskResult(CVekClient*, void* user, const CVekTaskResult* result) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (!loop.callbacks_.OnVekTaskResultEvent) return;
-  loop.SendToWindow({kTaskResult, Parameter(result), Parameter(result)});
+void TVekClientMessageLoop::OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) {
+  if (!callbacks_.OnVekTaskResultEvent) return;
+  const CVekTaskResult handle{&result};
+  SendToWindow({kTaskResult, Parameter(&handle), Parameter(&handle)});
 }
 
-void TVekClientMessageLoop::OnChgPassResult(CVekClient*, void* user, const char* userId,
-                                            const char* resultText) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  if (!loop.callbacks_.OnVekChgPassResultEvent) return;
-  loop.SendToWindow({kChgPassResult, Parameter(userId), Parameter(resultText)});
+void TVekClientMessageLoop::OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
+                                                    const std::string& resultText) {
+  if (!callbacks_.OnVekChgPassResultEvent) return;
+  SendToWindow({kChgPassResult, Parameter(user.c_str()), Parameter(resultText.c_str())});
 }
 
 // Other events that still wait are dropped before the last callback: it is the last also when it runs a
 // message loop of its own.
-void TVekClientMessageLoop::OnClientDestroy(CVekClient*, void* user) {
-  TVekClientMessageLoop& loop = LoopOf(user);
-  loop.pending_.Close();
-  loop.Call(loop.callbacks_.OnVekClientDestroyEvent);
-  Dova::Os::DeallocateHWnd(loop.window_);
-}
-
-// Events that wait have a message that tells of them, so only the first of a row posts one.
-void TVekClientMessageLoop::Enqueue(TPendingEvRec rec) {
-  const std::lock_guard lock(pending_.mutex);
-  if (pending_.closed) return;
-  if (pending_.recs.empty()) PostEventsQueued();
-  pending_.recs.push_back(std::move(rec));
-  ++pending_.pushed;
-}
-
-// With the queue's mutex held: a retry that succeeds must not stop the timer that a later post, which failed,
-// has started.
-void TVekClientMessageLoop::PostEventsQueued() {
-  if (window_->Post(kEventsQueued)) {
-    retry_.Stop();
-  } else {
-    retry_.Start(&TVekClientMessageLoop::PostAgain, kRetryMs);
-  }
-}
-
-void TVekClientMessageLoop::PostAgain() {
-  const std::lock_guard lock(pending_.mutex);
-  if (!pending_.recs.empty()) PostEventsQueued();
+void TVekClientMessageLoop::OnVekClientDestroyEvent(VekApi::VekClient&) {
+  pending_->Close();
+  destroying_ = true;
+  client_->OnDestroying();
+  Call(callbacks_.OnVekClientDestroyEvent);
+  Dova::Os::DeallocateHWnd(window_);
 }
 
 // The callback may delete the client and with it the loop: what is needed to return is on this stack.
 void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message) {
+  const std::shared_ptr<TPendingEvRecs> pending = pending_;
   const Dova::Os::TWindowRef window = window_;
-  TLoan loan{message, ContextOf(*client_), Dova::Os::CurrentThreadToken(), pending_.Pushed()};
-  loan_.store(&loan);
+  const std::uintptr_t me = Dova::Os::CurrentThreadToken();
+  TLoan loan{message, VekApi::ContextOf(client_->Client()), me, client_->Client().State(), me != thread_};
+  if (!pending->Add(loan)) return;
+  // Also when a runtime ends this thread in the middle.
+  struct TAdded {
+    TPendingEvRecs& pending;
+    TLoan& loan;
+    ~TAdded() { pending.Remove(loan); }
+  } const added{*pending, loan};
   window->Send(message);
+  while (pending->WasPutOff(loan)) {
+    pending->WaitForTurn(loan);
+    window->Send(message);
+  }
+}
+
+// ---- what the client is asked ----
+
+const TVekClientMessageLoop::TFrame* TVekClientMessageLoop::Delivering() const {
+  return Dova::Os::CurrentThreadToken() == thread_ && !destroying_ ? frame_ : nullptr;
+}
+
+VekApi::EVekClientState TVekClientMessageLoop::State() const {
+  const TFrame* const frame = Delivering();
+  return frame ? frame->state : client_->Client().State();
+}
+
+// Outside callbacks the view of now is kept until it is asked for again.
+const TSessionView& TVekClientMessageLoop::View() const {
+  if (const TFrame* const frame = Delivering()) return *frame->view;
+  TSessionViewRef now = pending_->View();
+  const std::lock_guard lock(shownMutex_);
+  shown_.swap(now);
+  return *shown_;
+}
+
+const VekApi::VekTaskResult& TVekClientMessageLoop::SgnResult() const {
+  return *View().sgnResult;
+}
+
+const char* TVekClientMessageLoop::ServerName() const {
+  return View().serverName.c_str();
 }
 
 // ---- the window's thread ----
 
-bool TVekClientMessageLoop::OnMessage(const Dova::Os::TMessage& message) noexcept {
+bool TVekClientMessageLoop::OnMessage(const Dova::Os::TMessage& message) {
   switch (message.code) {
-    case kEventsQueued: {
-      const TFrame frame(*this, kAll);
-      Drain(frame);
+    case kEventsQueued:
+      OnEventsQueued();
       return true;
-    }
     case kTaskResult:
     case kChgPassResult:
-      if (const TLoan* const loan = TakeLoan(message)) DeliverInItsPlace(*loan);
+      if (TLoan* const loan = pending_->Answer(message)) OnSent(*loan);
       return true;
     default:
       return false;
   }
 }
 
-void TVekClientMessageLoop::OnWindowGone() noexcept {
+void TVekClientMessageLoop::OnWindowGone() {
   for (TFrame* frame = frame_; frame; frame = frame->outer) frame->destroyed = true;
   delete this;
 }
 
-// False when a callback has deleted the client: nothing of the loop is there any more.
-bool TVekClientMessageLoop::Drain(const TFrame& frame) {
-  for (TPendingEvRec rec; pending_.Pop(rec, frame.upTo);) {
+void TVekClientMessageLoop::OnEventsQueued() {
+  TFrame frame(*this);
+  if (Drain(frame, true) == EDrained::Part && !window_->PostLast(kEventsQueued)) pending_->PostAgain();
+}
+
+// All: nothing waits, or it has to wait for a result. Destroyed: a callback has deleted the client, and
+// nothing of the loop is there any more.
+TVekClientMessageLoop::EDrained TVekClientMessageLoop::Drain(TFrame& frame, bool bounded) {
+  const std::int64_t end = clock_.NowNs() + kNsAtOnce;
+  TPendingEvRec rec;
+  for (int count = 0; pending_->Pop(rec); ++count) {
+    if (rec.view) view_ = std::move(rec.view);
+    frame.view = view_;
+    frame.state = rec.state;
     Deliver(rec);
-    if (frame.destroyed) return false;
+    if (frame.destroyed) return EDrained::Destroyed;
+    if (bounded && (count + 1 >= kEventsAtOnce || clock_.NowNs() >= end)) return EDrained::Part;
   }
-  return true;
+  return EDrained::All;
 }
 
 void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
@@ -229,24 +249,20 @@ void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
   }
 }
 
-// Null for a message that is not of SendToWindow's making: whatever sends to windows may have sent it, and
-// its pointers lead nowhere.
-const TVekClientMessageLoop::TLoan* TVekClientMessageLoop::TakeLoan(const Dova::Os::TMessage& message) {
-  const TLoan* const loan = loan_.load();
-  if (!loan || loan->message != message) return nullptr;
-  loan_.store(nullptr);
-  return loan;
+// Events that come before a result come in messages of their own, as long as the thread takes those; else it
+// is waiting in a way in which it answers nothing but what is sent.
+void TVekClientMessageLoop::OnSent(TLoan& loan) {
+  if (!pending_->PutOff(loan)) DeliverInItsPlace(loan);
 }
 
-// What was queued before the result comes first, and nothing that its callbacks, or the result's own, bring
-// about: so everything keeps the order of the wire.
-void TVekClientMessageLoop::DeliverInItsPlace(const TLoan& loan) {
+void TVekClientMessageLoop::DeliverInItsPlace(TLoan& loan) {
   const Dova::TSyncContext::TAdopt inside(loan.context, loan.lender);
-  TFrame frame(*this, loan.behind);
-  if (!Drain(frame)) return;
-  frame.upTo = frame.outer ? frame.outer->upTo : kAll;
+  TFrame frame(*this);
+  if (Drain(frame, loan.lender != thread_) != EDrained::All) return;
+  pending_->SetOver(loan);
+  frame.view = loan.view;
+  frame.state = loan.state;
   DeliverLent(loan.message);
-  if (!frame.destroyed) PostAgain();  // a message that told of later events may have come in between
 }
 
 void TVekClientMessageLoop::DeliverLent(const Dova::Os::TMessage& message) {
@@ -258,6 +274,6 @@ void TVekClientMessageLoop::DeliverLent(const Dova::Os::TMessage& message) {
 }
 
 template <class Callback, class... Args>
-void TVekClientMessageLoop::Call(Callback callback, Args... args) noexcept {
+void TVekClientMessageLoop::Call(Callback callback, Args... args) {
   VekApi::Flat::CallBack<CVekClient>(callback, client_, user_, args...);
 }

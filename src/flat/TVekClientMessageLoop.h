@@ -1,25 +1,30 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
+#include <memory>
+#include <string>
 
 #include "flat/TPendingEvRecs.h"
-#include "platform/mbus/TSyncContext.h"
-#include "platform/mbus/TTimer.h"
+#include "flat/VekApiC_VekClient.h"
+#include "platform/mbus/TTimerQueue.h"
 #include "platform/os/MessageWindow.h"
 #include "vekapi/VekApiC.h"
-
-class VekApiC_VekClient;
 
 // Stands between a client and the callbacks of a caller who wants them on the thread that created the client:
 // most events are queued, and the first of a row posts a message to a hidden window of that thread. Task
 // results and password results live only as long as their event: they are sent, and the raising thread waits.
 //
-// The raising thread is inside the session's context then. It lends its place to the window's thread (TLoan),
-// so a callback may connect, disconnect and delete as everywhere.
+// One message hands out a bounded part of the events; a message that comes behind everything else of the
+// thread goes on. A result that finds events in the queue lets the thread hand them out in this way first,
+// and is sent again.
+//
+// The raising thread is inside the session's context. It lends its place to the window's thread (TLoan), so a
+// callback may connect, disconnect and delete as everywhere.
 //
 // Lives as long as its client, whose destroy event ends it, possibly inside one of its own callbacks.
-class TVekClientMessageLoop final : private Dova::Os::TMessageHandler {
+class TVekClientMessageLoop final : public VekApi::VekClientHandler,
+                                    private TAsOf,
+                                    private Dova::Os::TMessageHandler {
  public:
   // Window messages.
   static constexpr unsigned kEventsQueued = 1073;   // no parameters
@@ -33,46 +38,59 @@ class TVekClientMessageLoop final : private Dova::Os::TMessageHandler {
   TVekClientMessageLoop& operator=(const TVekClientMessageLoop&) = delete;
 
  private:
-  struct TLoan;
   struct TFrame;
+  enum class EDrained { All, Part, Destroyed };
 
   TVekClientMessageLoop(const CVekClientCallbacks& callbacks, void* user);
-  ~TVekClientMessageLoop() = default;
+  ~TVekClientMessageLoop() override = default;
+  bool Open();  // false: no window
+  void Dismiss();
 
-  // The inner client's callbacks, on the thread that raises the event, inside the context. `user` is the
-  // loop.
-  static CVekClientCallbacks Forwarders();
-  static void OnUnknownMsgCode(CVekClient*, void* user, int msgCode, const char* packet, int length);
-  static void OnConnect(CVekClient*, void* user, const char* reason);
-  static void OnApReady(CVekClient*, void* user);
-  static void OnTaskResult(CVekClient*, void* user, const CVekTaskResult* result);
-  static void OnChgPassResult(CVekClient*, void* user, const char* userId, const char* resultText);
-  static void OnRequestAck(CVekClient*, void* user, int msgCode, const char* ackText);
-  static void OnReport(CVekClient*, void* user, const char* reportText);
-  static void OnClientDestroy(CVekClient*, void* user);
+  // The thread that raises the event, inside the context.
+  void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override;
+  void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;
+  void OnVekApReadyEvent(VekApi::VekClient& client) override;
+  void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) override;
+  void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
+                               const std::string& resultText) override;
+  void OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) override;
+  void OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) override;
+  void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
-  void Enqueue(TPendingEvRec rec);
+  template <class Callback>
+  void Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text);
   void SendToWindow(const Dova::Os::TMessage& message);
-  void PostEventsQueued();
-  void PostAgain();  // timer thread, and the window's
+
+  // Any thread. Inside a callback on the window's thread the answers are those of the event's moment.
+  VekApi::EVekClientState State() const override;
+  const VekApi::VekTaskResult& SgnResult() const override;
+  const char* ServerName() const override;
+  const TFrame* Delivering() const;
+  const TSessionView& View() const;
 
   // The window's thread.
-  bool OnMessage(const Dova::Os::TMessage& message) noexcept override;
-  void OnWindowGone() noexcept override;
-  const TLoan* TakeLoan(const Dova::Os::TMessage& message);
-  bool Drain(const TFrame& frame);
+  bool OnMessage(const Dova::Os::TMessage& message) override;
+  void OnWindowGone() override;
+  void OnEventsQueued();
+  void OnSent(TLoan& loan);
+  EDrained Drain(TFrame& frame, bool bounded);
   void Deliver(const TPendingEvRec& rec);
-  void DeliverInItsPlace(const TLoan& loan);
+  void DeliverInItsPlace(TLoan& loan);
   void DeliverLent(const Dova::Os::TMessage& message);
   template <class Callback, class... Args>
-  void Call(Callback callback, Args... args) noexcept;
+  void Call(Callback callback, Args... args);
 
   const CVekClientCallbacks callbacks_;
   void* const user_;
-  const Dova::Os::TWindowRef window_;
-  TFrame* frame_ = nullptr;  // the innermost one on the stack of the window's thread
-  TPendingEvRecs pending_;
+  const std::uintptr_t thread_;  // the window's
+  const Dova::TTimerQueue& clock_;
+  Dova::Os::TWindowRef window_;
+  std::shared_ptr<TPendingEvRecs> pending_;
   VekApiC_VekClient* client_ = nullptr;
-  std::atomic<const TLoan*> loan_{nullptr};  // of the message that is being sent, until it is taken up
-  Dova::TTimer<TVekClientMessageLoop> retry_;
+  mutable Dova::Os::TMutex shownMutex_;  // leaf
+  mutable TSessionViewRef shown_;        // outside callbacks
+  // The window's thread:
+  TFrame* frame_ = nullptr;  // the innermost one on the stack
+  TSessionViewRef view_;     // of the event that was handed out last
+  bool destroying_ = false;
 };

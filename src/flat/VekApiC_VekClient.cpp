@@ -5,8 +5,21 @@
 VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user)
     : client_(*this), callbacks_(callbacks), user_(user) {}
 
+VekApiC_VekClient::VekApiC_VekClient(VekApi::VekClientHandler& events, const TAsOf& asOf)
+    : client_(events), asOf_(&asOf) {}
+
+bool VekApiC_VekClient::BeginDelete(CVekClient& handle) {
+  if (deleting_.exchange(true)) return false;
+  handle_ = &handle;
+  return true;
+}
+
+void VekApiC_VekClient::OnDestroying() {
+  if (handle_) handle_->object = nullptr;
+}
+
 template <class Callback, class... Args>
-void VekApiC_VekClient::Raise(Callback callback, Args... args) noexcept {
+void VekApiC_VekClient::Raise(Callback callback, Args... args) {
   VekApi::Flat::CallBack<CVekClient>(callback, this, user_, args...);
 }
 
@@ -42,5 +55,6 @@ void VekApiC_VekClient::OnVekReportEvent(VekApi::VekClient&, const std::string& 
 }
 
 void VekApiC_VekClient::OnVekClientDestroyEvent(VekApi::VekClient&) {
+  OnDestroying();
   Raise(callbacks_.OnVekClientDestroyEvent);
 }

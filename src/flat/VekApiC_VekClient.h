@@ -6,8 +6,19 @@
 #include "vekapi/VekApiC.h"
 #include "vekapi/VekClient.h"
 
+// Answers what a client is asked, in place of the client.
+class TAsOf {
+ public:
+  virtual VekApi::EVekClientState State() const = 0;
+  virtual const VekApi::VekTaskResult& SgnResult() const = 0;
+  virtual const char* ServerName() const = 0;
+
+ protected:
+  ~TAsOf() = default;
+};
+
 // What a CVekClient handle points to: a client that is its own handler and passes its events on to plain
-// functions.
+// functions; or one whose events somebody else gets, who then answers for it.
 //
 // An event may delete the object (but not OnVekClientDestroyEvent, which comes from the deletion): nothing in
 // here is touched after a callback.
@@ -15,14 +26,22 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
  public:
   // The table is copied.
   VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user);
+  // `events` calls OnDestroying when the client is being destroyed. Both live as long as the client.
+  VekApiC_VekClient(VekApi::VekClientHandler& events, const TAsOf& asOf);
   ~VekApiC_VekClient() override = default;
   VekApiC_VekClient(const VekApiC_VekClient&) = delete;
   VekApiC_VekClient& operator=(const VekApiC_VekClient&) = delete;
 
   VekApi::VekClient& Client() { return client_; }
 
-  // For whoever means to delete the object: true for the first who asks.
-  bool BeginDelete() { return !deleting_.exchange(true); }
+  VekApi::EVekClientState State() const { return asOf_ ? asOf_->State() : client_.State(); }
+  const VekApi::VekTaskResult& SgnResult() const { return asOf_ ? asOf_->SgnResult() : client_.SgnResult(); }
+  const char* ServerName() const { return asOf_ ? asOf_->ServerName() : client_.ServerName().c_str(); }
+
+  // For whoever means to delete the object: true for the first who asks. `handle` becomes null before the
+  // last callback, which may free it.
+  bool BeginDelete(CVekClient& handle);
+  void OnDestroying();
 
  private:
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override;
@@ -36,11 +55,13 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
   template <class Callback, class... Args>
-  void Raise(Callback callback, Args... args) noexcept;
+  void Raise(Callback callback, Args... args);
 
   // Destroyed last; its destructor raises an event that reads what stands below. That has no destructor.
   VekApi::VekClient client_;
-  CVekClientCallbacks callbacks_;
-  void* user_;
+  CVekClientCallbacks callbacks_{};
+  void* user_ = nullptr;
+  const TAsOf* asOf_ = nullptr;
+  CVekClient* handle_ = nullptr;
   std::atomic<bool> deleting_{false};
 };

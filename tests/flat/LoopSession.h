@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "flat/FlatSession.h"
+#include "platform/mbus/TSyncContext.h"
 
 namespace vektest {
 
@@ -29,6 +30,8 @@ class LoopSession : public FlatSession {
     }
   }
 
+  static std::string Report(int number) { return Message(130, std::to_string(number)); }
+
   // Serves the loop until another thread has done its work.
   template <class TBody>
   static void ServeWhile(TBody body) {
@@ -40,6 +43,14 @@ class LoopSession : public FlatSession {
     while (!done) CVekMessageLoop_Dispatch(5);
     other.join();
   }
+  // Queues events, with nobody to serve the loop meanwhile.
+  void Queue(const std::string& bytes) {
+    std::thread([&] { mes->Deliver(bytes); }).join();
+  }
+  // Serves the loop until that many lines have come.
+  void DispatchUntil(std::size_t count) {
+    while (lines.size() < count) ASSERT_GE(CVekMessageLoop_Dispatch(-1), 0);
+  }
   void DeliverFromLink(const std::string& bytes) {
     const auto link = mes;  // the test may connect anew meanwhile
     ServeWhile([&] { link->Deliver(bytes); });
@@ -48,10 +59,7 @@ class LoopSession : public FlatSession {
   // Waits until the link's thread, which has been told to deliver a result, is inside the session's context:
   // it stays there until this thread answers.
   void WaitUntilResultIsOnItsWay() {
-    while (mes->SyncContext()->TryEnter()) {
-      mes->SyncContext()->Leave();
-      std::this_thread::yield();
-    }
+    while (Dova::TSyncScope(mes->SyncContext(), std::try_to_lock)) std::this_thread::yield();
   }
 };
 

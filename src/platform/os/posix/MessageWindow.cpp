@@ -10,12 +10,20 @@ namespace Dova::Os {
 TMessageWindow::TMessageWindow(std::unique_ptr<TNative> native) : native_(std::move(native)) {}
 TMessageWindow::~TMessageWindow() = default;
 
-bool TMessageWindow::Post(unsigned code) noexcept {
+EPost TMessageWindow::Post(unsigned code) noexcept {
   return native_->queue->Post(*native_, code);
 }
 
-void TMessageWindow::Send(const TMessage& message) noexcept {
+bool TMessageWindow::PostLast(unsigned code) noexcept {
+  return native_->queue->PostLast(*native_, code);
+}
+
+void TMessageWindow::Send(const TMessage& message) {
   native_->queue->Send(*native_, message);
+}
+
+bool TMessageWindow::IsThere() const noexcept {
+  return native_->queue->IsThere(*native_);
 }
 
 TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept {
@@ -29,12 +37,12 @@ TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept {
   }
 }
 
-void DeallocateHWnd(TWindowRef window) noexcept {
+void DeallocateHWnd(TWindowRef window) {
   TMessageWindow::TNative& native = window->Native();
   native.queue->Deallocate(native);
 }
 
-int DispatchMessages(int timeoutMs) noexcept {
+int DispatchMessages(int timeoutMs) {
   const auto queue = TThreadQueue::Obtain();
   return queue ? queue->Dispatch(timeoutMs) : -1;
 }

@@ -9,6 +9,7 @@
 #include "platform/os/AnswerWatch.h"
 #include "platform/os/Clock.h"
 #include "platform/os/MessagePump.h"
+#include "platform/os/Process.h"
 
 namespace Dova::Os {
 namespace {
@@ -26,7 +27,7 @@ struct TOwner {
   ~TOwner() {
     threadEnds = true;
     ofThisThread = nullptr;
-    if (queue) queue->End();
+    if (queue && !queue->IsInherited()) queue->End();
   }
   TOwner(const TOwner&) = delete;
   TOwner& operator=(const TOwner&) = delete;
@@ -45,14 +46,20 @@ class TThreadQueue::TLock {
   pthread_mutex_t& mutex_;
 };
 
+TThreadQueue::TThreadQueue(int descriptor) : descriptor_(descriptor), generation_(ProcessGeneration()) {}
+
+bool TThreadQueue::IsInherited() const noexcept {
+  return generation_ != ProcessGeneration();
+}
+
 TThreadQueue* TThreadQueue::OfThisThread() noexcept {
-  return ofThisThread;
+  return ofThisThread && !ofThisThread->IsInherited() ? ofThisThread : nullptr;
 }
 
 std::shared_ptr<TThreadQueue> TThreadQueue::Obtain() noexcept {
   if (threadEnds) return nullptr;
   thread_local TOwner owner;
-  if (owner.queue) return owner.queue;
+  if (owner.queue && !owner.queue->IsInherited()) return owner.queue;
   const int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (descriptor < 0) return nullptr;
   try {
@@ -85,7 +92,7 @@ void TThreadQueue::Announce() noexcept {
 
 // With the lock held. The system is called only when that changes something for somebody.
 void TThreadQueue::SetReadable() noexcept {
-  const bool readable = !sent_.empty() || !posted_.empty();
+  const bool readable = !IsEmpty();
   if (!watched_ || readable == readable_) return;
   readable_ = readable;
   eventfd_t count = 0;
@@ -97,11 +104,26 @@ void TThreadQueue::SetReadable() noexcept {
   }
 }
 
-bool TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcept {
+EPost TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcept {
+  if (IsInherited()) return EPost::Gone;
   const TLock lock(*this);
-  if (ended_ || !window.handler || posted_.size() >= kMaxPosted) return false;
+  if (ended_ || !window.handler) return EPost::Gone;
+  if (posted_.size() >= kMaxPosted) return EPost::Full;
   try {
     posted_.push_back({&window, code});
+  } catch (...) {
+    return EPost::Full;
+  }
+  Announce();
+  return EPost::Posted;
+}
+
+bool TThreadQueue::PostLast(TMessageWindow::TNative& window, unsigned code) noexcept {
+  const TLock lock(*this);
+  const TPosted message{&window, code};
+  if (std::find(last_.begin(), last_.end(), message) != last_.end()) return true;
+  try {
+    last_.push_back(message);
   } catch (...) {
     return false;
   }
@@ -109,7 +131,13 @@ bool TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcept
   return true;
 }
 
-void TThreadQueue::Send(TMessageWindow::TNative& window, const TMessage& message) noexcept {
+bool TThreadQueue::IsThere(const TMessageWindow::TNative& window) noexcept {
+  if (IsInherited()) return false;
+  const TLock lock(*this);
+  return !ended_ && window.handler;
+}
+
+void TThreadQueue::Send(TMessageWindow::TNative& window, const TMessage& message) {
   if (IsOwn()) {
     if (window.handler) window.handler->OnMessage(message);
     return;
@@ -119,7 +147,8 @@ void TThreadQueue::Send(TMessageWindow::TNative& window, const TMessage& message
 }
 
 // False when the handler was not called.
-bool TThreadQueue::SendAndWait(TSent& sent) noexcept {
+bool TThreadQueue::SendAndWait(TSent& sent) {
+  if (IsInherited()) return false;
   {
     const TLock lock(*this);
     if (ended_ || !sent.window.handler) return false;
@@ -134,7 +163,7 @@ bool TThreadQueue::SendAndWait(TSent& sent) noexcept {
   return sent.handled;
 }
 
-void TThreadQueue::Deallocate(TMessageWindow::TNative& window) noexcept {
+void TThreadQueue::Deallocate(TMessageWindow::TNative& window) {
   TMessageHandler* const handler = window.handler;
   if (!IsOwn()) {
     TSent sent{window, {}, true};
@@ -145,6 +174,10 @@ void TThreadQueue::Deallocate(TMessageWindow::TNative& window) noexcept {
 }
 
 void TThreadQueue::Close(TMessageWindow::TNative& window) noexcept {
+  if (IsInherited()) {
+    window.handler = nullptr;
+    return;
+  }
   const TLock lock(*this);
   window.handler = nullptr;
   Drop(&window);
@@ -153,7 +186,9 @@ void TThreadQueue::Close(TMessageWindow::TNative& window) noexcept {
 // With the lock held: forgets what waits for a window, or for all of them; senders return.
 void TThreadQueue::Drop(const TMessageWindow::TNative* window) noexcept {
   const auto dropped = [=](const TMessageWindow::TNative* of) { return !window || of == window; };
-  std::erase_if(posted_, [&](const TPosted& posted) { return dropped(posted.window); });
+  for (TPostedMessages* const messages : {&posted_, &last_}) {
+    std::erase_if(*messages, [&](const TPosted& posted) { return dropped(posted.window); });
+  }
   std::erase_if(sent_, [&](TSent* sent) {
     if (!dropped(&sent->window)) return false;
     sent->done.Set();
@@ -162,7 +197,8 @@ void TThreadQueue::Drop(const TMessageWindow::TNative* window) noexcept {
   if (!ended_) SetReadable();
 }
 
-bool TThreadQueue::RunSent() noexcept {
+bool TThreadQueue::RunSent() {
+  if (IsInherited()) return false;
   TSent* sent = nullptr;
   {
     const TLock lock(*this);
@@ -171,6 +207,14 @@ bool TThreadQueue::RunSent() noexcept {
     sent_.pop_front();
     SetReadable();
   }
+  // Also when a runtime ends this thread inside the handler. A fork inside it leaves the sender behind.
+  struct TReply {
+    TThreadQueue& queue;
+    TSent& sent;
+    ~TReply() {
+      if (!queue.IsInherited()) sent.done.Set();
+    }
+  } const reply{*this, *sent};
   TMessageHandler* const handler = sent->window.handler;
   sent->handled = true;
   if (sent->deallocate) {
@@ -179,11 +223,11 @@ bool TThreadQueue::RunSent() noexcept {
   } else {
     handler->OnMessage(sent->message);
   }
-  sent->done.Set();
   return true;
 }
 
-bool TThreadQueue::AnswerSent() noexcept {
+bool TThreadQueue::AnswerSent() {
+  if (IsInherited()) return false;
   {
     const TLock lock(*this);
     if (sent_.empty()) return false;
@@ -192,33 +236,38 @@ bool TThreadQueue::AnswerSent() noexcept {
   return RunSent();
 }
 
-bool TThreadQueue::RunPosted() noexcept {
+bool TThreadQueue::RunPosted(TPostedMessages& messages) {
+  if (IsInherited()) return false;
   TPosted posted{};
   {
     const TLock lock(*this);
-    if (posted_.empty()) return false;
-    posted = posted_.front();
-    posted_.pop_front();
+    if (messages.empty()) return false;
+    posted = messages.front();
+    messages.pop_front();
     SetReadable();
   }
   posted.window->handler->OnMessage({posted.code});
   return true;
 }
 
-bool TThreadQueue::WaitForAny(int timeoutMs) noexcept {
-  const TLock lock(*this);
-  const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
-  while (sent_.empty() && posted_.empty()) {
-    if (due != INT64_MAX && MonotonicNs() >= due) return false;
-    changed_.WaitUntil(due);
-  }
-  return true;
+// With the lock held.
+bool TThreadQueue::IsEmpty() const noexcept {
+  return sent_.empty() && posted_.empty() && last_.empty();
 }
 
-int TThreadQueue::Dispatch(int timeoutMs) noexcept {
-  if (!WaitForAny(timeoutMs)) return 0;
+TThreadQueue::TWaiting TThreadQueue::WaitForAny(int timeoutMs) noexcept {
+  const TLock lock(*this);
+  const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
+  while (IsEmpty() && (due == INT64_MAX || MonotonicNs() < due)) changed_.WaitUntil(due);
+  return {sent_.size() + posted_.size(), last_.size()};
+}
+
+int TThreadQueue::Dispatch(int timeoutMs) {
+  const TWaiting waiting = WaitForAny(timeoutMs);
+  const int atOnce = static_cast<int>(std::min<std::size_t>(waiting.first, kMessagesAtOnce));
   int count = 0;
-  while (count < kMessagesAtOnce && (RunSent() || RunPosted())) ++count;
+  while (count < atOnce && (RunSent() || RunPosted(posted_))) ++count;
+  for (std::size_t left = waiting.last; left != 0 && RunPosted(last_); --left) ++count;
   return count;
 }
 
@@ -230,6 +279,7 @@ int TThreadQueue::Descriptor() noexcept {
 }
 
 TThreadQueue::TWaker* TThreadQueue::SetWaker(TWaker* waker) noexcept {
+  if (IsInherited()) return nullptr;
   const TLock lock(*this);
   return std::exchange(waker_, waker);
 }

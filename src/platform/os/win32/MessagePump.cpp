@@ -10,19 +10,22 @@ namespace {
 
 constexpr int kQuit = -1;
 
-// Looking for a posted message answers all that were sent.
-int RunWaiting() noexcept {
+// Looking for a posted message answers all that were sent. Ends with the first message that came, or timer
+// that fell due, after it began: what is posted as fast as it is handled keeps nobody here.
+int RunWaiting() {
   const int answered = SentMessagesAnswered();
+  const DWORD began = GetTickCount();
   int posted = 0;
   MSG message;
-  while (posted < kMessagesAtOnce && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+  for (bool came = false;
+       !came && posted < kMessagesAtOnce && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE); ++posted) {
     if (message.message == WM_QUIT) {
       PostQuitMessage(static_cast<int>(message.wParam));
       return kQuit;
     }
+    came = static_cast<LONG>(message.time - began) > 0;
     TranslateMessage(&message);
     DispatchMessageW(&message);
-    ++posted;
   }
   return posted + SentMessagesAnswered() - answered;
 }
@@ -34,7 +37,7 @@ DWORD RemainingMs(std::int64_t due) noexcept {
 
 }  // namespace
 
-int DispatchMessages(int timeoutMs) noexcept {
+int DispatchMessages(int timeoutMs) {
   const std::int64_t due = MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
   for (;;) {
     const int ran = RunWaiting();

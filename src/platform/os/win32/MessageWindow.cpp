@@ -11,9 +11,11 @@
 namespace Dova::Os {
 
 struct TMessageWindow::TNative {
-  TNative(HWND window, TMessageHandler& called) : handle(window), handler(called) {}
+  TNative(HWND window, TMessageHandler& called)
+      : handle(window), thread(GetCurrentThreadId()), handler(called) {}
 
   HWND handle;
+  DWORD thread;
   TMessageHandler& handler;
   std::atomic<bool> deallocating{false};  // anybody can send the message that asks for it
 };
@@ -32,7 +34,15 @@ TMessageWindow::TNative* NativeOf(HWND window) noexcept {
   return reinterpret_cast<TMessageWindow::TNative*>(GetWindowLongPtrA(window, GWLP_USERDATA));
 }
 
-void Close(TMessageWindow::TNative& native) noexcept;
+void Close(TMessageWindow::TNative& native);
+
+// The timer of PostLast, which the system lets come behind everything else; its number is the code.
+void TakeTimer(HWND window, UINT& message, WPARAM& first) noexcept {
+  if (message != WM_TIMER || first < WM_USER) return;
+  KillTimer(window, first);
+  message = static_cast<UINT>(first);
+  first = 0;
+}
 
 // Neither the window nor its handler may be touched once the handler was called: it may have deallocated
 // both.
@@ -44,6 +54,7 @@ LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM first, LPARAM
     Close(*native);
     return 1;
   }
+  TakeTimer(window, message, first);
   const bool sent = InSendMessage() != FALSE;
   if (!native->handler.OnMessage({message, first, static_cast<std::uintptr_t>(second)})) {
     return DefWindowProcA(window, message, first, second);
@@ -81,7 +92,7 @@ void UnmakeWindow(HWND window) noexcept {
 }
 
 // On the window's thread.
-void Close(TMessageWindow::TNative& native) noexcept {
+void Close(TMessageWindow::TNative& native) {
   SetWindowLongPtrA(native.handle, GWLP_USERDATA, 0);
   UnmakeWindow(native.handle);
   native.handler.OnWindowGone();
@@ -97,11 +108,22 @@ int& SentMessagesAnswered() noexcept {
 TMessageWindow::TMessageWindow(std::unique_ptr<TNative> native) : native_(std::move(native)) {}
 TMessageWindow::~TMessageWindow() = default;
 
-bool TMessageWindow::Post(unsigned code) noexcept {
-  return PostMessageA(native_->handle, code, 0, 0) != FALSE;
+EPost TMessageWindow::Post(unsigned code) noexcept {
+  if (!IsThere()) return EPost::Gone;
+  return PostMessageA(native_->handle, code, 0, 0) != FALSE ? EPost::Posted : EPost::Full;
 }
 
-void TMessageWindow::Send(const TMessage& message) noexcept {
+bool TMessageWindow::PostLast(unsigned code) noexcept {
+  return SetTimer(native_->handle, code, USER_TIMER_MINIMUM, nullptr) != 0;
+}
+
+// Another window may have got the handle since.
+bool TMessageWindow::IsThere() const noexcept {
+  return GetWindowThreadProcessId(native_->handle, nullptr) == native_->thread &&
+         NativeOf(native_->handle) == native_.get();
+}
+
+void TMessageWindow::Send(const TMessage& message) {
   SendMessageA(native_->handle, message.code, message.first, static_cast<LPARAM>(message.second));
 }
 
@@ -122,9 +144,9 @@ TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept {
   }
 }
 
-void DeallocateHWnd(TWindowRef window) noexcept {
+void DeallocateHWnd(TWindowRef window) {
   TMessageWindow::TNative& native = window->Native();
-  if (GetWindowThreadProcessId(native.handle, nullptr) == GetCurrentThreadId()) return Close(native);
+  if (native.thread == GetCurrentThreadId() && window->IsThere()) return Close(native);
   native.deallocating = true;
   if (SendMessageA(native.handle, DeallocateMessage(), 0, 0) == 1) return;
   // The thread has ended, and the window with it.

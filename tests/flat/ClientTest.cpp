@@ -67,7 +67,10 @@ TEST_F(FlatSession, ConnectRefusesNullTextsButThePassword) {
 TEST_F(FlatSession, OpenErrorsComeAsEvents) {
   Create();
   EXPECT_TRUE(Connect(":Nowhere:at all"));
-  EXPECT_EQ(Take(), (Lines{"connect -2 \xB3\x73\xBD\x75\xB0\xD1\xBC\xC6\xBF\xF9\xBB\x7E"}));
+  const Lines seen = Take();
+  ASSERT_EQ(seen, (Lines{"connect -2 \xB3\x73\xBD\x75\xB0\xD1\xBC\xC6\xBF\xF9\xBB\x7E"}));
+  EXPECT_EQ(CVekApi_ReasonOf(seen[0].c_str() + 11), cvre_BadSetting);
+  EXPECT_EQ(CVekApi_ReasonOf("connection refused"), cvre_Other);
 }
 
 TEST_F(FlatSession, ChangesThePassword) {
@@ -90,8 +93,13 @@ TEST_F(FlatSession, SendsRequestsAndPackets) {
   char request[] = "     w1 products";
   EXPECT_TRUE(CVekClient_SendVekRequest(&client, 129, request, 16));
   EXPECT_EQ(mes->TakeSent(), Message(129, "w1 products"));
-  for (int i = 0; i < 5; ++i) EXPECT_TRUE(CVekClient_SendVekRequest(&client, 128, request, 16));
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(CVekClient_SendVekRequest(&client, 128, request, 16));
+  EXPECT_EQ(CVekClient_SendVekQueryRequest(&client, request, 16), 0);
+  EXPECT_EQ(CVekClient_SendVekQueryRequest(&client, request, 16), 1000);
   EXPECT_FALSE(CVekClient_SendVekRequest(&client, 128, request, 16));
+  time.Advance(1000);
+  EXPECT_EQ(CVekClient_SendVekQueryRequest(&client, request, 5), -1);
+  EXPECT_STREQ(CVekClient_ServerName(&client), "GW.2.0.1.15");
   EXPECT_FALSE(CVekClient_SendVekRequest(&client, 129, request, 5));
   mes->TakeSent();
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <string>
@@ -53,7 +54,7 @@ TEST(MessageWindow, PostedMessagesComeInOrderWhenDispatched) {
   std::string seen;
   Window window([&](const TMessage& message) { seen += std::to_string(message.code - kFirst); });
   std::thread([&] {
-    for (unsigned i = 0; i < 5; ++i) EXPECT_TRUE(window->Post(kFirst + i));
+    for (unsigned i = 0; i < 5; ++i) EXPECT_EQ(window->Post(kFirst + i), EPost::Posted);
   }).join();
   EXPECT_EQ(seen, "");
   EXPECT_EQ(DispatchMessages(-1), 5);
@@ -62,14 +63,41 @@ TEST(MessageWindow, PostedMessagesComeInOrderWhenDispatched) {
   EXPECT_EQ(DispatchMessages(20), 0);
 }
 
-TEST(MessageWindow, DispatchComesBackToTheCallerNowAndThen) {
+// What is posted as fast as it is handled keeps the caller no longer than what was there when it asked.
+TEST(MessageWindow, DispatchComesBackToTheCaller) {
   int left = 3 * kMessagesAtOnce;
   Window window([&](const TMessage&) {
     if (--left > 0) window->Post(kFirst);
   });
   window->Post(kFirst);
-  EXPECT_EQ(DispatchMessages(0), kMessagesAtOnce);
-  EXPECT_EQ(left, 2 * kMessagesAtOnce);
+  EXPECT_LE(DispatchMessages(0), kMessagesAtOnce);
+  EXPECT_GT(left, 0);
+  while (left > 0) DispatchMessages(-1);
+}
+
+// Long work that goes on, and two others who post to each other without end.
+TEST(MessageWindow, WhatIsPostedLastComesLastAndComes) {
+  std::string seen;
+  int rounds = 0;
+  Window busy([&](const TMessage&) {
+    if (seen.size() < 30) seen += 'p';
+    busy->Post(kFirst);
+  });
+  Window window([&](const TMessage& message) {
+    if (message.code != kFirst + 1) return;
+    seen += 'l';
+    if (++rounds < 3) {
+      EXPECT_TRUE(window->PostLast(kFirst + 1));
+    }
+  });
+  EXPECT_TRUE(window->PostLast(kFirst + 1));
+  EXPECT_TRUE(window->PostLast(kFirst + 1)) << "once for each code";
+  window->Post(kFirst);
+  busy->Post(kFirst);
+  while (rounds < 3) DispatchMessages(-1);
+  EXPECT_EQ(seen[0], 'p');
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), 'l'), 3);
+  window->PostLast(kFirst + 1);
 }
 
 // How a thread that owns a window may wait while others send to it.
@@ -214,7 +242,8 @@ TEST(MessageWindow, AnotherThreadMayDeallocate) {
   other.join();
   EXPECT_TRUE(window.gone);
   EXPECT_EQ(window.goneOn, std::this_thread::get_id());
-  EXPECT_FALSE(window->Post(kFirst));
+  EXPECT_EQ(window->Post(kFirst), EPost::Gone);
+  EXPECT_FALSE(window->IsThere());
   window->Send({kFirst, 0, 0});
 }
 

@@ -80,7 +80,13 @@ const std::map<std::string, std::function<bool()>> kWalk = {
        CVekFlowCtrl_Delete(&gate);
        return made && !gate.object;
      }},
-    {"CVekFlowCtrl_Create_OnMessageLoop", [] { return true; }},
+    {"CVekFlowCtrl_Create_OnMessageLoop",
+     [] {
+       CVekFlowCtrl gate = CVekFlowCtrl_Create_OnMessageLoop(nullptr, nullptr);
+       const bool made = gate.object != nullptr;
+       CVekFlowCtrl_Delete(&gate);
+       return made && !gate.object;
+     }},
     {"CVekFlowCtrl_Delete", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Delete(h))},
     {"CVekFlowCtrl_IsFlowCfg", ANSWER(CVekFlowCtrl, CVekFlowCtrl_IsFlowCfg(h), false)},
     {"CVekFlowCtrl_Lock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Lock(h))},

@@ -1,6 +1,6 @@
 /* A client written in C, for the tests. */
-#ifndef TESTS_FLAT_PLAIN_C_H
-#define TESTS_FLAT_PLAIN_C_H
+#ifndef TESTS_FLAT_PLAINC_H
+#define TESTS_FLAT_PLAINC_H
 
 #include "vekapi/VekApiC.h"
 

@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "flat/FlatSession.h"
 
 namespace vektest {
@@ -64,6 +66,52 @@ TEST_F(FlatSender, RefusesWhatIsNoBuffer) {
   EXPECT_FALSE(CVekFlowCtrlSender_SendVekRequest(&sender, nullptr, 9));
   EXPECT_EQ(CVekFlowCtrlSender_SendVekRequests(&sender, nullptr, 9), 0u);
   EXPECT_TRUE(mes->TakeSent().empty());
+}
+
+// A session ends with orders held: the application learns which, and takes them back.
+TEST_F(FlatSender, WhatIsHeldCanBeTakenBackOrSentSooner) {
+  for (const char* text : {"w1\na", "w2\nb", "w3\nc", "w4\nd", "w5\ne"}) Send(text);
+  char text[4] = {};
+  EXPECT_EQ(CVekFlowCtrlSender_TakePending(&sender, text, 3), 4u);
+  EXPECT_EQ(CVekFlowCtrlSender_TakePending(&sender, text, 4), 4u);
+  EXPECT_EQ(std::string(text, 4), "w3\nc");
+  mes->TakeSent();
+  CVekFlowCtrlSender_SetFlowCtrl(&sender, 1, 100);
+  CVekFlowCtrlSender_CheckPending(&sender);
+  EXPECT_EQ(mes->TakeSent(), Message(129, "w4\nd"));
+  EXPECT_EQ(CVekFlowCtrlSender_DropPending(&sender), 1u);
+  EXPECT_EQ(CVekFlowCtrlSender_DropPending(&sender), 0u);
+}
+
+TEST_F(FlatSender, OutlivesItsClientAndTellsOfItOnTheLoop) {
+  struct Told {
+    unsigned sent = 0;
+    unsigned refused = 0;
+    std::thread::id on;
+  } told;
+  const CVekFlowCtrlSenderCallbacks callbacks{
+      [](CVekFlowCtrlSender*, void* user, unsigned sent, unsigned refused) {
+        *static_cast<Told*>(user) = {sent, refused, std::this_thread::get_id()};
+      }};
+  CVekFlowCtrlSender_Delete(&sender);
+  sender = CVekFlowCtrlSender_Create_OnMessageLoop(&client, &callbacks, &told);
+  CVekFlowCtrlSender_SetFlowCtrl(&sender, 1, 100);
+  for (const char* text : {"w1\na", "w2\nb", "w3\nc", "w4\nd"}) Send(text);
+  const auto acknowledge = [&] {
+    CVekFlowCtrlSender_SetAckTime(&sender, 0, 1);
+    std::thread([&] { time.Advance(100); }).join();
+  };
+  acknowledge();
+  EXPECT_EQ(told.sent, 0u) << "not on the timer's thread";
+  CVekClient_Delete(&client);
+  acknowledge();
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
+  EXPECT_EQ(told.sent, 1u);
+  EXPECT_EQ(told.refused, 1u);
+  EXPECT_EQ(told.on, std::this_thread::get_id());
+  EXPECT_EQ(CVekFlowCtrlSender_RefusedCount(&sender), 1u);
+  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
+  mes->TakeSent();
 }
 
 TEST_F(FlatSender, IsAGateToo) {

@@ -121,6 +121,52 @@ TEST_F(FlatGate, MayBeDeletedInItsOwnCallback) {
   }
 }
 
+struct FlatLoopGate : FlatGate {
+  void CreateOnLoop(CVekOnFlowCtrlFree onFree) {
+    const CVekFlowCtrlCallbacks callbacks{onFree};
+    gate = CVekFlowCtrl_Create_OnMessageLoop(&callbacks, this);
+    ASSERT_NE(gate.object, nullptr);
+  }
+  // The timer's thread.
+  void Pass(unsigned ms) {
+    std::thread([&] { time.Advance(ms); }).join();
+  }
+};
+
+TEST_F(FlatLoopGate, TellsOnItsOwnThreadOnceForWhatGathered) {
+  CreateOnLoop([](CVekFlowCtrl* handle, void* user) {
+    auto& self = *static_cast<FlatLoopGate*>(user);
+    ++self.events;
+    // No lock is held: another thread gets in meanwhile.
+    std::thread([=] { CVekFlowCtrl_CheckFlowCtrl(handle); }).join();
+  });
+  Fill();
+  CVekFlowCtrl_SetAckTime(&gate, 1);
+  Pass(100);
+  CVekFlowCtrl_StartCheckTimer(&gate);
+  EXPECT_EQ(events, 0) << "nothing comes outside the loop";
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
+  EXPECT_EQ(events, 1);
+  EXPECT_EQ(CVekMessageLoop_Dispatch(0), 0);
+  CVekFlowCtrl_SetAckTime(&gate, 2);
+  Pass(100);
+  CVekFlowCtrl_Delete(&gate);
+  CVekMessageLoop_Dispatch(0);
+  EXPECT_EQ(events, 1) << "none comes after the deletion";
+}
+
+TEST_F(FlatLoopGate, MayBeDeletedInItsOwnCallback) {
+  CreateOnLoop([](CVekFlowCtrl* handle, void* user) {
+    ++static_cast<FlatLoopGate*>(user)->events;
+    CVekFlowCtrl_Delete(handle);
+  });
+  CVekFlowCtrl_SetFlowCtrl(&gate, 1, 100);
+  CVekFlowCtrl_StartCheckTimer(&gate);
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
+  EXPECT_EQ(events, 1);
+  gate = {};
+}
+
 TEST_F(FlatGate, DeletedTwiceIsDeletedOnce) {
   Create(&FlatGate::Count);
   Fill();

@@ -1,4 +1,4 @@
-#include "plain_c.h"
+#include "PlainC.h"
 
 #include <stdio.h>
 #include <string.h>

@@ -1,0 +1,280 @@
+// Events on the message loop: what comes when, and what callbacks may do.
+#include <algorithm>
+#include <stdexcept>
+
+#include "flat/LoopSession.h"
+#include "flat/TPendingEvRecs.h"
+#include "platform/os/MessageWindow.h"
+
+namespace vektest {
+namespace {
+
+const std::string kResult = TaskResult("w", "\x02T\n");
+
+TEST_F(LoopSession, OneMessageTellsOfManyEvents) {
+  SignOnOnLoop();
+  std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b") + Message(130, "c")); }).join();
+  EXPECT_EQ(Take(), Lines{}) << "nothing comes outside the loop";
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
+  EXPECT_EQ(Take(), (Lines{"report a", "report b", "report c"}));
+  EXPECT_EQ(CVekMessageLoop_Dispatch(0), 0);
+  std::thread([&] { mes->Deliver(Message(130, "d")); }).join();
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
+  EXPECT_EQ(Take(), Lines{"report d"});
+}
+
+TEST_F(LoopSession, EveryEventComesOnTheLoopsThreadInTheOrderOfTheWire) {
+  CreateOnLoop();
+  const auto here = std::this_thread::get_id();
+  onEvent = [&](CVekClient* handle, const std::string& line) {
+    EXPECT_EQ(std::this_thread::get_id(), here) << line;
+    EXPECT_EQ(client.object, line == "destroy" ? nullptr : handle->object);
+  };
+  const std::string unknown = Pack(77, std::string("a\0b", 3));
+  Connect();
+  ServeWhile([&] {
+    mes->Ready();
+    mes->Deliver(ConnectResult(false, {}) + SgnResult() + TaskResult("w7", "\x02T\n") + Message(130, "a") +
+                 ChgPassResult("id", "changed") + Message(129, "w1\nw2") + unknown + kResult +
+                 Message(130, "filled"));
+  });
+  CVekClient_Disconnect(&client);
+  DispatchAll();
+  CVekClient_Delete(&client);
+  EXPECT_EQ(Take(), (Lines{"connect 2 ", "ready", "result w7", "report a", "chgpass id changed",
+                           "ack 129 w1\nw2", "unknown 77 " + unknown, "result w", "report filled",
+                           "connect -1 Disconnect()", "destroy"}));
+}
+
+std::string RateOf(CVekClient* handle) {
+  const CVekTaskResult result = CVekClient_SgnResult(handle);
+  const CVekTable head = CVekTaskResult_NameTable(&result, "head");
+  const char* const rate = CVekTable_RecordIndexField(&head, 0, 0);
+  return rate ? rate : "none";
+}
+
+std::string Rate(const char* count) {
+  return SgnResult(std::string(count) + "\x01" + "1000");
+}
+
+// Two sessions, in the second of which the sign-on result comes twice, before the loop looks for the first
+// time.
+TEST_F(LoopSession, InsideACallbackTheClientAnswersAsOfTheEvent) {
+  CreateOnLoop();
+  Lines answers;
+  onEvent = [&](CVekClient* handle, const std::string& line) {
+    answers.push_back(line.substr(0, 7) + "/" + CVekClient_ServerName(handle) + "/" + RateOf(handle) + "/" +
+                      std::to_string(CVekClient_State(handle)) +
+                      (CVekClient_IsSessionConnected(handle) ? "+" : "-"));
+  };
+  Link();
+  Queue(Rate("5") + Message(130, "a"));
+  CVekClient_Disconnect(&client);
+  Connect();
+  mes->Ready();
+  Queue(ConnectResult(false, {}, 0, "NEW") + Rate("6") + Rate("7") + Message(130, "b"));
+  std::thread([&] { mes->Break("gone"); }).join();
+  EXPECT_EQ(RateOf(&client), "7") << "outside callbacks it is now";
+  EXPECT_EQ(CVekClient_State(&client), cvcs_LinkBroken);
+  DispatchAll();
+  const std::string gw = "/GW.2.0.1.15/";
+  const std::string anew = "/NEW.2.0.1.15/";
+  const Lines expected{"connect" + gw + "none/2+", "ready" + gw + "5/3+",     "report " + gw + "5/3+",
+                       "connect//5/-1-",           "connect" + anew + "5/2+", "ready" + anew + "6/3+",
+                       "ready" + anew + "7/3+",    "report " + anew + "7/3+"};
+  ASSERT_EQ(answers.size(), 9u);
+  EXPECT_EQ(Lines(answers.begin(), answers.begin() + 8), expected);
+  EXPECT_EQ(answers.back().substr(answers.back().size() - 5), "7/-3-");
+  onEvent = nullptr;
+}
+
+TEST_F(LoopSession, SignOnResultsMayBeReadWhileTheLinkBringsOthers) {
+  CreateOnLoop();
+  Link();
+  onEvent = [&](CVekClient* handle, const std::string& line) {
+    const std::string rate = RateOf(handle);
+    for (int i = 0; i < 50 && line == "ready"; ++i) ASSERT_EQ(RateOf(handle), rate);
+  };
+  ServeWhile([&] {
+    for (int i = 0; i < 300; ++i) mes->Deliver(Rate(i % 2 ? "5" : "66"));
+  });
+  DispatchAll();
+  EXPECT_EQ(Take().size(), 301u);
+}
+
+// A callback that takes a millisecond, and an application that brings events faster than that.
+TEST_F(LoopSession, OthersOfTheThreadGetTheirTurn) {
+  SignOnOnLoop();
+  CVekClient other = client;
+  const auto otherLink = mes;
+  SignOnOnLoop();
+  constexpr int kEvents = 100;
+  for (int i = 0; i < kEvents; ++i) Queue(Report(i));
+  std::thread([&] { otherLink->Deliver(Message(130, "other")); }).join();
+  Lines expected;
+  for (int i = 0; i < kEvents; ++i) expected.push_back("report " + std::to_string(i));
+  expected.push_back("result w");
+  expected.push_back("report last");
+  onEvent = [&](CVekClient*, const std::string&) { time.Advance(1); };
+  EXPECT_GE(CVekMessageLoop_Dispatch(0), 1);
+  EXPECT_LT(lines.size(), 30u) << "a part of the events";
+  const auto link = mes;
+  ServeWhile([&] { link->Deliver(kResult + Message(130, "last")); });
+  DispatchUntil(kEvents + 3);
+  Lines seen = Take();
+  const auto at = std::find(seen.begin(), seen.end(), "report other");
+  EXPECT_LT(at - seen.begin(), 30);
+  seen.erase(at);
+  EXPECT_EQ(seen, expected) << "in order, the result too";
+  onEvent = nullptr;
+  CVekClient_Delete(&other);
+}
+
+TEST_F(LoopSession, EventsWithoutACallbackTakeNoRoundTrip) {
+  CVekClientCallbacks only{};
+  only.OnVekConnectEvent = Recording().OnVekConnectEvent;
+  CreateOnLoop(only);
+  SignOn();
+  DispatchAll();
+  std::thread([&] { mes->Deliver(Message(130, "r") + kResult + ChgPassResult("id", "x")); }).join();
+  EXPECT_EQ(CVekMessageLoop_Dispatch(0), 0);
+}
+
+TEST_F(LoopSession, CallsOnTheLoopsOwnThreadQueueTheirEventsToo) {
+  SignOnOnLoop();
+  CVekClient_Disconnect(&client);
+  EXPECT_EQ(Take(), Lines{});
+  DispatchAll();
+  EXPECT_EQ(Take(), Lines{"connect -1 Disconnect()"});
+}
+
+TEST_F(LoopSession, ATextThatIsTooLongIsToldOnTheLoopsThread) {
+  SignOnOnLoop();
+  const std::string tooLong(5000, 'x');
+  const auto change = [&] { CVekClient_ChgPass(&client, "id", tooLong.c_str(), ""); };
+  onEvent = [&](CVekClient*, const std::string& line) {
+    if (line == "report again") change();
+  };
+  change();
+  EXPECT_EQ(Take().size(), 1u) << "this thread does not have to wait for itself";
+  ServeWhile(change);
+  EXPECT_EQ(Take().size(), 1u);
+  DeliverFromLink(Message(130, "again"));
+  DispatchAll();
+  EXPECT_EQ(Take().size(), 2u);
+}
+
+TEST_F(LoopSession, WhatACallbackThrowsIsDropped) {
+  SignOnOnLoop();
+  onEvent = [](CVekClient*, const std::string& line) { throw std::runtime_error(line); };
+  DeliverFromLink(Message(130, "a") + Message(130, "b") + kResult + Message(130, "c"));
+  DispatchAll();
+  EXPECT_EQ(Take().size(), 4u);
+}
+
+// A thread that stays away from its loop: whatever comes is kept.
+TEST_F(LoopSession, NothingIsLostWhileTheLoopIsBusy) {
+  SignOnOnLoop();
+  constexpr std::size_t kEvents = 20'000;
+  std::thread([&] {
+    for (std::size_t i = 0; i < kEvents; ++i) mes->Deliver(Report(static_cast<int>(i)));
+  }).join();
+  DispatchUntil(kEvents);
+  const Lines seen = Take();
+  for (std::size_t i = 0; i < kEvents; ++i) ASSERT_EQ(seen[i], "report " + std::to_string(i));
+}
+
+struct NoHandler final : Dova::Os::TMessageHandler {
+  bool OnMessage(const Dova::Os::TMessage&) noexcept override { return true; }
+  void OnWindowGone() noexcept override {}
+};
+
+// As many posts as a thread's queue takes. Where the system knows no limit the event needs no second try.
+TEST_F(LoopSession, AFullMessageQueueIsTriedAgain) {
+  SignOnOnLoop();
+  NoHandler handler;
+  const auto window = Dova::Os::AllocateHWnd_Impl(handler);
+  bool full = false;
+  for (int i = 0; i < 12'000 && !full; ++i) full = window->Post(1100) == Dova::Os::EPost::Full;
+  std::thread([&] { mes->Deliver(Message(130, "a")); }).join();
+  RecordProperty("full", full);
+  time.Advance(1000);  // still full
+  DispatchAll();
+  EXPECT_EQ(Take(), full ? Lines{} : Lines{"report a"});
+  std::thread([&] { mes->Deliver(Message(130, "b")); }).join();
+  time.Advance(999);
+  DispatchAll();
+  time.Advance(1);
+  DispatchAll();
+  EXPECT_EQ(Take(), full ? (Lines{"report a", "report b"}) : Lines{"report b"});
+  Dova::Os::DeallocateHWnd(window);
+}
+
+TEST_F(LoopSession, DeletionDropsWhatIsQueued) {
+  SignOnOnLoop();
+  std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b")); }).join();
+  onEvent = [](CVekClient*, const std::string&) { DispatchAll(); };
+  CVekClient_Delete(&client);
+  DispatchAll();
+  EXPECT_EQ(Take(), Lines{"destroy"});
+}
+
+// The deletion waits for the loop's thread, and is let in inside a loop in the middle of a callback.
+TEST_F(LoopSession, AnotherThreadMayDeleteWhileTheLoopRuns) {
+  SignOnOnLoop();
+  std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b")); }).join();
+  onEvent = [&](CVekClient*, const std::string& line) {
+    if (line == "report a") ServeWhile([&] { CVekClient_Delete(&client); });
+  };
+  DispatchAll();
+  EXPECT_EQ(Take(), (Lines{"report a", "destroy"}));
+}
+
+// The handle lies in a structure that the last callback frees; something else is there at once.
+TEST_F(LoopSession, TheLastCallbackMayFreeTheHandle) {
+  for (const bool onLoop : {false, true}) {
+    if (onLoop) {
+      CreateOnLoop();
+    } else {
+      Create();
+    }
+    CVekClient mine = std::exchange(client, {});
+    char others = 0;
+    onEvent = [&](CVekClient*, const std::string&) { mine.object = &others; };
+    CVekClient_Delete(&mine);
+    EXPECT_EQ(mine.object, &others);
+    EXPECT_EQ(Take(), Lines{"destroy"});
+  }
+}
+
+TEST_F(LoopSession, AClientOutlivesItsThread) {
+  std::thread([&] {
+    CreateOnLoop();
+    SignOn();
+  }).join();
+  Take();
+  mes->Deliver(Message(130, "a") + kResult);  // nobody to wait for
+  CVekClient_Delete(&client);
+  EXPECT_EQ(Take(), Lines{"destroy"});
+}
+
+// Also when some waited already: memory would grow with whatever a server sends.
+TEST(PendingEvents, TheQueueClosesWithItsThread) {
+  for (const int before : {0, 3}) {
+    NoHandler handler;
+    std::shared_ptr<TPendingEvRecs> pending;
+    Dova::Os::TWindowRef window;
+    std::thread([&] {
+      window = Dova::Os::AllocateHWnd_Impl(handler);
+      pending = std::make_shared<TPendingEvRecs>(window, 1073);
+      for (int i = 0; i < before; ++i) pending->Push({pev_Report, -1, "a"});
+    }).join();
+    for (int i = 0; i < 1000; ++i) pending->Push({pev_Report, -1, "b"});
+    TPendingEvRec rec;
+    EXPECT_FALSE(pending->Pop(rec));
+    Dova::Os::DeallocateHWnd(window);
+  }
+}
+
+}  // namespace
+}  // namespace vektest

@@ -1,0 +1,331 @@
+// Random legal programs over the flat functions: every thread makes clients, gates and senders, with and
+// without a message loop, connects, sends, reconfigures and deletes them in any order, also inside callbacks.
+//
+// VEKAPI_RANDOM_PROGRAMS runs that many (some dozens otherwise), VEKAPI_RANDOM_SEED begins with that one.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "flat/ForkedChild.h"
+#include "sim/SimServer.h"
+#include "vekapi/VekApiC.h"
+
+namespace {
+
+using VekSim::SimServer;
+
+constexpr int kSteps = 120;
+constexpr unsigned kSlots = 4;
+constexpr int kDeepest = 3;  // programs inside callbacks inside callbacks
+
+class Program;
+
+// One object of each kind and what came of it. A slot is used by one thread, but for what is atomic.
+template <class Handle>
+struct Slot {
+  Handle handle{};
+  Program* program = nullptr;
+  bool onLoop = false;
+  std::atomic<bool> gone{true};
+};
+
+// One thread's program.
+class Program {
+ public:
+  Program(unsigned seed, const SimServer& server) : random_(seed), setting_(":" + server.Setting()) {
+    for (auto& slot : clients_) slot.program = this;
+    for (auto& slot : gates_) slot.program = this;
+    for (auto& slot : senders_) slot.program = this;
+  }
+
+  void Run() {
+    for (int step = 0; step < kSteps; ++step) Step();
+    depth_ = kDeepest;  // what is called back now only looks
+    while (AnythingLeft()) DeleteSomething();
+    while (CVekMessageLoop_Dispatch(0) > 0) continue;
+    EXPECT_EQ(late_, 0) << "callbacks after the deletion";
+    EXPECT_EQ(elsewhere_, 0) << "callbacks on another thread than the loop's";
+    EXPECT_EQ(torn_, 0) << "results that were not whole";
+  }
+
+  int Events() const { return events_; }
+
+ private:
+  unsigned Random(unsigned below) { return static_cast<unsigned>(random_() % below); }
+  template <class T>
+  T& Any(std::array<T, kSlots>& slots) {
+    return slots[Random(kSlots)];
+  }
+
+  // ---- what happens ----
+
+  template <class T>
+  void Note(T& slot) {
+    ++events_;
+    if (slot.gone) ++late_;
+    if (slot.onLoop && std::this_thread::get_id() != thread_) ++elsewhere_;
+  }
+  // On a loop everything may be done inside a callback; on the library's threads this one only asks and
+  // sends, as what belongs to the program may be deleted meanwhile.
+  template <class T>
+  void React(T& slot, CVekClient* client) {
+    Note(slot);
+    if (!slot.onLoop) return Use(*client);
+    if (depth_ < kDeepest && Random(4) == 0) Nested();
+  }
+  void Nested() {
+    ++depth_;
+    Step();
+    --depth_;
+  }
+  void Use(CVekClient& client) {
+    const CVekTaskResult result = CVekClient_SgnResult(&client);
+    const CVekTable table = CVekTaskResult_IndexTable(&result, 0);
+    const char* const text = CVekTaskResult_OrigResult(&result);
+    const char* const cell = CVekTable_RecordIndexField(&table, 0, 0);
+    if (text && *text && (!table.object || !cell)) ++torn_;
+    if (const char* const server = CVekClient_ServerName(&client)) text_ = text_ + static_cast<int>(*server);
+    char request[] = "     w1 new\nprod=TXF";
+    CVekClient_SendVekRequest(&client, cvmc_RequestAck, request, sizeof request - 1);
+    CVekClient_SendVekQueryRequest(&client, request, 9);
+  }
+
+  static CVekClientCallbacks ClientCallbacks() {
+    CVekClientCallbacks all{};
+    all.OnVekConnectEvent = [](CVekClient* client, void* user, const char*) {
+      Of(user).React(At(user), client);
+    };
+    all.OnVekApReadyEvent = [](CVekClient* client, void* user) { Of(user).React(At(user), client); };
+    all.OnVekReportEvent = [](CVekClient* client, void* user, const char*) {
+      Of(user).React(At(user), client);
+    };
+    all.OnVekTaskResultEvent = [](CVekClient* client, void* user, const CVekTaskResult* result) {
+      if (CVekTaskResult_TableCount(result) != 1) ++Of(user).torn_;
+      Of(user).React(At(user), client);
+    };
+    all.OnVekRequestAckEvent = [](CVekClient* client, void* user, int code, const char* text) {
+      Program& program = Of(user);
+      if (At(user).onLoop) CVekFlowCtrlSender_AckParser(&program.Any(program.senders_).handle, code, text);
+      program.React(At(user), client);
+    };
+    all.OnVekClientDestroyEvent = [](CVekClient*, void* user) {
+      if (At(user).gone.exchange(true)) ++Of(user).late_;
+    };
+    return all;
+  }
+  static Slot<CVekClient>& At(void* user) { return *static_cast<Slot<CVekClient>*>(user); }
+  static Program& Of(void* user) { return *At(user).program; }
+
+  // ---- what is done ----
+
+  void Step() {
+    switch (Random(9)) {
+      case 0:
+        return Make();
+      case 1:
+        return Connect(Any(clients_).handle);
+      case 2:
+        return CVekClient_Disconnect(&Any(clients_).handle);
+      case 3:
+        return Use(Any(clients_).handle);
+      case 4:
+        return UseGate(Any(gates_).handle);
+      case 5:
+        return UseSender(Any(senders_).handle);
+      case 6:
+        return DeleteSomething();
+      case 7:
+        if (depth_ == 0 && Random(60) == 0) return Fork();
+        return;
+      default:
+        CVekMessageLoop_Dispatch(static_cast<int>(Random(4)));
+    }
+  }
+
+  void Make() {
+    const bool onLoop = Random(2) != 0;
+    switch (Random(3)) {
+      case 0:
+        return MakeClient(Any(clients_), onLoop);
+      case 1:
+        return MakeGate(Any(gates_), onLoop);
+      default:
+        return MakeSender(Any(senders_), Any(clients_).handle, onLoop);
+    }
+  }
+  void MakeClient(Slot<CVekClient>& slot, bool onLoop) {
+    if (!slot.gone) return;
+    const CVekClientCallbacks callbacks = ClientCallbacks();
+    slot.onLoop = onLoop;
+    slot.gone = false;
+    slot.handle = (onLoop ? CVekClient_Create_OnMessageLoop : CVekClient_Create)(&callbacks, &slot);
+    EXPECT_NE(slot.handle.object, nullptr);
+  }
+  void MakeGate(Slot<CVekFlowCtrl>& slot, bool onLoop) {
+    if (!slot.gone) return;
+    CVekFlowCtrlCallbacks callbacks{[](CVekFlowCtrl* gate, void* user) {
+      auto& at = *static_cast<Slot<CVekFlowCtrl>*>(user);
+      at.program->Note(at);
+      CVekFlowCtrl_CheckFlowCtrl(gate);
+      if (at.onLoop && at.program->depth_ < kDeepest) at.program->Nested();
+    }};
+    slot.onLoop = onLoop;
+    slot.gone = false;
+    slot.handle = (onLoop ? CVekFlowCtrl_Create_OnMessageLoop : CVekFlowCtrl_Create)(&callbacks, &slot);
+  }
+  void MakeSender(Slot<CVekFlowCtrlSender>& slot, CVekClient& client, bool onLoop) {
+    if (!slot.gone || !client.object) return;
+    CVekFlowCtrlSenderCallbacks callbacks{[](CVekFlowCtrlSender*, void* user, unsigned, unsigned) {
+      auto& at = *static_cast<Slot<CVekFlowCtrlSender>*>(user);
+      at.program->Note(at);
+      if (at.program->depth_ < kDeepest) at.program->Nested();
+    }};
+    slot.onLoop = onLoop;
+    slot.gone = false;
+    slot.handle = onLoop ? CVekFlowCtrlSender_Create_OnMessageLoop(&client, &callbacks, &slot)
+                         : CVekFlowCtrlSender_Create(&client);
+  }
+
+  void Connect(CVekClient& client) {
+    const char* const settings[] = {setting_.c_str(), setting_.c_str(), "127.0.0.1:1", ":Nothing:at all"};
+    CVekClient_Connect(&client, settings[Random(4)], "Random", "1.0.0.0", "trader", "9800001", "secret");
+  }
+
+  void UseGate(CVekFlowCtrl& gate) {
+    CVekFlowCtrl_SetFlowCtrl(&gate, static_cast<int>(Random(4)), static_cast<int>(Random(4)));
+    for (unsigned i = Random(5); i != 0; --i) CVekFlowCtrl_CheckFlowCtrl(&gate);
+    CVekFlowCtrl_SetAckTime(&gate, Random(4));
+    CVekFlowCtrl_StartCheckTimer(&gate);
+    if (Random(4) == 0) CVekFlowCtrl_Clear(&gate);
+  }
+
+  void UseSender(CVekFlowCtrlSender& sender) {
+    CVekFlowCtrlSender_SetFlowCtrl(&sender, static_cast<int>(Random(4)), static_cast<int>(Random(4)));
+    char text[] = "     w1 new\nprod=TXF\nw2 new\nprod=TXF\nw3 new\nprod=TXF";
+    CVekFlowCtrlSender_SendVekRequests(&sender, text, sizeof text - 1);
+    char one[] = "     w4 new\nprod=TXF";
+    CVekFlowCtrlSender_SendVekRequest(&sender, one, sizeof one - 1);
+    if (Random(3) == 0) CVekFlowCtrlSender_TakePending(&sender, one, sizeof one);
+    if (Random(3) == 0) CVekFlowCtrlSender_DropPending(&sender);
+    CVekFlowCtrlSender_SetAckTime(&sender, 0, Random(5));
+    CVekFlowCtrlSender_CheckPending(&sender);
+  }
+
+  template <class T, class Delete>
+  static void DeleteAt(Slot<T>& slot, Delete Delete_) {
+    if (slot.gone) return;
+    Delete_(&slot.handle);
+    slot.gone = true;
+  }
+  void DeleteSomething() {
+    switch (Random(3)) {
+      case 0:
+        return DeleteClient(Any(clients_));
+      case 1:
+        return DeleteAt(Any(gates_), CVekFlowCtrl_Delete);
+      default:
+        return DeleteAt(Any(senders_), CVekFlowCtrlSender_Delete);
+    }
+  }
+  // May come inside the deletion of the same client: that one goes on.
+  void DeleteClient(Slot<CVekClient>& slot) {
+    if (!slot.gone) CVekClient_Delete(&slot.handle);
+  }
+  bool AnythingLeft() const {
+    const auto left = [](const auto& slots) {
+      for (const auto& slot : slots) {
+        if (!slot.gone) return true;
+      }
+      return false;
+    };
+    return left(clients_) || left(gates_) || left(senders_);
+  }
+
+  // A child may ask for everything that it inherited, and must neither hang nor crash.
+  void Fork() {
+    EXPECT_TRUE(vektest::EndsWellForked([this] {
+      for (auto& slot : clients_) CVekClient_State(&slot.handle);
+      CVekMessageLoop_Dispatch(0);
+      CVekClient client = CVekClient_Create_OnMessageLoop(nullptr, nullptr);
+      CVekClient_Delete(&client);
+    }));
+  }
+
+  std::minstd_rand random_;
+  const std::string setting_;
+  const std::thread::id thread_ = std::this_thread::get_id();
+  std::array<Slot<CVekClient>, kSlots> clients_;
+  std::array<Slot<CVekFlowCtrl>, kSlots> gates_;
+  std::array<Slot<CVekFlowCtrlSender>, kSlots> senders_;
+  int depth_ = 0;
+  std::atomic<int> events_{0};
+  std::atomic<int> late_{0};
+  std::atomic<int> elsewhere_{0};
+  std::atomic<int> torn_{0};
+  std::atomic<int> text_{0};
+};
+
+unsigned FromEnvironment(const char* name, unsigned otherwise) {
+  const char* const text = std::getenv(name);
+  return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
+// Reports and results for whoever is signed on, for as long as it lives.
+class Stream {
+ public:
+  explicit Stream(SimServer& server) : thread_([this, &server] { Run(server); }) {}
+  ~Stream() {
+    stop_ = true;
+    thread_.join();
+  }
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+
+ private:
+  void Run(SimServer& server) {
+    for (unsigned i = 0; !stop_; ++i) {
+      if (i % 4 == 0) {
+        server.SendResult(SimServer::kAll, "w", "\x02T\n\x03N\n1\n");
+      } else {
+        server.SendReport(SimServer::kAll, "report");
+      }
+      std::this_thread::yield();
+    }
+  }
+
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+TEST(RandomPrograms, EndWithoutCrashHangOrLateCallback) {
+  const unsigned first = FromEnvironment("VEKAPI_RANDOM_SEED", 1);
+  const unsigned count = FromEnvironment("VEKAPI_RANDOM_PROGRAMS", 24);
+  VekSim::SimConfig config;
+  config.keepPackets = false;
+  SimServer server(config);
+  Stream stream(server);
+  int events = 0;
+  for (unsigned seed = first; seed != first + count && !testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::array<std::thread, 2> threads;
+    std::atomic<int> seen{0};
+    for (unsigned i = 0; i < threads.size(); ++i) {
+      threads[i] = std::thread([&, i] {
+        Program program(2 * seed + i, server);
+        program.Run();
+        seen += program.Events();
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    events += seen;
+  }
+  RecordProperty("events", events);
+  EXPECT_GT(events, 0);
+}
+
+}  // namespace

@@ -1,0 +1,5 @@
+#include "flat/ForkedChild.h"
+
+bool vektest::EndsWellForked(const std::function<void()>& /*body*/) {
+  return true;
+}
