@@ -99,7 +99,6 @@ TEST_F(LoopCalls, WhileAResultIsOnItsWay) {
       network.join();
       DispatchAll();
       const Lines seen = Take();
-      ASSERT_FALSE(seen.empty());
       const auto result = std::find(seen.begin(), seen.end(), "result w");
       EXPECT_TRUE(result == seen.begin() || result == seen.end());
       EXPECT_EQ(std::count(seen.begin(), seen.end(), "destroy"), client.object ? 0 : 1);
