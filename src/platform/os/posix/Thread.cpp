@@ -17,7 +17,9 @@ namespace Dova::Os {
 namespace {
 
 // Keeps the application's signal handlers off the threads that are started while it lives. The faults stay
-// open: a blocked fault kills the process before the application's crash handler has its say.
+// open: a blocked fault kills the process before the application's crash handler has its say. So do the
+// signals by which runtimes stop threads that have been inside their code: while one of ours cannot be
+// stopped, a garbage collection does not end.
 class TSignalsBlocked {
  public:
   TSignalsBlocked() {
@@ -25,6 +27,8 @@ class TSignalsBlocked {
     sigfillset(&all);
     for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
       sigdelset(&all, fault);
+    for (const int stop : {SIGPWR, SIGXCPU, SIGURG, SIGPROF}) sigdelset(&all, stop);
+    for (int stop = SIGRTMIN; stop <= SIGRTMAX; ++stop) sigdelset(&all, stop);
     pthread_sigmask(SIG_SETMASK, &all, &before_);
   }
   ~TSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
