@@ -1,0 +1,93 @@
+"""The declarations for C#'s P/Invoke."""
+
+from xml.sax.saxutils import escape
+
+HEAD = """// {made}
+// The types, constants and functions of VekApiC.h. Texts are handed in as bytes that end with NUL (VekText.Put), or by
+// their address, as callbacks bring them; they come back as addresses (VekText.Get). A buffer that the library writes
+// into is an array.
+using System;
+using System.Runtime.InteropServices;
+
+namespace VekApi
+{{
+"""
+RESULTS = {"void": "void", "bool": "bool", "int": "int", "unsigned": "uint", "address": "IntPtr", "text": "IntPtr",
+           "packet": "IntPtr", "bstr": "IntPtr", "handle": "{}", "callback": "{}"}
+# As what a function takes.
+ARGUMENTS = {**RESULTS, "text": "byte[]", "buffer": "byte[]", "handle*": "ref {}", "table*": "ref {}"}
+# As what a callback gets, and the other way to hand in a text.
+BY_ADDRESS = {**ARGUMENTS, "text": "IntPtr", "buffer": "IntPtr"}
+ONE_BYTE = "MarshalAs(UnmanagedType.I1)"
+
+
+def spell(type, spelling):
+    return spelling[type.kind].format(type.name)
+
+
+def parameter(part, spelling):
+    mark = f"[{ONE_BYTE}] " if part.type.kind == "bool" else ""
+    return f"{mark}{spell(part.type, spelling)} {part.name}"
+
+
+def parameters(declared, spelling):
+    return ", ".join(parameter(part, spelling) for part in declared.parts)
+
+
+def summary(lines, indent):
+    if not lines:
+        return ""
+    if len(lines) == 1:
+        return f"{indent}/// <summary>{escape(lines[0])}</summary>\n"
+    inner = "".join(f"{indent}/// {escape(line)}".rstrip() + "\n" for line in lines)
+    return f"{indent}/// <summary>\n{inner}{indent}/// </summary>\n"
+
+
+def returns_bool(declared, indent):
+    return f"{indent}[return: {ONE_BYTE}]\n" if declared.result.kind == "bool" else ""
+
+
+def handle(name):
+    return f"    public struct {name} {{ public IntPtr Object; }}\n"
+
+
+def callback(declared):
+    lead = f"\n{summary(declared.comment, '    ')}{returns_bool(declared, '    ')}"
+    result = spell(declared.result, RESULTS)
+    return f"{lead}    public delegate {result} {declared.name}({parameters(declared, BY_ADDRESS)});\n"
+
+
+def table(declared):
+    entries = "".join(f"        public {spell(e.type, ARGUMENTS)} {e.name};\n" for e in declared.parts)
+    lead = f"\n{summary(declared.comment, '    ')}    [StructLayout(LayoutKind.Sequential)]\n"
+    return f"{lead}    public struct {declared.name}\n    {{\n{entries}    }}\n"
+
+
+def constant(named):
+    return f"{summary(named.comment, ' ' * 8)}        public const int {named.name} = {named.type};\n"
+
+
+def one_form(declared, spelling):
+    lead = f"\n{summary(declared.comment, ' ' * 8)}{returns_bool(declared, ' ' * 8)}        [DllImport(Library)]\n"
+    result = spell(declared.result, RESULTS)
+    return f"{lead}        public static extern {result} {declared.name}({parameters(declared, spelling)});\n"
+
+
+def function(declared):
+    takes_text = any(part.type.kind == "text" for part in declared.parts)
+    forms = [ARGUMENTS] + [{**ARGUMENTS, "text": "IntPtr"}] * takes_text
+    return "".join(one_form(declared, spelling) for spelling in forms)
+
+
+def declarations(header, made):
+    groups = (group.parts for group in header.constants)
+    return "".join([
+        HEAD.format(made=made),
+        *map(handle, header.handles),
+        *map(callback, header.callbacks),
+        *map(table, header.tables),
+        '\n    public static partial class Vek\n    {\n        private const string Library = "vekapi";\n',
+        *("\n" + "".join(map(constant, group)) for group in groups),
+        *map(function, header.functions),
+        "    }\n}\n",
+    ])
