@@ -1,0 +1,58 @@
+"""The flat functions of VekApi for Python 3.8 and later, through ctypes: nothing to build, one directory to copy.
+
+    import vekapi
+    vekapi.load("build/linux/libvekapi.so")
+
+    class Products(vekapi.Handler):
+        def on_connect(self, client, reason):
+            print("state", client.state, reason)
+
+        def on_ready(self, client):
+            client.send(128, "w1 products")
+
+        def on_task_result(self, client, result):
+            print(result.plain())
+            client.disconnect()
+
+    with vekapi.Client(Products()) as client:
+        client.connect("127.0.0.1:9000", "app", "1.0.0.0", "trader", "", "secret")
+        client.wait()
+
+Events come on threads of the library, never two of one client at once. Inside one, everything may be called on
+the client, close() too. An exception in one is printed and dropped; sys.exit() ends the client's wait(). A slow one
+delays its own client only.
+
+Client(handler, on_message_loop=True) brings them on the thread that made the client instead, while that thread runs
+its Windows message loop or calls dispatch() or wait(). With asyncio on Linux:
+
+    loop.add_reader(vekapi.message_loop_fd(), vekapi.dispatch)
+
+Texts of the server are bytes in code page 950; here they are str (U+FFFD marks what is no character). Results, tables
+and columns that an event brings are lent until it returns: take what is to be kept with Table.rows() or
+TaskResult.plain().
+
+Clients, gates and senders live until close(), also when Python loses sight of them, and may be closed in any order. Those
+that are left when the program ends are closed then, without further events but on_destroy.
+
+The functions of VekApiC.h are in vekapi.lib, its types and constants in this module.
+"""
+
+from ._declarations import *  # noqa: F401,F403
+from ._declarations import (  # noqa: F401
+    cvcs_ApReady as AP_READY,
+    cvcs_Connected as CONNECTED,
+    cvcs_ConnectError as CONNECT_ERROR,
+    cvcs_Connecting as CONNECTING,
+    cvcs_Disconnected as DISCONNECTED,
+    cvcs_HeartbeatTimeout as HEARTBEAT_TIMEOUT,
+    cvcs_LinkBroken as LINK_BROKEN,
+    cvcs_LinkError as LINK_ERROR,
+    cvcs_None as NONE,
+    cvcs_SgnError as SGN_ERROR,
+    cvcs_UnknownServer as UNKNOWN_SERVER,
+)
+from ._client import Client, Handler  # noqa: F401
+from ._library import dispatch, lib, load, message_loop_fd  # noqa: F401
+from ._pacing import Gate, Sender  # noqa: F401
+from ._results import Properties, Table, TaskResult  # noqa: F401
+from ._text import encode, text  # noqa: F401

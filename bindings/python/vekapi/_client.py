@@ -1,0 +1,138 @@
+"""Sessions."""
+
+import ctypes
+import threading
+import time
+from ctypes import byref
+
+from ._declarations import CVekClientCallbacks
+from ._events import entry
+from ._library import dispatch, lib, load
+from ._owned import Owned
+from ._results import TaskResult
+from ._text import encode, request, text
+
+_SLICE = 0.2  # seconds a wait lasts before signals are looked after, where a lock does not let them in
+
+
+class Handler:
+    """What happens to a client. Derive from it and override what is of interest."""
+
+    def on_unknown(self, client, code, packet): pass  # packet: bytes, header included
+    def on_connect(self, client, reason): pass
+    def on_ready(self, client): pass
+    def on_task_result(self, client, result): pass
+    def on_password(self, client, user, answer): pass
+    def on_ack(self, client, code, raw): pass  # raw: bytes, for Sender.ack
+    def on_report(self, client, report): pass
+    def on_destroy(self, client): pass
+
+
+class Client(Owned):
+    """One session with an order-routing server."""
+
+    _delete, _rank = "CVekClient_Delete", 1
+
+    def __init__(self, handler, on_message_loop=False):
+        load()
+        self._changed, self._events, self._over, self._exit = threading.Condition(), 0, True, None
+        self._callbacks = self._table(handler)
+        create = lib.CVekClient_Create_OnMessageLoop if on_message_loop else lib.CVekClient_Create
+        super().__init__(create(byref(self._callbacks), None), threading.current_thread() if on_message_loop else None)
+
+    def _table(self, h):
+        events = (
+            lambda code, packet, size: h.on_unknown(self, code, ctypes.string_at(packet, size)),
+            lambda reason: self._on_connect(h, text(reason)),
+            lambda: h.on_ready(self),
+            lambda result: h.on_task_result(self, TaskResult(result.contents)),
+            lambda user, answer: h.on_password(self, text(user), text(answer)),
+            lambda code, ack: h.on_ack(self, code, ack),
+            lambda report: h.on_report(self, text(report)),
+            lambda: h.on_destroy(self),
+        )
+        kinds = [kind for _, kind in CVekClientCallbacks._fields_]
+        last = len(events) - 1
+        return CVekClientCallbacks(*(entry(kinds[i], self, event, i == last) for i, event in enumerate(events)))
+
+    def _on_connect(self, handler, reason):
+        try:
+            handler.on_connect(self, reason)
+        finally:
+            self._over = self.state < 0
+
+    def _happened(self):
+        with self._changed:
+            self._events += 1
+            self._changed.notify_all()
+
+    def _exits(self, asked):
+        self._exit = asked
+
+    def close(self):
+        """Disconnects and deletes the client; no event comes afterwards. A second call does nothing."""
+        super().close()
+        self._happened()
+
+    def wait(self, until=None, timeout=None):
+        """Waits until `until()` is true, which is asked after each event; without it, until the session has ended.
+        False when the session ended before, or `timeout` seconds have gone by. sys.exit() in an event exits from
+        here. Not to be called inside events. A client on a message loop gets its events here."""
+        deadline = None if timeout is None else time.monotonic() + timeout
+        while True:
+            seen, over = self._events, self._over or self._closed
+            if self._exit:
+                asked, self._exit = self._exit, None
+                raise asked
+            if until and until():
+                return True
+            left = _SLICE if deadline is None else min(_SLICE, deadline - time.monotonic())
+            if over or left <= 0:
+                return over and not until
+            self._wait_for_event(seen, left)
+
+    def _wait_for_event(self, seen, seconds):
+        if self._thread is threading.current_thread():
+            dispatch(max(1, int(seconds * 1000)))
+            return
+        with self._changed:
+            self._changed.wait_for(lambda: self._events != seen, seconds)
+
+    @property
+    def state(self):
+        return self._call(lib.CVekClient_State)
+
+    @property
+    def connected(self):
+        return self._call(lib.CVekClient_IsSessionConnected)
+
+    @property
+    def server_name(self):
+        """To be read in events, or while no sign-on can be under way."""
+        return text(self._call(lib.CVekClient_ServerName))
+
+    def connect(self, setting, app_name, app_version, id1, id2, password):
+        """True when a session was begun; on_connect tells how it goes on."""
+        texts = (setting, app_name, app_version, id1, id2, password)
+        self._over = False
+        begun = self._call(lib.CVekClient_Connect, *map(encode, texts))
+        self._over = self._over or not begun
+        return begun
+
+    def disconnect(self):
+        self._call(lib.CVekClient_Disconnect)
+
+    def sign_on_result(self):
+        """To be read in events, or while no sign-on can be under way."""
+        return TaskResult(self._call(lib.CVekClient_SgnResult))
+
+    def change_password(self, user, old, new):
+        return self._call(lib.CVekClient_ChgPass, encode(user), encode(old), encode(new))
+
+    def send(self, code, text):
+        """Code 128: a query; False also when the server's rate is used up."""
+        return self._call(lib.CVekClient_SendVekRequest, code, *request(text))
+
+    def query(self, text):
+        """0 when it was sent, the milliseconds until the server's rate allows it, -1 when it cannot be sent."""
+        return self._call(lib.CVekClient_SendVekQueryRequest, *request(text))

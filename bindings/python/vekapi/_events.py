@@ -1,0 +1,72 @@
+"""Events: how the library's calls come into Python, and how they stop to."""
+
+import threading
+
+from ._library import EXITS, exit_later
+
+_running = {}  # the objects whose events run, innermost last, by thread; each thread touches its own entry
+ending = False  # the program: new objects answer as closed ones do
+_quiet = threading.Condition()
+
+
+def entry(kind, owner, event, last=False):
+    """A callback of ctypes for an event of `owner`. The last event of an object comes when it is closed already."""
+
+    def run(_handle, _user, *arguments):
+        _running.setdefault(threading.get_ident(), []).append(owner)
+        try:
+            if last or not (ending or owner._closed):
+                event(*arguments)
+        except EXITS as asked:
+            if not exit_later(asked):
+                owner._exits(asked)
+        finally:
+            _leave()
+            owner._happened()
+
+    return kind(run)
+
+
+def _leave():
+    mine = _running[threading.get_ident()]
+    mine.pop()
+    if not mine:
+        del _running[threading.get_ident()]
+    quieter()
+
+
+def is_running(owner):
+    """On another thread than this."""
+    here = threading.get_ident()
+    return any(owner in owners for thread, owners in list(_running.items()) if thread != here)
+
+
+def quieter():
+    if ending:
+        with _quiet:
+            _quiet.notify_all()
+
+
+def wait_until(done, seconds):
+    try:
+        with _quiet:
+            _quiet.wait_for(done, seconds)
+    except KeyboardInterrupt:
+        pass  # whoever asks again does not want to wait
+
+
+def stop(seconds):
+    """No event is handed on any more; waits for those that run on other threads."""
+    global ending
+    ending = True
+    here = threading.get_ident()
+    wait_until(lambda: not any(thread != here for thread in list(_running)), seconds)
+
+
+def forget():
+    """In the child of a fork, whose one thread goes on here."""
+    global _quiet
+    _quiet = threading.Condition()
+    here = threading.get_ident()
+    for thread in [t for t in _running if t != here]:
+        del _running[thread]

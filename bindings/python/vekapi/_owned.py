@@ -1,0 +1,101 @@
+"""Clients, gates and senders: who uses one, and when it is deleted."""
+
+import atexit
+import os
+import threading
+from ctypes import byref
+
+from . import _events
+from ._library import call, lib
+
+_PATIENCE = 3  # seconds, at exit, for threads that are inside events or calls
+_alive = set()
+
+
+class Owned:
+    """An object of the library; ends with close(), or as a context manager.
+
+    Everything may be called on any thread, also when the object is closed: it answers as if there were nothing. After a
+    close() no event comes; while other threads are inside calls, the last of them deletes the object.
+    """
+
+    _delete, _rank = "", 0  # the function that does it; its turn at exit
+
+    def __init__(self, handle, of_thread=None):
+        if not handle:
+            raise MemoryError(f"a {type(self).__name__} cannot be made: no memory, no window, or its client is closed")
+        self._handle, self._thread = handle, of_thread
+        self._lock, self._users, self._closed = threading.Lock(), 0, _events.ending
+        _alive.add(self)
+
+    def _call(self, function, *arguments):
+        with self._lock:
+            used = not self._closed
+            self._users += used
+        try:
+            return call(function, byref(self._handle if used else type(self._handle)()), *arguments)
+        finally:
+            if used:
+                self._leave()
+
+    def _leave(self):
+        with self._lock:
+            self._users -= 1
+        if self._closed:
+            self._delete_if_last()
+
+    def close(self):
+        """Deletes the object; no event comes afterwards. A second call does nothing."""
+        self._closed = True
+        self._delete_if_last()
+
+    def _delete_if_last(self):
+        if self._thread not in (None, threading.current_thread()):
+            return  # delete_waiting() does it on the thread of its message loop
+        with self._lock:
+            if self._users or self not in _alive:
+                return
+            _alive.discard(self)
+        call(getattr(lib, self._delete), byref(self._handle))
+        _events.quieter()
+
+    def _left_alone(self):
+        """At exit: its message loop is that of another thread, or a thread is inside an event and does not return."""
+        foreign = self._thread not in (None, threading.current_thread())
+        return foreign and self._thread.is_alive() or _events.is_running(self)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+def delete_waiting():
+    """What other threads have closed, and this one is to delete."""
+    for owned in [o for o in list(_alive) if o._closed]:
+        owned._delete_if_last()
+
+
+def _end():
+    """Before the interpreter goes, nothing of the library may be about to call it. What some thread does not let go of
+    is left to the end of the process."""
+    _events.stop(_PATIENCE)
+    for owned in sorted(list(_alive), key=lambda o: o._rank):
+        if not owned._left_alone():
+            owned._thread = None
+            owned.close()
+    _events.wait_until(lambda: not any(o._closed for o in list(_alive)), _PATIENCE)
+
+
+def _forget():
+    """The child of a fork has none of the library's threads: its parent's objects are gone."""
+    for owned in _alive:
+        owned._lock, owned._users, owned._closed = threading.Lock(), 0, True
+    _alive.clear()
+    _events.forget()
+
+
+atexit.register(_end)
+if hasattr(os, "register_at_fork"):
+    os.register_at_fork(after_in_child=_forget)

@@ -1,0 +1,89 @@
+"""What a task result holds. All of it is lent: see TaskResult."""
+
+from ctypes import byref
+
+from ._library import lib
+from ._text import encode, text
+
+
+class Properties:
+    """A name and key/value pairs, of a table or a column."""
+
+    def __init__(self, handle):
+        self._handle = handle
+
+    def get(self, key):
+        return text(lib.CVekProperties_Get(byref(self._handle), encode(key)))
+
+    @property
+    def name(self):
+        return text(lib.CVekProperties_Name(byref(self._handle)))
+
+    @property
+    def display_text(self):
+        return text(lib.CVekProperties_DisplayText(byref(self._handle)))
+
+    @property
+    def description(self):
+        return text(lib.CVekProperties_Description(byref(self._handle)))
+
+
+class Table(Properties):
+    """A table with its properties; lent as its result is."""
+
+    def __init__(self, handle):
+        super().__init__(lib.CVekTable_Properties(byref(handle)))
+        self._table = handle
+
+    def __len__(self):
+        return lib.CVekTable_RecordsCount(byref(self._table))
+
+    @property
+    def mkt_flag(self):
+        return lib.CVekTable_MktFlag(byref(self._table))
+
+    def columns(self):
+        """The columns' properties."""
+        fields = lib.CVekTable_Fields(byref(self._table))
+        for index in range(lib.CVekFields_Count(byref(fields))):
+            field = lib.CVekFields_IndexField(byref(fields), index)
+            yield Properties(lib.CVekField_Properties(byref(field)))
+
+    def value(self, row, column):
+        return text(lib.CVekTable_RecordIndexField(byref(self._table), row, column))
+
+    def rows(self):
+        """All records, as dictionaries by the columns' names."""
+        names = [column.name for column in self.columns()]
+        return [{name: self.value(row, i) for i, name in enumerate(names)} for row in range(len(self))]
+
+
+class TaskResult:
+    """The answer to a request, lent until the event that brought it returns."""
+
+    def __init__(self, handle):
+        self._handle = type(handle)(handle.object)  # the event's own is a temporary one
+
+    @property
+    def work_id(self):
+        return text(lib.CVekTaskResult_WorkID(byref(self._handle)))
+
+    @property
+    def raw(self):
+        """The server's text as bytes."""
+        return lib.CVekTaskResult_OrigResult(byref(self._handle))
+
+    def __len__(self):
+        return lib.CVekTaskResult_TableCount(byref(self._handle))
+
+    def __iter__(self):
+        return (Table(lib.CVekTaskResult_IndexTable(byref(self._handle), i)) for i in range(len(self)))
+
+    def table(self, name):
+        """None when there is no such table."""
+        handle = lib.CVekTaskResult_NameTable(byref(self._handle), encode(name))
+        return Table(handle) if handle else None
+
+    def plain(self):
+        """All tables' records by the tables' names, to keep."""
+        return {table.name: table.rows() for table in self}

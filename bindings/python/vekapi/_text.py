@@ -1,0 +1,59 @@
+"""Texts of the library: code page 950, as Windows has it."""
+
+import codecs
+import ctypes
+import re
+
+# Python's cp950 knows no user-defined characters, and gives some of their codes to others. Windows keeps them in the
+# private-use area, a range after the other: first lead and trail byte, last lead byte, first character.
+_USER_DEFINED = [(0xFA40, 0xFE, 0xE000), (0x8E40, 0xA0, 0xE311), (0x8140, 0x8D, 0xEEB8), (0xC6A1, 0xC8, 0xF6B1)]
+_SINGLE = {b"\x80": "\x80", b"\xff": "\uf8f8"}
+
+
+def _user_defined():
+    """Bytes and characters, in the order of both."""
+    trails = [*range(0x40, 0x7F), *range(0xA1, 0xFF)]
+    for first, last_lead, character in _USER_DEFINED:
+        codes = ((lead, trail) for lead in range(first >> 8, last_lead + 1) for trail in trails)
+        for code in codes:
+            if int.from_bytes(code, "big") >= first:
+                yield bytes(code), chr(character)
+                character += 1
+
+
+class _Characters(dict):
+    def __missing__(self, code):
+        self[code] = character = code.encode("latin-1").decode("cp950", "replace")
+        return character
+
+
+_BYTES = {character: code for code, character in [*_user_defined(), *_SINGLE.items()]}
+_CHARACTERS = _Characters({code.decode("latin-1"): character for character, code in _BYTES.items()})
+_NOT_ASCII = re.compile("[\x81-\xfe][\x40-\x7e\x80-\xfe]|[\x80-\xff]")
+
+
+def _encode_user_defined(error):
+    if isinstance(error, UnicodeEncodeError) and error.object[error.start] in _BYTES:
+        return _BYTES[error.object[error.start]], error.start + 1
+    raise error
+
+
+codecs.register_error("vekapi.user_defined", _encode_user_defined)
+
+
+def text(raw):
+    """The str of a text of the library; U+FFFD stands for what is no character. None stays None."""
+    if raw is None:
+        return None
+    return _NOT_ASCII.sub(lambda code: _CHARACTERS[code[0]], raw.decode("latin-1"))
+
+
+def encode(value):
+    """The bytes that the library takes for a str. bytes and None stay what they are."""
+    return value.encode("cp950", "vekapi.user_defined") if isinstance(value, str) else value
+
+
+def request(value):
+    """A buffer with five bytes for the library in front of the text, and the length of both."""
+    raw = encode(value)
+    return ctypes.create_string_buffer(bytes(5) + raw, 5 + len(raw)), 5 + len(raw)
