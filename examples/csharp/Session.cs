@@ -3,9 +3,8 @@
 //
 //     mono session.exe [HOST:PORT [USER [PASSWORD]]]
 //
-// Callbacks run on threads of the library: they note down what came, and Main waits for it. The delegates live in a
-// field as long as the client, as the garbage collector does not see that the library uses them. What a callback gets
-// is gone when it returns, so tables are printed inside it. Texts are decoded from code page 950 by VekText.Get.
+// Events run on threads of the library: they note down what came, and Main waits for it. What an event gets is gone when
+// it returns, so tables are printed inside it.
 using System;
 using System.Collections.Generic;
 using System.Diagnostics;
@@ -13,42 +12,53 @@ using System.Text;
 using System.Threading;
 using VekApi;
 
-internal sealed class Session : IDisposable
+internal sealed class Session : VekClient
 {
     private const int Orders = 6;
-    private const int ApReady = 3, Connecting = 1;
 
     private readonly object notes = new object();
-    private int state = Connecting, acknowledged, filled;
+    private int state = Vek.cvcs_Connecting, acknowledged, filled;
     private string answered;
-
-    private CVekClientCallbacks callbacks;  // keeps the delegates alive
-    private CVekClient client;
-    private CVekFlowCtrlSender sender;
+    private readonly VekSender sender;
 
     private Session()
     {
-        callbacks.OnVekConnectEvent = OnConnect;
-        callbacks.OnVekApReadyEvent = OnReady;
-        callbacks.OnVekTaskResultEvent = OnResult;
-        callbacks.OnVekRequestAckEvent = OnAck;
-        callbacks.OnVekReportEvent = OnReport;
-        client = Vek.CVekClient_Create(ref callbacks, IntPtr.Zero);
-        sender = Vek.CVekFlowCtrlSender_Create(ref client);
+        sender = new VekSender(this);
     }
 
-    public void Dispose()
+    protected override void OnConnect(int now, string reason)
     {
-        Vek.CVekClient_Disconnect(ref client);  // no callback comes any more
-        Vek.CVekFlowCtrlSender_Delete(ref sender);
-        Vek.CVekClient_Delete(ref client);
+        Console.WriteLine("[connect] state {0} {1}", now, reason);
+        Note(() => state = now);
     }
 
-    // Nothing may be thrown out of a callback: it would have to pass through the library.
-    private static void Guarded(Action callback)
+    protected override void OnReady()
     {
-        try { callback(); }
-        catch (Exception e) { Console.Error.WriteLine(e); }
+        PrintTables(SignOnResult);
+        Note(() => state = Vek.cvcs_ApReady);
+    }
+
+    protected override void OnTaskResult(CVekTaskResult result)
+    {
+        PrintTables(result);
+        Note(() => answered = VekText.Get(Vek.CVekTaskResult_WorkID(ref result)));
+    }
+
+    // One line for each request.
+    protected override void OnAck(int code, IntPtr text)
+    {
+        if (code != Vek.cvmc_RequestAck) return;
+        string lines = VekText.Get(text);
+        Console.WriteLine("[ack] {0}", lines.Replace('\x01', ' ').Replace("\n", ", "));
+        sender.Ack(code, text);
+        Note(() => acknowledged += lines.Split('\n').Length);
+    }
+
+    protected override void OnReport(string report)
+    {
+        Console.WriteLine("[report] {0}", report.Replace('\x01', ' '));
+        if (report.StartsWith("fill\x01", StringComparison.Ordinal) && report.Contains("\u0001Left=0\u0001"))
+            Note(() => ++filled);
     }
 
     private void Note(Action note)
@@ -58,61 +68,6 @@ internal sealed class Session : IDisposable
             note();
             Monitor.PulseAll(notes);
         }
-    }
-
-    private void OnConnect(ref CVekClient from, IntPtr user, IntPtr reason)
-    {
-        int now = Vek.CVekClient_State(ref from);
-        Guarded(() =>
-        {
-            Console.WriteLine("[connect] state {0} {1}", now, VekText.Get(reason));
-            Note(() => state = now);
-        });
-    }
-
-    private void OnReady(ref CVekClient from, IntPtr user)
-    {
-        int now = Vek.CVekClient_State(ref from);
-        CVekTaskResult result = Vek.CVekClient_SgnResult(ref from);
-        Guarded(() =>
-        {
-            PrintTables(result);
-            Note(() => state = now);
-        });
-    }
-
-    private void OnResult(ref CVekClient from, IntPtr user, ref CVekTaskResult result)
-    {
-        CVekTaskResult lent = result;
-        Guarded(() =>
-        {
-            PrintTables(lent);
-            Note(() => answered = VekText.Get(Vek.CVekTaskResult_WorkID(ref lent)));
-        });
-    }
-
-    // One line for each request. The sender is told, so that it knows what it may send next.
-    private void OnAck(ref CVekClient from, IntPtr user, int msgCode, IntPtr ackText)
-    {
-        if (msgCode != 129) return;
-        Guarded(() =>
-        {
-            string text = VekText.Get(ackText);
-            Console.WriteLine("[ack] {0}", text.Replace('\x01', ' ').Replace("\n", ", "));
-            Vek.CVekFlowCtrlSender_AckParser(ref sender, msgCode, VekText.Put(text));
-            Note(() => acknowledged += text.Split('\n').Length);
-        });
-    }
-
-    private void OnReport(ref CVekClient from, IntPtr user, IntPtr reportText)
-    {
-        Guarded(() =>
-        {
-            string text = VekText.Get(reportText);
-            Console.WriteLine("[report] {0}", text.Replace('\x01', ' '));
-            if (text.StartsWith("fill\x01", StringComparison.Ordinal) && text.Contains("\u0001Left=0\u0001"))
-                Note(() => ++filled);
-        });
     }
 
     private static void PrintTables(CVekTaskResult result)
@@ -161,11 +116,10 @@ internal sealed class Session : IDisposable
 
     private bool Query(string workId, string verb)
     {
-        byte[] request = VekText.Request(workId + " " + verb);
-        while (!Vek.CVekClient_SendVekRequest(ref client, 128, request, (uint)request.Length))
+        while (!Send(Vek.cvmc_TaskResult, workId + " " + verb))
         {
-            if (!Vek.CVekClient_IsSessionConnected(ref client)) return false;
-            Vek.CVekFlowCtrl_Sleep(10);  // the server's rate is used up; nothing was touched
+            if (!Connected) return false;
+            Vek.CVekFlowCtrl_Sleep(10);  // the server's rate is used up
         }
         return Wait(verb, () => answered == workId);
     }
@@ -173,21 +127,16 @@ internal sealed class Session : IDisposable
     // No more than two within 100 ms, counted from their acknowledgements; the sender holds the others.
     private bool SendOrders()
     {
-        Vek.CVekFlowCtrlSender_SetFlowCtrl(ref sender, 2, 100);
-        for (int i = 0; i < Orders; ++i)
-        {
-            byte[] order = VekText.Request("o" + i + " new\nprod=TXF side=B qty=1 price=MKT");
-            Vek.CVekFlowCtrlSender_SendVekRequest(ref sender, order, (uint)order.Length);
-        }
-        Console.WriteLine("-- {0} orders are held", Vek.CVekFlowCtrlSender_PendingCount(ref sender));
+        sender.SetRate(2, 100);
+        for (int i = 0; i < Orders; ++i) sender.Send("o" + i + " new\nprod=TXF side=B qty=1 price=MKT");
+        Console.WriteLine("-- {0} orders are held", sender.Pending);
         return Wait("orders", () => acknowledged == Orders && filled == Orders);
     }
 
     private bool Run(string server, string user, string password)
     {
-        Vek.CVekClient_Connect(ref client, VekText.Put(server), VekText.Put("C# example"), VekText.Put("1.0.0.0"),
-                               VekText.Put(user), VekText.Put(""), VekText.Put(password));
-        return Wait("sign-on", () => state == ApReady) && Query("q1", "products") && SendOrders() &&
+        Connect(server, "C# example", "1.0.0.0", user, "", password);
+        return Wait("sign-on", () => state == Vek.cvcs_ApReady) && Query("q1", "products") && SendOrders() &&
                Query("q2", "positions");
     }
 
@@ -202,6 +151,7 @@ internal sealed class Session : IDisposable
         Console.WriteLine("VekApi {0}", VekText.Get(Vek.CVekApi_Version()));
         bool done;
         using (Session session = new Session())
+        using (session.sender)
             done = session.Run(Argument(args, 0, "127.0.0.1:9000"), Argument(args, 1, "trader"),
                                Argument(args, 2, "secret"));
         Console.WriteLine(done ? "session: every step came through" : "session: FAILED");
