@@ -1,0 +1,87 @@
+Attribute VB_Name = "VekText"
+Option Explicit
+
+' Texts between VBA, which has UTF-16, and the library, which has code page 950, on systems with any code page; and the
+' calls that take a password or a text that need not be ASCII. The declarations of VekApi.bas with ByVal String are for
+' ASCII: VBA sends their texts through the system's code page.
+
+Private Const Big5 As Long = 950
+
+Private Declare PtrSafe Function MultiByteToWideChar Lib "kernel32" (ByVal page As Long, ByVal flags As Long, _
+    ByVal bytes As LongPtr, ByVal count As Long, ByVal text As LongPtr, ByVal size As Long) As Long
+Private Declare PtrSafe Function WideCharToMultiByte Lib "kernel32" (ByVal page As Long, ByVal flags As Long, _
+    ByVal text As LongPtr, ByVal count As Long, ByVal bytes As LongPtr, ByVal size As Long, _
+    ByVal other As LongPtr, ByVal used As LongPtr) As Long
+Private Declare PtrSafe Function lstrlenA Lib "kernel32" (ByVal text As LongPtr) As Long
+Private Declare PtrSafe Sub CopyMemory Lib "kernel32" Alias "RtlMoveMemory" (ByRef target As LongPtr, _
+    ByVal source As LongPtr, ByVal count As LongPtr)
+
+' The text at an address; "" for none.
+Public Function VekGet(ByVal address As LongPtr) As String
+    Dim length As Long, size As Long
+    If address = 0 Then Exit Function
+    length = lstrlenA(address)
+    If length = 0 Then Exit Function
+    size = MultiByteToWideChar(Big5, 0, address, length, 0, 0)
+    VekGet = String$(size, vbNullChar)
+    MultiByteToWideChar Big5, 0, address, length, StrPtr(VekGet), size
+End Function
+
+' The bytes of a text behind `free` free ones, with a NUL behind them. VarPtr(bytes(0)) is their address.
+Public Function VekPut(ByVal text As String, Optional ByVal free As Long = 0) As Byte()
+    Dim size As Long, bytes() As Byte
+    If Len(text) > 0 Then size = WideCharToMultiByte(Big5, 0, StrPtr(text), Len(text), 0, 0, 0, 0)
+    ReDim bytes(0 To free + size)
+    If size > 0 Then WideCharToMultiByte Big5, 0, StrPtr(text), Len(text), VarPtr(bytes(free)), size, 0, 0
+    VekPut = bytes
+End Function
+
+' The handle at the address that a callback got.
+Public Function VekHandleAt(ByVal address As LongPtr) As LongPtr
+    CopyMemory VekHandleAt, address, LenB(VekHandleAt)
+End Function
+
+' What an entry of a table of callbacks is set to: VekEntry(AddressOf OnConnect).
+Public Function VekEntry(ByVal address As LongPtr) As LongPtr
+    VekEntry = address
+End Function
+
+Public Function VekConnect(ByRef client As CVekClient, ByVal setting As String, ByVal apName As String, _
+    ByVal apVersion As String, ByVal id1 As String, ByVal id2 As String, ByVal password As String) As Boolean
+    Dim a() As Byte, b() As Byte, c() As Byte, d() As Byte, e() As Byte, p() As Byte
+    a = VekPut(setting): b = VekPut(apName): c = VekPut(apVersion): d = VekPut(id1): e = VekPut(id2)
+    p = VekPut(password)
+    VekConnect = CVekClient_Connect_P(client, VarPtr(a(0)), VarPtr(b(0)), VarPtr(c(0)), VarPtr(d(0)), _
+        VarPtr(e(0)), VarPtr(p(0))) <> 0
+    Wipe p
+End Function
+
+Public Function VekChgPass(ByRef client As CVekClient, ByVal user As String, ByVal oldPassword As String, _
+    ByVal newPassword As String) As Boolean
+    Dim u() As Byte, o() As Byte, n() As Byte
+    u = VekPut(user): o = VekPut(oldPassword): n = VekPut(newPassword)
+    VekChgPass = CVekClient_ChgPass_P(client, VarPtr(u(0)), VarPtr(o(0)), VarPtr(n(0))) <> 0
+    Wipe o
+    Wipe n
+End Function
+
+' A request; cvmc_TaskResult is a query, and False also when the server's rate is used up.
+Public Function VekSend(ByRef client As CVekClient, ByVal msgCode As Long, ByVal text As String) As Boolean
+    Dim buffer() As Byte
+    buffer = VekPut(text, 5)
+    VekSend = CVekClient_SendVekRequest(client, msgCode, buffer(0), UBound(buffer)) <> 0
+End Function
+
+' One paced request of two lines; False when it is held.
+Public Function VekSendPaced(ByRef sender As CVekFlowCtrlSender, ByVal text As String) As Boolean
+    Dim buffer() As Byte
+    buffer = VekPut(text, 5)
+    VekSendPaced = CVekFlowCtrlSender_SendVekRequest(sender, buffer(0), UBound(buffer)) <> 0
+End Function
+
+Private Sub Wipe(ByRef bytes() As Byte)
+    Dim i As Long
+    For i = LBound(bytes) To UBound(bytes)
+        bytes(i) = 0
+    Next
+End Sub
