@@ -5,6 +5,7 @@ need_for_languages() {
   need python3 "checks the bindings; runs the Python examples"
   case $1 in
     linux)
+      need python3-clang "reads the header for the bindings' declarations"
       need mono-mcs "compiles the C# example"
       need mono-runtime "runs the C# example"
       need libmono-i18n-cjk4.0-cil "code page 950 for the C# example"
@@ -55,19 +56,65 @@ window_streams() {
   with_simulator windows "${launcher[@]}" build/windows/window_c.exe --stream --until 200 --self-check
 }
 
+# The declarations are those that the header gives, types included; and a change of types in the header is seen in all
+# of them. The Python is Debian's own, which has python3-clang.
+bindings_follow_header() {
+  /usr/bin/python3 tools/gen_bindings/make_bindings.py --check || return 1
+  local changed=build/VekApiC_changed.h
+  sed 's/bool CVekClient_Connect(CVekClient\* client/int CVekClient_Connect(CVekTable* client/' include/vekapi/VekApiC.h >"$changed"
+  { /usr/bin/python3 tools/gen_bindings/make_bindings.py --check --header "$changed" || true; } | grep ', 3 of 3 files differ'
+}
+
+vba_modules() { python3 tests/bindings/vba.py bindings/vba/VekText.bas examples/vba/VekSession.bas; }
+
 # python_session PROGRAM
 python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }
 
-csharp_session() {
+# What the module's own documentation shows, to the letter but for the server's address.
+python_shown() { with_simulator linux python3 tests/bindings/shown.py; }
+
+# compile_csharp NAME SOURCE
+compile_csharp() {
   mkdir -p build/linux/csharp
-  mcs -warnaserror -out:build/linux/csharp/session.exe examples/csharp/Session.cs bindings/csharp/VekApi.cs || return 1
+  mcs -warnaserror "-out:build/linux/csharp/$1.exe" "$2" bindings/csharp/*.cs
+}
+
+# Code page 950 in Python and C#, against the library's own sources.
+texts() {
+  g++ -std=c++20 -Isrc tests/bindings/cp950/print_cp950.cpp src/platform/os/Utf8.cpp \
+    src/platform/os/posix/CodePage.cpp -o build/linux/print_cp950 &&
+    build/linux/print_cp950 >build/linux/cp950.txt && python3 tests/bindings/texts.py build/linux/cp950.txt &&
+    compile_csharp texts tests/bindings/Texts.cs && mono build/linux/csharp/texts.exe build/linux/cp950.txt
+}
+
+csharp_session() {
+  compile_csharp session examples/csharp/Session.cs || return 1
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
+}
+
+# Programs that do things at random and end in the middle of it, each ending once.
+random_programs() {
+  simulator_options=(--anyone --heartbeat 1 --rate 1000/1000)
+  LD_LIBRARY_PATH=build/linux with_simulator linux python3 tests/bindings/random_programs.py "$@"
+}
+
+random_python() { random_programs python python3 tests/bindings/random_program.py build/linux/libvekapi.so; }
+
+random_csharp() {
+  compile_csharp random_program tests/bindings/RandomProgram.cs || return 1
+  random_programs csharp mono build/linux/csharp/random_program.exe
 }
 
 check_languages() {
   case $1 in
     linux)
       check flat_functions python3 scripts/check_flat.py build/linux/libvekapi.so
+      check bindings_follow_header bindings_follow_header
+      check vba_modules vba_modules
+      check texts texts
+      check python_shown python_shown
+      check random_python random_python
+      check random_csharp random_csharp
       check example_c c_alone linux
       check example_python python_session session
       check example_asyncio python_session asyncio_session
