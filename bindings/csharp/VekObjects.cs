@@ -17,6 +17,7 @@ namespace VekApi
         private const int PatienceMs = 2000;  // at the program's end, for events that run on other threads
         private static readonly HashSet<VekOwned> alive = new HashSet<VekOwned>();  // its lock guards what follows
         private static bool ending;
+        private bool deleted;
         private readonly List<Thread> inside = new List<Thread>();  // an event, or a call that begins a session
 
         static VekOwned()
@@ -34,8 +35,12 @@ namespace VekApi
         public void Dispose()
         {
             lock (alive)
-                if (!alive.Remove(this)) return;
+            {
+                if (deleted) return;
+                deleted = true;
+            }
             Delete();
+            lock (alive) alive.Remove(this);  // not before: events may run until then, with the delegates of this
         }
 
         protected abstract void Delete();
@@ -101,7 +106,7 @@ namespace VekApi
                 while (new List<VekOwned>(alive).Exists(o => elsewhere(o)) && DateTime.UtcNow < until)
                     Monitor.Wait(alive, 100);
                 foreach (VekOwned owned in alive)
-                    if (!elsewhere(owned)) quiet.Add(owned);
+                    if (!owned.deleted && !elsewhere(owned)) quiet.Add(owned);
             }
             foreach (VekOwned owned in quiet) owned.Quieten();
         }

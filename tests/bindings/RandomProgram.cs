@@ -93,6 +93,7 @@ internal static class RandomProgram
         Session session = new Session(dice);
         session.Connect(server, "random", "1.0.0.0", "trader", "", "secret");
         for (int i = dice.Next(30); i > 0; --i) session.Order();
+        session.Disconnect();  // its events use the sender
         VekOwned[] ends = { session, session.Sender };
         int first = dice.Next(2);
         ends[first].Dispose();
