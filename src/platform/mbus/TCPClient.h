@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/mbus/TCPSetting.h"
 #include "platform/mbus/TMemQueue.h"
@@ -41,6 +42,8 @@ class TCPClient : public TMesBase {
   int Send(const char* bytes, int length) override;
   int Recv(char* buffer, int size) override;
   char* RecvInPlace(int& count) override;
+  std::size_t SendQueueBytes() const override { return setting_.sendQueueBytes; }
+  int TakeSpinUs() override { return std::exchange(setting_.spinUs, 0); }
 
  private:
   enum class EState { Idle, Connecting, Linked, Failed, Broken, Closed };

@@ -36,6 +36,14 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   virtual std::size_t MaxMessageBytes() const { return kMaxMessageBytes; }
   static constexpr std::size_t kMaxMessageBytes = std::size_t{64} << 20;
 
+  // How much may wait to be sent, in bytes.
+  virtual std::size_t SendQueueBytes() const { return kSendQueueBytes; }
+  static constexpr std::size_t kSendQueueBytes = std::size_t{8} << 20;
+
+  // For a messenger that stands in front of this one and carries the stream another way: how long the setting
+  // wants the reader to poll before it sleeps, in microseconds. This one polls no more. Before Open.
+  virtual int TakeSpinUs() { return 0; }
+
   // Who is told; null: nobody. From inside the context.
   void SetEvHandler(TMesEvHandler* handler) { handler_ = handler; }
 
