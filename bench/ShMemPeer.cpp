@@ -72,7 +72,7 @@ void EchoOverTcp() {
 
 }  // namespace
 
-void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes) {
+void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes, int spinUs) {
   std::thread([] {
     while (std::getchar() != EOF) continue;
     std::_Exit(0);
@@ -82,8 +82,9 @@ void Run(const std::string& role, const std::string& name, std::uint32_t ringByt
     std::_Exit(0);
   }
   SimRings rings;
+  rings.SetSpin(spinUs);
   if (!rings.Create(name, ringBytes)) std::exit(4);
-  Tell("ready");
+  Tell(rings.BaseName());
   if (role == "echo") Echo(rings);
   if (role == "sink") Sink(rings);
   if (role == "source") Source(rings);

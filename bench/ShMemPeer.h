@@ -13,8 +13,9 @@ constexpr std::uint64_t kStreamBytes = std::uint64_t{kMessageBytes} * kMessages;
 // The sink answers one byte for each so many that have arrived.
 constexpr std::uint64_t kCreditBytes = 512 << 10;
 
-// Roles: "echo", "sink" and "source" with the rings' name and size, "tcp". Prints a line when it is ready,
-// for "tcp" the port, and runs until its standard input ends.
-[[noreturn]] void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes);
+// Roles: "echo", "sink" and "source" with the rings' name and size and for how long it polls, "tcp". Prints a
+// line when it is ready, what the rings are called or for "tcp" the port, and runs until its standard input
+// ends.
+[[noreturn]] void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes, int spinUs);
 
 }  // namespace shmempeer

@@ -1,7 +1,7 @@
 // The shared-memory transport beside what it competes with, in one run: round trips of 128 bytes through the
 // client's messenger over shared memory and over TCP, and through bare rings with the same wake-up; streaming
-// of 4 KiB messages beside copying them. The peer is another process and does not poll: who has nothing to do
-// sleeps.
+// of 4 KiB messages beside copying them. The peer is another process. Who has nothing to do sleeps; with the
+// word "spin" both sides poll instead, beside a bare ring that never sleeps, which takes two processors.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -27,6 +27,7 @@ using shmempeer::kStreamBytes;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kTripBytes = 128;
+constexpr int kSpinUs = 100'000;
 constexpr std::size_t kBatch = 2000;
 constexpr std::size_t kBatches = 21;
 
@@ -91,36 +92,61 @@ void Close(Dova::TMesBase& mes) {
   mes.Close();
 }
 
+// Another process that holds rings.
+class Peer {
+ public:
+  Peer(const char* role, std::uint32_t bytes, int spinUs = 0)
+      : process_(vektest::Self(), {role, "bench", std::to_string(bytes), std::to_string(spinUs)}),
+        name(process_.ReadLine()) {
+    if (name.empty()) std::exit(4);
+  }
+
+ private:
+  vektest::Process process_;
+
+ public:
+  const std::string name;
+};
+
+// A proxy link whose setting has a spin=.
+class SpinningMes : public vektest::TestMes {
+ public:
+  static void Register() {
+    Dova::TMesRegs::GetClientMesRegs().Register("SpinningMes",
+                                                [] { return Dstl::wise_ref<TMesBase>(new SpinningMes); });
+  }
+  int TakeSpinUs() override { return kSpinUs; }
+};
+
 // A linked messenger whose rings are held by a peer of that role.
 class LinkedRings {
  public:
-  LinkedRings(Dova::TMesEvHandler& handler, const char* role, std::uint32_t bytes)
-      : peer_(vektest::Self(), {role, name_, std::to_string(bytes)}), mes(Dova::TShMemCli::Make()) {
-    if (peer_.ReadLine() != "ready" || !mes->SettingApply("TestMes:ok")) std::exit(4);
+  LinkedRings(Dova::TMesEvHandler& handler, const char* role, std::uint32_t bytes, int spinUs = 0)
+      : peer_(role, bytes, spinUs), mes(Dova::TShMemCli::Make()) {
+    if (!mes->SettingApply(spinUs != 0 ? "SpinningMes:ok" : "TestMes:ok")) std::exit(4);
     Open(*mes, handler);
     const auto proxy = vektest::TestMes::Last();
     proxy->Ready();
-    proxy->Deliver("Ack:ShMemName:" + name_ + "\n");
+    proxy->Deliver("Ack:ShMemName:" + peer_.name + "\n");
   }
   ~LinkedRings() { Close(*mes); }
 
  private:
-  const std::string name_ = vektest::FreshName();
-  vektest::Process peer_;
+  const Peer peer_;
 
  public:
   Dstl::wise_ref<Dova::TMesBase> mes;
 };
 
-double TripOverRings() {
+double TripOverRings(int spinUs = 0) {
   Pinger pinger;
-  const LinkedRings link(pinger, "echo", 1 << 16);
+  const LinkedRings link(pinger, "echo", 1 << 16, spinUs);
   pinger.done.get_future().wait();
   return Median(pinger.perTripUs);
 }
 
 double TripOverTcp() {
-  vektest::Process peer(vektest::Self(), {"tcp", "", "0"});
+  vektest::Process peer(vektest::Self(), {"tcp", "", "0", "0"});
   Pinger pinger;
   const auto mes =
       Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:127.0.0.1:" + peer.ReadLine() + " n M0");
@@ -130,12 +156,12 @@ double TripOverTcp() {
   return Median(pinger.perTripUs);
 }
 
-// The client's side of the rings without a client: the two indices, the copies and the events.
-double TripOverBareRings() {
-  const std::string name = vektest::FreshName();
-  vektest::Process peer(vektest::Self(), {"echo", name, std::to_string(1 << 16)});
+// The client's side of the rings without a client: the two indices, the copies and the events. With `spinUs`
+// it never sleeps.
+double TripOverBareRings(int spinUs = 0) {
+  const Peer peer("echo", 1 << 16, spinUs);
   Dova::TShMemChannel up, down;
-  if (peer.ReadLine() != "ready" || !up.Open(name + ".C2S") || !down.Open(name + ".S2C")) std::exit(4);
+  if (!up.Open(peer.name + ".C2S") || !down.Open(peer.name + ".S2C")) std::exit(4);
   std::vector<double> perTripUs;
   Dova::Os::TNamedEventWait wait;
   char bytes[kTripBytes] = {};
@@ -143,7 +169,9 @@ double TripOverBareRings() {
     const auto start = Clock::now();
     for (std::size_t i = 0; i < kBatch; ++i) {
       up.Write(bytes, kTripBytes);
-      while (down.Read(bytes, kTripBytes) == 0) wait.Wait(down.ReadEvent(), up.WriteEvent(), -1, true);
+      while (down.Read(bytes, kTripBytes) == 0) {
+        if (spinUs == 0) wait.Wait(down.ReadEvent(), up.WriteEvent(), -1, true);
+      }
     }
     perTripUs.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count() / kBatch);
   }
@@ -239,12 +267,25 @@ double StreamFromGateway() {
   return GbPerSecond(Clock::now() - start);
 }
 
+int Spinning() {
+  for (int round = 0; round < 3; ++round) {
+    const double bare = TripOverBareRings(kSpinUs), rings = TripOverRings(kSpinUs);
+    std::printf("bare spinning rings %6.2f us   client over rings with spin %6.2f us   client/bare %.2f\n",
+                bare, rings, rings / bare);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 4) shmempeer::Run(argv[1], argv[2], static_cast<std::uint32_t>(std::atoi(argv[3])));
+  if (argc == 5) {
+    shmempeer::Run(argv[1], argv[2], static_cast<std::uint32_t>(std::atoi(argv[3])), std::atoi(argv[4]));
+  }
   vektest::TestMes::Register();
+  SpinningMes::Register();
   const TestSupport::TVirtualTimerQueue noHeartbeats;
+  if (argc == 2 && std::strcmp(argv[1], "spin") == 0) return Spinning();
   std::printf("round trip of %d bytes, median of %zu batches of %zu\n", kTripBytes, kBatches, kBatch);
   for (int round = 0; round < 3; ++round) {
     const double bare = TripOverBareRings();

@@ -9,7 +9,6 @@
 #include <thread>
 #include <utility>
 
-#include "platform/os/NamedMapping.h"
 #include "sim/SimGatewayLink.h"
 
 namespace VekSim {
@@ -33,7 +32,6 @@ class SimGateway::Impl {
  public:
   explicit Impl(SimGatewayConfig config)
       : config_(std::move(config)), names_(config_.namePrefix + "-" + Unguessable() + "-"), acceptor_(io_) {
-    Dova::Os::TNamedMapping::RemoveAbandoned();
     const tcp::endpoint at(asio::ip::make_address(config_.host), config_.port);
     acceptor_.open(at.protocol());
     if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));

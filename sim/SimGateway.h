@@ -15,6 +15,7 @@ struct SimGatewayConfig {
   std::uint32_t ringBytes = 1 << 20;  ///< that each ring takes
   /// Names are this, a number that nobody can guess, and a count.
   std::string namePrefix = "vekgate";
+  int spinUs = 0;  ///< how long the gateway polls a ring before it sleeps
   bool answerHeartbeats = true;
   /// Sent in place of "Ack:ShMemName:NAME\n" when not empty.
   std::string nameAnswer{};

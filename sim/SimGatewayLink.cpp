@@ -59,6 +59,7 @@ void SimGatewayLink::Answer(const std::string& line) {
 // ---- setting up ----
 
 void SimGatewayLink::OpenRings() {
+  rings_.SetSpin(config_.spinUs);
   if (!rings_.Create(baseName_, config_.ringBytes)) {
     Log("the system refuses the rings: error " + std::to_string(rings_.Error()));
     return Close();

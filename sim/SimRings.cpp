@@ -2,15 +2,17 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 namespace VekSim {
 
 namespace {
 
+using Dova::Os::EOpen;
 using Dova::Os::TNamedEventWait;
-using Dova::Os::TNamedMapping;
 
 constexpr std::uint32_t kHead = 64;
 constexpr std::size_t kBulk = 4096;
@@ -29,10 +31,11 @@ std::uint32_t Distance(std::uint32_t from, std::uint32_t to, std::uint32_t capac
 
 bool SimRings::Create(const std::string& baseName, std::uint32_t bytes) {
   Close();
-  if (MakeBoth(baseName, bytes)) return true;
+  if (MakeBoth(Dova::Os::OwnName(baseName), bytes)) return true;
   constexpr char kGlobal[] = "Global\\";
+  if (baseName.rfind(kGlobal, 0) != 0) return false;
   // Names for all sessions of a machine are not everybody's to make.
-  return baseName.rfind(kGlobal, 0) == 0 && MakeBoth(baseName.substr(sizeof kGlobal - 1), bytes);
+  return MakeBoth(Dova::Os::OwnName(baseName.substr(sizeof kGlobal - 1)), bytes);
 }
 
 bool SimRings::MakeBoth(const std::string& baseName, std::uint32_t bytes) {
@@ -48,11 +51,11 @@ bool SimRings::MakeBoth(const std::string& baseName, std::uint32_t bytes) {
 
 int SimRings::Make(Ring& ring, const std::string& name, std::uint32_t bytes) {
   const std::uint64_t whole = std::uint64_t{bytes} + 1 + kHead;
-  if (!ring.mapping.Open(name, whole, TNamedMapping::EOpen::Make, true) || !ring.mapping.MapView(whole)) {
+  if (!ring.mapping.Open(name, whole, EOpen::Make) || !ring.mapping.MapView(whole)) {
     return ring.mapping.Error();
   }
-  if (!ring.readable.Open(name + ".REv", true)) return ring.readable.Error();
-  if (!ring.writable.Open(name + ".WEv", true)) return ring.writable.Error();
+  if (!ring.readable.Open(name + ".REv", EOpen::Make)) return ring.readable.Error();
+  if (!ring.writable.Open(name + ".WEv", EOpen::Make)) return ring.writable.Error();
   std::memset(ring.mapping.View(), 0, static_cast<std::size_t>(whole));
   ring.capacity = bytes + 1;
   ring.at = 0;
@@ -67,6 +70,23 @@ void SimRings::Close() {
     ring->writable.Close();
   }
   baseName_.clear();
+  joined_ = false;
+  told_ = 0;
+}
+
+/// The client has what it needs; nobody else is to find it.
+void SimRings::HideNames() {
+  joined_ = true;
+  for (Ring* ring : {&fromClient_, &toClient_}) {
+    ring->mapping.HideName();
+    ring->readable.HideName();
+    ring->writable.HideName();
+  }
+}
+
+void SimRings::WakeClient() {
+  toClient_.readable.Set();
+  fromClient_.writable.Set();
 }
 
 int SimRings::Read(char* buffer, std::size_t size) {
@@ -84,6 +104,7 @@ int SimRings::Read(char* buffer, std::size_t size) {
     ring.at = (ring.at + piece) % ring.capacity;
   }
   if (count == 0) return 0;
+  if (!joined_) HideNames();
   Field(memory, kReadAt).store(ring.at);
   ring.writable.Set();
   moved_ += count;
@@ -111,10 +132,28 @@ int SimRings::Write(const char* bytes, std::size_t length) {
   return static_cast<int>(count);
 }
 
+/// Compared with what was told last: another thread may be reading.
+bool SimRings::HasNewData() {
+  const std::uint32_t end = Field(fromClient_.mapping.View(), kWriteAt).load();
+  return std::exchange(told_, end) != end;
+}
+
+unsigned SimRings::Poll(bool wantsSpace) {
+  const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(spinUs_);
+  unsigned news = 0;
+  bool there = false;
+  do {
+    for (int i = 0; i < 64 && !there; ++i) there = HasNewData();
+    news = wait_.Wait(fromClient_.readable, toClient_.writable, 0, !wantsSpace);
+  } while (!there && news == 0 && std::chrono::steady_clock::now() < until);
+  return there ? news | TNamedEventWait::kFirst : news;
+}
+
 unsigned SimRings::Wait(int timeoutMs, bool wantsSpace) {
   // In the middle of a stream the client is let run on: woken for each message, both would mostly take turns.
   if (moved_.exchange(0) >= kBulk) std::this_thread::yield();
-  const unsigned news = wait_.Wait(fromClient_.readable, toClient_.writable, timeoutMs, !wantsSpace);
+  unsigned news = spinUs_ != 0 ? Poll(wantsSpace) : 0;
+  if (news == 0) news = wait_.Wait(fromClient_.readable, toClient_.writable, timeoutMs, !wantsSpace);
   return ((news & TNamedEventWait::kFirst) != 0 ? kData : 0) |
          ((news & TNamedEventWait::kSecond) != 0 ? kSpace : 0);
 }

@@ -25,7 +25,8 @@ class SimRings {
   SimRings(const SimRings&) = delete;
   SimRings& operator=(const SimRings&) = delete;
 
-  /// Rings that take `bytes` bytes each. False when the system refuses; Error() is its code.
+  /// Rings that take `bytes` bytes each; BaseName() is then what the client must be told. False when the
+  /// system refuses; Error() is its code.
   bool Create(const std::string& baseName, std::uint32_t bytes);
   void Close();
   int Error() const { return error_; }
@@ -41,10 +42,13 @@ class SimRings {
   unsigned Wait(int timeoutMs = -1, bool wantsSpace = true);
   /// From any thread: Wait ends, and every later one.
   void Stop();
+  /// So long Wait polls before it sleeps, in microseconds.
+  void SetSpin(int us) { spinUs_ = us; }
 
   /// For tests that spoil them: header and data as they lie there.
   std::byte* FromClient() { return fromClient_.mapping.View(); }
   std::byte* ToClient() { return toClient_.mapping.View(); }
+  void WakeClient();
 
  private:
   struct Ring {
@@ -56,9 +60,15 @@ class SimRings {
   };
   int Make(Ring& ring, const std::string& name, std::uint32_t bytes);
   bool MakeBoth(const std::string& baseName, std::uint32_t bytes);
+  void HideNames();
+  bool HasNewData();
+  unsigned Poll(bool wantsSpace);
 
   std::string baseName_;
   int error_ = 0;
+  int spinUs_ = 0;
+  bool joined_ = false;     ///< the client has written
+  std::uint32_t told_ = 0;  ///< the client's index when Poll last looked; the waiting thread's
   Ring fromClient_;
   Ring toClient_;
   std::atomic<std::size_t> moved_{0};  ///< bytes, since the last wait

@@ -37,6 +37,10 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--ring", options.config.ringBytes, "Bytes that each ring takes")
       ->capture_default_str()
       ->check(CLI::Range(1u, 1u << 30));
+  app.add_option("--spin", options.config.spinUs,
+                 "Microseconds for which a link's ring is polled before the gateway sleeps")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 1'000'000));
   app.add_option("--name", options.config.namePrefix, "What the names of the rings begin with")
       ->capture_default_str();
   app.add_option("--crash-after", options.config.crashAfter,

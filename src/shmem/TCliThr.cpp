@@ -3,6 +3,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/os/Clock.h"
+
 namespace Dova {
 namespace {
 
@@ -21,10 +23,12 @@ constexpr std::size_t kBulkBytes = 4096;
 
 constexpr unsigned kMissingEventMs = 100;
 
+constexpr int kLooksAtOnce = 64;  // between two looks at the clock and the events
+
 }  // namespace
 
 bool TShMemCli::TCliThr::Start() {
-  return thread_.Start("vek-shmem", [this, owner = Dstl::wise_ref<TShMemCli>(&owner_)] { Run(); });
+  return wait_ && thread_.Start("vek-shmem", [this, owner = Dstl::wise_ref<TShMemCli>(&owner_)] { Run(); });
 }
 
 // Not waited for while it is in an event: whoever calls is then inside that event, on this thread or on one
@@ -41,28 +45,43 @@ void TShMemCli::TCliThr::OnQueued() {
 }
 
 void TShMemCli::TCliThr::Run() {
-  while (owner_.IsRunning()) Pass();
-  owner_.threadState_.store(ts_Ended, std::memory_order_release);
+  while (!owner_.IsOver()) Pass();
 }
 
 // Both kinds of news are served in each pass, or a peer that keeps sending would keep the queue from moving.
 void TShMemCli::TCliThr::Pass() {
   const unsigned news = WaitForRings();
-  if (owner_.IsRunning() && (news & Os::TNamedEventWait::kFirst) != 0) HandOver(pk_Data);
-  if (owner_.IsRunning() && ((news & Os::TNamedEventWait::kSecond) != 0 || retries_ != 0)) OnSpace();
+  if (!owner_.IsOver() && (more_ || (news & Os::TNamedEventWait::kFirst) != 0)) HandOver(pk_Data);
+  if (!owner_.IsOver() && (retries_ != 0 || (news & Os::TNamedEventWait::kSecond) != 0)) OnSpace();
 }
 
 unsigned TShMemCli::TCliThr::WaitForRings() {
-  int timeoutMs = Os::TNamedEventWait::kForever;
   if (std::exchange(bulk_, false) || retries_ != 0) std::this_thread::yield();
-  if (retries_ != 0) {
-    timeoutMs = retries_ > kBusyRetries ? kSlowRetryMs : 0;
-  }
-  // While nothing is queued, room is no news to wake up for.
+  if (more_) return WaitFor(0);
+  if (retries_ != 0) return WaitFor(retries_ > kBusyRetries ? kSlowRetryMs : 0);
+  const unsigned polled = owner_.spinUs_ != 0 ? Poll() : 0;
+  return polled != 0 ? polled : WaitFor(Os::TNamedEventWait::kForever);
+}
+
+// While nothing is queued, room is no news to wake up for.
+unsigned TShMemCli::TCliThr::WaitFor(int timeoutMs) {
   const unsigned news = wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(),
                                    timeoutMs, retries_ == 0);
   if (news == Os::TNamedEventWait::kCannot) Os::SleepMs(kMissingEventMs);
   return news;
+}
+
+// News that come within the time that the setting gives; 0: none did. The ring is looked at itself, so its
+// writer is not waited for to tell.
+unsigned TShMemCli::TCliThr::Poll() {
+  const std::int64_t until = Os::MonotonicNs() + std::int64_t{owner_.spinUs_} * 1000;
+  do {
+    bool there = false;
+    for (int i = 0; i < kLooksAtOnce && !there; ++i) there = owner_.receiveChannel_.Ring().HasNews();
+    const unsigned news = WaitFor(0);
+    if (there || news != 0) return news | (there ? Os::TNamedEventWait::kFirst : 0);
+  } while (Os::MonotonicNs() < until);
+  return 0;
 }
 
 void TShMemCli::TCliThr::OnSpace() {
@@ -81,21 +100,19 @@ void TShMemCli::TCliThr::HandOver(EPending pending) {
 
 void TShMemCli::TCliThr::OnSync() {
   inSync_ = true;
-  Tell();
+  owner_.Guarded([this] { Tell(); });
   inSync_ = false;
 }
 
 void TShMemCli::TCliThr::Tell() {
-  if (!owner_.IsRunning() || owner_.CloseWhenBroken()) return;
   if (pending_ == pk_Data) {
-    owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(&owner_); });
-    bulk_ = std::exchange(owner_.received_, 0) >= kBulkBytes;
+    more_ = owner_.OnBytes();
+    bulk_ = owner_.received_ >= kBulkBytes;
   } else if (owner_.MoveOverflow()) {
-    owner_.RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(&owner_); });
+    owner_.OnRoom();
   } else {
     retries_ = 1;  // more was queued while this thread waited to come in
   }
-  owner_.CloseWhenBroken();
 }
 
 }  // namespace Dova

@@ -27,15 +27,26 @@ void TMesProxy::Close() {
   inner_->Close();
 }
 
-void TMesProxy::OnMesLinkError(TMesBase*, const std::string& reason) {
-  const Dstl::wise_ref<TMesProxy> self(this);
-  RaiseInside([&](TMesEvHandler& handler) { handler.OnMesLinkError(this, reason); });
+int TMesProxy::LinkTimeoutMs() const {
+  return inner_ ? inner_->LinkTimeoutMs() : TMesBase::LinkTimeoutMs();
 }
 
-void TMesProxy::OnMesLinkBroken(TMesBase* inner, const std::string& reason) {
+std::size_t TMesProxy::MaxMessageBytes() const {
+  return inner_ ? inner_->MaxMessageBytes() : TMesBase::MaxMessageBytes();
+}
+
+std::size_t TMesProxy::SendQueueBytes() const {
+  return inner_ ? inner_->SendQueueBytes() : TMesBase::SendQueueBytes();
+}
+
+void TMesProxy::OnMesLinkError(TMesBase*, const std::string& reason) {
   const Dstl::wise_ref<TMesProxy> self(this);
-  if (OnInnerLost()) return CloseReason(reason);
-  OnMesLinkError(inner, reason);
+  OnInnerGone(reason);
+}
+
+void TMesProxy::OnMesLinkBroken(TMesBase*, const std::string& reason) {
+  const Dstl::wise_ref<TMesProxy> self(this);
+  OnInnerGone(reason);
 }
 
 }  // namespace Dova

@@ -5,11 +5,15 @@
 namespace Dova {
 
 // A messenger that stands in front of another one, its proxy link, and lives in the same context. The derived
-// class says what the link is for; that it cannot be made, or breaks, ends this messenger as well.
+// class says what the link is for, and what becomes of this messenger when it cannot be made or breaks.
 class TMesProxy : public TMesBase, public TMesEvHandler {
  public:
   bool Open() override;
   void Close() override;
+
+  int LinkTimeoutMs() const override;
+  std::size_t MaxMessageBytes() const override;
+  std::size_t SendQueueBytes() const override;
 
   void OnMesLinkError(TMesBase*, const std::string& reason) override;
   void OnMesLinkBroken(TMesBase*, const std::string& reason) override;
@@ -21,8 +25,8 @@ class TMesProxy : public TMesBase, public TMesEvHandler {
   void SetInner(Dstl::wise_ref<TMesBase> inner);
   TMesBase* Inner() const { return inner_.get(); }
 
-  // What becomes of this messenger's own link when the proxy link is gone. True: it was ready.
-  virtual bool OnInnerLost() = 0;
+  // The proxy link could not be made, or is gone. From inside the context.
+  virtual void OnInnerGone(const std::string& reason) = 0;
 
  private:
   Dstl::wise_ref<TMesBase> inner_;

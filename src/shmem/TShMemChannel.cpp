@@ -16,8 +16,8 @@ std::uint64_t MappingBytes(std::uint32_t capacity) {
   return std::uint64_t{capacity} + TShMemRing::kHeaderBytes;
 }
 
-Os::TNamedMapping::EOpen How(bool create) {
-  return create ? Os::TNamedMapping::EOpen::Make : Os::TNamedMapping::EOpen::Join;
+Os::EOpen How(bool create) {
+  return create ? Os::EOpen::Make : Os::EOpen::Join;
 }
 
 }  // namespace
@@ -27,10 +27,10 @@ bool TShMemChannel::Open(const std::string& name, std::uint32_t size, bool creat
   if (size == 0 || size == kNoSize) create = false;
   if (!create) size = 0;
   name_ = name;
-  if (!mapping_.Open(name, MappingBytes(size) + 1, How(create), create)) {
+  if (!mapping_.Open(name, MappingBytes(size) + 1, How(create))) {
     // Making global names is a privilege that not every gateway's user has.
     if (name.rfind(kGlobalPrefix, 0) == 0) return Open(name.substr(kGlobalPrefixSize), size, create);
-    return Fail("CreateFileMapping:", mapping_.Error());
+    return Fail(mapping_.IsMissing() ? "Invalid ShMem size: " : "CreateFileMapping:", mapping_.Error());
   }
   if (!OpenMapping(size, create) || !OpenEvents(create)) return false;
   // Last: who joins and finds a capacity finds the events too.
@@ -49,9 +49,9 @@ bool TShMemChannel::OpenMapping(std::uint32_t size, bool create) {
 bool TShMemChannel::Join() {
   const bool hasHeader = mapping_.Size() >= TShMemRing::kHeaderBytes;
   const std::uint32_t capacity = hasHeader ? TShMemRing::CapacityIn(mapping_.View()) : 0;
-  if (capacity == 0) return Fail("Invalid ShMem size", 0);
+  if (capacity == 0) return Fail("Invalid ShMem size: ", Os::TNamedMapping::BadSizeError());
   Os::TNamedMapping whole;
-  if (!whole.Open(name_, MappingBytes(capacity), How(false), false)) {
+  if (!whole.Open(name_, MappingBytes(capacity), How(false))) {
     return Fail("Re.CreateFileMapping:", whole.Error());
   }
   if (!whole.MapView(MappingBytes(capacity))) return Fail("Re.MapViewOfFile:", whole.Error());
@@ -61,14 +61,13 @@ bool TShMemChannel::Join() {
 }
 
 bool TShMemChannel::OpenEvents(bool create) {
-  if (!readEvent_.Open(name_ + ".REv", create)) return Fail("CreateEvent.REv:", readEvent_.Error());
-  if (!writeEvent_.Open(name_ + ".WEv", create)) return Fail("CreateEvent.WEv:", writeEvent_.Error());
+  if (!readEvent_.Open(name_ + ".REv", How(create))) return Fail("CreateEvent.REv:", readEvent_.Error());
+  if (!writeEvent_.Open(name_ + ".WEv", How(create))) return Fail("CreateEvent.WEv:", writeEvent_.Error());
   return true;
 }
 
 bool TShMemChannel::Fail(const char* where, int systemError) {
-  error_ = where;
-  if (systemError != 0) error_ += SysErrorMessage(systemError);
+  error_ = where + SysErrorMessage(systemError);
   Close();
   return false;
 }

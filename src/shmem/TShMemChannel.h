@@ -21,8 +21,8 @@ class TShMemChannel {
   TShMemChannel& operator=(const TShMemChannel&) = delete;
 
   // Closes what was open. Joins a ring that somebody has created; or, with `create` and a size that is
-  // neither 0 nor 0xFFFFFFFF, creates one that takes `size` bytes. False on failure: Error() says why, and it
-  // is closed.
+  // neither 0 nor 0xFFFFFFFF, creates one that takes `size` bytes and is not there yet. False on failure:
+  // Error() says why, and it is closed. Waits for nobody.
   bool Open(const std::string& name, std::uint32_t size = 0, bool create = false);
   void Close();
   bool IsOpen() const { return static_cast<bool>(ring_); }
@@ -35,6 +35,12 @@ class TShMemChannel {
   // What fits, or what is there, and wakes the other side: the count, 0, or TShMemRing::kBroken.
   std::ptrdiff_t Write(const char* bytes, std::size_t length);
   std::ptrdiff_t Read(char* buffer, std::size_t size);
+
+  const TShMemRing& Ring() const { return ring_; }
+  void WipePassed() { ring_.WipePassed(); }
+  void WipeAll() {
+    if (ring_) ring_.WipeAll();
+  }
 
   Os::TNamedEvent& ReadEvent() { return readEvent_; }
   Os::TNamedEvent& WriteEvent() { return writeEvent_; }

@@ -1,21 +1,28 @@
 #include "shmem/TShMemCli.h"
 
+#include <algorithm>
 #include <mutex>
 #include <new>
 
 #include "platform/mbus/TMesRegs.h"
+#include "platform/mbus/TTimerQueue.h"
 #include "shmem/TCliThr.h"
 
 namespace Dova {
 namespace {
 
 constexpr std::size_t kQueueBlockBytes = 4096;
-constexpr char kNoThreadReason[] = "No thread";
 constexpr char kBrokenReason[] = "Invalid ShMem index";
+constexpr char kNoMemoryReason[] = "Out of memory";
+constexpr std::size_t kReasonBytes = 256;
 
 }  // namespace
 
-TShMemCli::TShMemCli() : TMemQueue(kQueueBlockBytes), heartbeat_(ots_OneShot, *this) {}
+TShMemCli::TShMemCli()
+    : TMemQueue(kQueueBlockBytes), clock_(TTimerQueue::Current()), timer_(ots_OneShot, *this) {
+  endReason_.reserve(kReasonBytes);  // an end for want of memory needs none
+  timer_.SetTarget(&TShMemCli::OnTimer);
+}
 
 TShMemCli::~TShMemCli() = default;
 
@@ -23,74 +30,107 @@ bool TShMemCli::SettingApply(const std::string& setting) {
   auto inner = TMesRegs::GetClientMesRegs().CreateMes(setting);
   const bool made = static_cast<bool>(inner);
   SetInner(std::move(inner));
-  return made && TMesBase::SettingApply(setting);
-}
-
-void TShMemCli::Close() {
-  const bool first = !IsClosed();
-  heartbeat_.Stop();
-  TMesProxy::Close();
-  {
-    const std::lock_guard lock(Mutex());
-    linked_ = false;
-    Clear();
-  }
-  // Not only the first time: a link that the worker closed itself has a worker that is still ending.
-  StopThread();
-  if (!first) return;
-  const std::lock_guard lock(Mutex());
-  sendChannel_.Close();
-  receiveChannel_.Close();
-}
-
-// After it the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends
-// when that returns.
-void TShMemCli::StopThread() {
-  int running = ts_Running;
-  threadState_.compare_exchange_strong(running, ts_Stopping);
-  if (thread_) thread_->Stop();
+  if (!made) return false;
+  queueBytes_ = SendQueueBytes();
+  spinUs_ = Inner()->TakeSpinUs();
+  return TMesBase::SettingApply(setting);
 }
 
 // ---- the link, from inside the context ----
 
-void TShMemCli::JoinRings(const std::string& baseName) {
-  const std::lock_guard lock(Mutex());
-  linked_ = sendChannel_.Open(baseName + ".C2S") && receiveChannel_.Open(baseName + ".S2C");
-  if (!linked_) sendChannel_.Close();
-}
-
-void TShMemCli::SetLinkReady() {
-  if (threadState_.load() == ts_NotStarted) {
-    thread_ = std::make_unique<TCliThr>(*this);
-    threadState_.store(ts_Running);
-    if (!thread_->Start()) {
-      threadState_.store(ts_Ended);
-      RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkError(this, kNoThreadReason); });
-      return Close();
-    }
+void TShMemCli::Close() {
+  const bool first = !IsClosed();
+  timer_.Stop();
+  TMesProxy::Close();
+  {
+    const std::lock_guard lock(Mutex());
+    state_.store(EState::Over, std::memory_order_release);
+    Clear();
   }
-  RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
-  if (IsClosed()) return;
-  greeted_.store(true, std::memory_order_release);
-  ArmHeartbeat();
+  // Not only the first time: a link that the worker closed itself has a worker that is still ending. After it
+  // the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends when
+  // that returns.
+  if (thread_) thread_->Stop();
+  if (!first) return;
+  const std::lock_guard lock(Mutex());
+  for (TShMemChannel* const channel : {&sendChannel_, &receiveChannel_}) {
+    channel->WipeAll();
+    channel->Close();
+  }
 }
 
-// The last that the gateway wrote still counts.
-bool TShMemCli::OnInnerLost() {
-  if (!receiveChannel_.IsOpen()) return false;
-  RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); });
-  return true;
+void TShMemCli::End(const std::string& reason) {
+  const Dstl::wise_ref<TShMemCli> self(this);
+  const EState was = State();
+  if (was == EState::Over) return;
+  if (was != EState::Asking) return CloseReason(reason);
+  // A link that never was cannot break.
+  SetState(EState::Over);
+  RaiseInside([&](TMesEvHandler& handler) { handler.OnMesLinkError(this, reason); });
+  Close();
 }
 
-void TShMemCli::SetBroken() {
-  broken_.store(true, std::memory_order_release);
+void TShMemCli::SetState(EState state) {
+  const std::lock_guard lock(Mutex());
+  state_.store(state, std::memory_order_release);
+}
+
+void TShMemCli::BeginEnd(const char* reason, std::size_t drainBytes) {
+  const std::lock_guard lock(Mutex());
+  BeginEndLocked(reason, drainBytes);
+}
+
+void TShMemCli::BeginEndLocked(const char* reason, std::size_t drainBytes) {
+  if (State() != EState::Linked) return;
+  endReason_.assign(reason, std::min(std::char_traits<char>::length(reason), kReasonBytes));
+  drainBytes_ = drainBytes;
+  state_.store(EState::Ending, std::memory_order_release);
   receiveChannel_.ReadEvent().Set();
 }
 
-bool TShMemCli::CloseWhenBroken() {
-  if (!broken_.load(std::memory_order_acquire)) return false;
-  CloseReason(kBrokenReason);
-  return true;
+// No lock: nobody sends yet.
+void TShMemCli::JoinRings(const std::string& baseName) {
+  for (TShMemChannel* const channel : {&sendChannel_, &receiveChannel_}) {
+    const std::string name = baseName + (channel == &sendChannel_ ? ".C2S" : ".S2C");
+    if (channel->Open(name)) continue;
+    joinError_ = "ShMem " + name.substr(0, kReasonBytes / 2) + ": " + channel->Error();
+    sendChannel_.Close();
+    return;
+  }
+}
+
+void TShMemCli::SetLinkReady() {
+  thread_ = std::make_unique<TCliThr>(*this);
+  if (!thread_->Start()) return End("ShMem worker: no thread or no handles");
+  SetState(EState::Linked);
+  RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
+}
+
+// The last that the gateway wrote still counts, as far as it fits into the ring.
+void TShMemCli::OnInnerGone(const std::string& reason) {
+  if (State() == EState::Asking) return End(reason);
+  BeginEnd(reason.c_str(), receiveChannel_.Ring().Capacity());
+}
+
+bool TShMemCli::OnBytes() {
+  if (IsOver()) return false;
+  if (State() == EState::Ending && drainBytes_ == 0) {
+    End(endReason_);
+    return false;
+  }
+  received_ = 0;
+  RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); });
+  if (IsOver()) return false;
+  // Who takes nothing is told again when more has come.
+  const bool more = received_ != 0 && receiveChannel_.Ring().HasNews();
+  if (State() != EState::Ending) return more;
+  drainBytes_ = more ? drainBytes_ - std::min(drainBytes_, received_) : 0;
+  if (drainBytes_ == 0) End(endReason_);
+  return !IsOver();
+}
+
+void TShMemCli::OnRoom() {
+  RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(this); });
 }
 
 // ---- bytes ----
@@ -99,18 +139,21 @@ bool TShMemCli::CloseWhenBroken() {
 // back.
 int TShMemCli::Send(const char* bytes, int length) {
   if (length <= 0) return 0;
-  if (!greeted_.load(std::memory_order_acquire) && !SyncContext()->IsInside()) return 0;
   const auto size = static_cast<std::size_t>(length);
   const std::lock_guard lock(Mutex());
-  if (!linked_) return 0;
+  if (State() != EState::Linked) return 0;
   const bool first = Empty();
+  // Asked of the ring only when it matters.
+  const std::size_t free = queueBytes_ - std::min(queueBytes_, Size());
+  if (size > free && (!first || size - free > sendChannel_.Ring().Space())) return 0;
   const std::ptrdiff_t written = first ? sendChannel_.Write(bytes, size) : 0;
-  const bool taken = written >= 0 && AppendLocked(bytes + written, size - static_cast<std::size_t>(written));
-  if (taken && first && !Empty() && thread_) thread_->OnQueued();
-  if (taken) return length;
-  linked_ = false;
-  SetBroken();
-  return 0;
+  if (written < 0) {
+    BeginEndLocked(kBrokenReason, 0);
+    return 0;
+  }
+  if (!AppendLocked(bytes + written, size - static_cast<std::size_t>(written))) return 0;
+  if (first && !Empty()) thread_->OnQueued();
+  return length;
 }
 
 // Without memory for the rest the stream would be torn.
@@ -119,6 +162,7 @@ bool TShMemCli::AppendLocked(const char* bytes, std::size_t length) {
     Append(bytes, length);
     return true;
   } catch (const std::bad_alloc&) {
+    BeginEndLocked(kNoMemoryReason, 0);
     return false;
   }
 }
@@ -126,22 +170,22 @@ bool TShMemCli::AppendLocked(const char* bytes, std::size_t length) {
 bool TShMemCli::MoveOverflow() {
   const std::lock_guard lock(Mutex());
   const char* block = nullptr;
-  while (const std::size_t count = linked_ ? GetMemBlock(block) : 0) {
+  while (const std::size_t count = State() == EState::Linked ? GetMemBlock(block) : 0) {
     const std::ptrdiff_t written = sendChannel_.Write(block, count);
-    if (written < 0) {
-      linked_ = false;
-      SetBroken();
-    }
+    if (written < 0) BeginEndLocked(kBrokenReason, 0);
     if (written <= 0) return false;
     if (SetMemUsed(static_cast<std::size_t>(written)) == 0) break;
   }
+  if (State() == EState::Linked) sendChannel_.WipePassed();
   return true;
 }
 
 int TShMemCli::Recv(char* buffer, int size) {
   if (size <= 0 || !receiveChannel_.IsOpen()) return 0;
-  const std::ptrdiff_t count = receiveChannel_.Read(buffer, static_cast<std::size_t>(size));
-  if (count < 0) SetBroken();
+  const std::size_t most = std::min(static_cast<std::size_t>(size), kEventBytes - received_);
+  if (most == 0) return 0;
+  const std::ptrdiff_t count = receiveChannel_.Read(buffer, most);
+  if (count < 0) BeginEnd(kBrokenReason);
   if (count > 0) received_ += static_cast<std::size_t>(count);
   return static_cast<int>(count);
 }

@@ -1,6 +1,7 @@
 // What is said over the proxy link: the rings' name and the heartbeat.
 #include <cstring>
 
+#include "platform/mbus/TTimerQueue.h"
 #include "shmem/TShMemCli.h"
 
 namespace Dova {
@@ -11,10 +12,12 @@ constexpr char kNameAnswer[] = "Ack:ShMemName:";
 constexpr char kHeartbeat[] = "Hb:\n";
 constexpr char kHeartbeatStart[] = "Hb:";
 constexpr char kTimeoutReason[] = "Hb timeout";
+constexpr char kNoNameReason[] = "ShMem name: no answer";
 
 constexpr int kReadBytes = 1024;
 constexpr std::size_t kMaxPartialLine = 4096;
 
+constexpr unsigned kNameMs = 10'000;  // from the request until rings are joined
 constexpr unsigned kSilenceMs = 30'000;
 constexpr unsigned kAnswerMs = 10'000;
 
@@ -23,25 +26,33 @@ bool StartsWith(const std::string& line, const char* start) {
 }
 
 template <std::size_t N>
-void SendText(TMesBase& mes, const char (&text)[N]) {
-  mes.Send(text, static_cast<int>(N - 1));
+bool SendText(TMesBase& mes, const char (&text)[N]) {
+  return mes.Send(text, static_cast<int>(N - 1)) == static_cast<int>(N - 1);
 }
 
 }  // namespace
 
+int TShMemCli::LinkTimeoutMs() const {
+  return TMesProxy::LinkTimeoutMs() + static_cast<int>(kNameMs);
+}
+
 void TShMemCli::OnMesLinkReady(TMesBase* inner) {
+  const Dstl::wise_ref<TShMemCli> self(this);
   partialLine_.clear();
-  SendText(*inner, kNameRequest);
+  Await(EAwait::Name, kNameMs);
+  if (!SendText(*inner, kNameRequest)) End("ShMem name: request not sent");
 }
 
 void TShMemCli::OnMesRecvReady(TMesBase* inner) {
   const Dstl::wise_ref<TShMemCli> self(this);
   char chunk[kReadBytes];
-  while (!IsClosed()) {
-    const int count = inner->Recv(chunk, kReadBytes);
-    if (count <= 0) return;
-    SplitLines(chunk, static_cast<std::size_t>(count));
-  }
+  Guarded([&] {
+    while (!IsClosed()) {
+      const int count = inner->Recv(chunk, kReadBytes);
+      if (count <= 0) return;
+      SplitLines(chunk, static_cast<std::size_t>(count));
+    }
+  });
 }
 
 void TShMemCli::SplitLines(const char* bytes, std::size_t length) {
@@ -62,28 +73,45 @@ void TShMemCli::SplitLines(const char* bytes, std::size_t length) {
 }
 
 void TShMemCli::OnProxyLine(const std::string& line) {
-  if (receiveChannel_.IsOpen()) {
-    if (StartsWith(line, kHeartbeatStart)) ArmHeartbeat();
+  if (State() != EState::Asking) {
+    if (StartsWith(line, kHeartbeatStart)) Await(EAwait::Silence, kSilenceMs);
     return;
   }
   if (!StartsWith(line, kNameAnswer)) return;
   JoinRings(line.substr(std::strlen(kNameAnswer)));
-  if (receiveChannel_.IsOpen()) SetLinkReady();
+  if (!receiveChannel_.IsOpen()) return;
+  Await(EAwait::Silence, kSilenceMs);
+  SetLinkReady();
 }
 
-void TShMemCli::ArmHeartbeat() {
-  heartbeat_.Start(&TShMemCli::OnHeartbeatSend, kSilenceMs);
+// ---- time ----
+
+// The moment is noted before the timer is set: when that expires it has come.
+void TShMemCli::Await(EAwait what, unsigned ms) {
+  await_ = what;
+  dueNs_ = clock_.NowNs() + std::int64_t{ms} * 1'000'000;
+  timer_.Start(ms);
 }
 
-void TShMemCli::OnHeartbeatSend() {
+// What is awaited may have come while this waited for the context; the timer then stands on a later moment.
+void TShMemCli::OnTimer() {
+  const auto self = Dstl::wise_ref<TShMemCli>::try_hold(this);
+  if (!self) return;
   RunInContext([this] {
-    if (Inner()) SendText(*Inner(), kHeartbeat);
-    heartbeat_.Start(&TShMemCli::OnHeartbeatTimeout, kAnswerMs);
+    if (clock_.NowNs() >= dueNs_) Guarded([this] { OnOverdue(); });
   });
 }
 
-void TShMemCli::OnHeartbeatTimeout() {
-  RunInContext([this] { CloseReason(kTimeoutReason); });
+void TShMemCli::OnOverdue() {
+  switch (await_) {
+    case EAwait::Name:
+      return End(joinError_.empty() ? kNoNameReason : joinError_);
+    case EAwait::Silence:
+      SendText(*Inner(), kHeartbeat);
+      return Await(EAwait::Answer, kAnswerMs);
+    case EAwait::Answer:
+      return End(kTimeoutReason);
+  }
 }
 
 }  // namespace Dova

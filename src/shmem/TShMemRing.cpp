@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstring>
 
+#include "platform/mbus/Wipe.h"
+
 namespace Dova {
 namespace {
 
@@ -36,32 +38,102 @@ std::uint32_t TShMemRing::After(std::uint32_t index, std::uint32_t count) const 
   return count < toEnd ? index + count : count - toEnd;
 }
 
-std::ptrdiff_t TShMemRing::Write(const char* bytes, std::size_t length) const {
+std::uint32_t TShMemRing::Distance(std::uint32_t from, std::uint32_t to) const {
+  return to - from + (to < from ? capacity_ : 0);
+}
+
+std::uint32_t TShMemRing::Space(const TIndices& at) const {
+  return capacity_ - 1 - Distance(at.read, at.write);
+}
+
+std::size_t TShMemRing::Space() const {
+  TIndices at{};
+  return memory_ && Load(at) ? Space(at) : 0;
+}
+
+bool TShMemRing::HasNews() const {
+  TIndices at{};
+  return memory_ && (!Load(at) || at.read != at.write);
+}
+
+std::ptrdiff_t TShMemRing::Write(const char* bytes, std::size_t length) {
   TIndices at{};
   if (!memory_ || !Load(at)) return kBroken;
-  const std::uint32_t space = at.read - at.write - 1 + (at.write < at.read ? 0 : capacity_);
-  const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(space, length));
+  WipePassed(at);
+  const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(Space(at), length));
   if (count == 0) return 0;
   const std::uint32_t straight = std::min(count, capacity_ - at.write);
   std::byte* const data = memory_ + kHeaderBytes;
   std::memcpy(data + at.write, bytes, straight);
   std::memcpy(data, bytes + straight, count - straight);
+  Touch(at.write, count);
+  if (length <= kSmallBytes) Remember(at.write, count);
   TIndex(Header().writeIndex).store(After(at.write, count), std::memory_order_release);
   return count;
 }
 
-std::ptrdiff_t TShMemRing::Read(char* buffer, std::size_t size) const {
+std::ptrdiff_t TShMemRing::Read(char* buffer, std::size_t size) {
   TIndices at{};
   if (!memory_ || !Load(at)) return kBroken;
-  const std::uint32_t there = at.write - at.read + (at.write < at.read ? capacity_ : 0);
-  const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(there, size));
+  const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(Distance(at.read, at.write), size));
   if (count == 0) return 0;
   const std::uint32_t straight = std::min(count, capacity_ - at.read);
   const std::byte* const data = memory_ + kHeaderBytes;
   std::memcpy(buffer, data + at.read, straight);
   std::memcpy(buffer + straight, data, count - straight);
+  Touch(at.read, count);
+  if (count <= kSmallBytes) Wipe(at.read, count);
   TIndex(Header().readIndex).store(After(at.read, count), std::memory_order_release);
   return count;
+}
+
+// ---- what stays behind ----
+
+void TShMemRing::Touch(std::uint32_t index, std::uint32_t count) {
+  const std::uint32_t end = count < capacity_ - index ? index + count : capacity_;
+  touched_ = std::max(touched_, end);
+}
+
+void TShMemRing::Wipe(std::uint32_t index, std::uint32_t count) const {
+  const std::uint32_t straight = std::min(count, capacity_ - index);
+  std::byte* const data = memory_ + kHeaderBytes;
+  WipeBytes(data + index, straight);
+  WipeBytes(data, count - straight);
+}
+
+void TShMemRing::Remember(std::uint32_t index, std::uint32_t count) {
+  if (smallBytes_ == 0) smallAt_ = index;
+  smallBytes_ = Distance(smallAt_, index) + count;
+}
+
+void TShMemRing::WipePassed(const TIndices& at) {
+  if (smallBytes_ == 0) return;
+  const std::uint32_t written = Distance(smallAt_, at.write), unread = Distance(at.read, at.write);
+  if (written <= unread) return;
+  const std::uint32_t count = std::min(smallBytes_, written - unread);
+  Wipe(smallAt_, count);
+  smallAt_ = After(smallAt_, count);
+  smallBytes_ -= count;
+}
+
+void TShMemRing::WipePassed() {
+  TIndices at{};
+  if (memory_ && Load(at)) WipePassed(at);
+}
+
+// The free part begins where the writer goes on and ends where the reader does.
+void TShMemRing::WipeAll() {
+  TIndices at{};
+  if (!memory_ || !Load(at)) at = {};
+  std::byte* const data = memory_ + kHeaderBytes;
+  const std::uint32_t before = std::min(at.read, touched_);
+  if (at.write < at.read) {
+    WipeBytes(data + at.write, before > at.write ? before - at.write : 0);
+  } else {
+    WipeBytes(data, before);
+    if (touched_ > at.write) WipeBytes(data + at.write, touched_ - at.write);
+  }
+  touched_ = smallBytes_ = 0;
 }
 
 }  // namespace Dova

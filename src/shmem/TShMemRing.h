@@ -20,11 +20,16 @@ static_assert(sizeof(TShMemHeader) == 64 && offsetof(TShMemHeader, writeIndex) =
 // and held against the capacity, which is a number of our own since the memory was mapped. An index outside
 // the ring makes it broken; an index that is wrong but inside gives wrong bytes, and nothing worse.
 //
-// One writer and one reader at a time; they need no lock against each other.
+// What small messages leave behind in the memory may be secrets: it is overwritten with zeros, by the reader
+// at once, by the writer when it sees that the reader has passed.
+//
+// One writer and one reader at a time, each with an object of its own; they need no lock against each other.
 class TShMemRing {
  public:
   static constexpr std::uint32_t kHeaderBytes = sizeof(TShMemHeader);
   static constexpr std::ptrdiff_t kBroken = -1;
+  // Moved in one piece of up to so many bytes, it may be a secret; more is a stream.
+  static constexpr std::uint32_t kSmallBytes = 1024;
 
   TShMemRing() = default;
   // `memory` holds the header and `capacity` bytes.
@@ -37,10 +42,21 @@ class TShMemRing {
   static void Format(std::byte* memory, std::size_t bytes, std::uint32_t capacity);
 
   explicit operator bool() const { return memory_ != nullptr; }
+  std::uint32_t Capacity() const { return capacity_; }
 
   // Copies what fits, or what is there: the count, 0 when the ring is full or empty, or kBroken.
-  std::ptrdiff_t Write(const char* bytes, std::size_t length) const;
-  std::ptrdiff_t Read(char* buffer, std::size_t size) const;
+  std::ptrdiff_t Write(const char* bytes, std::size_t length);
+  std::ptrdiff_t Read(char* buffer, std::size_t size);
+
+  // Bytes that Write would take; 0 of a broken ring.
+  std::size_t Space() const;
+  // Read would not answer 0.
+  bool HasNews() const;
+
+  // For the writer: wipes what small messages have left and the reader has passed.
+  void WipePassed();
+  // Wipes all that this side has moved, but for what the reader still has to read.
+  void WipeAll();
 
  private:
   struct TIndices {
@@ -50,9 +66,19 @@ class TShMemRing {
   TShMemHeader& Header() const { return *reinterpret_cast<TShMemHeader*>(memory_); }
   bool Load(TIndices& indices) const;
   std::uint32_t After(std::uint32_t index, std::uint32_t count) const;
+  std::uint32_t Distance(std::uint32_t from, std::uint32_t to) const;
+  std::uint32_t Space(const TIndices& at) const;
+  void Touch(std::uint32_t index, std::uint32_t count);
+  void Wipe(std::uint32_t index, std::uint32_t count) const;
+  void WipePassed(const TIndices& at);
+  void Remember(std::uint32_t index, std::uint32_t count);
 
   std::byte* memory_ = nullptr;
   std::uint32_t capacity_ = 0;
+  std::uint32_t touched_ = 0;  // what lies behind it was never used by this side
+  // The writer's small messages that may still be there; large ones between two of them count with them.
+  std::uint32_t smallAt_ = 0;
+  std::uint32_t smallBytes_ = 0;
 };
 
 }  // namespace Dova

@@ -30,7 +30,7 @@ class Process {
 // The name of this program, without an ending.
 std::string Self();
 
-// A name for shared memory that no other test, and no other process, uses.
+// A name for shared memory of this process's that no other test, and no other process, uses.
 std::string FreshName();
 
 // What a leak would make grow: counts by name.

@@ -1,4 +1,6 @@
 // What is said over the proxy link, and the heartbeat in virtual time.
+#include <thread>
+
 #include "ShMemFixture.h"
 
 namespace vektest {
@@ -15,7 +17,7 @@ TEST_F(ShMemTest, AsksForTheNameAndJoins) {
 }
 
 TEST_F(ShMemTest, LinesInPieces) {
-  ASSERT_TRUE(rings.Create(base = FreshName(), 1000));
+  ASSERT_TRUE(Create(1000));
   proxy->Ready();
   for (const char c : "Hello\nAck:ShMemName:" + base + "\nAck:ShMemName:other\n") {
     if (c != '\0') proxy->Deliver(std::string(1, c));
@@ -24,7 +26,7 @@ TEST_F(ShMemTest, LinesInPieces) {
 }
 
 TEST_F(ShMemTest, ManyLinesInOneChunk) {
-  ASSERT_TRUE(rings.Create(base = FreshName(), 1000));
+  ASSERT_TRUE(Create(1000));
   proxy->Ready();
   std::string lines;
   while (lines.size() < 3000) lines += "\nack:ShMemName:no\nHb:\n";
@@ -41,7 +43,7 @@ class LongLines : public ShMemTest, public testing::WithParamInterface<LongLine>
 // Chunks are of 1024 bytes. A line that has grown beyond 4096 without an end is dropped; what follows is a
 // line.
 TEST_P(LongLines, AreDropped) {
-  ASSERT_TRUE(rings.Create(base = FreshName(), 1000));
+  ASSERT_TRUE(Create(1000));
   proxy->Ready();
   proxy->Deliver(std::string(GetParam().filler, 'x'));
   proxy->Deliver("Ack:ShMemName:" + base + "\n");
@@ -54,7 +56,7 @@ INSTANTIATE_TEST_SUITE_P(ByLength, LongLines,
 TEST_F(ShMemTest, NamesThatCannotBeJoinedLeaveTheProxyLinkOpen) {
   proxy->Ready();
   proxy->TakeSent();
-  ASSERT_TRUE(rings.Create(base = FreshName(), 1000));
+  ASSERT_TRUE(Create(1000));
   for (const std::string& name : {std::string(), FreshName(), std::string(4000, 'n'), std::string("a/../b"),
                                   std::string("\x01\xFF\\"), base + ".C2S"}) {
     proxy->Deliver("Ack:ShMemName:" + name + "\n");
@@ -73,6 +75,13 @@ TEST_F(ShMemTest, OneRingAloneIsNoLink) {
   proxy->Deliver("Ack:ShMemName:" + base + "\n");
   EXPECT_EQ(events.LinkLines(), Lines{});
   EXPECT_EQ(mes->Send("x", 1), 0);
+  time.Advance(9'999);
+  EXPECT_EQ(events.LinkLines(), Lines{});
+  time.Advance(1);
+  ASSERT_EQ(events.LinkLines().size(), 1u);
+  const std::string start = "error ShMem " + base + ".S2C: Invalid ShMem size: ";
+  EXPECT_EQ(events.LinkLines()[0].rfind(start, 0), 0u) << events.LinkLines()[0];
+  EXPECT_GT(events.LinkLines()[0].size(), start.size()) << "the system's text follows";
 }
 
 TEST_F(ShMemTest, HeartbeatAfterSilence) {
@@ -97,11 +106,39 @@ TEST_F(ShMemTest, HeartbeatAfterSilence) {
   EXPECT_EQ(mes->Send("x", 1), 0);
 }
 
-TEST_F(ShMemTest, NoHeartbeatBeforeTheLinkIsReady) {
+TEST_F(ShMemTest, NoNameIsAnError) {
+  EXPECT_EQ(mes->LinkTimeoutMs(), proxy->LinkTimeoutMs() + 10'000);
   proxy->Ready();
   proxy->TakeSent();
-  time.Advance(1'000'000);
+  time.Advance(5'000);
+  proxy->Deliver("Hb:\n");
+  time.Advance(4'999);
+  EXPECT_EQ(events.LinkLines(), Lines{});
+  time.Advance(1);
+  EXPECT_EQ(events.LinkLines(), Lines{"error ShMem name: no answer"});
   EXPECT_EQ(proxy->TakeSent(), "");
+}
+
+TEST_F(ShMemTest, RequestThatCannotBeSentIsAnError) {
+  proxy->refuseSends = true;
+  proxy->Ready();
+  EXPECT_EQ(events.LinkLines(), Lines{"error ShMem name: request not sent"});
+}
+
+// The expiry has begun and waits for an event that takes longer than the time-out; the answer comes in first.
+TEST_F(ShMemTest, AnAnswerInTimeCountsHoweverLongAnEventTakes) {
+  Link();
+  time.Advance(30'000);
+  std::thread expiry;
+  {
+    const Dova::TSyncScope event(mes->SyncContext());
+    const std::int64_t due = time.NowNs() + 10'000'000'000;
+    expiry = std::thread([&] { time.Advance(10'000); });
+    while (time.NowNs() < due) std::this_thread::yield();
+    proxy->Deliver("Hb:\n");
+  }
+  expiry.join();
+  EXPECT_EQ(events.LinkLines(), Lines{"ready"});
 }
 
 TEST_F(ShMemTest, TheGatewaysOwnHeartbeatCounts) {
@@ -129,6 +166,7 @@ TEST_F(ShMemTest, LastBytesOfAGatewayThatIsGone) {
   rings.Write("farewell", 8);
   proxy->Break("gone");
   EXPECT_TRUE(events.WaitForBytes("farewell"));
+  EXPECT_TRUE(events.WaitFor("broken gone"));
   EXPECT_EQ(events.LinkLines(), (Lines{"ready", "broken gone"}));
   EXPECT_EQ(mes->Send("x", 1), 0);
 }

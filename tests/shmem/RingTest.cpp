@@ -121,7 +121,7 @@ TEST(Ring, ReadsWhatIsThere) {
 // The capacity is asked for once; what the memory says later has no power.
 TEST(Ring, CapacityThatChangesAfterwards) {
   Memory memory(11);
-  const TShMemRing ring(memory.Base(), TShMemRing::CapacityIn(memory.Base()));
+  TShMemRing ring(memory.Base(), TShMemRing::CapacityIn(memory.Base()));
   memory.Set(0, 0xFFFFFFFF);
   memory.SetIndices(5, 5);
   EXPECT_EQ(ring.Write("0123456789abcdef", 16), 10);

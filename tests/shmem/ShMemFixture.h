@@ -88,10 +88,15 @@ class ShMemTest : public testing::Test {
   }
   ~ShMemTest() override { Close(); }
 
+  bool Create(std::uint32_t ringBytes) {
+    const bool made = rings.Create(FreshName(), ringBytes);
+    base = rings.BaseName();
+    return made;
+  }
+
   // The rings are there and the gateway says so.
   void Link(std::uint32_t ringBytes = 1000) {
-    base = FreshName();
-    ASSERT_TRUE(rings.Create(base, ringBytes));
+    ASSERT_TRUE(Create(ringBytes));
     proxy->Ready();
     proxy->TakeSent();
     proxy->Deliver("Ack:ShMemName:" + base + "\n");

@@ -53,9 +53,7 @@ TEST_P(SpoiltIndex, OfTheRingThatIsReadEndsTheLink) {
   ASSERT_TRUE(events.WaitForBytes("x"));
   const std::uint32_t index = GetParam();
   std::memcpy(rings.ToClient() + 8, &index, 4);
-  Dova::TShMemChannel waker;
-  ASSERT_TRUE(waker.Open(base + ".S2C"));
-  waker.ReadEvent().Set();
+  rings.WakeClient();
   EXPECT_TRUE(events.WaitFor("broken Invalid ShMem index"));
 }
 
@@ -73,9 +71,7 @@ TEST_P(SpoiltIndex, WhileBytesWaitInTheQueue) {
   ASSERT_EQ(mes->Send("0123456789abcdef", 16), 16);
   const std::uint32_t index = GetParam();
   std::memcpy(rings.FromClient() + 4, &index, 4);
-  Dova::TShMemChannel waker;
-  ASSERT_TRUE(waker.Open(base + ".C2S"));
-  waker.WriteEvent().Set();
+  rings.WakeClient();
   EXPECT_TRUE(events.WaitFor("broken Invalid ShMem index"));
 }
 INSTANTIATE_TEST_SUITE_P(ByIndex, SpoiltIndex, testing::Values(1001u, 0x7FFFFFFFu, 0xFFFFFFFFu));
@@ -88,7 +84,7 @@ TEST_F(ShMemTest, PeerThatScribbles) {
     MesRecorder recorder;
     ASSERT_TRUE(link->SettingApply("TestMes:ok"));
     link->SetEvHandler(&recorder);
-    ASSERT_TRUE(rings.Create(base = FreshName(), 500));
+    ASSERT_TRUE(Create(500));
     {
       const Dova::TSyncScope inside(link->SyncContext());
       ASSERT_TRUE(link->Open());
@@ -99,15 +95,13 @@ TEST_F(ShMemTest, PeerThatScribbles) {
     std::atomic<bool> over{false};
     std::thread scribbler([&] {
       std::minstd_rand random(static_cast<unsigned>(round));
-      Dova::TShMemChannel waker;
-      ASSERT_TRUE(waker.Open(base + ".S2C"));
       while (!over) {
         std::byte* const ring = random() % 2 == 0 ? rings.ToClient() : rings.FromClient();
         const std::size_t field = random() % 3 * 4;
         const std::uint32_t value = random() % 16 == 0 ? static_cast<std::uint32_t>(random())
                                                        : static_cast<std::uint32_t>(random() % 501);
         std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(ring + field)).store(value);
-        waker.ReadEvent().Set();
+        rings.WakeClient();
       }
     });
     const std::string bytes(300, 'b');
@@ -208,8 +202,7 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
   }
 
   void Link() {
-    const std::string base = FreshName();
-    ASSERT_TRUE(rings_.Create(base, GetParam().ringBytes));
+    ASSERT_TRUE(rings_.Create(FreshName(), GetParam().ringBytes));
     ASSERT_TRUE(mes_->SettingApply("TestMes:ok"));
     mes_->SetEvHandler(this);
     {
@@ -219,7 +212,7 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
     proxy_ = TestMes::Last();
     proxy_->Ready();
     proxy_->TakeSent();
-    proxy_->Deliver("Ack:ShMemName:" + base + "\n");
+    proxy_->Deliver("Ack:ShMemName:" + rings_.BaseName() + "\n");
     gateway_ = std::thread([this] { Serve(); });
   }
 

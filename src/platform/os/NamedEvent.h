@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/os/NamedMapping.h"
+
 namespace Dova::Os {
 
 // Auto-reset event that processes share by a name: a Set lets one wait through, now or later; Sets do not add
@@ -16,9 +18,10 @@ class TNamedEvent {
   TNamedEvent(TNamedEvent&& other) noexcept;
   TNamedEvent& operator=(TNamedEvent&& other) noexcept;
 
-  // Opens the event, or makes it when there is none. False on failure; Error() says why. For `forEveryone`
-  // see TNamedMapping.
-  bool Open(const std::string& name, bool forEveryone);
+  // False on failure; Error() says why. Windows: who joins an event that nobody has made makes it.
+  bool Open(const std::string& name, EOpen how);
+  // See TNamedMapping.
+  void HideName() noexcept;
   void Close() noexcept;
   bool IsOpen() const noexcept { return native_ != nullptr; }
 
@@ -49,6 +52,9 @@ class TNamedEventWait {
   ~TNamedEventWait();
   TNamedEventWait(const TNamedEventWait&) = delete;
   TNamedEventWait& operator=(const TNamedEventWait&) = delete;
+
+  // False: the system had no handles for it, and it must not be used.
+  explicit operator bool() const noexcept;
 
   // Which of them were set, one or both, and takes that back; 0 when timeoutMs passed first. kStopped alone
   // after Stop. With `lazySecond` the second alone does not end the wait: it is told with the first, or when

@@ -7,41 +7,47 @@
 
 namespace Dova::Os {
 
-// Memory that processes share by a name. It lives while somebody has it open; the last one takes the name
-// away.
+// How a named thing is opened.
+enum class EOpen {
+  Make,  // it must not be there; where the system has that (Windows), every user of the machine may join it
+  Join,  // somebody must have made it
+};
+
+// A name under which other processes find what this one makes. Windows: `name` itself. Linux: the process's
+// number and a colon in front of it.
+std::string OwnName(const std::string& name);
+
+// Memory that processes share by a name.
 //
-// Windows: a mapping on the paging file. Linux: a POSIX shared-memory object of the user's own
-// (docs/shared-memory.md has the names). Not thread-safe, and not copyable.
+// Windows: a mapping on the paging file. Linux: a sealed memory file, which joiners find among the maker's
+// descriptors (docs/shared-memory.md). What can be joined has all its memory, cannot become shorter, and
+// belongs to this user. Nothing here waits for another process.
+//
+// Not thread-safe, and not copyable.
 class TNamedMapping {
  public:
-  enum class EOpen {
-    Make,  // whoever asks first makes it, zeroed, `bytes` long
-    Join,  // what others have made, whatever `bytes` says; a name that nobody made gives zeroed memory of
-           // one's own
-  };
-
   TNamedMapping();
   ~TNamedMapping();
   TNamedMapping(TNamedMapping&& other) noexcept;
   TNamedMapping& operator=(TNamedMapping&& other) noexcept;
 
-  // False on failure; Error() says why. `forEveryone` opens what is made to every user of the machine, where
-  // the system has that (Windows); elsewhere it stays with this user.
-  bool Open(const std::string& name, std::uint64_t bytes, EOpen how, bool forEveryone);
+  // Made: zeroed, `bytes` long. Joined: as long as it is. False on failure; Error() says why.
+  bool Open(const std::string& name, std::uint64_t bytes, EOpen how);
 
   // Maps the first `bytes`, 0: all there is. False when there are not that many.
   bool MapView(std::uint64_t bytes);
 
-  void Close() noexcept;
+  // Linux: nobody finds it any more; who has joined keeps it. Windows: nothing.
+  void HideName() noexcept;
 
-  // Takes away what processes that were all killed have left behind, events included. Where the system does
-  // that by itself (Windows) there is nothing to do.
-  static void RemoveAbandoned();
+  void Close() noexcept;
 
   std::byte* View() const noexcept;     // null when nothing is mapped
   std::uint64_t Size() const noexcept;  // bytes at View() that may be touched
 
   int Error() const noexcept { return error_; }  // the system's code of the last failure
+  bool IsMissing() const noexcept;               // that failure: nobody has made it
+  static int BadSizeError() noexcept;            // the code for a size that cannot be
 
  private:
   struct TNative;

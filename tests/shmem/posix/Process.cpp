@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "platform/os/NamedMapping.h"
+
 namespace vektest {
 namespace {
 
@@ -87,7 +89,7 @@ std::string Self() {
 
 std::string FreshName() {
   static std::atomic<int> count{0};
-  return "vektest-" + std::to_string(getpid()) + "-" + std::to_string(++count);
+  return Dova::Os::OwnName("vektest-" + std::to_string(++count));
 }
 
 std::map<std::string, std::size_t> Held() {
@@ -97,12 +99,12 @@ std::map<std::string, std::size_t> Held() {
   }
   for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
     const std::string name = entry.path().filename();
-    if (name.find("vektest-" + std::to_string(getpid())) != std::string::npos) ++held["shared memory"];
+    if (name.rfind("vekshm.", 0) == 0) ++held["shared memory"];
   }
   std::FILE* const maps = std::fopen("/proc/self/maps", "r");
   char line[1024];
   while (std::fgets(line, sizeof line, maps) != nullptr) {
-    if (std::string(line).find("/vekshm.") != std::string::npos) ++held["views"];
+    if (std::string(line).find("memfd:vekshm.") != std::string::npos) ++held["views"];
   }
   std::fclose(maps);
   return held;

@@ -1,22 +1,32 @@
 #include "platform/os/posix/SharedObject.h"
 
+#include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
+#include <linux/magic.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <filesystem>
+#include <cstddef>
+#include <memory>
 #include <string_view>
+
+#include "platform/os/NamedMapping.h"
+
+#ifndef MFD_NOEXEC_SEAL
+#define MFD_NOEXEC_SEAL 0x0008U
+#endif
 
 namespace Dova::Os {
 namespace {
 
-// Keeps names that a server gives away from objects of other programs.
-constexpr std::string_view kPrefix = "/vekshm.";
-constexpr int kGone = -1;  // the name was taken away while it was being opened
+constexpr std::string_view kPrefix = "vekshm.";
+constexpr std::size_t kMaxLabel = 249;  // the system's
+// So many descriptors of a process are looked at; a gateway that has more may be none.
+constexpr int kMaxDescriptors = 65'536;
+constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL;
 
 // There is one name space here for all sessions of the machine.
 std::string_view WithoutNameSpace(std::string_view name) {
@@ -26,114 +36,135 @@ std::string_view WithoutNameSpace(std::string_view name) {
   return name;
 }
 
-bool IsPlain(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '.' || c == '-' ||
-         c == '_';
+// What the system shows as the target of a descriptor of that file; empty when the name is too long.
+std::string LinkText(std::string_view name) {
+  const std::string label = std::string(kPrefix).append(WithoutNameSpace(name));
+  return label.size() > kMaxLabel ? std::string() : "/memfd:" + label + " (deleted)";
 }
 
-int FlockRetrying(int fd, int operation) {
-  int result = 0;
+bool Shows(int folder, const char* entry, std::string_view wanted) {
+  char text[kMaxLabel + 32];
+  const ssize_t length = readlinkat(folder, entry, text, sizeof text);
+  return length > 0 && std::string_view(text, static_cast<std::size_t>(length)) == wanted;
+}
+
+// Opens nothing but a memory file: not what only blocks, or what the other side answers for.
+int OpenEntry(int folder, const char* entry, const std::string& wanted) {
+  const int path = openat(folder, entry, O_PATH | O_CLOEXEC);
+  if (path < 0) return -1;
+  const std::string self = "/proc/self/fd/" + std::to_string(path);
+  const int fd = Shows(AT_FDCWD, self.c_str(), wanted) ? open(self.c_str(), O_RDWR | O_CLOEXEC) : -1;
+  close(path);
+  return fd;
+}
+
+struct TCloseFolder {
+  void operator()(DIR* folder) const noexcept { closedir(folder); }
+};
+
+// A descriptor of that file, or -1 and errno.
+int Find(const std::string& process, const std::string& wanted) {
+  const std::unique_ptr<DIR, TCloseFolder> folder(opendir(("/proc/" + process + "/fd").c_str()));
+  if (!folder) return -1;
+  for (int i = 0; i < kMaxDescriptors; ++i) {
+    const dirent* const entry = readdir(folder.get());
+    if (entry == nullptr) break;
+    if (Shows(dirfd(folder.get()), entry->d_name, wanted)) {
+      return OpenEntry(dirfd(folder.get()), entry->d_name, wanted);
+    }
+  }
+  errno = ENOENT;
+  return -1;
+}
+
+// What can neither become shorter nor run out of memory, and is this user's.
+int Check(int fd) noexcept {
+  const int seals = fcntl(fd, F_GET_SEALS);
+  if (seals < 0 || (seals & F_SEAL_SHRINK) == 0) return EPERM;
+  struct statfs system {};
+  if (fstatfs(fd, &system) != 0) return errno;
+  struct stat status {};
+  if (fstat(fd, &status) != 0) return errno;
+  if (system.f_type != TMPFS_MAGIC || !S_ISREG(status.st_mode)) return EPERM;
+  if (status.st_uid != geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return EACCES;
+  return status.st_blocks * 512 < status.st_size ? ENOSPC : 0;
+}
+
+int MakeFile(const std::string& label) noexcept {
+  const int fd = memfd_create(label.c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING | MFD_NOEXEC_SEAL);
+  if (fd >= 0 || errno != EINVAL) return fd;
+  return memfd_create(label.c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING);  // before Linux 6.3
+}
+
+int Allocate(int fd, std::uint64_t bytes) noexcept {
+  if (fchmod(fd, S_IRUSR | S_IWUSR) != 0) return errno;
+  int error = 0;
   do {
-    result = flock(fd, operation);
-  } while (result != 0 && errno == EINTR);
-  return result;
+    error = posix_fallocate(fd, 0, static_cast<off_t>(bytes));
+  } while (error == EINTR);
+  if (error != 0) return error;
+  return fcntl(fd, F_ADD_SEALS, kSeals) == 0 ? 0 : errno;
 }
 
 }  // namespace
 
-std::string TSharedObject::SystemName(const std::string& name) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string result(kPrefix);
-  for (const char c : WithoutNameSpace(name)) {
-    if (IsPlain(c)) {
-      result += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      result += {'%', kHex[byte >> 4], kHex[byte & 15]};
-    }
-  }
-  return result.size() - 1 > NAME_MAX ? std::string() : result;
+std::string OwnName(const std::string& name) {
+  return std::to_string(getpid()) + ":" + name;
 }
 
-int TSharedObject::Open(const std::string& name, std::uint64_t bytes, bool make) {
+int TSharedObject::Make(const std::string& name, std::uint64_t bytes) {
   Close();
-  path_ = SystemName(name);
-  if (path_.empty()) return ENAMETOOLONG;
-  for (;;) {
-    const int error = OpenOnce(bytes, make);
-    if (error != kGone) return error;
+  const std::string link = LinkText(name);
+  if (link.empty()) return ENAMETOOLONG;
+  const int there = Find("self", link);
+  if (there >= 0) {
+    close(there);
+    return EEXIST;
   }
-}
-
-int TSharedObject::OpenOnce(std::uint64_t bytes, bool make) {
-  // Sets the close-on-exec flag by itself.
-  fd_ = shm_open(path_.c_str(), make ? O_RDWR | O_CREAT : O_RDWR, S_IRUSR | S_IWUSR);
+  fd_ = MakeFile(std::string(kPrefix).append(WithoutNameSpace(name)));
   if (fd_ < 0) return errno;
-  const int error = Lock(bytes, make);
-  if (error != 0) {
-    close(fd_);
-    fd_ = -1;
-  }
+  const int error = Allocate(fd_, bytes);
+  if (error != 0) Close();
   return error;
 }
 
-int TSharedObject::Lock(std::uint64_t bytes, bool make) const {
-  // Alone: it is new, or left behind. A joiner takes it as it is, as its maker may know nothing of the lock.
-  if (make && FlockRetrying(fd_, LOCK_EX | LOCK_NB) == 0) {
-    if (IsUnlinked()) return kGone;
-    if (ftruncate(fd_, 0) != 0 || ftruncate(fd_, static_cast<off_t>(bytes)) != 0) return errno;
-  }
-  // Not one step when it was alone before: somebody who closes may come in between.
-  if (FlockRetrying(fd_, LOCK_SH) != 0) return errno;
-  return IsUnlinked() ? kGone : 0;
+int TSharedObject::Join(const std::string& name) {
+  Close();
+  const std::string link = LinkText(name);
+  if (link.empty()) return ENAMETOOLONG;
+  const std::string_view plain = WithoutNameSpace(name);
+  const std::size_t digits = plain.find_first_not_of("0123456789");
+  if (digits == 0 || digits == std::string_view::npos || plain[digits] != ':') return ENOENT;
+  fd_ = Find(std::string(plain.substr(0, digits)), link);
+  if (fd_ < 0) return errno;
+  const int error = Check(fd_);
+  if (error != 0) Close();
+  return error;
 }
 
-// Whoever is just making one of these sees that its name has gone and makes it again.
-void TSharedObject::RemoveAbandoned() {
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", error)) {
-    const std::string path = "/" + entry.path().filename().string();
-    if (path.rfind(kPrefix, 0) != 0) continue;
-    TSharedObject object;  // its Close unlinks what it can lock alone
-    object.path_ = path;
-    object.fd_ = shm_open(path.c_str(), O_RDWR, 0);
-  }
-}
-
-bool TSharedObject::IsUnlinked() const noexcept {
+int TSharedObject::Map(std::uint64_t bytes) noexcept {
   struct stat status {};
-  return fstat(fd_, &status) == 0 && status.st_nlink == 0;
-}
-
-void* TSharedObject::Map(std::uint64_t bytes) noexcept {
-  Unmap();
-  struct stat status {};
-  if (fstat(fd_, &status) != 0) return nullptr;
+  if (fstat(fd_, &status) != 0) return errno;
   const auto there = static_cast<std::uint64_t>(status.st_size);
   if (bytes == 0) bytes = there;
-  if (bytes == 0 || bytes > there) {
-    errno = EINVAL;
-    return nullptr;
-  }
+  if (bytes == 0 || bytes > there) return EINVAL;
   void* const view = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
-  if (view == MAP_FAILED) return nullptr;
+  if (view == MAP_FAILED) return errno;
   view_ = view;
   viewBytes_ = bytes;
-  return view_;
+  return 0;
 }
 
-void TSharedObject::Unmap() noexcept {
-  if (view_ != nullptr) munmap(view_, viewBytes_);
-  view_ = nullptr;
-  viewBytes_ = 0;
+void TSharedObject::HideName() noexcept {
+  if (fd_ >= 0) close(fd_);
+  fd_ = -1;
 }
 
 void TSharedObject::Close() noexcept {
-  Unmap();
-  if (fd_ < 0) return;
-  if (FlockRetrying(fd_, LOCK_EX | LOCK_NB) == 0 && !IsUnlinked()) shm_unlink(path_.c_str());
-  close(fd_);
-  fd_ = -1;
+  HideName();
+  if (view_ != nullptr) munmap(view_, viewBytes_);
+  view_ = nullptr;
+  viewBytes_ = 0;
 }
 
 }  // namespace Dova::Os

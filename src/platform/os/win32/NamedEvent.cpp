@@ -20,14 +20,22 @@ TNamedEvent::~TNamedEvent() = default;
 TNamedEvent::TNamedEvent(TNamedEvent&& other) noexcept = default;
 TNamedEvent& TNamedEvent::operator=(TNamedEvent&& other) noexcept = default;
 
-bool TNamedEvent::Open(const std::string& name, bool forEveryone) {
+bool TNamedEvent::Open(const std::string& name, EOpen how) {
   Close();
-  TOpenAccess access(forEveryone);
+  TOpenAccess access(how == EOpen::Make);
   const HANDLE handle = CreateEventA(access.Attributes(), FALSE, FALSE, name.c_str());
-  error_ = handle != nullptr ? 0 : static_cast<int>(GetLastError());
-  if (handle != nullptr) native_ = std::make_unique<TNative>(handle);
+  const DWORD result = GetLastError();
+  error_ = handle != nullptr ? 0 : static_cast<int>(result);
+  if (handle == nullptr) return false;
+  native_ = std::make_unique<TNative>(handle);
+  if (how == EOpen::Make && result == ERROR_ALREADY_EXISTS) {
+    Close();
+    error_ = ERROR_ALREADY_EXISTS;
+  }
   return error_ == 0;
 }
+
+void TNamedEvent::HideName() noexcept {}
 
 void TNamedEvent::Close() noexcept {
   native_.reset();
@@ -44,8 +52,8 @@ struct TNamedEventWait::TNative {
 
   TNative() = default;
   ~TNative() {
-    CloseHandle(stop);
-    CloseHandle(nudge);
+    if (stop != nullptr) CloseHandle(stop);
+    if (nudge != nullptr) CloseHandle(nudge);
   }
   TNative(const TNative&) = delete;
   TNative& operator=(const TNative&) = delete;
@@ -53,6 +61,10 @@ struct TNamedEventWait::TNative {
 
 TNamedEventWait::TNamedEventWait() : native_(std::make_unique<TNative>()) {}
 TNamedEventWait::~TNamedEventWait() = default;
+
+TNamedEventWait::operator bool() const noexcept {
+  return native_->stop != nullptr && native_->nudge != nullptr;
+}
 
 unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs,
                                bool lazySecond) noexcept {

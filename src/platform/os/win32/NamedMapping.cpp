@@ -31,16 +31,29 @@ TNamedMapping::~TNamedMapping() = default;
 TNamedMapping::TNamedMapping(TNamedMapping&& other) noexcept = default;
 TNamedMapping& TNamedMapping::operator=(TNamedMapping&& other) noexcept = default;
 
-// The system makes no difference between making and joining: a size is ignored when the mapping is there.
-bool TNamedMapping::Open(const std::string& name, std::uint64_t bytes, EOpen /*how*/, bool forEveryone) {
+std::string OwnName(const std::string& name) {
+  return name;
+}
+
+// The system makes no difference between making and joining, but tells afterwards which it was. A size is
+// ignored when the mapping is there.
+bool TNamedMapping::Open(const std::string& name, std::uint64_t bytes, EOpen how) {
   Close();
   auto native = std::make_unique<TNative>();
-  TOpenAccess access(forEveryone);
+  TOpenAccess access(how == EOpen::Make);
   native->handle =
       CreateFileMappingA(INVALID_HANDLE_VALUE, access.Attributes(), PAGE_READWRITE,
                          static_cast<DWORD>(bytes >> 32), static_cast<DWORD>(bytes), name.c_str());
-  error_ = native->handle != nullptr ? 0 : static_cast<int>(GetLastError());
-  if (error_ == 0) native_ = std::move(native);
+  const DWORD result = GetLastError();
+  const bool existed = result == ERROR_ALREADY_EXISTS;
+  if (native->handle == nullptr) {
+    error_ = static_cast<int>(result);
+  } else if (existed == (how == EOpen::Make)) {
+    error_ = existed ? ERROR_ALREADY_EXISTS : ERROR_FILE_NOT_FOUND;
+  } else {
+    error_ = 0;
+    native_ = std::move(native);
+  }
   return error_ == 0;
 }
 
@@ -66,7 +79,15 @@ void TNamedMapping::Close() noexcept {
   native_.reset();
 }
 
-void TNamedMapping::RemoveAbandoned() {}
+void TNamedMapping::HideName() noexcept {}
+
+bool TNamedMapping::IsMissing() const noexcept {
+  return error_ == ERROR_FILE_NOT_FOUND;
+}
+
+int TNamedMapping::BadSizeError() noexcept {
+  return ERROR_INVALID_PARAMETER;
+}
 
 std::byte* TNamedMapping::View() const noexcept {
   return native_ ? static_cast<std::byte*>(native_->view) : nullptr;
