@@ -40,6 +40,7 @@ struct WholeCase {
   VekSim::ByteOrder order;
   int mode;
   std::uint32_t ringBytes;
+  int spinUs;  // both sides
 };
 class EveryRing : public testing::TestWithParam<WholeCase> {};
 
@@ -51,15 +52,19 @@ TEST_P(EveryRing, WholeSession) {
   config.requestRate = WholeSession::kRequestRate;
   SimServer server(config);
   const std::uint32_t ring = GetParam().ringBytes;
-  const SimGateway gateway(Behind(server, ring));
+  SimGatewayConfig behind = Behind(server, ring);
+  behind.spinUs = GetParam().spinUs;
+  const SimGateway gateway(behind);
   // The smallest rings are for the principle; every turn of a ring costs wake-ups.
-  WholeSession(server, gateway.Setting(), std::min<std::size_t>(60'000, ring * std::size_t{500})).Run();
+  WholeSession(server, gateway.Setting() + " spin=" + std::to_string(behind.spinUs),
+               std::min<std::size_t>(60'000, ring * std::size_t{500}))
+      .Run();
 }
 INSTANTIATE_TEST_SUITE_P(ByWireAndRing, EveryRing,
-                         testing::Values(WholeCase{VekSim::ByteOrder::Little, 1, 1 << 20},
-                                         WholeCase{VekSim::ByteOrder::Big, 1, 64},
-                                         WholeCase{VekSim::ByteOrder::Little, 0, 1},
-                                         WholeCase{VekSim::ByteOrder::Big, 2, 4096}));
+                         testing::Values(WholeCase{VekSim::ByteOrder::Little, 1, 1 << 20, 0},
+                                         WholeCase{VekSim::ByteOrder::Big, 1, 64, 0},
+                                         WholeCase{VekSim::ByteOrder::Little, 0, 1, 0},
+                                         WholeCase{VekSim::ByteOrder::Big, 2, 4096, 200}));
 
 TEST(OverRings, GatewayOrServerThatGoesIsABrokenLink) {
   for (const bool server : {true, false}) {
@@ -145,24 +150,6 @@ std::vector<EndCase> EndCases() {
   return cases;
 }
 INSTANTIATE_TEST_SUITE_P(ByEvent, EndInsideAnEvent, testing::ValuesIn(EndCases()));
-
-// Reads until nothing changes any more: threads of other parts may still be ending.
-bool SettlesTo(const std::map<std::string, std::size_t>& before) {
-  for (int i = 0; i < 2000; ++i) {
-    bool more = false;
-    for (const auto& [what, count] : Held()) {
-      const auto was = before.find(what);
-      more = more || count > (was == before.end() ? 0 : was->second);
-    }
-    if (!more) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  for (const auto& [what, count] : Held()) {
-    const auto was = before.find(what);
-    ADD_FAILURE() << what << " " << count << ", before " << (was == before.end() ? 0 : was->second);
-  }
-  return false;
-}
 
 TEST(OverRings, ManyRoundsLeaveTheSystemAsItWas) {
   SimServer server;

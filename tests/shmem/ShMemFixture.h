@@ -7,8 +7,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "shmem/Process.h"
@@ -75,6 +77,24 @@ class MesRecorder : public Dova::TMesEvHandler {
   std::vector<std::string> lines_;
   std::string received_;
 };
+
+// Reads until nothing changes any more: threads of other parts may still be ending.
+inline bool SettlesTo(const std::map<std::string, std::size_t>& before) {
+  for (int i = 0; i < 2000; ++i) {
+    bool more = false;
+    for (const auto& [what, count] : Held()) {
+      const auto was = before.find(what);
+      more = more || count > (was == before.end() ? 0 : was->second);
+    }
+    if (!more) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  for (const auto& [what, count] : Held()) {
+    const auto was = before.find(what);
+    ADD_FAILURE() << what << " " << count << ", before " << (was == before.end() ? 0 : was->second);
+  }
+  return false;
+}
 
 class ShMemTest : public testing::Test {
  protected:

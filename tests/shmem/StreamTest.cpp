@@ -45,6 +45,93 @@ TEST_F(ShMemTest, PeerThatNeverReads) {
   Close();
 }
 
+TEST_F(ShMemTest, WhatWaitsForAStoppedGatewayIsBounded) {
+  Link(1000);
+  const std::string most(Dova::TMesBase::kSendQueueBytes + 1000, 'x');
+  const int length = static_cast<int>(most.size());
+  EXPECT_EQ(mes->Send((most + "x").data(), length + 1), 0);
+  EXPECT_EQ(mes->Send(most.data(), length), length);
+  EXPECT_EQ(mes->Send("x", 1), 0);
+  char buffer[1000];
+  EXPECT_EQ(rings.Read(buffer, sizeof buffer), 1000) << "nothing of what was refused";
+  for (int taken = 0; taken == 0; taken = mes->Send("y", 1)) std::this_thread::yield();
+}
+
+// Takes all there is, and keeps nothing.
+class Glutton : public Dova::TMesEvHandler {
+ public:
+  void OnMesRecvReady(Dova::TMesBase* mes) override {
+    char buffer[65536];
+    while (mes->Recv(buffer, sizeof buffer) > 0) continue;
+    ++events;
+  }
+  std::atomic<int> events{0};
+};
+
+TEST_F(ShMemTest, PeerThatNeverPausesLetsOthersIn) {
+  Link(10'000'000);
+  Glutton glutton;
+  std::atomic<bool> over{false};
+  {
+    const Dova::TSyncScope inside(mes->SyncContext());
+    mes->SetEvHandler(&glutton);
+  }
+  // Whatever the client has read, more is there.
+  std::thread peer([&] {
+    auto* const fields = reinterpret_cast<std::uint32_t*>(rings.ToClient());
+    while (!over) {
+      const std::uint32_t read = std::atomic_ref(fields[1]).load();
+      std::atomic_ref(fields[2]).store((read + 9'000'000) % 10'000'001);
+      rings.WakeClient();
+    }
+  });
+  for (int i = 0; i < 3; ++i) {
+    for (const int before = glutton.events; glutton.events == before;) std::this_thread::yield();
+    const Dova::TSyncScope inside(mes->SyncContext());
+  }
+  Close();
+  over = true;
+  peer.join();
+}
+
+// The user lets go of it inside the event that tells of its end.
+TEST_F(ShMemTest, IsDroppedInsideItsLastEvent) {
+  Link();
+  events.onEvent = [&](const std::string& line) {
+    if (line != "broken gone") return;
+    mes->Close();
+    mes.reset();
+  };
+  const auto context = mes->SyncContext();
+  proxy->Break("gone");
+  EXPECT_TRUE(events.WaitFor("broken gone"));
+  const Dova::TSyncScope behindTheEvent(context);
+  EXPECT_FALSE(mes);
+}
+
+// What a secret is, is not known; a small message may be one.
+TEST_F(ShMemTest, SecretsDoNotStayInTheRings) {
+  Link();
+  const auto holds = [](const std::byte* ring, const std::string& text) {
+    return std::string(reinterpret_cast<const char*>(ring) + 64, 1001).find(text) != std::string::npos;
+  };
+  const auto pass = [&](const std::string& text) {
+    char buffer[1000];
+    ASSERT_EQ(mes->Send(text.data(), static_cast<int>(text.size())), static_cast<int>(text.size()));
+    ASSERT_EQ(rings.Read(buffer, sizeof buffer), static_cast<int>(text.size()));
+  };
+  pass("password");
+  ASSERT_TRUE(holds(rings.FromClient(), "password"));
+  pass("next");
+  EXPECT_FALSE(holds(rings.FromClient(), "password"));
+  rings.Write("the key", 7);
+  ASSERT_TRUE(events.WaitForBytes("the key"));
+  EXPECT_FALSE(holds(rings.ToClient(), "the key"));
+  pass("another");
+  Close();
+  EXPECT_FALSE(holds(rings.FromClient(), "another"));
+}
+
 class SpoiltIndex : public ShMemTest, public testing::WithParamInterface<std::uint32_t> {};
 
 TEST_P(SpoiltIndex, OfTheRingThatIsReadEndsTheLink) {

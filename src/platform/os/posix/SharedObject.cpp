@@ -10,6 +10,9 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -96,7 +99,21 @@ int MakeFile(const std::string& label) noexcept {
   return memfd_create(label.c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING);  // before Linux 6.3
 }
 
+// Bytes that programs can still have. Asking for more would not be refused: the system would end programs.
+std::uint64_t AvailableMemory() noexcept {
+  std::uint64_t kib = 0;
+  std::FILE* const info = std::fopen("/proc/meminfo", "re");
+  if (info == nullptr) return 0;
+  char line[128];
+  while (kib == 0 && std::fgets(line, sizeof line, info) != nullptr) {
+    if (std::strncmp(line, "MemAvailable:", 13) == 0) kib = std::strtoull(line + 13, nullptr, 10);
+  }
+  std::fclose(info);
+  return kib * 1024;
+}
+
 int Allocate(int fd, std::uint64_t bytes) noexcept {
+  if (bytes > AvailableMemory() / 2) return ENOMEM;
   if (fchmod(fd, S_IRUSR | S_IWUSR) != 0) return errno;
   int error = 0;
   do {

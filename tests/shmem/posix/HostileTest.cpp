@@ -1,0 +1,142 @@
+// Objects that must not be trusted: another user's, and those that a process of this user could take memory
+// away from.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "platform/os/posix/SharedObject.h"
+#include "shmem/ShMemFixture.h"
+
+namespace vektest {
+namespace {
+
+using Dova::Os::TSharedObject;
+
+struct Flaw {
+  const char* what;
+  unsigned mode;
+  bool allocated;
+  int seals;
+  int error;
+};
+
+TEST(SharedObject, IsHeldAgainstWhatWasAgreed) {
+  constexpr int kSealed = F_SEAL_SHRINK;
+  for (const Flaw& flaw :
+       {Flaw{"sound", 0600, true, kSealed, 0}, Flaw{"may shrink", 0600, true, F_SEAL_GROW, EPERM},
+        Flaw{"open to others", 0666, true, kSealed, EACCES}, Flaw{"sparse", 0600, false, kSealed, ENOSPC}}) {
+    const std::string name = FreshName();
+    const int fd = memfd_create(("vekshm." + name).c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    ASSERT_EQ(fchmod(fd, flaw.mode), 0);
+    ASSERT_EQ(flaw.allocated ? posix_fallocate(fd, 0, 100'000) : ftruncate(fd, 100'000), 0);
+    ASSERT_EQ(fcntl(fd, F_ADD_SEALS, flaw.seals), 0);
+    TSharedObject object;
+    EXPECT_EQ(object.Join(name), flaw.error) << flaw.what;
+    close(fd);
+  }
+}
+
+// In a process that may not have it anyhow, as the system would rather end programs than refuse.
+TEST(SharedObject, MoreThanThereIsMemoryIsAnAnswer) {
+  const std::string name = FreshName();
+  const pid_t child = fork();
+  if (child == 0) {
+    const rlimit limit{1 << 20, 1 << 20};
+    signal(SIGXFSZ, SIG_IGN);
+    TSharedObject object;
+    _exit(setrlimit(RLIMIT_FSIZE, &limit) == 0 ? object.Make(name, std::uint64_t{1} << 50) : 255);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), ENOMEM);
+}
+
+TEST(SharedObject, NamesOfNoProcess) {
+  TSharedObject object;
+  for (const char* const name : {"", "x", ":x", "1", "999999999:x", "0:x", "18446744073709551617:x", "/1:x"}) {
+    EXPECT_EQ(object.Join(name), ENOENT) << name;
+  }
+}
+
+// The descriptors of this process that others could shorten what it shares by.
+std::vector<int> SharedFiles() {
+  std::vector<int> files;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = std::filesystem::read_symlink(entry.path(), gone);
+    if (target.rfind("/memfd:vekshm.", 0) == 0) files.push_back(std::stoi(entry.path().filename()));
+  }
+  return files;
+}
+
+TEST_F(ShMemTest, NobodyShortensWhatTheClientHasJoined) {
+  Link();
+  ASSERT_EQ(SharedFiles().size(), 3u) << "the gateway's; the client needs none";
+  for (const int fd : SharedFiles()) {
+    EXPECT_EQ(ftruncate(fd, 0), -1);
+    EXPECT_EQ(errno, EPERM);
+  }
+  EXPECT_EQ(mes->Send("x", 1), 1);
+  char c = 0;
+  EXPECT_EQ(rings.Read(&c, 1), 1);
+  EXPECT_EQ(SharedFiles().size(), 0u) << "both have joined: nobody else finds them";
+}
+
+// Runs `action` as a user who owns nothing; what it answers.
+template <class TAction>
+int AsAnotherUser(const TAction& action) {
+  const pid_t child = fork();
+  if (child == 0) _exit(setgid(65534) == 0 && setuid(65534) == 0 ? action() : 255);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 254;
+}
+
+TEST(AnotherUser, JoinsNothing) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  const std::string name = FreshName();
+  TSharedObject object;
+  ASSERT_EQ(object.Make(name, 4096), 0);
+  EXPECT_EQ(AsAnotherUser([&] {
+              TSharedObject joined;
+              return joined.Join(name);
+            }),
+            EACCES);
+}
+
+TEST_F(ShMemTest, WhatAnotherUserMadeIsNotJoined) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  proxy->Ready();
+  int made[2], done[2];
+  ASSERT_EQ(pipe2(made, O_CLOEXEC), 0);
+  ASSERT_EQ(pipe2(done, O_CLOEXEC), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    TSharedObject object;
+    char c = setgid(65534) == 0 && setuid(65534) == 0 &&
+             object.Make(std::to_string(getpid()) + ":theirs.C2S", 4096) == 0;
+    close(done[1]);
+    _exit(write(made[1], &c, 1) == 1 && read(done[0], &c, 1) == 0 ? 0 : 1);
+  }
+  char c = 0;
+  ASSERT_EQ(read(made[0], &c, 1), 1);
+  ASSERT_EQ(c, 1);
+  proxy->Deliver("Ack:ShMemName:" + std::to_string(child) + ":theirs\n");
+  time.Advance(10'000);
+  EXPECT_EQ(events.LinkLines(), Lines{"error ShMem " + std::to_string(child) +
+                                      ":theirs.C2S: CreateFileMapping:Permission denied"});
+  for (const int fd : {made[0], made[1], done[0], done[1]}) close(fd);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+}  // namespace vektest
