@@ -60,7 +60,8 @@ TEST(SharedObject, MoreThanThereIsMemoryIsAnAnswer) {
 
 TEST(SharedObject, NamesOfNoProcess) {
   TSharedObject object;
-  for (const char* const name : {"", "x", ":x", "1", "999999999:x", "0:x", "18446744073709551617:x", "/1:x"}) {
+  for (const char* const name :
+       {"", "x", ":x", "1", "999999999:x", "0:x", "18446744073709551617:x", "/1:x"}) {
     EXPECT_EQ(object.Join(name), ENOENT) << name;
   }
 }

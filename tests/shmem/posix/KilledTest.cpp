@@ -1,6 +1,6 @@
-// Either side is killed at any moment. Only where the system closes what a killed process had open whatever it
-// was doing: Wine keeps sockets of a process that was killed in the middle of a receive, and its server then
-// never sleeps again.
+// Either side is killed at any moment. Only where the system closes what a killed process had open whatever
+// it was doing: Wine keeps sockets of a process that was killed in the middle of a receive, and its server
+// then never sleeps again.
 #include <chrono>
 #include <cstdlib>
 #include <random>

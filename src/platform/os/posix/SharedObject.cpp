@@ -47,6 +47,7 @@ std::string LinkText(std::string_view name) {
 
 bool Shows(int folder, const char* entry, std::string_view wanted) {
   char text[kMaxLabel + 32];
+  errno = 0;
   const ssize_t length = readlinkat(folder, entry, text, sizeof text);
   return length > 0 && std::string_view(text, static_cast<std::size_t>(length)) == wanted;
 }
@@ -69,14 +70,16 @@ struct TCloseFolder {
 int Find(const std::string& process, const std::string& wanted) {
   const std::unique_ptr<DIR, TCloseFolder> folder(opendir(("/proc/" + process + "/fd").c_str()));
   if (!folder) return -1;
+  int error = ENOENT;
   for (int i = 0; i < kMaxDescriptors; ++i) {
     const dirent* const entry = readdir(folder.get());
     if (entry == nullptr) break;
     if (Shows(dirfd(folder.get()), entry->d_name, wanted)) {
       return OpenEntry(dirfd(folder.get()), entry->d_name, wanted);
     }
+    if (errno == EACCES) error = EACCES;  // a process that this one may not look into
   }
-  errno = ENOENT;
+  errno = error;
   return -1;
 }
 
