@@ -39,6 +39,8 @@ bool TShMemCli::SettingApply(const std::string& setting) {
 // ---- the link, from inside the context ----
 
 void TShMemCli::Close() {
+  // A forked child's rings are its parent's, and so is the worker.
+  if (IsInherited()) return TMesProxy::Close();
   const bool first = !IsClosed();
   timer_.Stop();
   TMesProxy::Close();
@@ -53,10 +55,9 @@ void TShMemCli::Close() {
   if (thread_) thread_->Stop();
   if (!first) return;
   const std::lock_guard lock(Mutex());
-  for (TShMemChannel* const channel : {&sendChannel_, &receiveChannel_}) {
-    channel->WipeAll();
-    channel->Close();
-  }
+  sendChannel_.WipeAll();
+  sendChannel_.Close();
+  receiveChannel_.Close();
 }
 
 void TShMemCli::End(const std::string& reason) {
@@ -138,7 +139,7 @@ void TShMemCli::OnRoom() {
 // One lock around the whole: what two threads send does not mix, and nothing is queued behind the worker's
 // back.
 int TShMemCli::Send(const char* bytes, int length) {
-  if (length <= 0) return 0;
+  if (length <= 0 || IsInherited()) return 0;
   const auto size = static_cast<std::size_t>(length);
   const std::lock_guard lock(Mutex());
   if (State() != EState::Linked) return 0;
@@ -181,7 +182,7 @@ bool TShMemCli::MoveOverflow() {
 }
 
 int TShMemCli::Recv(char* buffer, int size) {
-  if (size <= 0 || !receiveChannel_.IsOpen()) return 0;
+  if (size <= 0 || IsInherited() || !receiveChannel_.IsOpen()) return 0;
   const std::size_t most = std::min(static_cast<std::size_t>(size), kEventBytes - received_);
   if (most == 0) return 0;
   const std::ptrdiff_t count = receiveChannel_.Read(buffer, most);

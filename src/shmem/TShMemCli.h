@@ -8,6 +8,7 @@
 
 #include "platform/mbus/TMemQueue.h"
 #include "platform/mbus/TTimer.h"
+#include "platform/os/Process.h"
 #include "shmem/TMesProxy.h"
 #include "shmem/TShMemChannel.h"
 
@@ -61,6 +62,8 @@ class TShMemCli : public TMesProxy, private TMemQueue {
 
   EState State() const { return state_.load(std::memory_order_acquire); }
   bool IsOver() const { return State() == EState::Over; }
+  // In a child forked from the process that made it; nothing is done there.
+  bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
 
   void SetState(EState state);
 
@@ -102,6 +105,7 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   std::atomic<EState> state_{EState::Asking};
   std::string endReason_;       // with EState::Ending
   std::size_t drainBytes_ = 0;  // the same
+  const unsigned generation_ = Os::ProcessGeneration();
   std::size_t queueBytes_ = 0;  // from the setting, as is the next
   int spinUs_ = 0;
   std::unique_ptr<TCliThr> thread_;

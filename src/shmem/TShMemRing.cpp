@@ -66,8 +66,8 @@ std::ptrdiff_t TShMemRing::Write(const char* bytes, std::size_t length) {
   std::byte* const data = memory_ + kHeaderBytes;
   std::memcpy(data + at.write, bytes, straight);
   std::memcpy(data, bytes + straight, count - straight);
-  Touch(at.write, count);
-  if (length <= kSmallBytes) Remember(at.write, count);
+  touched_ = std::max(touched_, at.write + straight);
+  if (MayBeSecret(count)) Remember(at.write, count);
   TIndex(Header().writeIndex).store(After(at.write, count), std::memory_order_release);
   return count;
 }
@@ -81,17 +81,17 @@ std::ptrdiff_t TShMemRing::Read(char* buffer, std::size_t size) {
   const std::byte* const data = memory_ + kHeaderBytes;
   std::memcpy(buffer, data + at.read, straight);
   std::memcpy(buffer + straight, data, count - straight);
-  Touch(at.read, count);
-  if (count <= kSmallBytes) Wipe(at.read, count);
+  if (MayBeSecret(count)) Wipe(at.read, count);
   TIndex(Header().readIndex).store(After(at.read, count), std::memory_order_release);
   return count;
 }
 
 // ---- what stays behind ----
 
-void TShMemRing::Touch(std::uint32_t index, std::uint32_t count) {
-  const std::uint32_t end = count < capacity_ - index ? index + count : capacity_;
-  touched_ = std::max(touched_, end);
+bool TShMemRing::MayBeSecret(std::uint32_t count) {
+  if (first_ >= kFirstBytes) return count <= kSmallBytes;
+  first_ += std::min(count, kFirstBytes);
+  return true;
 }
 
 void TShMemRing::Wipe(std::uint32_t index, std::uint32_t count) const {

@@ -20,16 +20,18 @@ static_assert(sizeof(TShMemHeader) == 64 && offsetof(TShMemHeader, writeIndex) =
 // and held against the capacity, which is a number of our own since the memory was mapped. An index outside
 // the ring makes it broken; an index that is wrong but inside gives wrong bytes, and nothing worse.
 //
-// What small messages leave behind in the memory may be secrets: it is overwritten with zeros, by the reader
-// at once, by the writer when it sees that the reader has passed.
+// What small messages, and the first ones, leave behind in the memory may be secrets: it is overwritten with
+// zeros, by the reader at once, by the writer when it sees that the reader has passed.
 //
 // One writer and one reader at a time, each with an object of its own; they need no lock against each other.
 class TShMemRing {
  public:
   static constexpr std::uint32_t kHeaderBytes = sizeof(TShMemHeader);
   static constexpr std::ptrdiff_t kBroken = -1;
-  // Moved in one piece of up to so many bytes, it may be a secret; more is a stream.
+  // Moved in one piece of up to so many bytes, it may be a secret; more is a stream. So may all be that comes
+  // first.
   static constexpr std::uint32_t kSmallBytes = 1024;
+  static constexpr std::uint32_t kFirstBytes = 16384;
 
   TShMemRing() = default;
   // `memory` holds the header and `capacity` bytes.
@@ -55,7 +57,7 @@ class TShMemRing {
 
   // For the writer: wipes what small messages have left and the reader has passed.
   void WipePassed();
-  // Wipes all that this side has moved, but for what the reader still has to read.
+  // For the writer, at the end: wipes all that it has written, but for what the reader still has to read.
   void WipeAll();
 
  private:
@@ -68,15 +70,16 @@ class TShMemRing {
   std::uint32_t After(std::uint32_t index, std::uint32_t count) const;
   std::uint32_t Distance(std::uint32_t from, std::uint32_t to) const;
   std::uint32_t Space(const TIndices& at) const;
-  void Touch(std::uint32_t index, std::uint32_t count);
+  bool MayBeSecret(std::uint32_t count);
   void Wipe(std::uint32_t index, std::uint32_t count) const;
   void WipePassed(const TIndices& at);
   void Remember(std::uint32_t index, std::uint32_t count);
 
   std::byte* memory_ = nullptr;
   std::uint32_t capacity_ = 0;
-  std::uint32_t touched_ = 0;  // what lies behind it was never used by this side
-  // The writer's small messages that may still be there; large ones between two of them count with them.
+  std::uint32_t first_ = 0;    // of the first bytes, how many were moved
+  std::uint32_t touched_ = 0;  // what lies behind it was never written by this side
+  // The writer's secrets that may still be there; what lies between two of them counts with them.
   std::uint32_t smallAt_ = 0;
   std::uint32_t smallBytes_ = 0;
 };

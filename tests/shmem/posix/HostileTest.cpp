@@ -90,6 +90,28 @@ TEST_F(ShMemTest, NobodyShortensWhatTheClientHasJoined) {
   EXPECT_EQ(SharedFiles().size(), 0u) << "both have joined: nobody else finds them";
 }
 
+// The rings, and what is in them, are the parent's.
+TEST_F(ShMemTest, AForkedChildLeavesTheRingsAlone) {
+  Link();
+  ASSERT_EQ(mes->Send("mine", 4), 4);
+  const pid_t child = fork();
+  if (child == 0) {
+    char c = 0;
+    const bool inert = mes->Send("child's", 7) == 0 && mes->Recv(&c, 1) == 0;
+    mes->Close();
+    mes.reset();
+    _exit(inert ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  char buffer[20] = {};
+  EXPECT_EQ(rings.Read(buffer, sizeof buffer), 4);
+  EXPECT_STREQ(buffer, "mine");
+  rings.Write("yours", 5);
+  EXPECT_TRUE(events.WaitForBytes("yours"));
+}
+
 // Runs `action` as a user who owns nothing; what it answers.
 template <class TAction>
 int AsAnotherUser(const TAction& action) {

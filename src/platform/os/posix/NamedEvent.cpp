@@ -10,10 +10,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <ctime>
-#include <map>
-#include <mutex>
 #include <string_view>
 
 #include "platform/os/Clock.h"
@@ -43,37 +42,15 @@ unsigned CutBit(std::string_view& name) {
   return 1u << (which + ring);
 }
 
-// The word that this process has mapped for a family: one, however many of its events are open.
-class TFamilies {
- public:
-  static TFamilies& Ours() {
-    static auto& ours = *new TFamilies;  // never destroyed: threads may run on while the process ends
-    return ours;
-  }
-
-  std::shared_ptr<TSharedObject> Open(const std::string& name, EOpen how, int& error) {
-    if (auto there = Find(name)) return there;
-    auto object = std::make_shared<TSharedObject>();
-    error = how == EOpen::Make ? object->Make(name + ".ev", kFamilyBytes) : object->Join(name + ".ev");
-    if (error == 0) error = object->Map(kFamilyBytes);
-    if (error != 0) return nullptr;
-    if (how == EOpen::Join) object->HideName();
-    const std::lock_guard lock(mutex_);
-    std::erase_if(known_, [](const auto& entry) { return entry.second.expired(); });
-    known_[name] = object;
-    return object;
-  }
-
- private:
-  std::shared_ptr<TSharedObject> Find(const std::string& name) {
-    const std::lock_guard lock(mutex_);
-    const auto found = known_.find(name);
-    return found == known_.end() ? nullptr : found->second.lock();
-  }
-
-  std::mutex mutex_;
-  std::map<std::string, std::weak_ptr<TSharedObject>> known_;
-};
+// The first of a family's events makes the word, the others find it.
+int OpenWord(TSharedObject& object, const std::string& name, EOpen how) {
+  int error = how == EOpen::Make ? object.Make(name, kFamilyBytes) : object.Join(name);
+  const bool made = how == EOpen::Make && error == 0;
+  if (error == EEXIST) error = object.Join(name);
+  if (error == 0) error = object.Map(kFamilyBytes);
+  if (error == 0 && !made) object.HideName();
+  return error;
+}
 
 // Sleeps while the word is `seen`; wakes for any of `bits`, at `dueNs`, or for no reason.
 void SleepOn(std::uint32_t* word, std::uint32_t seen, std::uint32_t bits, std::int64_t dueNs) noexcept {
@@ -88,10 +65,11 @@ void WakeSleepers(std::uint32_t* word, std::uint32_t bits) noexcept {
 }  // namespace
 
 struct TNamedEvent::TNative {
-  std::shared_ptr<TSharedObject> object;
+  TSharedObject object;
+  std::string family;
   std::uint32_t bit = 0;
 
-  std::uint32_t* Word() const noexcept { return static_cast<std::uint32_t*>(object->View()); }
+  std::uint32_t* Word() const noexcept { return static_cast<std::uint32_t*>(object.View()); }
 
   // True when somebody slept for it, who is awake as soon as WakeSleepers has been called.
   bool Raise() const noexcept {
@@ -113,14 +91,14 @@ bool TNamedEvent::Open(const std::string& name, EOpen how) {
   auto native = std::make_unique<TNative>();
   std::string_view family = name;
   native->bit = CutBit(family);
-  error_ = 0;
-  native->object = TFamilies::Ours().Open(std::string(family), how, error_);
-  if (native->object) native_ = std::move(native);
+  native->family = family;
+  error_ = OpenWord(native->object, native->family + ".ev", how);
+  if (error_ == 0) native_ = std::move(native);
   return error_ == 0;
 }
 
 void TNamedEvent::HideName() noexcept {
-  if (native_) native_->object->HideName();
+  if (native_) native_->object.HideName();
 }
 
 void TNamedEvent::Close() noexcept {
@@ -144,7 +122,7 @@ TNamedEventWait::operator bool() const noexcept {
 
 unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs,
                                bool lazySecond) noexcept {
-  if (!first.native_ || !second.native_ || first.native_->object != second.native_->object) return kCannot;
+  if (!first.native_ || !second.native_ || first.native_->family != second.native_->family) return kCannot;
   std::uint32_t* const address = first.native_->Word();
   const TWord word(*address);
   const std::uint32_t bits = first.native_->bit | second.native_->bit;
