@@ -125,6 +125,10 @@ void SimGatewayLink::CarryUp() {
 
 void SimGatewayLink::CarryDown() {
   if (frozen_ || downAt_ == downEnd_) return;
+  if (finishing_) {  // nobody reads the ring; the server must not wait for room while it is owed a request
+    downAt_ = downEnd_;
+    return ReadUpstream();
+  }
   const int count = rings_.Write(down_.data() + downAt_, MayWrite());
   if (count < 0) return Close();
   carriedDown_ += static_cast<std::uint64_t>(count);
@@ -153,6 +157,7 @@ void SimGatewayLink::ReadUpstream() {
 void SimGatewayLink::Finish() {
   if (!linked_) return Close();
   finishing_ = true;
+  CarryDown();
   CarryUp();
 }
 
