@@ -82,6 +82,12 @@ TEST(Killed, Client) {
   config.ringBytes = 4096;
   VekSim::SimGateway gateway(config);
   setenv("VEKTEST_SETTING", gateway.Setting().c_str(), 1);
+  {  // what the gateway makes once and keeps
+    Recorder recorder;
+    VekApi::VekClient client(recorder);
+    Connect(client, gateway.Setting());
+    ASSERT_TRUE(recorder.WaitFor("ready"));
+  }
   AnyMoment moment;
   const auto before = Held();
   for (int round = 0; round < Rounds(); ++round) {

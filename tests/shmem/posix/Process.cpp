@@ -99,7 +99,7 @@ std::map<std::string, std::size_t> Held() {
   }
   for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
     const std::string name = entry.path().filename();
-    if (name.rfind("vekshm.", 0) == 0) ++held["shared memory"];
+    if (name.find(Dova::Os::OwnName("")) != std::string::npos) ++held["shared memory"];
   }
   std::FILE* const maps = std::fopen("/proc/self/maps", "r");
   char line[1024];
