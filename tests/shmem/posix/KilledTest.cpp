@@ -99,6 +99,7 @@ TEST(Killed, Client) {
     }
     ASSERT_TRUE(SettlesTo(before)) << "round " << round;
   }
+  gateway.Stop();
   ExpectNothingShared();
 }
 
