@@ -9,8 +9,20 @@
 #include "session/Texts.h"
 
 namespace VekApi {
+namespace {
 
-VekClient::VekClient(VekClientHandler& handler) : VekClient(handler, new TImpl) {}
+// The longer texts take memory.
+std::string TextOf(const char* text) noexcept {
+  try {
+    return text;
+  } catch (const std::bad_alloc&) {
+    return kTextNoMemory;
+  }
+}
+
+}  // namespace
+
+VekClient::VekClient(VekClientHandler& handler) : VekClient(handler, Dstl::make_ref<TImpl>().get()) {}
 
 VekClient::VekClient(VekClientHandler& handler, TImpl* impl)
     : handler_(handler), parser_(*this, impl->CipherSlot()), impl_(impl) {
@@ -78,7 +90,7 @@ void VekClient::Connect(const std::string& setting, const std::string& apName, c
   }
   if (!error) return;
   parser_.State(vcs_LinkError);
-  handler_.OnVekConnectEvent(*this, error);
+  handler_.OnVekConnectEvent(*this, TextOf(error));
 }
 
 void VekClient::Disconnect() {

@@ -9,9 +9,12 @@ namespace VekApi {
 
 void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& reason) {
   if (newState == vcs_LinkBroken && State() == vcs_SgnError) return OnLinkBrokenAfterRefusal();
-  const bool tooLong = newState == vcs_Connected && reason.empty() && !SendSignOn();
-  SetState(tooLong ? vcs_SgnError : newState);
-  handler_.OnVekConnectEvent(*this, tooLong ? kTextSignOnTooLong : reason);
+  if (newState == vcs_Connected && reason.empty() && !SendSignOn()) {
+    return OnVekConnectEvent(vcs_SgnError, kTextSignOnTooLong);
+  }
+  // From here on nothing may fail: a state without its event would stay a secret.
+  SetState(newState);
+  handler_.OnVekConnectEvent(*this, reason);
 }
 
 // The application knows that the sign-on was refused; that the server hangs up then is no news.
