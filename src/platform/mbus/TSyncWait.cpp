@@ -1,10 +1,12 @@
 #include "platform/mbus/TSyncWait.h"
 
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "platform/mbus/TSyncContext.h"
 #include "platform/os/Mutex.h"
+#include "platform/os/Process.h"
 #include "platform/os/Thread.h"
 
 namespace Dova {
@@ -21,11 +23,12 @@ struct TSyncWait::TList {
   Os::TMutex mutex;  // taken before a context's
   TSyncWait* first = nullptr;
 
-  // Never destroyed: clients may outlive the destruction of statics.
-  static TList& Of() {
-    static TList& list = *new TList;
-    return list;
-  }
+  static TList instance;
+  static TList& Of() noexcept { return instance; }
+
+  // The threads that a forked child would find in the list are not there, and one of them may have held the
+  // mutex.
+  static const Os::TForkedChildStep forgetParent;
 
   void Add(TSyncWait& wait) noexcept {
     wait.nextListed_ = std::exchange(first, &wait);
@@ -35,8 +38,8 @@ struct TSyncWait::TList {
   void Remove(TSyncWait& wait) noexcept {
     if (!std::exchange(wait.listed_, false)) return;
     TSyncWait** at = &first;
-    while (*at != &wait) at = &(*at)->nextListed_;
-    *at = wait.nextListed_;
+    while (*at && *at != &wait) at = &(*at)->nextListed_;
+    if (*at) *at = wait.nextListed_;  // not there: it was listed in the process that this one was forked from
   }
 
   // The wait that a thread sleeps in; null when it is awake.
@@ -47,11 +50,15 @@ struct TSyncWait::TList {
   }
 };
 
+// Needs no destruction: clients may outlive the destruction of statics.
+constinit TSyncWait::TList TSyncWait::TList::instance;
+const Os::TForkedChildStep TSyncWait::TList::forgetParent([]() noexcept { ::new (&instance) TList; });
+
 TSyncWait::~TSyncWait() {
   TList& list = TList::Of();
   std::unique_lock lock(list.mutex);
   // Awake or not: while somebody is in this thread's place, this thread is not.
-  while (lent_ != 0 && !Os::ProcessIsExiting()) {
+  while (lent_ != 0 && !Os::ProcessIsExiting() && !context_.IsInherited()) {
     lock.unlock();
     Sleep();
     lock.lock();
