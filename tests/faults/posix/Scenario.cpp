@@ -1,0 +1,277 @@
+#include "faults/posix/Scenario.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <utility>
+
+#include "faults/posix/Faults.h"
+
+namespace Faults {
+namespace {
+
+// Nothing comes for so long: let the deadlines pass. Too early is no fault, it costs a session.
+constexpr std::chrono::milliseconds kQuiet(1000);
+constexpr unsigned kEveryDeadlineMs = 60'000;
+// A machine that is busy with other things needs no longer for anything.
+constexpr std::chrono::seconds kPatience(30);
+
+bool IsDown(int state) {
+  return state < 0 && state != cvcs_SgnError;
+}
+
+}  // namespace
+
+TSession::TSession(TestSupport::TVirtualTimerQueue& time, std::string setting)
+    : time_(time), setting_(std::move(setting)) {}
+
+TSession::~TSession() {
+  InLibrary([this] { CVekFlowCtrlSender_Delete(&sender_); });
+  InLibrary([this] { CVekClient_Delete(&client_); });
+}
+
+// ---- callbacks: any thread ----
+
+template <class TCount>
+void TSession::On(CVekClient* client, void* user, const TCount& count) {
+  const TInTest inTest;
+  TSession& self = *static_cast<TSession*>(user);
+  const int state = CVekClient_State(client);
+  const std::lock_guard lock(self.mutex_);
+  self.told_.state = state;
+  ++self.told_.events;
+  count(self.told_);
+  self.changed_.notify_all();
+}
+
+CVekClientCallbacks TSession::Callbacks() {
+  CVekClientCallbacks table{};
+  table.OnVekConnectEvent = [](CVekClient* client, void* user, const char*) {
+    On(client, user, [](TTold& told) { ++told.states; });
+  };
+  table.OnVekApReadyEvent = [](CVekClient* client, void* user) {
+    On(client, user, [](TTold& told) { ++told.states; });
+    if (static_cast<TSession*>(user)->deleteWhenReady_) CVekClient_Delete(client);
+  };
+  table.OnVekTaskResultEvent = [](CVekClient* client, void* user, const CVekTaskResult* result) {
+    ReadTables(result);
+    On(client, user, [](TTold& told) { ++told.results; });
+  };
+  table.OnVekChgPassResultEvent = [](CVekClient* client, void* user, const char*, const char*) {
+    On(client, user, [](TTold& told) { ++told.passes; });
+  };
+  table.OnVekRequestAckEvent = [](CVekClient* client, void* user, int code, const char* text) {
+    CVekFlowCtrlSender_AckParser(&static_cast<TSession*>(user)->sender_, code, text);
+    On(client, user, [](TTold& told) { ++told.acks; });
+  };
+  table.OnVekReportEvent = [](CVekClient* client, void* user, const char*) {
+    On(client, user, [](TTold& told) { ++told.reports; });
+  };
+  table.OnVekClientDestroyEvent = [](CVekClient* client, void* user) {
+    On(client, user, [](TTold& told) { told.destroyed = true; });
+  };
+  return table;
+}
+
+// All that a result can be asked for.
+void TSession::ReadTables(const CVekTaskResult* result) {
+  CVekApi_FreeBSTR(CVekTaskResult_WorkID_B(result));
+  for (unsigned i = 0; i < CVekTaskResult_TableCount(result); ++i) {
+    const CVekTable table = CVekTaskResult_IndexTable(result, i);
+    const CVekProperties properties = CVekTable_Properties(&table);
+    CVekProperties_ToString(&properties);
+    CVekApi_FreeBSTR(CVekProperties_Description_B(&properties));
+    const CVekFields fields = CVekTable_Fields(&table);
+    const CVekField field = CVekFields_NameField(&fields, "Price");
+    CVekTable_MktFlag(&table);
+    CVekTable_RecordField(&table, CVekTable_RecordsCount(&table) - 1, &field);
+    CVekApi_FreeBSTR(CVekTable_RecordIndexField_B(&table, 0, 0));
+  }
+}
+
+// ---- waiting ----
+
+// True when `done`, which is asked under the lock; false when the session is down instead. One of the two has
+// to come, at the latest when every deadline has passed.
+bool TSession::Await(const std::function<bool()>& done) {
+  std::unique_lock lock(mutex_);
+  const auto over = [&] { return done() || IsDown(told_.state) || told_.destroyed; };
+  for (bool passed = false; !over();) {
+    const unsigned events = told_.events;
+    const auto patience = passed ? std::chrono::milliseconds(kPatience) : kQuiet;
+    if (changed_.wait_for(lock, patience, [&] { return over() || told_.events != events; })) {
+      passed = false;
+      continue;
+    }
+    if (passed && IsGoneAfterRefusal()) return false;
+    if (passed) {
+      ADD_FAILURE() << "silence in state " << told_.state;
+      return false;
+    }
+    lock.unlock();
+    LetPass(kEveryDeadlineMs);
+    lock.lock();
+    passed = told_.events == events;
+  }
+  return done();
+}
+
+// The break of a link whose sign-on was refused is not told; the calls tell.
+bool TSession::IsGoneAfterRefusal() {
+  return told_.state == cvcs_SgnError &&
+         !InLibrary([this] { return CVekClient_ChgPass(&client_, "trader", "wrong", "new"); });
+}
+
+void TSession::LetPass(unsigned ms) {
+  InLibrary([&] { time_.Advance(ms); });
+}
+
+// A call may refuse when something failed, or when the session is down.
+void TSession::ExpectReason(bool answered, const char* call) const {
+  EXPECT_TRUE(answered || Fired() || CVekClient_State(&client_) != cvcs_ApReady)
+      << call << " refuses for no reason";
+}
+
+unsigned TSession::Told(unsigned TTold::*count) {
+  const std::lock_guard lock(mutex_);
+  return told_.*count;
+}
+
+// ---- steps ----
+
+bool TSession::Made() {
+  if (!client_.object) {
+    const CVekClientCallbacks callbacks = Callbacks();
+    client_ = InLibrary([&] { return CVekClient_Create(&callbacks, this); });
+    told_ = {};
+  }
+  if (!sender_.object && client_.object) {
+    sender_ = InLibrary([this] { return CVekFlowCtrlSender_Create(&client_); });
+  }
+  ExpectReason(client_.object && sender_.object, "Create");
+  return client_.object && sender_.object;
+}
+
+// True when it comes to a sign-on or its refusal.
+bool TSession::Connect(const char* password) {
+  if (!Made()) return false;
+  {
+    const std::lock_guard lock(mutex_);
+    told_.state = cvcs_Connecting;
+  }
+  const bool begun = InLibrary([&] {
+    return CVekClient_Connect(&client_, setting_.c_str(), "Faults", "1.2.3.4", "trader", "9800001", password);
+  });
+  if (!begun) {
+    EXPECT_TRUE(Fired()) << "Connect refuses for no reason";
+    return false;
+  }
+  return Await([this] { return told_.state == cvcs_ApReady || told_.state == cvcs_SgnError; });
+}
+
+// Only one call fails: the next attempt but one has to succeed.
+bool TSession::Up() {
+  for (int i = 0; i < 3; ++i) {
+    if (client_.object && CVekClient_State(&client_) == cvcs_ApReady && Made()) return true;
+    if (Connect("secret") && sender_.object) return true;
+  }
+  ADD_FAILURE() << "does not come up again";
+  return false;
+}
+
+bool TSession::Send(int code, const std::string& text) {
+  std::string request = "....." + text;
+  const bool sent = InLibrary([&] {
+    return CVekClient_SendVekRequest(&client_, code, request.data(), static_cast<unsigned>(request.size()));
+  });
+  ExpectReason(sent, "SendVekRequest");
+  return sent;
+}
+
+void TSession::RefusedSignOn() {
+  if (!Connect("wrong") || CVekClient_State(&client_) != cvcs_SgnError) return;
+  const unsigned before = Told(&TTold::passes);
+  const bool sent = InLibrary([this] { return CVekClient_ChgPass(&client_, "trader", "wrong", "new"); });
+  if (sent) Await([&] { return told_.passes != before; });
+}
+
+void TSession::Query(const std::string& request) {
+  if (!Up()) return;
+  const unsigned before = Told(&TTold::results);
+  if (Send(128, request)) Await([&] { return told_.results != before; });
+}
+
+void TSession::Order(int number) {
+  std::string order = ".....P" + std::to_string(number) + " new\nprod=TXF side=S qty=1 price=MKT";
+  InLibrary([&] {
+    return CVekFlowCtrlSender_SendVekRequest(&sender_, order.data(), static_cast<unsigned>(order.size()));
+  });
+}
+
+// The second half has to wait until time has gone by after the acknowledgement of the first.
+void TSession::PacedOrders() {
+  constexpr int kRate = 3;
+  if (!Up()) return;
+  InLibrary([this] { CVekFlowCtrlSender_SetFlowCtrl(&sender_, kRate, 1000); });
+  const unsigned before = Told(&TTold::acks);
+  for (int i = 0; i < 2 * kRate; ++i) Order(i);
+  bool acknowledged = Await([&] { return told_.acks >= before + kRate; });
+  LetPass(1001);
+  acknowledged = acknowledged && Await([&] { return told_.acks > before + kRate && told_.reports != 0; });
+  // What is still held belongs to this session.
+  if (acknowledged) return;
+  InLibrary([this] {
+    CVekClient_Disconnect(&client_);
+    CVekFlowCtrlSender_Delete(&sender_);
+  });
+}
+
+void TSession::ChangePassword() {
+  if (!Up()) return;
+  const unsigned before = Told(&TTold::passes);
+  const bool sent = InLibrary([this] { return CVekClient_ChgPass(&client_, "trader", "secret", "secret"); });
+  ExpectReason(sent, "ChgPass");
+  if (sent) Await([&] { return told_.passes != before; });
+}
+
+void TSession::Reconnect() {
+  if (Up()) Connect("secret");
+}
+
+void TSession::Disconnect() {
+  if (!Up()) return;
+  InLibrary([this] { CVekClient_Disconnect(&client_); });
+  const std::lock_guard lock(mutex_);
+  EXPECT_EQ(told_.state, cvcs_Disconnected) << "no event inside Disconnect";
+}
+
+void TSession::DeleteWhileConnecting() {
+  if (!Made()) return;
+  InLibrary([this] {
+    CVekClient_Connect(&client_, setting_.c_str(), "Faults", "1", "trader", "9800001", "secret");
+    CVekFlowCtrlSender_Delete(&sender_);
+    CVekClient_Delete(&client_);
+  });
+  EXPECT_TRUE(told_.destroyed);
+}
+
+void TSession::DeleteInsideReady() {
+  if (!Made()) return;
+  InLibrary([this] { CVekFlowCtrlSender_Delete(&sender_); });
+  deleteWhenReady_ = true;
+  if (Connect("secret")) Await([this] { return told_.destroyed; });
+  deleteWhenReady_ = false;
+  const std::lock_guard lock(mutex_);
+  if (told_.destroyed) client_ = {};
+}
+
+void TSession::DeleteWhileUp() {
+  if (!Up()) return;
+  InLibrary([this] {
+    CVekFlowCtrlSender_Delete(&sender_);
+    CVekClient_Delete(&client_);
+  });
+  EXPECT_TRUE(told_.destroyed);
+}
+
+}  // namespace Faults

@@ -1,0 +1,173 @@
+// Everything at once, from everywhere: events that act on their own session and on others, threads of the
+// application, deadlines that pass at their exact moment, processes that are forked meanwhile.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <iterator>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "faults/posix/Held.h"
+#include "faults/posix/Stress.h"
+#include "faults/posix/Watchdog.h"
+#include "platform/mbus/TMesBase.h"
+#include "platform/mbus/TMesRegs.h"
+#include "sim/SimServer.h"
+#include "support/Recorder.h"
+#include "support/TVirtualTimerQueue.h"
+#include "support/Wire.h"
+
+namespace Faults {
+namespace {
+
+// A messenger whose peer is whichever thread takes one at random.
+class TStressMes final : public Dova::TMesBase {
+ public:
+  bool Open() override {
+    const std::lock_guard lock(mutex_);
+    open_.emplace_back(this);
+    return true;
+  }
+  void Close() override {
+    if (!MarkClosed()) return;
+    const std::lock_guard lock(mutex_);
+    std::erase_if(open_, [this](const auto& each) { return each.get() == this; });
+  }
+  int Send(const char*, int length) override { return IsClosed() ? 0 : length; }
+  int Recv(char*, int) override { return 0; }
+  char* RecvInPlace(int& count) override {
+    count = static_cast<int>(lent_.size());
+    return lent_.data();
+  }
+
+  static void PlayPeer() {
+    if (const auto mes = Any()) mes->Play();
+  }
+
+ private:
+  static Dstl::wise_ref<TStressMes> Any() {
+    const std::lock_guard lock(mutex_);
+    if (open_.empty()) return {};
+    return open_[Random(static_cast<unsigned>(open_.size()))];
+  }
+
+  void Play() {
+    const unsigned what = Random(20);
+    if (what == 0) return void(Raise([this](auto& handler) { handler.OnMesLinkBroken(this, "broken"); }));
+    if (what == 1) return void(Raise([this](auto& handler) { handler.OnMesLinkError(this, "error"); }));
+    if (what < 5) return void(Raise([this](auto& handler) { handler.OnMesLinkReady(this); }));
+    std::string bytes = what < 10 ? vektest::ConnectResult(false, {}) + vektest::SgnResult()
+                                  : vektest::Message(130, "one") + vektest::Message(131, "two");
+    Raise([&](auto& handler) {
+      lent_ = std::move(bytes);
+      handler.OnMesRecvReady(this);
+    });
+  }
+
+  std::string lent_;
+  static inline std::mutex mutex_;
+  static inline std::vector<Dstl::wise_ref<TStressMes>> open_;
+};
+
+const bool registered = [] {
+  Dova::TMesRegs::GetClientMesRegs().Register("StressMes",
+                                              [] { return Dstl::wise_ref<Dova::TMesBase>(new TStressMes); });
+  return true;
+}();
+
+std::string TcpSetting(const VekSim::SimServer& server) {
+  return "127.0.0.1:" + std::to_string(server.Port());
+}
+
+// What a forked child does with what it inherited, and by itself. Its verdict is its exit code.
+[[noreturn]] void BeChild(const std::vector<TWatched*>& inherited, const std::string& setting) {
+  DumpWhenKilled();
+  alarm(60);
+  Dova::TTimerQueue::Replace(nullptr);
+  for (TWatched* const each : inherited) {
+    if (!each) continue;
+    std::string request = ".....x";
+    if (each->Client().SendVekRequest(129, request.data(), 6)) std::_Exit(2);
+    each->Client().Disconnect();
+  }
+  static vektest::Recorder& recorder = *new vektest::Recorder;
+  static VekApi::VekClient client(recorder);
+  client.Connect(setting, "Child", "1", "trader", "9800001", "secret");
+  if (!recorder.WaitFor("ready")) std::_Exit(3);
+  std::exit(0);
+}
+
+void ForkOnce(TSlots& slots, const std::string& setting) {
+  const auto held = slots.Hold();
+  const pid_t child = fork();
+  if (child == 0) BeChild(held, setting);
+  slots.LetGo(held);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << "a forked child fails, or hangs";
+}
+
+// A heartbeat, a stage of the handshake, and just before them.
+void LetDeadlinesPass(TestSupport::TVirtualTimerQueue& time) {
+  static constexpr unsigned kStepsMs[] = {1, 100, 15'000, 29'999, 30'000, 44'999, 45'000};
+  time.Advance(kStepsMs[Random(std::size(kStepsMs))]);
+}
+
+unsigned FromEnvironment(const char* name, unsigned otherwise) {
+  const char* const text = std::getenv(name);
+  return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
+#ifdef __SANITIZE_THREAD__
+constexpr bool kCanFork = false;  // it knows no threads in the child of a process with threads
+#else
+constexpr bool kCanFork = true;
+#endif
+
+TEST(Stress, EverythingAtOnce) {
+  const unsigned seed = FromEnvironment("VEKAPI_SEED", std::random_device()());
+  SCOPED_TRACE("VEKAPI_SEED=" + std::to_string(seed));
+  SeedRandom(seed);
+  TWatchdog watchdog("stress with VEKAPI_SEED=" + std::to_string(seed), 60);
+  VekSim::SimConfig config;
+  config.keepPackets = false;
+  VekSim::SimServer server(config);
+  TestSupport::TVirtualTimerQueue time;
+  const THeld before = Held();
+  {
+    const std::string tcp = TcpSetting(server);
+    TSlots slots({":StressMes:", ":StressMes:", ":StressMes:", tcp, tcp});
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    const auto run = [&](auto action) {
+      threads.emplace_back([&stop, action] {
+        while (!stop) action();
+      });
+    };
+    for (int i = 0; i < 2; ++i) run([&] { slots.Act(); });
+    for (int i = 0; i < 3; ++i) run([] { TStressMes::PlayPeer(); });
+    run([&] { LetDeadlinesPass(time); });
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::seconds(FromEnvironment("VEKAPI_STRESS_SECONDS", 3));
+    while (std::chrono::steady_clock::now() < end && !testing::Test::HasFailure()) {
+      const unsigned long acts = slots.acts;
+      while (slots.acts < acts + 100) std::this_thread::yield();
+      if (kCanFork) ForkOnce(slots, tcp);
+      watchdog.GoesOn("stress after " + std::to_string(slots.acts) +
+                      " acts, VEKAPI_SEED=" + std::to_string(seed));
+    }
+    stop = true;
+    for (std::thread& thread : threads) thread.join();
+    std::printf("%lu acts, %lu events\n", slots.acts.load(), slots.events.load());
+  }
+  ExpectAsBefore(before, true);
+}
+
+}  // namespace
+}  // namespace Faults

@@ -1,0 +1,107 @@
+// Every call to the system fails once, in a whole session: nothing ends the program, nothing hangs, nothing
+// is silent, nothing is left behind.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+#include "faults/posix/Faults.h"
+#include "faults/posix/Held.h"
+#include "faults/posix/Scenario.h"
+#include "faults/posix/Servers.h"
+#include "faults/posix/Watchdog.h"
+
+namespace Faults {
+namespace {
+
+// ---- one run ----
+
+void RunScenario(TestSupport::TVirtualTimerQueue& time, const std::string& setting) {
+  TSession session(time, setting);
+  session.RefusedSignOn();
+  session.Query("W1 products");
+  session.PacedOrders();
+  session.Query("W2 products\nx=" + std::string(300'000, 'x'));
+  session.Query("W3 ticks\nrows=8000");
+  session.ChangePassword();
+  session.Reconnect();
+  session.Disconnect();
+  session.DeleteWhileConnecting();
+  session.DeleteInsideReady();
+  session.DeleteWhileUp();
+}
+
+unsigned place = 0;
+
+unsigned FromEnvironment(const char* name, unsigned otherwise) {
+  const char* const text = std::getenv(name);
+  return text ? static_cast<unsigned>(std::atoi(text)) : otherwise;
+}
+
+[[noreturn]] void TellPlace() {
+  std::fprintf(stderr, "terminate at place %u\n", place);
+  PrintPlace();
+  std::abort();
+}
+
+class Sweep : public testing::TestWithParam<std::tuple<bool, EKind>> {
+ protected:
+  static std::string Setting() { return std::get<0>(GetParam()) ? Settings().sharedMemory : Settings().tcp; }
+
+  void WarmUp() {
+    const THeld before = Held();
+    Arm(std::get<1>(GetParam()), 0);
+    RunScenario(time, Setting());
+    ExpectAsBefore(before, true);
+  }
+
+  // False when it ran through before the `nth` call.
+  bool Run(unsigned nth) {
+    place = nth;
+    const int failures = Failures();
+    const THeld before = Held();
+    Arm(std::get<1>(GetParam()), nth);
+    EXPECT_NO_THROW(RunScenario(time, Setting()));
+    ExpectAsBefore(before);
+    if (Failures() != failures) {
+      std::fprintf(stderr, "place %u\n", nth);
+      PrintPlace();
+    }
+    return Fired();
+  }
+
+  static int Failures() {
+    return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+  }
+
+  // Threads that nobody joins may hold a link, and its timers, beyond the run.
+  TestSupport::TVirtualTimerQueue time;
+};
+
+TEST_P(Sweep, EveryCallFailsOnce) {
+  std::set_terminate(&TellPlace);
+  TWatchdog watchdog("first run");
+  WarmUp();
+  const unsigned only = FromEnvironment("VEKAPI_FAULT", 0);
+  unsigned places = FromEnvironment("VEKAPI_FAULTS_FROM", 1);
+  if (only != 0) Run(only);
+  while (only == 0 && Run(places)) watchdog.GoesOn("place " + std::to_string(++places));
+  std::printf("%u places, %u calls in the last run\n", places - 1, Counted());
+}
+
+std::string Name(const testing::TestParamInfo<Sweep::ParamType>& info) {
+  static const char* const kKinds[] = {"Memory", "Threads", "Sockets", "SharedMemory"};
+  return std::string(kKinds[static_cast<int>(std::get<1>(info.param))]) +
+         (std::get<0>(info.param) ? "OverSharedMemory" : "OverTcp");
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, Sweep,
+                         testing::Values(std::tuple(false, EKind::Memory), std::tuple(false, EKind::Thread),
+                                         std::tuple(false, EKind::Socket), std::tuple(true, EKind::Memory),
+                                         std::tuple(true, EKind::Thread), std::tuple(true, EKind::Socket),
+                                         std::tuple(true, EKind::SharedMemory)),
+                         &Name);
+
+}  // namespace
+}  // namespace Faults
