@@ -1,6 +1,9 @@
-// Every block has a word in front of it that says whether the library took it.
+// Blocks are plain ones of malloc's, as headers of others mix the two; which of them the library took is
+// written down beside.
+#include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -10,29 +13,48 @@ namespace Faults {
 namespace {
 
 constinit std::atomic<std::int64_t> liveBlocks{0};
-constexpr std::size_t kLeastAlignment = alignof(std::max_align_t);
 
-struct THead {
-  bool library;
-};
+// The library's blocks, each near the place that its address says. Without locks, which a forked child could
+// find held by nobody.
+constexpr std::size_t kPlaces = std::size_t{1} << 20;
+constinit std::array<std::atomic<std::uintptr_t>, kPlaces> places{};
+constexpr std::uintptr_t kLeft = 1;  // somebody was here: look on
+
+std::size_t PlaceOf(std::uintptr_t block) noexcept {
+  return block * 0x9E3779B97F4A7C15u >> 44;
+}
+
+void Note(void* block) noexcept {
+  const auto address = reinterpret_cast<std::uintptr_t>(block);
+  for (std::size_t at = PlaceOf(address);; at = (at + 1) % kPlaces) {
+    std::uintptr_t seen = places[at];
+    if (seen <= kLeft && places[at].compare_exchange_strong(seen, address)) break;
+  }
+  liveBlocks.fetch_add(1);
+}
+
+void Forget(void* block) noexcept {
+  const auto address = reinterpret_cast<std::uintptr_t>(block);
+  std::size_t at = PlaceOf(address);
+  while (places[at] != address && places[at] != 0) at = (at + 1) % kPlaces;
+  if (places[at] == 0) return;
+  places[at] = kLeft;
+  liveBlocks.fetch_sub(1);
+}
 
 void* Take(std::size_t bytes, std::size_t alignment) {
   if (Fails(EKind::Memory)) throw std::bad_alloc();
-  const std::size_t whole = (bytes + alignment + alignment - 1) / alignment * alignment;
-  char* const start = static_cast<char*>(alignment == kLeastAlignment ? std::malloc(whole)
-                                                                      : std::aligned_alloc(alignment, whole));
-  if (start == nullptr) throw std::bad_alloc();
-  void* const block = start + alignment;
-  const bool library = IsInLibrary();
-  static_cast<THead*>(block)[-1].library = library;
-  if (library) liveBlocks.fetch_add(1);
+  void* const block = alignment <= alignof(std::max_align_t)
+                          ? std::malloc(bytes == 0 ? 1 : bytes)
+                          : std::aligned_alloc(alignment, (bytes + alignment) / alignment * alignment);
+  if (block == nullptr) throw std::bad_alloc();
+  if (IsInLibrary()) Note(block);
   return block;
 }
 
-void GiveBack(void* block, std::size_t alignment) noexcept {
-  if (block == nullptr) return;
-  if (static_cast<THead*>(block)[-1].library) liveBlocks.fetch_sub(1);
-  std::free(static_cast<char*>(block) - alignment);
+void GiveBack(void* block) noexcept {
+  if (block != nullptr) Forget(block);
+  std::free(block);
 }
 
 }  // namespace
@@ -44,20 +66,20 @@ std::int64_t LiveBlocks() noexcept {
 }  // namespace Faults
 
 void* operator new(std::size_t bytes) {
-  return Faults::Take(bytes, Faults::kLeastAlignment);
+  return Faults::Take(bytes, alignof(std::max_align_t));
 }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return Faults::Take(bytes, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* block) noexcept {
-  Faults::GiveBack(block, Faults::kLeastAlignment);
+  Faults::GiveBack(block);
 }
 void operator delete(void* block, std::size_t) noexcept {
-  Faults::GiveBack(block, Faults::kLeastAlignment);
+  Faults::GiveBack(block);
 }
-void operator delete(void* block, std::align_val_t alignment) noexcept {
-  Faults::GiveBack(block, static_cast<std::size_t>(alignment));
+void operator delete(void* block, std::align_val_t) noexcept {
+  Faults::GiveBack(block);
 }
-void operator delete(void* block, std::size_t, std::align_val_t alignment) noexcept {
-  Faults::GiveBack(block, static_cast<std::size_t>(alignment));
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+  Faults::GiveBack(block);
 }
