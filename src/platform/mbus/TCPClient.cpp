@@ -71,7 +71,7 @@ bool TCPClient::LetGo() {
     queue_.Clear();
   }
   // An ending process has no thread left that could read.
-  if (linked && !Os::ProcessIsExiting()) return TFarewells::Begin(socket);
+  if (linked && !Os::ProcessIsExiting()) return TFarewells::Begin(std::move(socket));
   if (socket) socket->Abort();
   return false;
 }

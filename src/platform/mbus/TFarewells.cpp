@@ -65,18 +65,21 @@ bool Add(const std::shared_ptr<Os::TSocket>& socket) {
 
 }  // namespace
 
-bool TFarewells::Begin(const std::shared_ptr<Os::TSocket>& socket) noexcept {
+bool TFarewells::Begin(std::shared_ptr<Os::TSocket> socket) noexcept {
   bool watched = false;
   try {
     watched = Add(socket);
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): the same as no thread
   }
-  if (watched) {
-    socket->FinishSending();
-  } else {
+  if (!watched) {
     socket->Reset();
+    return false;
   }
-  return watched;
+  socket->FinishSending();
+  // The link thread may be done with it before this one, and has then looked too early.
+  socket.reset();
+  Look();
+  return true;
 }
 
 void TFarewells::Look() {

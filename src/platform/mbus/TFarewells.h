@@ -19,7 +19,7 @@ class TFarewells {
 
   // Ends the sending; reading the socket comes to an end within kLongestMs. Where that cannot be promised
   // (too many, no thread, no memory) it is cut off at once, and the answer is false.
-  static bool Begin(const std::shared_ptr<Os::TSocket>& socket) noexcept;
+  static bool Begin(std::shared_ptr<Os::TSocket> socket) noexcept;
 
   // Some socket may be gone: lets the thread end before its time.
   static void Look();
