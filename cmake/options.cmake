@@ -6,8 +6,11 @@ target_compile_options(vekapi_options INTERFACE
   $<$<BOOL:${VEKAPI_WERROR}>:-Werror>)
 
 # Waits assert that no lock is held.
-target_compile_definitions(vekapi_options INTERFACE
-  $<$<OR:$<BOOL:${VEKAPI_SANITIZE}>,$<CONFIG:Debug>>:VEKAPI_CHECKED>)
+set(vekapi_checked $<CONFIG:Debug>)
+if(VEKAPI_SANITIZE)
+  set(vekapi_checked 1)
+endif()
+target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_CHECKED>)
 
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
