@@ -1,5 +1,7 @@
 // Everything at once, from everywhere: events that act on their own session and on others, threads of the
 // application, deadlines that pass at their exact moment, processes that are forked meanwhile.
+//
+// VEKAPI_STRESS_SECONDS=N goes on for longer, VEKAPI_SEED=N begins with the same numbers.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>

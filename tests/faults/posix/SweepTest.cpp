@@ -1,5 +1,7 @@
 // Every call to the system fails once, in a whole session: nothing ends the program, nothing hangs, nothing
 // is silent, nothing is left behind.
+//
+// VEKAPI_FAULT=N tries the Nth call alone, VEKAPI_FAULTS_FROM=N begins with it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
