@@ -11,6 +11,7 @@
 namespace VekApi {
 
 class TLink;
+class TRequestPort;
 struct TClientParts;
 class VekFlowCtrlSender;
 class VekTaskResult;
@@ -134,6 +135,7 @@ class VEKAPI_EXPORT VekClient {
   void SetQueryRate(int count, int intervalMs);
   bool SetDisconnect();
   bool SendSignOn();
+  TRequestPort& RequestPort() const;
   void WipeSignOn();
 
   VekClientHandler& handler_;

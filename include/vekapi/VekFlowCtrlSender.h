@@ -10,6 +10,7 @@
 
 namespace VekApi {
 
+class TRequestPort;
 class VekClient;
 
 // A gate that sends the requests itself, with code 129. A request goes at once when the gate allows it and
@@ -81,9 +82,7 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   void AppendRequests(const char* first, const char* last);
   unsigned FillBatch(const std::deque<std::string>& requests);
 
-  class VEKAPI_HIDDEN TSession;
-
-  std::shared_ptr<TSession> session_;
+  std::shared_ptr<TRequestPort> port_;
   // All under the user lock:
   std::deque<std::string> pending_;
   std::string batch_;

@@ -4,8 +4,9 @@
 #include <new>
 #include <utility>
 
+#include "flowctrl/TRequestPort.h"
 #include "protocol/RequestPrefix.h"
-#include "session/TImpl.h"
+#include "vekapi/VekClient.h"
 
 namespace VekApi {
 
@@ -16,20 +17,11 @@ constexpr unsigned kMemoryRetryMs = 10;
 
 }  // namespace
 
-// What the clients of a session share, which outlives them.
-class VekFlowCtrlSender::TSession {
- public:
-  explicit TSession(const VekClient& client) : impl_(&TClientParts::ImplOf(client)) {}
-
-  bool Send(char* buffer, std::size_t length) {
-    return impl_->SendRequest(PkRequestAck, buffer, static_cast<unsigned>(length));
-  }
-
- private:
-  const Dstl::wise_ref<TClientParts::TImpl> impl_;
-};
-
-VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) : session_(std::make_shared<TSession>(client)) {}
+VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) {
+  TRequestPort& port = client.RequestPort();
+  port.add_ref();  // the deleter runs also when the pointer cannot be made
+  port_ = std::shared_ptr<TRequestPort>(&port, [](const TRequestPort* held) { held->release(); });
+}
 
 VekFlowCtrlSender::~VekFlowCtrlSender() {
   CloseGate();
@@ -130,7 +122,7 @@ void VekFlowCtrlSender::CheckWhenHolding() {
 // that calls this looks at what is held afterwards.
 bool VekFlowCtrlSender::Send(char* buffer, std::size_t length, unsigned requests) {
   sending_ = true;
-  const bool taken = session_->Send(buffer, length);
+  const bool taken = port_->SendRequest(PkRequestAck, buffer, static_cast<unsigned>(length));
   sending_ = false;
   if (taken) return true;
   refused_ += requests;

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "flowctrl/TRequestPort.h"
 #include "platform/mbus/Ref.h"
 #include "platform/mbus/TCoreRun.h"
 #include "platform/mbus/TFlowCtrl.h"
@@ -21,7 +22,7 @@ class TLink;
 //
 // Counted: the clients that share it hold a reference each, and so does every call that is on a stack, since
 // an event may delete the client.
-class VekClient::TImpl : public Dstl::ref_counter<unsigned> {
+class VekClient::TImpl : public TRequestPort {
  public:
   TImpl();
 
@@ -37,8 +38,7 @@ class VekClient::TImpl : public Dstl::ref_counter<unsigned> {
   // A finished packet; its body is scrambled in place. True when the link took all of it.
   bool SendPk(char* packet, int length);
 
-  // A request behind five free bytes, in one packet or in pieces. All or nothing.
-  bool SendRequest(int msgCode, char* buffer, unsigned length);
+  bool SendRequest(int msgCode, char* buffer, unsigned length) override;
 
   // What still runs for the current link need not go on: the calling thread is about to replace it. With
   // `only`, when it is that client's.

@@ -43,6 +43,10 @@ int VekClient::SendVekQueryRequest(char* buffer, unsigned length) {
   return SendVekRequestImpl(PkTaskResult, buffer, length) ? 0 : -1;
 }
 
+TRequestPort& VekClient::RequestPort() const {
+  return *impl_;
+}
+
 bool VekClient::SendVekRequestImpl(int msgCode, char* buffer, unsigned length) {
   return impl_->SendRequest(msgCode, buffer, length);
 }
