@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "os/win32/HandleShortage.h"
 #include "platform/os/Event.h"
 #include "platform/os/Thread.h"
 
@@ -42,16 +43,19 @@ TEST(SentMessages, AnsweredWhileWaitingForAnEvent) {
   const TWindow window;
   ASSERT_NE(window.handle, nullptr);
   postedSeen = 0;
-  TEvent done;
-  std::thread other([&] {
-    PostMessageW(window.handle, kPosted, 0, 0);
-    for (WPARAM i = 0; i < 100; ++i) {
-      EXPECT_EQ(SendMessageW(window.handle, kSent, i, 0), static_cast<LRESULT>(i) + 1);
-    }
-    done.Set();
-  });
-  EXPECT_TRUE(done.Wait());
-  other.join();
+  const auto withHandle = std::make_unique<TEvent>();
+  const auto without = TestSupport::MadeWithout<TEvent>(TestSupport::kEvents);
+  for (TEvent* const done : {withHandle.get(), without.get()}) {
+    std::thread other([&] {
+      PostMessageW(window.handle, kPosted, 0, 0);
+      for (WPARAM i = 0; i < 100; ++i) {
+        EXPECT_EQ(SendMessageW(window.handle, kSent, i, 0), static_cast<LRESULT>(i) + 1);
+      }
+      done->Set();
+    });
+    EXPECT_TRUE(done->Wait());
+    other.join();
+  }
   EXPECT_EQ(postedSeen, 0) << "a posted message was handed out inside the wait";
 }
 

@@ -69,7 +69,7 @@ bool TAlarm::TNative::WaitCoarse(std::int64_t left) const noexcept {
 // Steps of the system's tick: what is lost is precision.
 bool TAlarm::TNative::WaitLooking(std::int64_t left) noexcept {
   if (flag.exchange(false)) return true;
-  Sleep(std::min(static_cast<DWORD>(std::min(left / kMs, kNear)) + 1, kLookMs));
+  Sleep(static_cast<DWORD>(std::min<std::int64_t>(left / kMs + 1, kLookMs)));
   return flag.exchange(false);
 }
 

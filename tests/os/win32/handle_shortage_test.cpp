@@ -1,0 +1,93 @@
+// Events, alarms and threads when the system has no handles to give.
+#include "os/win32/HandleShortage.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+
+#include "platform/os/Alarm.h"
+#include "platform/os/Clock.h"
+#include "platform/os/Event.h"
+#include "platform/os/Socket.h"
+#include "platform/os/Thread.h"
+#include "support/TcpPeer.h"
+
+namespace {
+
+using Dova::Os::MonotonicNs;
+using Dova::Os::TAlarm;
+using Dova::Os::TEvent;
+using Dova::Os::TThread;
+using namespace TestSupport;
+
+TEST(HandleShortage, AnEventKeepsItsPromises) {
+  const auto there = MadeWithout<TEvent>(kEvents);
+  const auto back = MadeWithout<TEvent>(kEvents);
+  const auto began = MonotonicNs();
+  EXPECT_FALSE(there->Wait(30));
+  EXPECT_GE(MonotonicNs() - began, 30'000'000);
+  there->Set();
+  there->Set();
+  EXPECT_TRUE(there->Wait());
+  EXPECT_FALSE(there->Wait(0)) << "sets add up";
+  TThread other;
+  ASSERT_TRUE(other.Start("echo", [&] {
+    for (int i = 0; i < 10; ++i) {
+      there->Wait();
+      back->Set();
+    }
+  }));
+  for (int i = 0; i < 10; ++i) {
+    there->Set();
+    EXPECT_TRUE(back->Wait());
+  }
+  EXPECT_TRUE(other.Join());
+}
+
+TEST(HandleShortage, AnAlarmKeepsItsPromises) {
+  for (const unsigned kinds : {kEvents + kTimers, kEvents + 0, kTimers + 0}) {
+    const auto alarm = MadeWithout<TAlarm>(kinds);
+    for (const std::int64_t ns : {1LL, 300'000LL, 7'000'000LL, 80'000'000LL}) {
+      const auto due = MonotonicNs() + ns;
+      alarm->WaitUntil(due);
+      EXPECT_GE(MonotonicNs(), due);
+    }
+    for (const std::int64_t ahead : {TAlarm::kNever, MonotonicNs() + 3'600'000'000'000}) {
+      alarm->Wake();
+      alarm->WaitUntil(ahead);
+      TThread other;
+      ASSERT_TRUE(other.Start("waker", [&] { alarm->Wake(); }));
+      alarm->WaitUntil(ahead);
+      EXPECT_TRUE(other.Join());
+    }
+  }
+}
+
+TEST(HandleShortage, AThreadIsRefusedAndMayBeAskedForAgain) {
+  TThread thread;
+  const auto runs = std::make_shared<std::atomic<int>>(0);
+  const auto start = [&] { return thread.Start("worker", [runs] { ++*runs; }); };
+  {
+    const TRefusing refusing(kEvents);
+    EXPECT_FALSE(start());
+  }
+  EXPECT_EQ(runs.use_count(), 1);
+  EXPECT_TRUE(thread.Join()) << "there is nothing to wait for";
+  ASSERT_TRUE(start());
+  EXPECT_TRUE(thread.Join());
+  EXPECT_EQ(*runs, 1);
+}
+
+TEST(HandleShortage, ASocketSaysThatItCannotConnect) {
+  TTcpPeer peer;
+  const auto socket = MadeWithout<Dova::Os::TSocket>(kEvents);
+  std::string error;
+  EXPECT_FALSE(socket->Connect(Dova::Os::ResolveNumeric("127.0.0.1", peer.Port()),
+                               MonotonicNs() + 10'000'000'000, error));
+  EXPECT_NE(error, "");
+  socket->FinishSending();
+  socket->Abort();
+}
+
+}  // namespace
