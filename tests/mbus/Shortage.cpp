@@ -7,6 +7,7 @@ namespace TestSupport {
 
 std::atomic<bool> refuseThreads{false};
 std::atomic<Dova::Os::TEvent*> holdNextThread{nullptr};
+std::atomic<Dova::Os::TEvent*> nextThreadHeld{nullptr};
 std::atomic<Dova::Os::TEvent*> asked{nullptr};
 std::atomic<Dova::Os::TEvent*> answer{nullptr};
 

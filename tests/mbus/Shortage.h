@@ -10,8 +10,10 @@ namespace TestSupport {
 // While true the library gets no thread.
 extern std::atomic<bool> refuseThreads;
 
-// The body of the library's next thread begins when this is set. Null: at once.
+// The body of the library's next thread begins when this is set. Null: at once. That the thread is there, and
+// waits, is told by the other one, unless null.
 extern std::atomic<Dova::Os::TEvent*> holdNextThread;
+extern std::atomic<Dova::Os::TEvent*> nextThreadHeld;
 
 // Whoever asks for a thread signals the first and waits for the second before it gets the answer.
 extern std::atomic<Dova::Os::TEvent*> asked;
@@ -25,6 +27,12 @@ inline bool AskForThread() {
     while (!toWait->Wait(0)) continue;  // locks may be held here
   }
   return !refuseThreads;
+}
+
+// To be called on a thread that is held.
+inline void Hold(Dova::Os::TEvent& until) {
+  if (Dova::Os::TEvent* const toSet = nextThreadHeld.exchange(nullptr)) toSet->Set();
+  until.Wait();
 }
 
 // From the `first` allocation of the calling thread on (0: the next) all fail, for the life of the object.

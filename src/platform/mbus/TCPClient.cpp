@@ -52,10 +52,11 @@ void TCPClient::Close() {
   resolver_.Abort();
   const bool farewell = LetGo();
   WakeDrain();
-  // An event of ours is on the stack beneath: its thread waits for this call to return.
-  const bool delivering = IsDelivering();
-  if (farewell || delivering) linkThread_.Detach();
-  if (delivering && drainThread_) drainThread_->Detach();
+  // Their threads wait for this call to return: an event of ours is on the stack beneath, or the system's
+  // calls in them need the loader lock.
+  const bool waitedFor = IsDelivering() || Os::HoldsLoaderLock();
+  if (farewell || waitedFor) linkThread_.Detach();
+  if (waitedFor && drainThread_) drainThread_->Detach();
   linkThread_.Join();
   if (drainThread_) drainThread_->Join();
 }

@@ -187,11 +187,13 @@ void TThreadTimerQueue::OnLastGone(TLock& lock) noexcept {
   Os::TThread left = std::exchange(left_, {});
   leader_.reset();
   SetLacksThread(false);
+  const bool unloading = Os::HoldsLoaderLock();
+  if (unloading) left.Detach();
   for (const TWorkerRef& worker : workers) {
     worker->retired = true;
     // It is inside an expiry that has destroyed its timer, perhaps this one. That code may wait for what our
     // caller holds, so it is left to end by itself.
-    if (worker->busy) worker->thread.Detach();
+    if (worker->busy || unloading) worker->thread.Detach();
   }
   lock.unlock();
   for (const TWorkerRef& worker : workers) worker->alarm.Wake();

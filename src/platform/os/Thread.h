@@ -19,7 +19,7 @@ bool ProcessIsExiting() noexcept;
 // loading or unloading of a DLL, whose lock every beginning and ending takes).
 bool HoldsLoaderLock() noexcept;
 
-// A thread of the library. While it runs it keeps the library's code loaded.
+// A thread of the library, whose code stays loaded for good once there was one.
 class TThread {
  public:
   TThread() = default;

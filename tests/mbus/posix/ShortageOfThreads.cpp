@@ -19,7 +19,7 @@ struct THeld {
 
 void* RunHeld(void* held) {
   const std::unique_ptr<THeld> owned(static_cast<THeld*>(held));
-  owned->until->Wait();
+  TestSupport::Hold(*owned->until);
   return owned->body(owned->argument);
 }
 

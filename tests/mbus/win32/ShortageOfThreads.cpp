@@ -22,7 +22,7 @@ struct THeld {
 
 DWORD WINAPI RunHeld(void* held) {
   const THeld* const start = static_cast<THeld*>(held);
-  start->until->Wait();
+  TestSupport::Hold(*start->until);
   return start->body(start->argument);  // does not return
 }
 

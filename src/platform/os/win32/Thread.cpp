@@ -22,18 +22,26 @@ TFunction FindFunction(const wchar_t* module, const char* name) noexcept {
   return reinterpret_cast<TFunction>(reinterpret_cast<void*>(GetProcAddress(handle, name)));
 }
 
+// Looked for when the library is loaded: it takes the loader lock, whose holder may later be waiting for the
+// thread that asks.
+const auto setThreadDescription =
+    FindFunction<HRESULT(WINAPI*)(HANDLE, PCWSTR)>(L"kernel32.dll", "SetThreadDescription");
+const auto processBlock = FindFunction<const char*(NTAPI*)()>(L"ntdll.dll", "RtlGetCurrentPeb");
+const auto shutdownInProgress = FindFunction<BOOLEAN(NTAPI*)()>(L"ntdll.dll", "RtlDllShutdownInProgress");
+
 void NameThisThread(const wchar_t* name) noexcept {
-  using TSetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
-  const auto set = FindFunction<TSetDescription>(L"kernel32.dll", "SetThreadDescription");
-  if (set != nullptr) set(GetCurrentThread(), name);
+  if (setThreadDescription != nullptr) setThreadDescription(GetCurrentThread(), name);
 }
 
-// The module that holds this code, with one reference more; null on failure.
-HMODULE PinThisModule() noexcept {
+// For good: to give it back with the last thread's end, each start would have to take the loader lock, and
+// threads are started under locks that its holder may be waiting for. For the same reason without a guard.
+void PinThisModule() noexcept {
+  static constinit std::atomic<bool> pinned{false};
+  if (pinned) return;
   HMODULE module = nullptr;
   const auto here = reinterpret_cast<LPCWSTR>(reinterpret_cast<void*>(&PinThisModule));
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, here, &module);
-  return module;
+  constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN;
+  if (GetModuleHandleExW(kFlags, here, &module)) pinned = true;
 }
 
 constexpr int kExitMs = 1000;
@@ -44,7 +52,6 @@ struct TThread::TNative {
   struct TStart {
     std::wstring name;
     std::function<void()> body;
-    HMODULE module;
     std::shared_ptr<TNative> native;
   };
   class TEnd;
@@ -82,7 +89,6 @@ class TThread::TNative::TEnd {
   TStart& start_;
 };
 
-// Apart from Run, so that everything here is destroyed before the thread leaves without unwinding.
 void TThread::TNative::RunBody(TStart* start) {
   const std::unique_ptr<TStart> owned(start);
   if (owned->native->taken.exchange(true)) return;
@@ -97,10 +103,7 @@ bool TThread::TNative::Create(TStart* start) noexcept {
 }
 
 DWORD WINAPI TThread::TNative::Run(void* start) {
-  const HMODULE module = static_cast<TStart*>(start)->module;
   RunBody(static_cast<TStart*>(start));
-  // The reference may be the last one; only the system can give it back and end the thread in one step.
-  if (module != nullptr) FreeLibraryAndExitThread(module, 0);
   return 0;
 }
 
@@ -114,15 +117,11 @@ void SleepMs(unsigned ms) noexcept {
 }
 
 bool ProcessIsExiting() noexcept {
-  using TShutdownInProgress = BOOLEAN(NTAPI*)();
-  static const auto inProgress = FindFunction<TShutdownInProgress>(L"ntdll.dll", "RtlDllShutdownInProgress");
-  return inProgress != nullptr && inProgress();
+  return shutdownInProgress != nullptr && shutdownInProgress();
 }
 
 // Where the system keeps its lock is not in its headers, but has been the same in every 64-bit version.
 bool HoldsLoaderLock() noexcept {
-  using TProcessBlock = const char*(NTAPI*)();
-  static const auto processBlock = FindFunction<TProcessBlock>(L"ntdll.dll", "RtlGetCurrentPeb");
   if (processBlock == nullptr) return false;
   constexpr std::size_t kLoaderLock = 0x110;
   const auto* const lock = *reinterpret_cast<const CRITICAL_SECTION* const*>(processBlock() + kLoaderLock);
@@ -139,12 +138,10 @@ bool TThread::Start(const char* name, std::function<void()> body) noexcept try {
   if (native->ended == nullptr) return false;
   std::wstring wideName;
   for (const char* c = name; *c != '\0'; ++c) wideName.push_back(static_cast<unsigned char>(*c));
-  auto start = std::make_unique<TNative::TStart>(
-      TNative::TStart{std::move(wideName), std::move(body), PinThisModule(), native});
-  if (!native->Create(start.get())) {
-    if (start->module != nullptr) FreeLibrary(start->module);
-    return false;
-  }
+  auto start =
+      std::make_unique<TNative::TStart>(TNative::TStart{std::move(wideName), std::move(body), native});
+  PinThisModule();
+  if (!native->Create(start.get())) return false;
   start.release();  // NOLINT(bugprone-unused-return-value): the new thread deletes it
   native_ = std::move(native);
   return true;
