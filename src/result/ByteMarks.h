@@ -39,6 +39,23 @@ inline TByteMarks CopyCuttingPlainly(const char* text, char* out) {
   return marks;
 }
 
+// What a text may make, so that there is room for it in advance.
+struct TMarkCounts {
+  std::size_t values = 0;  // value separators
+  std::size_t lines = 0;
+  std::size_t marked = 0;  // lines that start with a table or fields mark: no records
+};
+
+// Adds up the bytes of a text but for the first, which only tells what starts behind it.
+inline void CountMarksPlainly(std::string_view text, TMarkCounts& counts) {
+  for (std::size_t at = 1; at < text.size(); ++at) {
+    if (text[at] == kValueEnd) ++counts.values;
+    if (text[at - 1] != kLineEnd) continue;
+    ++counts.lines;
+    if (text[at] == kTableMark || text[at] == kFieldsMark) ++counts.marked;
+  }
+}
+
 #ifdef VEKAPI_SSE2
 
 // The same.
@@ -62,33 +79,47 @@ inline TByteMarks CopyCutting(const char* text, char* out) {
   return marks;
 }
 
-// How often a byte is in a text of up to kCountedBytes: no count of a lane goes beyond its byte.
-inline constexpr std::size_t kCountedBytes = 16 * 255;
-
-inline std::size_t CountByte(std::string_view text, char byte) {
-  const __m128i wanted = _mm_set1_epi8(byte);
-  __m128i counts = _mm_setzero_si128();
-  std::size_t at = 0;
-  for (; text.size() - at >= 16; at += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
-    counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(bytes, wanted));
-  }
+inline std::size_t SumOfLanes(__m128i counts) {
   const __m128i sums = _mm_sad_epu8(counts, _mm_setzero_si128());
-  return static_cast<std::size_t>(
-      _mm_cvtsi128_si64(sums) + _mm_cvtsi128_si64(_mm_srli_si128(sums, 8)) +
-      std::count(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), byte));
+  return static_cast<std::size_t>(_mm_cvtsi128_si64(sums) + _mm_cvtsi128_si64(_mm_srli_si128(sums, 8)));
+}
+
+// The same. After so many blocks a lane's count could go beyond its byte.
+inline void CountMarks(std::string_view text, TMarkCounts& counts) {
+  constexpr std::size_t kBlock = 16;
+  constexpr std::size_t kMostBlocks = 255;
+  const __m128i nothing = _mm_setzero_si128();
+  while (text.size() > kBlock) {
+    __m128i values = nothing;
+    __m128i lines = nothing;
+    __m128i marked = nothing;
+    const std::size_t size = std::min((text.size() - 1) / kBlock, kMostBlocks) * kBlock;
+    for (const char* at = text.data(); at < text.data() + size; at += kBlock) {
+      const __m128i before = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 1));
+      const __m128i starts = _mm_cmpeq_epi8(before, _mm_set1_epi8(kLineEnd));
+      // The two marks differ in their last bit.
+      const __m128i marks = _mm_cmpeq_epi8(_mm_or_si128(bytes, _mm_set1_epi8(1)), _mm_set1_epi8(kFieldsMark));
+      values = _mm_sub_epi8(values, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(kValueEnd)));
+      lines = _mm_sub_epi8(lines, starts);
+      marked = _mm_sub_epi8(marked, _mm_and_si128(starts, marks));
+    }
+    counts.values += SumOfLanes(values);
+    counts.lines += SumOfLanes(lines);
+    counts.marked += SumOfLanes(marked);
+    text.remove_prefix(size);
+  }
+  CountMarksPlainly(text, counts);
 }
 
 #else
 
-inline constexpr std::size_t kCountedBytes = 4096;
-
-inline std::size_t CountByte(std::string_view text, char byte) {
-  return static_cast<std::size_t>(std::count(text.begin(), text.end(), byte));
-}
-
 inline TByteMarks CopyCutting(const char* text, char* out) {
   return CopyCuttingPlainly(text, out);
+}
+
+inline void CountMarks(std::string_view text, TMarkCounts& counts) {
+  CountMarksPlainly(text, counts);
 }
 
 #endif

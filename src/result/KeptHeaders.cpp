@@ -4,13 +4,6 @@
 #include <utility>
 
 namespace VekApi {
-namespace {
-
-// Beyond these a header's table may take up more memory than is worth keeping.
-constexpr std::size_t kMostBytes = 2048;
-constexpr std::uint32_t kMostColumns = 256;
-
-}  // namespace
 
 const TKeptHeader* TKeptHeaders::Use(std::string_view text, std::uint32_t tableIndex) {
   for (TKeptHeader& header : headers_) {
@@ -22,20 +15,21 @@ const TKeptHeader* TKeptHeaders::Use(std::string_view text, std::uint32_t tableI
   return nullptr;
 }
 
-void TKeptHeaders::Keep(std::string_view lines, std::uint32_t columns, std::uint32_t tableIndex) {
-  if (lines.size() > kMostBytes || columns > kMostColumns) return;
+std::uint32_t TKeptHeaders::Keep(std::string_view lines, std::unique_ptr<TMadeTable> table) {
   TKeptHeader& oldest = *std::min_element(
       headers_.begin(), headers_.end(),
       [](const TKeptHeader& one, const TKeptHeader& other) { return one.lastUse < other.lastUse; });
-  if (oldest.tableIndex != kNone) return;
-  oldest.table.reset();
   oldest.lines = lines;
-  oldest.columns = columns;
-  oldest.tableIndex = tableIndex;
+  oldest.columns = static_cast<std::uint32_t>(table->table.Fields().Count());
+  oldest.tableIndex = table->index;
   oldest.lastUse = ++uses_;
+  oldest.table = std::move(table);
+  return oldest.columns;
 }
 
 void TKeptHeaders::Give(const TResultBody& body) {
+  constexpr std::size_t kMostRuns = 256;  // of records, of which a table has a list
+  if (body.records.runs.size() > kMostRuns) return;
   for (TKeptHeader& header : headers_)
     if (header.table && header.tableIndex != kNone) body.Adopt(header.tableIndex, std::move(header.table));
 }

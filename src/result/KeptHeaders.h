@@ -29,10 +29,14 @@ class TKeptHeaders {
   // The header that `text`, where the result's next table starts, starts with; null when it is none of these.
   const TKeptHeader* Use(std::string_view text, std::uint32_t tableIndex);
 
-  // Keeps a header that is not there in place of the one that was used the longest time ago.
-  void Keep(std::string_view lines, std::uint32_t columns, std::uint32_t tableIndex);
+  // Whether a header's table is small enough to be kept.
+  static bool Takes(std::string_view lines) { return lines.size() <= kMostBytes; }
 
-  // Gives the tables that are there to the result that has been read.
+  // Keeps a header that is not there, with its table, in place of the one that was used the longest time ago.
+  // Gives the number of its columns.
+  std::uint32_t Keep(std::string_view lines, std::unique_ptr<TMadeTable> table);
+
+  // Gives the tables that are there to the result that has been read, unless its records lie in many places.
   void Give(const TResultBody& body);
 
   // Takes them back from a result that is to be cleared.
@@ -42,6 +46,8 @@ class TKeptHeaders {
   void Forget();
 
  private:
+  static constexpr std::size_t kMostBytes = 2048;
+
   std::array<TKeptHeader, kCount> headers_;
   std::uint64_t uses_ = 0;
 };

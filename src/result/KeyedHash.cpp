@@ -47,7 +47,7 @@ struct TState {
 
 }  // namespace
 
-std::uint64_t KeyedHash(std::string_view name) {
+std::uint64_t KeyedHash(std::string_view name, TWork& work) {
   static const TKey key;
   TState state{key.first ^ 0x736f6d6570736575u, key.second ^ 0x646f72616e646f6du,
                key.first ^ 0x6c7967656e657261u, key.second ^ 0x7465646279746573u};
@@ -56,10 +56,12 @@ std::uint64_t KeyedHash(std::string_view name) {
   for (; name.size() >= sizeof word; name.remove_prefix(sizeof word)) {
     std::memcpy(&word, name.data(), sizeof word);
     state.Take(word);
+    if (work.Spend(sizeof word)) return 0;
   }
-  word = 0;
-  if (!name.empty()) std::memcpy(&word, name.data(), name.size());
-  state.Take(word | length);
+  word = length;
+  for (std::size_t i = 0; i < name.size(); ++i)
+    word |= static_cast<std::uint64_t>(static_cast<unsigned char>(name[i])) << (8 * i);
+  state.Take(word);
   state.c ^= 0xFF;
   for (int i = 0; i < 3; ++i) state.Round();
   return state.a ^ state.b ^ state.c ^ state.d;

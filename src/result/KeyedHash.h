@@ -5,8 +5,11 @@
 #include <cstdint>
 #include <string_view>
 
+#include "result/TWork.h"
+
 namespace VekApi {
 
-std::uint64_t KeyedHash(std::string_view name);
+// Any number when the work stops.
+std::uint64_t KeyedHash(std::string_view name, TWork& work);
 
 }  // namespace VekApi

@@ -10,18 +10,22 @@
 
 namespace VekApi {
 
-// Where the line that `from` lies in ends: at a line end, a NUL, or with the text, where the search also ends
-// when the work stops.
-inline std::size_t LineEnd(std::string_view text, std::size_t from, TWork& work) {
+// Where one of two bytes comes first from `from` on; the text's size when none does, or the work stops.
+inline std::size_t FindEither(std::string_view text, std::size_t from, char one, char other, TWork& work) {
   while (from < text.size()) {
     const std::string_view piece = text.substr(from, TWork::kPiece);
-    const std::string_view line = piece.substr(0, piece.find(kLineEnd));
-    const std::size_t end = std::min(line.find('\0'), line.size());
+    const std::string_view before = piece.substr(0, piece.find(one));
+    const std::size_t end = std::min(before.find(other), before.size());
     if (end < piece.size()) return from + end;
     if (work.Spend(piece.size())) break;
     from += piece.size();
   }
   return text.size();
+}
+
+// Where the line that `from` lies in ends: at a line end, a NUL, or with the text.
+inline std::size_t LineEnd(std::string_view text, std::size_t from, TWork& work) {
+  return FindEither(text, from, kLineEnd, '\0', work);
 }
 
 // Where the next line starts; the text's size when a NUL or the text itself ended this one.
@@ -35,8 +39,19 @@ inline bool EndsRecords(std::string_view text, std::size_t at) {
 }
 
 // The name in front of a properties text.
-inline std::string_view NameOf(std::string_view properties) {
-  return properties.substr(0, properties.find(kPartEnd));
+inline std::string_view NameOf(std::string_view properties, TWork& work) {
+  return properties.substr(0, FindEither(properties, 0, kPartEnd, '\0', work));
+}
+
+// Whether a text starts with a name; false when the work stops.
+inline bool StartsWith(std::string_view text, std::string_view name, TWork& work) {
+  while (!name.empty()) {
+    const std::string_view piece = name.substr(0, TWork::kPiece);
+    if (!text.starts_with(piece) || work.Spend(piece.size())) return false;
+    text.remove_prefix(piece.size());
+    name.remove_prefix(piece.size());
+  }
+  return true;
 }
 
 }  // namespace VekApi

@@ -6,45 +6,51 @@
 #include "result/Lines.h"
 
 namespace VekApi {
+namespace {
+
+// The block at `at`; what lies beyond the text reads as NULs, which end it.
+TByteMarks Mark(std::string_view text, std::size_t at, char* out) {
+  const char* block = text.data() + at;
+  char last[kMarkedBytes];
+  if (text.size() - at < kMarkedBytes) {
+    std::memset(last, 0, sizeof last);
+    std::memcpy(last, block, text.size() - at);
+    block = last;
+  }
+  return CopyCutting(block, out);
+}
+
+// A value starts behind each separator, and behind each line end: the next record's first.
+std::size_t PutStarts(std::uint64_t cuts, std::size_t offset, std::uint32_t* starts) {
+  const std::size_t count = CountBits(cuts);
+  // Four at a time, some of them beside the count: how often the loop turns is easier to foresee.
+  for (std::size_t put = 0; put < count; put += 4, starts += 4)
+    for (int i = 0; i < 4; ++i, cuts &= cuts - 1)
+      starts[i] = static_cast<std::uint32_t>(offset + static_cast<std::size_t>(std::countr_zero(cuts)));
+  return count;
+}
+
+}  // namespace
 
 std::size_t TRecordCutter::Cut(std::size_t from) {
   columns_ = store_.runs.back().columns;
   recordStart_ = store_.startsCount;
   store_.starts.Data()[store_.startsCount++] = static_cast<std::uint32_t>(from);
   for (std::size_t at = from; !work_.Spend(kMarkedBytes); at += kMarkedBytes) {
-    TByteMarks marks = Mark(at, store_.copy.Data() + at);
+    TByteMarks marks = Mark(text_, at, store_.copy.Data() + at);
     const auto end = static_cast<unsigned>(std::countr_zero(marks.nuls));
     if (end < kMarkedBytes) {
       marks.cuts &= BitsBelow(end);
       marks.lines &= BitsBelow(end);
     }
     const std::size_t startsBefore = store_.startsCount;
-    PutStarts(marks.cuts, at + 1);
+    store_.startsCount += PutStarts(marks.cuts, at + 1, store_.starts.Data() + startsBefore);
     if (EndRecords(marks, at, startsBefore)) return next_;
     if (end == kMarkedBytes) continue;
     EndRecord(store_.startsCount);
     break;
   }
   return text_.size();
-}
-
-// The block at `at`; what lies beyond the text reads as NULs, which end it.
-TByteMarks TRecordCutter::Mark(std::size_t at, char* out) const {
-  if (text_.size() - at >= kMarkedBytes) return CopyCutting(text_.data() + at, out);
-  char last[kMarkedBytes] = {};
-  std::memcpy(last, text_.data() + at, text_.size() - at);
-  return CopyCutting(last, out);
-}
-
-// A value starts behind each separator, and behind each line end: the next record's first.
-void TRecordCutter::PutStarts(std::uint64_t cuts, std::size_t offset) {
-  std::uint32_t* next = store_.starts.Data() + store_.startsCount;
-  const std::size_t count = CountBits(cuts);
-  // Four at a time, some of them beside the count: how often the loop turns is easier to foresee.
-  for (std::size_t put = 0; put < count; put += 4, next += 4)
-    for (int i = 0; i < 4; ++i, cuts &= cuts - 1)
-      next[i] = static_cast<std::uint32_t>(offset + static_cast<std::size_t>(std::countr_zero(cuts)));
-  store_.startsCount += count;
 }
 
 // Ends a record at each line end of the block; true when the next line is no record.

@@ -7,6 +7,7 @@
 
 #include "result/ByteMarks.h"
 #include "result/RecordStore.h"
+#include "result/TWork.h"
 
 namespace VekApi {
 
@@ -20,8 +21,6 @@ class TRecordCutter {
   std::size_t Cut(std::size_t from);
 
  private:
-  TByteMarks Mark(std::size_t at, char* out) const;
-  void PutStarts(std::uint64_t cuts, std::size_t offset);
   bool EndRecords(const TByteMarks& marks, std::size_t at, std::size_t startsBefore);
   void EndRecord(std::size_t startsEnd);
 

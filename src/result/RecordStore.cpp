@@ -2,59 +2,21 @@
 
 #include <algorithm>
 
-#include "result/ByteMarks.h"
-
 namespace VekApi {
-namespace {
 
-// Texts up to this length get room for the worst, longer ones for what a count of their marks says.
-constexpr std::size_t kUncounted = 32 * 1024;
-
-struct TMarks {
-  std::size_t values = 0;
-  std::size_t lines = 0;
-};
-
-// How often a byte in the piece starts a line.
-std::size_t CountLineStarts(std::string_view text, std::size_t from, std::size_t to, char byte) {
-  std::size_t count = 0;
-  for (std::size_t at = from; (at = text.substr(0, to).find(byte, at)) < to; ++at)
-    if (at > 0 && text[at - 1] == kLineEnd) ++count;
-  return count;
+void TRecordStore::Prepare(std::size_t bytes, const TMarkCounts& counts) {
+  const std::size_t records = counts.lines - counts.marked;
+  copy.Need(bytes + kSlack);
+  starts.Need(counts.values + records + kSlack + 4);
+  ends.Need(Words(records + 1) + kGroupHead);
 }
 
-// Lines that are no records count as none.
-bool Count(std::string_view text, TWork& work, TMarks& marks) {
-  for (std::size_t at = 0; at < text.size(); at += kCountedBytes) {
-    const std::string_view piece = text.substr(at, kCountedBytes);
-    const std::size_t end = at + piece.size();
-    marks.values += CountByte(piece, kValueEnd);
-    marks.lines += CountByte(piece, kLineEnd);
-    marks.lines -= CountLineStarts(text, at, end, kTableMark) + CountLineStarts(text, at, end, kFieldsMark);
-    if (work.Spend(piece.size())) return false;
-  }
-  return true;
-}
-
-}  // namespace
-
-bool TRecordStore::Prepare(std::string_view text, TWork& work) {
-  Clear();
-  TMarks marks{text.size(), text.size()};
-  if (text.size() > kUncounted) {
-    marks = {};
-    if (!Count(text, work, marks)) return false;
-    marks.values += marks.lines;
-  }
-  copy.Need(text.size() + kSlack);
-  starts.Need(marks.values + kSlack + 4);
-  ends.Need(Words(marks.lines + 1) + kGroupHead);
-  return true;
-}
-
-void TRecordStore::Clear() {
+void TRecordStore::Clear(std::size_t& room) {
   runs.clear();
   startsCount = endsCount_ = groupAt_ = 0;
+  starts.Keep(room);
+  ends.Keep(room);
+  copy.Keep(room);
 }
 
 void TRecordStore::OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt) {

@@ -8,10 +8,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <string_view>
 
+#include "result/ByteMarks.h"
 #include "result/NameTable.h"
-#include "result/TWork.h"
 
 namespace VekApi {
 
@@ -21,14 +20,23 @@ class TRoom {
  public:
   TItem* Data() { return items_.get(); }
   const TItem* Data() const { return items_.get(); }
-  std::size_t Bytes() const { return count_ * sizeof(TItem); }
-
   void Need(std::size_t count) {
     if (count <= count_) return;
     items_.reset();
     count_ = 0;
     items_ = std::make_unique_for_overwrite<TItem[]>(count);
     count_ = count;
+  }
+
+  // The memory stays if `room` is enough for it, which becomes smaller by that.
+  void Keep(std::size_t& room) {
+    const std::size_t bytes = count_ * sizeof(TItem);
+    if (bytes > room) {
+      items_.reset();
+      count_ = 0;
+    } else {
+      room -= bytes;
+    }
   }
 
  private:
@@ -50,10 +58,11 @@ class TRecordStore {
   // Room that the copy needs behind the text: whole blocks are written, and a NUL.
   static constexpr std::size_t kSlack = 65;
 
-  // Forgets everything and makes room for what can be in `text`. False when the work stopped.
-  bool Prepare(std::string_view text, TWork& work);
-  void Clear();
-  std::size_t KeptBytes() const { return copy.Bytes() + starts.Bytes() + ends.Bytes(); }
+  // Makes room for a text of `bytes` with these marks, in an empty store.
+  void Prepare(std::size_t bytes, const TMarkCounts& counts);
+
+  // Forgets everything; of the memory stays what `room` is enough for, which becomes smaller by that.
+  void Clear(std::size_t& room);
 
   // Opens a run, behind the table's run `before`.
   void OpenRun(std::uint32_t before, std::uint32_t columns) { OpenRun(before, columns, startsCount); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "result/KeyedHash.h"
 #include "result/Lines.h"
 #include "result/TableRecords.h"
 
@@ -10,24 +11,24 @@ namespace VekApi {
 namespace {
 
 constexpr std::size_t kWalk = 8;  // tables whose names are compared one by one
-constexpr std::size_t kKeptBytes = 256 * 1024;
+constexpr std::size_t kKeptBytes = 16 * 1024 * 1024;
 constexpr std::size_t kKeptEntries = 1024;  // of tables and runs
 
 }  // namespace
 
 // Properties end with their line, or with the text; their name at the first pair.
-bool TResultBody::IsNamed(const TTableEntry& entry, std::string_view name) const {
+bool TResultBody::IsNamed(const TTableEntry& entry, std::string_view name, TWork& work) const {
   if (entry.nameAt == kNone) return name.empty();
   const std::string_view rest = std::string_view(text).substr(entry.nameAt);
-  if (!rest.starts_with(name)) return false;
+  if (!StartsWith(rest, name, work)) return false;
   if (rest.size() == name.size()) return true;
   const char end = rest[name.size()];
   return end == kPartEnd || end == kLineEnd || end == '\0';
 }
 
-std::uint32_t TResultBody::Find(std::string_view name) const {
-  const auto isNamed = [&](std::uint32_t index) { return IsNamed(tables[index], name); };
-  if (tables.size() > kWalk) return names_.Find(name, isNamed);
+std::uint32_t TResultBody::Find(std::string_view name, TWork& work) const {
+  const auto isNamed = [&](std::uint32_t index) { return IsNamed(tables[index], name, work); };
+  if (tables.size() > kWalk) return names_.Find(KeyedHash(name, work), isNamed);
   for (std::uint32_t i = 0; i < tables.size(); ++i)
     if (isNamed(i)) return i;
   return kNone;
@@ -37,44 +38,48 @@ std::uint32_t TResultBody::Find(std::string_view name) const {
 // the shorter ones there is room anyway.
 std::size_t TResultBody::MoreNames(std::size_t from, TWork& work) const {
   std::size_t count = 257;
-  for (std::size_t at = from; (at = text.find(kTableMark, at)) < text.size(); ++at) {
+  for (;; ++from) {
+    const std::size_t at = FindEither(text, from, kTableMark, '\0', work);
+    if (at == text.size() || text[at] == '\0' || work.Spend(at + 1 - from)) return count;
     const bool isShort = std::string_view(text).substr(at + 1, 2).find(kLineEnd) != text.npos;
-    if (at > 0 && text[at - 1] == kLineEnd && !isShort) ++count;
-    if (work.Spend(at - from + 1)) break;
-    from = at + 1;
+    if (text[at - 1] == kLineEnd && !isShort) ++count;
+    from = at;
   }
-  return count;
 }
 
 std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, std::size_t from,
                                   TWork& work) {
   const auto index = static_cast<std::uint32_t>(tables.size());
   const auto enter = [&](std::uint32_t number, std::string_view its) {
-    names_.Slot(its, [](std::uint32_t) { return false; }) = number;
+    names_.Slot(KeyedHash(its, work), [](std::uint32_t) { return false; }) = number;
   };
   if (index == kWalk) {
     names_.Reset(kWalk + MoreNames(from, work));
     for (std::uint32_t i = 0; i < index; ++i)
-      enter(i, tables[i].nameAt == kNone ? std::string_view() : NameOf(LineAt(tables[i].nameAt)));
+      enter(i, tables[i].nameAt == kNone ? std::string_view() : NameOf(LineAt(tables[i].nameAt, work), work));
   }
   tables.emplace_back(nameAt);
   if (index >= kWalk) enter(index, name);
   return index;
 }
 
-std::string_view TResultBody::LineAt(std::uint32_t at) const {
-  const std::string_view rest = std::string_view(text).substr(at);
-  const std::string_view line = rest.substr(0, rest.find(kLineEnd));
-  return line.substr(0, line.find('\0'));
+std::string_view TResultBody::LineAt(std::uint32_t at, TWork& work) const {
+  return std::string_view(text).substr(at, LineEnd(text, at, work) - at);
 }
 
 const VekTable& TResultBody::Table(std::uint32_t index) const {
+  if (const TMadeTable* made = tables[index].made.load(std::memory_order_acquire)) return made->table;
+  return Adopt(index, Make(index));
+}
+
+std::unique_ptr<TMadeTable> TResultBody::Make(std::uint32_t index) const {
   const TTableEntry& entry = tables[index];
-  if (const TMadeTable* made = entry.made.load(std::memory_order_acquire)) return made->table;
   auto made = std::make_unique<TMadeTable>();
-  if (entry.nameAt != kNone) made->table.Properties().SetProperties(std::string(LineAt(entry.nameAt)));
-  if (entry.columns > 0) made->table.Fields().SetFields(std::string(LineAt(entry.fields)));
-  return Adopt(index, std::move(made));
+  made->index = index;
+  TWork work;
+  if (entry.nameAt != kNone) made->table.Properties().SetProperties(std::string(LineAt(entry.nameAt, work)));
+  if (entry.columns > 0) made->table.Fields().SetFields(std::string(LineAt(entry.fields, work)));
+  return made;
 }
 
 const VekTable& TResultBody::Adopt(std::uint32_t index, std::unique_ptr<TMadeTable> made) const {
@@ -100,13 +105,15 @@ std::unique_ptr<TMadeTable> TResultBody::TakeMade() {
 }
 
 bool TResultBody::Clear() {
-  const bool isSmall = tables.size() <= kKeptEntries && records.runs.size() <= kKeptEntries &&
-                       records.KeptBytes() + text.capacity() + names_.KeptBytes() <= kKeptBytes;
+  const bool isSmall = tables.size() <= kKeptEntries && records.runs.size() <= kKeptEntries;
   DropMade();
   text.clear();
   workId.clear();
   tables.clear();
-  records.Clear();
+  std::size_t room = kKeptBytes;
+  records.Clear(room);
+  names_.Clear(room);
+  if (text.capacity() > room) std::string().swap(text);
   return isSmall;
 }
 

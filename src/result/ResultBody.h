@@ -13,6 +13,7 @@
 
 #include "result/NameTable.h"
 #include "result/RecordStore.h"
+#include "result/TWork.h"
 #include "vekapi/VekTable.h"
 
 namespace VekApi {
@@ -42,13 +43,16 @@ class TResultBody {
   TResultBody& operator=(const TResultBody&) = delete;
   ~TResultBody() { DropMade(); }
 
-  std::uint32_t Find(std::string_view name) const;  // kNone: no such table
+  std::uint32_t Find(std::string_view name, TWork& work) const;  // kNone: no such table
 
   // Any thread; the table lives as long as the content.
   const VekTable& Table(std::uint32_t index) const;
 
   // Adds a table, whose name is new; `from` is where the rest of the text starts.
   std::uint32_t Append(std::uint32_t nameAt, std::string_view name, std::size_t from, TWork& work);
+
+  // A table's properties and columns, without its records.
+  std::unique_ptr<TMadeTable> Make(std::uint32_t index) const;
 
   // Takes over a table that has properties and columns, and gives it its records; when another thread was
   // faster, the other's table is the one that counts.
@@ -58,7 +62,8 @@ class TResultBody {
   // there is none left.
   std::unique_ptr<TMadeTable> TakeMade();
 
-  // Forgets the content. Memory stays for the next one; false when that is much: better to drop the body.
+  // Forgets the content. Memory stays for the next one, up to a bound; false when some that cannot be given
+  // back by itself is much: better to drop the body.
   bool Clear();
 
   std::string text;
@@ -70,8 +75,8 @@ class TResultBody {
   template <class TBody>
   friend class TBodyRef;
 
-  bool IsNamed(const TTableEntry& entry, std::string_view name) const;
-  std::string_view LineAt(std::uint32_t at) const;
+  bool IsNamed(const TTableEntry& entry, std::string_view name, TWork& work) const;
+  std::string_view LineAt(std::uint32_t at, TWork& work) const;
   std::size_t MoreNames(std::size_t from, TWork& work) const;
   void DropMade() {
     while (TakeMade()) {

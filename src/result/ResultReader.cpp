@@ -1,5 +1,6 @@
 #include "result/ResultReader.h"
 
+#include "result/KeyedHash.h"
 #include "result/Lines.h"
 
 namespace VekApi {
@@ -9,28 +10,26 @@ namespace {
 std::uint32_t CountColumns(std::string_view fields, TNameTable& names, TWork& work) {
   names.Reset(TNameTable::MostNames(fields.size()));
   std::uint32_t count = 0;
-  for (std::size_t at = 0, end = 0; end != fields.npos; at = end + 1) {
-    end = fields.find(kValueEnd, at);
-    const std::string_view column = fields.substr(at, end - at);
-    const std::string_view name = NameOf(column);
-    std::uint32_t& slot = names.Slot(name, [&](std::uint32_t other) {
+  for (std::size_t at = 0;;) {
+    const std::size_t end = FindEither(fields, at, kValueEnd, '\0', work);
+    const std::string_view name = NameOf(fields.substr(at, end - at), work);
+    std::uint32_t& slot = names.Slot(KeyedHash(name, work), [&](std::uint32_t other) {
       const std::string_view rest = fields.substr(other);
-      return rest.starts_with(name) &&
+      return StartsWith(rest, name, work) &&
              (rest.size() == name.size() || rest[name.size()] == kValueEnd || rest[name.size()] == kPartEnd);
     });
     if (slot == kNone) {
       slot = static_cast<std::uint32_t>(at);
       ++count;
     }
-    if (work.Spend(column.size() + 1)) break;
+    if (end == fields.size() || work.Spend(end - at + 1)) return count;
+    at = end + 1;
   }
-  return count;
 }
 
 }  // namespace
 
 bool TResultReader::Read() {
-  if (!body_.records.Prepare(text_, work_)) return false;
   for (std::size_t at = 0; at < text_.size() && text_[at] != '\0';) {
     at = OnLine(at);
     if (work_.Stopped()) return false;
@@ -53,9 +52,9 @@ std::size_t TResultReader::OnHeader(std::size_t at) {
   const std::size_t end = LineEnd(text_, at, work_);
   const std::size_t next = NextLine(text_, end);
   work_.Spend(next - at);
-  const std::string_view name = NameOf(text_.substr(at + 1, end - at - 1));
+  const std::string_view name = NameOf(text_.substr(at + 1, end - at - 1), work_);
   newHeaderAt_ = kNone;
-  table_ = body_.Find(name);
+  table_ = body_.Find(name, work_);
   if (table_ != kNone) return next;
   table_ = body_.Append(static_cast<std::uint32_t>(at + 1), name, end, work_);
   if (table_ >= TKeptHeaders::kCount || name.empty()) return next;
@@ -72,17 +71,26 @@ std::size_t TResultReader::OnFields(std::size_t at) {
   const std::size_t end = LineEnd(text_, at, work_);
   const std::size_t next = NextLine(text_, end);
   if (table_ == kNone || Table().columns > 0) {
-    table_ = body_.Find({});
+    table_ = body_.Find({}, work_);
     if (table_ == kNone) table_ = body_.Append(kNone, {}, end, work_);
     newHeaderAt_ = kNone;
   }
   KeepBareRecords();
   Table().fields = static_cast<std::uint32_t>(at + 1);
-  Table().columns = CountColumns(text_.substr(at + 1, end - at - 1), columnNames_, work_);
-  if (newHeaderAt_ != kNone && next > end)
-    kept_.Keep(text_.substr(newHeaderAt_, next - newHeaderAt_), Table().columns, table_);
+  Table().columns = 1;  // or more
+  Table().columns = ReadColumns(end, next);
   newHeaderAt_ = kNone;
   return next;
+}
+
+// What is kept is made at once.
+std::uint32_t TResultReader::ReadColumns(std::size_t end, std::size_t next) {
+  if (newHeaderAt_ != kNone && next > end) {
+    const std::string_view lines = text_.substr(newHeaderAt_, next - newHeaderAt_);
+    if (TKeptHeaders::Takes(lines)) return kept_.Keep(lines, body_.Make(table_));
+  }
+  const std::size_t from = Table().fields;
+  return CountColumns(text_.substr(from, end - from), columnNames_, work_);
 }
 
 // The records that came before the table's first columns get a run of their own.

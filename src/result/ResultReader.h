@@ -17,7 +17,7 @@ class TResultReader {
   TResultReader(TResultBody& body, TKeptHeaders& kept, TWork& work)
       : body_(body), kept_(kept), work_(work), text_(body.text), cutter_(text_, body.records, work) {}
 
-  // Reads the body's text. False when the work stopped.
+  // Reads the text of a body whose records are prepared for it. False when the work stopped.
   bool Read();
 
  private:
@@ -27,6 +27,7 @@ class TResultReader {
   std::size_t OnRecords(std::size_t at);
   std::size_t OnBareRecords(std::size_t at);
   void KeepBareRecords();
+  std::uint32_t ReadColumns(std::size_t end, std::size_t next);
   void OpenRun(TTableEntry& table);
   TTableEntry& Table() { return body_.tables[table_]; }
 

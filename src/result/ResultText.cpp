@@ -17,62 +17,89 @@ bool IsTrail(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// How many bytes a UTF-8 character that starts with that byte has at the most.
-std::size_t MostBytes(char byte) {
-  const auto lead = static_cast<unsigned char>(byte);
-  if (lead < 0xC2 || lead > 0xF4) return 1;
-  return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-}
-
-// True where a UTF-8 text may be cut in two, and the halves read as the whole, ill-formed characters too: no
-// character that starts before may go on, or miss what follows.
-bool IsSeam(std::string_view utf8, std::size_t at) {
-  const std::size_t looked = std::min<std::size_t>(at, 3);
-  bool onlyTrails = looked == 3;
-  for (std::size_t back = 1; back <= looked; ++back) {
-    if (MostBytes(utf8[at - back]) > back) return false;
-    onlyTrails = onlyTrails && IsTrail(utf8[at - back]);
-  }
-  return onlyTrails || !IsTrail(utf8[at]);
-}
-
+// Where the first piece of a UTF-8 text ends: not in front of a byte that may belong to a character before
+// it. A fourth trail byte in a row belongs to none that is not complete.
 std::size_t PieceOf(std::string_view utf8) {
-  if (utf8.size() <= TWork::kPiece) return utf8.size();
-  std::size_t end = TWork::kPiece;
-  while (end < utf8.size() && !IsSeam(utf8, end)) ++end;
+  std::size_t end = std::min(utf8.size(), TWork::kPiece);
+  for (int i = 0; i < 3 && end < utf8.size() && IsTrail(utf8[end]); ++i) ++end;
   return end;
 }
 
-bool Convert(std::string_view utf8, std::string& text, TWork& work) {
-  if (utf8.size() <= TWork::kPiece) return Dova::Os::Utf8ToCodePage950(utf8, text);
+// The copy of a text, and what is in it.
+class TCopy {
+ public:
+  TCopy(std::string& text, TMarkCounts& counts, std::size_t mostBytes)
+      : text_(text), counts_(counts), isCounted_(mostBytes > kUncounted) {
+    text.reserve(mostBytes);
+    if (!isCounted_) counts = {0, mostBytes, 0};
+  }
+
+  // By parts that are counted while the processor has them at hand.
+  void Add(std::string_view piece) {
+    constexpr std::size_t kPart = 8 * 1024;
+    for (; !piece.empty(); piece.remove_prefix(std::min(kPart, piece.size()))) {
+      const std::size_t before = text_.size();
+      text_ += piece.substr(0, kPart);
+      if (isCounted_) CountMarks(std::string_view(text_).substr(before > 0 ? before - 1 : 0), counts_);
+    }
+  }
+
+  // All at once.
+  bool Convert(std::string_view utf8) {
+    if (!Dova::Os::Utf8ToCodePage950(utf8, text_)) return false;
+    if (isCounted_) CountMarks(text_, counts_);
+    return true;
+  }
+
+ private:
+  // Texts up to this length get room for the worst.
+  static constexpr std::size_t kUncounted = 32 * 1024;
+
+  std::string& text_;
+  TMarkCounts& counts_;
+  const bool isCounted_;
+};
+
+// At a text's end the system takes the first bytes of a character for something else than before a byte that
+// is none of it: each piece gets such bytes behind it, which are cut off its conversion.
+bool ConvertPieces(std::string_view utf8, TCopy& copy, TWork& work) {
+  constexpr std::string_view kEnd("\0\0\0", 3);
   if (utf8.size() > Dova::Os::kCodePageMaxBytes) return false;
-  text.reserve(utf8.size());
+  std::string piece;
   std::string converted;
-  while (!utf8.empty()) {
-    const std::size_t piece = PieceOf(utf8);
-    if (!Dova::Os::Utf8ToCodePage950(utf8.substr(0, piece), converted)) return false;
-    text += converted;
-    utf8.remove_prefix(piece);
-    if (work.Spend(piece)) break;
+  for (std::size_t at = 0; at < utf8.size();) {
+    const std::size_t size = PieceOf(utf8.substr(at));
+    const std::string_view end = at + size < utf8.size() ? kEnd : std::string_view();
+    (piece = utf8.substr(at, size)) += end;
+    if (!Dova::Os::Utf8ToCodePage950(piece, converted)) return false;
+    copy.Add(std::string_view(converted).substr(0, converted.size() - end.size()));
+    if (work.Spend(size)) break;
+    at += size;
   }
   return true;
 }
 
-void Copy(std::string_view from, std::string& text, TWork& work) {
-  text.reserve(from.size());
-  for (std::size_t at = 0; at < from.size() && !work.Stopped(); at += TWork::kPiece) {
-    text += from.substr(at, TWork::kPiece);
-    work.Spend(TWork::kPiece);
+bool Convert(std::string_view utf8, TCopy& copy, TWork& work) {
+  return utf8.size() <= TWork::kPiece ? copy.Convert(utf8) : ConvertPieces(utf8, copy, work);
+}
+
+void Copy(std::string_view from, TCopy& copy, TWork& work) {
+  while (!from.empty()) {
+    const std::string_view piece = from.substr(0, TWork::kPiece);
+    copy.Add(piece);
+    if (work.Spend(piece.size())) break;
+    from.remove_prefix(piece.size());
   }
 }
 
 }  // namespace
 
-bool TakeText(const TResultPacket& packet, std::string& text, TWork& work) {
+bool TakeText(const TResultPacket& packet, std::string& text, TMarkCounts& counts, TWork& work) {
   if (packet.text.size() > kMostBytes) throw std::length_error("string too long");
+  TCopy copy(text, counts, packet.text.size());
   if (!packet.isUtf8) {
-    Copy(packet.text, text, work);
-  } else if (!Convert(packet.text, text, work)) {
+    Copy(packet.text, copy, work);
+  } else if (!Convert(packet.text, copy, work)) {
     // A conversion that fails leaves the room that was made for it, which reads as no tables.
     text.assign(packet.text.size() * 2, '\0');
   }

@@ -9,7 +9,9 @@ namespace VekApi {
 class TWork {
  public:
   static constexpr std::size_t kPiece = 64 * 1024;  // bytes between two looks: far less than a millisecond
+  static inline const std::atomic<bool> kNever{false};
 
+  TWork() : TWork(kNever) {}
   explicit TWork(const std::atomic<bool>& over) : over_(over), stopped_(over) {}
 
   // True when the rest is to be left: once, and from then on.

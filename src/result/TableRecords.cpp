@@ -9,11 +9,9 @@
 namespace VekApi {
 
 VekTable::TRecords::TRecords(const TRecords& other)
-    : held_(other.body_),
-      body_(other.body_),
-      runs_(other.runs_),
-      shown_(other.shown_),
-      added_(other.added_) {}
+    : held_(other.body_), body_(other.body_), runs_(other.runs_), shown_(other.shown_) {
+  for (const auto& line : other.added_) added_.push_back(std::make_unique<const TLine>(*line));
+}
 
 void VekTable::TRecords::Show(const TResultBody& body, std::uint32_t lastRun) {
   Hide();
@@ -56,7 +54,7 @@ const char* VekTable::TRecords::Value(std::size_t row, std::size_t column) const
     return body_->records.Value(*shown.run, shown.startsEnd, row - shown.firstRow, column);
   }
   if (row >= Count()) return nullptr;
-  const TLine& line = added_[row - shown_];
+  const TLine& line = *added_[row - shown_];
   if (column >= line.columns) return nullptr;
   return column < line.starts.size() ? line.text.c_str() + line.starts[column] : "";
 }
@@ -70,7 +68,7 @@ void VekTable::TRecords::Add(std::string_view text, std::uint32_t columns) {
     if (at == text.npos) break;
     if (line.starts.size() < columns) line.text[at] = '\0';
   }
-  added_.push_back(std::move(line));
+  added_.push_back(std::make_unique<const TLine>(std::move(line)));
 }
 
 }  // namespace VekApi

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,7 +53,7 @@ class VekTable::TRecords {
   const TResultBody* body_ = nullptr;
   std::vector<TShownRun> runs_;
   std::size_t shown_ = 0;
-  std::deque<TLine> added_;
+  std::vector<std::unique_ptr<const TLine>> added_;
 };
 
 }  // namespace VekApi

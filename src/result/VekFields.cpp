@@ -1,11 +1,14 @@
 #include "vekapi/VekFields.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "result/KeyedHash.h"
 #include "result/NameTable.h"
 #include "result/TextMarks.h"
 
@@ -16,15 +19,16 @@ class VekFields::TImpl {
   // `text` has no NUL.
   explicit TImpl(std::string_view text) {
     names_.Reset(TNameTable::MostNames(text.size()));
+    columns_.reserve(std::min<std::size_t>(text.size() / 4 + 1, 64));  // what an honest server makes of it
     for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
       end = text.find(kValueEnd);
-      Add(VekProperties(std::string(text.substr(0, end))));
+      Add(text.substr(0, end));
       if (end == text.npos) return;
     }
   }
 
   const VekField* Find(std::string_view name) const {
-    const std::uint32_t found = names_.Find(name, TIsNamed{columns_, name});
+    const std::uint32_t found = names_.Find(HashOf(name), TIsNamed{columns_, name});
     return found == kNone ? nullptr : &columns_[found];
   }
 
@@ -37,14 +41,21 @@ class VekFields::TImpl {
     bool operator()(std::uint32_t index) const { return columns[index].Properties().Name() == name; }
   };
 
-  void Add(VekProperties&& properties) {
-    const std::string& name = properties.Name();
-    std::uint32_t& slot = names_.Slot(name, TIsNamed{columns_, name});
-    if (slot != kNone) return;
+  static std::uint64_t HashOf(std::string_view name) {
+    TWork work;
+    return KeyedHash(name, work);
+  }
+
+  void Add(std::string_view text) {
     const auto index = static_cast<std::uint32_t>(columns_.size());
-    columns_.push_back(VekField(static_cast<int>(index), VekProperties()));
-    columns_.back().Properties() = std::move(properties);
-    slot = index;
+    VekProperties& properties = columns_.emplace_back(static_cast<int>(index), VekProperties()).Properties();
+    properties.Read(text);
+    const std::string& name = properties.Name();
+    std::uint32_t& slot = names_.Slot(HashOf(name), TIsNamed{columns_, name});
+    if (slot == kNone)
+      slot = index;
+    else
+      columns_.pop_back();
   }
 
   // The application gets columns to read only, so none changes its name.

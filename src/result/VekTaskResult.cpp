@@ -31,7 +31,10 @@ class VekTaskResult::TImpl {
     if (!body_) body_ = TBodyRef<TResultBody>(new TResultBody);
     const TResultPacket read = ReadResultPacket(packet, endian, work);
     body_->workId = read.workId;
-    return TakeText(read, body_->text, work) && TResultReader(*body_, kept_, work).Read();
+    TMarkCounts counts;
+    if (!TakeText(read, body_->text, counts, work)) return false;
+    body_->records.Prepare(body_->text.size(), counts);
+    return TResultReader(*body_, kept_, work).Read();
   }
 
   // A body that copies hold as well is theirs from now on.
@@ -73,8 +76,7 @@ VekTaskResult::~VekTaskResult() {
 }
 
 void VekTaskResult::Parse(const char* packet, unsigned length, EVekEndian endian) {
-  static const std::atomic<bool> kNever{false};
-  Parse(packet, length, endian, kNever);
+  Parse(packet, length, endian, TWork::kNever);
 }
 
 bool VekTaskResult::Parse(const char* packet, unsigned length, EVekEndian endian,
@@ -112,7 +114,8 @@ const VekTable* VekTaskResult::Table(unsigned index) const {
 }
 
 const VekTable* VekTaskResult::Table(const std::string& name) const {
-  return TableCount() > 0 ? Table(impl_->Body()->Find(name)) : nullptr;
+  TWork work;
+  return TableCount() > 0 ? Table(impl_->Body()->Find(name, work)) : nullptr;
 }
 
 }  // namespace VekApi

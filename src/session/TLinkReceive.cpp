@@ -107,7 +107,9 @@ void TLink::OnTaskResult(const char* message, std::size_t length) {
   } else {
     client_.OnVekTaskResultEvent(*result);
   }
-  if (!Over()) spareResult_ = std::move(result);
+  if (Over()) return;
+  result->ReleaseMemory();
+  spareResult_ = std::move(result);
 }
 
 void TLink::OnSgnResult(const VekTaskResult& result) {

@@ -23,7 +23,7 @@ TEST(RecordCutter, StopsAtALineThatIsNoRecord) {
       const std::string text = "head\n" + records + results::Bytes(next);
       TRecordStore store;
       TWork work(kNever);
-      ASSERT_TRUE(store.Prepare(text, work));
+      store.Prepare(text.size(), {0, text.size(), 0});
       store.OpenRun(VekApi::kNone, 2);
       ASSERT_EQ(TRecordCutter(text, store, work).Cut(5), 5 + records.size());
       ASSERT_EQ(store.runs.back().rows, 2u);
@@ -45,6 +45,14 @@ TEST(RecordCutter, FastAndPlainMarksAgree) {
     ASSERT_EQ(a.lines, b.lines);
     ASSERT_EQ(a.nuls, b.nuls);
     ASSERT_EQ(std::string(fast, sizeof fast), std::string(plain, sizeof plain));
+    VekApi::TMarkCounts quickly;
+    VekApi::TMarkCounts slowly;
+    const std::string_view counted(text, 1 + random() % sizeof text);
+    VekApi::CountMarks(counted, quickly);
+    VekApi::CountMarksPlainly(counted, slowly);
+    ASSERT_EQ(quickly.values, slowly.values);
+    ASSERT_EQ(quickly.lines, slowly.lines);
+    ASSERT_EQ(quickly.marked, slowly.marked);
   }
 }
 

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/os/CodePage.h"
+#include "result/ResultText.h"
 #include "result/packets.h"
 
 namespace {
@@ -89,21 +91,23 @@ TEST(TaskResult, EncodingLine) {
   EXPECT_NE(ResultOf("UTF8\n" + chinese).Table("\xA4\xA4"), nullptr);
 }
 
-// Long texts are converted in pieces: whatever stands at a seam reads as in one piece.
-TEST(TaskResult, LongTextsConvertAsShortOnes) {
-  const std::vector<std::string> patterns = {"\xE4\xB8\xAD",     "\xE4\xB8",      "\xE4\xB8x", "\x80",
-                                             "\xF0\x9F\x98\x80", "\xF0\x80\x80",  "\xC3\xA9",  "\xFF",
-                                             "\xF1\xE4\xB8",     "\xE0\x80\x80z", "plain"};
-  for (const std::string& pattern : patterns) {
-    const std::string unit = pattern + pattern + "\n";
-    const std::string converted = ResultOf("UTF8\n" + unit).OrigResult();
-    std::string text;
+// Long texts are converted in pieces: whatever stands at a seam reads as in one piece, and giving up is
+// looked at behind each.
+TEST(TaskResult, LongTextsConvertAsInOnePiece) {
+  const std::atomic<bool> over{true};
+  for (const std::string pattern :
+       {"\xE4\xB8\xAD", "\xE4\xB8", "\xE4", "\xE4\xB8x", "\x80", "\xF0\x9F\x98\x80", "\xF0\x80\x80",
+        "\xC3\xA9", "\xFF", "\xF1\xE4\xB8", "\xF1", "\xE0\x80\x80z", "\xE4\n\xF1\x80\x80\n"}) {
+    std::string utf8 = "\x02T\n";
+    while (utf8.size() < 200000) utf8 += pattern;
     std::string expected;
-    while (text.size() < 200000) {
-      text += unit;
-      expected += converted;
-    }
-    ASSERT_TRUE(ResultOf("UTF8\n" + text).OrigResult() == expected) << pattern;
+    ASSERT_TRUE(Dova::Os::Utf8ToCodePage950(utf8, expected));
+    ASSERT_TRUE(ResultOf("UTF8\n" + utf8).OrigResult() == expected) << pattern;
+    std::string text;
+    VekApi::TMarkCounts counts;
+    VekApi::TWork work(over);
+    EXPECT_FALSE(VekApi::TakeText({"", utf8, true}, text, counts, work));
+    EXPECT_LT(text.size(), VekApi::TWork::kPiece + 4) << pattern;
   }
 }
 
