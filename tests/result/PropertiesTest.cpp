@@ -2,50 +2,40 @@
 
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "vekapi/VekProperties.h"
+#include "result/packets.h"
 
 namespace {
 
+using results::Bytes;
+using results::Visible;
 using VekApi::VekProperties;
 
 struct TCase {
-  std::string text;
+  const char* text;
   std::string name;
   std::string pairText;
 };
 
 TEST(Properties, ReadsTexts) {
-  const std::vector<TCase> cases = {
+  const TCase kCases[] = {
       {"", "", ""},
       {"abc", "abc", ""},
-      {"T\x04"
-       "k=1\x04"
-       "k=2",
-       "T", "\x01k=1"},
-      {"T\x04k=a=b", "T", "\x01k=a=b"},
-      {"T\x04noequals", "T", ""},
-      {"N\x04"
-       "abc\x04k=v",
-       "N",
-       "\x01"
-       "abc\x04k=v"},  // a key reaches over separators to its "="
-      {"T\x04z=1\x04"
-       "a=2\x04",
-       "T",
-       "\x01z=1\x01"
-       "a=2"},
-      {"T\x04=v", "T", "\x01=v"},
-      {"T\x04k=", "T", "\x01k="},
-      {"\x04k=v", "", "\x01k=v"},
-      {std::string("T\x04k=v\0w\x04l=w", 11), "T", "\x01k=v"},  // ends at a NUL
+      {"T;k=1;k=2", "T", "|k=1"},
+      {"T;k=a=b", "T", "|k=a=b"},
+      {"T;noequals", "T", ""},
+      {"N;abc;k=v", "N", "|abc\x04k=v"},  // a key reaches over separators to its "="
+      {"T;z=1;a=2;", "T", "|z=1|a=2"},
+      {"T;=v", "T", "|=v"},
+      {"T;k=", "T", "|k="},
+      {";k=v", "", "|k=v"},
+      {"T;k=v~w;l=w", "T", "|k=v"},
   };
-  for (const TCase& c : cases) {
-    const VekProperties properties(c.text);
+  for (const TCase& c : kCases) {
+    const VekProperties properties(Bytes(c.text));
     EXPECT_EQ(properties.Name(), c.name) << c.text;
-    EXPECT_EQ(properties.ToDispString(), c.pairText) << c.text;
-    EXPECT_EQ(properties.ToString(), c.name + c.pairText) << c.text;
+    EXPECT_EQ(Visible(properties.ToDispString()), c.pairText) << c.text;
+    EXPECT_EQ(Visible(properties.ToString()), c.name + c.pairText) << c.text;
   }
 }
 
@@ -61,11 +51,11 @@ TEST(Properties, DescriptionFallsBackToDisplayTextThenName) {
 }
 
 TEST(Properties, FirstValueOfAKeyHolds) {
-  VekProperties properties("A\x04k=1");
-  properties.SetProperties("B\x04k=2\x04l=3");
+  VekProperties properties(Bytes("A;k=1"));
+  properties.SetProperties(Bytes("B;k=2;l=3"));
   EXPECT_FALSE(properties.Add("l", "4"));
   EXPECT_EQ(properties.Name(), "B");
-  EXPECT_EQ(properties.ToDispString(), "\x01k=1\x01l=3");
+  EXPECT_EQ(Visible(properties.ToDispString()), "|k=1|l=3");
   EXPECT_EQ(*properties.Get("k"), "1");
   EXPECT_EQ(properties.Get("K"), nullptr);
 }
@@ -79,7 +69,7 @@ TEST(Properties, AddTakesAnyBytes) {
 }
 
 TEST(Properties, ValuesStayWherePointersSawThem) {
-  VekProperties properties("T\x04m=middle");
+  VekProperties properties(Bytes("T;m=middle"));
   const std::string* const middle = properties.Get("m");
   for (int i = 0; i < 1000; ++i) properties.Add(std::to_string(i), "x");
   EXPECT_EQ(properties.Get("m"), middle);
@@ -87,7 +77,7 @@ TEST(Properties, ValuesStayWherePointersSawThem) {
 }
 
 TEST(Properties, CopiesAreIndependentAndMovesLeaveNothing) {
-  VekProperties original("Original\x04k=a value that is long enough to need memory of its own");
+  VekProperties original(Bytes("Original;k=a value that is long enough to need memory of its own"));
   VekProperties copy = original;
   copy.Add("l", "2");
   copy.Name("Copy");

@@ -1,6 +1,7 @@
 // Result packets as a server makes them.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -51,20 +52,27 @@ inline VekApi::VekTaskResult ResultOf(const std::string& text) {
   return result;
 }
 
+inline std::string Visible(std::string text) {
+  std::replace(text.begin(), text.end(), '\x01', '|');
+  return text;
+}
+
 // Everything in a result, in a form that can be compared and read: [table](column)/value,value, with | for
 // 0x01.
+inline std::string Describe(const VekApi::VekFields& fields) {
+  std::string text;
+  for (int i = 0; i < fields.Count(); ++i) text += "(" + fields.Field(i)->Properties().ToString() + ")";
+  return Visible(text);
+}
+
 inline std::string Describe(const VekApi::VekTable& table) {
-  std::string text = "[" + table.Properties().ToString() + "]";
-  for (int i = 0; i < table.Fields().Count(); ++i)
-    text += "(" + table.Fields().Field(i)->Properties().ToString() + ")";
+  std::string text = "[" + table.Properties().ToString() + "]" + Describe(table.Fields());
   for (int row = 0; row < table.RecordsCount(); ++row) {
     text += '/';
     for (int column = 0; const char* value = table.RecordField(row, column); ++column)
       (text += column ? "," : "") += value;
   }
-  for (char& c : text)
-    if (c == '\x01') c = '|';
-  return text;
+  return Visible(text);
 }
 
 inline std::string Describe(const VekApi::VekTaskResult& result) {
