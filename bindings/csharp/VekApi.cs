@@ -1,8 +1,8 @@
 // The flat functions of VekApi for C#, through P/Invoke: the files of this directory, to be added to a project. x64 only.
 // "vekapi" is vekapi.dll on Windows, libvekapi.so on Linux.
 //
-// VekApi.Declarations.cs has the functions as they are (class Vek), VekObjects.cs classes that look after delegates,
-// exceptions and the end of the program: derive from VekClient, override the events of interest.
+// VekApi.Declarations.cs has the functions as they are (class Vek), VekObjects.cs and VekOwned.cs classes that look
+// after delegates, exceptions and the end of the program: derive from VekClient, override the events of interest.
 //
 // Who calls CVekClient_Create himself: the library keeps the addresses of the delegates in the callback table, which the
 // garbage collector does not see; keep the table, as a field of a living object, until the client is deleted. No

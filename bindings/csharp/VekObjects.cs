@@ -1,117 +1,10 @@
 // Clients, gates and senders as objects: they keep their delegates alive, let no exception into the library, and are
 // closed when the program ends while they live. An exception in an event is written to standard error and dropped.
-//
-// A program may end inside an event. With Mono no other thread may then be waiting for that event, in Connect, Disconnect
-// or Dispose: Mono waits for that thread.
 using System;
-using System.Collections.Generic;
 using System.Runtime.InteropServices;
-using System.Threading;
 
 namespace VekApi
 {
-    // Lives until Dispose, also when nobody refers to it any more; objects may be disposed in any order, inside events
-    // too, but not while another thread calls functions on the same object.
-    public abstract class VekOwned : IDisposable
-    {
-        private const int PatienceMs = 2000;  // at the program's end, for events that run on other threads
-        private static readonly HashSet<VekOwned> alive = new HashSet<VekOwned>();  // its lock guards what follows
-        private static bool ending;
-        private bool deleted;
-        private readonly List<Thread> inside = new List<Thread>();  // an event, or a call that begins a session
-
-        static VekOwned()
-        {
-            AppDomain.CurrentDomain.ProcessExit += (sender, e) => End();
-            AppDomain.CurrentDomain.UnhandledException += (sender, e) => { if (e.IsTerminating) End(); };
-        }
-
-        protected VekOwned()
-        {
-            lock (alive) alive.Add(this);
-        }
-
-        // Deletes the object; no event comes afterwards. A second call does nothing.
-        public void Dispose()
-        {
-            lock (alive)
-            {
-                if (deleted) return;
-                deleted = true;
-            }
-            Delete();
-            lock (alive) alive.Remove(this);  // not before: events may run until then, with the delegates of this
-        }
-
-        protected abstract void Delete();
-
-        // At the program's end, when other threads may still call functions on it.
-        protected virtual void Quieten() { Delete(); }
-
-        protected void Event(Action action)
-        {
-            Begin(() =>
-            {
-                try { action(); }
-                catch (Exception e) { Console.Error.WriteLine(e); }
-                return true;
-            });
-        }
-
-        // False, with nothing done, when the program is ending.
-        protected bool Begin(Func<bool> action)
-        {
-            if (!Enter()) return false;
-            try { return action(); }
-            finally { Leave(); }
-        }
-
-        protected IntPtr Made(IntPtr handle)
-        {
-            if (handle != IntPtr.Zero) return handle;
-            lock (alive) alive.Remove(this);
-            throw new OutOfMemoryException("no memory, or no window, for a " + GetType().Name);
-        }
-
-        private bool Enter()
-        {
-            lock (alive)
-            {
-                if (ending) return false;
-                inside.Add(Thread.CurrentThread);
-                return true;
-            }
-        }
-
-        private void Leave()
-        {
-            lock (alive)
-            {
-                inside.Remove(Thread.CurrentThread);
-                Monitor.PulseAll(alive);
-            }
-        }
-
-        // No event may be about to come when the runtime goes. What is inside an event that does not return is left
-        // to the end of the process.
-        private static void End()
-        {
-            List<VekOwned> quiet = new List<VekOwned>();
-            lock (alive)
-            {
-                if (ending) return;
-                ending = true;
-                DateTime until = DateTime.UtcNow.AddMilliseconds(PatienceMs);
-                Func<VekOwned, bool> elsewhere = o => o.inside.Exists(t => t != Thread.CurrentThread);
-                while (new List<VekOwned>(alive).Exists(o => elsewhere(o)) && DateTime.UtcNow < until)
-                    Monitor.Wait(alive, 100);
-                foreach (VekOwned owned in alive)
-                    if (!owned.deleted && !elsewhere(owned)) quiet.Add(owned);
-            }
-            foreach (VekOwned owned in quiet) owned.Quieten();
-        }
-    }
-
     // One session with an order-routing server. Events come on threads of the library, or, with onMessageLoop, on the
     // thread that made the client, in its message loop (Windows Forms, WPF). The other functions of Vek take Handle.
     public abstract class VekClient : VekOwned
@@ -119,7 +12,7 @@ namespace VekApi
         public CVekClient Handle;
         private readonly CVekClientCallbacks callbacks;  // keeps the delegates alive
 
-        protected VekClient(bool onMessageLoop = false)
+        protected VekClient(bool onMessageLoop = false) : base(onMessageLoop)
         {
             callbacks = Callbacks();
             CVekClientCallbacks table = callbacks;
@@ -138,25 +31,29 @@ namespace VekApi
         protected virtual void OnReport(string report) {}
         protected virtual void OnDestroy() {}
 
-        public int State { get { return Vek.CVekClient_State(ref Handle); } }
-        public bool Connected { get { return Vek.CVekClient_IsSessionConnected(ref Handle); } }
+        public int State { get { return Call(() => Vek.CVekClient_State(ref Handle)); } }
+        public bool Connected { get { return Call(() => Vek.CVekClient_IsSessionConnected(ref Handle)); } }
+
+        // For OnReady: lent until it returns.
         public CVekTaskResult SignOnResult { get { return Vek.CVekClient_SgnResult(ref Handle); } }
 
         // True when a session was begun; OnConnect tells how it goes on.
         public bool Connect(string setting, string apName, string apVersion, string id1, string id2, string password)
         {
-            return Begin(() => Vek.CVekClient_Connect(
+            return Begin(() => Call(() => Vek.CVekClient_Connect(
                 ref Handle, VekText.Put(setting), VekText.Put(apName), VekText.Put(apVersion), VekText.Put(id1),
-                VekText.Put(id2), VekText.Put(password)));
+                VekText.Put(id2), VekText.Put(password))));
         }
 
-        public void Disconnect() { Vek.CVekClient_Disconnect(ref Handle); }
+        public void Disconnect() { Call(() => Vek.CVekClient_Disconnect(ref Handle)); }
 
         // Code 128: a query; false also when the server's rate is used up.
         public bool Send(int code, string request)
         {
             byte[] buffer = VekText.Request(request);
-            return Vek.CVekClient_SendVekRequest(ref Handle, code, buffer, (uint)buffer.Length);
+            if (!Hold()) return false;
+            try { return Vek.CVekClient_SendVekRequest(ref Handle, code, buffer, (uint)buffer.Length); }
+            finally { LetGo(); }
         }
 
         protected override void Delete() { Vek.CVekClient_Delete(ref Handle); }
@@ -194,13 +91,15 @@ namespace VekApi
         }
     }
 
-    // Calls OnFree when a request may go again, after Vek.CVekFlowCtrl_StartCheckTimer(ref gate.Handle).
+    // Tells when a request may go. OnFree is called when it may again, after CallWhenFree; on the thread that made the gate,
+    // in its message loop; or else inside functions on the gate and on the library's timer thread, where it must not connect,
+    // disconnect or dispose a client, nor end the program.
     public abstract class VekGate : VekOwned
     {
         public CVekFlowCtrl Handle;
         private readonly CVekFlowCtrlCallbacks callbacks;
 
-        protected VekGate(bool onMessageLoop = false)
+        protected VekGate(bool onMessageLoop = false) : base(onMessageLoop)
         {
             callbacks.OnVekFlowCtrlFree = (ref CVekFlowCtrl gate, IntPtr user) => Event(OnFree);
             CVekFlowCtrlCallbacks table = callbacks;
@@ -210,6 +109,21 @@ namespace VekApi
         }
 
         protected abstract void OnFree();
+
+        // So many within so many milliseconds; with either below 1, everything may go.
+        public void SetRate(int count, int ms) { Call(() => Vek.CVekFlowCtrl_SetFlowCtrl(ref Handle, count, ms)); }
+
+        // True when a request may go now; it counts as sent.
+        public bool Take()
+        {
+            if (!Hold()) return false;
+            try { return Vek.CVekFlowCtrl_CheckFlowCtrl(ref Handle) == 0; }
+            finally { LetGo(); }
+        }
+
+        public void Acknowledged(uint count) { Call(() => Vek.CVekFlowCtrl_SetAckTime(ref Handle, count)); }
+        public void CallWhenFree() { Call(() => Vek.CVekFlowCtrl_StartCheckTimer(ref Handle)); }
+
         protected override void Delete() { Vek.CVekFlowCtrl_Delete(ref Handle); }
         protected override void Quieten() { Vek.CVekFlowCtrl_Clear(ref Handle); }
     }
@@ -219,26 +133,27 @@ namespace VekApi
     {
         public CVekFlowCtrlSender Handle;
 
-        public VekSender(VekClient client)
+        public VekSender(VekClient client) : base(false)
         {
-            Handle = Vek.CVekFlowCtrlSender_Create(ref client.Handle);
+            client.Call(() => Handle = Vek.CVekFlowCtrlSender_Create(ref client.Handle));
             Made(Handle.Object);
         }
 
-        public void SetRate(int count, int ms) { Vek.CVekFlowCtrlSender_SetFlowCtrl(ref Handle, count, ms); }
-        public uint Pending { get { return Vek.CVekFlowCtrlSender_PendingCount(ref Handle); } }
+        public void SetRate(int count, int ms) { Call(() => Vek.CVekFlowCtrlSender_SetFlowCtrl(ref Handle, count, ms)); }
+        public uint Pending { get { return Call(() => Vek.CVekFlowCtrlSender_PendingCount(ref Handle)); } }
 
         // With what VekClient.OnAck brought: now the sender knows what it may send next.
-        public void Ack(int code, IntPtr text) { Vek.CVekFlowCtrlSender_AckParser(ref Handle, code, text); }
+        public void Ack(int code, IntPtr text) { Call(() => Vek.CVekFlowCtrlSender_AckParser(ref Handle, code, text)); }
 
         // One request of two lines; false when it is held.
         public bool Send(string request)
         {
             byte[] buffer = VekText.Request(request);
-            return Vek.CVekFlowCtrlSender_SendVekRequest(ref Handle, buffer, (uint)buffer.Length);
+            if (!Hold()) return false;
+            try { return Vek.CVekFlowCtrlSender_SendVekRequest(ref Handle, buffer, (uint)buffer.Length); }
+            finally { LetGo(); }
         }
 
         protected override void Delete() { Vek.CVekFlowCtrlSender_Delete(ref Handle); }
-        protected override void Quieten() {}
     }
 }

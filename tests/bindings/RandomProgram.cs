@@ -47,14 +47,23 @@ internal sealed class Session : VekClient
     public void Order() { Sender.Send("o new\nprod=TXF side=B qty=2 price=MKT"); }
 }
 
+internal sealed class Gate : VekGate
+{
+    protected override void OnFree()
+    {
+        if (Take()) Acknowledged(1);
+    }
+}
+
 internal static class RandomProgram
 {
     private const int Steps = 300;
     public static string Ending;
     private static string server;
     private static readonly ManualResetEventSlim busy = new ManualResetEventSlim();
-    // Objects that any thread may use: they are never disposed. Others belong to one thread.
+    // Objects that any thread may use, and dispose meanwhile. Others belong to one thread.
     private static readonly List<Session> shared = new List<Session>();
+    private static readonly Gate gate = new Gate();  // never disposed
 
     public static void SayBusy()
     {
@@ -87,6 +96,29 @@ internal static class RandomProgram
         Connect(session);
     }
 
+    private static void Replace(Random dice)
+    {
+        Session session = new Session(dice), before;
+        lock (shared)
+        {
+            int index = dice.Next(shared.Count);
+            before = shared[index];
+            shared[index] = session;
+        }
+        Connect(session);
+        Exclusively(before, s => s.Dispose());
+        before.Sender.Dispose();
+    }
+
+    // It runs OnFree on the timer thread.
+    private static void Wait(VekGate closed)
+    {
+        closed.SetRate(1, 1);
+        closed.Take();
+        closed.Acknowledged(1);
+        closed.CallWhenFree();
+    }
+
     // A life of its own: whichever of the two goes first.
     private static void ShortLife(Random dice)
     {
@@ -102,7 +134,7 @@ internal static class RandomProgram
 
     public static void Step(Random dice)
     {
-        switch (dice.Next(11))
+        switch (dice.Next(13))
         {
             case 0: if (shared.Count < 4) Begin(dice); break;
             case 1: Connect(Any(dice)); break;
@@ -111,6 +143,8 @@ internal static class RandomProgram
             case 4: Any(dice).Sender.SetRate(dice.Next(1, 11), dice.Next(5, 25)); break;
             case 5: GC.Collect(); break;
             case 6: case 7: Any(dice).Send(Vek.cvmc_TaskResult, "q ticks rows=200"); break;
+            case 8: Wait(gate); break;
+            case 9: Replace(dice); break;
             default: Any(dice).Order(); break;
         }
     }
