@@ -1,6 +1,7 @@
 """Sessions."""
 
 import ctypes
+import queue
 import threading
 import time
 from ctypes import byref
@@ -35,7 +36,7 @@ class Client(Owned):
 
     def __init__(self, handler, on_message_loop=False):
         load()
-        self._changed, self._events, self._over, self._exit = threading.Condition(), 0, True, None
+        self._waiters, self._over, self._exit = [], True, None
         self._callbacks = self._table(handler)
         create = lib.CVekClient_Create_OnMessageLoop if on_message_loop else lib.CVekClient_Create
         super().__init__(create(byref(self._callbacks), None), threading.current_thread() if on_message_loop else None)
@@ -62,9 +63,9 @@ class Client(Owned):
             self._over = self.state < 0
 
     def _happened(self):
-        with self._changed:
-            self._events += 1
-            self._changed.notify_all()
+        # No lock: one that Ctrl-C takes from the main thread's hands would stay taken, and events wait for it.
+        for waiter in list(self._waiters):
+            waiter.put(None)
 
     def _exits(self, asked):
         self._exit = asked
@@ -78,9 +79,17 @@ class Client(Owned):
         """Waits until `until()` is true, which is asked after each event; without it, until the session has ended.
         False when the session ended before, or `timeout` seconds have gone by. sys.exit() in an event exits from
         here. Not to be called inside events. A client on a message loop gets its events here."""
+        happened = queue.SimpleQueue()
+        self._waiters.append(happened)
+        try:
+            return self._wait(happened, until, timeout)
+        finally:
+            self._waiters.remove(happened)
+
+    def _wait(self, happened, until, timeout):
         deadline = None if timeout is None else time.monotonic() + timeout
         while True:
-            seen, over = self._events, self._over or self._closed
+            over = self._over or self._closed
             if self._exit:
                 asked, self._exit = self._exit, None
                 raise asked
@@ -89,14 +98,16 @@ class Client(Owned):
             left = _SLICE if deadline is None else min(_SLICE, deadline - time.monotonic())
             if over or left <= 0:
                 return over and not until
-            self._wait_for_event(seen, left)
+            self._wait_for_event(happened, left)
 
-    def _wait_for_event(self, seen, seconds):
+    def _wait_for_event(self, happened, seconds):
         if self._thread is threading.current_thread():
             dispatch(max(1, int(seconds * 1000)))
             return
-        with self._changed:
-            self._changed.wait_for(lambda: self._events != seen, seconds)
+        try:
+            happened.get(timeout=seconds)
+        except queue.Empty:
+            pass
 
     @property
     def state(self):

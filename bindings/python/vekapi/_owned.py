@@ -6,7 +6,7 @@ import threading
 from ctypes import byref
 
 from . import _events
-from ._library import call, lib
+from ._library import call, dispatch, lib
 
 _PATIENCE = 3  # seconds, at exit, for threads that are inside events or calls
 _alive = set()
@@ -77,6 +77,16 @@ def delete_waiting():
         owned._delete_if_last()
 
 
+def _end_of_loop():
+    """The main thread waits for the others now. They may be waiting, inside calls, for what its message loop would run."""
+    here = threading.current_thread()
+    mine = lambda: [o for o in list(_alive) if o._thread is here]
+    for owned in mine():
+        owned.close()
+    while mine() and any(not (t is here or t.daemon) for t in threading.enumerate()):
+        dispatch(50)
+
+
 def _end():
     """Before the interpreter goes, nothing of the library may be about to call it. What some thread does not let go of
     is left to the end of the process."""
@@ -97,5 +107,7 @@ def _forget():
 
 
 atexit.register(_end)
+if hasattr(threading, "_register_atexit"):  # from Python 3.9 on; atexit's own turn comes when the threads have ended
+    threading._register_atexit(_end_of_loop)
 if hasattr(os, "register_at_fork"):
     os.register_at_fork(after_in_child=_forget)
