@@ -45,7 +45,14 @@ namespace VekApi
                 VekText.Put(id2), VekText.Put(password))));
         }
 
-        public void Disconnect() { Call(() => Vek.CVekClient_Disconnect(ref Handle)); }
+        public void Disconnect()
+        {
+            Begin(() => Call(() =>
+            {
+                Vek.CVekClient_Disconnect(ref Handle);
+                return true;
+            }));
+        }
 
         // Code 128: a query; false also when the server's rate is used up.
         public bool Send(int code, string request)
@@ -79,7 +86,7 @@ namespace VekApi
                     Event(() => OnAck(code, text)),
                 OnVekReportEvent = (ref CVekClient c, IntPtr u, IntPtr report) =>
                     Event(() => OnReport(VekText.Get(report))),
-                OnVekClientDestroyEvent = (ref CVekClient c, IntPtr u) => Event(OnDestroy),
+                OnVekClientDestroyEvent = (ref CVekClient c, IntPtr u) => LastEvent(OnDestroy),
             };
         }
 

@@ -38,8 +38,8 @@ namespace VekApi
             }
         }
 
-        // Deletes the object, or lets the last thread do so that is inside a function on it; no event comes afterwards. A
-        // second call does nothing.
+        // Deletes the object, or lets the last thread do so that is inside a function or an event of it; no event begins
+        // afterwards. A second call does nothing.
         public void Dispose()
         {
             if (Interlocked.Exchange(ref disposed, 1) == 0) LetGo();
@@ -75,7 +75,10 @@ namespace VekApi
         // At the program's end, when the object is left to its thread: nothing is to come of it any more.
         protected virtual void Quieten() {}
 
-        protected void Event(Action action)
+        // What an event brings is lent by the object, which lives until the event has returned.
+        protected void Event(Action action) { Call(() => LastEvent(action)); }
+
+        protected void LastEvent(Action action)
         {
             Begin(() =>
             {
@@ -159,12 +162,21 @@ namespace VekApi
 
         private void EndOne()
         {
-            if (!BelongsElsewhere()) Dispose();
+            if (!BelongsElsewhere()) DisposeInside();
             else if (Hold())
             {
                 Quieten();
                 LetGo();
             }
+        }
+
+        // The events that this thread is inside do not go on: the program ends in them.
+        private void DisposeInside()
+        {
+            int holds;
+            lock (alive) holds = inside.FindAll(t => t == Thread.CurrentThread).Count;
+            Dispose();
+            for (; holds > 0 && Volatile.Read(ref users) > 0; --holds) LetGo();
         }
 
         private static void WaitWhile(Predicate<VekOwned> any, DateTime until)

@@ -78,6 +78,7 @@ def main():
     parser.add_argument("language", choices=ENDINGS)
     parser.add_argument("command", nargs=argparse.REMAINDER)
     options = parser.parse_args()
+    signal.signal(signal.SIGINT, signal.SIG_DFL)  # shells have programs in the background ignore it, and theirs
     dice, until, runs, bad = random.Random(options.seed), time.monotonic() + options.seconds, 0, 0
     endings = {options.ending: None} if options.ending else ENDINGS[options.language]
     while not bad and (runs == 0 or time.monotonic() < until):

@@ -10,12 +10,15 @@ _quiet = threading.Condition()
 
 
 def entry(kind, owner, event, last=False):
-    """A callback of ctypes for an event of `owner`. The last event of an object comes when it is closed already."""
+    """A callback of ctypes for an event of `owner`, which is not deleted before the event has returned: what is lent to the
+    event is the owner's. The last event of an object comes when it is closed already."""
 
     def run(_handle, _user, *arguments):
         _running.setdefault(threading.get_ident(), []).append(owner)
+        held = False
         try:
-            if last or not (ending or owner._closed):
+            held = not last and owner._hold()
+            if last or held and not ending:
                 event(*arguments)
         except EXITS as asked:
             if not exit_later(asked):
@@ -23,6 +26,8 @@ def entry(kind, owner, event, last=False):
         finally:
             _leave()
             owner._happened()
+            if held:
+                owner._leave()
 
     return kind(run)
 

@@ -16,7 +16,7 @@ class Owned:
     """An object of the library; ends with close(), or as a context manager.
 
     Everything may be called on any thread, also when the object is closed: it answers as if there were nothing. After a
-    close() no event comes; while other threads are inside calls, the last of them deletes the object.
+    close() no event comes; while threads are inside calls or events, the last of them deletes the object.
     """
 
     _delete, _rank = "", 0  # the function that does it; its turn at exit
@@ -29,14 +29,18 @@ class Owned:
         _alive.add(self)
 
     def _call(self, function, *arguments):
-        with self._lock:
-            used = not self._closed
-            self._users += used
+        used = self._hold()
         try:
             return call(function, byref(self._handle if used else type(self._handle)()), *arguments)
         finally:
             if used:
                 self._leave()
+
+    def _hold(self):
+        with self._lock:
+            held = not self._closed
+            self._users += held
+        return held
 
     def _leave(self):
         with self._lock:
