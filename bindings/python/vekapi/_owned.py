@@ -25,7 +25,8 @@ class Owned:
         if not handle:
             raise MemoryError(f"a {type(self).__name__} cannot be made: no memory, no window, or its client is closed")
         self._handle, self._thread = handle, of_thread
-        self._lock, self._users, self._closed = threading.Lock(), 0, _events.ending
+        self._lock, self._closed = threading.Lock(), _events.ending
+        self._users = []  # threads, once for each call or event that they are inside
         _alive.add(self)
 
     def _call(self, function, *arguments):
@@ -39,12 +40,13 @@ class Owned:
     def _hold(self):
         with self._lock:
             held = not self._closed
-            self._users += held
+            if held:
+                self._users.append(threading.get_ident())
         return held
 
     def _leave(self):
         with self._lock:
-            self._users -= 1
+            self._users.remove(threading.get_ident())
         if self._closed:
             self._delete_if_last()
 
@@ -62,6 +64,12 @@ class Owned:
             _alive.discard(self)
         call(getattr(lib, self._delete), byref(self._handle))
         _events.quieter()
+
+    def _forget_user(self):
+        """At exit this thread is inside nothing; Ctrl-C may have kept it from saying so."""
+        here = threading.get_ident()
+        with self._lock:
+            self._users = [user for user in self._users if user != here]
 
     def _left_alone(self):
         """At exit: its message loop is that of another thread, or a thread is inside an event and does not return."""
@@ -98,6 +106,7 @@ def _end():
     for owned in sorted(list(_alive), key=lambda o: o._rank):
         if not owned._left_alone():
             owned._thread = None
+            owned._forget_user()
             owned.close()
     _events.wait_until(lambda: not any(o._closed for o in list(_alive)), _PATIENCE)
 
@@ -105,7 +114,7 @@ def _end():
 def _forget():
     """The child of a fork has none of the library's threads: its parent's objects are gone."""
     for owned in _alive:
-        owned._lock, owned._users, owned._closed = threading.Lock(), 0, True
+        owned._lock, owned._users, owned._closed = threading.Lock(), [], True
     _alive.clear()
     _events.forget()
 
