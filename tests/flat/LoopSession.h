@@ -56,10 +56,16 @@ class LoopSession : public FlatSession {
     ServeWhile([&] { link->Deliver(bytes); });
   }
 
-  // Waits until the link's thread, which has been told to deliver a result, is inside the session's context:
-  // it stays there until this thread answers.
-  void WaitUntilResultIsOnItsWay() {
-    while (Dova::TSyncScope(mes->SyncContext(), std::try_to_lock)) std::this_thread::yield();
+  // Does something once the link's thread, which delivers what begins with a result, is inside the session's
+  // context: it stays there until this thread answers.
+  template <class TBody>
+  void WithOnItsWay(const std::string& bytes, TBody body) {
+    const auto link = mes;
+    std::thread network([&] { link->Deliver(bytes); });
+    while (Dova::TSyncScope(link->SyncContext(), std::try_to_lock)) std::this_thread::yield();
+    body();
+    network.join();
+    DispatchAll();
   }
 };
 

@@ -92,12 +92,7 @@ TEST_F(LoopCalls, WhileAResultIsOnItsWay) {
       SCOPED_TRACE(std::string(act) + ", inside it " + inner);
       SignOnOnLoop();
       ActInside("result", inner);
-      const auto link = mes;
-      std::thread network([&] { link->Deliver(kResult + Message(130, "late")); });
-      WaitUntilResultIsOnItsWay();
-      Act(act);
-      network.join();
-      DispatchAll();
+      WithOnItsWay(kResult + Message(130, "late"), [&] { Act(act); });
       const Lines seen = Take();
       const auto result = std::find(seen.begin(), seen.end(), "result w");
       EXPECT_TRUE(result == seen.begin() || result == seen.end());
@@ -153,8 +148,8 @@ TEST_F(LoopCalls, EventsOfTheCallbacksOwnMakingComeBehindTheResult) {
   for (int round = 0; round < 20; ++round) {
     SignOnOnLoop();
     ActInside("report a", "disconnect");
-    DeliverFromLink(Message(130, "a") + Message(130, "b") + kResult);
-    DispatchAll();
+    Queue(Message(130, "a") + Message(130, "b"));
+    WithOnItsWay(kResult, [] { DispatchAll(); });
     Lines seen = Take();
     if (seen.size() == 4) {
       EXPECT_EQ(seen[2], "result w");
