@@ -53,7 +53,7 @@ c_under_sanitizers() {
 window_streams() {
   launch_as windows
   simulator_options=(--rate 50/250 --reports 5000)
-  with_simulator windows "${launcher[@]}" build/windows/window_c.exe --stream --until 200 --self-check
+  with_simulator windows "${launcher[@]}" build/windows/window_c.exe --stream --until 50 --self-check
 }
 
 # The declarations are those that the header gives, types included; and a change of types in the header is seen in all

@@ -154,7 +154,10 @@ static void OnClose(struct Window* window) {
 
 static void OnTimer(struct Window* window, WPARAM timer) {
   if (timer == kSendTimer) SendNext(&window->session);
-  if (timer == kRefreshTimer) ShowTables(&window->session.tables);
+  if (timer == kRefreshTimer) {
+    ShowTables(&window->session.tables);
+    ShowReports(&window->session);
+  }
   if (timer == kCheckTimer) TypeNext(window);
 }
 

@@ -2,14 +2,15 @@
 
 #include <utility>
 
+#include "platform/os/AnswerWatch.h"
 #include "session/Texts.h"
 
 namespace {
 
-// How long a result waits for a thread that hands out none of the events before it: it may be waiting for
-// this very session, in a way in which it answers what is sent and nothing else.
+// How long a result that was put off waits for its turn before it is sent again: the thread may be waiting
+// for this very session, in a way in which it answers what is sent and nothing else.
 constexpr int kPatienceMs = 50;
-// After that, how long the thread gets for everything else between one part of the events and the next.
+// Then, how long the thread gets for everything else between one part of the events and the next.
 constexpr int kPauseMs = 10;
 // How often it is asked whether anybody is there to hand the events out.
 constexpr std::uint64_t kPushesPerLook = 256;
@@ -93,16 +94,8 @@ bool TPendingEvRecs::WasPutOff(TLoan& loan) {
   return std::exchange(loan.answered, false) && !loan.over;
 }
 
-void TPendingEvRecs::WaitForTurn(TLoan& loan) {
-  const auto popped = [this] {
-    const TLock lock(mutex_);
-    return popped_;
-  };
-  const std::uint64_t before = popped();
-  const bool handedOut = handedOut_.Wait(loan.patient ? kPatienceMs : kPauseMs);
-  if (handedOut || popped() != before) return;
-  const TLock lock(mutex_);
-  loan.patient = false;
+void TPendingEvRecs::WaitForTurn(const TLoan& loan) {
+  handedOut_.Wait(loan.patience > 0 ? kPatienceMs : kPauseMs);
 }
 
 // ---- the window's thread ----
@@ -143,9 +136,16 @@ TLoan* TPendingEvRecs::Answer(const Dova::Os::TMessage& message) {
   return nullptr;
 }
 
-bool TPendingEvRecs::PutOff(const TLoan& loan) {
+bool TPendingEvRecs::PutOff(TLoan& loan) {
   const TLock lock(mutex_);
-  return loan.patient && popped_ < loan.behind;
+  if (popped_ == loan.behind || loan.patience <= 0) return false;
+  if (std::exchange(loan.seen, popped_) != popped_) {
+    loan.patience = kPatience;
+  } else {
+    // In a wait of ours nothing else than sent messages will come before its end.
+    loan.patience -= Dova::Os::TAnswerScope::IsAnswering() ? kPatience : 1;
+  }
+  return loan.patience > 0;
 }
 
 void TPendingEvRecs::SetOver(TLoan& loan) {

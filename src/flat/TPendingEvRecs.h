@@ -48,8 +48,9 @@ struct TLoan {
   Dstl::wise_ref<Dova::TSyncContext> context;
   std::uintptr_t lender;
   VekApi::EVekClientState state;
-  bool patient;  // the events before it may come first in messages of their own
+  int patience;  // while there is some, the events before it come first in messages of their own
   std::uint64_t behind = 0;
+  std::uint64_t seen = UINT64_MAX;  // how many had been handed out when it was put off
   TSessionViewRef view{};
   bool answered = false;  // by the window's thread: delivered, or put off
   bool over = false;      // nobody will deliver it any more, or once more
@@ -60,6 +61,9 @@ struct TLoan {
 // Outlives the loop while a thread waits for its answer.
 class TPendingEvRecs {
  public:
+  // How often a result is put off by a thread that hands out nothing meanwhile.
+  static constexpr int kPatience = 4;
+
   // The first event of a row posts `code` to the window.
   TPendingEvRecs(Dova::Os::TWindowRef window, unsigned code);
 
@@ -80,9 +84,8 @@ class TPendingEvRecs {
   void Remove(TLoan& loan);
   // Whether it was put off; otherwise it is over, or nobody is there.
   bool WasPutOff(TLoan& loan);
-  // Until the events before it have been handed out, or none has been for a while; then it is patient no
-  // more.
-  void WaitForTurn(TLoan& loan);
+  // Until the events before it have been handed out, or for a while.
+  void WaitForTurn(const TLoan& loan);
 
   // ---- the window's thread ----
 
@@ -93,8 +96,9 @@ class TPendingEvRecs {
 
   // The result that was sent with a message; null for a message that no thread of ours is sending.
   TLoan* Answer(const Dova::Os::TMessage& message);
-  // Whether events wait that come before it, and it can wait for them.
-  bool PutOff(const TLoan& loan);
+  // Whether events wait that come before it, and it can wait for them. It is patient no more with a thread
+  // that keeps answering and hands out none of them.
+  bool PutOff(TLoan& loan);
   void SetOver(TLoan& loan);
 
  private:

@@ -146,7 +146,8 @@ void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message) {
   const std::shared_ptr<TPendingEvRecs> pending = pending_;
   const Dova::Os::TWindowRef window = window_;
   const std::uintptr_t me = Dova::Os::CurrentThreadToken();
-  TLoan loan{message, VekApi::ContextOf(client_->Client()), me, client_->Client().State(), me != thread_};
+  TLoan loan{message, VekApi::ContextOf(client_->Client()), me, client_->Client().State(),
+             me != thread_ ? TPendingEvRecs::kPatience : 0};
   if (!pending->Add(loan)) return;
   // Also when a runtime ends this thread in the middle.
   struct TAdded {

@@ -92,11 +92,25 @@ static void OnAck(CVekClient* client, void* user, int msgCode, const char* ackTe
   Log(user, "ack", ackText);
 }
 
+/* There may be thousands a second. Windows that change as often would leave no time for anything else; a
+   timer shows what has come. */
 static void OnReport(CVekClient* client, void* user, const char* reportText) {
   struct WindowSession* const session = user;
   (void)client;
-  Log(session, "report", reportText);
-  ++session->reports;
+  snprintf(session->latest[session->reports++ % kLatest], kReportRoom, "%s", reportText);
+}
+
+void ShowReports(struct WindowSession* session) {
+  if (session->reportsShown == session->reports) return;
+  SendMessageW(session->log, WM_SETREDRAW, FALSE, 0); /* once for all of them */
+  if (session->reports - session->reportsShown > kLatest) {
+    session->reportsShown = session->reports - kLatest;
+    Log(session, "report", "... more than fit in here ...");
+  }
+  for (; session->reportsShown != session->reports; ++session->reportsShown)
+    Log(session, "report", session->latest[session->reportsShown % kLatest]);
+  SendMessageW(session->log, WM_SETREDRAW, TRUE, 0);
+  InvalidateRect(session->log, NULL, FALSE);
   NumbersChanged(session);
 }
 

@@ -4,6 +4,8 @@
 
 #include "TablesView.h"
 
+enum { kLatest = 40, kReportRoom = 160 };
+
 /* Must live until the client is deleted: it is the callbacks' user pointer. Callbacks and everything else run
    on the window's thread, so there are no locks. */
 struct WindowSession {
@@ -14,12 +16,14 @@ struct WindowSession {
   CVekClient client;
   int lastState; /* in the last connect event */
   unsigned results, tableCount, reports;
-  unsigned until;    /* 0: for ever */
-  bool unfinished;   /* more results are wanted, however many have come */
-  bool stream;       /* query after query */
-  unsigned requests; /* work ids that were given */
-  char wanted[512];  /* the user's query, while it waits to be sent */
-  char awaited[16];  /* work id of the stream's query that is not answered yet */
+  unsigned reportsShown;             /* of the reports, those that the log has, or had to leave out */
+  char latest[kLatest][kReportRoom]; /* the last reports; number N is at N % kLatest */
+  unsigned until;                    /* 0: for ever */
+  bool unfinished;                   /* more results are wanted, however many have come */
+  bool stream;                       /* query after query */
+  unsigned requests;                 /* work ids that were given */
+  char wanted[512];                  /* the user's query, while it waits to be sent */
+  char awaited[16];                  /* work id of the stream's query that is not answered yet */
 };
 
 enum { kSendTimer = 1 }; /* of the frame: calls SendNext */
@@ -39,6 +43,9 @@ void Order(struct WindowSession* session, const char* text);
 
 /* Sends what waits to be sent, if it may go: the user's query, then the stream's next when it is its turn. */
 void SendNext(struct WindowSession* session);
+
+/* The reports since the last time: in a burst the last ones only, as more than that nobody can read. */
+void ShowReports(struct WindowSession* session);
 
 void Log(struct WindowSession* session, const char* kind, const char* text);
 

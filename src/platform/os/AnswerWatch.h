@@ -19,15 +19,13 @@ class TAnswerWatch {
 // Around the answering.
 class TAnswerScope {
  public:
-  TAnswerScope() noexcept : watch_(TAnswerWatch::Set(nullptr)) {
-    if (watch_) watch_->BeforeAnswer();
-  }
-  ~TAnswerScope() {
-    if (watch_) watch_->AfterAnswer();
-    TAnswerWatch::Set(watch_);
-  }
+  TAnswerScope() noexcept;
+  ~TAnswerScope();
   TAnswerScope(const TAnswerScope&) = delete;
   TAnswerScope& operator=(const TAnswerScope&) = delete;
+
+  // Whether the calling thread is inside one.
+  static bool IsAnswering() noexcept;
 
  private:
   TAnswerWatch* const watch_;

@@ -1,6 +1,8 @@
 // The system's own message loop and windows.
 #include <windows.h>
 
+#include <chrono>
+
 #include "flat/LoopSession.h"
 
 extern "C" void* __imp_PostMessageA;  // where the program's calls of PostMessageA go
@@ -38,6 +40,84 @@ TEST_F(LoopSession, AnOrdinaryMessageLoopServesIt) {
   EXPECT_EQ(message.wParam, 7u);
   EXPECT_GE(queued, 1);
   EXPECT_EQ(Take(), (Lines{"report a", "result w", "report end"}));
+}
+
+// Runs what waits for the thread, as programs do; false when there was nothing.
+bool RunOneMessage() {
+  MSG message;
+  if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return false;
+  DispatchMessageA(&message);
+  return true;
+}
+
+bool RunLibrarysLoop() {
+  return CVekMessageLoop_Dispatch(0) > 0;
+}
+
+HWND PlainWindow(WNDPROC procedure) {
+  const HWND window = CreateWindowA("STATIC", "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+  SetWindowLongPtrA(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(procedure));
+  return window;
+}
+
+int ticks = 0;
+
+LRESULT CALLBACK CountTicks(HWND window, UINT message, WPARAM first, LPARAM second) {
+  if (message == WM_TIMER) ++ticks;
+  return DefWindowProcA(window, message, first, second);
+}
+
+// More events than the thread can handle in seconds: a timer, which the system lets come behind everything
+// that is posted, ticks among them.
+TEST_F(LoopSession, TimersOfTheProgramTickAmongEvents) {
+  for (bool (*const run)() : {RunOneMessage, RunLibrarysLoop}) {
+    SignOnOnLoop();
+    constexpr std::size_t kEvents = 5000;
+    std::string reports;
+    for (std::size_t i = 0; i < kEvents; ++i) reports += Report(static_cast<int>(i));
+    Queue(reports);
+    onEvent = [&](CVekClient*, const std::string&) {
+      const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(500);
+      while (std::chrono::steady_clock::now() < until) continue;
+      time.AdvanceTo(time.NowNs() + 500'000);
+    };
+    const HWND window = PlainWindow(&CountTicks);
+    ticks = 0;
+    SetTimer(window, 1, 10, nullptr);
+    while (ticks < 5 && lines.size() < kEvents) run();
+    EXPECT_EQ(ticks, 5) << lines.size() << " events came before";
+    DestroyWindow(window);
+    onEvent = nullptr;
+    CVekClient_Delete(&client);
+    Take();
+  }
+}
+
+bool SentMessageWaits() {
+  return (HIWORD(GetQueueStatus(QS_SENDMESSAGE)) & QS_SENDMESSAGE) != 0;
+}
+
+LRESULT CALLBACK WorkUntilAMessageIsSent(HWND window, UINT message, WPARAM first, LPARAM second) {
+  while (message == WM_USER && !SentMessageWaits()) std::this_thread::yield();
+  return DefWindowProcA(window, message, first, second);
+}
+
+// Calls of the automation of other programs fail inside a sent message. A result that comes behind events
+// does not press a thread that is busy with something else to hand them out inside of it.
+TEST_F(LoopSession, QueuedEventsComeInPostedMessages) {
+  SignOnOnLoop();
+  Lines inSent;
+  onEvent = [&](CVekClient*, const std::string& line) {
+    if (InSendMessage()) inSent.push_back(line);
+  };
+  const HWND window = PlainWindow(&WorkUntilAMessageIsSent);
+  for (int i = 0; i < 2; ++i) PostMessageA(window, WM_USER, 0, 0);
+  Queue(Message(130, "a") + Message(130, "b"));
+  DeliverFromLink(TaskResult("w", "\x02T\n") + Message(130, "c"));
+  DispatchAll();
+  EXPECT_EQ(inSent, Lines{"result w"});
+  EXPECT_EQ(Take(), (Lines{"report a", "report b", "result w", "report c"}));
+  DestroyWindow(window);
 }
 
 HWND MessageBoxOnScreen() {

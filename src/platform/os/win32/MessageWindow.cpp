@@ -18,6 +18,7 @@ struct TMessageWindow::TNative {
   DWORD thread;
   TMessageHandler& handler;
   std::atomic<bool> deallocating{false};  // anybody can send the message that asks for it
+  unsigned goesOn = 0;                    // code that PostLast has posted; on the window's thread
 };
 
 namespace {
@@ -36,12 +37,25 @@ TMessageWindow::TNative* NativeOf(HWND window) noexcept {
 
 void Close(TMessageWindow::TNative& native);
 
-// The timer of PostLast, which the system lets come behind everything else; its number is the code.
-void TakeTimer(HWND window, UINT& message, WPARAM& first) noexcept {
-  if (message != WM_TIMER || first < WM_USER) return;
-  KillTimer(window, first);
-  message = static_cast<UINT>(first);
-  first = 0;
+// From a code to that of the message by which PostLast goes on at once.
+constexpr UINT kGoesOn = WM_APP - WM_USER;
+
+// What came from PostLast becomes the message that it was asked for. The system lets a timer, whose number is
+// the code, come behind everything else.
+void TakeLast(TMessageWindow::TNative& native, UINT& message, WPARAM& first) noexcept {
+  if (message == WM_TIMER && first >= WM_USER) {
+    KillTimer(native.handle, first);
+    message = static_cast<UINT>(first);
+    first = 0;
+  } else if (native.goesOn != 0 && message == native.goesOn + kGoesOn) {
+    message = std::exchange(native.goesOn, 0);
+  }
+}
+
+// For which a posted message would not wait. Looking on does not take away from the news that a thread's next
+// wait ends with: it is in the middle of its loop.
+bool OthersWait() noexcept {
+  return HIWORD(GetQueueStatus(QS_INPUT | QS_HOTKEY | QS_PAINT | QS_TIMER)) != 0;
 }
 
 // Neither the window nor its handler may be touched once the handler was called: it may have deallocated
@@ -54,7 +68,7 @@ LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM first, LPARAM
     Close(*native);
     return 1;
   }
-  TakeTimer(window, message, first);
+  TakeLast(*native, message, first);
   const bool sent = InSendMessage() != FALSE;
   if (!native->handler.OnMessage({message, first, static_cast<std::uintptr_t>(second)})) {
     return DefWindowProcA(window, message, first, second);
@@ -114,6 +128,12 @@ EPost TMessageWindow::Post(unsigned code) noexcept {
 }
 
 bool TMessageWindow::PostLast(unsigned code) noexcept {
+  unsigned& goesOn = native_->goesOn;
+  if (goesOn == code) return true;
+  if (goesOn == 0 && !OthersWait() && PostMessageA(native_->handle, code + kGoesOn, 0, 0) != FALSE) {
+    goesOn = code;
+    return true;
+  }
   return SetTimer(native_->handle, code, USER_TIMER_MINIMUM, nullptr) != 0;
 }
 
