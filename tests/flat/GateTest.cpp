@@ -36,16 +36,6 @@ struct FlatGate : testing::Test {
   int events = 0;
 };
 
-TEST_F(FlatGate, ConfiguresAndClears) {
-  Create(nullptr);
-  EXPECT_FALSE(CVekFlowCtrl_IsFlowCfg(&gate));
-  Fill();
-  EXPECT_TRUE(CVekFlowCtrl_IsFlowCfg(&gate));
-  CVekFlowCtrl_Clear(&gate);
-  EXPECT_FALSE(CVekFlowCtrl_IsFlowCfg(&gate));
-  EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
-}
-
 TEST_F(FlatGate, TellsWhenItIsFreeAgain) {
   Create(&FlatGate::Count);
   Fill();
@@ -57,14 +47,6 @@ TEST_F(FlatGate, TellsWhenItIsFreeAgain) {
   CVekFlowCtrl_StartCheckTimer(&gate);
   time.Advance(100);
   EXPECT_EQ(events, 2);
-}
-
-TEST_F(FlatGate, WithoutACallbackNothingIsCalled) {
-  Create(nullptr);
-  Fill();
-  CVekFlowCtrl_SetAckTime(&gate, 2);
-  time.Advance(100);
-  EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
 }
 
 TEST_F(FlatGate, WhatACallbackThrowsIsDropped) {

@@ -171,18 +171,6 @@ TEST_F(LoopSession, WhatACallbackThrowsIsDropped) {
   EXPECT_EQ(Take().size(), 4u);
 }
 
-// A thread that stays away from its loop: whatever comes is kept.
-TEST_F(LoopSession, NothingIsLostWhileTheLoopIsBusy) {
-  SignOnOnLoop();
-  constexpr std::size_t kEvents = 20'000;
-  std::thread([&] {
-    for (std::size_t i = 0; i < kEvents; ++i) mes->Deliver(Report(static_cast<int>(i)));
-  }).join();
-  DispatchUntil(kEvents);
-  const Lines seen = Take();
-  for (std::size_t i = 0; i < kEvents; ++i) ASSERT_EQ(seen[i], "report " + std::to_string(i));
-}
-
 struct NoHandler final : Dova::Os::TMessageHandler {
   bool OnMessage(const Dova::Os::TMessage&) noexcept override { return true; }
   void OnWindowGone() noexcept override {}

@@ -53,13 +53,6 @@ TEST_F(FlatSender, SetAckTimeTakesItsThirdArgument) {
   EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
 }
 
-TEST_F(FlatSender, SendsATextOfPairs) {
-  char text[] = "     w1\na\nw2\nb\nw3\nc";
-  EXPECT_EQ(CVekFlowCtrlSender_SendVekRequests(&sender, text, sizeof text - 1), 2u);
-  EXPECT_EQ(mes->TakeSent(), Message(129, "w1\na\nw2\nb"));
-  EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
-}
-
 TEST_F(FlatSender, RefusesWhatIsNoBuffer) {
   char buffer[] = "     ";
   EXPECT_FALSE(CVekFlowCtrlSender_SendVekRequest(&sender, buffer, 5));
