@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/mbus/TMesRegs.h"
+#include "platform/transport/TMesRegs.h"
 #include "support/TestMes.h"
 #include "support/Wire.h"
 #include "vekapi/VekClient.h"

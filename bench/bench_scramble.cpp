@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/mbus/TMesRegs.h"
+#include "platform/transport/TMesRegs.h"
 #include "support/Recorder.h"
 #include "support/TestMes.h"
 #include "support/Wire.h"

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ShMemPeer.h"
-#include "platform/mbus/TMesRegs.h"
+#include "platform/transport/TMesRegs.h"
 #include "shmem/Process.h"
 #include "shmem/TShMemCli.h"
 #include "support/TVirtualTimerQueue.h"

@@ -5,9 +5,9 @@
 #include <deque>
 #include <mutex>
 
-#include "platform/mbus/TFlowCtrl.h"
-#include "platform/mbus/TTimer.h"
+#include "flowctrl/TFlowCtrl.h"
 #include "platform/os/Clock.h"
+#include "platform/runtime/TTimer.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <string>
 
 #include "flat/Guard.h"
-#include "platform/mbus/Wipe.h"
+#include "platform/runtime/Wipe.h"
 #include "vekapi/VekApiC.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/mbus/TTimer.h"
 #include "platform/os/MessageWindow.h"
 #include "platform/os/Mutex.h"
+#include "platform/runtime/TTimer.h"
 
 // Posts one message to a window, and tries again every second while the system takes none.
 class TLoopPost {

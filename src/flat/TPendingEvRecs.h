@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "flat/TLoopPost.h"
-#include "platform/mbus/TSyncContext.h"
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
+#include "platform/runtime/TSyncContext.h"
 #include "vekapi/VekTaskResult.h"
 #include "vekapi/VekTypes.h"
 

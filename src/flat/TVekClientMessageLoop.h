@@ -6,8 +6,8 @@
 
 #include "flat/TPendingEvRecs.h"
 #include "flat/VekApiC_VekClient.h"
-#include "platform/mbus/TTimerQueue.h"
 #include "platform/os/MessageWindow.h"
+#include "platform/runtime/TTimerQueue.h"
 #include "vekapi/VekApiC.h"
 
 // Stands between a client and the callbacks of a caller who wants them on the thread that created the client:

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/mbus/Ref.h"
+#include "platform/runtime/Ref.h"
 
 namespace VekApi {
 

@@ -2,10 +2,10 @@
 
 #include <optional>
 
-#include "platform/mbus/Ref.h"
-#include "platform/mbus/TFlowCtrl.h"
-#include "platform/mbus/TRecursiveMutex.h"
-#include "platform/mbus/TTimer.h"
+#include "flowctrl/TFlowCtrl.h"
+#include "platform/runtime/Ref.h"
+#include "platform/runtime/TRecursiveMutex.h"
+#include "platform/runtime/TTimer.h"
 #include "vekapi/VekFlowCtrl.h"
 
 namespace VekApi {

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/mbus/Wipe.h"
+#include "platform/runtime/Wipe.h"
 #include "protocol/Packet.h"
 
 namespace VekApi {

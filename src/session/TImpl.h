@@ -5,13 +5,13 @@
 #include <mutex>
 #include <string>
 
+#include "flowctrl/TFlowCtrl.h"
 #include "flowctrl/TRequestPort.h"
-#include "platform/mbus/Ref.h"
-#include "platform/mbus/TCoreRun.h"
-#include "platform/mbus/TFlowCtrl.h"
-#include "platform/mbus/TMesBase.h"
-#include "platform/mbus/TSyncContext.h"
+#include "platform/runtime/Ref.h"
+#include "platform/runtime/TSyncContext.h"
+#include "platform/transport/TMesBase.h"
 #include "session/CipherSlot.h"
+#include "shmem/TCoreRun.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/mbus/TMesRegs.h"
+#include "platform/transport/TMesRegs.h"
 #include "protocol/ConnectRequest.h"
 #include "protocol/Packet.h"
 #include "session/Texts.h"

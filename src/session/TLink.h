@@ -4,11 +4,11 @@
 #include <memory>
 #include <string>
 
-#include "platform/mbus/Ref.h"
-#include "platform/mbus/TMesBase.h"
-#include "platform/mbus/TMesEvHandler.h"
-#include "platform/mbus/TSyncContext.h"
-#include "platform/mbus/TTimer.h"
+#include "platform/runtime/Ref.h"
+#include "platform/runtime/TSyncContext.h"
+#include "platform/runtime/TTimer.h"
+#include "platform/transport/TMesBase.h"
+#include "platform/transport/TMesEvHandler.h"
 #include "protocol/TPacketParser.h"
 #include "session/TImpl.h"
 #include "vekapi/VekClient.h"

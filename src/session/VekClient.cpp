@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "platform/mbus/Wipe.h"
+#include "platform/runtime/Wipe.h"
 #include "protocol/Packet.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/mbus/TSyncObj.h"
 #include "platform/os/Thread.h"
+#include "platform/runtime/TSyncObj.h"
 #include "shmem/TShMemCli.h"
 
 namespace Dova {

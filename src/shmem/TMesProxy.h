@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/mbus/TMesBase.h"
+#include "platform/transport/TMesBase.h"
 
 namespace Dova {
 

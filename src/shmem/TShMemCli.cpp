@@ -4,8 +4,8 @@
 #include <mutex>
 #include <new>
 
-#include "platform/mbus/TMesRegs.h"
-#include "platform/mbus/TTimerQueue.h"
+#include "platform/runtime/TTimerQueue.h"
+#include "platform/transport/TMesRegs.h"
 #include "shmem/TCliThr.h"
 
 namespace Dova {

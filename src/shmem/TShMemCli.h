@@ -6,9 +6,9 @@
 #include <new>
 #include <string>
 
-#include "platform/mbus/TMemQueue.h"
-#include "platform/mbus/TTimer.h"
 #include "platform/os/Process.h"
+#include "platform/runtime/TTimer.h"
+#include "platform/transport/TMemQueue.h"
 #include "shmem/TMesProxy.h"
 #include "shmem/TShMemChannel.h"
 

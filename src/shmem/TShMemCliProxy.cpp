@@ -1,7 +1,7 @@
 // What is said over the proxy link: the rings' name and the heartbeat.
 #include <cstring>
 
-#include "platform/mbus/TTimerQueue.h"
+#include "platform/runtime/TTimerQueue.h"
 #include "shmem/TShMemCli.h"
 
 namespace Dova {

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "platform/mbus/Wipe.h"
+#include "platform/runtime/Wipe.h"
 
 namespace Dova {
 namespace {

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "flat/FlatSession.h"
-#include "platform/mbus/TSyncContext.h"
+#include "platform/runtime/TSyncContext.h"
 
 namespace vektest {
 

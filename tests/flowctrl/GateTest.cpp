@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/mbus/TThreadTimerQueue.h"
+#include "platform/runtime/TThreadTimerQueue.h"
 #include "support/TVirtualTimerQueue.h"
 #include "vekapi/VekFlowCtrl.h"
 

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "platform/mbus/TTimerQueue.h"
+#include "platform/runtime/TTimerQueue.h"
 
 namespace TestSupport {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "platform/mbus/TMesBase.h"
-#include "platform/mbus/TMesRegs.h"
+#include "platform/transport/TMesBase.h"
+#include "platform/transport/TMesRegs.h"
 
 namespace vektest {
 

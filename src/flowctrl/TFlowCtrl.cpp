@@ -1,0 +1,90 @@
+#include "flowctrl/TFlowCtrl.h"
+
+#include <algorithm>
+
+namespace Dova {
+namespace {
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+
+}  // namespace
+
+TFlowCtrl::TFlowCtrl(bool ownMutex) noexcept : clock_(TTimerQueue::Current()), ownMutex_(ownMutex) {}
+
+void TFlowCtrl::Clear() noexcept {
+  Restart(0, 0);
+}
+
+void TFlowCtrl::SetFlowCtrl(int count, int ms) noexcept {
+  const Locker lock(*this);
+  if (count < 1 || ms < 1) Forget();
+  Configure(count, ms);
+}
+
+void TFlowCtrl::Restart(int count, int ms) noexcept {
+  const Locker lock(*this);
+  Forget();
+  Configure(count, ms);
+}
+
+void TFlowCtrl::Forget() noexcept {
+  out_ = 0;
+  cooling_.Clear();
+}
+
+void TFlowCtrl::Configure(int count, int ms) noexcept {
+  const bool configured = count >= 1 && ms >= 1;
+  if (configured) cooling_.Reserve(count, ms * kNsPerMs);
+  count_.store(configured ? count : 0, std::memory_order_release);
+}
+
+unsigned TFlowCtrl::SetAckTime(unsigned n) noexcept {
+  if (!IsActive()) return 0;
+  const Locker lock(*this);
+  const std::int64_t acknowledged = std::min<std::int64_t>(n, out_);
+  if (acknowledged == 0) return 0;
+  out_ -= acknowledged;
+  const std::int64_t now = clock_.NowNs();
+  cooling_.FreeUntil(now);
+  cooling_.Add(now, acknowledged);
+  return static_cast<unsigned>(acknowledged);
+}
+
+int TFlowCtrl::CheckFlowCtrlWaitAck() noexcept {
+  if (!IsActive()) return 0;
+  const Locker lock(*this);
+  return CheckFlowCtrl_AfLock(fcf_WaitAck);
+}
+
+unsigned TFlowCtrl::CheckFlowCtrl(bool waitAck) noexcept {
+  if (!IsActive()) return 0;
+  const Locker lock(*this);
+  const int answer = CheckFlowCtrl_AfLock(waitAck ? fcf_WaitAck : fcf_NoAck);
+  return answer < 0 ? 1U : static_cast<unsigned>(answer);
+}
+
+int TFlowCtrl::CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept {
+  // A Clear may have come while this thread waited for the lock.
+  const int count = count_.load(std::memory_order_relaxed);
+  if (count == 0) return 0;
+  // The clock is asked only when it matters.
+  if (flag != fcf_WaitAck || out_ + cooling_.Slots() >= count) {
+    const std::int64_t now = clock_.NowNs();
+    cooling_.FreeUntil(now);
+    if (out_ + cooling_.Slots() >= count) return WaitMs(now);
+    if (flag == fcf_NoAck) cooling_.Add(now, 1);
+  }
+  if (flag == fcf_WaitAck) ++out_;
+  return 0;
+}
+
+// The time until a slot is free, in milliseconds that do not end early; negative when none is cooling that
+// would help.
+int TFlowCtrl::WaitMs(std::int64_t now) const noexcept {
+  // More than one has to become free only after the count was lowered.
+  const std::int64_t missing = out_ + cooling_.Slots() - count_.load(std::memory_order_relaxed) + 1;
+  const std::int64_t freeAt = cooling_.FreeAt(missing);
+  return freeAt < 0 ? -1 : static_cast<int>((freeAt - now + kNsPerMs - 1) / kNsPerMs);
+}
+
+}  // namespace Dova

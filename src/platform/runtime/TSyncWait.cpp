@@ -1,0 +1,124 @@
+#include "platform/runtime/TSyncWait.h"
+
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "platform/os/Mutex.h"
+#include "platform/os/Process.h"
+#include "platform/os/Thread.h"
+#include "platform/runtime/TSyncContext.h"
+
+namespace Dova {
+namespace {
+
+// How often a sleeping thread looks whether the one that it waits for was killed by the end of the process.
+constexpr int kExitCheckMs = 200;
+
+}  // namespace
+
+// Every wait of the process. What the answers rest on: a thread that sleeps keeps its places, so if the chain
+// of sleeping threads ends at the one who asks, nothing in the chain can move.
+struct TSyncWait::TList {
+  Os::TMutex mutex;  // taken before a context's
+  TSyncWait* first = nullptr;
+
+  static TList instance;
+  static TList& Of() noexcept { return instance; }
+
+  // The threads that a forked child would find in the list are not there, and one of them may have held the
+  // mutex.
+  static const Os::TForkedChildStep forgetParent;
+
+  void Add(TSyncWait& wait) noexcept {
+    wait.nextListed_ = std::exchange(first, &wait);
+    wait.listed_ = true;
+  }
+
+  void Remove(TSyncWait& wait) noexcept {
+    if (!std::exchange(wait.listed_, false)) return;
+    TSyncWait** at = &first;
+    while (*at && *at != &wait) at = &(*at)->nextListed_;
+    if (*at) *at = wait.nextListed_;  // not there: it was listed in the process that this one was forked from
+  }
+
+  // The wait that a thread sleeps in; null when it is awake.
+  TSyncWait* Sleeping(std::uintptr_t thread) const noexcept {
+    TSyncWait* wait = first;
+    while (wait && (wait->thread_ != thread || wait->answering_)) wait = wait->nextListed_;
+    return wait;
+  }
+};
+
+// Needs no destruction: clients may outlive the destruction of statics.
+constinit TSyncWait::TList TSyncWait::TList::instance;
+const Os::TForkedChildStep TSyncWait::TList::forgetParent([]() noexcept { ::new (&instance) TList; });
+
+TSyncWait::~TSyncWait() {
+  TList& list = TList::Of();
+  std::unique_lock lock(list.mutex);
+  // Awake or not: while somebody is in this thread's place, this thread is not.
+  while (lent_ != 0 && !Os::ProcessIsExiting() && !context_.IsInherited()) {
+    lock.unlock();
+    Sleep();
+    lock.lock();
+  }
+  list.Remove(*this);
+}
+
+bool TSyncWait::Sleep() noexcept {
+  TAnswerWatch* const outer = TAnswerWatch::Set(this);
+  const bool woken = event_.Wait(kExitCheckMs);
+  TAnswerWatch::Set(outer);
+  return woken;
+}
+
+void TSyncWait::BeforeAnswer() noexcept {
+  const std::lock_guard lock(TList::Of().mutex);
+  answering_ = true;
+}
+
+// What was answered may have left this thread closing a circle: it looks again.
+void TSyncWait::AfterAnswer() noexcept {
+  const std::lock_guard lock(TList::Of().mutex);
+  answering_ = false;
+  Wake();
+}
+
+TSyncWait* TSyncWait::TakePlace(unsigned& depth) noexcept {
+  TList& list = TList::Of();
+  const std::lock_guard lock(list.mutex);
+  const std::uintptr_t owner = context_.Owner();
+  TSyncWait* const holder = owner == thread_ ? nullptr : list.Sleeping(owner);
+  if (holder && holder->EndsAt(thread_)) {
+    list.Remove(*this);
+    depth = context_.PassOn(thread_, 1);
+    ++holder->lent_;
+    return holder;
+  }
+  if (!listed_) list.Add(*this);
+  return nullptr;
+}
+
+// With the list's mutex held. A wait whose context has come to its own thread is over.
+bool TSyncWait::EndsAt(std::uintptr_t thread) const noexcept {
+  const TList& list = TList::Of();
+  for (const TSyncWait* wait = this; wait; wait = list.Sleeping(wait->context_.Owner())) {
+    const std::uintptr_t owner = wait->context_.Owner();
+    if (owner == thread) return true;
+    if (owner == wait->thread_) return false;
+  }
+  return false;
+}
+
+void TSyncWait::GiveBack(TSyncContext& context, unsigned depth) noexcept {
+  {
+    const std::lock_guard lock(TList::Of().mutex);
+    context.PassOn(thread_, depth);
+    if (--lent_ == 0) Wake();
+  }
+  // The thread may want in further up its stack, from what it answered meanwhile: it is inside again.
+  context.Kick();
+}
+
+}  // namespace Dova

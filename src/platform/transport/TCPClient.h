@@ -1,0 +1,99 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "platform/os/Event.h"
+#include "platform/os/Process.h"
+#include "platform/os/Socket.h"
+#include "platform/os/Thread.h"
+#include "platform/transport/TCPSetting.h"
+#include "platform/transport/TMemQueue.h"
+#include "platform/transport/TMesBase.h"
+#include "platform/transport/TResolver.h"
+
+namespace Dova {
+
+// Messenger kind "TCPClient" (parameters: TTCPSetting).
+//
+// One thread resolves, connects, sleeps in the system's receive call, and raises the events: no hop lies
+// between the bytes and the handler. Sends go to the system on the caller's thread. What it does not take at
+// once is queued and drained by a second thread, which exists from the first time that happens: a thread
+// asleep in the receive call cannot also wait for room, and waking it for every send would cost everybody
+// what only a stalled link needs.
+//
+// Whoever finds that the link is over calls End; the link thread tells, once, with the first reason. The
+// socket is gone as soon as those who work on it have left it, whoever holds the messenger. Closing a link
+// that is up gives the peer up to two seconds to take what was sent (TFarewells); the link thread outlives
+// Close for as long as that takes.
+class TCPClient : public TMesBase {
+ public:
+  TCPClient();
+
+  bool SettingApply(const std::string& setting) override;
+  int LinkTimeoutMs() const override;
+  std::size_t MaxMessageBytes() const override { return setting_.maxMessageBytes; }
+  bool Open() override;
+  void Close() override;
+  int Send(const char* bytes, int length) override;
+  int Recv(char* buffer, int size) override;
+  char* RecvInPlace(int& count) override;
+  std::size_t SendQueueBytes() const override { return setting_.sendQueueBytes; }
+  int TakeSpinUs() override { return std::exchange(setting_.spinUs, 0); }
+
+ private:
+  enum class EState { Idle, Connecting, Linked, Failed, Broken, Closed };
+  using TLock = std::lock_guard<Os::TMutex>;
+  using TSocketRef = std::shared_ptr<Os::TSocket>;
+
+  ~TCPClient() override = default;
+
+  void RunLink(TSocketRef socket);
+  void Work(Os::TSocket& socket);
+  bool Connect(Os::TSocket& socket);
+  bool Greet();
+  void Receive(Os::TSocket& socket);
+  std::ptrdiff_t ReceiveSome(Os::TSocket& socket);
+  std::ptrdiff_t Poll(Os::TSocket& socket);
+  void TellEnd();
+
+  bool SendOrQueue(const TLock& lock, const char* bytes, std::size_t size);
+  void Queue(const TLock& lock, const char* bytes, std::size_t size);
+  void WakeDrain();
+  void RunDrain();
+  bool Drain();
+  bool SendQueued(const TLock& lock);
+
+  void End(std::string reason) noexcept;
+  void End(const TLock&, std::string reason) noexcept;
+  bool LetGo();
+  bool Is(EState state);
+  std::string Address() const { return setting_.host + ":" + std::to_string(setting_.port); }
+  std::string SystemReason() const noexcept;
+
+  // In a forked child: the threads, and whoever held a lock, are the parent's.
+  bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
+
+  const unsigned generation_ = Os::ProcessGeneration();
+  TTCPSetting setting_;
+  TResolver resolver_;
+  Os::TThread linkThread_;
+  Os::TEvent drainWanted_;
+  std::atomic<bool> queuedMore_{false};  // cancels the drain thread's wait to raise OnMesSendEmpty
+
+  std::unique_ptr<char[]> received_;  // the link thread's, as are the two numbers
+  int receivedAt_ = 0;
+  int receivedCount_ = 0;
+
+  TMemQueue queue_;  // its lock also guards what follows, and orders the sends
+  EState state_ = EState::Idle;
+  TSocketRef socket_;   // while connecting and linked
+  std::string reason_;  // why it failed or broke
+  std::optional<Os::TThread> drainThread_;
+};
+
+}  // namespace Dova

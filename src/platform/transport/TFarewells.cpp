@@ -1,0 +1,91 @@
+#include "platform/transport/TFarewells.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "platform/os/Clock.h"
+#include "platform/os/Event.h"
+#include "platform/os/Mutex.h"
+#include "platform/os/Thread.h"
+#include "platform/runtime/PerProcess.h"
+
+namespace Dova {
+namespace {
+
+struct TFarewell {
+  std::weak_ptr<Os::TSocket> socket;
+  std::int64_t dueNs;
+};
+
+struct TList {
+  Os::TMutex mutex;
+  Os::TEvent changed;
+  std::vector<TFarewell> farewells;  // the earliest first
+  bool watched = false;              // the thread exists
+};
+
+// Takes out what needs no watching any more, because it is gone or because its time is up.
+void CutDue(TList& list, const std::unique_lock<Os::TMutex>&) {
+  const std::int64_t now = Os::MonotonicNs();
+  std::erase_if(list.farewells, [&](const TFarewell& each) {
+    const auto socket = each.socket.lock();
+    if (socket && each.dueNs <= now) socket->Reset();
+    return !socket || each.dueNs <= now;
+  });
+}
+
+int MsUntil(std::int64_t dueNs) {
+  return std::max(0, static_cast<int>((dueNs - Os::MonotonicNs() + 999'999) / 1'000'000));
+}
+
+void Watch(TList& list) noexcept {
+  std::unique_lock lock(list.mutex);
+  for (CutDue(list, lock); !list.farewells.empty(); CutDue(list, lock)) {
+    const std::int64_t dueNs = list.farewells.front().dueNs;
+    lock.unlock();
+    list.changed.Wait(MsUntil(dueNs));
+    lock.lock();
+  }
+  list.watched = false;
+}
+
+bool Add(const std::shared_ptr<Os::TSocket>& socket) {
+  TList& list = PerProcess<TList>();
+  std::unique_lock lock(list.mutex);
+  CutDue(list, lock);
+  if (list.farewells.size() >= TFarewells::kMost) return false;
+  list.farewells.reserve(TFarewells::kMost);
+  if (!list.watched) list.watched = Os::TThread().Start("vek-farewell", [&list] { Watch(list); });
+  if (!list.watched) return false;
+  list.farewells.push_back({socket, Os::MonotonicNs() + std::int64_t{TFarewells::kLongestMs} * 1'000'000});
+  return true;
+}
+
+}  // namespace
+
+bool TFarewells::Begin(std::shared_ptr<Os::TSocket> socket) noexcept {
+  bool watched = false;
+  try {
+    watched = Add(socket);
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): the same as no thread
+  }
+  if (!watched) {
+    socket->Reset();
+    return false;
+  }
+  socket->FinishSending();
+  // The link thread may be done with it before this one, and has then looked too early.
+  socket.reset();
+  Look();
+  return true;
+}
+
+void TFarewells::Look() {
+  TList& list = PerProcess<TList>();
+  const std::lock_guard lock(list.mutex);
+  list.changed.Set();
+}
+
+}  // namespace Dova

@@ -1,0 +1,65 @@
+#include "shmem/TCoreRun.h"
+
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "platform/os/Mutex.h"
+#include "platform/runtime/TThreadTimerQueue.h"
+#include "shmem/TMbusIniter.h"
+
+namespace Dova {
+namespace {
+
+// Neither is ever destroyed: clients may outlive the destruction of statics.
+constinit Os::TMutex coreMutex;
+constinit TCoreRun* theCore = nullptr;  // guarded by coreMutex
+
+// The child of a fork has no core thread, and nobody there can give the mutex back.
+const Os::TForkedChildStep forgetParent([]() noexcept {
+  ::new (&coreMutex) Os::TMutex;
+  theCore = nullptr;
+});
+
+}  // namespace
+
+TCoreRun& TCoreRun::Acquire() {
+  TCoreRun& core = TakeReference();
+  core.Start();
+  return core;
+}
+
+TCoreRun& TCoreRun::TakeReference() {
+  const std::lock_guard lock(coreMutex);
+  if (!theCore) theCore = new TCoreRun;
+  theCore->add_ref(lock);
+  return *theCore;
+}
+
+TCoreRun* TCoreRun::DropReference() {
+  const std::lock_guard lock(coreMutex);
+  if (!theCore || !theCore->drop_ref(lock)) return nullptr;
+  return std::exchange(theCore, nullptr);
+}
+
+bool TCoreRun::Release() {
+  if (Os::ProcessIsExiting()) return false;
+  TCoreRun* const last = DropReference();
+  if (!last) return false;
+  last->Stop(true);
+  // One that the system has not let end in time still uses the object.
+  if (last->State() == rs_Stopped) delete last;
+  return true;
+}
+
+void TCoreRun::Run() {
+  const TMbusIniter initer;
+  TThread::Run();
+}
+
+void TCoreRun::Execute() {
+  const TThreadTimerQueue::THelper helper(loop_);
+  loop_.Run(&TThreadTimerQueue::AskForThread);
+}
+
+}  // namespace Dova

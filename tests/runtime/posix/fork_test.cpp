@@ -1,0 +1,165 @@
+// What a forked child finds of the runtime, and threads that are ended from outside.
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "platform/os/Alarm.h"
+#include "platform/os/Process.h"
+#include "platform/runtime/TThreadTimerQueue.h"
+#include "platform/runtime/TTimer.h"
+#include "shmem/TCoreRun.h"
+
+namespace {
+
+using namespace Dova;
+
+constexpr int kPatienceMs = 60'000;
+
+struct TAlarmClock {
+  explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
+  void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
+  bool Rings() { return rang_.Wait(kPatienceMs); }
+
+ private:
+  void OnTimer() {
+    if (onExpiry_) onExpiry_();
+    rang_.Set();
+  }
+
+  const std::function<void()> onExpiry_;
+  Os::TEvent rang_;
+  TTimer<TAlarmClock> timer_{ots_OneShot, *this};
+};
+
+// The child's exit code; a child that hangs is ended by its own alarm and answers -1.
+int RunInChild(const std::function<int()>& body) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    std::exit(body());
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// What a static client has; goes in the exit handlers, of the children and of this process.
+struct TStatics {
+  std::unique_ptr<TCoreRunRef> core;
+  std::unique_ptr<TAlarmClock> clock;
+} statics;
+
+struct TForkTest : testing::Test {
+  TForkTest() {
+    statics.core = std::make_unique<TCoreRunRef>();
+    statics.clock = std::make_unique<TAlarmClock>();
+    statics.clock->Start(1'000'000);
+  }
+  void SetUp() override {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "ThreadSanitizer takes the child's first thread for one of the parent's and ends it";
+#endif
+  }
+  ~TForkTest() override {
+    statics = {};
+  }
+};
+
+int UseAll() {
+  if (Os::ProcessGeneration() != 1) return 1;
+  if (TThreadTimerQueue::Instance().ThreadCount() != 0) return 2;
+  statics.clock->Start(0);  // nothing comes of it
+  TAlarmClock fresh;
+  fresh.Start(1);
+  if (!fresh.Rings()) return 3;
+  const TCoreRunRef core;
+  if (TCoreRun::Acquire().State() != TThread::rs_Running) return 4;
+  if (TCoreRun::Release()) return 5;
+  return 0;
+}
+
+TEST_F(TForkTest, AChildBeginsAnewAndLeavesWithStatics) {
+  EXPECT_EQ(RunInChild(UseAll), 0);
+  EXPECT_EQ(RunInChild([] {
+              statics = {};
+              if (TCoreRun::Release()) return 6;
+              return RunInChild([] { return Os::ProcessGeneration() == 2 ? 0 : 7; });
+            }),
+            0);
+}
+
+// Forks hit every state that locks and threads can be in.
+TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
+  std::atomic<bool> stop{false};
+  std::thread busy([&] {
+    TAlarmClock clock;
+    while (!stop) {
+      TAlarmClock other;
+      other.Start(0);
+      clock.Start(0);
+      const TCoreRunRef core;
+    }
+  });
+  for (int round = 0; round < 30; ++round) EXPECT_EQ(RunInChild(UseAll), 0) << round;
+  stop = true;
+  busy.join();
+}
+
+TEST_F(TForkTest, InheritedThreadsAreLetGoOf) {
+  Os::TEvent go;
+  auto thread = std::make_unique<Os::TThread>();
+  ASSERT_TRUE(thread->Start("inherited", [&] { go.Wait(); }));
+  EXPECT_EQ(RunInChild([&] {
+              Os::TThread taken = std::move(*thread);
+              const bool ended = taken.Join();
+              thread.reset();
+              return ended ? 0 : 1;
+            }),
+            0);
+  go.Set();
+  EXPECT_TRUE(thread->Join());
+}
+
+TEST_F(TForkTest, AnExpiryMayFork) {
+  int code = -1;
+  {
+    TAlarmClock clock([&] { code = RunInChild(UseAll); });
+    clock.Start(0);
+    EXPECT_TRUE(clock.Rings());
+  }
+  EXPECT_EQ(code, 0);
+}
+
+// As an interpreter does with threads that call into it when it has gone.
+TEST(ForcedUnwind, AnExpiryThatEndsItsThreadHoldsUpNothing) {
+  for (int round = 0; round < 20; ++round) {
+    Os::TEvent entered;
+    TAlarmClock ended([&] {
+      entered.Set();
+      pthread_exit(nullptr);
+    });
+    TAlarmClock other;
+    ended.Start(0);
+    EXPECT_TRUE(entered.Wait(kPatienceMs));
+    if (round % 2 == 0) ended.Start(0);
+    other.Start(1);
+    EXPECT_TRUE(other.Rings());
+  }
+  while (TThreadTimerQueue::Instance().ThreadCount() != 0) std::this_thread::yield();
+}
+
+TEST(ForcedUnwind, AThreadThatIsEndedIsJoined) {
+  Os::TThread thread;
+  ASSERT_TRUE(thread.Start("ended", [] { pthread_exit(nullptr); }));
+  EXPECT_TRUE(thread.Join());
+}
+
+}  // namespace

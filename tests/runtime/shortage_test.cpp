@@ -1,0 +1,218 @@
+// Threads and memory that cannot be had when they are wanted.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "flowctrl/TFlowCtrl.h"
+#include "platform/os/Alarm.h"
+#include "platform/os/MessageWindow.h"
+#include "platform/runtime/TThreadTimerQueue.h"
+#include "platform/runtime/TTimer.h"
+#include "runtime/Shortage.h"
+#include "shmem/TCoreRun.h"
+#include "support/TVirtualTimerQueue.h"
+
+namespace {
+
+using namespace Dova;
+using TestSupport::refuseThreads;
+using TestSupport::TNoMemory;
+
+constexpr int kPatienceMs = 60'000;
+
+struct TAlarmClock {
+  explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
+  void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
+  bool Rings() { return rang_.Wait(kPatienceMs); }
+
+ private:
+  void OnTimer() {
+    if (onExpiry_) onExpiry_();
+    rang_.Set();
+  }
+
+  const std::function<void()> onExpiry_;
+  Os::TEvent rang_;
+  TTimer<TAlarmClock> timer_{ots_OneShot, *this};
+};
+
+TEST(Shortage, ARefusedTimerThreadIsAskedForAtEveryChance) {
+  const struct {
+    const char* name;
+    bool withCore;
+    std::function<void(TAlarmClock&)> chance;
+  } chances[] = {{"another start, to a later time", false, [](TAlarmClock& clock) { clock.Start(5); }},
+                 {"another timer's start", false, [](TAlarmClock&) { TAlarmClock().Start(1'000'000); }},
+                 {"a new timer", false, [](TAlarmClock&) { TAlarmClock(); }},
+                 {"the core thread's round", true, [](TAlarmClock&) {}}};
+  for (const auto& [name, withCore, chance] : chances) {
+    std::unique_ptr<TCoreRunRef> core;
+    if (withCore) core = std::make_unique<TCoreRunRef>();
+    TAlarmClock clock;
+    refuseThreads = true;
+    clock.Start(0);
+    refuseThreads = false;
+    chance(clock);
+    EXPECT_TRUE(clock.Rings()) << name;
+  }
+  EXPECT_EQ(TThreadTimerQueue::Instance().ThreadCount(), 0u);
+}
+
+TEST(Shortage, ASlowExpiryThatGotNoSuccessorDelaysNobodyForLong) {
+  const TCoreRunRef core;
+  TAlarmClock quick;
+  TAlarmClock slow([&] {
+    refuseThreads = false;
+    EXPECT_TRUE(quick.Rings());
+  });
+  // One thread, that is the leader: only its successor is refused.
+  slow.Start(1'000'000);
+  quick.Start(1'000'000);
+  refuseThreads = true;
+  slow.Start(0);
+  quick.Start(1);
+  EXPECT_TRUE(slow.Rings());
+}
+
+TEST(Shortage, TimersEndureEveryFailedAllocation) {
+  for (int first = 0;; ++first) {
+    TAlarmClock clock;
+    bool felt = false;
+    {
+      const TNoMemory none(first);
+      clock.Start(0);
+      felt = none.WasFelt();
+    }
+    clock.Start(1);
+    EXPECT_TRUE(clock.Rings()) << first;
+    if (!felt) break;
+  }
+}
+
+TEST(Shortage, WaitingTakesNoMemory) {
+  const TNoMemory none;
+  Os::TEvent event;
+  EXPECT_FALSE(event.Wait(1));
+  event.Set();
+  EXPECT_TRUE(event.Wait());
+  Os::TAlarm alarm;
+  alarm.Wake();
+  alarm.WaitUntil(Os::TAlarm::kNever);
+  EXPECT_FALSE(none.WasFelt());
+}
+
+TEST(Shortage, AThreadWithoutMemoryIsRefused) {
+  for (int first = 0;; ++first) {
+    Os::TThread thread;
+    const TNoMemory none(first);
+    const bool started = thread.Start("shortage", [] {});
+    EXPECT_NE(started, none.WasFelt());
+    thread.Join();
+    if (started) break;
+  }
+}
+
+TEST(Shortage, ARefusedCoreThreadIsAskedForByTheNextClient) {
+  refuseThreads = true;
+  TCoreRun& core = TCoreRun::Acquire();
+  EXPECT_EQ(core.State(), TThread::rs_NotStarted);
+  refuseThreads = false;
+  EXPECT_EQ(&TCoreRun::Acquire(), &core);
+  EXPECT_EQ(core.State(), TThread::rs_Running);
+  EXPECT_FALSE(TCoreRun::Release());
+  EXPECT_TRUE(TCoreRun::Release());
+
+  refuseThreads = true;
+  TCoreRun::Acquire();
+  EXPECT_TRUE(TCoreRun::Release());
+  refuseThreads = false;
+}
+
+TEST(Shortage, TheLimiterKeepsToTheRateWithoutMemory) {
+  for (const bool memory : {true, false}) {
+    TestSupport::TVirtualTimerQueue queue;
+    TFlowCtrl limiter(true);
+    std::unique_ptr<TNoMemory> none;
+    if (!memory) none = std::make_unique<TNoMemory>();
+    limiter.SetFlowCtrl(3000, 1000);
+    std::vector<std::int64_t> sent;
+    if (memory) none = std::make_unique<TNoMemory>();
+    none.reset();
+    for (int step = 0; step < 20'000; ++step) {
+      queue.AdvanceTo(queue.NowNs() + 250'000);
+      if (limiter.CheckFlowCtrl(false) != 0) continue;
+      const bool full = sent.size() >= 3000;
+      EXPECT_TRUE(!full || queue.NowNs() - sent[sent.size() - 3000] >= 1'000'000'000);
+      sent.push_back(queue.NowNs());
+    }
+    // Five seconds: 15000 at the full rate.
+    EXPECT_GE(sent.size(), memory ? 14'900u : 12'000u);
+  }
+}
+
+// A window whose thread makes and deletes a session in the window procedure.
+class TCoreUser final : public Os::TMessageHandler {
+ public:
+  explicit TCoreUser(std::function<void()> before) : before_(std::move(before)) {}
+  ~TCoreUser() { Os::DeallocateHWnd(window_); }
+
+  void Send() { window_->Send({kUse}); }
+  int Used() const { return used_; }
+
+ private:
+  static constexpr unsigned kUse = 1100;
+
+  bool OnMessage(const Os::TMessage& message) noexcept override {
+    if (message.code != kUse) return false;
+    before_();
+    const TCoreRunRef core;
+    ++used_;
+    return true;
+  }
+  void OnWindowGone() noexcept override {}
+
+  const std::function<void()> before_;
+  const Os::TWindowRef window_ = Os::AllocateHWnd_Impl(*this);
+  int used_ = 0;
+};
+
+TEST(CoreRun, IsUsedByAWindowProcedureWhileItStarts) {
+  Os::TEvent go;
+  Os::TEvent asked;
+  TCoreUser user([&] { go.Set(); });
+  std::thread sender([&] {
+    asked.Wait();
+    user.Send();
+  });
+  TestSupport::asked = &asked;
+  TestSupport::holdNextThread = &go;
+  {
+    const TCoreRunRef core;
+    EXPECT_EQ(user.Used(), 1);
+  }
+  sender.join();
+}
+
+// The core thread is kept from ending: it asks for a thread that the timers lack.
+TEST(CoreRun, IsUsedByAWindowProcedureWhileItEnds) {
+  Os::TEvent asked;
+  Os::TEvent answer;
+  TCoreUser user([&] { answer.Set(); });
+  auto core = std::make_unique<TCoreRunRef>();
+  TAlarmClock clock;
+  refuseThreads = true;
+  clock.Start(1'000'000);
+  TestSupport::answer = &answer;
+  TestSupport::asked = &asked;
+  ASSERT_TRUE(asked.Wait(kPatienceMs));
+  std::thread sender;
+  refuseThreads = false;
+  sender = std::thread([&] { user.Send(); });
+  core.reset();
+  EXPECT_EQ(user.Used(), 1);
+  sender.join();
+}
+
+}  // namespace
