@@ -1,18 +1,20 @@
 // What the library asks of the system, in front of the system's own functions.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netdb.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
+#include <string_view>
 
 #include "faults/posix/Faults.h"
 
@@ -111,31 +113,39 @@ int getaddrinfo(const char* host, const char* service, const addrinfo* hints, ad
   return NEXT(getaddrinfo)(host, service, hints, results);
 }
 
-// ---- shared memory ----
+// ---- shared memory: how rings are found, looked at and mapped ----
 
-int shm_open(const char* name, int flags, mode_t mode) {
+DIR* opendir(const char* path) {
+  if (Fails(EKind::SharedMemory, EMFILE)) return nullptr;
+  return NEXT(opendir)(path);
+}
+
+// A process has many descriptors: only what belongs to a memory file can make a difference.
+ssize_t readlinkat(int folder, const char* entry, char* text, size_t size) noexcept {
+  const ssize_t length = NEXT(readlinkat)(folder, entry, text, size);
+  constexpr std::string_view kMemoryFile = "/memfd:";
+  if (length < 0 || std::string_view(text, static_cast<size_t>(length)).substr(0, 7) != kMemoryFile)
+    return length;
+  return Fails(EKind::SharedMemory, ENOMEM) ? -1 : length;
+}
+
+int openat(int folder, const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const auto mode = static_cast<mode_t>(va_arg(rest, unsigned));
+  va_end(rest);
   if (Fails(EKind::SharedMemory, EMFILE)) return -1;
-  return NEXT(shm_open)(name, flags, mode);
+  return NEXT(openat)(folder, path, flags, mode);
 }
 
-int ftruncate(int fd, off_t length) noexcept {
-  if (Fails(EKind::SharedMemory, ENOSPC)) return -1;
-  return NEXT(ftruncate)(fd, length);
-}
-
-int posix_fallocate(int fd, off_t offset, off_t length) {
-  if (Faults::Fails(EKind::SharedMemory)) return ENOSPC;
-  return NEXT(posix_fallocate)(fd, offset, length);
+int fstatfs(int fd, struct statfs* status) noexcept {
+  if (Fails(EKind::SharedMemory, ENOMEM)) return -1;
+  return NEXT(fstatfs)(fd, status);
 }
 
 void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
   if (Fails(EKind::SharedMemory, ENOMEM)) return MAP_FAILED;
   return NEXT(mmap)(address, length, protection, flags, fd, offset);
-}
-
-int flock(int fd, int operation) noexcept {
-  if (Fails(EKind::SharedMemory, ENOLCK)) return -1;
-  return NEXT(flock)(fd, operation);
 }
 
 int fstat(int fd, struct stat* status) noexcept {
@@ -150,11 +160,6 @@ int open(const char* path, int flags, ...) {
   va_end(rest);
   if (Fails(EKind::SharedMemory, EMFILE)) return -1;
   return NEXT(open)(path, flags, mode);
-}
-
-int memfd_create(const char* name, unsigned flags) noexcept {
-  if (Fails(EKind::SharedMemory, EMFILE)) return -1;
-  return NEXT(memfd_create)(name, flags);
 }
 
 }  // extern "C"

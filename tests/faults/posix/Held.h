@@ -8,7 +8,7 @@ namespace Faults {
 struct THeld {
   unsigned descriptors;
   unsigned threads;
-  unsigned shared;  // objects of this test's gateway in shared memory
+  unsigned mapped;  // memory files, which the rings are
   std::int64_t blocks;
 
   bool operator==(const THeld&) const = default;

@@ -14,7 +14,6 @@ namespace Faults {
 namespace {
 
 TSettings settings;
-const pid_t owner = getpid();
 
 // Until the program that started it closes its end, by whatever end it comes to.
 [[noreturn]] void Serve(int output, int input) {
@@ -27,7 +26,7 @@ const pid_t owner = getpid();
   VekSim::SimGatewayConfig gate;
   gate.upstreamPort = server.Port();
   gate.ringBytes = 65536;
-  gate.namePrefix = SharedPrefix();
+  gate.namePrefix = "vekfaults-" + std::to_string(getppid());
   VekSim::SimGateway gateway(gate);
   const std::string text = "localhost:" + std::to_string(server.Port()) + "\n" + gateway.Setting() + "\n";
   if (write(output, text.data(), text.size()) < 0) _exit(1);
@@ -70,10 +69,6 @@ const TInTest inTest;
 
 const TSettings& Settings() {
   return settings;
-}
-
-std::string SharedPrefix() {
-  return "vekfaults-" + std::to_string(owner);
 }
 
 }  // namespace Faults

@@ -14,7 +14,4 @@ struct TSettings {
 // Started before the first test.
 const TSettings& Settings();
 
-// Names of objects in shared memory that are the gateway's.
-std::string SharedPrefix();
-
 }  // namespace Faults
