@@ -1,6 +1,7 @@
 // One session after the other over the flat functions, with everything that they can do.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -57,7 +58,7 @@ class TSession {
 
   unsigned Told(unsigned TTold::*count);
   bool Await(const std::function<bool()>& done);
-  bool IsGoneAfterRefusal();
+  bool IsGone();
   void LetPass(unsigned ms);
   void ExpectReason(bool answered, const char* call) const;
 
@@ -66,6 +67,7 @@ class TSession {
   CVekClient client_{};
   CVekFlowCtrlSender sender_{};
   bool deleteWhenReady_ = false;
+  std::chrono::milliseconds quiet_;
 
   std::mutex mutex_;
   std::condition_variable changed_;
