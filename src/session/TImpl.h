@@ -44,6 +44,9 @@ class VekClient::TImpl : public TRequestPort {
   // `only`, when it is that client's.
   void Abandon(const VekClient* only = nullptr);
 
+  // The link of this moment: what is asked again after a wait is whether it still is the current one.
+  Dstl::wise_ref<TLink> LinkNow();
+
   // ---- inside the context ----
 
   void AddOwner() { ++owners_; }

@@ -32,6 +32,12 @@ VekClient::TImpl::TWire VekClient::TImpl::Wire() {
   return {link_, mes_, slot_->cipher};
 }
 
+Dstl::wise_ref<TLink> VekClient::TImpl::LinkNow() {
+  if (context_->IsInherited()) return {};
+  const std::lock_guard lock(slot_->mutex);
+  return link_;
+}
+
 unsigned VekClient::TImpl::CheckQueryRate() {
   return context_->IsInherited() ? 0 : flowCtrl_.CheckFlowCtrl(false);
 }

@@ -2,6 +2,7 @@
 #include "protocol/PasswordChange.h"
 #include "protocol/SignOn.h"
 #include "session/TImpl.h"
+#include "session/TLink.h"
 #include "session/Texts.h"
 #include "vekapi/VekClient.h"
 
@@ -23,12 +24,14 @@ bool VekClient::SendSignOn() {
 }
 
 bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, const std::string& newPass) {
+  const Dstl::wise_ref<TImpl> impl(impl_);
+  const auto link = impl->LinkNow();
   if (!IsSessionConnected()) return false;
   TSecretPacket packet = MakeChgPassRequest(user, oldPass, newPass);
   if (packet) return SendPk(packet.Data(), packet.Length());
-  const Dstl::wise_ref<TImpl> impl(impl_);
   const Dova::TSyncScope inside(impl->Context());
-  if (inside) handler_.OnVekChgPassResultEvent(*this, user, kTextChgPassTooLong);
+  if (inside && link && impl->Link().get() == link.get())
+    handler_.OnVekChgPassResultEvent(*this, user, kTextChgPassTooLong);
   return false;
 }
 
