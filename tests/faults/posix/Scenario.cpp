@@ -102,16 +102,17 @@ bool TSession::Await(const std::function<bool()>& done) {
   const auto over = [&] { return done() || IsDown(told_.state) || told_.destroyed; };
   for (bool passed = false; !over();) {
     const unsigned events = told_.events;
-    const auto patience = passed ? std::chrono::milliseconds(kPatience) : quiet_;
+    const bool refused = told_.state == cvcs_SgnError;
+    const bool last = passed && !refused;
+    const auto patience = last ? std::chrono::milliseconds(kPatience) : quiet_;
     if (changed_.wait_for(lock, patience, [&] { return over() || told_.events != events; })) {
       passed = false;
       continue;
     }
-    if (passed) {
+    if (last) {
       ADD_FAILURE() << "silence in state " << told_.state;
       return false;
     }
-    const bool refused = told_.state == cvcs_SgnError;
     lock.unlock();
     if (refused && IsGone()) return false;
     LetPass(kEveryDeadlineMs);

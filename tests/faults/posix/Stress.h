@@ -34,6 +34,9 @@ class TWatched final : public VekApi::VekClientHandler {
   void Delete();
   // `alone`: nobody connects it meanwhile.
   void Send(bool alone);
+  void ChgPass();
+  // In a forked child: nothing comes of it, and the client is deleted.
+  void TryInherited(const std::string& setting);
 
   void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;
   void OnVekApReadyEvent(VekApi::VekClient& client) override;
