@@ -17,8 +17,6 @@ struct SimGatewayConfig {
   std::string namePrefix = "vekgate";
   int spinUs = 0;  ///< how long the gateway polls a ring before it sleeps
   bool answerHeartbeats = true;
-  /// Sent in place of "Ack:ShMemName:NAME\n" when not empty.
-  std::string nameAnswer{};
   /// The process ends at once, as if it had been killed, when so many bytes have gone to a client; 0: never.
   std::uint64_t crashAfter = 0;
   std::function<void(const std::string&)> log{};  ///< a line at a time, on the gateway's thread

@@ -90,7 +90,7 @@ void SimGatewayLink::OnUpstream(const asio::error_code& error) {
   upstream_.set_option(tcp::no_delay(true), ignored);
   linked_ = true;
   waiter_ = std::thread([this] { WaitForRings(); });
-  Answer(config_.nameAnswer.empty() ? "Ack:ShMemName:" + rings_.BaseName() + "\n" : config_.nameAnswer);
+  Answer("Ack:ShMemName:" + rings_.BaseName() + "\n");
   Log("linked");
   ReadUpstream();
 }

@@ -109,8 +109,11 @@ void TShMemCli::SetLinkReady() {
 
 // The last that the gateway wrote still counts, as far as it fits into the ring.
 void TShMemCli::OnInnerGone(const std::string& reason) {
-  if (State() == EState::Asking) return End(reason);
-  BeginEnd(reason.c_str(), receiveChannel_.Ring().Capacity());
+  if (dueNs_ == INT64_MAX) return End(reason);  // it never was ready
+  Guarded([&] {
+    if (State() == EState::Asking) return End(joinError_.empty() ? "ShMem name: " + reason : joinError_);
+    BeginEnd(("ShMem proxy link: " + reason).c_str(), receiveChannel_.Ring().Capacity());
+  });
 }
 
 bool TShMemCli::OnBytes() {

@@ -21,31 +21,20 @@ TEST(OtherProcess, WholeSession) {
   WholeSession(server, setting, 200'000).Run();
 }
 
-// A client that asks for a result much larger than the ring as soon as it can.
-class Eager : public Recorder {
- public:
-  void Connect(const std::string& setting) {
-    client_.Connect(setting, "Rings", "1.2.3.4", "trader", "9800001", "secret");
-  }
-  void OnVekApReadyEvent(VekClient& client) override {
-    std::string request = ".....W1 ticks\nrows=20000";
-    client.SendVekRequest(128, request.data(), static_cast<unsigned>(request.size()));
-    Recorder::OnVekApReadyEvent(client);
-  }
-
- private:
-  VekClient client_{*this};
-};
-
 // While signing on, with the ring full for the first time, and later.
 TEST(OtherProcess, CrashesAfterSoManyBytesAndIsStartedAgain) {
   const SimServer server;
-  Eager client;
+  Recorder recorder;
+  VekClient client(recorder);
+  recorder.onEvent = [](VekClient& inside, const std::string& line) {
+    std::string request = ".....W1 ticks\nrows=20000";
+    if (line == "ready") inside.SendVekRequest(128, request.data(), static_cast<unsigned>(request.size()));
+  };
   for (const char* const bytes : {"1", "100", "4096", "4097", "100000"}) {
     Process gate("vekgate", GateOptions(server, {"--crash-after", bytes}));
-    client.Connect(gate.ReadLine());
-    ASSERT_TRUE(client.WaitFor("connect -3 ")) << bytes;
-    client.Take();
+    client.Connect(gate.ReadLine(), "Rings", "1.2.3.4", "trader", "9800001", "secret");
+    ASSERT_TRUE(recorder.WaitFor("connect -3 ")) << bytes;
+    recorder.Take();
   }
   ExpectNothingShared();
 }

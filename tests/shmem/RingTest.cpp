@@ -118,39 +118,5 @@ TEST(Ring, ReadsWhatIsThere) {
   }
 }
 
-// The capacity is asked for once; what the memory says later has no power.
-TEST(Ring, CapacityThatChangesAfterwards) {
-  Memory memory(11);
-  TShMemRing ring(memory.Base(), TShMemRing::CapacityIn(memory.Base()));
-  memory.Set(0, 0xFFFFFFFF);
-  memory.SetIndices(5, 5);
-  EXPECT_EQ(ring.Write("0123456789abcdef", 16), 10);
-  char buffer[64];
-  EXPECT_EQ(ring.Read(buffer, sizeof buffer), 10);
-  memory.SetIndices(400, 5);
-  EXPECT_EQ(ring.Write("0", 1), kBroken);
-  EXPECT_TRUE(memory.GuardsHold());
-}
-
-TEST(Ring, WriterThatMovesBackwardsGivesOldBytesAndNothingWorse) {
-  Memory memory(11);
-  memory.PutData(0, "abcdefghijk");
-  memory.SetIndices(6, 2);
-  char buffer[64];
-  EXPECT_EQ(TShMemRing(memory.Base(), 11).Read(buffer, sizeof buffer), 7);
-  EXPECT_EQ(std::string(buffer, 7), "ghijkab");
-  EXPECT_TRUE(memory.GuardsHold());
-}
-
-TEST(Ring, FormatLeavesNothingButTheCapacity) {
-  Memory memory(11);
-  memory.SetIndices(3, 4);
-  memory.PutData(0, "abcdefghijk");
-  TShMemRing::Format(memory.Base(), 75, 11);
-  const std::string all(reinterpret_cast<const char*>(memory.Base()), 75);
-  EXPECT_EQ(all, std::string("\x0B", 1) + std::string(74, '\0'));
-  EXPECT_TRUE(memory.GuardsHold());
-}
-
 }  // namespace
 }  // namespace vektest

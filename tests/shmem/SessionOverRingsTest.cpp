@@ -2,8 +2,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <memory>
-#include <set>
-#include <thread>
 
 #include "ShMemFixture.h"
 #include "sim/SimGateway.h"
@@ -65,40 +63,6 @@ INSTANTIATE_TEST_SUITE_P(ByWireAndRing, EveryRing,
                                          WholeCase{VekSim::ByteOrder::Big, 1, 64, 0},
                                          WholeCase{VekSim::ByteOrder::Little, 0, 1, 0},
                                          WholeCase{VekSim::ByteOrder::Big, 2, 4096, 200}));
-
-TEST(OverRings, GatewayOrServerThatGoesIsABrokenLink) {
-  for (const bool server : {true, false}) {
-    SimServer upstream;
-    SimGateway gateway(Behind(upstream));
-    Recorder recorder;
-    VekClient client(recorder);
-    Connect(client, gateway.Setting());
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    if (server) {
-      upstream.Stop();
-    } else {
-      gateway.Stop();
-    }
-    EXPECT_TRUE(recorder.WaitFor("connect -3 "));
-  }
-}
-
-TEST(OverRings, FrozenGatewayIsNoticed) {
-  TestSupport::TVirtualTimerQueue time;
-  SimServer server;
-  SimGateway gateway(Behind(server, 100));
-  Recorder recorder;
-  VekClient client(recorder);
-  Connect(client, gateway.Setting());
-  ASSERT_TRUE(recorder.WaitFor("ready"));
-  gateway.Freeze();
-  EXPECT_TRUE(Send(client, 150, std::string(50'000, 'x'))) << "a full ring refuses nothing";
-  // Two heartbeats run: the session's counts its packets, the messenger's its lines. Either ends the link.
-  time.Advance(30'000);
-  time.Advance(10'000);
-  time.Advance(30'000);
-  EXPECT_TRUE(recorder.WaitFor("connect -3 Hb timeout"));
-}
 
 // ---- ending it ----
 
@@ -170,42 +134,6 @@ TEST(OverRings, ManyRoundsLeaveTheSystemAsItWas) {
   const int rounds = std::getenv("VEKAPI_LONG_TESTS") != nullptr ? 10'000 : 200;
   for (int i = 0; i < rounds; ++i) round(i);
   EXPECT_TRUE(SettlesTo(before));
-}
-
-TEST(OverRings, ClosingWhileOthersSend) {
-  SimServer server;
-  SimGateway gateway(Behind(server, 512));
-  for (int round = 0; round < 20; ++round) {
-    Recorder recorder;
-    VekClient client(recorder);
-    Connect(client, gateway.Setting());
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    std::atomic<bool> over{false};
-    std::thread sender([&] {
-      while (!over) Send(client, 150, std::string(3000, 's'));
-    });
-    std::this_thread::yield();
-    client.Disconnect();
-    over = true;
-    sender.join();
-    EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
-  }
-}
-
-TEST(OverRings, NamesFromABadGateway) {
-  SimServer server;
-  for (const std::string& name :
-       {std::string("\n"), std::string(100'000, 'n'), std::string("Ack:ShMemName:\n"),
-        "Ack:ShMemName:" + std::string(3000, '/') + "\n"}) {
-    auto config = Behind(server);
-    config.nameAnswer = name;
-    SimGateway gateway(config);
-    Recorder recorder;
-    VekClient client(recorder);
-    Connect(client, gateway.Setting());
-    client.Disconnect();
-    EXPECT_EQ(recorder.Take().back(), "connect -1 Disconnect()");
-  }
 }
 
 }  // namespace

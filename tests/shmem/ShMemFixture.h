@@ -43,6 +43,20 @@ class MesRecorder : public Dova::TMesEvHandler {
   bool WaitFor(const std::string& line) {
     return WaitUntil([&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
   }
+  // The line that tells of the link's end.
+  std::string WaitForEnd() {
+    std::string end;
+    WaitUntil([&] {
+      if (!lines_.empty()) end = lines_.back();
+      return end.rfind("error ", 0) == 0 || end.rfind("broken ", 0) == 0;
+    });
+    return end;
+  }
+  void Clear() {
+    const std::lock_guard lock(mutex_);
+    lines_.clear();
+    received_.clear();
+  }
   bool WaitForBytes(const std::string& bytes) {
     return WaitUntil([&] { return received_ == bytes; });
   }
@@ -98,7 +112,11 @@ inline bool SettlesTo(const std::map<std::string, std::size_t>& before) {
 
 class ShMemTest : public testing::Test {
  protected:
-  ShMemTest() {
+  ShMemTest() { Open(); }
+  ~ShMemTest() override { Close(); }
+
+  void Open() {
+    Close();
     mes = Dova::TShMemCli::Make();
     EXPECT_TRUE(mes->SettingApply("TestMes:ok"));
     mes->SetEvHandler(&events);
@@ -106,7 +124,6 @@ class ShMemTest : public testing::Test {
     EXPECT_TRUE(mes->Open());
     proxy = TestMes::Last();
   }
-  ~ShMemTest() override { Close(); }
 
   bool Create(std::uint32_t ringBytes) {
     const bool made = rings.Create(FreshName(), ringBytes);
