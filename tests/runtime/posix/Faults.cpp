@@ -16,6 +16,9 @@ TFaults& Faults() {
 
 namespace {
 
+// Made before any test: the first call may come when there is no memory.
+[[maybe_unused]] const TFaults& made = Faults();
+
 template <class TFunction>
 TFunction* Real(const char* name) {
   return reinterpret_cast<TFunction*>(dlsym(RTLD_NEXT, name));
