@@ -90,10 +90,10 @@ TEST(MessageWindow, WhatIsPostedLastComesLastAndComes) {
       EXPECT_TRUE(window->PostLast(kFirst + 1));
     }
   });
-  EXPECT_TRUE(window->PostLast(kFirst + 1));
-  EXPECT_TRUE(window->PostLast(kFirst + 1)) << "once for each code";
   window->Post(kFirst);
   busy->Post(kFirst);
+  EXPECT_TRUE(window->PostLast(kFirst + 1));
+  EXPECT_TRUE(window->PostLast(kFirst + 1)) << "once for each code";
   while (rounds < 3) DispatchMessages(-1);
   EXPECT_EQ(seen[0], 'p');
   EXPECT_EQ(std::count(seen.begin(), seen.end(), 'l'), 3);
