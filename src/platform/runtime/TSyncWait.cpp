@@ -90,7 +90,7 @@ TSyncWait* TSyncWait::TakePlace(unsigned& depth) noexcept {
   const std::lock_guard lock(list.mutex);
   const std::uintptr_t owner = context_.Owner();
   TSyncWait* const holder = owner == thread_ ? nullptr : list.Sleeping(owner);
-  if (holder && holder->EndsAt(thread_)) {
+  if (holder && holder->EndsAt(*this)) {
     list.Remove(*this);
     depth = context_.PassOn(thread_, 1);
     ++holder->lent_;
@@ -100,13 +100,15 @@ TSyncWait* TSyncWait::TakePlace(unsigned& depth) noexcept {
   return nullptr;
 }
 
-// With the list's mutex held. A wait whose context has come to its own thread is over.
-bool TSyncWait::EndsAt(std::uintptr_t thread) const noexcept {
+// With the list's mutex held: whether this thread sleeps, perhaps by way of others, for a context that
+// `asker`'s thread is inside of. A wait whose context has come to its own thread is over, and so is one for
+// the asker's own context: whoever is inside there has just left it again, perhaps to the asker.
+bool TSyncWait::EndsAt(const TSyncWait& asker) const noexcept {
   const TList& list = TList::Of();
   for (const TSyncWait* wait = this; wait; wait = list.Sleeping(wait->context_.Owner())) {
     const std::uintptr_t owner = wait->context_.Owner();
-    if (owner == thread) return true;
-    if (owner == wait->thread_) return false;
+    if (owner == wait->thread_ || &wait->context_ == &asker.context_) return false;
+    if (owner == asker.thread_) return true;
   }
   return false;
 }

@@ -45,7 +45,7 @@ class TSyncWait final : private Os::TAnswerWatch {
 
   void BeforeAnswer() noexcept override;
   void AfterAnswer() noexcept override;
-  bool EndsAt(std::uintptr_t thread) const noexcept;
+  bool EndsAt(const TSyncWait& asker) const noexcept;
 
   TSyncContext& context_;
   const std::uintptr_t thread_;
