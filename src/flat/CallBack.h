@@ -13,9 +13,8 @@ void CallBack(Callback callback, void* object, void* user, Args... args) {
   Handle handle{object};
   try {
     callback(&handle, user, args...);
-  }
-  VEKAPI_PASS_FORCED_UNWIND
-  catch (...) {
+  } catch (...) {
+    PassForcedUnwind();
   }
 }
 

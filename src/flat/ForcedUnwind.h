@@ -1,16 +1,14 @@
 #pragma once
 
-#include <version>
+#include <exception>
 
-// Goes in front of a catch (...): a runtime that ends its thread in the middle of a callback (pthread_exit,
+namespace VekApi::Flat {
+
+// First thing inside a catch (...): a runtime that ends its thread in the middle of a callback (pthread_exit,
 // cancellation, an interpreter at its exit) unwinds through here, and the system aborts the program when that
-// is caught and not thrown on.
-#ifdef __GLIBCXX__
-#include <cxxabi.h>
-#define VEKAPI_PASS_FORCED_UNWIND       \
-  catch (const abi::__forced_unwind&) { \
-    throw;                              \
-  }
-#else
-#define VEKAPI_PASS_FORCED_UNWIND
-#endif
+// is caught and not thrown on. Such an unwinding is no exception of this language: there is none to be had.
+inline void PassForcedUnwind() {
+  if (!std::current_exception()) throw;
+}
+
+}  // namespace VekApi::Flat

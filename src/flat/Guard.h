@@ -57,9 +57,8 @@ auto Ask(Handle* handle,
   if (!object) return none;
   try {
     return std::invoke(call, *object);
-  }
-  VEKAPI_PASS_FORCED_UNWIND
-  catch (...) {
+  } catch (...) {
+    PassForcedUnwind();
     return none;
   }
 }
