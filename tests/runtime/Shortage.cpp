@@ -42,6 +42,9 @@ void* operator new(std::size_t size) {
   if (void* const memory = TestSupport::Allocate(size)) return memory;
   throw std::bad_alloc();
 }
+void* operator new[](std::size_t size) {
+  return operator new(size);
+}
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return TestSupport::Allocate(size);
 }

@@ -4,13 +4,13 @@
 
 #include <array>
 #include <functional>
-#include <latch>
 #include <random>
 #include <thread>
 #include <vector>
 
 #include "platform/os/Event.h"
 #include "platform/runtime/TSyncObj.h"
+#include "support/Rendezvous.h"
 
 namespace Dova {
 namespace {
@@ -86,12 +86,12 @@ TEST(SyncContext, RingsOfWaitsAreNotWaited) {
       std::vector<Context> contexts;
       for (std::size_t i = 0; i < size; ++i) contexts.push_back(Dstl::make_ref<TSyncContext>());
       std::vector<int> counters(size);  // unguarded otherwise
-      std::latch allInside(static_cast<std::ptrdiff_t>(size));
+      vektest::Rendezvous allInside(size);
       std::vector<std::thread> threads;
       for (std::size_t i = 0; i < size; ++i) {
         threads.emplace_back([&, i] {
           const TSyncScope own(contexts[i]);
-          allInside.arrive_and_wait();
+          allInside.Meet();
           const TSyncScope next(contexts[(i + 1) % size]);
           ASSERT_TRUE(next && contexts[(i + 1) % size]->IsInside());
           const TSyncScope again(contexts[(i + 1) % size]);

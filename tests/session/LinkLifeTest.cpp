@@ -1,7 +1,7 @@
 // Nothing of one link reaches the next one, and sessions that end each other do not wait for each other.
-#include <latch>
 #include <thread>
 
+#include "support/Rendezvous.h"
 #include "support/SessionFixture.h"
 
 namespace vektest {
@@ -93,8 +93,7 @@ TEST_F(LinkLifeTest, LateHeartbeatDoesNotMeetTheLinkOfAThreadThatReconnects) {
 struct Ring {
   enum class Act { Disconnect, Connect, Delete };
 
-  explicit Ring(std::size_t size)
-      : recorders(size), clients(size), links(size), inside(static_cast<long>(size)) {
+  explicit Ring(std::size_t size) : recorders(size), clients(size), links(size), inside(size) {
     for (std::size_t i = 0; i < size; ++i) {
       clients[i] = std::make_unique<VekApi::VekClient>(recorders[i]);
       links[i] = Open(*clients[i]);
@@ -119,7 +118,7 @@ struct Ring {
     for (std::size_t i = 0; i < size; ++i) {
       recorders[i].onEvent = [this, act, next = (i + 1) % size](VekApi::VekClient&, const std::string& line) {
         if (line.rfind("report", 0) != 0) return;
-        inside.arrive_and_wait();
+        inside.Meet();
         if (act == Act::Disconnect) clients[next]->Disconnect();
         if (act == Act::Connect) clients[next]->Connect(":TestMes:lend", "App", "1", "id", "sub", "new");
         if (act == Act::Delete) clients[next].reset();
@@ -133,7 +132,7 @@ struct Ring {
   std::vector<Recorder> recorders;
   std::vector<std::unique_ptr<VekApi::VekClient>> clients;
   std::vector<Dstl::wise_ref<TestMes>> links;
-  std::latch inside;
+  Rendezvous inside;
 };
 
 TEST(LinkLife, SessionsThatEndEachOtherDoNotWaitForEachOther) {
