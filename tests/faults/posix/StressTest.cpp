@@ -162,8 +162,10 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
 
-#ifdef __SANITIZE_THREAD__
-constexpr bool kCanFork = false;  // it knows no threads in the child of a process with threads
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+// ThreadSanitizer knows no threads in the child of a process with threads; AddressSanitizer's allocator may be
+// locked there for ever, by a thread that the child does not have.
+constexpr bool kCanFork = false;
 #else
 constexpr bool kCanFork = true;
 #endif
