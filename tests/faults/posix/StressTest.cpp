@@ -163,8 +163,8 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
 }
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-// ThreadSanitizer knows no threads in the child of a process with threads; AddressSanitizer's allocator may be
-// locked there for ever, by a thread that the child does not have.
+// ThreadSanitizer knows no threads in the child of a process with threads; AddressSanitizer's allocator may
+// be locked there for ever, by a thread that the child does not have.
 constexpr bool kCanFork = false;
 #else
 constexpr bool kCanFork = true;
