@@ -46,7 +46,7 @@ void ExpectAsBefore(THeld before, bool first) {
   for (;;) {
     const THeld now = Held();
     if (first) before.blocks = now.blocks;
-    if (now == before) return;
+    if (now.Within(before)) return;
     if (std::chrono::steady_clock::now() > patience) {
       ADD_FAILURE() << "left: " << now << "\nbefore: " << before;
       return;
