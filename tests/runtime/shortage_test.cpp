@@ -10,6 +10,7 @@
 #include "platform/os/MessageWindow.h"
 #include "platform/runtime/TThreadTimerQueue.h"
 #include "platform/runtime/TTimer.h"
+#include "runtime/AlarmClock.h"
 #include "runtime/Shortage.h"
 #include "shmem/TCoreRun.h"
 #include "support/TVirtualTimerQueue.h"
@@ -22,21 +23,7 @@ using TestSupport::TNoMemory;
 
 constexpr int kPatienceMs = 60'000;
 
-struct TAlarmClock {
-  explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
-  void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
-  bool Rings() { return rang_.Wait(kPatienceMs); }
-
- private:
-  void OnTimer() {
-    if (onExpiry_) onExpiry_();
-    rang_.Set();
-  }
-
-  const std::function<void()> onExpiry_;
-  Os::TEvent rang_;
-  TTimer<TAlarmClock> timer_{ots_OneShot, *this};
-};
+using TestSupport::TAlarmClock;
 
 TEST(Shortage, ARefusedTimerThreadIsAskedForAtEveryChance) {
   const struct {

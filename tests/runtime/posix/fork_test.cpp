@@ -14,6 +14,7 @@
 #include "platform/os/Process.h"
 #include "platform/runtime/TThreadTimerQueue.h"
 #include "platform/runtime/TTimer.h"
+#include "runtime/AlarmClock.h"
 #include "shmem/TCoreRun.h"
 
 namespace {
@@ -22,21 +23,7 @@ using namespace Dova;
 
 constexpr int kPatienceMs = 60'000;
 
-struct TAlarmClock {
-  explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
-  void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
-  bool Rings() { return rang_.Wait(kPatienceMs); }
-
- private:
-  void OnTimer() {
-    if (onExpiry_) onExpiry_();
-    rang_.Set();
-  }
-
-  const std::function<void()> onExpiry_;
-  Os::TEvent rang_;
-  TTimer<TAlarmClock> timer_{ots_OneShot, *this};
-};
+using TestSupport::TAlarmClock;
 
 // The child's exit code; a child that hangs is ended by its own alarm and answers -1.
 int RunInChild(const std::function<int()>& body) {

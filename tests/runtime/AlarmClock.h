@@ -1,0 +1,29 @@
+// A timer whose expiry can be waited for.
+#pragma once
+
+#include <functional>
+#include <utility>
+
+#include "platform/os/Event.h"
+#include "platform/runtime/TTimer.h"
+
+namespace TestSupport {
+
+class TAlarmClock {
+ public:
+  explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
+  void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
+  bool Rings() { return rang_.Wait(60'000); }
+
+ private:
+  void OnTimer() {
+    if (onExpiry_) onExpiry_();
+    rang_.Set();
+  }
+
+  const std::function<void()> onExpiry_;
+  Dova::Os::TEvent rang_;
+  Dova::TTimer<TAlarmClock> timer_{Dova::ots_OneShot, *this};
+};
+
+}  // namespace TestSupport
