@@ -6,4 +6,5 @@
 // too).
 struct CVekApiC_FlowCtrlSender : public VekApi::VekFlowCtrlSender {
   using VekFlowCtrlSender::VekFlowCtrlSender;
+  ~CVekApiC_FlowCtrlSender() override { CloseGate(); }
 };
