@@ -75,7 +75,7 @@ class Program {
   template <class T>
   void React(T& slot, CVekClient* client) {
     Note(slot);
-    if (!slot.onLoop) return Use(*client);
+    if (!slot.onLoop) return Use(*client, true);
     if (depth_ < kDeepest && Random(4) == 0) Nested();
   }
   void Nested() {
@@ -83,16 +83,20 @@ class Program {
     Step();
     --depth_;
   }
-  void Use(CVekClient& client) {
+  void Use(CVekClient& client, bool mayRead) {
+    if (mayRead) Read(client);
+    char request[] = "     w1 new\nprod=TXF";
+    CVekClient_SendVekRequest(&client, cvmc_RequestAck, request, sizeof request - 1);
+    CVekClient_SendVekQueryRequest(&client, request, 9);
+  }
+  // What a sign-on replaces: read on the loop's thread, or inside a callback.
+  void Read(CVekClient& client) {
     const CVekTaskResult result = CVekClient_SgnResult(&client);
     const CVekTable table = CVekTaskResult_IndexTable(&result, 0);
     const char* const text = CVekTaskResult_OrigResult(&result);
     const char* const cell = CVekTable_RecordIndexField(&table, 0, 0);
     if (text && *text && (!table.object || !cell)) ++torn_;
     if (const char* const server = CVekClient_ServerName(&client)) text_ = text_ + static_cast<int>(*server);
-    char request[] = "     w1 new\nprod=TXF";
-    CVekClient_SendVekRequest(&client, cvmc_RequestAck, request, sizeof request - 1);
-    CVekClient_SendVekQueryRequest(&client, request, 9);
   }
 
   static CVekClientCallbacks ClientCallbacks() {
@@ -131,8 +135,10 @@ class Program {
         return Connect(Any(clients_).handle);
       case 2:
         return CVekClient_Disconnect(&Any(clients_).handle);
-      case 3:
-        return Use(Any(clients_).handle);
+      case 3: {
+        auto& slot = Any(clients_);
+        return Use(slot.handle, slot.onLoop);
+      }
       case 4:
         return UseGate(Any(gates_).handle);
       case 5:
