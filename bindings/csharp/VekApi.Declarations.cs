@@ -16,59 +16,63 @@ namespace VekApi
     public struct CVekFlowCtrl { public IntPtr Object; }
     public struct CVekFlowCtrlSender { public IntPtr Object; }
 
-    /// <summary>A message of a code that the library does not know: the whole message, header included, of `length` bytes.</summary>
+    /// <summary>
+    /// A message with a code unknown to the library. `packet` is the whole message, header included, `length`
+    /// bytes.
+    /// </summary>
     public delegate void CVekOnUnknownMsgCode(ref CVekClient client, IntPtr user, int msgCode, IntPtr packet, int length);
 
     /// <summary>
-    /// The state changed: read it with CVekClient_State. `reason` is empty when the server accepted the connect
-    /// request, else says why.
+    /// The state changed; read it with CVekClient_State. `reason` is empty if the server accepted the connect
+    /// request; otherwise it gives the cause.
     /// </summary>
     public delegate void CVekOnConnect(ref CVekClient client, IntPtr user, IntPtr reason);
 
-    /// <summary>Signed on: CVekClient_SgnResult holds the accounts, requests may be sent.</summary>
+    /// <summary>Signed on: CVekClient_SgnResult holds the accounts, and requests may be sent.</summary>
     public delegate void CVekOnApReady(ref CVekClient client, IntPtr user);
 
-    /// <summary>The answer to a request of code 128.</summary>
+    /// <summary>The result of a query (code 128).</summary>
     public delegate void CVekOnTaskResult(ref CVekClient client, IntPtr user, ref CVekTaskResult result);
 
-    /// <summary>The answer to CVekClient_ChgPass: `resultText` is for people.</summary>
+    /// <summary>The answer to CVekClient_ChgPass. `resultText` is for display.</summary>
     public delegate void CVekOnChgPassResult(ref CVekClient client, IntPtr user, IntPtr userId, IntPtr resultText);
 
     /// <summary>
-    /// An acknowledgement of code 129 or 131; with 129 a line for each acknowledged request, to be handed to
-    /// CVekFlowCtrlSender_AckParser.
+    /// An acknowledgement, `msgCode` 129 or 131. With 129 the text has one line per acknowledged request; pass
+    /// code and text to CVekFlowCtrlSender_AckParser.
     /// </summary>
     public delegate void CVekOnRequestAck(ref CVekClient client, IntPtr user, int msgCode, IntPtr ackText);
 
+    /// <summary>A report from the server (code 130).</summary>
     public delegate void CVekOnReport(ref CVekClient client, IntPtr user, IntPtr reportText);
 
     /// <summary>
-    /// The client is being deleted; its last callback, on the thread that deletes it. The handle that was given to
-    /// CVekClient_Delete is null by now and not touched any more: what holds it may be freed here. Through
-    /// `client` the state may be asked for; deleting it again does nothing.
+    /// The client is being deleted. This is its last callback, on the thread that deletes it. The handle passed to
+    /// CVekClient_Delete is already null and is not accessed again, so its memory may be freed here. `client` may
+    /// be used to read the state; deleting it again does nothing.
     /// </summary>
     public delegate void CVekOnClientDestroy(ref CVekClient client, IntPtr user);
 
     /// <summary>
     /// The gate is open again. Runs inside CVekFlowCtrl_SetAckTime and CVekFlowCtrl_StartCheckTimer on the
-    /// caller's thread, or on the timer's, with the gate's locks held. It may call everything of this gate and
-    /// send with any client; it must not connect, disconnect or delete a client, or wait for another thread that
-    /// uses the gate or is inside a client's callback. It may delete the gate when nobody else uses it and it was
-    /// not locked with CVekFlowCtrl_Lock. `gate` is the address of a temporary handle, valid until the callback
+    /// caller's thread, or on a timer thread, with the gate's locks held. It may call every function of this gate
+    /// and send with any client. It must not connect, disconnect or delete a client, or wait for a thread that
+    /// uses the gate or runs a client's callback. It may delete the gate if no other thread uses it and it was not
+    /// locked with CVekFlowCtrl_Lock. `gate` is the address of a temporary handle, valid until the callback
     /// returns.
     /// </summary>
     public delegate void CVekOnFlowCtrlFree(ref CVekFlowCtrl gate, IntPtr user);
 
     /// <summary>
-    /// What a sender tells the thread that created it: how many of the requests that were held the link has taken,
-    /// and how many of all it has refused, since it told the last time. `sender` is the address of a temporary
-    /// handle, valid until the callback returns, which may do everything.
+    /// Reports, since the previous call, how many held requests the link accepted (`sent`) and how many requests
+    /// of any kind it refused (`refused`). Runs on the thread that created the sender. `sender` is the address of
+    /// a temporary handle, valid until the callback returns. The callback may do anything.
     /// </summary>
     public delegate void CVekOnFlowCtrlSenderSent(ref CVekFlowCtrlSender sender, IntPtr user, uint sent, uint refused);
 
     /// <summary>
-    /// Null entries: the event is dropped. A caller in a managed language keeps what stands behind the entries
-    /// alive until the client is deleted.
+    /// Events whose entry is null are dropped. A caller in a managed language must keep the delegates behind the
+    /// entries alive until the client is deleted.
     /// </summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekClientCallbacks
@@ -99,7 +103,7 @@ namespace VekApi
     {
         private const string Library = "vekapi";
 
-        /// <summary>the table says nothing about it</summary>
+        /// <summary>the table does not say</summary>
         public const int cvam_None = 0;
         /// <summary>domestic securities</summary>
         public const int cvam_Stock = 1;
@@ -110,14 +114,15 @@ namespace VekApi
         /// <summary>foreign securities</summary>
         public const int cvam_ForeignStock = 4;
 
-        /// <summary>nothing came from the server for a heartbeat period; the link is not closed</summary>
+        /// <summary>no data from the server for a heartbeat period; the link stays open</summary>
         public const int cvcs_HeartbeatTimeout = -7;
         /// <summary>the server refused the connect request</summary>
         public const int cvcs_ConnectError = -6;
-        /// <summary>the server refused the sign-on; the link stays up for a password change</summary>
+        /// <summary>the server refused the sign-on; the link stays open for a password change</summary>
         public const int cvcs_SgnError = -5;
-        /// <summary>the server never answered the connect request</summary>
+        /// <summary>the server did not answer the connect request</summary>
         public const int cvcs_UnknownServer = -4;
+        /// <summary>the link broke, or received bytes were not valid packets</summary>
         public const int cvcs_LinkBroken = -3;
         /// <summary>the link could not be opened</summary>
         public const int cvcs_LinkError = -2;
@@ -132,15 +137,16 @@ namespace VekApi
         /// <summary>signed on; requests may be sent</summary>
         public const int cvcs_ApReady = 3;
 
-        /// <summary>a query, and its answer; paced by the rate that the server gave at sign-on</summary>
+        /// <summary>a query and its result; limited to the query rate given at sign-on</summary>
         public const int cvmc_TaskResult = 128;
-        /// <summary>a request, and its acknowledgement</summary>
+        /// <summary>a request and its acknowledgement</summary>
         public const int cvmc_RequestAck = 129;
+        /// <summary>a report, sent by the server only</summary>
         public const int cvmc_Report = 130;
-        /// <summary>another acknowledgement</summary>
+        /// <summary>a second kind of acknowledgement</summary>
         public const int cvmc_RequestAck2 = 131;
 
-        /// <summary>the words of the server or of the system, or none</summary>
+        /// <summary>a text of the server or the operating system, or none</summary>
         public const int cvre_Other = 0;
         /// <summary>CVekClient_Disconnect was called</summary>
         public const int cvre_Disconnect = 1;
@@ -148,90 +154,92 @@ namespace VekApi
         public const int cvre_HeartbeatTimeout = 2;
         /// <summary>with cvcs_UnknownServer</summary>
         public const int cvre_UnknownServer = 3;
-        /// <summary>with cvcs_LinkBroken: what came was no stream of packets</summary>
+        /// <summary>with cvcs_LinkBroken: received bytes are not valid packets</summary>
         public const int cvre_BadPacketLength = 4;
-        /// <summary>with cvcs_LinkBroken: a message had more pieces than any may have</summary>
+        /// <summary>with cvcs_LinkBroken: a message exceeded the size limit</summary>
         public const int cvre_LongMessage = 5;
-        /// <summary>with cvcs_LinkError: nothing can be made of the setting</summary>
+        /// <summary>with cvcs_LinkError: invalid setting</summary>
         public const int cvre_BadSetting = 6;
         /// <summary>with cvcs_LinkError: the application name is too long</summary>
         public const int cvre_BadApName = 7;
-        /// <summary>with cvcs_SgnError: identity and password are too long together</summary>
+        /// <summary>with cvcs_SgnError: identity and password together are too long</summary>
         public const int cvre_SignOnTooLong = 8;
-        /// <summary>of CVekClient_ChgPass: its texts are too long together</summary>
+        /// <summary>from CVekClient_ChgPass: its texts together are too long</summary>
         public const int cvre_ChgPassTooLong = 9;
         /// <summary>with cvcs_LinkError: the link did not open in time</summary>
         public const int cvre_ConnectTimeout = 10;
-        /// <summary>with cvcs_LinkBroken: no answer to the sign-on came in time</summary>
+        /// <summary>with cvcs_LinkBroken: no answer to the sign-on in time</summary>
         public const int cvre_SignOnTimeout = 11;
         /// <summary>with cvcs_LinkError or cvcs_LinkBroken</summary>
         public const int cvre_NoMemory = 12;
 
-        /// <summary>Its version, such as "0.1.0". The text is there as long as the library.</summary>
+        /// <summary>The library's version, such as "0.1.0". The text is valid until the library is unloaded.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekApi_Version();
 
         /// <summary>
-        /// A new automation string with the bytes of `text` up to its NUL, unchanged; it belongs to the caller. Null
-        /// for null.
+        /// Returns a new automation string with the bytes of `text` up to its NUL, unconverted. The caller frees it
+        /// with CVekApi_FreeBSTR. Null if `text` is null or there is no memory.
         /// </summary>
         [DllImport(Library)]
         public static extern IntPtr CstrToBSTR(byte[] text);
 
         /// <summary>
-        /// A new automation string with the bytes of `text` up to its NUL, unchanged; it belongs to the caller. Null
-        /// for null.
+        /// Returns a new automation string with the bytes of `text` up to its NUL, unconverted. The caller frees it
+        /// with CVekApi_FreeBSTR. Null if `text` is null or there is no memory.
         /// </summary>
         [DllImport(Library)]
         public static extern IntPtr CstrToBSTR(IntPtr text);
 
-        /// <summary>Frees what CstrToBSTR or a function ending in _B returned; nothing for null.</summary>
+        /// <summary>Frees a string returned by CstrToBSTR or by a function ending in _B. Does nothing for null.</summary>
         [DllImport(Library)]
         public static extern void CVekApi_FreeBSTR(IntPtr text);
 
-        /// <summary>The value of a key; null when there is none.</summary>
+        /// <summary>The value of `key`, or null if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Get(ref CVekProperties properties, byte[] key);
 
-        /// <summary>The value of a key; null when there is none.</summary>
+        /// <summary>The value of `key`, or null if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Get(ref CVekProperties properties, IntPtr key);
 
-        /// <summary>The value of a key; null when there is none.</summary>
+        /// <summary>The value of `key`, or null if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Get_B(ref CVekProperties properties, byte[] key);
 
-        /// <summary>The value of a key; null when there is none.</summary>
+        /// <summary>The value of `key`, or null if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Get_B(ref CVekProperties properties, IntPtr key);
 
+        /// <summary>The name of the table or column; "" if it has none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Name(ref CVekProperties properties);
 
+        /// <summary>The name of the table or column; "" if it has none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Name_B(ref CVekProperties properties);
 
-        /// <summary>What to show to users: the value of "DisplayText", else the name.</summary>
+        /// <summary>The text to show to users: the value of "DisplayText", or the name if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_DisplayText(ref CVekProperties properties);
 
-        /// <summary>What to show to users: the value of "DisplayText", else the name.</summary>
+        /// <summary>The text to show to users: the value of "DisplayText", or the name if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_DisplayText_B(ref CVekProperties properties);
 
-        /// <summary>The value of "Description", else the display text.</summary>
+        /// <summary>The value of "Description", or the display text if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Description(ref CVekProperties properties);
 
-        /// <summary>The value of "Description", else the display text.</summary>
+        /// <summary>The value of "Description", or the display text if there is none.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_Description_B(ref CVekProperties properties);
 
-        /// <summary>The pairs, without the name: for each, in the order of their coming, 0x01 KEY "=" VALUE.</summary>
+        /// <summary>The pairs, without the name, in arrival order: 0x01 KEY "=" VALUE for each.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_ToString(ref CVekProperties properties);
 
-        /// <summary>The pairs, without the name: for each, in the order of their coming, 0x01 KEY "=" VALUE.</summary>
+        /// <summary>The pairs, without the name, in arrival order: 0x01 KEY "=" VALUE for each.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekProperties_ToString_B(ref CVekProperties properties);
 
@@ -239,22 +247,23 @@ namespace VekApi
         [DllImport(Library)]
         public static extern CVekProperties CVekField_Properties(ref CVekField field);
 
-        /// <summary>Position in the table, from 0; -1 for a null handle.</summary>
+        /// <summary>Position in the table, counted from 0; -1 for a null handle.</summary>
         [DllImport(Library)]
         public static extern int CVekField_Index(ref CVekField field);
 
-        /// <summary>Null handles when there is no such column.</summary>
+        /// <summary>A column by name, or by index counted from 0. Null handle if there is no such column.</summary>
         [DllImport(Library)]
         public static extern CVekField CVekFields_NameField(ref CVekFields fields, byte[] name);
 
-        /// <summary>Null handles when there is no such column.</summary>
+        /// <summary>A column by name, or by index counted from 0. Null handle if there is no such column.</summary>
         [DllImport(Library)]
         public static extern CVekField CVekFields_NameField(ref CVekFields fields, IntPtr name);
 
-        /// <summary>Null handles when there is no such column.</summary>
+        /// <summary>A column by name, or by index counted from 0. Null handle if there is no such column.</summary>
         [DllImport(Library)]
         public static extern CVekField CVekFields_IndexField(ref CVekFields fields, int index);
 
+        /// <summary>Number of columns.</summary>
         [DllImport(Library)]
         public static extern int CVekFields_Count(ref CVekFields fields);
 
@@ -262,94 +271,96 @@ namespace VekApi
         [DllImport(Library)]
         public static extern CVekProperties CVekTable_Properties(ref CVekTable table);
 
+        /// <summary>The columns, in table order.</summary>
         [DllImport(Library)]
         public static extern CVekFields CVekTable_Fields(ref CVekTable table);
 
+        /// <summary>Number of records.</summary>
         [DllImport(Library)]
         public static extern int CVekTable_RecordsCount(ref CVekTable table);
 
         /// <summary>
-        /// The value of a column of a record, "" when the record has none. Rows and columns count from 0; null when
-        /// there is no such record or column.
+        /// The value of one column of one record; "" if the record has no value for it. `row` and `col` count from 0.
+        /// Null if there is no such record or column.
         /// </summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTable_RecordIndexField(ref CVekTable table, int row, int col);
 
         /// <summary>
-        /// The value of a column of a record, "" when the record has none. Rows and columns count from 0; null when
-        /// there is no such record or column.
+        /// The value of one column of one record; "" if the record has no value for it. `row` and `col` count from 0.
+        /// Null if there is no such record or column.
         /// </summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTable_RecordIndexField_B(ref CVekTable table, int row, int col);
 
-        /// <summary>The same by a column's handle; null for a null one.</summary>
+        /// <summary>As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTable_RecordField(ref CVekTable table, int row, ref CVekField field);
 
-        /// <summary>The same by a column's handle; null for a null one.</summary>
+        /// <summary>As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTable_RecordField_B(ref CVekTable table, int row, ref CVekField field);
 
-        /// <summary>The number in the table's attribute "mkt": cvam_...</summary>
+        /// <summary>The number in the table's "mkt" attribute: cvam_..., or another value if the server sent one.</summary>
         [DllImport(Library)]
         public static extern int CVekTable_MktFlag(ref CVekTable table);
 
-        /// <summary>Ties the answer to the request.</summary>
+        /// <summary>The id that matches this answer to its request.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTaskResult_WorkID(ref CVekTaskResult result);
 
-        /// <summary>Ties the answer to the request.</summary>
+        /// <summary>The id that matches this answer to its request.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTaskResult_WorkID_B(ref CVekTaskResult result);
 
-        /// <summary>The text that the tables were read from. Ends for the caller at its first NUL.</summary>
+        /// <summary>The text that the tables were read from, as far as its first NUL.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTaskResult_OrigResult(ref CVekTaskResult result);
 
-        /// <summary>The text that the tables were read from. Ends for the caller at its first NUL.</summary>
+        /// <summary>The text that the tables were read from, as far as its first NUL.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTaskResult_OrigResult_B(ref CVekTaskResult result);
 
-        /// <summary>Null handles when there is no such table. Indexes count from 0.</summary>
+        /// <summary>A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.</summary>
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_NameTable(ref CVekTaskResult result, byte[] name);
 
-        /// <summary>Null handles when there is no such table. Indexes count from 0.</summary>
+        /// <summary>A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.</summary>
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_NameTable(ref CVekTaskResult result, IntPtr name);
 
-        /// <summary>Null handles when there is no such table. Indexes count from 0.</summary>
+        /// <summary>A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.</summary>
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_IndexTable(ref CVekTaskResult result, uint index);
 
         [DllImport(Library)]
         public static extern uint CVekTaskResult_TableCount(ref CVekTaskResult result);
 
-        /// <summary>cvre_..., by the whole text; cvre_Other for null.</summary>
+        /// <summary>The cvre_... value of a reason text, compared as a whole. cvre_Other for null and for unknown texts.</summary>
         [DllImport(Library)]
         public static extern int CVekApi_ReasonOf(byte[] reason);
 
-        /// <summary>cvre_..., by the whole text; cvre_Other for null.</summary>
+        /// <summary>The cvre_... value of a reason text, compared as a whole. cvre_Other for null and for unknown texts.</summary>
         [DllImport(Library)]
         public static extern int CVekApi_ReasonOf(IntPtr reason);
 
         /// <summary>
-        /// A new client, which belongs to the caller. The table is copied; null counts as a table of nulls. `user` is
-        /// handed to the callbacks and not looked into.
+        /// Returns a new client, owned by the caller. The table is copied; a null table has null entries only. `user`
+        /// is passed to the callbacks and otherwise not used.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekClient CVekClient_Create(ref CVekClientCallbacks callbacks, IntPtr user);
 
         /// <summary>
-        /// Calls OnVekClientDestroyEvent, closes the session and frees the client; the handle becomes null before that
-        /// callback. Waits for a callback that is running on another thread (a thread answers what is sent to its
-        /// windows meanwhile). No callback comes afterwards, unless the call was made inside one. Not on two threads
-        /// at once, nor together with another function on that client.
+        /// Calls OnVekClientDestroyEvent, closes the session and frees the client. The handle becomes null before that
+        /// callback. Waits for a callback running on another thread; a waiting thread keeps answering messages sent to
+        /// its windows. No callback follows, unless the call was made inside one. Must not overlap with any other
+        /// function on that client.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekClient_Delete(ref CVekClient client);
 
-        /// <summary>cvcs_...</summary>
+        /// <summary>The client's cvcs_... state.</summary>
         [DllImport(Library)]
         public static extern int CVekClient_State(ref CVekClient client);
 
@@ -359,26 +370,30 @@ namespace VekApi
         public static extern bool CVekClient_IsSessionConnected(ref CVekClient client);
 
         /// <summary>
-        /// Closes an earlier session and opens a new one; true when it was begun. The outcome comes as callbacks: a
-        /// setting of which nothing can be made calls OnVekConnectEvent in state cvcs_LinkError before the function
-        /// returns. False, with nothing done, when a text but the password is null; a null password is an empty one.
+        /// Closes any earlier session and opens a new one. Returns true if the attempt was started; its outcome
+        /// arrives as callbacks. An invalid setting calls OnVekConnectEvent in state cvcs_LinkError before the
+        /// function returns. Returns false and does nothing if a text other than the password is null; a null password
+        /// is empty.
         ///
-        /// `setting` is "HOST:PORT" for TCP, or ":KIND:PARAMETERS". `apVersion` is four numbers, such as "1.2.3.4".
-        /// `id1` and `id2` are joined by "/" into the user identity; it and the password may have up to 255 bytes.
-        /// Not on two threads at once for one client, nor together with _Disconnect or _Delete.
+        /// `setting` is "HOST:PORT" for TCP, or ":KIND:PARAMETERS" (docs/settings.md). `apVersion` is four numbers,
+        /// such as "1.2.3.4". `id1` and `id2` are joined by "/" into the user identity. Identity and password are
+        /// limited to 255 bytes each. Must not overlap with _Connect, _Disconnect or _Delete of the same client on
+        /// another thread.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekClient_Connect(ref CVekClient client, byte[] setting, byte[] apName, byte[] apVersion, byte[] id1, byte[] id2, byte[] password);
 
         /// <summary>
-        /// Closes an earlier session and opens a new one; true when it was begun. The outcome comes as callbacks: a
-        /// setting of which nothing can be made calls OnVekConnectEvent in state cvcs_LinkError before the function
-        /// returns. False, with nothing done, when a text but the password is null; a null password is an empty one.
+        /// Closes any earlier session and opens a new one. Returns true if the attempt was started; its outcome
+        /// arrives as callbacks. An invalid setting calls OnVekConnectEvent in state cvcs_LinkError before the
+        /// function returns. Returns false and does nothing if a text other than the password is null; a null password
+        /// is empty.
         ///
-        /// `setting` is "HOST:PORT" for TCP, or ":KIND:PARAMETERS". `apVersion` is four numbers, such as "1.2.3.4".
-        /// `id1` and `id2` are joined by "/" into the user identity; it and the password may have up to 255 bytes.
-        /// Not on two threads at once for one client, nor together with _Disconnect or _Delete.
+        /// `setting` is "HOST:PORT" for TCP, or ":KIND:PARAMETERS" (docs/settings.md). `apVersion` is four numbers,
+        /// such as "1.2.3.4". `id1` and `id2` are joined by "/" into the user identity. Identity and password are
+        /// limited to 255 bytes each. Must not overlap with _Connect, _Disconnect or _Delete of the same client on
+        /// another thread.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
@@ -386,174 +401,177 @@ namespace VekApi
 
         /// <summary>
         /// Closes the session and calls OnVekConnectEvent with "Disconnect()" in state cvcs_Disconnected. No callback
-        /// of that session comes afterwards.
+        /// of that session follows.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekClient_Disconnect(ref CVekClient client);
 
         /// <summary>
-        /// The result that ended the last sign-on; an empty one before that.
+        /// The result that ended the last sign-on; empty before the first one.
         ///
-        /// Of a client on a message loop: inside its callbacks the one that was the last at that event, lent until the
-        /// callback returns; outside, the last of all, lent until this function or CVekClient_ServerName is called
-        /// again for that client outside its callbacks. Of another client: lent as long as the client lives; the next
-        /// sign-on replaces what is in it, so that it is to be read in callbacks, or while no sign-on can be under
-        /// way.
+        /// For a client on a message loop: inside its callbacks, the result that was current at that event, valid
+        /// until the callback returns; outside, the latest result, valid until this function or CVekClient_ServerName
+        /// is next called for that client outside its callbacks. For other clients: valid as long as the client lives,
+        /// but the next sign-on replaces its content, so read it inside callbacks or while no sign-on can be in
+        /// progress.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekTaskResult CVekClient_SgnResult(ref CVekClient client);
 
         /// <summary>
-        /// Name and version of the server, such as "GW.2.0.1.15"; "" while not connected, null for a null handle. The
-        /// text lives until the callback returns inside which it was asked for; else to be read, and lent, as
-        /// CVekClient_SgnResult says.
+        /// Name and version of the server, such as "GW.2.0.1.15"; "" while not connected, null for a null handle.
+        /// Called inside a callback, the text is valid until the callback returns; otherwise the rules of
+        /// CVekClient_SgnResult apply.
         /// </summary>
         [DllImport(Library)]
         public static extern IntPtr CVekClient_ServerName(ref CVekClient client);
 
         /// <summary>
-        /// Asks the server to change a password; the answer comes as OnVekChgPassResultEvent. False when not
-        /// connected, when the link took nothing, or when the texts have more than 4091 bytes together. A null `user`
-        /// gives false; null passwords are empty ones. Each text may have up to 255 bytes.
+        /// Asks the server to change a password; the answer arrives as OnVekChgPassResultEvent. Returns false if not
+        /// connected, if the link refused the request, if the texts exceed 4091 bytes together (the event then says
+        /// so), or if `user` is null. Null passwords are empty. Each text is limited to 255 bytes.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekClient_ChgPass(ref CVekClient client, byte[] user, byte[] oldPassword, byte[] newPassword);
 
         /// <summary>
-        /// Asks the server to change a password; the answer comes as OnVekChgPassResultEvent. False when not
-        /// connected, when the link took nothing, or when the texts have more than 4091 bytes together. A null `user`
-        /// gives false; null passwords are empty ones. Each text may have up to 255 bytes.
+        /// Asks the server to change a password; the answer arrives as OnVekChgPassResultEvent. Returns false if not
+        /// connected, if the link refused the request, if the texts exceed 4091 bytes together (the event then says
+        /// so), or if `user` is null. Null passwords are empty. Each text is limited to 255 bytes.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekClient_ChgPass(ref CVekClient client, IntPtr user, IntPtr oldPassword, IntPtr newPassword);
 
         /// <summary>
-        /// Scrambles a finished packet of `length` bytes in place, behind its three header bytes, when the session
-        /// asks for it.
+        /// Scrambles a complete packet of `length` bytes in place, from the fourth byte on, if the session uses
+        /// scrambling.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekClient_EncPacket(ref CVekClient client, byte[] packet, int length);
 
         /// <summary>
-        /// Sends a finished packet of `length` bytes, header included; true when the link took it. The buffer is
-        /// scrambled in place.
+        /// Sends a complete packet of `length` bytes, header included. Returns true if the link accepted it. The
+        /// buffer is scrambled in place.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekClient_SendPk(ref CVekClient client, byte[] packet, int length);
 
         /// <summary>
-        /// Sends a request. The buffer starts with five free bytes, which the library fills; the text follows.
-        /// `length` counts both, 6 or more. The buffer is consumed. True when the link took all of it, false when none
-        /// of it went. Code 128 is a query, and false too when the rate that the server gave at sign-on is used up:
-        /// nothing was touched then, and the same buffer may be tried again a little later.
+        /// Sends a request. The buffer starts with five bytes reserved for the library, followed by the text; `length`
+        /// counts both and is at least 6. The buffer is modified. Returns true if the link accepted the whole request,
+        /// false if nothing was sent. A query (code 128) also returns false when the query rate given at sign-on is
+        /// used up; the buffer is then unmodified and may be sent again later.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekClient_SendVekRequest(ref CVekClient client, int msgCode, byte[] buffer, uint length);
 
         /// <summary>
-        /// The same with cvmc_TaskResult, telling how long to wait: 0 when it was sent, the milliseconds until the
-        /// rate allows it (nothing was touched), or -1 when it was not sent, and waiting will not help.
+        /// Sends a query (cvmc_TaskResult) and reports how long to wait: 0 if sent; a positive number of milliseconds
+        /// until the query rate allows it (buffer unmodified); -1 if it was not sent and waiting will not help.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekClient_SendVekQueryRequest(ref CVekClient client, byte[] buffer, uint length);
 
         /// <summary>
-        /// A new gate, which belongs to the caller; everything may go until it is configured. The table is copied;
-        /// null counts as one with a null entry.
+        /// Returns a new gate, owned by the caller. Until configured, it is open. The table is copied; a null table
+        /// has a null entry.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekFlowCtrl CVekFlowCtrl_Create(ref CVekFlowCtrlCallbacks callbacks, IntPtr user);
 
         /// <summary>
-        /// As CVekFlowCtrl_Create, for a gate whose callback runs on the calling thread, when that runs its message
-        /// loop (see there), without any lock held. It may do everything: connect, disconnect and delete clients, and
-        /// delete the gate. A null handle when the thread can have no window (or there is no memory).
+        /// As CVekFlowCtrl_Create, with the callback on the calling thread, when that thread runs its message loop
+        /// (see "Message loop" below), and without locks held. The callback may do anything, including connecting,
+        /// disconnecting and deleting clients and deleting the gate. Null handle if the thread cannot have a window or
+        /// there is no memory.
         ///
-        /// Openings that come before the callback has run are one. By then another thread may have taken the place: a
-        /// callback that finds the gate closed (CVekFlowCtrl_CheckFlowCtrl) calls CVekFlowCtrl_StartCheckTimer again.
+        /// Several openings before the callback runs count as one. Another thread may have used the free slot by then:
+        /// a callback that finds the gate closed (CVekFlowCtrl_CheckFlowCtrl) calls CVekFlowCtrl_StartCheckTimer
+        /// again.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekFlowCtrl CVekFlowCtrl_Create_OnMessageLoop(ref CVekFlowCtrlCallbacks callbacks, IntPtr user);
 
         /// <summary>
-        /// Waits for a callback that is running on another thread; none comes afterwards. Nobody else may use the gate
-        /// any more, or hold its lock.
+        /// Deletes the gate. Waits for a callback running on another thread; none follows. No other thread may use the
+        /// gate any more or hold its lock.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Delete(ref CVekFlowCtrl gate);
 
+        /// <summary>True if a rate is set.</summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekFlowCtrl_IsFlowCfg(ref CVekFlowCtrl gate);
 
-        /// <summary>Switches pacing off and forgets what was sent. A gate that waits calls OnVekFlowCtrlFree soon.</summary>
+        /// <summary>Removes the rate and forgets past requests. A waiting gate calls OnVekFlowCtrlFree soon.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Clear(ref CVekFlowCtrl gate);
 
         /// <summary>
-        /// Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
-        /// same as CVekFlowCtrl_Clear. To be called again when a new session is ready: what was sent over a link that
-        /// has ended is never acknowledged and would keep its places.
+        /// Sets the rate: `count` requests within any `ms` milliseconds. Forgets past requests. If either value is
+        /// below 1, same as CVekFlowCtrl_Clear. Call it again when a new session is ready: requests sent over an ended
+        /// link are never acknowledged and would keep their slots.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_SetFlowCtrl(ref CVekFlowCtrl gate, int count, int ms);
 
-        /// <summary>`n` requests were acknowledged. May call OnVekFlowCtrlFree.</summary>
+        /// <summary>Records that `n` requests were acknowledged. May call OnVekFlowCtrlFree.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_SetAckTime(ref CVekFlowCtrl gate, uint n);
 
         /// <summary>
-        /// 0: one request may go now, and is counted as sent (a null handle answers 0, too). Positive: not now; it may
-        /// be asked again after so many milliseconds. Negative: not before an acknowledgement.
+        /// Asks to send one request now. 0: allowed, and counted as sent (also for a null handle). Positive: not now;
+        /// ask again after that many milliseconds. Negative: not before an acknowledgement arrives.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekFlowCtrl_CheckFlowCtrl(ref CVekFlowCtrl gate);
 
         /// <summary>
-        /// Lets the calling thread sleep for so many milliseconds; for one when `ms` is above 0x7FFFFFFF, as a
-        /// negative answer of CVekFlowCtrl_CheckFlowCtrl is.
+        /// Sleeps for `ms` milliseconds on the calling thread; for 1 ms if `ms` is above 0x7FFFFFFF, as a negative
+        /// result of CVekFlowCtrl_CheckFlowCtrl is.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Sleep(uint ms);
 
-        /// <summary>Calls OnVekFlowCtrlFree when a request may go: at once, or later. Nothing when not configured.</summary>
+        /// <summary>Calls OnVekFlowCtrlFree when a request may be sent: immediately or later. Does nothing if no rate is set.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_StartCheckTimer(ref CVekFlowCtrl gate);
 
         /// <summary>
-        /// The gate's user lock. The thread that holds it may take it again, and gives it back as often. It must not
-        /// connect, disconnect or delete a client meanwhile.
+        /// Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
+        /// thread must not connect, disconnect or delete a client.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Lock(ref CVekFlowCtrl gate);
 
         /// <summary>
-        /// The gate's user lock. The thread that holds it may take it again, and gives it back as often. It must not
-        /// connect, disconnect or delete a client meanwhile.
+        /// Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
+        /// thread must not connect, disconnect or delete a client.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Unlock(ref CVekFlowCtrl gate);
 
         /// <summary>
-        /// A new sender, which belongs to the caller. It may outlive the client: everything is refused then. Not
-        /// configured: everything goes at once.
+        /// Returns a new sender, owned by the caller. It may outlive the client; all requests are then refused. Until
+        /// a rate is set, requests are sent immediately.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekFlowCtrlSender CVekFlowCtrlSender_Create(ref CVekClient client);
 
         /// <summary>
-        /// As CVekFlowCtrlSender_Create, with a callback on the calling thread, when that runs its message loop. What
-        /// the sender holds goes when the rate allows it, as with every sender, whether the thread runs its loop or
-        /// not. A null handle when the thread can have no window (or there is no memory).
+        /// As CVekFlowCtrlSender_Create, with a callback on the calling thread when that thread runs its message loop.
+        /// Held requests are sent when the rate allows, whether or not the thread runs its loop. Null handle if the
+        /// thread cannot have a window or there is no memory.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekFlowCtrlSender CVekFlowCtrlSender_Create_OnMessageLoop(ref CVekClient client, ref CVekFlowCtrlSenderCallbacks callbacks, IntPtr user);
 
-        /// <summary>Drops what is held without sending it; otherwise as CVekFlowCtrl_Delete.</summary>
+        /// <summary>Drops the held requests without sending them; otherwise as CVekFlowCtrl_Delete.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrlSender_Delete(ref CVekFlowCtrlSender sender);
 
@@ -561,119 +579,121 @@ namespace VekApi
         [DllImport(Library)]
         public static extern void CVekFlowCtrlSender_SetFlowCtrl(ref CVekFlowCtrlSender sender, int count, int ms);
 
-        /// <summary>1 when configured, else 0. An int, unlike CVekFlowCtrl_IsFlowCfg.</summary>
+        /// <summary>1 if a rate is set, else 0. An int, unlike CVekFlowCtrl_IsFlowCfg.</summary>
         [DllImport(Library)]
         public static extern int CVekFlowCtrlSender_IsFlowCfg(ref CVekFlowCtrlSender sender);
 
-        /// <summary>Requests held.</summary>
+        /// <summary>Number of held requests.</summary>
         [DllImport(Library)]
         public static extern uint CVekFlowCtrlSender_PendingCount(ref CVekFlowCtrlSender sender);
 
-        /// <summary>Sends what is held and may go now, and sees to the rest later.</summary>
+        /// <summary>Sends the held requests that the rate allows now; the rest follow by timer.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrlSender_CheckPending(ref CVekFlowCtrlSender sender);
 
-        /// <summary>Drops what is held; returns how many requests that were. None of them has been sent, or will be.</summary>
+        /// <summary>Drops the held requests and returns their number. They were not sent and will not be.</summary>
         [DllImport(Library)]
         public static extern uint CVekFlowCtrlSender_DropPending(ref CVekFlowCtrlSender sender);
 
         /// <summary>
-        /// Takes the oldest request that is held out of the sender, unsent: copies its text into `buffer`, which has
-        /// room for `size` bytes, without a NUL behind it. Returns the length of the text, 0 when nothing is held. A
-        /// text that is longer than `size` stays where it is, and nothing is copied.
+        /// Removes the oldest held request without sending it: copies its text into `buffer`, which has space for
+        /// `size` bytes, without a terminating NUL. Returns the text's length, or 0 if nothing is held. A text longer
+        /// than `size` stays held; its length is returned and nothing is copied.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekFlowCtrlSender_TakePending(ref CVekFlowCtrlSender sender, byte[] buffer, uint size);
 
         /// <summary>
-        /// Requests that the link refused, since the sender was created: they were not sent, and are not held. There
-        /// was no session, its send queue was full, or there was no memory.
+        /// Number of requests that the link refused since the sender was created: not sent and not held. Causes: no
+        /// session, a full send queue, no memory.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekFlowCtrlSender_RefusedCount(ref CVekFlowCtrlSender sender);
 
         /// <summary>
-        /// To be called with what OnVekRequestAckEvent brought: counts the acknowledged requests of code 129, may send
+        /// Call it with the arguments of OnVekRequestAckEvent. Counts the acknowledged requests of code 129; may send
         /// held ones. Other codes and a null text are ignored.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrlSender_AckParser(ref CVekFlowCtrlSender sender, int code, byte[] text);
 
         /// <summary>
-        /// To be called with what OnVekRequestAckEvent brought: counts the acknowledged requests of code 129, may send
+        /// Call it with the arguments of OnVekRequestAckEvent. Counts the acknowledged requests of code 129; may send
         /// held ones. Other codes and a null text are ignored.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrlSender_AckParser(ref CVekFlowCtrlSender sender, int code, IntPtr text);
 
-        /// <summary>`n` requests were acknowledged; may send held ones. The second argument is not used.</summary>
+        /// <summary>Records that `n` requests were acknowledged; may send held ones. The second argument is ignored.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrlSender_SetAckTime(ref CVekFlowCtrlSender sender, int ignored, uint n);
 
         /// <summary>
-        /// One request: the buffer starts with five free bytes, its text follows, `length` counts both. The buffer is
-        /// consumed. True when it was sent, or nothing is held after the call; false when it is held, or `length` is
-        /// below 6 (it is dropped then).
+        /// Sends or holds one request: five bytes reserved for the library, then the text; `length` counts both. The
+        /// buffer is modified. Returns true if nothing is held after the call; false if a request is held, or if
+        /// `length` is below 6 (the request is dropped).
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekFlowCtrlSender_SendVekRequest(ref CVekFlowCtrlSender sender, byte[] buffer, uint length);
 
         /// <summary>
-        /// Several requests, pairs of lines with line feeds between them, behind five free bytes; a last line without
-        /// its partner is dropped. Returns how many were sent now; the others are held. The buffer is consumed.
+        /// Sends or holds several requests: five bytes reserved for the library, then pairs of lines separated by line
+        /// feeds. A last line without a partner is dropped. Returns how many were sent now; the others are held. The
+        /// buffer is modified.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekFlowCtrlSender_SendVekRequests(ref CVekFlowCtrlSender sender, byte[] buffer, uint length);
 
         /// <summary>
-        /// As CVekClient_Create, for a client whose callbacks run on the calling thread, when that thread runs its
-        /// message loop. A null handle when the thread can have no window (or there is no memory).
+        /// As CVekClient_Create, with all callbacks on the calling thread, when that thread runs its message loop.
+        /// Null handle if the thread cannot have a window or there is no memory.
         ///
-        /// The loop. On Windows it is any loop of GetMessage and DispatchMessage, also a modal one (message box, menu,
-        /// dragging). On every system CVekMessageLoop_Dispatch may take its place.
+        /// The loop. On Windows any loop of GetMessage and DispatchMessage, including modal ones (message box, menu,
+        /// dragging). On both systems CVekMessageLoop_Dispatch may be used instead.
         ///
-        /// Order. Callbacks come one after the other in the order of the wire. They come later than the event, and
-        /// events from before a CVekClient_Connect or CVekClient_Disconnect, and those of these calls themselves, are
-        /// still called when the call has returned. But inside a callback, on its thread, CVekClient_State,
-        /// _IsSessionConnected, _SgnResult and _ServerName answer what was true at its event, whatever has happened
-        /// since; outside callbacks, and on other threads, what is true now.
+        /// Order. Callbacks run one at a time in wire order, later than the event. Events from before a
+        /// CVekClient_Connect or CVekClient_Disconnect, and the events of these calls themselves, are delivered after
+        /// the call has returned. Inside a callback, on its thread, CVekClient_State, _IsSessionConnected, _SgnResult
+        /// and _ServerName return the values at the time of the event; outside callbacks and on other threads, the
+        /// current values.
         ///
-        /// Turns. One message brings a part of what waits, 10 ms' worth or a thousand events; the rest comes when
-        /// everything else of the thread has had its turn: other clients, input, painting, timers.
+        /// Batches. One message delivers at most 10 ms' worth of events or a thousand of them. The rest follows after
+        /// the thread's other work: other clients, input, painting, timers.
         ///
-        /// Waiting. A task result or password result is lent, so the session waits until its callback has returned:
-        /// nothing else of that session arrives meanwhile. The thread answers these two, and with them what was queued
-        /// before them, also while it waits inside a function of this library; so callbacks may come inside any call
-        /// that connects, disconnects or deletes. The thread must not wait for the session by other means.
+        /// Waiting. Task results and password results are borrowed, so the session waits until their callback has
+        /// returned; meanwhile nothing else of that session arrives. The thread delivers these two events, and those
+        /// queued before them, also while it waits inside a function of this library. Callbacks may therefore run
+        /// inside any call that connects, disconnects or deletes. The thread must not wait for the session in any
+        /// other way.
         ///
-        /// Inside a callback the thread may do everything: connect, disconnect, delete, run a loop of its own (a
-        /// message box). Other callbacks may or may not come inside that loop, which must not wait for them. After a
-        /// deletion nothing is called any more but OnVekClientDestroyEvent, which CVekClient_Delete calls itself,
-        /// before it returns, on its own thread; what was queued is dropped.
+        /// Inside a callback the thread may do anything: connect, disconnect, delete, run a nested loop (a message
+        /// box). Other callbacks may or may not run inside that nested loop, so it must not wait for them. After
+        /// deletion only OnVekClientDestroyEvent is called, by CVekClient_Delete itself on its own thread before it
+        /// returns; queued events are dropped.
         ///
-        /// CVekClient_Delete belongs on the creating thread. Another thread may call it outside callbacks; it then
-        /// waits for the creating one to run its loop, or to end. A client whose thread has ended gets no callbacks
-        /// but the last, and nothing is kept for it; it must still be deleted.
+        /// CVekClient_Delete should be called on the creating thread. Another thread may call it outside callbacks; it
+        /// then waits for the creating thread to run its loop or to end. A client whose thread has ended gets no
+        /// callbacks except the last, and queues nothing; it must still be deleted.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekClient CVekClient_Create_OnMessageLoop(ref CVekClientCallbacks callbacks, IntPtr user);
 
         /// <summary>
-        /// Runs what waits for the calling thread, a thousand messages at most and not what comes meanwhile, and
-        /// returns how many it ran. Waits up to `timeoutMs` milliseconds when there is nothing (0: does not wait;
-        /// negative: waits for ever), and answers 0 when nothing came. Negative on error; on Windows also when the
-        /// thread has been told to quit (WM_QUIT, which stays in the queue). On Windows it serves all the thread's
-        /// windows. Inside a callback, too.
+        /// Delivers the messages waiting for the calling thread, at most a thousand and none that arrive meanwhile,
+        /// and returns their number. If there are none, waits up to `timeoutMs` milliseconds (0: does not wait;
+        /// negative: no limit) and returns 0 on timeout. Returns a negative value on error, and on Windows also if
+        /// WM_QUIT is queued (it stays in the queue). On Windows it serves all windows of the thread. May be called
+        /// inside a callback.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekMessageLoop_Dispatch(int timeoutMs);
 
         /// <summary>
-        /// For event loops that watch descriptors (poll, epoll, GLib, Qt, asyncio): one that polls readable while
-        /// something waits for the calling thread; call CVekMessageLoop_Dispatch(0) then. It belongs to the library
-        /// and lives as long as the thread: not to be read or closed. -1 on Windows, where the thread's message loop
-        /// serves everything, and on error.
+        /// For event loops that watch descriptors (poll, epoll, GLib, Qt, asyncio): a descriptor that is readable
+        /// while messages wait for the calling thread; then call CVekMessageLoop_Dispatch(0). Owned by the library and
+        /// valid for the thread's lifetime; do not read or close it. -1 on error, and on Windows, where the thread's
+        /// message loop serves everything.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekMessageLoop_Fd();

@@ -20,19 +20,19 @@ class CVekClient(Handle): pass
 class CVekFlowCtrl(Handle): pass
 class CVekFlowCtrlSender(Handle): pass
 
-# Account market of a table (CVekTable_MktFlag). The server may use other numbers.
-cvam_None = 0  # the table says nothing about it
+# Account market of a table, as CVekTable_MktFlag returns it. The server may send other values.
+cvam_None = 0  # the table does not say
 cvam_Stock = 1  # domestic securities
 cvam_Futures = 2  # domestic futures and options
 cvam_ForeignFutures = 3  # foreign futures and options
 cvam_ForeignStock = 4  # foreign securities
 
-# CVekClient_State
-cvcs_HeartbeatTimeout = -7  # nothing came from the server for a heartbeat period; the link is not closed
+# States of a client (CVekClient_State). docs/events.md lists the transitions.
+cvcs_HeartbeatTimeout = -7  # no data from the server for a heartbeat period; the link stays open
 cvcs_ConnectError = -6  # the server refused the connect request
-cvcs_SgnError = -5  # the server refused the sign-on; the link stays up for a password change
-cvcs_UnknownServer = -4  # the server never answered the connect request
-cvcs_LinkBroken = -3
+cvcs_SgnError = -5  # the server refused the sign-on; the link stays open for a password change
+cvcs_UnknownServer = -4  # the server did not answer the connect request
+cvcs_LinkBroken = -3  # the link broke, or received bytes were not valid packets
 cvcs_LinkError = -2  # the link could not be opened
 cvcs_Disconnected = -1  # after CVekClient_Disconnect
 cvcs_None = 0  # new client
@@ -40,58 +40,59 @@ cvcs_Connecting = 1  # the link is being opened
 cvcs_Connected = 2  # connect request accepted, sign-on sent
 cvcs_ApReady = 3  # signed on; requests may be sent
 
-# Codes of messages. Requests are sent with the first two; the others come, as OnVekRequestAckEvent and
-# OnVekReportEvent.
-cvmc_TaskResult = 128  # a query, and its answer; paced by the rate that the server gave at sign-on
-cvmc_RequestAck = 129  # a request, and its acknowledgement
-cvmc_Report = 130
-cvmc_RequestAck2 = 131  # another acknowledgement
+# Message codes. Requests are sent with cvmc_TaskResult and cvmc_RequestAck. Codes 129 and 131 arrive as
+# OnVekRequestAckEvent, 130 as OnVekReportEvent.
+cvmc_TaskResult = 128  # a query and its result; limited to the query rate given at sign-on
+cvmc_RequestAck = 129  # a request and its acknowledgement
+cvmc_Report = 130  # a report, sent by the server only
+cvmc_RequestAck2 = 131  # a second kind of acknowledgement
 
-# The reasons that the library itself gives in OnVekConnectEvent and OnVekChgPassResultEvent
-# (CVekApi_ReasonOf).
-cvre_Other = 0  # the words of the server or of the system, or none
+# Reasons given by the library itself in OnVekConnectEvent and OnVekChgPassResultEvent (CVekApi_ReasonOf).
+cvre_Other = 0  # a text of the server or the operating system, or none
 cvre_Disconnect = 1  # CVekClient_Disconnect was called
 cvre_HeartbeatTimeout = 2  # with cvcs_HeartbeatTimeout
 cvre_UnknownServer = 3  # with cvcs_UnknownServer
-cvre_BadPacketLength = 4  # with cvcs_LinkBroken: what came was no stream of packets
-cvre_LongMessage = 5  # with cvcs_LinkBroken: a message had more pieces than any may have
-cvre_BadSetting = 6  # with cvcs_LinkError: nothing can be made of the setting
+cvre_BadPacketLength = 4  # with cvcs_LinkBroken: received bytes are not valid packets
+cvre_LongMessage = 5  # with cvcs_LinkBroken: a message exceeded the size limit
+cvre_BadSetting = 6  # with cvcs_LinkError: invalid setting
 cvre_BadApName = 7  # with cvcs_LinkError: the application name is too long
-cvre_SignOnTooLong = 8  # with cvcs_SgnError: identity and password are too long together
-cvre_ChgPassTooLong = 9  # of CVekClient_ChgPass: its texts are too long together
+cvre_SignOnTooLong = 8  # with cvcs_SgnError: identity and password together are too long
+cvre_ChgPassTooLong = 9  # from CVekClient_ChgPass: its texts together are too long
 cvre_ConnectTimeout = 10  # with cvcs_LinkError: the link did not open in time
-cvre_SignOnTimeout = 11  # with cvcs_LinkBroken: no answer to the sign-on came in time
+cvre_SignOnTimeout = 11  # with cvcs_LinkBroken: no answer to the sign-on in time
 cvre_NoMemory = 12  # with cvcs_LinkError or cvcs_LinkBroken
 
-# A message of a code that the library does not know: the whole message, header included, of `length` bytes.
+# A message with a code unknown to the library. `packet` is the whole message, header included, `length`
+# bytes.
 CVekOnUnknownMsgCode = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, c_int, c_void_p, c_int)
-# The state changed: read it with CVekClient_State. `reason` is empty when the server accepted the connect
-# request, else says why.
+# The state changed; read it with CVekClient_State. `reason` is empty if the server accepted the connect
+# request; otherwise it gives the cause.
 CVekOnConnect = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, c_char_p)
-# Signed on: CVekClient_SgnResult holds the accounts, requests may be sent.
+# Signed on: CVekClient_SgnResult holds the accounts, and requests may be sent.
 CVekOnApReady = CFUNCTYPE(None, POINTER(CVekClient), c_void_p)
-# The answer to a request of code 128.
+# The result of a query (code 128).
 CVekOnTaskResult = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, POINTER(CVekTaskResult))
-# The answer to CVekClient_ChgPass: `resultText` is for people.
+# The answer to CVekClient_ChgPass. `resultText` is for display.
 CVekOnChgPassResult = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, c_char_p, c_char_p)
-# An acknowledgement of code 129 or 131; with 129 a line for each acknowledged request, to be handed to
-# CVekFlowCtrlSender_AckParser.
+# An acknowledgement, `msgCode` 129 or 131. With 129 the text has one line per acknowledged request; pass
+# code and text to CVekFlowCtrlSender_AckParser.
 CVekOnRequestAck = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, c_int, c_char_p)
+# A report from the server (code 130).
 CVekOnReport = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, c_char_p)
-# The client is being deleted; its last callback, on the thread that deletes it. The handle that was given to
-# CVekClient_Delete is null by now and not touched any more: what holds it may be freed here. Through
-# `client` the state may be asked for; deleting it again does nothing.
+# The client is being deleted. This is its last callback, on the thread that deletes it. The handle passed to
+# CVekClient_Delete is already null and is not accessed again, so its memory may be freed here. `client` may
+# be used to read the state; deleting it again does nothing.
 CVekOnClientDestroy = CFUNCTYPE(None, POINTER(CVekClient), c_void_p)
 # The gate is open again. Runs inside CVekFlowCtrl_SetAckTime and CVekFlowCtrl_StartCheckTimer on the
-# caller's thread, or on the timer's, with the gate's locks held. It may call everything of this gate and
-# send with any client; it must not connect, disconnect or delete a client, or wait for another thread that
-# uses the gate or is inside a client's callback. It may delete the gate when nobody else uses it and it was
-# not locked with CVekFlowCtrl_Lock. `gate` is the address of a temporary handle, valid until the callback
+# caller's thread, or on a timer thread, with the gate's locks held. It may call every function of this gate
+# and send with any client. It must not connect, disconnect or delete a client, or wait for a thread that
+# uses the gate or runs a client's callback. It may delete the gate if no other thread uses it and it was not
+# locked with CVekFlowCtrl_Lock. `gate` is the address of a temporary handle, valid until the callback
 # returns.
 CVekOnFlowCtrlFree = CFUNCTYPE(None, POINTER(CVekFlowCtrl), c_void_p)
-# What a sender tells the thread that created it: how many of the requests that were held the link has taken,
-# and how many of all it has refused, since it told the last time. `sender` is the address of a temporary
-# handle, valid until the callback returns, which may do everything.
+# Reports, since the previous call, how many held requests the link accepted (`sent`) and how many requests
+# of any kind it refused (`refused`). Runs on the thread that created the sender. `sender` is the address of
+# a temporary handle, valid until the callback returns. The callback may do anything.
 CVekOnFlowCtrlSenderSent = CFUNCTYPE(None, POINTER(CVekFlowCtrlSender), c_void_p, c_uint, c_uint)
 
 
@@ -122,236 +123,248 @@ class CVekFlowCtrlSenderCallbacks(Structure):
 
 # name: result, arguments
 PROTOTYPES = {
-    # Its version, such as "0.1.0". The text is there as long as the library.
+    # The library's version, such as "0.1.0". The text is valid until the library is unloaded.
     "CVekApi_Version": (c_char_p, []),
-    # A new automation string with the bytes of `text` up to its NUL, unchanged; it belongs to the caller. Null
-    # for null.
+    # Returns a new automation string with the bytes of `text` up to its NUL, unconverted. The caller frees it
+    # with CVekApi_FreeBSTR. Null if `text` is null or there is no memory.
     "CstrToBSTR": (c_void_p, [c_char_p]),
-    # Frees what CstrToBSTR or a function ending in _B returned; nothing for null.
+    # Frees a string returned by CstrToBSTR or by a function ending in _B. Does nothing for null.
     "CVekApi_FreeBSTR": (None, [c_void_p]),
-    # The value of a key; null when there is none.
+    # The value of `key`, or null if there is none.
     "CVekProperties_Get": (c_char_p, [POINTER(CVekProperties), c_char_p]),
-    # The value of a key; null when there is none.
+    # The value of `key`, or null if there is none.
     "CVekProperties_Get_B": (c_void_p, [POINTER(CVekProperties), c_char_p]),
+    # The name of the table or column; "" if it has none.
     "CVekProperties_Name": (c_char_p, [POINTER(CVekProperties)]),
+    # The name of the table or column; "" if it has none.
     "CVekProperties_Name_B": (c_void_p, [POINTER(CVekProperties)]),
-    # What to show to users: the value of "DisplayText", else the name.
+    # The text to show to users: the value of "DisplayText", or the name if there is none.
     "CVekProperties_DisplayText": (c_char_p, [POINTER(CVekProperties)]),
-    # What to show to users: the value of "DisplayText", else the name.
+    # The text to show to users: the value of "DisplayText", or the name if there is none.
     "CVekProperties_DisplayText_B": (c_void_p, [POINTER(CVekProperties)]),
-    # The value of "Description", else the display text.
+    # The value of "Description", or the display text if there is none.
     "CVekProperties_Description": (c_char_p, [POINTER(CVekProperties)]),
-    # The value of "Description", else the display text.
+    # The value of "Description", or the display text if there is none.
     "CVekProperties_Description_B": (c_void_p, [POINTER(CVekProperties)]),
-    # The pairs, without the name: for each, in the order of their coming, 0x01 KEY "=" VALUE.
+    # The pairs, without the name, in arrival order: 0x01 KEY "=" VALUE for each.
     "CVekProperties_ToString": (c_char_p, [POINTER(CVekProperties)]),
-    # The pairs, without the name: for each, in the order of their coming, 0x01 KEY "=" VALUE.
+    # The pairs, without the name, in arrival order: 0x01 KEY "=" VALUE for each.
     "CVekProperties_ToString_B": (c_void_p, [POINTER(CVekProperties)]),
     # The column's name and attributes.
     "CVekField_Properties": (CVekProperties, [POINTER(CVekField)]),
-    # Position in the table, from 0; -1 for a null handle.
+    # Position in the table, counted from 0; -1 for a null handle.
     "CVekField_Index": (c_int, [POINTER(CVekField)]),
-    # Null handles when there is no such column.
+    # A column by name, or by index counted from 0. Null handle if there is no such column.
     "CVekFields_NameField": (CVekField, [POINTER(CVekFields), c_char_p]),
-    # Null handles when there is no such column.
+    # A column by name, or by index counted from 0. Null handle if there is no such column.
     "CVekFields_IndexField": (CVekField, [POINTER(CVekFields), c_int]),
+    # Number of columns.
     "CVekFields_Count": (c_int, [POINTER(CVekFields)]),
     # The table's name and attributes.
     "CVekTable_Properties": (CVekProperties, [POINTER(CVekTable)]),
+    # The columns, in table order.
     "CVekTable_Fields": (CVekFields, [POINTER(CVekTable)]),
+    # Number of records.
     "CVekTable_RecordsCount": (c_int, [POINTER(CVekTable)]),
-    # The value of a column of a record, "" when the record has none. Rows and columns count from 0; null when
-    # there is no such record or column.
+    # The value of one column of one record; "" if the record has no value for it. `row` and `col` count from 0.
+    # Null if there is no such record or column.
     "CVekTable_RecordIndexField": (c_char_p, [POINTER(CVekTable), c_int, c_int]),
-    # The value of a column of a record, "" when the record has none. Rows and columns count from 0; null when
-    # there is no such record or column.
+    # The value of one column of one record; "" if the record has no value for it. `row` and `col` count from 0.
+    # Null if there is no such record or column.
     "CVekTable_RecordIndexField_B": (c_void_p, [POINTER(CVekTable), c_int, c_int]),
-    # The same by a column's handle; null for a null one.
+    # As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.
     "CVekTable_RecordField": (c_char_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
-    # The same by a column's handle; null for a null one.
+    # As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.
     "CVekTable_RecordField_B": (c_void_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
-    # The number in the table's attribute "mkt": cvam_...
+    # The number in the table's "mkt" attribute: cvam_..., or another value if the server sent one.
     "CVekTable_MktFlag": (c_int, [POINTER(CVekTable)]),
-    # Ties the answer to the request.
+    # The id that matches this answer to its request.
     "CVekTaskResult_WorkID": (c_char_p, [POINTER(CVekTaskResult)]),
-    # Ties the answer to the request.
+    # The id that matches this answer to its request.
     "CVekTaskResult_WorkID_B": (c_void_p, [POINTER(CVekTaskResult)]),
-    # The text that the tables were read from. Ends for the caller at its first NUL.
+    # The text that the tables were read from, as far as its first NUL.
     "CVekTaskResult_OrigResult": (c_char_p, [POINTER(CVekTaskResult)]),
-    # The text that the tables were read from. Ends for the caller at its first NUL.
+    # The text that the tables were read from, as far as its first NUL.
     "CVekTaskResult_OrigResult_B": (c_void_p, [POINTER(CVekTaskResult)]),
-    # Null handles when there is no such table. Indexes count from 0.
+    # A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
     "CVekTaskResult_NameTable": (CVekTable, [POINTER(CVekTaskResult), c_char_p]),
-    # Null handles when there is no such table. Indexes count from 0.
+    # A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
     "CVekTaskResult_IndexTable": (CVekTable, [POINTER(CVekTaskResult), c_uint]),
     "CVekTaskResult_TableCount": (c_uint, [POINTER(CVekTaskResult)]),
-    # cvre_..., by the whole text; cvre_Other for null.
+    # The cvre_... value of a reason text, compared as a whole. cvre_Other for null and for unknown texts.
     "CVekApi_ReasonOf": (c_int, [c_char_p]),
-    # A new client, which belongs to the caller. The table is copied; null counts as a table of nulls. `user` is
-    # handed to the callbacks and not looked into.
+    # Returns a new client, owned by the caller. The table is copied; a null table has null entries only. `user`
+    # is passed to the callbacks and otherwise not used.
     "CVekClient_Create": (CVekClient, [POINTER(CVekClientCallbacks), c_void_p]),
-    # Calls OnVekClientDestroyEvent, closes the session and frees the client; the handle becomes null before that
-    # callback. Waits for a callback that is running on another thread (a thread answers what is sent to its
-    # windows meanwhile). No callback comes afterwards, unless the call was made inside one. Not on two threads
-    # at once, nor together with another function on that client.
+    # Calls OnVekClientDestroyEvent, closes the session and frees the client. The handle becomes null before that
+    # callback. Waits for a callback running on another thread; a waiting thread keeps answering messages sent to
+    # its windows. No callback follows, unless the call was made inside one. Must not overlap with any other
+    # function on that client.
     "CVekClient_Delete": (None, [POINTER(CVekClient)]),
-    # cvcs_...
+    # The client's cvcs_... state.
     "CVekClient_State": (c_int, [POINTER(CVekClient)]),
     # True at cvcs_Connected, cvcs_ApReady and cvcs_SgnError.
     "CVekClient_IsSessionConnected": (c_bool, [POINTER(CVekClient)]),
-    # Closes an earlier session and opens a new one; true when it was begun. The outcome comes as callbacks: a
-    # setting of which nothing can be made calls OnVekConnectEvent in state cvcs_LinkError before the function
-    # returns. False, with nothing done, when a text but the password is null; a null password is an empty one.
+    # Closes any earlier session and opens a new one. Returns true if the attempt was started; its outcome
+    # arrives as callbacks. An invalid setting calls OnVekConnectEvent in state cvcs_LinkError before the
+    # function returns. Returns false and does nothing if a text other than the password is null; a null password
+    # is empty.
     #
-    # `setting` is "HOST:PORT" for TCP, or ":KIND:PARAMETERS". `apVersion` is four numbers, such as "1.2.3.4".
-    # `id1` and `id2` are joined by "/" into the user identity; it and the password may have up to 255 bytes.
-    # Not on two threads at once for one client, nor together with _Disconnect or _Delete.
+    # `setting` is "HOST:PORT" for TCP, or ":KIND:PARAMETERS" (docs/settings.md). `apVersion` is four numbers,
+    # such as "1.2.3.4". `id1` and `id2` are joined by "/" into the user identity. Identity and password are
+    # limited to 255 bytes each. Must not overlap with _Connect, _Disconnect or _Delete of the same client on
+    # another thread.
     "CVekClient_Connect": (c_bool, [POINTER(CVekClient), c_char_p, c_char_p, c_char_p, c_char_p, c_char_p, c_char_p]),
     # Closes the session and calls OnVekConnectEvent with "Disconnect()" in state cvcs_Disconnected. No callback
-    # of that session comes afterwards.
+    # of that session follows.
     "CVekClient_Disconnect": (None, [POINTER(CVekClient)]),
-    # The result that ended the last sign-on; an empty one before that.
+    # The result that ended the last sign-on; empty before the first one.
     #
-    # Of a client on a message loop: inside its callbacks the one that was the last at that event, lent until the
-    # callback returns; outside, the last of all, lent until this function or CVekClient_ServerName is called
-    # again for that client outside its callbacks. Of another client: lent as long as the client lives; the next
-    # sign-on replaces what is in it, so that it is to be read in callbacks, or while no sign-on can be under
-    # way.
+    # For a client on a message loop: inside its callbacks, the result that was current at that event, valid
+    # until the callback returns; outside, the latest result, valid until this function or CVekClient_ServerName
+    # is next called for that client outside its callbacks. For other clients: valid as long as the client lives,
+    # but the next sign-on replaces its content, so read it inside callbacks or while no sign-on can be in
+    # progress.
     "CVekClient_SgnResult": (CVekTaskResult, [POINTER(CVekClient)]),
-    # Name and version of the server, such as "GW.2.0.1.15"; "" while not connected, null for a null handle. The
-    # text lives until the callback returns inside which it was asked for; else to be read, and lent, as
-    # CVekClient_SgnResult says.
+    # Name and version of the server, such as "GW.2.0.1.15"; "" while not connected, null for a null handle.
+    # Called inside a callback, the text is valid until the callback returns; otherwise the rules of
+    # CVekClient_SgnResult apply.
     "CVekClient_ServerName": (c_char_p, [POINTER(CVekClient)]),
-    # Asks the server to change a password; the answer comes as OnVekChgPassResultEvent. False when not
-    # connected, when the link took nothing, or when the texts have more than 4091 bytes together. A null `user`
-    # gives false; null passwords are empty ones. Each text may have up to 255 bytes.
+    # Asks the server to change a password; the answer arrives as OnVekChgPassResultEvent. Returns false if not
+    # connected, if the link refused the request, if the texts exceed 4091 bytes together (the event then says
+    # so), or if `user` is null. Null passwords are empty. Each text is limited to 255 bytes.
     "CVekClient_ChgPass": (c_bool, [POINTER(CVekClient), c_char_p, c_char_p, c_char_p]),
-    # Scrambles a finished packet of `length` bytes in place, behind its three header bytes, when the session
-    # asks for it.
+    # Scrambles a complete packet of `length` bytes in place, from the fourth byte on, if the session uses
+    # scrambling.
     "CVekClient_EncPacket": (None, [POINTER(CVekClient), POINTER(c_char), c_int]),
-    # Sends a finished packet of `length` bytes, header included; true when the link took it. The buffer is
-    # scrambled in place.
+    # Sends a complete packet of `length` bytes, header included. Returns true if the link accepted it. The
+    # buffer is scrambled in place.
     "CVekClient_SendPk": (c_bool, [POINTER(CVekClient), POINTER(c_char), c_int]),
-    # Sends a request. The buffer starts with five free bytes, which the library fills; the text follows.
-    # `length` counts both, 6 or more. The buffer is consumed. True when the link took all of it, false when none
-    # of it went. Code 128 is a query, and false too when the rate that the server gave at sign-on is used up:
-    # nothing was touched then, and the same buffer may be tried again a little later.
+    # Sends a request. The buffer starts with five bytes reserved for the library, followed by the text; `length`
+    # counts both and is at least 6. The buffer is modified. Returns true if the link accepted the whole request,
+    # false if nothing was sent. A query (code 128) also returns false when the query rate given at sign-on is
+    # used up; the buffer is then unmodified and may be sent again later.
     "CVekClient_SendVekRequest": (c_bool, [POINTER(CVekClient), c_int, POINTER(c_char), c_uint]),
-    # The same with cvmc_TaskResult, telling how long to wait: 0 when it was sent, the milliseconds until the
-    # rate allows it (nothing was touched), or -1 when it was not sent, and waiting will not help.
+    # Sends a query (cvmc_TaskResult) and reports how long to wait: 0 if sent; a positive number of milliseconds
+    # until the query rate allows it (buffer unmodified); -1 if it was not sent and waiting will not help.
     "CVekClient_SendVekQueryRequest": (c_int, [POINTER(CVekClient), POINTER(c_char), c_uint]),
-    # A new gate, which belongs to the caller; everything may go until it is configured. The table is copied;
-    # null counts as one with a null entry.
+    # Returns a new gate, owned by the caller. Until configured, it is open. The table is copied; a null table
+    # has a null entry.
     "CVekFlowCtrl_Create": (CVekFlowCtrl, [POINTER(CVekFlowCtrlCallbacks), c_void_p]),
-    # As CVekFlowCtrl_Create, for a gate whose callback runs on the calling thread, when that runs its message
-    # loop (see there), without any lock held. It may do everything: connect, disconnect and delete clients, and
-    # delete the gate. A null handle when the thread can have no window (or there is no memory).
+    # As CVekFlowCtrl_Create, with the callback on the calling thread, when that thread runs its message loop
+    # (see "Message loop" below), and without locks held. The callback may do anything, including connecting,
+    # disconnecting and deleting clients and deleting the gate. Null handle if the thread cannot have a window or
+    # there is no memory.
     #
-    # Openings that come before the callback has run are one. By then another thread may have taken the place: a
-    # callback that finds the gate closed (CVekFlowCtrl_CheckFlowCtrl) calls CVekFlowCtrl_StartCheckTimer again.
+    # Several openings before the callback runs count as one. Another thread may have used the free slot by then:
+    # a callback that finds the gate closed (CVekFlowCtrl_CheckFlowCtrl) calls CVekFlowCtrl_StartCheckTimer
+    # again.
     "CVekFlowCtrl_Create_OnMessageLoop": (CVekFlowCtrl, [POINTER(CVekFlowCtrlCallbacks), c_void_p]),
-    # Waits for a callback that is running on another thread; none comes afterwards. Nobody else may use the gate
-    # any more, or hold its lock.
+    # Deletes the gate. Waits for a callback running on another thread; none follows. No other thread may use the
+    # gate any more or hold its lock.
     "CVekFlowCtrl_Delete": (None, [POINTER(CVekFlowCtrl)]),
+    # True if a rate is set.
     "CVekFlowCtrl_IsFlowCfg": (c_bool, [POINTER(CVekFlowCtrl)]),
-    # Switches pacing off and forgets what was sent. A gate that waits calls OnVekFlowCtrlFree soon.
+    # Removes the rate and forgets past requests. A waiting gate calls OnVekFlowCtrlFree soon.
     "CVekFlowCtrl_Clear": (None, [POINTER(CVekFlowCtrl)]),
-    # Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
-    # same as CVekFlowCtrl_Clear. To be called again when a new session is ready: what was sent over a link that
-    # has ended is never acknowledged and would keep its places.
+    # Sets the rate: `count` requests within any `ms` milliseconds. Forgets past requests. If either value is
+    # below 1, same as CVekFlowCtrl_Clear. Call it again when a new session is ready: requests sent over an ended
+    # link are never acknowledged and would keep their slots.
     "CVekFlowCtrl_SetFlowCtrl": (None, [POINTER(CVekFlowCtrl), c_int, c_int]),
-    # `n` requests were acknowledged. May call OnVekFlowCtrlFree.
+    # Records that `n` requests were acknowledged. May call OnVekFlowCtrlFree.
     "CVekFlowCtrl_SetAckTime": (None, [POINTER(CVekFlowCtrl), c_uint]),
-    # 0: one request may go now, and is counted as sent (a null handle answers 0, too). Positive: not now; it may
-    # be asked again after so many milliseconds. Negative: not before an acknowledgement.
+    # Asks to send one request now. 0: allowed, and counted as sent (also for a null handle). Positive: not now;
+    # ask again after that many milliseconds. Negative: not before an acknowledgement arrives.
     "CVekFlowCtrl_CheckFlowCtrl": (c_int, [POINTER(CVekFlowCtrl)]),
-    # Lets the calling thread sleep for so many milliseconds; for one when `ms` is above 0x7FFFFFFF, as a
-    # negative answer of CVekFlowCtrl_CheckFlowCtrl is.
+    # Sleeps for `ms` milliseconds on the calling thread; for 1 ms if `ms` is above 0x7FFFFFFF, as a negative
+    # result of CVekFlowCtrl_CheckFlowCtrl is.
     "CVekFlowCtrl_Sleep": (None, [c_uint]),
-    # Calls OnVekFlowCtrlFree when a request may go: at once, or later. Nothing when not configured.
+    # Calls OnVekFlowCtrlFree when a request may be sent: immediately or later. Does nothing if no rate is set.
     "CVekFlowCtrl_StartCheckTimer": (None, [POINTER(CVekFlowCtrl)]),
-    # The gate's user lock. The thread that holds it may take it again, and gives it back as often. It must not
-    # connect, disconnect or delete a client meanwhile.
+    # Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
+    # thread must not connect, disconnect or delete a client.
     "CVekFlowCtrl_Lock": (None, [POINTER(CVekFlowCtrl)]),
-    # The gate's user lock. The thread that holds it may take it again, and gives it back as often. It must not
-    # connect, disconnect or delete a client meanwhile.
+    # Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
+    # thread must not connect, disconnect or delete a client.
     "CVekFlowCtrl_Unlock": (None, [POINTER(CVekFlowCtrl)]),
-    # A new sender, which belongs to the caller. It may outlive the client: everything is refused then. Not
-    # configured: everything goes at once.
+    # Returns a new sender, owned by the caller. It may outlive the client; all requests are then refused. Until
+    # a rate is set, requests are sent immediately.
     "CVekFlowCtrlSender_Create": (CVekFlowCtrlSender, [POINTER(CVekClient)]),
-    # As CVekFlowCtrlSender_Create, with a callback on the calling thread, when that runs its message loop. What
-    # the sender holds goes when the rate allows it, as with every sender, whether the thread runs its loop or
-    # not. A null handle when the thread can have no window (or there is no memory).
+    # As CVekFlowCtrlSender_Create, with a callback on the calling thread when that thread runs its message loop.
+    # Held requests are sent when the rate allows, whether or not the thread runs its loop. Null handle if the
+    # thread cannot have a window or there is no memory.
     "CVekFlowCtrlSender_Create_OnMessageLoop": (CVekFlowCtrlSender, [POINTER(CVekClient), POINTER(CVekFlowCtrlSenderCallbacks), c_void_p]),
-    # Drops what is held without sending it; otherwise as CVekFlowCtrl_Delete.
+    # Drops the held requests without sending them; otherwise as CVekFlowCtrl_Delete.
     "CVekFlowCtrlSender_Delete": (None, [POINTER(CVekFlowCtrlSender)]),
     # As CVekFlowCtrl_SetFlowCtrl.
     "CVekFlowCtrlSender_SetFlowCtrl": (None, [POINTER(CVekFlowCtrlSender), c_int, c_int]),
-    # 1 when configured, else 0. An int, unlike CVekFlowCtrl_IsFlowCfg.
+    # 1 if a rate is set, else 0. An int, unlike CVekFlowCtrl_IsFlowCfg.
     "CVekFlowCtrlSender_IsFlowCfg": (c_int, [POINTER(CVekFlowCtrlSender)]),
-    # Requests held.
+    # Number of held requests.
     "CVekFlowCtrlSender_PendingCount": (c_uint, [POINTER(CVekFlowCtrlSender)]),
-    # Sends what is held and may go now, and sees to the rest later.
+    # Sends the held requests that the rate allows now; the rest follow by timer.
     "CVekFlowCtrlSender_CheckPending": (None, [POINTER(CVekFlowCtrlSender)]),
-    # Drops what is held; returns how many requests that were. None of them has been sent, or will be.
+    # Drops the held requests and returns their number. They were not sent and will not be.
     "CVekFlowCtrlSender_DropPending": (c_uint, [POINTER(CVekFlowCtrlSender)]),
-    # Takes the oldest request that is held out of the sender, unsent: copies its text into `buffer`, which has
-    # room for `size` bytes, without a NUL behind it. Returns the length of the text, 0 when nothing is held. A
-    # text that is longer than `size` stays where it is, and nothing is copied.
+    # Removes the oldest held request without sending it: copies its text into `buffer`, which has space for
+    # `size` bytes, without a terminating NUL. Returns the text's length, or 0 if nothing is held. A text longer
+    # than `size` stays held; its length is returned and nothing is copied.
     "CVekFlowCtrlSender_TakePending": (c_uint, [POINTER(CVekFlowCtrlSender), POINTER(c_char), c_uint]),
-    # Requests that the link refused, since the sender was created: they were not sent, and are not held. There
-    # was no session, its send queue was full, or there was no memory.
+    # Number of requests that the link refused since the sender was created: not sent and not held. Causes: no
+    # session, a full send queue, no memory.
     "CVekFlowCtrlSender_RefusedCount": (c_uint, [POINTER(CVekFlowCtrlSender)]),
-    # To be called with what OnVekRequestAckEvent brought: counts the acknowledged requests of code 129, may send
+    # Call it with the arguments of OnVekRequestAckEvent. Counts the acknowledged requests of code 129; may send
     # held ones. Other codes and a null text are ignored.
     "CVekFlowCtrlSender_AckParser": (None, [POINTER(CVekFlowCtrlSender), c_int, c_char_p]),
-    # `n` requests were acknowledged; may send held ones. The second argument is not used.
+    # Records that `n` requests were acknowledged; may send held ones. The second argument is ignored.
     "CVekFlowCtrlSender_SetAckTime": (None, [POINTER(CVekFlowCtrlSender), c_int, c_uint]),
-    # One request: the buffer starts with five free bytes, its text follows, `length` counts both. The buffer is
-    # consumed. True when it was sent, or nothing is held after the call; false when it is held, or `length` is
-    # below 6 (it is dropped then).
+    # Sends or holds one request: five bytes reserved for the library, then the text; `length` counts both. The
+    # buffer is modified. Returns true if nothing is held after the call; false if a request is held, or if
+    # `length` is below 6 (the request is dropped).
     "CVekFlowCtrlSender_SendVekRequest": (c_bool, [POINTER(CVekFlowCtrlSender), POINTER(c_char), c_uint]),
-    # Several requests, pairs of lines with line feeds between them, behind five free bytes; a last line without
-    # its partner is dropped. Returns how many were sent now; the others are held. The buffer is consumed.
+    # Sends or holds several requests: five bytes reserved for the library, then pairs of lines separated by line
+    # feeds. A last line without a partner is dropped. Returns how many were sent now; the others are held. The
+    # buffer is modified.
     "CVekFlowCtrlSender_SendVekRequests": (c_uint, [POINTER(CVekFlowCtrlSender), POINTER(c_char), c_uint]),
-    # As CVekClient_Create, for a client whose callbacks run on the calling thread, when that thread runs its
-    # message loop. A null handle when the thread can have no window (or there is no memory).
+    # As CVekClient_Create, with all callbacks on the calling thread, when that thread runs its message loop.
+    # Null handle if the thread cannot have a window or there is no memory.
     #
-    # The loop. On Windows it is any loop of GetMessage and DispatchMessage, also a modal one (message box, menu,
-    # dragging). On every system CVekMessageLoop_Dispatch may take its place.
+    # The loop. On Windows any loop of GetMessage and DispatchMessage, including modal ones (message box, menu,
+    # dragging). On both systems CVekMessageLoop_Dispatch may be used instead.
     #
-    # Order. Callbacks come one after the other in the order of the wire. They come later than the event, and
-    # events from before a CVekClient_Connect or CVekClient_Disconnect, and those of these calls themselves, are
-    # still called when the call has returned. But inside a callback, on its thread, CVekClient_State,
-    # _IsSessionConnected, _SgnResult and _ServerName answer what was true at its event, whatever has happened
-    # since; outside callbacks, and on other threads, what is true now.
+    # Order. Callbacks run one at a time in wire order, later than the event. Events from before a
+    # CVekClient_Connect or CVekClient_Disconnect, and the events of these calls themselves, are delivered after
+    # the call has returned. Inside a callback, on its thread, CVekClient_State, _IsSessionConnected, _SgnResult
+    # and _ServerName return the values at the time of the event; outside callbacks and on other threads, the
+    # current values.
     #
-    # Turns. One message brings a part of what waits, 10 ms' worth or a thousand events; the rest comes when
-    # everything else of the thread has had its turn: other clients, input, painting, timers.
+    # Batches. One message delivers at most 10 ms' worth of events or a thousand of them. The rest follows after
+    # the thread's other work: other clients, input, painting, timers.
     #
-    # Waiting. A task result or password result is lent, so the session waits until its callback has returned:
-    # nothing else of that session arrives meanwhile. The thread answers these two, and with them what was queued
-    # before them, also while it waits inside a function of this library; so callbacks may come inside any call
-    # that connects, disconnects or deletes. The thread must not wait for the session by other means.
+    # Waiting. Task results and password results are borrowed, so the session waits until their callback has
+    # returned; meanwhile nothing else of that session arrives. The thread delivers these two events, and those
+    # queued before them, also while it waits inside a function of this library. Callbacks may therefore run
+    # inside any call that connects, disconnects or deletes. The thread must not wait for the session in any
+    # other way.
     #
-    # Inside a callback the thread may do everything: connect, disconnect, delete, run a loop of its own (a
-    # message box). Other callbacks may or may not come inside that loop, which must not wait for them. After a
-    # deletion nothing is called any more but OnVekClientDestroyEvent, which CVekClient_Delete calls itself,
-    # before it returns, on its own thread; what was queued is dropped.
+    # Inside a callback the thread may do anything: connect, disconnect, delete, run a nested loop (a message
+    # box). Other callbacks may or may not run inside that nested loop, so it must not wait for them. After
+    # deletion only OnVekClientDestroyEvent is called, by CVekClient_Delete itself on its own thread before it
+    # returns; queued events are dropped.
     #
-    # CVekClient_Delete belongs on the creating thread. Another thread may call it outside callbacks; it then
-    # waits for the creating one to run its loop, or to end. A client whose thread has ended gets no callbacks
-    # but the last, and nothing is kept for it; it must still be deleted.
+    # CVekClient_Delete should be called on the creating thread. Another thread may call it outside callbacks; it
+    # then waits for the creating thread to run its loop or to end. A client whose thread has ended gets no
+    # callbacks except the last, and queues nothing; it must still be deleted.
     "CVekClient_Create_OnMessageLoop": (CVekClient, [POINTER(CVekClientCallbacks), c_void_p]),
-    # Runs what waits for the calling thread, a thousand messages at most and not what comes meanwhile, and
-    # returns how many it ran. Waits up to `timeoutMs` milliseconds when there is nothing (0: does not wait;
-    # negative: waits for ever), and answers 0 when nothing came. Negative on error; on Windows also when the
-    # thread has been told to quit (WM_QUIT, which stays in the queue). On Windows it serves all the thread's
-    # windows. Inside a callback, too.
+    # Delivers the messages waiting for the calling thread, at most a thousand and none that arrive meanwhile,
+    # and returns their number. If there are none, waits up to `timeoutMs` milliseconds (0: does not wait;
+    # negative: no limit) and returns 0 on timeout. Returns a negative value on error, and on Windows also if
+    # WM_QUIT is queued (it stays in the queue). On Windows it serves all windows of the thread. May be called
+    # inside a callback.
     "CVekMessageLoop_Dispatch": (c_int, [c_int]),
-    # For event loops that watch descriptors (poll, epoll, GLib, Qt, asyncio): one that polls readable while
-    # something waits for the calling thread; call CVekMessageLoop_Dispatch(0) then. It belongs to the library
-    # and lives as long as the thread: not to be read or closed. -1 on Windows, where the thread's message loop
-    # serves everything, and on error.
+    # For event loops that watch descriptors (poll, epoll, GLib, Qt, asyncio): a descriptor that is readable
+    # while messages wait for the calling thread; then call CVekMessageLoop_Dispatch(0). Owned by the library and
+    # valid for the thread's lifetime; do not read or close it. -1 on error, and on Windows, where the thread's
+    # message loop serves everything.
     "CVekMessageLoop_Fd": (c_int, []),
 }
