@@ -16,11 +16,11 @@ class TLink;
 struct TCipherSlot;
 class VekClient;
 
-// What a client learns of its session: its state, and what the server tells in the handshake. Owned by its
-// client; applications meet it only through VekClient.
+// The session data of a client: its state and what the server announces in the handshake. Owned by its
+// client; applications use it only through VekClient.
 //
-// Threads: State, EncPacket and the byte order may be asked on any thread. Everything else runs inside the
-// session's synchronised context.
+// Threads: State, EncPacket and ServerEndian are thread-safe. Everything else runs inside the session's
+// synchronised context.
 class VEKAPI_EXPORT VekClientParser {
  public:
   explicit VekClientParser(VekClient& client);
@@ -35,20 +35,20 @@ class VEKAPI_EXPORT VekClientParser {
   EVekEndian ServerEndian() const;
   const VekTaskResult& SgnResult() const { return sgnResult_; }
 
-  // Consumes a block of received bytes; they are descrambled in place. Events come from inside the call. An
-  // event may disconnect or delete the client: the rest of the block is then dropped, as everything is
-  // while there is no link.
+  // Parses a block of received bytes, descrambling it in place, and raises events from inside the call. An
+  // event may disconnect or delete the client: the rest of the block is then dropped. Bytes that arrive while
+  // there is no link are dropped too.
   //
-  // What comes from a server is input, not truth: no length inside a body reaches past the bytes received. A
-  // packet that announces less than its own three header bytes, or a message whose pieces add up to more than
-  // the setting allows (docs/settings.md), ends the link with state vcs_LinkBroken.
+  // Received lengths are not trusted: no length inside a body reaches beyond the bytes received. A packet
+  // length below the three header bytes, or a message whose pieces exceed the limit of the setting
+  // (docs/settings.md), ends the link with state vcs_LinkBroken.
   void ParsePacket(char* block, unsigned length);
 
-  // Forgets the link: state vcs_Disconnected, no key, no half-received packet, no server name. The mode, the
+  // Resets the link data: state vcs_Disconnected, no key, no partial packet, no server name. The mode, the
   // byte order and the sign-on result stay until the next connect result.
   void SetDisconnected();
 
-  // Scrambles bytes 3 to length-1 in place when the mode is 1 and there is a key.
+  // Scrambles bytes 3 to length-1 in place if the mode is 1 and there is a key.
   void EncPacket(char* packet, int length) const;
 
  private:

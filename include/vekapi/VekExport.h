@@ -1,6 +1,5 @@
-// VEKAPI_EXPORT marks the classes that the shared library shows, VEKAPI_FLAT the flat functions; everything
-// else in it is hidden. VEKAPI_HIDDEN takes a class inside an exported class out again, where the attribute
-// of the outer one reaches it.
+// VEKAPI_EXPORT marks the exported classes, VEKAPI_FLAT the flat functions; all other symbols are hidden.
+// VEKAPI_HIDDEN hides a nested class of an exported class where it would inherit the outer visibility.
 #ifndef VEKAPI_VEKEXPORT_H
 #define VEKAPI_VEKEXPORT_H
 

@@ -9,7 +9,7 @@ namespace VekApi {
 // One column of a table.
 class VEKAPI_EXPORT VekField {
  public:
-  // `index`: position in the table, from 0.
+  // `index`: position in the table, counted from 0.
   VekField(int index, const VekProperties& properties);
   VekField(const VekField& other);
   VekField& operator=(const VekField& other);
@@ -17,10 +17,11 @@ class VEKAPI_EXPORT VekField {
   VekField& operator=(VekField&& other) noexcept;
   ~VekField();
 
+  // Position in the table, counted from 0.
   int Index() const;
 
-  // Named as the column, with its attributes, such as "DisplayText". Renaming it does not change under which
-  // name the column set finds the column.
+  // The column's name and attributes, such as "DisplayText". Renaming does not affect lookups by name in
+  // VekFields.
   const VekProperties& Properties() const;
   VekProperties& Properties();
 

@@ -8,37 +8,37 @@
 
 namespace VekApi {
 
-// The columns of a table, in order; no two have the same name.
+// The columns of a table, in order, with unique names.
 //
-// Pointers to columns live until the set is cleared, set again, assigned to or destroyed. Any number of
-// threads may read a set that nobody changes.
+// Pointers to columns are valid until the set is cleared, set again, assigned to or destroyed. A set that is
+// not being changed may be read by any number of threads.
 class VEKAPI_EXPORT VekFields {
  public:
   VekFields();
   VekFields(const VekFields& other);
   VekFields& operator=(const VekFields& other);
-  // What was moved from is left empty.
+  // The moved-from set is left empty.
   VekFields(VekFields&& other) noexcept;
   VekFields& operator=(VekFields&& other) noexcept;
   ~VekFields();
 
   void Clear();
 
-  // Replaces the columns by those of `text`: properties texts (see VekProperties) with 0x01 between them, up
-  // to the text's end or its first NUL. A column whose name has been there before is left out. An empty text
-  // makes one column with an empty name.
+  // Replaces the columns by those of `text`: property texts (see VekProperties) separated by 0x01, up to the
+  // end of the text or its first NUL. A column whose name already exists is skipped. An empty text makes one
+  // column with an empty name.
   void SetFields(const std::string& text);
 
   int Count() const;
 
-  // Null when there is no such column.
+  // A column by index, counted from 0, or by name; null if there is no such column.
   const VekField* Field(int index) const;
   const VekField* Field(const std::string& name) const;
 
  private:
   class VEKAPI_HIDDEN TImpl;
 
-  TImpl* impl_ = nullptr;  // null: no column
+  TImpl* impl_ = nullptr;  // null: no columns
 };
 
 }  // namespace VekApi

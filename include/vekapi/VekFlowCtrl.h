@@ -7,90 +7,89 @@
 
 namespace VekApi {
 
-// A gate that paces requests of code 129: at most so many within so many milliseconds, as the server counts
-// them. The time of a request runs from its acknowledgement, so acknowledgements must be handed in
-// (VekAckParser, SetAckTime).
+// A gate that limits requests of code 129 to a count per interval, as the server counts them. A request's
+// interval starts when it is acknowledged, so acknowledgements must be reported to the gate (VekAckParser,
+// SetAckTime).
 //
-// Before each request ask CheckFlowCtrl. When the gate is closed, ask again later, or call StartCheckTimer
+// Call CheckFlowCtrl before each request. If the gate is closed, ask again later, or call StartCheckTimer
 // once and wait for OnVekFlowCtrlFree.
 //
-// Requests that were sent over a link that has ended are never acknowledged and keep their places: call
-// SetFlowCtrl again when a new session is ready.
+// Requests sent over a link that has ended are never acknowledged and keep their slots: call SetFlowCtrl
+// again when a new session is ready.
 //
-// Threads: everything but construction and destruction may be called on any thread. A gate has two locks: the
-// user lock, which Lock takes, and inside it the limiter's, which every check and acknowledgement takes for a
-// moment. Both may be taken again by the thread that holds them. Events of a client come before both: with
-// the user lock held, do not connect, disconnect or delete a client, nor wait for a thread that does. Whoever
-// waits for the gate while holding a lock of the application's must not need that lock in OnVekFlowCtrlFree.
+// Threads: everything except construction and destruction is thread-safe. A gate has two recursive locks: the
+// user lock, taken by Lock, and inside it the limiter's lock, taken briefly by every check and
+// acknowledgement. Lock order: events of a client, then the user lock, then the limiter's lock. With the user
+// lock held, do not connect, disconnect or delete a client, or wait for a thread that does. A thread that
+// waits for the gate while holding an application lock must not need that lock in OnVekFlowCtrlFree.
 class VEKAPI_EXPORT VekFlowCtrl {
  public:
-  // Not configured: everything may go.
+  // Without a rate: every request is allowed.
   VekFlowCtrl();
   VekFlowCtrl(const VekFlowCtrl&) = delete;
   VekFlowCtrl& operator=(const VekFlowCtrl&) = delete;
 
-  // Waits for an event that is running on another thread, unless CloseGate has done so. Nobody else may be
-  // using the gate by then, or hold its user lock with Lock or VekFlowCtrlLocker. Its timer may be due.
+  // Waits for an event running on another thread, unless CloseGate has already done so. No other thread may
+  // be using the gate or holding its user lock by then. Its timer may be pending.
   virtual ~VekFlowCtrl();
 
  protected:
-  // The gate is open again: it was checked because of an acknowledgement, StartCheckTimer or its timer, and a
-  // request may go now. Runs on the thread that handed in the acknowledgement or called StartCheckTimer, or
-  // on a timer thread, with both locks of the gate held: nobody else can take the free place before this
-  // event does.
+  // The gate is open again: a check after an acknowledgement, by StartCheckTimer or by the timer found that a
+  // request may be sent now. Runs on the thread that reported the acknowledgement or called StartCheckTimer,
+  // or on a timer thread, with both locks of the gate held: no other thread can take the free slot first.
   //
-  // It may call everything of this gate and send with any client; what it calls may raise it again, nested.
-  // It may delete this gate, on three conditions: nothing of the gate is touched afterwards, nobody else uses
-  // it, and the call that raised the event was not made under a Lock or VekFlowCtrlLocker. It may not
-  // connect, disconnect or delete a client, nor wait for a thread that uses this gate or is inside an event
-  // of a client. It must not throw.
+  // The event may call every function of this gate and send with any client; these calls may raise it again,
+  // nested. It may delete this gate if it does not touch the gate afterwards, no other thread uses it, and
+  // the call that raised the event was not made under Lock or VekFlowCtrlLocker. It must not connect,
+  // disconnect or delete a client, or wait for a thread that uses this gate or runs an event of a client. It
+  // must not throw.
   virtual void OnVekFlowCtrlFree() = 0;
 
  public:
+  // True if a rate is set.
   bool IsFlowCfg() const;
 
-  // Switches pacing off and forgets what was sent. Who waits for OnVekFlowCtrlFree gets it soon, from the
-  // timer.
+  // Removes the rate and forgets past requests. If OnVekFlowCtrlFree is awaited, the timer raises it soon.
   void Clear();
 
-  // Forgets what was sent and allows `count` requests within any `ms` milliseconds; with either below 1 the
-  // same as Clear. Acknowledgements that are still on their way count for what is sent from now on: best
-  // called before the first request of a session. Raises nothing before it returns; who waits for
-  // OnVekFlowCtrlFree (StartCheckTimer, a held request) gets it by the new rate.
+  // Sets the rate: `count` requests within any `ms` milliseconds. Forgets past requests. If either value is
+  // below 1, same as Clear. Acknowledgements still on their way count for requests sent from now on, so call
+  // it before the first request of a session. Raises no event before it returns; a pending wait for
+  // OnVekFlowCtrlFree (StartCheckTimer, a held request) continues with the new rate.
   void SetFlowCtrl(int count, int ms);
 
-  // `n` requests were acknowledged; more than were sent and not yet acknowledged do not count. May raise
-  // OnVekFlowCtrlFree before it returns.
+  // Records that `n` requests were acknowledged; any excess over the unacknowledged requests is ignored. May
+  // raise OnVekFlowCtrlFree before it returns.
   void SetAckTime(unsigned n);
 
-  // To be called with what OnVekRequestAckEvent brought. For code 129, calls SetAckTime with the number of
-  // non-empty lines that a line feed ends, and one for what follows the last line feed, even when nothing
-  // does. The text ends at its first NUL. Other codes are ignored.
+  // Call it with the arguments of OnVekRequestAckEvent. For code 129, calls SetAckTime with the number of
+  // non-empty lines terminated by a line feed, plus one for the text after the last line feed, even if that
+  // is empty. The text ends at its first NUL. Other codes are ignored.
   void VekAckParser(int code, const std::string& text);
 
-  // 0: one request may go now, and is counted as sent. Any other value: not now. Up to 0x7FFFFFFF it is the
-  // milliseconds after which to ask again; above, only an acknowledgement can help, and nobody knows when it
-  // comes.
+  // Asks to send one request now. 0: allowed, and counted as sent. 1 to 0x7FFFFFFF: not now; ask again after
+  // that many milliseconds. Above: not before an acknowledgement arrives.
   unsigned CheckFlowCtrl();
 
-  // Raises OnVekFlowCtrlFree when a request may go: at once, on this thread, or later. Does nothing when not
-  // configured.
+  // Raises OnVekFlowCtrlFree when a request may be sent: immediately, on this thread, or later. Does nothing
+  // if no rate is set.
   void StartCheckTimer();
 
-  // Lets the calling thread sleep for so many milliseconds; for one when `ms` is above 0x7FFFFFFF, so that
-  // any answer of CheckFlowCtrl may be slept upon before asking again.
+  // Sleeps for `ms` milliseconds on the calling thread, or for 1 ms if `ms` is above 0x7FFFFFFF, so every
+  // result of CheckFlowCtrl may be passed.
   static void Sleep(unsigned ms);
 
+  // Locks and unlocks the user lock. Recursive: unlock as often as locked.
   void Lock() const;
   void Unlock() const;
 
  protected:
-  // For the destructor of every derived class, first thing: waits for an event that is running on another
-  // thread; no event comes afterwards, so that what OnVekFlowCtrlFree uses may go.
+  // Must be called first in the destructor of every derived class: waits for an event running on another
+  // thread; none follows, so members used by OnVekFlowCtrlFree may then be destroyed.
   void CloseGate() noexcept;
 
-  // Unless the timer is looking already: raises OnVekFlowCtrlFree from it as soon as a request may go, in
-  // `ms` milliseconds at the earliest; also when nothing is configured, as everything may go then.
+  // Unless the timer is already armed, arms it to raise OnVekFlowCtrlFree when a request may be sent, `ms`
+  // milliseconds from now at the earliest. Also without a rate, since every request is then allowed.
   void LookSoon(unsigned ms);
 
  private:
@@ -101,7 +100,7 @@ class VEKAPI_EXPORT VekFlowCtrl {
   TImpl* impl_;
 };
 
-// Holds the user lock of a gate as long as it lives.
+// Holds a gate's user lock for its lifetime.
 class VEKAPI_EXPORT VekFlowCtrlLocker {
  public:
   explicit VekFlowCtrlLocker(const VekFlowCtrl& gate) : gate_(gate) { gate_.Lock(); }

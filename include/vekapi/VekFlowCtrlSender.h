@@ -13,63 +13,63 @@ namespace VekApi {
 class TRequestPort;
 class VekClient;
 
-// A gate that sends the requests itself, with code 129. A request goes at once when the gate allows it and
-// none is held; else it is held, and goes as soon as the gate allows, together with as many others as may go
-// then, in one message. Requests leave in the order in which they came; none overtakes another.
+// A gate that sends requests itself, with code 129. A request is sent immediately if the gate allows it and
+// none is held. Otherwise it is held and sent as soon as the gate allows, in one message with all others
+// allowed by then. Requests are sent in the order of the calls; none overtakes another.
 //
-// The application sets the rate (SetFlowCtrl) and hands in every acknowledgement (VekAckParser). Without a
-// rate everything goes at once. After SetFlowCtrl and Clear what is held goes by the new rate, soon, from the
-// timer.
+// The application sets the rate (SetFlowCtrl) and reports every acknowledgement (VekAckParser). Without a
+// rate requests are sent immediately. After SetFlowCtrl and Clear the timer soon sends the held requests that
+// the new rate allows.
 //
-// What is held when a link ends stays held, and goes into the next session as soon as the gate allows, or is
-// refused while there is none. An application whose orders must not outlive their session calls TakePending
-// when the state falls below vcs_Connected.
+// Requests held when a link ends stay held. They are sent in the next session as soon as the gate allows, or
+// refused while there is none. If orders must not outlive their session, call TakePending when the state
+// falls below vcs_Connected.
 //
-// A request has two lines, the second without a line feed behind it. Buffers start with five free bytes,
-// which the library fills; the text follows, and `length` counts both. A buffer is consumed, as by
-// VekClient::SendVekRequest. What the link does not take is lost, and counts as sent (RefusedCount tells): a
-// message is at most 1 GiB, and must fit into what the messenger's send queue has left.
+// A request is two lines, the second without a trailing line feed. Buffers start with five bytes reserved for
+// the library, followed by the text; `length` counts both. Buffers are modified, as by
+// VekClient::SendVekRequest. A request that the link refuses is lost and counts as sent (see RefusedCount): a
+// message is limited to 1 GiB and must fit into the free space of the messenger's send queue.
 //
-// Threads: everything but construction and destruction may be called on any thread. What several threads hand
-// in at the same time goes one call after the other. For the destructor, the locks, and what must not be done
-// under them, see VekFlowCtrl.
+// Threads: everything except construction and destruction is thread-safe; calls are serialised. For the
+// destructor, the locks, and what is forbidden under them, see VekFlowCtrl.
 class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
  public:
-  // `client` is not owned, and need not be connected. When it has gone the link refuses everything.
+  // `client` is not owned and need not be connected. After its destruction all requests are refused.
   explicit VekFlowCtrlSender(VekClient& client);
 
-  // Forgets what is held, without sending it.
+  // Drops the held requests without sending them.
   ~VekFlowCtrlSender() override;
 
-  // How many requests are held.
+  // Number of held requests.
   unsigned PendingCount() const;
 
-  // Requests that the link refused since the sender was made: they were not sent, and are not held.
+  // Number of requests the link refused since the sender was created: not sent and not held.
   unsigned RefusedCount() const;
 
-  // Takes everything that is held out of the sender, oldest first; none of it will be sent. To be called when
-  // a session has ended whose orders must not go into the next one.
+  // Removes and returns all held requests, oldest first; none of them will be sent. Call it when a session
+  // has ended whose orders must not be sent in the next one.
   std::deque<std::string> TakePending();
 
-  // The same for the oldest one: copies its text into `buffer`. Answers its length, 0 when nothing is held. A
-  // text longer than `size` stays where it is, and nothing is copied.
+  // Removes the oldest held request: copies its text into `buffer`, which has space for `size` bytes. Returns
+  // its length, or 0 if nothing is held. A text longer than `size` stays held; its length is returned and
+  // nothing is copied.
   unsigned TakePending(char* buffer, unsigned size);
 
-  // One request, sent or held. True when nothing is held when the call returns; false when something is, or
-  // when the length is below 6, which does nothing.
+  // Sends or holds one request. Returns true if nothing is held after the call; false if a request is held,
+  // or if `length` is below 6 (the call then does nothing).
   bool SendVekRequest(char* buffer, unsigned length);
 
-  // Several requests, a text each, without free bytes. Those that may go now go in one message; the others
-  // are held. Answers how many went, which does not tell of those that went after having been held.
+  // Sends or holds several requests, one text each, without reserved bytes. Those allowed now are sent in one
+  // message. Returns their number; requests held by earlier calls are not counted.
   unsigned SendVekRequests(const std::deque<std::string>& requests);
 
-  // Several requests in one text, joined by line feeds: pairs of lines. Those that may go now go in one
-  // message, in place; the others are held. A last line without a partner is dropped. Answers as above.
+  // The same for requests in one buffer: pairs of lines, separated by line feeds. Those allowed now are sent
+  // in place, in one message. A last line without a partner is dropped.
   unsigned SendVekRequests(char* buffer, unsigned length);
 
  protected:
-  // `requests` that had been held have been given to the link, which has taken them or not; or any others
-  // that it has not taken. Under the user lock, like OnVekFlowCtrlFree.
+  // Called under the user lock, like OnVekFlowCtrlFree, when the link has accepted `requests` held requests
+  // (`taken` true), or has refused `requests` requests, held before or not (`taken` false).
   virtual void OnVekRequestsSent(unsigned requests, bool taken);
 
  private:
@@ -83,7 +83,7 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   unsigned FillBatch(const std::deque<std::string>& requests);
 
   std::shared_ptr<TRequestPort> port_;
-  // All under the user lock:
+  // All under the user lock:  // guarded by the user lock:
   std::deque<std::string> pending_;
   std::string batch_;
   unsigned refused_ = 0;

@@ -10,44 +10,46 @@
 
 namespace VekApi {
 
-// A name and key/value pairs: what the server says about a table or a column.
+// A name and key/value pairs: the attributes of a table or a column.
 //
-// Texts are bytes in the code page of the result (950 where the server sent UTF-8); keys are compared
-// bytewise and case-sensitively. Any number of threads may read a record that nobody changes.
+// Texts are bytes in the code page of the result (950 if the server sent UTF-8). Keys are compared bytewise
+// and case-sensitively. An object that is not being changed may be read by any number of threads.
 class VEKAPI_EXPORT VekProperties {
  public:
-  // An empty record that has then been given to SetProperties.
+  // Same as SetProperties on an empty object.
   explicit VekProperties(const std::string& text);
   VekProperties(const VekProperties& other);
   VekProperties& operator=(const VekProperties& other);
-  // What was moved from is left empty.
+  // The moved-from object is left empty.
   VekProperties(VekProperties&& other) noexcept;
   VekProperties& operator=(VekProperties&& other) noexcept;
   ~VekProperties();
 
-  // Reads NAME 0x04 KEY=VALUE 0x04 KEY=VALUE..., up to the text's end or its first NUL. The name is replaced;
-  // the pairs come on top of those that are there. A key goes on to the next "=", whatever lies between.
+  // Parses NAME 0x04 KEY=VALUE 0x04 KEY=VALUE..., up to the end of the text or its first NUL. The name is
+  // replaced; the pairs are added to the existing ones. A key extends to the next "=", whatever bytes precede
+  // it.
   void SetProperties(const std::string& text);
 
-  // False, with nothing changed, when there is a pair of that key: the first value holds.
+  // Returns false and changes nothing if the key exists: the first value is kept.
   bool Add(const std::string& key, const std::string& value);
 
-  // Null when there is no such key. The pointer lives as long as the record and is not moved by Add.
+  // The value of `key`, or null. The pointer is valid as long as the object; Add does not invalidate it.
   const std::string* Get(const std::string& key) const;
 
   void Name(const std::string& name);
   const std::string& Name() const;
 
-  // What to show to users: the value of "DisplayText", else the name.
+  // The text to show to users: the value of "DisplayText", or the name.
   const std::string& DisplayText() const;
 
-  // The value of "Description", else the display text.
+  // The value of "Description", or the display text.
   const std::string& Description() const;
 
-  // The name followed by the pair text. SetProperties does not read it back: pairs are set off by 0x01 here.
+  // The name followed by the pair text. SetProperties cannot parse it, because its pairs are separated by
+  // 0x01.
   std::string ToString() const;
 
-  // The pair text: for each pair, in the order of their coming, 0x01 KEY "=" VALUE.
+  // The pair text: 0x01 KEY "=" VALUE for each pair, in arrival order.
   const std::string& ToDispString() const;
 
  private:

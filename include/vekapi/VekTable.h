@@ -10,46 +10,45 @@
 
 namespace VekApi {
 
-// A table of a result: its attributes, its columns, and records of one text for each column.
+// A table of a result: attributes, columns, and records with one text per column.
 //
-// Copies are independent; the copy of a result's table holds the memory of that result. Any number of threads
-// may read a table that nobody changes.
+// Copies are independent; a copy of a result's table keeps that result's memory alive. A table that is not
+// being changed may be read by any number of threads.
 class VEKAPI_EXPORT VekTable {
  public:
   explicit VekTable(const VekProperties& properties);
   VekTable(const VekTable& other);
   VekTable& operator=(const VekTable& other);
-  // What was moved from has no columns and no records.
+  // The moved-from table has no columns and no records.
   VekTable(VekTable&& other) noexcept;
   VekTable& operator=(VekTable&& other) noexcept;
   ~VekTable();
 
-  // The table's name and attributes. Its address is the table's own.
+  // The table's name and attributes. The returned reference has the address of the table itself.
   const VekProperties& Properties() const;
   VekProperties& Properties();
 
-  // Columns that are set later do not change the records that are there.
+  // Changing the columns does not affect existing records.
   const VekFields& Fields() const;
   VekFields& Fields();
 
   int RecordsCount() const;
 
-  // Appends the record of a line: values with 0x01 between them. Columns for which the line has no value read
-  // ""; what goes beyond the last column stays, 0x01 included, in the last column's value. A record that
-  // comes while the table has no columns is counted and has no values. Lines of 4 GiB and more throw
-  // std::length_error.
+  // Appends a record: values separated by 0x01. Missing values are "". Surplus values stay in the value of
+  // the last column, with their 0x01 bytes. Without columns, the record is counted but has no values. Throws
+  // std::length_error if `line` is 4 GiB or longer.
   void AddRecord(const std::string& line);
 
-  // The value of a column, ended by NUL; null when the record or, in that record, the column does not exist.
-  // The pointer stays valid while the table lives and is not assigned to or moved from; AddRecord does not
-  // disturb it.
+  // The value of one column of one record, terminated by NUL. `row` and `col` count from 0. Null if there is
+  // no such record, or no such column in that record. The pointer is valid until the table is destroyed,
+  // assigned to or moved from; AddRecord does not invalidate it.
   const char* RecordField(int row, int col) const;
 
-  // The same by the column's index; null for a null `field`. A column of another table serves as its number.
+  // The same, by the index of `field`, which may belong to another table; null if `field` is null.
   const char* RecordField(int row, const VekField* field) const;
 
-  // The attribute "mkt" as a 32-bit number in C notation (10, 0xA, 012), 0 when there is none. It may be a
-  // number that has no member in the enumeration.
+  // The attribute "mkt" as a 32-bit number in C notation (10, 0xA, 012); 0 if there is none. The value need
+  // not be a member of the enumeration.
   EVekAccMkt MktFlag() const;
 
  private:
@@ -60,9 +59,9 @@ class VEKAPI_EXPORT VekTable {
   TRecords& Records();
 
   VekProperties
-      properties_;  // stays first: the flat functions hand out the table's address as that of its properties
+      properties_;  // must be first: the flat functions use the table's address as that of its properties
   VekFields fields_;
-  TRecords* records_ = nullptr;  // null: no record
+  TRecords* records_ = nullptr;  // null: no records
 };
 
 }  // namespace VekApi
