@@ -7,12 +7,12 @@
 
 namespace VekApi {
 
-// What a connect result says about packet bodies: scrambling mode and key, and the byte order. A value:
-// senders on any thread work with a copy, one consistent view.
+// Scrambling mode, key and byte order, as announced in a connect result. A value type: senders on any thread
+// use a copy, which is a consistent snapshot.
 //
-// Scrambling XORs the bytes behind the header with the key, over and over, starting with its first byte in
-// every packet. The key is laid out here as often as a packet needs it, so that scrambling is one pass over
-// two plain ranges.
+// Scrambling XORs the bytes after the header with the repeated key, starting at its first byte in every
+// packet. The key is repeated here to the length of a packet, so scrambling is one pass over two plain
+// ranges.
 class TCipher {
  public:
   TCipher() = default;
@@ -23,10 +23,10 @@ class TCipher {
 
   EVekEndian Endian() const { return endian_; }
 
-  // Bytes 3 to length-1, whatever the mode. Twice gives the packet back.
+  // XORs bytes 3 to length-1 in any mode. Applying it twice restores the packet.
   void Xor(char* packet, int length) const;
 
-  // The same as requests need it: only in mode 1.
+  // As Xor, but only in mode 1: requests are not scrambled in other modes.
   void EncPacket(char* packet, int length) const {
     if (mode_ == 1) Xor(packet, length);
   }
@@ -34,7 +34,8 @@ class TCipher {
  private:
   EVekEndian endian_ = vek_LittleEndian;
   int mode_ = 0;
-  std::shared_ptr<const std::string> pad_;  // the key, whole, as often as fits; null without a key
+  std::shared_ptr<const std::string>
+      pad_;  // whole repetitions of the key, as many as fit; null without a key
 };
 
 }  // namespace VekApi

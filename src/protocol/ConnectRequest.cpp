@@ -20,7 +20,8 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// Takes a decimal number off the front, and the one character behind it, whatever it is. Larger numbers wrap.
+// Removes a decimal number and the one character after it, whatever it is, from the front. Larger numbers
+// wrap.
 std::uint16_t TakeNumber(std::string_view& text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
   unsigned value = 0;

@@ -13,7 +13,7 @@ constexpr int kNameLengthAt = 16;
 constexpr int kItemsLengthAt = 18;
 constexpr char kRefused = 1;
 
-// An item that announces no more than its own head or more than is left ends the list.
+// An item whose length is not beyond its own head, or exceeds the rest of the packet, ends the list.
 constexpr std::size_t kItemHeadBytes = 3;
 
 struct TItem {
@@ -38,7 +38,7 @@ std::string ServerNameOf(const char* packet, int length, EVekEndian endian) {
   return text;
 }
 
-// Whatever the sign of char.
+// Independent of the signedness of char.
 int SignedByte(char c) {
   return c & 0x80 ? static_cast<int>(Byte(c)) - 0x100 : static_cast<int>(Byte(c));
 }

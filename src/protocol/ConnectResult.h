@@ -1,7 +1,7 @@
 // Connect result (code 0, never scrambled): byte 3 outcome, 4-7 byte-order answer, 8-15 server version (four
-// numbers), 16 length of the server's name, 18-19 length of the item area; the name and the items follow from
-// byte 20. An item: byte 0 length of its tag, 1-2 of its data, then both. Tags: "ERROR\n", the reason of a
-// refusal; "VekEnc\n", scrambling: mode, key length, key. Numbers in the server's byte order.
+// numbers), 16 length of the server name, 18-19 length of the item area; the name and the items follow from
+// byte 20. Item: byte 0 length of its tag, 1-2 of its data, then tag and data. Tags: "ERROR\n", the reason of
+// a refusal; "VekEnc\n", scrambling: mode, key length, key. Numbers are in the server's byte order.
 #pragma once
 
 #include <optional>
@@ -17,7 +17,7 @@ struct TConnectResult {
   std::optional<std::string> refusal;
 };
 
-// Nothing when the packet is shorter than its fixed part.
+// Empty if the packet is shorter than its fixed part.
 std::optional<TConnectResult> ReadConnectResult(const char* packet, int length);
 
 }  // namespace VekApi

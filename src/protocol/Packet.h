@@ -1,8 +1,8 @@
-// Packet header, codes, and numbers inside bodies.
+// Packet header, codes, and numbers in packet bodies.
 //
-// Header, 3 bytes, whatever the byte order of the server: byte 0 = bits 0-7 of the length, byte 1 = bits 8-11
-// of the code (high half) and of the length (low half), byte 2 = bits 0-7 of the code. The length counts the
-// header.
+// Header, 3 bytes, independent of the server's byte order: byte 0 = bits 0-7 of the length, byte 1 = bits
+// 8-11 of the code (high half) and of the length (low half), byte 2 = bits 0-7 of the code. The length
+// includes the header.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,7 @@ enum EPkCode : int {
 // Byte 3 of a PkSession packet.
 enum EPkSessionSubcode : signed char {
   PkSessionSignOn = 0,       // to the server
-  PkSessionChgPass = 1,      // both ways
+  PkSessionChgPass = 1,      // both directions
   PkSessionSignOnReply = 2,  // from the server
 };
 

@@ -6,7 +6,7 @@
 
 namespace VekApi {
 
-// Reads a packet from some offset on; what is not there is cut.
+// Reads a packet from a given offset. Reads beyond its end are truncated.
 class TPacketReader {
  public:
   TPacketReader(const char* packet, int length, int offset, EVekEndian endian)

@@ -1,4 +1,4 @@
-// Password change, both ways: packets of code 2, subcode 1.
+// Password change, both directions: packets of code 2, subcode 1.
 //
 // Request: bytes 4 to 6 lengths of user, old and new password; from 7 the texts.
 // Result: bytes 4 and 5 lengths of user and message; from 6 the texts.
@@ -12,7 +12,7 @@
 
 namespace VekApi {
 
-// Empty when the texts are too long.
+// Empty if the texts are too long.
 TSecretPacket MakeChgPassRequest(const std::string& user, const std::string& oldPass,
                                  const std::string& newPass);
 
@@ -21,7 +21,7 @@ struct TChgPassResult {
   std::string_view message;
 };
 
-// Nothing when the packet is too short.
+// Empty if the packet is too short.
 std::optional<TChgPassResult> ReadChgPassResult(const char* packet, int length, EVekEndian endian);
 
 }  // namespace VekApi

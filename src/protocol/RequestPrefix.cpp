@@ -13,7 +13,7 @@ int FramePiece(const TCipher& cipher, char* at, int msgCode, std::size_t textLen
   return length;
 }
 
-// The prefix of each piece is written over the end of the one before, which is copied out by then.
+// The prefix of each piece overwrites the end of the previous one, which has already been copied.
 bool FrameInPieces(const TCipher& cipher, int msgCode, char* buffer, std::size_t textLength,
                    std::string& wire) {
   try {

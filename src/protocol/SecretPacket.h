@@ -8,10 +8,10 @@
 
 namespace VekApi {
 
-// A packet that holds passwords: it is wiped when it has been sent.
+// A packet containing passwords; wiped on destruction.
 class TSecretPacket {
  public:
-  // Empty when the length is beyond what a packet may have.
+  // Empty if the length exceeds the limit for a packet.
   TSecretPacket(int msgCode, std::size_t length) {
     if (length > kMaxBuilt) return;
     bytes_.resize(length);
@@ -19,7 +19,7 @@ class TSecretPacket {
   }
   ~TSecretPacket() { Dova::WipeText(bytes_); }
   TSecretPacket(TSecretPacket&& other) noexcept : bytes_(std::move(other.bytes_)) {
-    Dova::WipeText(other.bytes_);  // a short text is copied by a move
+    Dova::WipeText(other.bytes_);  // moving a short text copies its bytes
   }
   TSecretPacket(const TSecretPacket&) = delete;
   TSecretPacket& operator=(const TSecretPacket&) = delete;
@@ -29,7 +29,7 @@ class TSecretPacket {
   int Length() const { return static_cast<int>(bytes_.size()); }
 
   void SetSubcode(EPkSessionSubcode subcode) { bytes_[kHeadBytes] = static_cast<char>(subcode); }
-  // One length byte is all that the format has: longer texts wrap.
+  // The format has one length byte: the length of longer texts wraps.
   void SetLength(std::size_t at, const std::string& text) {
     bytes_[at] = static_cast<char>(text.size() & 0xFF);
   }

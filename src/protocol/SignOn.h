@@ -1,10 +1,10 @@
-// Sign-on, both ways: packets of code 2.
+// Sign-on, both directions: packets of code 2.
 //
 // Request: byte 3 subcode 0, 4 length of the identity, 5-6 zero, 7 length of the password, 8-11 zero; from 12
 // the two texts.
 //
 // Reply: byte 3 subcode 2, 4 length of a lead text, 5-6 length of the message, 7-10 reply number; from 11 the
-// two texts. Numbers in the server's byte order.
+// two texts. Numbers are in the server's byte order.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 
 namespace VekApi {
 
-// Empty when the texts are too long.
+// Empty if the texts are too long.
 TSecretPacket MakeSignOnRequest(const std::string& identity, const std::string& password);
 
 struct TSignOnReply {
@@ -24,7 +24,7 @@ struct TSignOnReply {
   std::string_view message;
 };
 
-// Nothing when the packet is too short.
+// Empty if the packet is too short.
 std::optional<TSignOnReply> ReadSignOnReply(const char* packet, int length, EVekEndian endian);
 
 }  // namespace VekApi

@@ -25,8 +25,8 @@ void TPacketParser::Parse(char* block, unsigned length) {
   recvBuf_.assign(block, length);
 }
 
-// Moves what the carried packet still lacks from the block to it, and dispatches it when it is whole. True
-// when the rest of the block is to be parsed.
+// Completes the carried packet from the block and dispatches it once complete. Returns true if the rest of
+// the block is to be parsed.
 bool TPacketParser::CompleteCarried(char*& block, unsigned& length) {
   const auto take = [&](std::size_t upTo) {
     const auto count = static_cast<unsigned>(std::min<std::size_t>(length, upTo - recvBuf_.size()));
@@ -43,7 +43,7 @@ bool TPacketParser::CompleteCarried(char*& block, unsigned& length) {
   }
   if (!take(static_cast<std::size_t>(pkLength))) return false;
   std::string packet;
-  packet.swap(recvBuf_);  // out of reach of what an event may do to the parser
+  packet.swap(recvBuf_);  // an event may change the parser, but not this copy
   Dispatch(packet.data(), pkLength);
   if (events_.Over()) return false;
   packet.clear();
@@ -74,7 +74,7 @@ void TPacketParser::Dispatch(char* packet, int length) {
   events_.OnMessage(code, message.data(), message.size());
 }
 
-// False when the message would grow beyond its bound.
+// False if the message would exceed its limit.
 bool TPacketParser::AppendToBigPk(const char* packet, unsigned length) {
   if (bigPkBuf_.empty()) bigPkBuf_.assign(kPrefixBytes, '\0');
   if (length <= kPrefixBytes) return true;

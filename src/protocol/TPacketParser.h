@@ -7,50 +7,51 @@
 
 namespace VekApi {
 
-// What a parser tells of the stream. Bodies are descrambled; bytes are lent for the call and may be changed.
+// Receives what the parser finds in the stream. Bodies are descrambled. Bytes are borrowed for the call and
+// may be modified.
 class TPacketEvents {
  public:
-  // What comes is no longer wanted. Asked after each of the calls below: the parser then leaves the rest of
-  // its block, and does not touch itself any more but for what its owner keeps alive.
+  // True if the rest of the stream is no longer wanted. Checked after each of the calls below; the parser
+  // then drops the rest of its block and accesses only members that its owner keeps alive.
   virtual bool Over() const = 0;
 
   virtual void OnPkConnectResult(const char* packet, int length) = 0;  // code 0
   virtual void OnPkSession(const char* packet, int length) = 0;        // code 2
 
-  // Any code of 4 and above. `message` is the whole of it, pieces joined: five lead bytes and the text.
+  // Any code from 4 on. `message` is the whole message, pieces joined: five lead bytes and the text.
   virtual void OnMessage(int msgCode, const char* message, std::size_t length) = 0;
 
-  // The bytes are no stream of packets; nothing behind them is parsed.
+  // The bytes are not a valid packet stream. Nothing after them is parsed.
   virtual void OnStreamBroken(const char* reason) = 0;
 
  protected:
   ~TPacketEvents() = default;
 };
 
-// Cuts a byte stream into packets, descrambles them, and joins messages that come in pieces.
+// Splits a byte stream into packets, descrambles them, and joins messages sent in pieces.
 //
-// What comes is input, not truth: no length inside a body reaches past the bytes received. A packet that
-// announces less than its own header, or a message beyond its bound, breaks the stream.
+// Received lengths are not trusted: no length inside a body reaches beyond the bytes received. A packet
+// length below the header's own, or a message above its limit, breaks the stream.
 class TPacketParser {
  public:
-  // Why a stream is none.
+  // Reasons passed to OnStreamBroken.
   static constexpr char kBadPacketLength[] = "Invalid packet length";
   static constexpr char kMessageTooLong[] = "Message too long";
 
   explicit TPacketParser(TPacketEvents& events) : events_(events) {}
 
-  // How what follows is scrambled, and its byte order.
+  // Scrambling and byte order of the bytes that follow.
   void SetCipher(const TCipher& cipher) { cipher_ = cipher; }
   const TCipher& Cipher() const { return cipher_; }
 
-  // Bytes of text that the pieces of one message may add up to.
+  // Limit of the total text length of a message sent in pieces, in bytes.
   void SetMaxMessage(std::size_t bytes) { maxMessageBytes_ = bytes; }
 
-  // Consumes a block; it is descrambled in place. Throws std::bad_alloc; the stream is not to be parsed any
+  // Parses a block, descrambling it in place. Throws std::bad_alloc; the stream must not be parsed any
   // further then.
   void Parse(char* block, unsigned length);
 
-  // Forgets what was received and not yet told, and gives its memory back. Also inside an event.
+  // Discards received data not yet dispatched and frees its memory. May be called inside an event.
   void Clear();
 
  private:

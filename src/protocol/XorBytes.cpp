@@ -70,7 +70,8 @@ bool HasAvx2() {
 #if defined(__GNUC__)
   return __builtin_cpu_supports("avx2");
 #else
-  // Both the processor (leaf 7) and the system (XGETBV: it saves the wide registers) have to offer it.
+  // Requires support from the processor (leaf 7) and the operating system (XGETBV: it saves the wide
+  // registers).
   int leaf1[4];
   int leaf7[4];
   __cpuid(leaf1, 1);

@@ -1,4 +1,4 @@
-// Where the bytes that matter are within 64 bytes of text, as bits: SSE2, which every x86-64 has, or plain
+// Positions of the control bytes within 64 bytes of text, as bits: SSE2, which every x86-64 has, or plain
 // C++.
 #pragma once
 
@@ -20,11 +20,11 @@ inline constexpr std::size_t kMarkedBytes = 64;
 
 struct TByteMarks {
   std::uint64_t cuts;   // bit i: byte i is a value separator or a line end
-  std::uint64_t lines;  // line ends alone
+  std::uint64_t lines;  // line ends only
   std::uint64_t nuls;
 };
 
-// Copies kMarkedBytes from `text` to `out` with a NUL in place of each value separator and line end.
+// Copies kMarkedBytes from `text` to `out`, replacing each value separator and line end by NUL.
 inline TByteMarks CopyCuttingPlainly(const char* text, char* out) {
   TByteMarks marks{0, 0, 0};
   for (unsigned at = 0; at < kMarkedBytes; ++at) {
@@ -39,14 +39,14 @@ inline TByteMarks CopyCuttingPlainly(const char* text, char* out) {
   return marks;
 }
 
-// What a text may make, so that there is room for it in advance.
+// Upper bounds of what a text may contain, to reserve memory in advance.
 struct TMarkCounts {
   std::size_t values = 0;  // value separators
   std::size_t lines = 0;
-  std::size_t marked = 0;  // lines that start with a table or fields mark: no records
+  std::size_t marked = 0;  // lines starting with a table or fields mark, which are not records
 };
 
-// Adds up the bytes of a text but for the first, which only tells what starts behind it.
+// Counts the marks of a text except its first byte, which only determines what starts after it.
 inline void CountMarksPlainly(std::string_view text, TMarkCounts& counts) {
   for (std::size_t at = 1; at < text.size(); ++at) {
     if (text[at] == kValueEnd) ++counts.values;
@@ -58,7 +58,7 @@ inline void CountMarksPlainly(std::string_view text, TMarkCounts& counts) {
 
 #ifdef VEKAPI_SSE2
 
-// The same.
+// CopyCuttingPlainly with SSE2.
 inline TByteMarks CopyCutting(const char* text, char* out) {
   const __m128i valueEnd = _mm_set1_epi8(kValueEnd);
   const __m128i lineEnd = _mm_set1_epi8(kLineEnd);
@@ -84,7 +84,7 @@ inline std::size_t SumOfLanes(__m128i counts) {
   return static_cast<std::size_t>(_mm_cvtsi128_si64(sums) + _mm_cvtsi128_si64(_mm_srli_si128(sums, 8)));
 }
 
-// The same. After so many blocks a lane's count could go beyond its byte.
+// CountMarksPlainly with SSE2. After this many blocks a lane's count could overflow its byte.
 inline void CountMarks(std::string_view text, TMarkCounts& counts) {
   constexpr std::size_t kBlock = 16;
   constexpr std::size_t kMostBlocks = 255;
@@ -98,7 +98,7 @@ inline void CountMarks(std::string_view text, TMarkCounts& counts) {
       const __m128i before = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
       const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 1));
       const __m128i starts = _mm_cmpeq_epi8(before, _mm_set1_epi8(kLineEnd));
-      // The two marks differ in their last bit.
+      // The two marks differ in their lowest bit only.
       const __m128i marks = _mm_cmpeq_epi8(_mm_or_si128(bytes, _mm_set1_epi8(1)), _mm_set1_epi8(kFieldsMark));
       values = _mm_sub_epi8(values, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(kValueEnd)));
       lines = _mm_sub_epi8(lines, starts);
@@ -124,7 +124,7 @@ inline void CountMarks(std::string_view text, TMarkCounts& counts) {
 
 #endif
 
-// Without the instruction of its own, which not every x86-64 has and compilers replace by a call.
+// Avoids the popcount instruction: not every x86-64 has it, and compilers replace it by a call.
 inline unsigned CountBits(std::uint64_t bits) {
   bits -= (bits >> 1) & 0x5555555555555555u;
   bits = (bits & 0x3333333333333333u) + ((bits >> 2) & 0x3333333333333333u);

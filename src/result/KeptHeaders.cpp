@@ -28,7 +28,7 @@ std::uint32_t TKeptHeaders::Keep(std::string_view lines, std::unique_ptr<TMadeTa
 }
 
 void TKeptHeaders::Give(const TResultBody& body) {
-  constexpr std::size_t kMostRuns = 256;  // of records, of which a table has a list
+  constexpr std::size_t kMostRuns = 256;  // of records; a table has a list of them
   if (body.records.runs.size() > kMostRuns) return;
   for (TKeptHeader& header : headers_)
     if (header.table && header.tableIndex != kNone) body.Adopt(header.tableIndex, std::move(header.table));

@@ -1,5 +1,5 @@
-// The last few headers that a result has read, with the tables made of them: the same bytes give the same
-// properties and columns, so that a query that comes again costs no more than its records.
+// Cache of the last few headers that a result has parsed, with the tables made of them. The same bytes give
+// the same properties and columns, so a repeated query costs only its records.
 #pragma once
 
 #include <array>
@@ -13,36 +13,37 @@
 
 namespace VekApi {
 
-// What `lines` says: a header and the fields line behind it, with their ends.
+// Content of `lines`: a header and the fields line after it, with their line ends.
 struct TKeptHeader {
   std::string lines;
   std::uint32_t columns = 0;
-  std::uint32_t tableIndex = kNone;  // of the table in the result that has this header
+  std::uint32_t tableIndex = kNone;  // index of the table with this header in the result
   std::uint64_t lastUse = 0;
-  std::unique_ptr<TMadeTable> table;  // null: nobody has asked for it, or the result has it
+  std::unique_ptr<TMadeTable> table;  // null: not requested yet, or owned by the result
 };
 
 class TKeptHeaders {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // The header that `text`, where the result's next table starts, starts with; null when it is none of these.
+  // Finds the cached header that `text`, the start of the result's next table, begins with; null if there is
+  // none.
   const TKeptHeader* Use(std::string_view text, std::uint32_t tableIndex);
 
-  // Whether a header's table is small enough to be kept.
+  // True if a header is small enough to be cached.
   static bool Takes(std::string_view lines) { return lines.size() <= kMostBytes; }
 
-  // Keeps a header that is not there, with its table, in place of the one that was used the longest time ago.
-  // Gives the number of its columns.
+  // Caches a new header and its table, replacing the least recently used one. Returns the number of its
+  // columns.
   std::uint32_t Keep(std::string_view lines, std::unique_ptr<TMadeTable> table);
 
-  // Gives the tables that are there to the result that has been read, unless its records lie in many places.
+  // Hands the cached tables to the result just parsed, unless its records are in many runs.
   void Give(const TResultBody& body);
 
-  // Takes them back from a result that is to be cleared.
+  // Takes the tables back from a result about to be cleared.
   void TakeBack(TResultBody& body);
 
-  // The result keeps what it was given.
+  // Forgets the tables handed out; the result keeps them.
   void Forget();
 
  private:

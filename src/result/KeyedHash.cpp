@@ -11,7 +11,7 @@ struct TKey {
   std::uint64_t first = Draw();
   std::uint64_t second = Draw();
 
-  // Where the system has no random numbers, the place of its objects has to do.
+  // If the system has no random numbers, the address of an object is used.
   static std::uint64_t Draw() {
     try {
       std::random_device device;

@@ -1,5 +1,5 @@
-// Hash of a name under a key that each process draws anew, so that nobody can prepare names that collide:
-// SipHash with one round a word and three at the end.
+// Hash of a name under a random key per process, so that colliding names cannot be prepared: SipHash with one
+// round per word and three at the end.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace VekApi {
 
-// Any number when the work stops.
+// The result is undefined if the work stops.
 std::uint64_t KeyedHash(std::string_view name, TWork& work);
 
 }  // namespace VekApi

@@ -10,7 +10,7 @@
 
 namespace VekApi {
 
-// Where one of two bytes comes first from `from` on; the text's size when none does, or the work stops.
+// Position of the first of two bytes at or after `from`; the text's size if there is none or the work stops.
 inline std::size_t FindEither(std::string_view text, std::size_t from, char one, char other, TWork& work) {
   while (from < text.size()) {
     const std::string_view piece = text.substr(from, TWork::kPiece);
@@ -23,27 +23,27 @@ inline std::size_t FindEither(std::string_view text, std::size_t from, char one,
   return text.size();
 }
 
-// Where the line that `from` lies in ends: at a line end, a NUL, or with the text.
+// End of the line containing `from`: at a line end, a NUL, or the end of the text.
 inline std::size_t LineEnd(std::string_view text, std::size_t from, TWork& work) {
   return FindEither(text, from, kLineEnd, '\0', work);
 }
 
-// Where the next line starts; the text's size when a NUL or the text itself ended this one.
+// Start of the next line; the text's size if a NUL or the end of the text ended this one.
 inline std::size_t NextLine(std::string_view text, std::size_t end) {
   return end < text.size() && text[end] == kLineEnd ? end + 1 : text.size();
 }
 
-// True at the text's end and where a line starts that is no record.
+// True at the end of the text and at the start of a line that is not a record.
 inline bool EndsRecords(std::string_view text, std::size_t at) {
   return at >= text.size() || text[at] == '\0' || text[at] == kTableMark || text[at] == kFieldsMark;
 }
 
-// The name in front of a properties text.
+// The name at the start of a properties text.
 inline std::string_view NameOf(std::string_view properties, TWork& work) {
   return properties.substr(0, FindEither(properties, 0, kPartEnd, '\0', work));
 }
 
-// Whether a text starts with a name; false when the work stops.
+// True if a text starts with a name; false if the work stops.
 inline bool StartsWith(std::string_view text, std::string_view name, TWork& work) {
   while (!name.empty()) {
     const std::string_view piece = name.substr(0, TWork::kPiece);

@@ -1,5 +1,5 @@
-// Finds numbers by names. The names and their hashes stay with the caller: a slot holds no more than a
-// number, so that a million names cost their texts and little else.
+// Hash table from names to numbers. The caller keeps the names and their hashes: a slot holds only a number,
+// so a million names cost little more than their texts.
 #pragma once
 
 #include <algorithm>
@@ -13,27 +13,26 @@ inline constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
 class TNameTable {
  public:
-  // Forgets everything, and makes room for so many names.
+  // Clears the table and reserves space for `names` names.
   void Reset(std::size_t names) { slots_.assign(names + names / 7 + 1, kNone); }
 
-  // How many names at the most differ, of names that take up `bytes` of text with the byte between them: only
-  // few are shorter than two bytes.
+  // Upper bound of the number of different names in `bytes` bytes of text, including separators: only few
+  // names are shorter than two bytes.
   static std::size_t MostNames(std::size_t bytes) { return std::min(bytes / 2 + 1, bytes / 3 + 257); }
 
-  // The slot of the number whose name has that hash and is the one, or the slot that it is to be put into.
-  // `isNamed` tells whether a number has the name.
+  // The slot of the number whose name has that hash and satisfies `isNamed`, or the free slot for it.
   template <class TIsNamed>
   std::uint32_t& Slot(std::uint64_t hash, const TIsNamed& isNamed) {
     return slots_[Place(hash, isNamed)];
   }
 
-  // kNone when there is no such name.
+  // kNone if there is no such name.
   template <class TIsNamed>
   std::uint32_t Find(std::uint64_t hash, const TIsNamed& isNamed) const {
     return slots_.empty() ? kNone : slots_[Place(hash, isNamed)];
   }
 
-  // Forgets everything; the memory stays if `room` is enough for it, which becomes smaller by that.
+  // Clears the table; keeps its memory if it fits into `room`, which is reduced by its size.
   void Clear(std::size_t& room) {
     const std::size_t bytes = slots_.capacity() * sizeof slots_[0];
     slots_.clear();

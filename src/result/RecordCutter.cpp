@@ -8,7 +8,7 @@
 namespace VekApi {
 namespace {
 
-// The block at `at`; what lies beyond the text reads as NULs, which end it.
+// Marks the block at `at`; positions beyond the text read as NULs, which end it.
 TByteMarks Mark(std::string_view text, std::size_t at, char* out) {
   const char* block = text.data() + at;
   char last[kMarkedBytes];
@@ -20,10 +20,10 @@ TByteMarks Mark(std::string_view text, std::size_t at, char* out) {
   return CopyCutting(block, out);
 }
 
-// A value starts behind each separator, and behind each line end: the next record's first.
+// A value starts after each separator, and after each line end as the next record's first value.
 std::size_t PutStarts(std::uint64_t cuts, std::size_t offset, std::uint32_t* starts) {
   const std::size_t count = CountBits(cuts);
-  // Four at a time, some of them beside the count: how often the loop turns is easier to foresee.
+  // Writes four at a time, possibly beyond the count: the loop count is then easier to predict.
   for (std::size_t put = 0; put < count; put += 4, starts += 4)
     for (int i = 0; i < 4; ++i, cuts &= cuts - 1)
       starts[i] = static_cast<std::uint32_t>(offset + static_cast<std::size_t>(std::countr_zero(cuts)));
@@ -53,7 +53,7 @@ std::size_t TRecordCutter::Cut(std::size_t from) {
   return text_.size();
 }
 
-// Ends a record at each line end of the block; true when the next line is no record.
+// Ends a record at each line end of the block. Returns true if the next line is not a record.
 bool TRecordCutter::EndRecords(const TByteMarks& marks, std::size_t at, std::size_t startsBefore) {
   for (std::uint64_t lines = marks.lines; lines; lines &= lines - 1) {
     const auto bit = static_cast<unsigned>(std::countr_zero(lines));
@@ -67,7 +67,7 @@ bool TRecordCutter::EndRecords(const TByteMarks& marks, std::size_t at, std::siz
   return false;
 }
 
-// Separators beyond the last column belong to its value: they get back their byte.
+// Separators beyond the last column belong to its value: restores their bytes.
 void TRecordCutter::EndRecord(std::size_t startsEnd) {
   const std::uint32_t* const starts = store_.starts.Data();
   for (std::size_t extra = recordStart_ + columns_; extra < startsEnd; ++extra)

@@ -1,4 +1,4 @@
-// Cuts the record lines of a result text into values, many bytes at a time.
+// Splits the record lines of a result text into values, many bytes at a time.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,9 @@ class TRecordCutter {
   TRecordCutter(std::string_view text, TRecordStore& store, TWork& work)
       : text_(text), store_(store), work_(work) {}
 
-  // Reads lines from `from`, where a record line starts, up to the first line that is none, into the store's
-  // last run. Gives where that line starts; the text's size when there is none, or the work stopped.
+  // Reads record lines from `from`, the start of a record line, into the store's last run, up to the first
+  // line that is not a record. Returns the start of that line, or the text's size if there is none or the
+  // work stopped.
   std::size_t Cut(std::size_t from);
 
  private:
@@ -27,8 +28,8 @@ class TRecordCutter {
   std::string_view text_;
   TRecordStore& store_;
   TWork& work_;
-  std::size_t recordStart_ = 0;  // the first start of the record that is being cut
-  std::size_t next_ = 0;         // the line behind the last record that was ended
+  std::size_t recordStart_ = 0;  // the first start of the current record
+  std::size_t next_ = 0;         // the line after the last completed record
   std::uint32_t columns_ = 0;
 };
 

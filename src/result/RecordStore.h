@@ -1,6 +1,6 @@
-// Where the records of a result lie: a copy of the text in which NULs stand for the separators, and where in
-// it values start. A record costs two bytes and a bit, and four for each value that its line had, however
-// many columns its table announces.
+// Storage of a result's records: a copy of the text with NULs in place of the separators, and the positions
+// where values start. A record costs slightly more than two bytes, plus four for each value present in its
+// line, however many columns its table announces.
 #pragma once
 
 #include <array>
@@ -14,7 +14,7 @@
 
 namespace VekApi {
 
-// An array that is not filled in advance and does not keep its content when it grows.
+// An array that is not initialised and does not keep its content when it grows.
 template <class TItem>
 class TRoom {
  public:
@@ -28,7 +28,7 @@ class TRoom {
     count_ = count;
   }
 
-  // The memory stays if `room` is enough for it, which becomes smaller by that.
+  // Keeps the memory if it fits into `room`, which is reduced by its size.
   void Keep(std::size_t& room) {
     const std::size_t bytes = count_ * sizeof(TItem);
     if (bytes > room) {
@@ -44,31 +44,31 @@ class TRoom {
   std::size_t count_ = 0;
 };
 
-// Records of a table, one after the other, cut for the same columns.
+// Consecutive records of a table, split for the same columns.
 struct TRun {
-  std::uint32_t before;    // the table's run before this one; kNone: the first
-  std::uint32_t columns;   // 0: records without values, which have neither starts nor ends
-  std::uint32_t startsAt;  // the first value's start
-  std::uint32_t endsAt;    // the first record's end
+  std::uint32_t before;    // the table's previous run; kNone: this is the first
+  std::uint32_t columns;   // 0: records without values, which have no starts or ends
+  std::uint32_t startsAt;  // index of the first value's start
+  std::uint32_t endsAt;    // index of the first record's end
   std::uint32_t rows;
 };
 
 class TRecordStore {
  public:
-  // Room that the copy needs behind the text: whole blocks are written, and a NUL.
+  // Extra bytes needed after the text: whole blocks are written, and a NUL.
   static constexpr std::size_t kSlack = 65;
 
-  // Makes room for a text of `bytes` with these marks, in an empty store.
+  // Reserves memory for a text of `bytes` with these marks. The store must be empty.
   void Prepare(std::size_t bytes, const TMarkCounts& counts);
 
-  // Forgets everything; of the memory stays what `room` is enough for, which becomes smaller by that.
+  // Clears the store; keeps memory as far as it fits into `room`, which is reduced by its size.
   void Clear(std::size_t& room);
 
-  // Opens a run, behind the table's run `before`.
+  // Opens a run following the table's run `before`.
   void OpenRun(std::uint32_t before, std::uint32_t columns) { OpenRun(before, columns, startsCount); }
 
-  // Ends the last run's next record, whose values start from `start` up to `end`. Opens one more run where
-  // this one cannot take it.
+  // Ends the last run's next record, with values from `start` up to `end`. Opens another run if this one
+  // cannot hold it.
   void EndRecord(std::size_t start, std::size_t end);
 
   std::uint32_t LastRun() const { return static_cast<std::uint32_t>(runs.size() - 1); }
@@ -77,20 +77,21 @@ class TRecordStore {
     return run + 1 < runs.size() ? runs[run + 1].startsAt : startsCount;
   }
 
-  // The value in a row of a run that has this column; `startsEnd` is the run's.
+  // The value in a row of a run that has this column; `startsEnd` is the end of the run's starts.
   const char* Value(const TRun& run, std::size_t startsEnd, std::size_t row, std::size_t column) const;
 
   TRoom<char> copy;
-  TRoom<std::uint32_t> starts;  // places in the copy
+  TRoom<std::uint32_t> starts;  // positions in the copy
   std::size_t startsCount = 0;
   std::deque<TRun> runs;
 
  private:
-  // Ends are counted in values from the start of their group of records, and each group but a run's first has
-  // in front how many values came before it in the run, low half first.
+  // Ends are counted in values from the start of their group of records. Each group except the first of a run
+  // is preceded by the number of values before it in the run, low half first.
   static constexpr std::size_t kGroup = 32;
   static constexpr std::size_t kGroupHead = 2;
-  static constexpr std::uint16_t kRunEnd = 0xFFFF;  // as end: that of the run, which has this record alone
+  static constexpr std::uint16_t kRunEnd =
+      0xFFFF;  // as an end: that of the run, which consists of this record only
 
   static std::size_t Words(std::size_t rows) { return rows + rows / kGroup * kGroupHead; }
   void OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt);
@@ -99,7 +100,7 @@ class TRecordStore {
 
   TRoom<std::uint16_t> ends;
   std::size_t endsCount_ = 0;
-  std::size_t groupAt_ = 0;  // where in the starts the last run's last group starts
+  std::size_t groupAt_ = 0;  // index in the starts where the last group of the last run begins
 };
 
 inline const char* TRecordStore::Value(const TRun& run, std::size_t startsEnd, std::size_t row,

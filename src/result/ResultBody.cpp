@@ -10,13 +10,13 @@
 namespace VekApi {
 namespace {
 
-constexpr std::size_t kWalk = 8;  // tables whose names are compared one by one
+constexpr std::size_t kWalk = 8;  // up to this many tables are searched linearly
 constexpr std::size_t kKeptBytes = 16 * 1024 * 1024;
 constexpr std::size_t kKeptEntries = 1024;  // of tables and runs
 
 }  // namespace
 
-// Properties end with their line, or with the text; their name at the first pair.
+// Properties end with their line or the text, their name at the first pair.
 bool TResultBody::IsNamed(const TTableEntry& entry, std::string_view name, TWork& work) const {
   if (entry.nameAt == kNone) return name.empty();
   const std::string_view rest = std::string_view(text).substr(entry.nameAt);
@@ -34,8 +34,8 @@ std::uint32_t TResultBody::Find(std::string_view name, TWork& work) const {
   return kNone;
 }
 
-// An upper bound of the names that the rest of the text brings: names of two bytes and more are counted, for
-// the shorter ones there is room anyway.
+// Upper bound of the names in the rest of the text: names of two bytes and more are counted; space for
+// shorter ones is always reserved.
 std::size_t TResultBody::MoreNames(std::size_t from, TWork& work) const {
   std::size_t count = 257;
   for (;; ++from) {

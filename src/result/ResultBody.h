@@ -1,5 +1,5 @@
-// What was read from a result packet. It does not change until nobody but the result that is parsed anew
-// holds it: copies of a result share it.
+// The content parsed from a result packet. Shared by copies of a result, and immutable until only the result
+// being parsed anew holds it.
 #pragma once
 
 #include <atomic>
@@ -18,19 +18,19 @@
 
 namespace VekApi {
 
-// Properties and columns are read when a table is asked for: a text of headers alone costs little more than
-// itself.
+// Properties and columns are parsed on first access, so a text of headers only costs little more than its
+// size.
 struct TMadeTable {
   VekTable table{VekProperties(std::string())};
-  std::uint32_t index = 0;  // its number in the result
+  std::uint32_t index = 0;  // index in the result
   TMadeTable* next = nullptr;
 };
 
 struct TTableEntry {
   mutable std::atomic<TMadeTable*> made{nullptr};
-  std::uint32_t nameAt;       // the header's text; kNone: a fields line made the unnamed table
+  std::uint32_t nameAt;       // position of the header; kNone: a fields line created the unnamed table
   std::uint32_t columns = 0;  // 0: no fields line yet
-  std::uint32_t fields = 0;   // where the fields' text starts; how many records came while there was none
+  std::uint32_t fields = 0;   // position of the fields text; before it is known, the number of records so far
   std::uint32_t lastRun = kNone;
 
   explicit TTableEntry(std::uint32_t at) : nameAt(at) {}
@@ -43,27 +43,27 @@ class TResultBody {
   TResultBody& operator=(const TResultBody&) = delete;
   ~TResultBody() { DropMade(); }
 
-  std::uint32_t Find(std::string_view name, TWork& work) const;  // kNone: no such table
+  std::uint32_t Find(std::string_view name, TWork& work) const;  // kNone if there is no such table
 
-  // Any thread; the table lives as long as the content.
+  // Thread-safe. The table is valid as long as the content.
   const VekTable& Table(std::uint32_t index) const;
 
-  // Adds a table, whose name is new; `from` is where the rest of the text starts.
+  // Adds a table with a new name; `from` is the position of the rest of the text.
   std::uint32_t Append(std::uint32_t nameAt, std::string_view name, std::size_t from, TWork& work);
 
-  // A table's properties and columns, without its records.
+  // Parses a table's properties and columns, without its records.
   std::unique_ptr<TMadeTable> Make(std::uint32_t index) const;
 
-  // Takes over a table that has properties and columns, and gives it its records; when another thread was
-  // faster, the other's table is the one that counts.
+  // Takes ownership of a table that has properties and columns, and adds its records. If another thread was
+  // faster, that thread's table is returned.
   const VekTable& Adopt(std::uint32_t index, std::unique_ptr<TMadeTable> made) const;
 
-  // One more of the tables that were asked for, out of the content, which is to be cleared next; null when
-  // there is none left.
+  // Removes and returns one of the tables that were requested, before the content is cleared; null if none is
+  // left.
   std::unique_ptr<TMadeTable> TakeMade();
 
-  // Forgets the content. Memory stays for the next one, up to a bound; false when some that cannot be given
-  // back by itself is much: better to drop the body.
+  // Clears the content. Keeps memory for the next one, up to a limit. Returns false if memory that cannot be
+  // freed separately exceeds it: the body should then be dropped.
   bool Clear();
 
   std::string text;
@@ -83,12 +83,12 @@ class TResultBody {
     }
   }
 
-  TNameTable names_;  // empty while few tables are walked faster
+  TNameTable names_;  // empty while a linear search is faster
   mutable std::atomic<TMadeTable*> made_{nullptr};
   mutable std::atomic<unsigned> holders_{0};
 };
 
-// A counted reference; TBody is TResultBody, const or not.
+// A counted reference. TBody is TResultBody, const or not.
 template <class TBody>
 class TBodyRef {
  public:

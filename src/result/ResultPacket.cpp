@@ -10,9 +10,9 @@ namespace VekApi {
 namespace {
 
 constexpr std::size_t kWorkIdLengthAt = 5;
-constexpr std::uint32_t kLongText = 0xFFFF;  // as 16-bit length: a 32-bit one follows
+constexpr std::uint32_t kLongText = 0xFFFF;  // as a 16-bit length: a 32-bit length follows
 
-// Takes a number of `size` bytes off the front of `bytes`, which has them.
+// Removes a number of `size` bytes from the front of `bytes`, which must be long enough.
 std::uint32_t TakeNumber(std::string_view& bytes, std::size_t size, EVekEndian endian) {
   std::uint32_t number = 0;
   for (std::size_t i = 0; i < size; ++i) {
@@ -23,7 +23,7 @@ std::uint32_t TakeNumber(std::string_view& bytes, std::size_t size, EVekEndian e
   return number;
 }
 
-// The length announced for the text in front of it. False when the packet ends before.
+// Reads the length in front of a text. False if the packet ends before it.
 bool TakeTextLength(std::string_view& bytes, EVekEndian endian, std::size_t& length) {
   if (bytes.size() < 2) return false;
   length = TakeNumber(bytes, 2, endian);
@@ -33,7 +33,7 @@ bool TakeTextLength(std::string_view& bytes, EVekEndian endian, std::size_t& len
   return true;
 }
 
-// "UTF8", "UTF-8", and whatever else has the 8 in the same place.
+// "UTF8", "UTF-8", and any other text with the 8 at the same position.
 bool IsEncodingLine(std::string_view line) {
   return (line.size() == 4 && line[3] == '8') || (line.size() == 5 && line[3] == '-' && line[4] == '8');
 }
@@ -60,7 +60,7 @@ TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian, TWork
   std::size_t textLength = 0;
   if (!TakeTextLength(packet, endian, textLength)) return result;
 
-  // The first line end is looked for in all of the packet, also behind a text that is announced too short.
+  // The first line end is searched in the whole packet, even beyond the announced length of the text.
   const std::size_t lineEnd = LineEnd(packet, 0, work);
   if (lineEnd == packet.size() || packet[lineEnd] == '\0') return result;
   const std::string_view line = packet.substr(0, lineEnd);

@@ -10,11 +10,11 @@ namespace VekApi {
 
 struct TResultPacket {
   std::string_view workId;
-  std::string_view text;  // without its encoding line; empty when there is no text with a line end
-  bool isUtf8 = false;    // the encoding line says so
+  std::string_view text;  // without its encoding line; empty if the text has no line end
+  bool isUtf8 = false;    // according to the encoding line
 };
 
-// Views into `packet`. What is announced longer than the packet is cut to the bytes that are there.
+// Returns views into `packet`. Announced lengths are cut to the bytes available.
 TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian, TWork& work);
 
 }  // namespace VekApi

@@ -6,7 +6,7 @@
 namespace VekApi {
 namespace {
 
-// How many columns a fields text makes: its names that differ.
+// Number of columns in a fields text, which is the number of different names.
 std::uint32_t CountColumns(std::string_view fields, TNameTable& names, TWork& work) {
   names.Reset(TNameTable::MostNames(fields.size()));
   std::uint32_t count = 0;
@@ -66,7 +66,7 @@ std::size_t TResultReader::OnHeader(std::size_t at) {
   return at + kept->lines.size();
 }
 
-// A table keeps its columns: further ones are those of the unnamed table.
+// A table keeps its first columns: further fields lines belong to the unnamed table.
 std::size_t TResultReader::OnFields(std::size_t at) {
   const std::size_t end = LineEnd(text_, at, work_);
   const std::size_t next = NextLine(text_, end);
@@ -83,7 +83,7 @@ std::size_t TResultReader::OnFields(std::size_t at) {
   return next;
 }
 
-// What is kept is made at once.
+// Tables of cached headers are made at once.
 std::uint32_t TResultReader::ReadColumns(std::size_t end, std::size_t next) {
   if (newHeaderAt_ != kNone && next > end) {
     const std::string_view lines = text_.substr(newHeaderAt_, next - newHeaderAt_);
@@ -93,7 +93,7 @@ std::uint32_t TResultReader::ReadColumns(std::size_t end, std::size_t next) {
   return CountColumns(text_.substr(from, end - from), columnNames_, work_);
 }
 
-// The records that came before the table's first columns get a run of their own.
+// Records before the table's first columns get their own run.
 void TResultReader::KeepBareRecords() {
   TTableEntry& table = Table();
   if (table.columns > 0 || table.fields == 0) return;
@@ -102,7 +102,7 @@ void TResultReader::KeepBareRecords() {
   table.lastRun = body_.records.LastRun();
 }
 
-// Records that go on where the last ones ended belong to their run.
+// Records directly following the previous ones belong to the same run.
 void TResultReader::OpenRun(TTableEntry& table) {
   std::deque<TRun>& runs = body_.records.runs;
   const bool goesOn =

@@ -1,4 +1,4 @@
-// The walk over a result's text: which line belongs to which table.
+// The pass over a result's text that assigns lines to tables.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ class TResultReader {
   TResultReader(TResultBody& body, TKeptHeaders& kept, TWork& work)
       : body_(body), kept_(kept), work_(work), text_(body.text), cutter_(text_, body.records, work) {}
 
-  // Reads the text of a body whose records are prepared for it. False when the work stopped.
+  // Reads the text of a body whose record store is prepared for it. False if the work stopped.
   bool Read();
 
  private:
@@ -37,8 +37,8 @@ class TResultReader {
   std::string_view text_;
   TRecordCutter cutter_;
   TNameTable columnNames_;
-  std::uint32_t table_ = kNone;      // the one that lines belong to; none yet
-  std::size_t newHeaderAt_ = kNone;  // where the current table's header starts, on the next line only
+  std::uint32_t table_ = kNone;      // the table that lines belong to; kNone before the first
+  std::size_t newHeaderAt_ = kNone;  // start of the current table's header, on the next line only
 };
 
 }  // namespace VekApi

@@ -10,22 +10,22 @@
 namespace VekApi {
 namespace {
 
-// Places in texts, and numbers of records, fit 32 bits.
+// Positions in texts and record counts must fit 32 bits.
 constexpr std::size_t kMostBytes = 0xF0000000;
 
 bool IsTrail(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// Where the first piece of a UTF-8 text ends: not in front of a byte that may belong to a character before
-// it. A fourth trail byte in a row belongs to none that is not complete.
+// Length of the first piece of a UTF-8 text. A piece must not end before a byte that may continue a
+// character; a fourth consecutive trail byte belongs to no valid character.
 std::size_t PieceOf(std::string_view utf8) {
   std::size_t end = std::min(utf8.size(), TWork::kPiece);
   for (int i = 0; i < 3 && end < utf8.size() && IsTrail(utf8[end]); ++i) ++end;
   return end;
 }
 
-// The copy of a text, and what is in it.
+// The copy of a text, and its mark counts.
 class TCopy {
  public:
   TCopy(std::string& text, TMarkCounts& counts, std::size_t mostBytes)
@@ -34,7 +34,7 @@ class TCopy {
     if (!isCounted_) counts = {0, mostBytes, 0};
   }
 
-  // By parts that are counted while the processor has them at hand.
+  // In parts that are counted while they are in the cache.
   void Add(std::string_view piece) {
     constexpr std::size_t kPart = 8 * 1024;
     for (; !piece.empty(); piece.remove_prefix(std::min(kPart, piece.size()))) {
@@ -44,7 +44,7 @@ class TCopy {
     }
   }
 
-  // All at once.
+  // In one call.
   bool Convert(std::string_view utf8) {
     if (!Dova::Os::Utf8ToCodePage950(utf8, text_)) return false;
     if (isCounted_) CountMarks(text_, counts_);
@@ -52,7 +52,7 @@ class TCopy {
   }
 
  private:
-  // Texts up to this length get room for the worst.
+  // For texts up to this length memory is reserved for the worst case.
   static constexpr std::size_t kUncounted = 32 * 1024;
 
   std::string& text_;
@@ -60,8 +60,8 @@ class TCopy {
   const bool isCounted_;
 };
 
-// At a text's end the system takes the first bytes of a character for something else than before a byte that
-// is none of it: each piece gets such bytes behind it, which are cut off its conversion.
+// The system converts the first bytes of a character at the end of a text differently than before an invalid
+// byte. So each piece is followed by such bytes, which are removed from the result.
 bool ConvertPieces(std::string_view utf8, TCopy& copy, TWork& work) {
   constexpr std::string_view kEnd("\0\0\0", 3);
   if (utf8.size() > Dova::Os::kCodePageMaxBytes) return false;
@@ -100,7 +100,7 @@ bool TakeText(const TResultPacket& packet, std::string& text, TMarkCounts& count
   if (!packet.isUtf8) {
     Copy(packet.text, copy, work);
   } else if (!Convert(packet.text, copy, work)) {
-    // A conversion that fails leaves the room that was made for it, which reads as no tables.
+    // If the conversion fails, the reserved NULs remain, which parse as no tables.
     text.assign(packet.text.size() * 2, '\0');
   }
   return !work.Stopped();

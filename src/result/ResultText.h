@@ -1,4 +1,4 @@
-// The text of a result as the application sees it.
+// The text of a result as seen by the application.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace VekApi {
 
-// Copies a packet's text to an empty one, in code page 950 when the packet says that it is UTF-8, and tells
-// what marks it has at the most. False when the work stopped.
+// Copies a packet's text to the empty `text`, converting to code page 950 if the packet says UTF-8, and
+// returns upper bounds of its marks in `counts`. False if the work stopped.
 bool TakeText(const TResultPacket& packet, std::string& text, TMarkCounts& counts, TWork& work);
 
 }  // namespace VekApi

@@ -1,4 +1,4 @@
-// Work that can be given up: whoever reads a text says how much of it was read, and learns whether to stop.
+// Cancellation of long work: the caller reports how many bytes it has read, and learns whether to stop.
 #pragma once
 
 #include <atomic>
@@ -8,13 +8,13 @@ namespace VekApi {
 
 class TWork {
  public:
-  static constexpr std::size_t kPiece = 64 * 1024;  // bytes between two looks: far less than a millisecond
+  static constexpr std::size_t kPiece = 64 * 1024;  // bytes between two checks, far less than a millisecond
   static inline const std::atomic<bool> kNever{false};
 
   TWork() : TWork(kNever) {}
   explicit TWork(const std::atomic<bool>& over) : over_(over), stopped_(over) {}
 
-  // True when the rest is to be left: once, and from then on.
+  // True if the work is to stop. Once true, it stays true.
   bool Spend(std::size_t bytes) {
     if (bytes < left_) {
       left_ -= bytes;

@@ -1,4 +1,4 @@
-// The records of a table: those that a result shows it, and behind them those that were added by hand.
+// The records of a table: those of a result, followed by those added by the application.
 #pragma once
 
 #include <cstddef>
@@ -16,21 +16,21 @@ namespace VekApi {
 class VekTable::TRecords {
  public:
   TRecords() = default;
-  // Holds the result that its records are in.
+  // Keeps the result alive whose records it shows.
   TRecords(const TRecords& other);
   TRecords& operator=(const TRecords&) = delete;
 
   std::size_t Count() const { return shown_ + added_.size(); }
 
-  // Null when there is no such value.
+  // Null if there is no such value.
   const char* Value(std::size_t row, std::size_t column) const;
 
   void Add(std::string_view line, std::uint32_t columns);
 
-  // Shows the runs of a result up to this one, instead of what was shown before. The result outlives this
+  // Shows the runs of a result up to `lastRun`, replacing what was shown before. The result must outlive this
   // object.
   void Show(const TResultBody& body, std::uint32_t lastRun);
-  // Shows so many records without values.
+  // Shows `rows` records without values.
   void ShowBare(std::size_t rows);
   void Hide();
 
@@ -49,7 +49,7 @@ class VekTable::TRecords {
 
   const TShownRun& RunOf(std::size_t row) const;
 
-  TBodyRef<const TResultBody> held_;  // none where the body itself has this object
+  TBodyRef<const TResultBody> held_;  // null if the body itself owns this object
   const TResultBody* body_ = nullptr;
   std::vector<TShownRun> runs_;
   std::size_t shown_ = 0;

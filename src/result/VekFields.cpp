@@ -19,7 +19,7 @@ class VekFields::TImpl {
   // `text` has no NUL.
   explicit TImpl(std::string_view text) {
     names_.Reset(TNameTable::MostNames(text.size()));
-    columns_.reserve(std::min<std::size_t>(text.size() / 4 + 1, 64));  // what an honest server makes of it
+    columns_.reserve(std::min<std::size_t>(text.size() / 4 + 1, 64));  // enough for a well-behaved server
     for (std::size_t end = 0; end != text.npos; text.remove_prefix(end + 1)) {
       end = text.find(kValueEnd);
       Add(text.substr(0, end));
@@ -58,7 +58,7 @@ class VekFields::TImpl {
       columns_.pop_back();
   }
 
-  // The application gets columns to read only, so none changes its name.
+  // The application has read-only access to the columns, so names do not change.
   std::vector<VekField> columns_;
   TNameTable names_;
 };

@@ -57,8 +57,8 @@ bool VekProperties::Add(const std::string& key, const std::string& value) {
 bool VekProperties::AddPair(std::string_view key, std::string_view value) {
   const auto place = pairs_.lower_bound(key);
   if (place != pairs_.end() && place->first == key) return false;
-  // The text first: if one of the two runs out of memory, the pair is absent from the map, and the text is
-  // cut back.
+  // The text is extended first: if memory runs out for either, the pair is not in the map and the text is cut
+  // back.
   const std::size_t before = pairText_.size();
   try {
     (((pairText_ += kPairMark) += key) += '=') += value;

@@ -11,8 +11,8 @@
 namespace VekApi {
 namespace {
 
-// strtoul with base 0 for an unsigned long of 32 bits, whatever size it has here: the flag must not depend on
-// the platform. Too large a number, also behind a minus sign, gives the largest.
+// strtoul with base 0 for a 32-bit unsigned long on every platform. Numbers out of range give the maximum,
+// also with a minus sign.
 std::uint32_t ToUnsigned32(const char* text) {
   constexpr unsigned long long kLargest = std::numeric_limits<std::uint32_t>::max();
   const char* digits = text;

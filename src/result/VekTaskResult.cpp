@@ -19,11 +19,11 @@ const std::string kNothing;
 class VekTaskResult::TImpl {
  public:
   TImpl() = default;
-  // What is kept for the next result stays with the other.
+  // Memory kept for the next result is not copied.
   TImpl(const TImpl& other) : body_(other.body_) {}
   TImpl& operator=(const TImpl&) = delete;
 
-  // Null: no content.
+  // Null if there is no content.
   const TResultBody* Body() const { return body_.Get(); }
 
   bool Read(std::string_view packet, EVekEndian endian, TWork& work) {
@@ -37,7 +37,7 @@ class VekTaskResult::TImpl {
     return TResultReader(*body_, kept_, work).Read();
   }
 
-  // A body that copies hold as well is theirs from now on.
+  // A body shared with copies is left to them.
   void Clear() {
     if (!body_.IsOnlyOne()) {
       kept_.Forget();
