@@ -2,21 +2,21 @@
 
 namespace Dova::Os {
 
-// Whoever waits can be told when its thread, instead of sleeping, answers messages sent to its windows: what
-// runs then is the application's. Only the innermost wait of a thread is told.
+// Notifies a waiting thread when it answers messages sent to its windows instead of sleeping: application
+// code runs then. Only the innermost watch of a thread is notified.
 class TAnswerWatch {
  public:
   virtual void BeforeAnswer() noexcept = 0;
   virtual void AfterAnswer() noexcept = 0;
 
-  // Of the calling thread, null: nobody; returns the one before.
+  // Sets the watch of the calling thread, or none if null; returns the previous one.
   static TAnswerWatch* Set(TAnswerWatch* watch) noexcept;
 
  protected:
   ~TAnswerWatch() = default;
 };
 
-// Around the answering.
+// Marks, for its lifetime, that the thread is answering messages.
 class TAnswerScope {
  public:
   TAnswerScope() noexcept;
@@ -24,7 +24,7 @@ class TAnswerScope {
   TAnswerScope(const TAnswerScope&) = delete;
   TAnswerScope& operator=(const TAnswerScope&) = delete;
 
-  // Whether the calling thread is inside one.
+  // True if the calling thread is inside such a scope.
   static bool IsAnswering() noexcept;
 
  private:

@@ -4,7 +4,7 @@
 
 namespace Dova::Os {
 
-// Nanoseconds of a clock that never goes back; its zero means nothing.
+// Nanoseconds of a monotonic clock with an arbitrary origin.
 std::int64_t MonotonicNs() noexcept;
 
 }  // namespace Dova::Os

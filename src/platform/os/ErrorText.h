@@ -4,9 +4,9 @@
 
 namespace Dova {
 
-// The system's text for one of its error numbers (errno on Linux, GetLastError or WSAGetLastError on
-// Windows), without a trailing line end; "Error N" when the system has none. The language is English on both
-// platforms where the system offers it.
+// The system's text for an error number (errno on Linux, GetLastError or WSAGetLastError on Windows), without
+// a trailing line end; "Error N" if there is none. In English on both platforms if the system has English
+// texts.
 std::string SysErrorMessage(int systemError);
 
 }  // namespace Dova

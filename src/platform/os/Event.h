@@ -4,12 +4,12 @@
 
 namespace Dova::Os {
 
-// Auto-reset event: a Set lets one Wait through, now or later; Sets do not add up.
+// Auto-reset event: one Set releases one Wait, current or future; Sets do not accumulate.
 //
-// A thread that waits here keeps answering messages that other threads send to its windows; those calls run
-// nested inside Wait. (Messages that were posted stay where they are.)
+// A thread waiting here keeps answering messages that other threads send to its windows; these calls run
+// nested inside Wait. (Posted messages stay in the queue.)
 //
-// Takes no memory, and works without a handle of the system's, if slower, when there is none to be had.
+// Allocates no memory. If the system has no handle left, it still works, but more slowly.
 class TEvent {
  public:
   static constexpr int kForever = -1;
@@ -21,7 +21,7 @@ class TEvent {
 
   void Set() noexcept;
 
-  // True when set, false when timeoutMs passed first. Zero only looks.
+  // True if set, false on timeout. Zero polls.
   bool Wait(int timeoutMs = kForever) noexcept;
 
  private:

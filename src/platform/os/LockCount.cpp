@@ -1,4 +1,4 @@
-// How many leaf locks each thread holds: for debug and sanitizer builds only.
+// Counts the leaf locks each thread holds, in debug and sanitizer builds only.
 #include "platform/os/Mutex.h"
 
 #ifdef VEKAPI_CHECKED

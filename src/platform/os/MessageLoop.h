@@ -4,8 +4,8 @@
 
 namespace Dova::Os {
 
-// A loop that serves one thread's window messages until it is told to quit. Only on Windows do such threads
-// have windows: elsewhere the thread sleeps, and answers what is sent, not what is posted.
+// Serves one thread's window messages until told to quit. Only on Windows such threads have windows;
+// elsewhere the thread sleeps and answers sent messages, not posted ones.
 class TMessageLoop {
  public:
   TMessageLoop();
@@ -13,15 +13,15 @@ class TMessageLoop {
   TMessageLoop(const TMessageLoop&) = delete;
   TMessageLoop& operator=(const TMessageLoop&) = delete;
 
-  // Answers whether it is to be called again soon.
+  // Returns true to be called again soon.
   using TChore = bool (*)() noexcept;
 
-  // Runs on the calling thread until Quit, which may have come before. Calls `chore` when it begins, after
-  // each Wake, and again every kAgainMs as long as it answers true.
+  // Runs on the calling thread until Quit, which may precede it. Calls `chore` at the start, after each Wake,
+  // and every kAgainMs while it returns true.
   void Run(TChore chore);
   static constexpr unsigned kAgainMs = 250;
 
-  // Any thread.
+  // Thread-safe.
   void Wake() noexcept;
   void Quit() noexcept;
 

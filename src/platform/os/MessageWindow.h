@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <memory>
 
-// Hidden windows: through them a thread is called by others, when it gets round to it. On Windows they are
-// message-only windows of the system's; elsewhere each thread that has windows has a queue of its own.
+// Hidden windows, through which other threads call a thread's handlers. On Windows they are message-only
+// windows; elsewhere each thread with windows has its own queue.
 //
-// A thread serves its windows in its message loop (any Windows loop, or MessagePump.h). What is sent, not
-// what is posted, it also serves while it waits in TEvent or TThread, or in a Send of its own.
+// A thread serves its windows in its message loop (any Windows loop, or MessagePump.h). Sent messages, but
+// not posted ones, are also served while it waits in TEvent or TThread, or in a Send of its own.
 namespace Dova::Os {
 
 struct TMessage {
@@ -18,15 +18,15 @@ struct TMessage {
   bool operator==(const TMessage&) const = default;
 };
 
-// Called on the thread that made the window. Nothing is thrown here, but a runtime that ends its thread in
-// the middle of a call may unwind through it.
+// Called on the thread that created the window. Handlers must not throw, but a runtime that ends its thread
+// during a call may unwind through it.
 class TMessageHandler {
  public:
-  // False: not a message of this handler's. May deallocate the window.
+  // Returns false if the message is not one of this handler's. May deallocate the window.
   virtual bool OnMessage(const TMessage& message) = 0;
 
-  // The window has been deallocated: the last call, which may destroy the handler. Another thread makes it
-  // when the window's own thread has ended.
+  // The window has been deallocated. The last call; it may destroy the handler. Runs on another thread if the
+  // window's own thread has ended.
   virtual void OnWindowGone() = 0;
 
  protected:
@@ -38,11 +38,11 @@ using TWindowRef = std::shared_ptr<TMessageWindow>;
 
 enum class EPost {
   Posted,
-  Full,  // ten thousand messages wait for the thread already, or there is no memory: to be tried again
-  Gone,  // deallocated, or its thread has ended, or is a thread of the process that this one was forked from
+  Full,  // ten thousand messages are queued for the thread already, or there is no memory: retry
+  Gone,  // deallocated, or its thread has ended, or belongs to the process this one was forked from
 };
 
-// Any thread, where nothing else is said; also after the window has gone.
+// Thread-safe unless stated otherwise, also after the window is gone.
 class TMessageWindow {
  public:
   struct TNative;
@@ -51,19 +51,19 @@ class TMessageWindow {
   TMessageWindow(const TMessageWindow&) = delete;
   TMessageWindow& operator=(const TMessageWindow&) = delete;
 
-  // Leaves a message without parameters in the queue of the window's thread.
+  // Queues a message without parameters for the window's thread.
   EPost Post(unsigned code) noexcept;
 
-  // For going on with long work: the message comes after everything else that waits for the thread, be it for
-  // other windows, input, painting or timers. Once for each code, however often it is asked for. Only on the
-  // window's thread. False when it cannot be had.
+  // Continues long work: the message is delivered after everything else queued for the thread, such as other
+  // windows, input, painting or timers. Delivered once per code, however often requested. Only on the
+  // window's thread. Returns false on failure.
   bool PostLast(unsigned code) noexcept;
 
-  // Returns when the handler has returned, or has not been called and will not be. On the window's thread a
-  // plain call.
+  // Returns when the handler has returned, or if it has not been called and will not be. On the window's
+  // thread a plain call.
   void Send(const TMessage& message);
 
-  // False once it has gone.
+  // False once the window is gone.
   bool IsThere() const noexcept;
 
   TNative& Native() { return *native_; }
@@ -72,11 +72,11 @@ class TMessageWindow {
   std::unique_ptr<TNative> native_;
 };
 
-// A window of the calling thread; null when it cannot be made. Whoever makes one deallocates it.
+// Creates a window of the calling thread; null on failure. The caller must deallocate it.
 TWindowRef AllocateHWnd_Impl(TMessageHandler& handler) noexcept;
 
-// Once, on any thread; on another than the window's it waits as a Send does. Messages not yet handled are
-// dropped.
+// Call it once, on any thread; on a thread other than the window's it waits as Send does. Pending messages
+// are dropped.
 void DeallocateHWnd(TWindowRef window);
 
 }  // namespace Dova::Os

@@ -6,7 +6,7 @@
 
 namespace Dova::Os {
 
-// A mutex that takes no memory and no handle of the system, so that locking cannot fail.
+// A mutex without memory or system handles, so locking cannot fail.
 class TBareMutex {
  public:
   constexpr TBareMutex() noexcept = default;
@@ -36,8 +36,8 @@ class TBareMutex {
 #endif
 };
 
-// Aborts in debug and sanitizer builds (VEKAPI_CHECKED) when the calling thread holds a TMutex; the text
-// names `waiter`. Whatever may wait for another thread, or answers sent messages meanwhile, calls it first.
+// Aborts in debug and sanitizer builds (VEKAPI_CHECKED) if the calling thread holds a TMutex; the text names
+// `waiter`. Must be called first by any function that may wait for another thread or answer sent messages.
 #ifdef VEKAPI_CHECKED
 void AssertNoLockHeld(const char* waiter) noexcept;
 void CountLock(int change) noexcept;
@@ -46,7 +46,7 @@ inline void AssertNoLockHeld(const char* /*waiter*/) noexcept {}
 inline void CountLock(int /*change*/) noexcept {}
 #endif
 
-// A leaf lock of the library: whoever holds it neither waits nor calls back. Lockable, so it works with
+// A leaf lock of the library: its holder must not wait or call back. Lockable, so it works with
 // std::lock_guard, std::unique_lock and std::condition_variable_any.
 class TMutex {
  public:

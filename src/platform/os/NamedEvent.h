@@ -7,10 +7,10 @@
 
 namespace Dova::Os {
 
-// Auto-reset event that processes share by a name: a Set lets one wait through, now or later; Sets do not add
-// up. It lives while somebody has it open, and starts out not set.
+// Auto-reset event shared by processes under a name: one Set releases one wait, current or future; Sets do
+// not accumulate. It exists while any process has it open, and is initially not set.
 //
-// Set may be called on any thread while nobody opens or closes.
+// Set may be called on any thread, but not while another thread opens or closes the event.
 class TNamedEvent {
  public:
   TNamedEvent();
@@ -18,7 +18,8 @@ class TNamedEvent {
   TNamedEvent(TNamedEvent&& other) noexcept;
   TNamedEvent& operator=(TNamedEvent&& other) noexcept;
 
-  // False on failure; Error() says why. Windows: who joins an event that nobody has made makes it.
+  // Returns false on failure; Error() has the cause. Windows: joining an event that does not exist creates
+  // it.
   bool Open(const std::string& name, EOpen how);
   // See TNamedMapping.
   void HideName() noexcept;
@@ -36,10 +37,10 @@ class TNamedEvent {
   int error_ = 0;
 };
 
-// One thread's wait for either of two events, which another thread can end for good.
+// One thread's wait for either of two events, which another thread can end permanently.
 //
-// Linux: both events must belong to one family, which is what their names have in common in front of ".C2S"
-// or ".S2C" and ".REv" or ".WEv"; for others Wait answers kCannot.
+// Linux: both events must belong to one family, that is, their names are equal up to ".C2S" or ".S2C" and
+// ".REv" or ".WEv"; otherwise Wait returns kCannot.
 class TNamedEventWait {
  public:
   static constexpr unsigned kFirst = 1;
@@ -53,20 +54,20 @@ class TNamedEventWait {
   TNamedEventWait(const TNamedEventWait&) = delete;
   TNamedEventWait& operator=(const TNamedEventWait&) = delete;
 
-  // False: the system had no handles for it, and it must not be used.
+  // False if the system had no handles for it; it must not be used then.
   explicit operator bool() const noexcept;
 
-  // Which of them were set, one or both, and takes that back; 0 when timeoutMs passed first. kStopped alone
-  // after Stop. With `lazySecond` the second alone does not end the wait: it is told with the first, or when
-  // it is nudged.
+  // Returns which events were set, one or both, and resets them; 0 on timeout; kStopped alone after Stop.
+  // With `lazySecond` the second event alone does not end the wait: it is reported with the first, or after a
+  // Nudge.
   unsigned Wait(TNamedEvent& first, TNamedEvent& second, int timeoutMs = kForever,
                 bool lazySecond = false) noexcept;
 
-  // From any thread, with the second of the events that are waited for: Wait tells it, now or next time.
+  // Thread-safe. `second` is the second event of the wait: Wait reports it, now or next time.
   void Nudge(TNamedEvent& second) noexcept;
 
-  // From any thread, with the events that are waited for: Wait ends, now and from now on. Other processes can
-  // spoil events but cannot keep a wait from ending when this is called until it has.
+  // Thread-safe. Takes the events being waited for. Wait returns now and from now on. Other processes can
+  // corrupt the events, but cannot keep Wait from returning after this call.
   void Stop(TNamedEvent& first, TNamedEvent& second) noexcept;
 
  private:

@@ -7,23 +7,23 @@
 
 namespace Dova::Os {
 
-// How a named thing is opened.
+// How a named object is opened.
 enum class EOpen {
-  Make,  // it must not be there; where the system has that (Windows), every user of the machine may join it
-  Join,  // somebody must have made it
+  Make,  // it must not exist; on Windows every user of the machine may join it
+  Join,  // it must exist
 };
 
-// A name under which other processes find what this one makes. Windows: `name` itself. Linux: the process's
-// number and a colon in front of it.
+// The name under which other processes find an object created by this one. Windows: `name` itself. Linux:
+// `name` with the process id and a colon in front.
 std::string OwnName(const std::string& name);
 
-// Memory that processes share by a name.
+// Memory shared by processes under a name.
 //
-// Windows: a mapping on the paging file. Linux: a sealed memory file, which joiners find among the maker's
-// descriptors (docs/shared-memory.md). What can be joined has all its memory, cannot become shorter, and
-// belongs to this user. Nothing here waits for another process.
+// Windows: a mapping on the paging file. Linux: a sealed memory file, which joiners find among the creator's
+// descriptors (docs/shared-memory.md). A mapping that can be joined is fully allocated, cannot shrink, and
+// belongs to this user. No function here waits for another process.
 //
-// Not thread-safe, and not copyable.
+// Not thread-safe and not copyable.
 class TNamedMapping {
  public:
   TNamedMapping();
@@ -31,23 +31,24 @@ class TNamedMapping {
   TNamedMapping(TNamedMapping&& other) noexcept;
   TNamedMapping& operator=(TNamedMapping&& other) noexcept;
 
-  // Made: zeroed, `bytes` long. Joined: as long as it is. False on failure; Error() says why.
+  // If made: zeroed, `bytes` long. If joined: as long as it is. Returns false on failure; Error() has the
+  // cause.
   bool Open(const std::string& name, std::uint64_t bytes, EOpen how);
 
-  // Maps the first `bytes`, 0: all there is. False when there are not that many.
+  // Maps the first `bytes`, or everything if 0. False if there are not that many.
   bool MapView(std::uint64_t bytes);
 
-  // Linux: nobody finds it any more; who has joined keeps it. Windows: nothing.
+  // Linux: no process can find it any more; processes that have joined keep it. Windows: does nothing.
   void HideName() noexcept;
 
   void Close() noexcept;
 
-  std::byte* View() const noexcept;     // null when nothing is mapped
-  std::uint64_t Size() const noexcept;  // bytes at View() that may be touched
+  std::byte* View() const noexcept;     // null if nothing is mapped
+  std::uint64_t Size() const noexcept;  // accessible bytes at View()
 
   int Error() const noexcept { return error_; }  // the system's code of the last failure
-  bool IsMissing() const noexcept;               // that failure: nobody has made it
-  static int BadSizeError() noexcept;            // the code for a size that cannot be
+  bool IsMissing() const noexcept;               // the failure was that nobody has created it
+  static int BadSizeError() noexcept;            // error code for an invalid size
 
  private:
   struct TNative;

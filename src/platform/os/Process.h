@@ -8,14 +8,14 @@ namespace Detail {
 extern std::atomic<unsigned> processGeneration;
 }
 
-// 0 in the process that was started, and one more in each process forked from one: what was made in another
-// generation belongs to threads that do not exist here. On Windows always 0.
+// 0 in the original process, incremented in each forked child: objects of another generation belong to
+// threads that do not exist here. Always 0 on Windows.
 inline unsigned ProcessGeneration() noexcept {
   return Detail::processGeneration.load(std::memory_order_relaxed);
 }
 
-// Something that every forked child does before its only thread goes on; when it runs, ProcessGeneration has
-// grown already. It needs neither memory nor locks. For objects at namespace scope only.
+// A step that every forked child performs before its only thread continues. ProcessGeneration has been
+// incremented by then. The step must not need memory or locks. For objects at namespace scope only.
 class TForkedChildStep {
  public:
   using TStep = void (*)() noexcept;
@@ -24,7 +24,7 @@ class TForkedChildStep {
   TForkedChildStep(const TForkedChildStep&) = delete;
   TForkedChildStep& operator=(const TForkedChildStep&) = delete;
 
-  static void RunAll() noexcept;  // the fork handler's
+  static void RunAll() noexcept;  // called by the fork handler
 
  private:
   const TStep step_;

@@ -5,8 +5,8 @@
 
 namespace Dova::Os {
 
-// Room inside an object for what it has of the system, whose type only the source that uses it knows: no
-// memory is taken for it.
+// In-place storage for a system object whose type is known only to the source that uses it, without
+// allocating memory.
 template <class TNative, std::size_t kBytes>
 class TRoom {
  public:

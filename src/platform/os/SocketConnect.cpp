@@ -1,4 +1,4 @@
-// Which address is tried when; the attempts themselves are the system's part.
+// Schedules the connection attempts; the attempts themselves are platform code.
 #include <algorithm>
 
 #include "platform/os/Clock.h"
@@ -11,8 +11,8 @@ namespace {
 constexpr std::int64_t kStaggerNs = 250'000'000;
 constexpr std::size_t kMaxAddresses = 32;
 
-// In the given order, but kinds of address in turns, so that a kind that leads nowhere here costs one stagger
-// and not one for each of its addresses.
+// Keeps the given order, but alternates address families, so that an unreachable family costs one stagger and
+// not one per address.
 std::vector<TEndpoint> TakeTurns(std::vector<TEndpoint> from) {
   for (std::size_t i = 1; i < from.size(); ++i) {
     const auto at = from.begin() + static_cast<std::ptrdiff_t>(i);
@@ -39,7 +39,7 @@ bool TSocket::Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, std:
 }
 
 TSocket::EAttempt TSocket::Race(const std::vector<TEndpoint>& to, std::int64_t dueNs, int& failure) {
-  std::int64_t nextNs = INT64_MIN;  // when the next attempt begins
+  std::int64_t nextNs = INT64_MIN;  // start of the next attempt
   for (auto next = to.begin();;) {
     const std::int64_t now = MonotonicNs();
     if (now >= dueNs) return EAttempt::TimedOut;

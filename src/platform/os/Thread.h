@@ -6,20 +6,20 @@
 
 namespace Dova::Os {
 
-// Tells live threads apart; never 0.
+// Identifies a live thread; never 0.
 std::uintptr_t CurrentThreadToken() noexcept;
 
 void SleepMs(unsigned ms) noexcept;
 
-// True once the process is being torn down in a way that has already ended its other threads (Windows: the
-// unloading of DLLs at exit). A lock that such a thread held will never be given back.
+// True when process shutdown has already ended the other threads (Windows: unloading of DLLs at exit). A lock
+// held by such a thread is never released.
 bool ProcessIsExiting() noexcept;
 
-// True while no thread can begin or end before the calling one returns from what it is inside (Windows: the
-// loading or unloading of a DLL, whose lock every beginning and ending takes).
+// True while no thread can start or end until the calling one returns (Windows: it is loading or unloading a
+// DLL and holds the loader lock, which every thread start and end takes).
 bool HoldsLoaderLock() noexcept;
 
-// A thread of the library, whose code stays loaded for good once there was one.
+// A thread of the library. Once there was one, the library's code stays loaded permanently.
 class TThread {
  public:
   TThread() = default;
@@ -27,20 +27,21 @@ class TThread {
   TThread(TThread&& other) noexcept;
   TThread& operator=(TThread&& other) noexcept;
 
-  // `name` (at most 15 bytes) is what debuggers show. False when the system has no thread or no memory to
-  // give; `body` is then not run. Only when nothing was started yet, or after Join or Detach.
+  // `name` (at most 15 bytes) is shown by debuggers. Returns false if the system has no thread or memory;
+  // `body` is then not run. Call it only before any start, or after Join or Detach.
   //
-  // What `body` throws, nobody catches; a foreign end of the thread (pthread_exit, cancelling) unwinds it.
+  // Exceptions from `body` are not caught; a forced end of the thread (pthread_exit, cancellation) unwinds
+  // it.
   bool Start(const char* name, std::function<void()> body) noexcept;
 
-  // Waits until the thread has ended and lets go of it; false when timeoutMs (negative: for ever) passed
-  // first. Nothing to wait for counts as ended, and so does a thread of the process that this one was forked
-  // from. Keeps answering sent messages as TEvent does. Not from the thread itself.
+  // Waits until the thread has ended and releases it; false on timeout (timeoutMs negative: no limit). If
+  // there is nothing to wait for, or the thread belongs to the process this one was forked from, it counts as
+  // ended. Keeps answering sent messages as TEvent does. Must not be called on the thread itself.
   //
-  // Under the loader lock it waits for the body only, and a body that has not begun never runs.
+  // Under the loader lock it waits for the body only, and a body that has not started never runs.
   bool Join(int timeoutMs = -1) noexcept;
 
-  // Lets go of it; it ends by itself.
+  // Releases the thread, which runs to its end.
   void Detach() noexcept;
 
   bool IsCurrent() const noexcept;

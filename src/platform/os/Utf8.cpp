@@ -7,8 +7,8 @@ bool IsTrail(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// Of the second byte: after some first bytes it tells that the character was written too long, is half of a
-// surrogate pair, or lies beyond U+10FFFF.
+// Checks the second byte: after some first bytes it shows that the encoding is overlong, a surrogate, or
+// beyond U+10FFFF.
 bool IsWrongSecond(unsigned char lead, unsigned char second) {
   switch (lead) {
     case 0xE0:

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kMaxBytes = 0x7FFFFFFF;  // the same on every system
 
-// The count fills the end of it, so that the text is aligned as it is on Windows.
+// The count is stored at its end, so that the text is aligned as on Windows.
 constexpr std::size_t kRoomInFront = 8;
 constexpr std::size_t kTerminator = 2;
 
@@ -17,7 +17,7 @@ constexpr std::size_t kTerminator = 2;
 
 char* NewAutomationString(const char* bytes, std::size_t length) noexcept {
   if (length > kMaxBytes) return nullptr;
-  // No new: callers of the flat functions may be programs without a C++ runtime's handler for lack of memory.
+  // malloc instead of new: callers of the flat functions may lack a C++ runtime's out-of-memory handler.
   auto* const memory = static_cast<char*>(std::malloc(kRoomInFront + length + kTerminator));
   if (!memory) return nullptr;
   char* const text = memory + kRoomInFront;

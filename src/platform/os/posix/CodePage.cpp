@@ -26,7 +26,8 @@ std::uint16_t UnitOf(unsigned bytes) {
   return OrNoCharacter(kUnicodeCells[kUnicodePage[bytes >> 8] * 256u + (bytes & 0xFF)]);
 }
 
-// How many bytes from `at` on are below 0x80, counted in eights: the rest goes one by one.
+// Number of bytes below 0x80 from `at` on, rounded down to a multiple of eight; the rest is converted one by
+// one.
 std::size_t AsciiRun(std::string_view text, std::size_t at) {
   const std::size_t start = at;
   for (std::uint64_t eight = 0; text.size() - at >= sizeof eight; at += sizeof eight) {
@@ -95,7 +96,7 @@ bool CodePage950ToUtf8(std::string_view big5, std::string& out) {
   for (std::size_t at = 0; at < big5.size(); ++at) {
     const auto byte = static_cast<unsigned char>(big5[at]);
     unsigned bytes = byte;
-    // A lead byte takes the next one along, whatever that is, unless it is NUL.
+    // A lead byte consumes the next byte, whatever it is, except NUL.
     if (IsLead(byte) && at + 1 < big5.size() && big5[at + 1] != '\0')
       bytes = static_cast<unsigned>(byte) << 8 | static_cast<unsigned char>(big5[++at]);
     AppendUtf8(UnitOf(bytes), out);

@@ -1,4 +1,4 @@
-// A mutex and a condition that waits by the monotonic clock.
+// A mutex and a condition variable using the monotonic clock.
 #pragma once
 
 #include <pthread.h>
@@ -22,7 +22,8 @@ struct TMonotonicCondition {
     pthread_cond_init(&condition, &attributes);
     pthread_condattr_destroy(&attributes);
   }
-  // In a forked child there may be waiters in it that will never leave: destroying would wait for them.
+  // Not destroyed in a forked child: it may have waiters there that never leave, and destruction would wait
+  // for them.
   ~TMonotonicCondition() {
     if (generation != ProcessGeneration()) return;
     pthread_cond_destroy(&condition);
@@ -31,7 +32,7 @@ struct TMonotonicCondition {
   TMonotonicCondition(const TMonotonicCondition&) = delete;
   TMonotonicCondition& operator=(const TMonotonicCondition&) = delete;
 
-  // Waits with the mutex held; INT64_MAX waits without a limit. May return early for no reason.
+  // Waits with the mutex held; INT64_MAX means no limit. Spurious wake-ups are possible.
   void WaitUntil(std::int64_t dueNs) {
     if (dueNs == INT64_MAX) {
       pthread_cond_wait(&condition, &mutex);

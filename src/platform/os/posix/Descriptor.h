@@ -4,10 +4,10 @@
 
 namespace Dova::Os {
 
-// A descriptor of this process alone: a forked child closes its copy before it does anything else. A
-// connection whose descriptor lived on in a child would outlive the process that it belongs to.
+// A descriptor private to this process: a forked child closes its copy first of all. Otherwise a connection
+// could outlive its process through a descriptor in a child.
 //
-// Opening and closing are one thread's at a time; Get may come from any.
+// Open and close on one thread at a time; Get is thread-safe.
 class TDescriptor {
  public:
   TDescriptor() = default;
@@ -15,19 +15,20 @@ class TDescriptor {
   TDescriptor(const TDescriptor&) = delete;
   TDescriptor& operator=(const TDescriptor&) = delete;
 
-  // Opens what `open` opens (a number, or negative with errno); false when that fails. Only when closed.
+  // Opens with the function `open` (returns a number, or negative with errno); false on failure. Only if
+  // closed.
   template <class TOpen>
   bool Open(const TOpen& open) {
     const TNoFork noFork;
     return Keep(open());
   }
 
-  // Takes over what the other one had.
+  // Takes over the descriptor of `other`.
   void Take(TDescriptor& other) noexcept;
 
   void Close() noexcept;
 
-  // Negative when there is none.
+  // Negative if there is none.
   int Get() const noexcept { return number_.load(std::memory_order_relaxed); }
 
  private:
@@ -41,7 +42,7 @@ class TDescriptor {
   int Release() noexcept;
 
   std::atomic<int> number_{-1};
-  TDescriptor* next_ = nullptr;  // in the list of all that are open
+  TDescriptor* next_ = nullptr;  // in the list of all open descriptors
   TDescriptor** link_ = nullptr;
 };
 

@@ -8,7 +8,7 @@
 namespace Dova {
 namespace {
 
-// The application may have set any locale; its messages are asked for in English all the same.
+// Messages are requested in English, whatever locale the application has set.
 locale_t EnglishMessages() {
   static const locale_t english = newlocale(LC_ALL_MASK, "C", nullptr);
   return english;

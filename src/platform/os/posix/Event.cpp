@@ -22,7 +22,7 @@ bool IsOver(std::int64_t due) {
   return due != INT64_MAX && MonotonicNs() >= due;
 }
 
-// Ends a thread's wait for an event when something is sent to a window of the thread.
+// Ends a thread's wait for an event when a message is sent to one of its windows.
 class TEventWaker final : public TThreadQueue::TWaker {
  public:
   TEventWaker(TThreadQueue& queue, TMonotonicCondition& event)
@@ -38,7 +38,7 @@ class TEventWaker final : public TThreadQueue::TWaker {
     pthread_mutex_unlock(&event_.mutex);
   }
 
-  bool woken = false;  // under the event's mutex
+  bool woken = false;  // guarded by the event's mutex
 
  private:
   TThreadQueue& queue_;
@@ -54,20 +54,19 @@ TEvent::~TEvent() = default;
 void TEvent::Set() noexcept {
   pthread_mutex_lock(&native_->mutex);
   native_->isSet = true;
-  // Signalled under the mutex: whoever waited may destroy the event as soon as it gets the mutex.
+  // Signalled under the mutex, because a waiter may destroy the event as soon as it gets the mutex.
   pthread_cond_signal(&native_->condition);
   pthread_mutex_unlock(&native_->mutex);
 }
 
-// With the mutex held: until set, woken or due. True when it was set.
+// With the mutex held: waits until set, woken or due. Returns true if set.
 bool TEvent::TNative::Wait(const bool& woken, std::int64_t due) noexcept {
   while (!isSet && !woken && !IsOver(due)) WaitUntil(due);
   return std::exchange(isSet, false);
 }
 
-// One message a round, so that neither the event nor the time is overlooked under fire. Messages that come
-// while one of them is being answered find the waker of a wait further inside, if any; the next round sees
-// them.
+// Answers one message per round, so that a flood of messages does not hide the event or the timeout. Messages
+// that arrive during an answer wake the innermost wait, if any; otherwise the next round finds them.
 bool TEvent::TNative::WaitAnsweringSentMessages(TThreadQueue& queue, std::int64_t due) noexcept {
   TEventWaker waker(queue, *this);
   for (;;) {

@@ -1,8 +1,8 @@
-// All events of a family lie in one word of shared memory: a bit each that says "set", and a bit each that
-// says "somebody sleeps until it is". So one thread can sleep for two of them with the plain futex call that
-// every kernel has, and a Set that nobody sleeps for costs no system call.
+// All events of a family share one word of shared memory: per event one bit for "set" and one for "a thread
+// sleeps on it". So one thread can sleep on two events with the plain futex call available in every kernel,
+// and a Set without a sleeper needs no system call.
 //
-// The word is anybody's to write. What it holds decides when a wait ends, and nothing else.
+// Any process can write the word, so its value only decides when a wait ends.
 #include "platform/os/NamedEvent.h"
 
 #include <linux/futex.h>
@@ -33,7 +33,7 @@ bool CutEnd(std::string_view& name, std::string_view end) {
   return true;
 }
 
-// Leaves the family's name behind.
+// Removes the suffix, leaving the family's name in `name`.
 unsigned CutBit(std::string_view& name) {
   const unsigned which = CutEnd(name, ".WEv") ? 1 : 0;
   if (which == 0) CutEnd(name, ".REv");
@@ -42,7 +42,7 @@ unsigned CutBit(std::string_view& name) {
   return 1u << (which + ring);
 }
 
-// The first of a family's events makes the word, the others find it.
+// The first event of a family creates the word, the others open it.
 int OpenWord(TSharedObject& object, const std::string& name, EOpen how) {
   int error = how == EOpen::Make ? object.Make(name, kFamilyBytes) : object.Join(name);
   const bool made = how == EOpen::Make && error == 0;
@@ -52,7 +52,7 @@ int OpenWord(TSharedObject& object, const std::string& name, EOpen how) {
   return error;
 }
 
-// Sleeps while the word is `seen`; wakes for any of `bits`, at `dueNs`, or for no reason.
+// Sleeps while the word equals `seen`; wakes for any of `bits`, at `dueNs`, or spuriously.
 void SleepOn(std::uint32_t* word, std::uint32_t seen, std::uint32_t bits, std::int64_t dueNs) noexcept {
   const timespec due{static_cast<time_t>(dueNs / 1'000'000'000), static_cast<long>(dueNs % 1'000'000'000)};
   syscall(SYS_futex, word, FUTEX_WAIT_BITSET, seen, dueNs == INT64_MAX ? nullptr : &due, nullptr, bits);
@@ -71,7 +71,7 @@ struct TNamedEvent::TNative {
 
   std::uint32_t* Word() const noexcept { return static_cast<std::uint32_t*>(object.View()); }
 
-  // True when somebody slept for it, who is awake as soon as WakeSleepers has been called.
+  // Returns true if a thread was sleeping on the event; the caller must then call WakeSleepers.
   bool Raise() const noexcept {
     const TWord word(*Word());
     const std::uint32_t sleeper = bit << kSleeperShift;
@@ -141,8 +141,8 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
   }
 }
 
-// The bit changes the word, which keeps a waiter that is about to sleep awake. One that sleeps already may
-// have left no mark that it wants this event, so it is woken in any case.
+// Setting the bit changes the word, so a waiter about to sleep stays awake. A waiter already asleep may not
+// have registered for this event, so it is woken in any case.
 void TNamedEventWait::Nudge(TNamedEvent& second) noexcept {
   if (!second.native_) return;
   second.native_->Raise();

@@ -25,7 +25,7 @@ bool TNamedMapping::Open(const std::string& name, std::uint64_t bytes, EOpen how
   return error_ == 0;
 }
 
-// Who has joined needs the memory alone.
+// A joiner needs only the memory, so its descriptor is closed.
 bool TNamedMapping::MapView(std::uint64_t bytes) {
   error_ = native_->object.Map(bytes);
   if (error_ == 0 && !native_->made) native_->object.HideName();

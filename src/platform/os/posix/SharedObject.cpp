@@ -26,12 +26,12 @@ namespace Dova::Os {
 namespace {
 
 constexpr std::string_view kPrefix = "vekshm.";
-constexpr std::size_t kMaxLabel = 249;  // the system's
-// So many descriptors of a process are looked at; a gateway that has more may be none.
+constexpr std::size_t kMaxLabel = 249;  // the system's limit
+// Upper limit of the descriptors searched in a process; a gateway with more is not supported.
 constexpr int kMaxDescriptors = 65'536;
 constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL;
 
-// There is one name space here for all sessions of the machine.
+// Linux has a single name space for all sessions of the machine.
 std::string_view WithoutNameSpace(std::string_view name) {
   for (const std::string_view space : {"Global\\", "Local\\"}) {
     if (name.substr(0, space.size()) == space) return name.substr(space.size());
@@ -39,7 +39,7 @@ std::string_view WithoutNameSpace(std::string_view name) {
   return name;
 }
 
-// What the system shows as the target of a descriptor of that file; empty when the name is too long.
+// The link text of a descriptor of that file in /proc; empty if the name is too long.
 std::string LinkText(std::string_view name) {
   const std::string label = std::string(kPrefix).append(WithoutNameSpace(name));
   return label.size() > kMaxLabel ? std::string() : "/memfd:" + label + " (deleted)";
@@ -52,7 +52,7 @@ bool Shows(int folder, const char* entry, std::string_view wanted) {
   return length > 0 && std::string_view(text, static_cast<std::size_t>(length)) == wanted;
 }
 
-// Opens nothing but a memory file: not what only blocks, or what the other side answers for.
+// Opens memory files only: opening other files could block or have side effects.
 int OpenEntry(int folder, const char* entry, const std::string& wanted) {
   const int path = openat(folder, entry, O_PATH | O_CLOEXEC);
   if (path < 0) return -1;
@@ -66,7 +66,7 @@ struct TCloseFolder {
   void operator()(DIR* folder) const noexcept { closedir(folder); }
 };
 
-// A descriptor of that file, or -1 and errno.
+// A descriptor of that file, or -1 with errno.
 int Find(const std::string& process, const std::string& wanted) {
   const std::unique_ptr<DIR, TCloseFolder> folder(opendir(("/proc/" + process + "/fd").c_str()));
   if (!folder) return -1;
@@ -77,13 +77,13 @@ int Find(const std::string& process, const std::string& wanted) {
     if (Shows(dirfd(folder.get()), entry->d_name, wanted)) {
       return OpenEntry(dirfd(folder.get()), entry->d_name, wanted);
     }
-    if (errno == EACCES) error = EACCES;  // a process that this one may not look into
+    if (errno == EACCES) error = EACCES;  // no permission to inspect the process
   }
   errno = error;
   return -1;
 }
 
-// What can neither become shorter nor run out of memory, and is this user's.
+// Accepts files that cannot shrink, are fully allocated, and belong to this user.
 int Check(int fd) noexcept {
   const int seals = fcntl(fd, F_GET_SEALS);
   if (seals < 0 || (seals & F_SEAL_SHRINK) == 0) return EPERM;
@@ -102,7 +102,8 @@ int MakeFile(const std::string& label) noexcept {
   return memfd_create(label.c_str(), MFD_CLOEXEC | MFD_ALLOW_SEALING);  // before Linux 6.3
 }
 
-// Bytes that programs can still have. Asking for more would not be refused: the system would end programs.
+// Memory available to programs, in bytes. Larger requests would not fail, but invoke the out-of-memory
+// killer.
 std::uint64_t AvailableMemory() noexcept {
   std::uint64_t kib = 0;
   std::FILE* const info = std::fopen("/proc/meminfo", "re");

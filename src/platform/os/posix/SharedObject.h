@@ -1,4 +1,4 @@
-// A memory file that processes of one user share.
+// A memory file shared by processes of one user.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 namespace Dova::Os {
 
-// The file has no name in any directory: it is one of its maker's descriptors, and others find it there by
-// the label that it carries. So it needs no lock and no cleaning up, whoever dies when. It is sealed against
-// shrinking, and has all its memory from the beginning: no access to it can fail.
+// The file has no name in any directory: it is one of its creator's descriptors, and other processes find it
+// there by its label. It needs no lock and no cleaning up after a crash. It is sealed against shrinking and
+// fully allocated from the start: no access to it can fail.
 class TSharedObject {
  public:
   TSharedObject() = default;
@@ -16,14 +16,14 @@ class TSharedObject {
   TSharedObject(const TSharedObject&) = delete;
   TSharedObject& operator=(const TSharedObject&) = delete;
 
-  // 0, or an errno. Names begin with the maker's process number and a colon (OwnName).
+  // Returns 0 or an errno. Names start with the creator's process id and a colon (OwnName).
   int Make(const std::string& name, std::uint64_t bytes);
   int Join(const std::string& name);
 
-  // Maps the first `bytes`, 0: all. 0, or an errno: EINVAL when there are not that many.
+  // Maps the first `bytes`, or all if 0. Returns 0 or an errno; EINVAL if there are not that many.
   int Map(std::uint64_t bytes) noexcept;
 
-  // Keeps what is mapped, and no descriptor: from here on nobody can join.
+  // Keeps the mapping, but closes the descriptor: no process can join from now on.
   void HideName() noexcept;
   void Close() noexcept;
 

@@ -22,8 +22,7 @@ namespace {
 
 thread_local int lastError = 0;
 
-// Waits for one of several descriptors by a moment (INT64_MAX: for ever). The number of poll, 0 when time is
-// up.
+// Polls several descriptors until a given time (INT64_MAX: no limit). Returns poll's result, 0 on timeout.
 int PollUntil(pollfd* entries, nfds_t count, std::int64_t due) {
   for (;;) {
     int waitMs = -1;
@@ -39,11 +38,11 @@ int PollUntil(pollfd* entries, nfds_t count, std::int64_t due) {
 int BeginConnect(int socket, const TEndpoint& to) {
   const auto* address = reinterpret_cast<const sockaddr*>(to.address);
   if (connect(socket, address, static_cast<socklen_t>(to.length)) == 0) return 0;
-  // An interrupted connect goes on by itself like one that is under way.
+  // An interrupted connect continues in the background, like one in progress.
   return errno == EINPROGRESS || errno == EINTR ? 0 : errno;
 }
 
-// Zero when the connection that is under way has been made.
+// Zero if the pending connection has been established.
 int ConnectResult(int socket) {
   int error = 0;
   socklen_t size = sizeof error;
@@ -58,12 +57,12 @@ int SetBlocking(int socket) {
 }  // namespace
 
 struct TSocket::TNative {
-  std::atomic<bool> over{false};  // nothing more is to be sent
-  // Guards opening and closing of the first two descriptors, so that Abort never meets a number that belongs
-  // to someone else.
+  std::atomic<bool> over{false};  // the sending side is shut down
+  // Guards opening and closing of the first two descriptors, so that Abort never uses a number reused by
+  // another descriptor.
   TMutex mutex;
   TDescriptor socket;
-  TDescriptor abortSignal;  // only there while connecting: afterwards a shutdown wakes every wait
+  TDescriptor abortSignal;  // open only while connecting: afterwards a shutdown wakes every wait
   std::list<TDescriptor> attempts;
 
   int OpenSignal();
@@ -154,7 +153,7 @@ void TSocket::Abort() noexcept {
   if (native_->abortSignal.Get() >= 0) eventfd_write(native_->abortSignal.Get(), 1);
 }
 
-// Without the reset a peer that was stopped by a full window would go on asking for room for minutes.
+// Without the reset, a peer with a full window would send window probes for minutes.
 void TSocket::Reset() noexcept {
   const linger atOnce{1, 0};
   setsockopt(native_->socket.Get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
@@ -193,7 +192,7 @@ std::ptrdiff_t TSocket::TrySend(const char* bytes, std::size_t size) noexcept {
   }
 }
 
-// A broken connection counts as writable: the send that follows tells why.
+// A broken connection counts as writable: the next send reports the cause.
 bool TSocket::WaitWritable() noexcept {
   pollfd entry{native_->socket.Get(), POLLOUT, 0};
   const bool polled = PollUntil(&entry, 1, INT64_MAX) > 0;

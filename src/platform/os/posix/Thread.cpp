@@ -16,10 +16,10 @@
 namespace Dova::Os {
 namespace {
 
-// Keeps the application's signal handlers off the threads that are started while it lives. The faults stay
-// open: a blocked fault kills the process before the application's crash handler has its say. So do the
-// signals by which runtimes stop threads that have been inside their code: while one of ours cannot be
-// stopped, a garbage collection does not end.
+// Blocks signals in threads started during its lifetime, so that the application's signal handlers do not run
+// on them. Fault signals stay unblocked: a blocked fault kills the process before the application's crash
+// handler runs. So do the signals that runtimes use to stop threads that have run their code: otherwise a
+// garbage collection would not end.
 class TSignalsBlocked {
  public:
   TSignalsBlocked() {
@@ -53,7 +53,7 @@ struct TThread::TNative {
   static void* Run(void* start);
 };
 
-// What the body holds goes before the end is announced: a joiner may count on it.
+// Destroys the body before announcing the end: a joiner may rely on that.
 class TThread::TNative::TEnd {
  public:
   explicit TEnd(TNative& thread) noexcept : thread_(thread) {}
@@ -86,12 +86,12 @@ void SleepMs(unsigned ms) noexcept {
   while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) continue;
 }
 
-// Here threads run on until the process is gone.
+// Threads run until the process is gone.
 bool ProcessIsExiting() noexcept {
   return false;
 }
 
-// Unloading waits for nobody here.
+// Unloading takes no lock that threads need.
 bool HoldsLoaderLock() noexcept {
   return false;
 }

@@ -14,10 +14,10 @@
 namespace Dova::Os {
 namespace {
 
-// What the other system allows a thread, too: a thread that never looks does not eat all memory.
+// The same limit per thread as on Windows: a thread that never reads its queue must not exhaust memory.
 constexpr std::size_t kMaxPosted = 10'000;
 
-// Plain, so that it can be looked at while the thread's objects are being destroyed.
+// A plain pointer, so that it can be read while the thread's objects are being destroyed.
 thread_local TThreadQueue* ofThisThread = nullptr;
 thread_local bool threadEnds = false;
 
@@ -83,20 +83,20 @@ void TThreadQueue::End() noexcept {
   close(descriptor_);
 }
 
-// With the lock held: something was put in.
+// With the lock held: a message was queued.
 void TThreadQueue::Announce() noexcept {
   SetReadable();
   pthread_cond_signal(&changed_.condition);
   if (waker_) waker_->Wake();
 }
 
-// With the lock held. The system is called only when that changes something for somebody.
+// With the lock held. Makes a system call only if the state changes.
 void TThreadQueue::SetReadable() noexcept {
   const bool readable = !IsEmpty();
   if (!watched_ || readable == readable_) return;
   readable_ = readable;
   eventfd_t count = 0;
-  // Neither can fail: the count is 0 or 1.
+  // Neither call can fail: the count is 0 or 1.
   if (readable) {
     (void)eventfd_write(descriptor_, 1);
   } else {
@@ -146,7 +146,7 @@ void TThreadQueue::Send(TMessageWindow::TNative& window, const TMessage& message
   SendAndWait(sent);
 }
 
-// False when the handler was not called.
+// False if the handler was not called.
 bool TThreadQueue::SendAndWait(TSent& sent) {
   if (IsInherited()) return false;
   {
@@ -183,7 +183,7 @@ void TThreadQueue::Close(TMessageWindow::TNative& window) noexcept {
   Drop(&window);
 }
 
-// With the lock held: forgets what waits for a window, or for all of them; senders return.
+// With the lock held: drops the messages for one window, or for all; senders return.
 void TThreadQueue::Drop(const TMessageWindow::TNative* window) noexcept {
   const auto dropped = [=](const TMessageWindow::TNative* of) { return !window || of == window; };
   for (TPostedMessages* const messages : {&posted_, &last_}) {
@@ -207,7 +207,8 @@ bool TThreadQueue::RunSent() {
     sent_.pop_front();
     SetReadable();
   }
-  // Also when a runtime ends this thread inside the handler. A fork inside it leaves the sender behind.
+  // Replies also if a runtime ends this thread inside the handler. After a fork inside it there is no sender
+  // any more.
   struct TReply {
     TThreadQueue& queue;
     TSent& sent;

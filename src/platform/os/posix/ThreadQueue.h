@@ -1,4 +1,4 @@
-// The messages of one thread's windows.
+// The message queue of one thread's windows.
 #pragma once
 
 #include <deque>
@@ -14,12 +14,12 @@ class TThreadQueue;
 
 struct TMessageWindow::TNative {
   std::shared_ptr<TThreadQueue> queue;
-  TMessageHandler* handler;  // null once deallocated; under the queue's mutex
+  TMessageHandler* handler;  // null once deallocated; guarded by the queue's mutex
 };
 
 class TThreadQueue {
  public:
-  // Wakes the thread while it waits for something else than messages. Called under the queue's mutex.
+  // Wakes the thread while it waits for something other than messages. Called under the queue's mutex.
   class TWaker {
    public:
     virtual void Wake() noexcept = 0;
@@ -33,27 +33,27 @@ class TThreadQueue {
   TThreadQueue(const TThreadQueue&) = delete;
   TThreadQueue& operator=(const TThreadQueue&) = delete;
 
-  // Null when the thread has none, and while it ends. A queue from before a fork is none: its descriptor and
-  // whoever waits for it belong to the other process, and its mutex may be held for ever.
+  // Null if the thread has no queue, and while it is ending. A queue inherited by a fork does not count: its
+  // descriptor and its waiters belong to the other process, and its mutex may stay locked.
   static TThreadQueue* OfThisThread() noexcept;
-  // The thread's, made if need be; null when that fails.
+  // The thread's queue, created if necessary; null on failure.
   static std::shared_ptr<TThreadQueue> Obtain() noexcept;
 
-  // Any thread.
+  // Thread-safe.
   EPost Post(TMessageWindow::TNative& window, unsigned code) noexcept;
   void Send(TMessageWindow::TNative& window, const TMessage& message);
   void Deallocate(TMessageWindow::TNative& window);
   bool IsThere(const TMessageWindow::TNative& window) noexcept;
 
-  // The queue's own thread.
+  // Only on the queue's own thread.
   bool PostLast(TMessageWindow::TNative& window, unsigned code) noexcept;
-  bool RunSent();     // one; false when there was none
-  bool AnswerSent();  // the same in the middle of a wait
+  bool RunSent();     // runs one message; false if there was none
+  bool AnswerSent();  // RunSent during a wait
   int Dispatch(int timeoutMs);
   int Descriptor() noexcept;
-  TWaker* SetWaker(TWaker* waker) noexcept;  // returns the one before
-  void End() noexcept;                       // the thread ends
-  bool IsInherited() const noexcept;         // from before a fork
+  TWaker* SetWaker(TWaker* waker) noexcept;  // returns the previous one
+  void End() noexcept;                       // called when the thread ends
+  bool IsInherited() const noexcept;         // created before a fork
 
  private:
   struct TSent {
@@ -70,7 +70,7 @@ class TThreadQueue {
     bool operator==(const TPosted&) const = default;
   };
   using TPostedMessages = std::deque<TPosted>;
-  // How many messages wait, by the queue that they wait in.
+  // Number of waiting messages, by queue.
   struct TWaiting {
     std::size_t first;  // sent and posted
     std::size_t last;
@@ -87,15 +87,16 @@ class TThreadQueue {
   void Announce() noexcept;
   void SetReadable() noexcept;
 
-  TMonotonicCondition changed_;  // its mutex guards the rest; the event's mutex of a TWaker comes after it
+  TMonotonicCondition changed_;  // its mutex guards the members below; lock order: this mutex, then the
+                                 // event's mutex of a TWaker
   std::deque<TSent*> sent_;
   TPostedMessages posted_;
-  TPostedMessages last_;  // come when the others have had their turn
+  TPostedMessages last_;  // delivered after all others
   TWaker* waker_ = nullptr;
   const int descriptor_;
   const unsigned generation_;
-  bool watched_ = false;   // somebody asked for the descriptor: it is kept up to date
-  bool readable_ = false;  // the descriptor is
+  bool watched_ = false;   // the descriptor was requested and is kept up to date
+  bool readable_ = false;  // state of the descriptor
   bool ended_ = false;
 };
 

@@ -18,14 +18,14 @@ namespace Dova::Os {
 namespace {
 
 constexpr std::int64_t kMs = 1'000'000;
-// Without a high-resolution timer the clock ticks at 15.6 ms; the finer tick costs the whole system power, so
-// it is asked for only when the moment is this near.
+// Without a high-resolution timer the clock ticks every 15.6 ms. A finer tick costs power system-wide, so it
+// is requested only this close to the due time.
 constexpr std::int64_t kNear = 50 * kMs;
 
 }  // namespace
 
 struct TAlarm::TNative {
-  // Null when the system has none to give: then the flag stands in for it.
+  // Null if the system has none left: the flag is then used instead.
   HANDLE wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   std::atomic<bool> flag{false};
   HANDLE timer =
@@ -39,7 +39,7 @@ struct TAlarm::TNative {
   TNative(const TNative&) = delete;
   TNative& operator=(const TNative&) = delete;
 
-  // Each waits for about `left` and returns true when woken.
+  // Both wait for about `left` and return true when woken.
   bool Wait(std::int64_t left) noexcept;
   bool WaitLooking(std::int64_t left) noexcept;
   bool WaitFine(std::int64_t left) const noexcept;
@@ -66,7 +66,7 @@ bool TAlarm::TNative::WaitCoarse(std::int64_t left) const noexcept {
   return woken;
 }
 
-// Steps of the system's tick: what is lost is precision.
+// Polls in steps of the system tick; only precision is lost.
 bool TAlarm::TNative::WaitLooking(std::int64_t left) noexcept {
   if (flag.exchange(false)) return true;
   Sleep(static_cast<DWORD>(std::min<std::int64_t>(left / kMs + 1, kLookMs)));
@@ -89,7 +89,7 @@ void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
     if (left <= 0) break;
     if (native_->Wait(left)) return;
   }
-  // A Wake that came ends this wait, not the next.
+  // A Wake ends this wait, not the next.
   native_->flag.store(false);
   if (native_->wake != nullptr) WaitForSingleObject(native_->wake, 0);
 }

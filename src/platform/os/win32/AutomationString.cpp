@@ -1,13 +1,13 @@
 #include "platform/os/AutomationString.h"
 
 #include <windows.h>
-// After windows.h, which it needs.
+// Must follow windows.h.
 #include <oleauto.h>
 
 namespace Dova::Os {
 namespace {
 
-// The system adds the count, the terminator and rounds up; sums near 4 GiB must not wrap in there.
+// The system adds the count and the terminator and rounds up; sums near 4 GiB would wrap.
 constexpr std::size_t kMaxBytes = 0x7FFFFFFF;
 
 }  // namespace

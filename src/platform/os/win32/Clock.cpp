@@ -17,7 +17,7 @@ std::int64_t MonotonicNs() noexcept {
   static const std::int64_t perSecond = TicksPerSecond();
   LARGE_INTEGER ticks;
   QueryPerformanceCounter(&ticks);
-  // Seconds and rest apart: the product of ticks and 10^9 would overflow after some minutes.
+  // Seconds and remainder separately: the product of ticks and 10^9 would overflow after some minutes.
   const std::int64_t seconds = ticks.QuadPart / perSecond;
   const std::int64_t rest = ticks.QuadPart % perSecond;
   return seconds * 1'000'000'000 + rest * 1'000'000'000 / perSecond;

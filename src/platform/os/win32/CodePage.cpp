@@ -11,16 +11,16 @@ namespace {
 
 constexpr UINT kBig5 = 950;
 
-// Texts are cut nowhere: what ends a piece would change what is ill-formed.
+// Texts are converted as a whole: splitting would change what is ill-formed.
 std::wstring WidenBig5(std::string_view text) {
   const int size = static_cast<int>(text.size());
-  std::wstring wide(text.size(), L'\0');  // Big5 has no fewer bytes than UTF-16 has units
+  std::wstring wide(text.size(), L'\0');  // Big5 never has fewer bytes than UTF-16 code units
   const int units = MultiByteToWideChar(kBig5, 0, text.data(), size, wide.data(), size);
   wide.resize(static_cast<std::size_t>(units));
   return wide;
 }
 
-// Not the system's call: versions differ in how much of a text an ill-formed sequence takes along.
+// Not MultiByteToWideChar: versions differ in the length of an ill-formed sequence.
 std::wstring WidenUtf8(std::string_view text) {
   constexpr wchar_t kReplacement = 0xFFFD;
   std::wstring wide;
@@ -41,12 +41,12 @@ std::wstring WidenUtf8(std::string_view text) {
 }
 
 bool Narrow(const std::wstring& wide, UINT to, std::size_t bytesPerUnit, std::string& out) {
-  if (wide.empty()) return true;  // to the system an error
+  if (wide.empty()) return true;  // an error for the system's call
   const int units = static_cast<int>(wide.size());
   const std::size_t room = wide.size() * bytesPerUnit;
   if (room > kCodePageMaxBytes) {
-    // More room than the system can count; the bytes that it would write are fewer, but how many only it can
-    // say.
+    // The worst case would exceed the system's int; the actual size is smaller, but only the system can
+    // compute it.
     const int needed = WideCharToMultiByte(to, 0, wide.data(), units, nullptr, 0, nullptr, nullptr);
     if (needed <= 0) return false;
     out.resize(static_cast<std::size_t>(needed));

@@ -18,7 +18,7 @@ std::wstring AskSystem(DWORD error, DWORD language) {
   return result;
 }
 
-// Texts shown to users are in the system's code page.
+// Texts for users are in the system's code page.
 std::string ToAnsi(const std::wstring& wide) {
   const int wideSize = static_cast<int>(wide.size());
   const int size = WideCharToMultiByte(CP_ACP, 0, wide.data(), wideSize, nullptr, 0, nullptr, nullptr);

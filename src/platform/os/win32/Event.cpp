@@ -8,7 +8,7 @@
 namespace Dova::Os {
 
 struct TEvent::TNative {
-  // Null when the system has none to give: then the flag stands in for it.
+  // Null if the system has none left: the flag is then used instead.
   const HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   std::atomic<bool> flag{false};
 

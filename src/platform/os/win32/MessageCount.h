@@ -2,8 +2,8 @@
 
 namespace Dova::Os {
 
-// How many messages that were sent the calling thread's windows have answered. The system's message functions
-// do not tell.
+// Number of sent messages the calling thread's windows have answered, which the system's message functions do
+// not report.
 int& SentMessagesAnswered() noexcept;
 
 }  // namespace Dova::Os

@@ -19,12 +19,12 @@ struct TMessageLoop::TNative {
 TMessageLoop::TMessageLoop() : native_(std::make_unique<TNative>()) {}
 TMessageLoop::~TMessageLoop() = default;
 
-// A message without a meaning ends the loop's wait. A full queue does so, too.
+// A message without effect ends the loop's wait. If the queue is full, the loop is awake anyway.
 void TMessageLoop::TNative::Nudge() const noexcept {
   if (thread != 0) PostThreadMessageA(thread, WM_NULL, 0, 0);
 }
 
-// All that are there; false when told to quit.
+// Runs all queued messages; false when told to quit.
 bool TMessageLoop::TNative::RunMessages() const noexcept {
   MSG message;
   while (!quit && PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
@@ -38,9 +38,9 @@ bool TMessageLoop::TNative::RunMessages() const noexcept {
 void TMessageLoop::Run(TChore chore) {
   AssertNoLockHeld("TMessageLoop::Run");
   MSG message;
-  PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE);  // gives the thread a message queue
+  PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE);  // creates the thread's message queue
   native_->thread = GetCurrentThreadId();
-  // Whoever quits or wakes from here on finds the thread; what came before is seen now.
+  // Later calls of Quit and Wake find the thread; earlier ones are seen now.
   while (native_->RunMessages()) {
     const DWORD waitMs = chore() ? kAgainMs : INFINITE;
     const DWORD result = MsgWaitForMultipleObjectsEx(0, nullptr, waitMs, QS_ALLINPUT, MWMO_INPUTAVAILABLE);

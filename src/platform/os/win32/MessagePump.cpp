@@ -10,8 +10,8 @@ namespace {
 
 constexpr int kQuit = -1;
 
-// Looking for a posted message answers all that were sent. Ends with the first message that came, or timer
-// that fell due, after it began: what is posted as fast as it is handled keeps nobody here.
+// Peeking for a posted message answers all sent ones. Ends at the first message or timer newer than its
+// start, so messages posted as fast as they are handled do not keep it here.
 int RunWaiting() {
   const int answered = SentMessagesAnswered();
   const DWORD began = GetTickCount();

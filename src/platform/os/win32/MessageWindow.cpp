@@ -17,15 +17,15 @@ struct TMessageWindow::TNative {
   HWND handle;
   DWORD thread;
   TMessageHandler& handler;
-  std::atomic<bool> deallocating{false};  // anybody can send the message that asks for it
-  unsigned goesOn = 0;                    // code that PostLast has posted; on the window's thread
+  std::atomic<bool> deallocating{false};  // guards against forged messages: any process can send one
+  unsigned goesOn = 0;                    // code posted by PostLast; on the window's thread only
 };
 
 namespace {
 
 constexpr char kClassName[] = "VekApiMessageWindow";
 
-// Asks a window, on its own thread, to go; answers 1.
+// Asks a window, on its own thread, to close; returns 1.
 UINT DeallocateMessage() noexcept {
   static const UINT message = RegisterWindowMessageA("VekApiMessageWindow.Deallocate");
   return message;
@@ -37,11 +37,11 @@ TMessageWindow::TNative* NativeOf(HWND window) noexcept {
 
 void Close(TMessageWindow::TNative& native);
 
-// From a code to that of the message by which PostLast goes on at once.
+// Offset from a code to the message with which PostLast continues immediately.
 constexpr UINT kGoesOn = WM_APP - WM_USER;
 
-// What came from PostLast becomes the message that it was asked for. The system lets a timer, whose number is
-// the code, come behind everything else.
+// Translates a message of PostLast into the requested message. The system delivers timers, whose id is the
+// code, after everything else.
 void TakeLast(TMessageWindow::TNative& native, UINT& message, WPARAM& first) noexcept {
   if (message == WM_TIMER && first >= WM_USER) {
     KillTimer(native.handle, first);
@@ -52,13 +52,13 @@ void TakeLast(TMessageWindow::TNative& native, UINT& message, WPARAM& first) noe
   }
 }
 
-// For which a posted message would not wait. Looking on does not take away from the news that a thread's next
-// wait ends with: it is in the middle of its loop.
+// True if input is waiting that a posted message would overtake. This check does not consume the wake-up of
+// the thread's next wait, because the thread is inside its loop.
 bool OthersWait() noexcept {
   return HIWORD(GetQueueStatus(QS_INPUT | QS_HOTKEY | QS_PAINT | QS_TIMER)) != 0;
 }
 
-// Neither the window nor its handler may be touched once the handler was called: it may have deallocated
+// After the handler was called, neither it nor the window may be accessed: the call may have deallocated
 // both.
 LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM first, LPARAM second) {
   TMessageWindow::TNative* const native = NativeOf(window);
@@ -84,8 +84,8 @@ HINSTANCE ThisModule() noexcept {
   return module;
 }
 
-// The class is there while a window is: a library that is unloaded must not leave behind a class whose
-// procedure is gone, which the next one to be loaded at the same place would find.
+// The class is registered only while a window exists: an unloaded library must not leave a class with a
+// dangling procedure, which a library loaded later at the same address would find.
 std::mutex classMutex;
 
 HWND MakeWindow() noexcept {
@@ -95,14 +95,14 @@ HWND MakeWindow() noexcept {
   type.hInstance = module;
   type.lpszClassName = kClassName;
   const std::lock_guard lock(classMutex);
-  RegisterClassA(&type);  // fails when it is there already
+  RegisterClassA(&type);  // fails if already registered
   return CreateWindowExA(0, kClassName, "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, module, nullptr);
 }
 
 void UnmakeWindow(HWND window) noexcept {
   const std::lock_guard lock(classMutex);
   if (window != nullptr) DestroyWindow(window);
-  UnregisterClassA(kClassName, ThisModule());  // fails while there are other windows
+  UnregisterClassA(kClassName, ThisModule());  // fails while other windows exist
 }
 
 // On the window's thread.
@@ -137,7 +137,7 @@ bool TMessageWindow::PostLast(unsigned code) noexcept {
   return SetTimer(native_->handle, code, USER_TIMER_MINIMUM, nullptr) != 0;
 }
 
-// Another window may have got the handle since.
+// Another window may have reused the handle.
 bool TMessageWindow::IsThere() const noexcept {
   return GetWindowThreadProcessId(native_->handle, nullptr) == native_->thread &&
          NativeOf(native_->handle) == native_.get();
@@ -169,7 +169,7 @@ void DeallocateHWnd(TWindowRef window) {
   if (native.thread == GetCurrentThreadId() && window->IsThere()) return Close(native);
   native.deallocating = true;
   if (SendMessageA(native.handle, DeallocateMessage(), 0, 0) == 1) return;
-  // The thread has ended, and the window with it.
+  // The thread has ended, and with it the window.
   UnmakeWindow(nullptr);
   native.handler.OnWindowGone();
 }

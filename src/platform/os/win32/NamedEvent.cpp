@@ -45,7 +45,7 @@ void TNamedEvent::Set() noexcept {
   if (native_) SetEvent(native_->handle);
 }
 
-// Nobody else's: other processes may take the named events away from under a wait.
+// Private to this process: other processes can interfere with the named events during a wait.
 struct TNamedEventWait::TNative {
   const HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // manual reset
   const HANDLE nudge = CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -76,7 +76,8 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
     case WAIT_OBJECT_0:
       return kStopped;
     case WAIT_OBJECT_0 + 1:
-      // The system answers the first that is set; without this look a busy one would hide the other.
+      // The system reports only the first signalled handle; without this check a busy first event would hide
+      // the second.
       return WaitForSingleObject(secondHandle, 0) == WAIT_OBJECT_0 ? kFirst | kSecond : kFirst;
     case WAIT_OBJECT_0 + 2:
       return kSecond;

@@ -35,8 +35,8 @@ std::string OwnName(const std::string& name) {
   return name;
 }
 
-// The system makes no difference between making and joining, but tells afterwards which it was. A size is
-// ignored when the mapping is there.
+// The system call both creates and opens, and reports afterwards which it did. The size is ignored if the
+// mapping exists.
 bool TNamedMapping::Open(const std::string& name, std::uint64_t bytes, EOpen how) {
   Close();
   auto native = std::make_unique<TNative>();

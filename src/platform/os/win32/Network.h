@@ -4,8 +4,7 @@
 
 namespace Dova::Os {
 
-// Starts the network services on first use. They stay for the process: there is no moment at which giving
-// them back would be safe.
+// Starts the network services on first use. They are never stopped, because there is no safe point to do so.
 inline void StartNetwork() noexcept {
   static const int started = [] {
     WSADATA data;

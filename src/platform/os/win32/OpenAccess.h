@@ -1,4 +1,4 @@
-// Security attributes that let every user of the machine in.
+// Security attributes that grant access to every user of the machine.
 #pragma once
 
 #include <windows.h>
@@ -17,7 +17,7 @@ class TOpenAccess {
   TOpenAccess(const TOpenAccess&) = delete;
   TOpenAccess& operator=(const TOpenAccess&) = delete;
 
-  // Null: what the system does without.
+  // Null selects the system's default.
   SECURITY_ATTRIBUTES* Attributes() noexcept { return wanted_ ? &attributes_ : nullptr; }
 
  private:

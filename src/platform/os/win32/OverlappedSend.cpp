@@ -11,7 +11,7 @@ constexpr std::size_t kMaxAtOnce = 64 * 1024;
 }  // namespace
 
 TOverlappedSend::TOverlappedSend() {
-  // Stays set until the next send resets it, so that several may see that nothing is under way.
+  // Manual reset: stays set until the next send, so several threads can see that no send is pending.
   overlapped_.hEvent = CreateEventW(nullptr, TRUE, TRUE, nullptr);
 }
 
@@ -19,7 +19,7 @@ TOverlappedSend::~TOverlappedSend() {
   if (overlapped_.hEvent != nullptr) CloseHandle(overlapped_.hEvent);
 }
 
-// What was sent may have been a password.
+// The data may have contained a password.
 void TOverlappedSend::WipeBuffer() noexcept {
   SecureZeroMemory(buffer_.data(), buffer_.size());
   buffer_.clear();
@@ -53,7 +53,7 @@ std::ptrdiff_t TOverlappedSend::Send(SOCKET socket, const char* bytes, std::size
   return static_cast<std::ptrdiff_t>(part);
 }
 
-// The outcome of a send that has ended; false with WSAGetLastError when it did not take everything.
+// Collects the outcome of a completed send; false with WSAGetLastError if it did not send everything.
 bool TOverlappedSend::Harvest(SOCKET socket) noexcept {
   DWORD sent = 0;
   DWORD flags = 0;

@@ -8,9 +8,9 @@
 
 namespace Dova::Os {
 
-// Sends without waiting on a socket whose receives wait: Windows can switch waiting off for a whole socket
-// only, so the bytes go out from a buffer of ours while the caller goes on. One send at a time is under way;
-// the buffer is wiped when its outcome is fetched, mostly before Send returns.
+// Non-blocking sends on a socket with blocking receives. Windows can only make a whole socket non-blocking,
+// so data is sent from our own buffer while the caller continues. One send is pending at a time; the buffer
+// is wiped when its outcome is collected, usually before Send returns.
 class TOverlappedSend {
  public:
   TOverlappedSend();
@@ -18,16 +18,17 @@ class TOverlappedSend {
   TOverlappedSend(const TOverlappedSend&) = delete;
   TOverlappedSend& operator=(const TOverlappedSend&) = delete;
 
-  // False when the system had no event to give: then every Send fails.
+  // False if the system had no event: every Send then fails.
   bool IsUsable() const noexcept { return overlapped_.hEvent != nullptr; }
 
-  // Bytes taken, 0 while the earlier send is under way, -1 with WSAGetLastError.
+  // Bytes accepted; 0 while the previous send is pending; -1 with WSAGetLastError.
   std::ptrdiff_t Send(SOCKET socket, const char* bytes, std::size_t size) noexcept;
 
-  // Waits until nothing is under way; false when `over` was set first. Beside Send on another thread too.
+  // Waits until no send is pending; false if `over` was set first. May run on another thread concurrently
+  // with Send.
   bool WaitIdle(HANDLE over) const noexcept;
 
-  // Cancels what is under way and waits until the system has let go of the buffer.
+  // Cancels the pending send and waits until the system no longer uses the buffer.
   void Finish(SOCKET socket) noexcept;
 
  private:

@@ -6,7 +6,7 @@ namespace Detail {
 constinit std::atomic<unsigned> processGeneration{0};
 }
 
-// Nobody forks here.
+// There is no fork on Windows.
 TForkedChildStep::TForkedChildStep(TStep step) noexcept : step_(step), next_(nullptr) {}
 void TForkedChildStep::RunAll() noexcept {}
 

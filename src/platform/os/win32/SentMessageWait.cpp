@@ -8,13 +8,13 @@
 namespace Dova::Os {
 namespace {
 
-// A moment, or never.
+// A point in time, or none.
 class TDeadline {
  public:
   explicit TDeadline(int timeoutMs) noexcept
       : forEver_(timeoutMs < 0), due_(forEver_ ? 0 : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000) {}
 
-  // What is left in whole milliseconds that do not end early.
+  // Remaining whole milliseconds, rounded up.
   DWORD LeftMs() const noexcept {
     if (forEver_) return INFINITE;
     const std::int64_t left = due_ - MonotonicNs();
@@ -37,8 +37,7 @@ bool IsSignalled(DWORD result, DWORD count) noexcept {
 }
 
 bool WaitForAny(const HANDLE* handles, DWORD count, int timeoutMs) noexcept {
-  // Mostly it is there already; the message queue, which a thread gets on first asking for it, is not needed
-  // then.
+  // Usually it is signalled already, and this call avoids creating the thread's message queue.
   if (IsSignalled(WaitForMultipleObjects(count, handles, FALSE, 0), count)) return true;
   const TDeadline deadline(timeoutMs);
   for (;;) {
@@ -47,7 +46,7 @@ bool WaitForAny(const HANDLE* handles, DWORD count, int timeoutMs) noexcept {
         MsgWaitForMultipleObjectsEx(count, handles, leftMs, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
     if (IsSignalled(result, count)) return true;
     if (result == WAIT_TIMEOUT) return false;
-    // A service without a desktop cannot have windows: then there is nothing to answer either.
+    // A service without a desktop cannot have windows, so there is nothing to answer.
     if (result == WAIT_FAILED)
       return IsSignalled(WaitForMultipleObjects(count, handles, FALSE, leftMs), count);
     AnswerSentMessages();

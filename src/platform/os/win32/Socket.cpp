@@ -31,14 +31,14 @@ std::ptrdiff_t Fail(int error) noexcept {
 }
 
 int BeginConnect(SOCKET socket, HANDLE event, const TEndpoint& to) {
-  // Asking for the event makes the socket non-blocking.
+  // Selecting the event makes the socket non-blocking.
   if (WSAEventSelect(socket, event, FD_CONNECT) != 0) return WSAGetLastError();
   if (connect(socket, reinterpret_cast<const sockaddr*>(to.address), to.length) == 0) return 0;
   const int error = WSAGetLastError();
   return error == WSAEWOULDBLOCK ? 0 : error;
 }
 
-// Zero when the connection that was under way has been made, kStillUnderWay, or its error.
+// Zero if the pending connection has been established, kStillUnderWay, or its error.
 constexpr int kStillUnderWay = -1;
 int ConnectResult(SOCKET socket) {
   WSANETWORKEVENTS events{};
@@ -53,7 +53,7 @@ int SetBlocking(SOCKET socket) {
   return done ? 0 : WSAGetLastError();
 }
 
-// Rounded up, so that the moment has come when the wait ends.
+// Rounded up, so that the due time has passed when the wait ends.
 DWORD MsUntil(std::int64_t dueNs) {
   const std::int64_t leftMs = (dueNs - MonotonicNs() + 999'999) / 1'000'000;
   return leftMs <= 0 ? 0 : static_cast<DWORD>(leftMs);
@@ -63,12 +63,11 @@ DWORD MsUntil(std::int64_t dueNs) {
 
 struct TSocket::TNative {
   std::atomic<SOCKET> socket{INVALID_SOCKET};
-  // Guards opening and closing of the socket, so that Abort never meets a handle that belongs to someone
-  // else.
+  // Guards opening and closing of the socket, so that Abort never uses a handle reused by another object.
   TMutex mutex;
-  HANDLE over = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // nothing more is to be sent
+  HANDLE over = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // the sending side is shut down
   std::atomic<bool> aborted{false};
-  WSAEVENT connected = WSA_INVALID_EVENT;  // one of the attempts has come to something
+  WSAEVENT connected = WSA_INVALID_EVENT;  // an attempt has completed
   std::vector<SOCKET> attempts;
   TOverlappedSend sender;
 
@@ -145,7 +144,7 @@ TSocket::EAttempt TSocket::Await(std::int64_t dueNs, int& failure) {
     native_->DropAttempts();
     return EAttempt::Failed;
   }
-  // Reset before the look: what happens from here on sets it again.
+  // Reset before checking: later completions set it again.
   WSAResetEvent(native_->connected);
   for (std::size_t i = 0; i < attempts.size();) {
     int error = ConnectResult(attempts[i]);
@@ -182,7 +181,7 @@ void TSocket::FinishSending() noexcept {
   if (native_->socket != INVALID_SOCKET) shutdown(native_->socket, SD_SEND);
 }
 
-// The shutdown makes calls fail that begin later, the cancelling ends those that wait already.
+// The shutdown makes later calls fail; the cancellation ends pending ones.
 void TSocket::Abort() noexcept {
   const std::lock_guard lock(native_->mutex);
   native_->aborted = true;
@@ -206,8 +205,8 @@ std::ptrdiff_t TSocket::Recv(char* buffer, std::size_t size) noexcept {
 
 std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
   if (native_->aborted) return Fail(WSAECANCELLED);
-  // There is no "do not wait" for one call here. Only this thread receives, so what is there stays until
-  // recv.
+  // Windows has no per-call non-blocking flag. Only this thread receives, so data found by select is still
+  // there for recv.
   fd_set readable;
   FD_ZERO(&readable);
   FD_SET(native_->socket, &readable);

@@ -14,7 +14,7 @@
 namespace Dova::Os {
 namespace {
 
-// Functions that are not in every Windows version, or in no import library.
+// Functions missing in some Windows versions, or in import libraries.
 template <class TFunction>
 TFunction FindFunction(const wchar_t* module, const char* name) noexcept {
   const HMODULE handle = GetModuleHandleW(module);
@@ -22,8 +22,8 @@ TFunction FindFunction(const wchar_t* module, const char* name) noexcept {
   return reinterpret_cast<TFunction>(reinterpret_cast<void*>(GetProcAddress(handle, name)));
 }
 
-// Looked for when the library is loaded: it takes the loader lock, whose holder may later be waiting for the
-// thread that asks.
+// Looked up when the library is loaded: the look-up takes the loader lock, and a later holder of that lock
+// may be waiting for the calling thread.
 const auto setThreadDescription =
     FindFunction<HRESULT(WINAPI*)(HANDLE, PCWSTR)>(L"kernel32.dll", "SetThreadDescription");
 const auto processBlock = FindFunction<const char*(NTAPI*)()>(L"ntdll.dll", "RtlGetCurrentPeb");
@@ -33,8 +33,9 @@ void NameThisThread(const wchar_t* name) noexcept {
   if (setThreadDescription != nullptr) setThreadDescription(GetCurrentThread(), name);
 }
 
-// For good: to give it back with the last thread's end, each start would have to take the loader lock, and
-// threads are started under locks that its holder may be waiting for. For the same reason without a guard.
+// Permanently: to unpin with the last thread's end, each start would have to take the loader lock, and
+// threads are started under locks that a holder of the loader lock may wait for. For the same reason there is
+// no initialisation guard.
 void PinThisModule() noexcept {
   static constinit std::atomic<bool> pinned{false};
   if (pinned) return;
@@ -57,9 +58,10 @@ struct TThread::TNative {
   class TEnd;
 
   HANDLE handle = nullptr;
-  const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // the body has
+  const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);  // set when the body has ended
   DWORD id = 0;
-  std::atomic<bool> taken{false};  // by the thread, to run the body, or by a joiner, that it never runs
+  std::atomic<bool> taken{
+      false};  // claimed by the thread to run the body, or by a joiner so that it never runs
 
   TNative() = default;
   ~TNative() {
@@ -74,7 +76,7 @@ struct TThread::TNative {
   static DWORD WINAPI Run(void* start);
 };
 
-// What the body holds goes before the end is announced: a joiner may count on it.
+// Destroys the body before announcing the end: a joiner may rely on that.
 class TThread::TNative::TEnd {
  public:
   explicit TEnd(TStart& start) noexcept : start_(start) {}
@@ -112,7 +114,7 @@ std::uintptr_t CurrentThreadToken() noexcept {
 }
 
 void SleepMs(unsigned ms) noexcept {
-  // The largest number means "for ever" to the system.
+  // INFINITE means "no limit" to the system.
   Sleep(ms == INFINITE ? INFINITE - 1 : ms);
 }
 
@@ -120,7 +122,7 @@ bool ProcessIsExiting() noexcept {
   return shutdownInProgress != nullptr && shutdownInProgress();
 }
 
-// Where the system keeps its lock is not in its headers, but has been the same in every 64-bit version.
+// The system's headers do not give the location of the lock, but it is the same in every 64-bit version.
 bool HoldsLoaderLock() noexcept {
   if (processBlock == nullptr) return false;
   constexpr std::size_t kLoaderLock = 0x110;
@@ -155,8 +157,8 @@ bool TThread::Join(int timeoutMs) noexcept {
   const bool standStill = HoldsLoaderLock();
   const bool neverBegins = standStill && !native_->taken.exchange(true);
   if (!neverBegins && !WaitAnsweringSentMessages(native_->ended, native_->handle, timeoutMs)) return false;
-  // The body's end is what counts. The thread's own follows at once, but for somebody who holds the loader
-  // lock.
+  // What counts is the end of the body. The thread itself ends right after it, unless another thread holds
+  // the loader lock.
   if (!standStill) WaitAnsweringSentMessages(native_->handle, kExitMs);
   native_.reset();
   return true;
