@@ -92,22 +92,23 @@ class MesRecorder : public Dova::TMesEvHandler {
   std::string received_;
 };
 
-// Reads until nothing changes any more: threads of other parts may still be ending.
+// Nothing is more than it was. Waits for that: threads of other parts may still be ending, and the system
+// tells nobody when the last of one is gone.
 inline bool SettlesTo(const std::map<std::string, std::size_t>& before) {
-  for (int i = 0; i < 2000; ++i) {
-    bool more = false;
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  for (;;) {
+    std::string more;
     for (const auto& [what, count] : Held()) {
       const auto was = before.find(what);
-      more = more || count > (was == before.end() ? 0 : was->second);
+      if (count > (was == before.end() ? 0 : was->second)) more += what + " " + std::to_string(count) + "; ";
     }
-    if (!more) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (more.empty()) return true;
+    if (std::chrono::steady_clock::now() > until) {
+      ADD_FAILURE() << more << "more than before";
+      return false;
+    }
+    std::this_thread::yield();
   }
-  for (const auto& [what, count] : Held()) {
-    const auto was = before.find(what);
-    ADD_FAILURE() << what << " " << count << ", before " << (was == before.end() ? 0 : was->second);
-  }
-  return false;
 }
 
 class ShMemTest : public testing::Test {

@@ -3,6 +3,8 @@
 // then never sleeps again.
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
+#include <iostream>
 #include <random>
 #include <thread>
 
@@ -11,6 +13,11 @@
 
 namespace vektest {
 namespace {
+
+using VekSim::SimSeen;
+
+// From so many on, memory is compared, and each stage must have been met.
+constexpr int kManyRounds = 1000;
 
 int Rounds() {
   const char* const rounds = std::getenv("VEKAPI_KILL_ROUNDS");
@@ -26,6 +33,52 @@ class AnyMoment {
   std::minstd_rand random_;
 };
 
+// Of this process, in KiB.
+std::map<std::string, long> Memory() {
+  std::map<std::string, long> memory;
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    for (const std::string what : {"VmRSS:", "VmData:"}) {
+      if (line.rfind(what, 0) == 0) memory[what] = std::atol(line.c_str() + what.size());
+    }
+  }
+  return memory;
+}
+
+class Killed : public testing::Test {
+ protected:
+  // What the side that lives holds is what it held before. `stage` is how far the other one had come.
+  void EndRound(int round, const std::string& stage) {
+    ASSERT_TRUE(server_.WaitFor([](const SimSeen& seen) { return seen.signedOn.empty(); }));
+    server_.Forget();
+    ++stages_[stage];
+    if (round == 2) held_ = Held();
+    if (round > 2) {
+      ASSERT_TRUE(SettlesTo(held_)) << "round " << round;
+    }
+    if (round == kManyRounds / 2) memory_ = Memory();
+  }
+
+  void EndRounds(std::size_t stages) {
+    ExpectNothingShared();
+    if (memory_.empty()) return;
+    for (const auto& [stage, count] : stages_) std::cout << count << " " << stage << "\n";
+    EXPECT_EQ(stages_.size(), stages);
+    for (const auto& [what, kib] : Memory()) {
+      std::cout << what << " " << memory_[what] << " KiB, at the end " << kib << "\n";
+      EXPECT_LT(kib, memory_[what] + kMayGrowKib) << what;
+    }
+  }
+
+  VekSim::SimServer server_;
+
+ private:
+  static constexpr long kMayGrowKib = 8192;  // less than a KiB a round
+  std::map<std::string, int> stages_;
+  std::map<std::string, std::size_t> held_;
+  std::map<std::string, long> memory_;
+};
+
 bool AskForALot(VekApi::VekClient& client) {
   std::string request = ".....W1 ticks\nrows=50000";
   return client.SendVekRequest(128, request.data(), static_cast<unsigned>(request.size()));
@@ -35,33 +88,29 @@ void Connect(VekApi::VekClient& client, const std::string& setting) {
   client.Connect(setting, "Rings", "1.2.3.4", "trader", "9800001", "secret");
 }
 
-TEST(Killed, Gateway) {
-  const VekSim::SimServer server;
+TEST_F(Killed, Gateway) {
   Recorder recorder;
   VekApi::VekClient client(recorder);
   recorder.onEvent = [](VekApi::VekClient& inside, const std::string& line) {
-    if (line == "ready") AskForALot(inside);
+    if (line == "ready" || line.rfind("result ", 0) == 0) AskForALot(inside);
   };
   AnyMoment moment;
-  std::map<std::string, std::size_t> before;
   for (int round = 0; round < Rounds(); ++round) {
     {
-      Process gate("vekgate", GateOptions(server));
+      Process gate("vekgate", GateOptions(server_));
       Connect(client, gate.ReadLine());
       moment.Await();
       gate.Kill();
       ASSERT_TRUE(recorder.WaitFor("connect -")) << "round " << round;
     }
     const auto lines = recorder.Take();
-    ASSERT_TRUE(lines.back().rfind("connect -2 ", 0) == 0 || lines.back().rfind("connect -3 ", 0) == 0)
-        << lines.back();
-    ASSERT_GT(lines.back().size(), std::string("connect -2 ").size()) << "a reason";
-    if (round == 2) before = Held();
-    if (round > 2) {
-      ASSERT_TRUE(SettlesTo(before)) << "round " << round;
-    }
+    const std::string end = lines.back().substr(0, std::string("connect -2 ").size());
+    ASSERT_TRUE(end == "connect -2 " || end == "connect -3 ") << end;
+    ASSERT_GT(lines.back().size(), end.size()) << "a reason";
+    const bool ready = std::find(lines.begin(), lines.end(), "ready") != lines.end();
+    EndRound(round, end + (ready ? "after ready" : "before ready"));
   }
-  ExpectNothingShared();
+  EndRounds(3);
 }
 
 // What the test below kills: this program itself.
@@ -75,21 +124,13 @@ TEST(ClientToKill, DISABLED_AsksForMoreAndMore) {
   }
 }
 
-TEST(Killed, Client) {
-  const VekSim::SimServer server;
+TEST_F(Killed, Client) {
   VekSim::SimGatewayConfig config;
-  config.upstreamPort = server.Port();
+  config.upstreamPort = server_.Port();
   config.ringBytes = 4096;
   VekSim::SimGateway gateway(config);
   setenv("VEKTEST_SETTING", gateway.Setting().c_str(), 1);
-  {  // what the gateway makes once and keeps
-    Recorder recorder;
-    VekApi::VekClient client(recorder);
-    Connect(client, gateway.Setting());
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-  }
   AnyMoment moment;
-  const auto before = Held();
   for (int round = 0; round < Rounds(); ++round) {
     {
       Process client(Self(), {"--gtest_also_run_disabled_tests", "--gtest_filter=ClientToKill.*"});
@@ -97,10 +138,14 @@ TEST(Killed, Client) {
       moment.Await();
       client.Kill();
     }
-    ASSERT_TRUE(SettlesTo(before)) << "round " << round;
+    const SimSeen seen = server_.Seen();
+    const char* const stage = seen.requestCount != 0 ? "with requests"
+                              : seen.signOns.empty() ? "before it signed on"
+                                                     : "signed on";
+    EndRound(round, stage);
   }
   gateway.Stop();
-  ExpectNothingShared();
+  EndRounds(3);
 }
 
 }  // namespace
