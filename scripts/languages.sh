@@ -98,6 +98,11 @@ random_programs() {
   LD_LIBRARY_PATH=build/linux with_simulator linux python3 tests/bindings/random_programs.py "$@"
 }
 
+small_python() {
+  simulator_options=(--anyone)
+  with_simulator linux python3 tests/bindings/small_programs.py build/linux/libvekapi.so
+}
+
 random_python() { random_programs python python3 tests/bindings/random_program.py build/linux/libvekapi.so; }
 
 random_csharp() {
@@ -113,6 +118,7 @@ check_languages() {
       check vba_modules vba_modules
       check texts texts
       check python_shown python_shown
+      check small_python small_python
       check random_python random_python
       check random_csharp random_csharp
       check example_c c_alone linux

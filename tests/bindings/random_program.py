@@ -179,7 +179,9 @@ def main():
     else:
         run(dice)
     if ending == "interrupt":
-        clients[0].wait(lambda: False) or threading.Event().wait()
+        clients[0].wait(lambda: False)
+        while True:
+            threading.Event().wait(0.1)  # one without an end may not hear Ctrl-C when that comes as it begins
     if ending == "exit":
         sys.exit(7)
 

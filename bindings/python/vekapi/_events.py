@@ -14,6 +14,8 @@ def entry(kind, owner, event, last=False):
     event is the owner's. The last event of an object comes when it is closed already."""
 
     def run(_handle, _user, *arguments):
+        if ending and not last:
+            return
         _running.setdefault(threading.get_ident(), []).append(owner)
         held = False
         try:
@@ -24,10 +26,10 @@ def entry(kind, owner, event, last=False):
             if not exit_later(asked):
                 owner._exits(asked)
         finally:
-            _leave()
             owner._happened()
             if held:
                 owner._leave()
+            _leave()  # last: at the end, threads that are on their way out of here are waited for
 
     return kind(run)
 
@@ -40,10 +42,14 @@ def _leave():
     quieter()
 
 
+def elsewhere():
+    """The threads that are inside events, without this one."""
+    return set(_running) - {threading.get_ident()}
+
+
 def is_running(owner):
     """On another thread than this."""
-    here = threading.get_ident()
-    return any(owner in owners for thread, owners in list(_running.items()) if thread != here)
+    return any(owner in _running.get(thread, ()) for thread in elsewhere())
 
 
 def quieter():
@@ -61,11 +67,11 @@ def wait_until(done, seconds):
 
 
 def stop(seconds):
-    """No event is handed on any more; waits for those that run on other threads."""
+    """No event is handed on any more; waits for those that run on other threads. The threads whose events do not return."""
     global ending
     ending = True
-    here = threading.get_ident()
-    wait_until(lambda: not any(thread != here for thread in list(_running)), seconds)
+    wait_until(lambda: not elsewhere(), seconds)
+    return elsewhere()
 
 
 def forget():

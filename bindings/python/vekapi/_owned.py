@@ -27,6 +27,7 @@ class Owned:
         self._handle, self._thread = handle, of_thread
         self._lock, self._closed = threading.Lock(), _events.ending
         self._users = []  # threads, once for each call or event that they are inside
+        self._deleting = None  # the thread that does it
         _alive.add(self)
 
     def _call(self, function, *arguments):
@@ -59,17 +60,22 @@ class Owned:
         if self._thread not in (None, threading.current_thread()):
             return  # delete_waiting() does it on the thread of its message loop
         with self._lock:
-            if self._users or self not in _alive:
+            if self._users or self._deleting or self not in _alive:
                 return
+            self._deleting = threading.get_ident()
+        try:
+            call(getattr(lib, self._delete), byref(self._handle))
+        finally:
             _alive.discard(self)
-        call(getattr(lib, self._delete), byref(self._handle))
-        _events.quieter()
+            _events.quieter()
 
     def _forget_user(self):
         """At exit this thread is inside nothing; Ctrl-C may have kept it from saying so."""
         here = threading.get_ident()
         with self._lock:
             self._users = [user for user in self._users if user != here]
+            if self._deleting == here:
+                self._deleting = None  # a second deletion of what is gone does nothing
 
     def _left_alone(self):
         """At exit: its message loop is that of another thread, or a thread is inside an event and does not return."""
@@ -102,13 +108,13 @@ def _end_of_loop():
 def _end():
     """Before the interpreter goes, nothing of the library may be about to call it. What some thread does not let go of
     is left to the end of the process."""
-    _events.stop(_PATIENCE)
+    stuck = _events.stop(_PATIENCE)
     for owned in sorted(list(_alive), key=lambda o: o._rank):
         if not owned._left_alone():
             owned._thread = None
             owned._forget_user()
             owned.close()
-    _events.wait_until(lambda: not any(o._closed for o in list(_alive)), _PATIENCE)
+    _events.wait_until(lambda: not any(o._closed for o in list(_alive)) and _events.elsewhere() <= stuck, _PATIENCE)
 
 
 def _forget():
