@@ -41,10 +41,18 @@ struct TPendingEvRec {
   TSessionViewRef view{};  // null: that of the event before
 };
 
+// A task result; or whose password was changed, and the answer.
+struct TLent {
+  const VekApi::VekTaskResult* result = nullptr;
+  const std::string* user = nullptr;
+  const std::string* resultText = nullptr;
+};
+
 // A result that a thread has sent to the window, and that lives until it has been answered. The thread lends
 // its place inside the context meanwhile.
 struct TLoan {
   Dova::Os::TMessage message;
+  TLent lent;
   Dstl::wise_ref<Dova::TSyncContext> context;
   std::uintptr_t lender;
   VekApi::EVekClientState state;
@@ -106,7 +114,6 @@ class TPendingEvRecs {
 
   bool IsEmpty(const TLock&) const { return recs_.empty() && !noMemory_; }
   bool PopNoMemory(TPendingEvRec& rec, const TLock&);
-  void Tell(const TLock&);
   void CloseWith(std::deque<TPendingEvRec>& dropped, const TLock&);
 
   const Dova::Os::TWindowRef window_;

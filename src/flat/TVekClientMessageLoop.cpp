@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "flat/CallBack.h"
 #include "platform/os/Thread.h"
 #include "session/TImpl.h"
 
@@ -16,11 +15,6 @@ constexpr std::int64_t kNsAtOnce = 10'000'000;
 
 std::uintptr_t Parameter(const void* pointer) {
   return reinterpret_cast<std::uintptr_t>(pointer);
-}
-
-template <class T>
-const T* Pointer(std::uintptr_t parameter) {
-  return reinterpret_cast<const T*>(parameter);
 }
 
 }  // namespace
@@ -44,9 +38,9 @@ struct TVekClientMessageLoop::TFrame {
 };
 
 VekApiC_VekClient* TVekClientMessageLoop::CreateClient(const CVekClientCallbacks& callbacks, void* user) {
-  auto* const loop = new TVekClientMessageLoop(callbacks, user);
+  auto* const loop = new TVekClientMessageLoop;
   try {
-    if (loop->Open()) return loop->client_;
+    if (loop->Open(callbacks, user)) return loop->client_;
   } catch (...) {
     loop->Dismiss();
     throw;
@@ -55,18 +49,15 @@ VekApiC_VekClient* TVekClientMessageLoop::CreateClient(const CVekClientCallbacks
   return nullptr;
 }
 
-TVekClientMessageLoop::TVekClientMessageLoop(const CVekClientCallbacks& callbacks, void* user)
-    : callbacks_(callbacks),
-      user_(user),
-      thread_(Dova::Os::CurrentThreadToken()),
-      clock_(Dova::TTimerQueue::Current()) {}
+TVekClientMessageLoop::TVekClientMessageLoop()
+    : thread_(Dova::Os::CurrentThreadToken()), clock_(Dova::TTimerQueue::Current()) {}
 
-bool TVekClientMessageLoop::Open() {
+bool TVekClientMessageLoop::Open(const CVekClientCallbacks& callbacks, void* user) {
   window_ = Dova::Os::AllocateHWnd_Impl(*this);
   if (!window_) return false;
   pending_ = std::make_shared<TPendingEvRecs>(window_, kEventsQueued);
   view_ = pending_->View();
-  client_ = new VekApiC_VekClient(*this, *this);
+  client_ = new VekApiC_VekClient(callbacks, user, *this, *this);
   return true;
 }
 
@@ -82,12 +73,12 @@ void TVekClientMessageLoop::Dismiss() {
 
 template <class Callback>
 void TVekClientMessageLoop::Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text) {
-  if (callback) pending_->Push({kind, num, std::move(text), client_->Client().State()});
+  if (client_->Wants(callback)) pending_->Push({kind, num, std::move(text), client_->Client().State()});
 }
 
 void TVekClientMessageLoop::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet,
                                                      int length) {
-  Push(callbacks_.OnVekUnknownMsgCodeEvent, pev_UnknownMsgCode, msgCode,
+  Push(&CVekClientCallbacks::OnVekUnknownMsgCodeEvent, pev_UnknownMsgCode, msgCode,
        std::string(packet, static_cast<std::size_t>(length)));
 }
 
@@ -98,55 +89,59 @@ void TVekClientMessageLoop::OnVekConnectEvent(VekApi::VekClient& client, const s
     if (before->serverName != client.ServerName()) {
       pending_->SetView(std::make_shared<TSessionView>(before->sgnResult, client.ServerName()));
     }
-    Push(callbacks_.OnVekConnectEvent, pev_Connect, -1, reason);
+    Push(&CVekClientCallbacks::OnVekConnectEvent, pev_Connect, -1, reason);
   } catch (const std::bad_alloc&) {
-    if (callbacks_.OnVekConnectEvent) pending_->PushNoMemory(client.State());
+    if (client_->Wants(&CVekClientCallbacks::OnVekConnectEvent)) pending_->PushNoMemory(client.State());
   }
 }
 
 void TVekClientMessageLoop::OnVekApReadyEvent(VekApi::VekClient& client) {
   auto result = std::make_shared<VekApi::VekTaskResult>(client.SgnResult());
   pending_->SetView(std::make_shared<TSessionView>(std::move(result), client.ServerName()));
-  Push(callbacks_.OnVekApReadyEvent, pev_ApReady, -1, {});
+  Push(&CVekClientCallbacks::OnVekApReadyEvent, pev_ApReady, -1, {});
 }
 
 void TVekClientMessageLoop::OnVekRequestAckEvent(VekApi::VekClient&, int msgCode,
                                                  const std::string& ackText) {
-  Push(callbacks_.OnVekRequestAckEvent, pev_RequestAck, msgCode, ackText);
+  Push(&CVekClientCallbacks::OnVekRequestAckEvent, pev_RequestAck, msgCode, ackText);
 }
 
 void TVekClientMessageLoop::OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) {
-  Push(callbacks_.OnVekReportEvent, pev_Report, -1, reportText);
+  Push(&CVekClientCallbacks::OnVekReportEvent, pev_Report, -1, reportText);
 }
 
 void TVekClientMessageLoop::OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) {
-  if (!callbacks_.OnVekTaskResultEvent) return;
+  if (!client_->Wants(&CVekClientCallbacks::OnVekTaskResultEvent)) return;
   const CVekTaskResult handle{&result};
-  SendToWindow({kTaskResult, Parameter(&handle), Parameter(&handle)});
+  SendToWindow({kTaskResult, Parameter(&handle), Parameter(&handle)}, {.result = &result});
 }
 
 void TVekClientMessageLoop::OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
                                                     const std::string& resultText) {
-  if (!callbacks_.OnVekChgPassResultEvent) return;
-  SendToWindow({kChgPassResult, Parameter(user.c_str()), Parameter(resultText.c_str())});
+  if (!client_->Wants(&CVekClientCallbacks::OnVekChgPassResultEvent)) return;
+  SendToWindow({kChgPassResult, Parameter(user.c_str()), Parameter(resultText.c_str())},
+               {.user = &user, .resultText = &resultText});
 }
 
 // Other events that still wait are dropped before the last callback: it is the last also when it runs a
 // message loop of its own.
-void TVekClientMessageLoop::OnVekClientDestroyEvent(VekApi::VekClient&) {
+void TVekClientMessageLoop::OnVekClientDestroyEvent(VekApi::VekClient& client) {
   pending_->Close();
   destroying_ = true;
-  client_->OnDestroying();
-  Call(callbacks_.OnVekClientDestroyEvent);
+  client_->OnVekClientDestroyEvent(client);
   Dova::Os::DeallocateHWnd(window_);
 }
 
 // The callback may delete the client and with it the loop: what is needed to return is on this stack.
-void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message) {
+void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message, const TLent& lent) {
   const std::shared_ptr<TPendingEvRecs> pending = pending_;
   const Dova::Os::TWindowRef window = window_;
   const std::uintptr_t me = Dova::Os::CurrentThreadToken();
-  TLoan loan{message, VekApi::ContextOf(client_->Client()), me, client_->Client().State(),
+  TLoan loan{message,
+             lent,
+             VekApi::ContextOf(client_->Client()),
+             me,
+             client_->Client().State(),
              me != thread_ ? TPendingEvRecs::kPatience : 0};
   if (!pending->Add(loan)) return;
   // Also when a runtime ends this thread in the middle.
@@ -233,18 +228,19 @@ TVekClientMessageLoop::EDrained TVekClientMessageLoop::Drain(TFrame& frame, bool
 }
 
 void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
-  const char* const text = rec.text.c_str();
+  VekApi::VekClient& client = client_->Client();
   switch (rec.kind) {
     case pev_UnknownMsgCode:
-      return Call(callbacks_.OnVekUnknownMsgCodeEvent, rec.num, text, static_cast<int>(rec.text.size()));
+      return client_->OnVekUnknownMsgCodeEvent(client, rec.num, rec.text.c_str(),
+                                               static_cast<int>(rec.text.size()));
     case pev_Connect:
-      return Call(callbacks_.OnVekConnectEvent, text);
+      return client_->OnVekConnectEvent(client, rec.text);
     case pev_ApReady:
-      return Call(callbacks_.OnVekApReadyEvent);
+      return client_->OnVekApReadyEvent(client);
     case pev_RequestAck:
-      return Call(callbacks_.OnVekRequestAckEvent, rec.num, text);
+      return client_->OnVekRequestAckEvent(client, rec.num, rec.text);
     case pev_Report:
-      return Call(callbacks_.OnVekReportEvent, text);
+      return client_->OnVekReportEvent(client, rec.text);
     default:
       return;
   }
@@ -263,18 +259,13 @@ void TVekClientMessageLoop::DeliverInItsPlace(TLoan& loan) {
   pending_->SetOver(loan);
   frame.view = loan.view;
   frame.state = loan.state;
-  DeliverLent(loan.message);
+  DeliverLent(loan.lent);
 }
 
-void TVekClientMessageLoop::DeliverLent(const Dova::Os::TMessage& message) {
-  if (message.code == kTaskResult) {
-    Call(callbacks_.OnVekTaskResultEvent, Pointer<CVekTaskResult>(message.first));
+void TVekClientMessageLoop::DeliverLent(const TLent& lent) {
+  if (lent.result) {
+    client_->OnVekTaskResultEvent(client_->Client(), *lent.result);
   } else {
-    Call(callbacks_.OnVekChgPassResultEvent, Pointer<char>(message.first), Pointer<char>(message.second));
+    client_->OnVekChgPassResultEvent(client_->Client(), *lent.user, *lent.resultText);
   }
-}
-
-template <class Callback, class... Args>
-void TVekClientMessageLoop::Call(Callback callback, Args... args) {
-  VekApi::Flat::CallBack<CVekClient>(callback, client_, user_, args...);
 }

@@ -10,7 +10,7 @@
 #include "platform/runtime/TTimerQueue.h"
 #include "vekapi/VekApiC.h"
 
-// Stands between a client and the callbacks of a caller who wants them on the thread that created the client:
+// Stands between a client and its handler, who wants the events on the thread that created the client:
 // most events are queued, and the first of a row posts a message to a hidden window of that thread. Task
 // results and password results live only as long as their event: they are sent, and the raising thread waits.
 //
@@ -41,9 +41,9 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   struct TFrame;
   enum class EDrained { All, Part, Destroyed };
 
-  TVekClientMessageLoop(const CVekClientCallbacks& callbacks, void* user);
+  TVekClientMessageLoop();
   ~TVekClientMessageLoop() override = default;
-  bool Open();  // false: no window
+  bool Open(const CVekClientCallbacks& callbacks, void* user);  // false: no window
   void Dismiss();
 
   // The thread that raises the event, inside the context.
@@ -59,7 +59,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
 
   template <class Callback>
   void Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text);
-  void SendToWindow(const Dova::Os::TMessage& message);
+  void SendToWindow(const Dova::Os::TMessage& message, const TLent& lent);
 
   // Any thread. Inside a callback on the window's thread the answers are those of the event's moment.
   VekApi::EVekClientState State() const override;
@@ -76,12 +76,8 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   EDrained Drain(TFrame& frame, bool bounded);
   void Deliver(const TPendingEvRec& rec);
   void DeliverInItsPlace(TLoan& loan);
-  void DeliverLent(const Dova::Os::TMessage& message);
-  template <class Callback, class... Args>
-  void Call(Callback callback, Args... args);
+  void DeliverLent(const TLent& lent);
 
-  const CVekClientCallbacks callbacks_;
-  void* const user_;
   const std::uintptr_t thread_;  // the window's
   const Dova::TTimerQueue& clock_;
   Dova::Os::TWindowRef window_;

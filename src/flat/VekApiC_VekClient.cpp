@@ -5,17 +5,14 @@
 VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user)
     : client_(*this), callbacks_(callbacks), user_(user) {}
 
-VekApiC_VekClient::VekApiC_VekClient(VekApi::VekClientHandler& events, const TAsOf& asOf)
-    : client_(events), asOf_(&asOf) {}
+VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user,
+                                     VekApi::VekClientHandler& between, const TAsOf& asOf)
+    : client_(between), callbacks_(callbacks), user_(user), asOf_(&asOf) {}
 
 bool VekApiC_VekClient::BeginDelete(CVekClient& handle) {
   if (deleting_.exchange(true)) return false;
   handle_ = &handle;
   return true;
-}
-
-void VekApiC_VekClient::OnDestroying() {
-  if (handle_) handle_->object = nullptr;
 }
 
 template <class Callback, class... Args>
@@ -55,6 +52,6 @@ void VekApiC_VekClient::OnVekReportEvent(VekApi::VekClient&, const std::string& 
 }
 
 void VekApiC_VekClient::OnVekClientDestroyEvent(VekApi::VekClient&) {
-  OnDestroying();
+  if (handle_) handle_->object = nullptr;
   Raise(callbacks_.OnVekClientDestroyEvent);
 }

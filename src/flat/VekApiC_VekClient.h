@@ -17,8 +17,9 @@ class TAsOf {
   ~TAsOf() = default;
 };
 
-// What a CVekClient handle points to: a client that is its own handler and passes its events on to plain
-// functions; or one whose events somebody else gets, who then answers for it.
+// What a CVekClient handle points to: a client and the way from its events to plain functions. It is its own
+// client's handler; or somebody stands between, who hands the events on when their time has come, and answers
+// for the client.
 //
 // An event may delete the object (but not OnVekClientDestroyEvent, which comes from the deletion): nothing in
 // here is touched after a callback.
@@ -26,8 +27,9 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
  public:
   // The table is copied.
   VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user);
-  // `events` calls OnDestroying when the client is being destroyed. Both live as long as the client.
-  VekApiC_VekClient(VekApi::VekClientHandler& events, const TAsOf& asOf);
+  // Both live as long as the client.
+  VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user, VekApi::VekClientHandler& between,
+                    const TAsOf& asOf);
   ~VekApiC_VekClient() override = default;
   VekApiC_VekClient(const VekApiC_VekClient&) = delete;
   VekApiC_VekClient& operator=(const VekApiC_VekClient&) = delete;
@@ -38,12 +40,16 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   const VekApi::VekTaskResult& SgnResult() const { return asOf_ ? asOf_->SgnResult() : client_.SgnResult(); }
   const char* ServerName() const { return asOf_ ? asOf_->ServerName() : client_.ServerName().c_str(); }
 
+  // Whether there is a function for an event.
+  template <class Callback>
+  bool Wants(Callback CVekClientCallbacks::*callback) const {
+    return callbacks_.*callback != nullptr;
+  }
+
   // For whoever means to delete the object: true for the first who asks. `handle` becomes null before the
   // last callback, which may free it.
   bool BeginDelete(CVekClient& handle);
-  void OnDestroying();
 
- private:
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override;
   void OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) override;
   void OnVekApReadyEvent(VekApi::VekClient&) override;
@@ -54,6 +60,7 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   void OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) override;
   void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
+ private:
   template <class Callback, class... Args>
   void Raise(Callback callback, Args... args);
 
