@@ -144,6 +144,8 @@ def on_loop(dice):
     other = worker("a", False, STEPS)
     while ending != "some_loop" or other.is_alive():  # which may wait for this thread
         vekapi.dispatch(-1 if ending == "loop_interrupt" else 50)
+        if ending == "loop_exit" and not other.is_alive():  # it may have left the first client without a session
+            other = worker("a", False, STEPS)
 
 
 def fork(dice):
