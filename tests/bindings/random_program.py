@@ -34,6 +34,8 @@ class Session(vekapi.Handler):
             print("busy", flush=True)
             busy.set()
         len(client.sign_on_result().plain())
+        if self.sender:
+            self.sender.set_rate(10, 5)  # no acknowledgement comes for what an earlier session sent
         for _ in range(5):
             self.order()
 
