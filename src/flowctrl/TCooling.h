@@ -6,30 +6,31 @@
 
 namespace Dova {
 
-// The slots of a limiter that cool, oldest first, with the moment from which each does. Memory is taken by
-// Reserve only. Slots for which there is no entry of their own share the newest, and all of them cool from
-// the latest one's moment: later than they need, never earlier. So that this costs little, an entry of a long
-// list takes what begins within a small part of the period.
+// The cooling slots of a limiter, oldest first, with the start of each one's cooling. Only Reserve allocates
+// memory. Slots without an entry of their own share the newest entry, and all of them cool from its latest
+// start: they become free later than necessary, never earlier. To limit the loss, an entry of a long list
+// covers only a small part of the period.
 class TCooling {
  public:
   TCooling() = default;
   TCooling(const TCooling&) = delete;
   TCooling& operator=(const TCooling&) = delete;
 
-  // For `slots` that cool for `periodNs`. Without memory for more it goes on with the entries that it has.
+  // Reserves memory for `slots` that cool for `periodNs`. Without memory it continues with the entries it
+  // has.
   void Reserve(std::int64_t slots, std::int64_t periodNs) noexcept;
 
-  // Forgets all, and gives the memory back.
+  // Removes all entries and frees the memory.
   void Clear() noexcept;
 
   void Add(std::int64_t now, std::int64_t slots) noexcept;
 
-  // Those that have cooled for the period are free.
+  // Removes the slots that have cooled for the period.
   void FreeUntil(std::int64_t now) noexcept;
 
   std::int64_t Slots() const noexcept { return slots_; }
 
-  // The moment at which `missing` slots more will be free; negative when so many do not cool.
+  // When `missing` more slots will be free; negative if fewer are cooling.
   std::int64_t FreeAt(std::int64_t missing) const noexcept;
 
  private:
@@ -55,7 +56,7 @@ class TCooling {
   std::size_t size_ = 0;
   std::int64_t slots_ = 0;
   std::int64_t periodNs_ = 0;
-  std::int64_t stepNs_ = 0;  // what one entry may span
+  std::int64_t stepNs_ = 0;  // time span that one entry may cover
 };
 
 }  // namespace Dova

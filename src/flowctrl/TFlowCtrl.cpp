@@ -64,10 +64,10 @@ unsigned TFlowCtrl::CheckFlowCtrl(bool waitAck) noexcept {
 }
 
 int TFlowCtrl::CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept {
-  // A Clear may have come while this thread waited for the lock.
+  // Clear may have been called while this thread waited for the lock.
   const int count = count_.load(std::memory_order_relaxed);
   if (count == 0) return 0;
-  // The clock is asked only when it matters.
+  // The clock is read only if it matters.
   if (flag != fcf_WaitAck || out_ + cooling_.Slots() >= count) {
     const std::int64_t now = clock_.NowNs();
     cooling_.FreeUntil(now);
@@ -78,10 +78,9 @@ int TFlowCtrl::CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept {
   return 0;
 }
 
-// The time until a slot is free, in milliseconds that do not end early; negative when none is cooling that
-// would help.
+// Milliseconds until a slot is free, rounded up; negative if no cooling slot would help.
 int TFlowCtrl::WaitMs(std::int64_t now) const noexcept {
-  // More than one has to become free only after the count was lowered.
+  // More than one slot must become free only after the count was lowered.
   const std::int64_t missing = out_ + cooling_.Slots() - count_.load(std::memory_order_relaxed) + 1;
   const std::int64_t freeAt = cooling_.FreeAt(missing);
   return freeAt < 0 ? -1 : static_cast<int>((freeAt - now + kNsPerMs - 1) / kNsPerMs);

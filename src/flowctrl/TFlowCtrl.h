@@ -9,70 +9,71 @@
 
 namespace Dova {
 
-// What a check does when there is room.
+// What a check does if a slot is free.
 enum ECheckFlowCtrlFlag {
-  fcf_NoAck = 0,     // counts one request that nobody acknowledges
+  fcf_NoAck = 0,     // counts one request that is not acknowledged
   fcf_OnlyLook = 1,  // counts nothing
-  fcf_WaitAck = 2,   // counts one request that waits for its acknowledgement
+  fcf_WaitAck = 2,   // counts one request that will be acknowledged
 };
 
-// Limits requests to `count` in any `ms` milliseconds, as the receiver of the requests sees it.
+// Limits requests to `count` in any `ms` milliseconds, as seen by the receiver of the requests.
 //
-// There are `count` slots. A request takes a free one and is out. Its acknowledgement (acknowledgements tell
-// how many, not which: the oldest that is out) shows that the server has it, and from then the slot cools for
-// `ms`; then it is free. The slot of a request that is not acknowledged cools from its sending.
+// There are `count` slots. A request takes a free slot and is outstanding. Its acknowledgement shows that the
+// server has received it (acknowledgements give a number, not an identity: the oldest outstanding requests
+// count); from then on the slot cools for `ms` and is then free. The slot of a request that is not
+// acknowledged cools from the time it was sent.
 //
 // Example, 2 requests in 1000 ms:
-//   at    0 ms  first and second request: both go, both slots are out
-//   at   10 ms  third request: refused, answer negative, nothing is known before an acknowledgement
+//   at    0 ms  first and second request: both sent, both slots outstanding
+//   at   10 ms  third request: refused, result negative, unknown before an acknowledgement
 //   at  300 ms  one acknowledgement: one slot cools until 1300 ms
-//   at  400 ms  third request: refused, answer 900
-//   at 1300 ms  third request goes
-// However late the first request reached the server, it was there by 300 ms, and the third leaves 1000 ms
-// after that. So on a link that keeps the order of requests, and as long as acknowledgements are true, the
-// server never counts more than 2 within any 1000 ms; and whatever acknowledgements claim, no more than 2
-// leave within any 1000 ms.
+//   at  400 ms  third request: refused, result 900
+//   at 1300 ms  third request: sent
+// However late the first request reached the server, it was there by 300 ms, and the third is sent 1000 ms
+// after that. So on a link that keeps the order of requests, and with correct acknowledgements, the server
+// never counts more than 2 within any 1000 ms. Whatever is acknowledged, no more than 2 are sent within any
+// 1000 ms.
 //
-// Without a configuration everything may go and nothing is counted. Memory is taken by a configuration, 24
-// KiB at most, and nothing fails for lack of it: slots that share an entry then cool longer than they need.
-// Beyond 1024 slots they always share, and cool up to a thousandth of `ms` longer. Time is that of the timer
-// queue that is the current one when the limiter is made.
+// Without a rate every request is allowed and none is counted. Setting a rate allocates at most 24 KiB, and
+// does not fail without memory: slots that share an entry then cool longer than necessary. Beyond 1024 slots
+// they always share entries, and cool up to a thousandth of `ms` longer. The clock is that of the timer queue
+// that is current when the limiter is created.
 //
-// Threads: everything may be called on any thread when the limiter has its own mutex.
+// Threads: everything is thread-safe if the limiter has its own mutex.
 class TFlowCtrl {
  public:
-  // With `ownMutex` false the limiter locks nothing: one thread at a time then.
+  // If `ownMutex` is false, the limiter does not lock: one thread at a time.
   explicit TFlowCtrl(bool ownMutex) noexcept;
   ~TFlowCtrl() = default;
   TFlowCtrl(const TFlowCtrl&) = delete;
   TFlowCtrl& operator=(const TFlowCtrl&) = delete;
 
-  // Forgets configuration and history.
+  // Removes the rate and the history.
   void Clear() noexcept;
 
-  // At most `count` requests within any `ms` milliseconds from now on. What is out or cools stays so (for the
-  // new time); with either number below 1 the same as Clear.
+  // At most `count` requests within any `ms` milliseconds from now on. Outstanding and cooling slots stay so
+  // (for the new time). If either number is below 1, same as Clear.
   void SetFlowCtrl(int count, int ms) noexcept;
 
-  // Clear and SetFlowCtrl in one step: at no moment does a check find the limiter without a configuration.
+  // Clear and SetFlowCtrl in one step: no concurrent check finds the limiter without a rate.
   void Restart(int count, int ms) noexcept;
 
-  // `n` requests were acknowledged now. Answers how many of them were out, the rest being ignored; when it is
-  // not 0, a gate that was closed without a known delay has one now and must be checked again.
+  // `n` requests were acknowledged now. Returns how many of them were outstanding; the rest is ignored. If
+  // not 0, a gate that was closed without a known delay now has one and must be checked again.
   unsigned SetAckTime(unsigned n) noexcept;
 
-  // 0: one more may go now, and is counted as out. Positive: milliseconds until it may, when asked again
-  // then. Negative: not before an acknowledgement.
+  // 0: one request allowed, and counted as outstanding. Positive: milliseconds after which to ask again.
+  // Negative: not before an acknowledgement.
   int CheckFlowCtrlWaitAck() noexcept;
 
-  // 0: one more may go now, and is counted; `waitAck` tells whether it will be acknowledged. Otherwise the
-  // milliseconds after which to ask again: 1 when only an acknowledgement can make room.
+  // 0: one request allowed, and counted; `waitAck` says whether it will be acknowledged. Otherwise
+  // milliseconds after which to ask again: 1 if only an acknowledgement can free a slot.
   unsigned CheckFlowCtrl(bool waitAck) noexcept;
 
-  // Whether there is a configuration. Takes no lock.
+  // True if a rate is set. Takes no lock.
   bool IsActive() const noexcept { return count_.load(std::memory_order_acquire) != 0; }
 
-  // Holds the limiter's mutex; may be nested on one thread.
+  // Holds the limiter's mutex; recursive.
   class Locker {
    public:
     explicit Locker(const TFlowCtrl& limiter) noexcept : limiter_(limiter) {
@@ -89,7 +90,7 @@ class TFlowCtrl {
   };
 
  protected:
-  // With the lock held; the answer as that of CheckFlowCtrlWaitAck.
+  // With the lock held; results as for CheckFlowCtrlWaitAck.
   int CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept;
 
  private:
@@ -101,7 +102,7 @@ class TFlowCtrl {
   const bool ownMutex_;
   mutable TRecursiveMutex mutex_;
   std::atomic<int> count_{0};
-  // Under the mutex:
+  // Guarded by the mutex:
   std::int64_t out_ = 0;
   TCooling cooling_;
 };

@@ -4,12 +4,11 @@
 
 namespace VekApi {
 
-// What a sender sends through. It outlives the client that it leads to: counted, the sender holds a
-// reference.
+// The interface through which a sender sends. Reference-counted, so it may outlive its client.
 class TRequestPort : public Dstl::ref_counter<unsigned> {
  public:
-  // A request behind five free bytes, in one packet or in pieces. All or nothing; false also when the client
-  // is gone. Any thread.
+  // Sends a request, stored after five reserved bytes, in one packet or in pieces. All or nothing; false also
+  // if the client is gone. Thread-safe.
   virtual bool SendRequest(int msgCode, char* buffer, unsigned length) = 0;
 };
 

@@ -7,10 +7,11 @@
 namespace VekApi {
 namespace {
 
-// Beyond it lie the answers "not before an acknowledgement" of CheckFlowCtrl, which is a signed number.
+// Larger values are results of CheckFlowCtrl, negative when signed, that mean "not before an
+// acknowledgement".
 constexpr unsigned kMaxSleepMs = 0x7FFFFFFF;
 
-// What follows the last line feed counts even when it is empty; an empty line before it does not.
+// The text after the last line feed counts even if empty; an empty line before it does not.
 unsigned CountAcknowledged(const char* text) {
   unsigned count = 1;
   for (const char* line = text; *text != '\0'; ++text) {
@@ -50,8 +51,8 @@ void VekFlowCtrl::SetFlowCtrl(int count, int ms) {
   const bool configured = count >= 1 && ms >= 1;
   flowCount_ = configured ? count : 0;
   flowInterval_ = configured ? ms : 0;
-  // In one step: checks take no lock when nothing is configured, and would let requests slip through between
-  // the old rate and the new one.
+  // In one step: without a rate checks take no lock, and would let requests pass between the old rate and the
+  // new one.
   impl_->Configure(flowCount_, flowInterval_);
 }
 

@@ -10,32 +10,30 @@
 
 namespace VekApi {
 
-// The limiter of a gate, the timer that checks it again, and the user lock. Locks are taken in the order user
-// lock, limiter, on every path.
+// A gate's limiter, its check timer, and the user lock. Lock order: user lock, limiter.
 //
-// Counted: the gate holds a reference, and so does every free event that is on a stack, as it may delete the
-// gate.
+// Reference-counted: the gate holds a reference, and so does every free event on a stack, because it may
+// delete the gate.
 class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlowCtrl {
  public:
   explicit TImpl(VekFlowCtrl& owner) : TFlowCtrl(true), owner_(owner) {
     checkTimer_.emplace(Dova::ots_OneShot, *this);
   }
 
-  // Raises the free event when a request may go, else sees to it that the timer checks again. The gate may be
-  // gone afterwards.
+  // Raises the free event if a request may be sent; otherwise arms the timer. The gate may be deleted
+  // afterwards.
   void CheckAndArm() {
     if (IsActive()) Check(false);
   }
 
-  // Sets another rate. Who is waiting for the free event gets it by the new one: at once, when everything may
-  // go from now on. From the timer, not from here.
+  // Changes the rate. A pending wait for the free event continues with the new rate, and ends at once if
+  // every request is now allowed; the timer raises the event, not this call.
   void Configure(int count, int ms);
 
-  // The timer looks in `ms` milliseconds, also without a configuration; unless it does so anyhow.
+  // Makes the timer check in `ms` milliseconds, also without a rate, unless it is armed already.
   void LookSoon(unsigned ms);
 
-  // No free event once this has returned, but the one that it was called from. The gate's own reference must
-  // still be there.
+  // No free event follows, except the one this is called from. The gate must still hold its own reference.
   void Close() noexcept;
 
   mutable Dova::TRecursiveMutex userLock;
@@ -49,10 +47,10 @@ class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlo
   void OnCheckTimer() { Check(true); }
 
   VekFlowCtrl& owner_;
-  // Under the user lock:
+  // Guarded by the user lock:
   bool closed_ = false;
   bool armed_ = false;  // the timer was started, and not stopped since
-  // Last, so that it goes first: its destructor waits for an expiry, which uses all of the rest.
+  // Last member, destroyed first: its destructor waits for an expiry, which uses all the others.
   std::optional<Dova::TTimer<TImpl>> checkTimer_;
 };
 

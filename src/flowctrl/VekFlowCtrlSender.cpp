@@ -12,14 +12,14 @@ namespace VekApi {
 
 namespace {
 
-// The gate is open, and there is no memory for a single request.
+// Retry delay if the gate is open but there is no memory for a single request.
 constexpr unsigned kMemoryRetryMs = 10;
 
 }  // namespace
 
 VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) {
   TRequestPort& port = client.RequestPort();
-  port.add_ref();  // the deleter runs also when the pointer cannot be made
+  port.add_ref();  // released by the deleter, which also runs if the shared_ptr cannot be allocated
   port_ = std::shared_ptr<TRequestPort>(&port, [](const TRequestPort* held) { held->release(); });
 }
 
@@ -66,7 +66,7 @@ bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
   return !Holding();
 }
 
-// What may not go is held first: when there is no memory for it nothing is sent, either.
+// Requests to be held are stored first: if there is no memory for them, nothing is sent.
 unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& requests) {
   const VekFlowCtrlLocker lock(*this);
   const bool holding = Holding();
@@ -77,7 +77,7 @@ unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& reque
   return sent;
 }
 
-// A batch ends where there is no memory for more, as if the gate had closed; the gate is asked last.
+// The batch ends early if memory runs out, as if the gate had closed. The gate is checked last.
 unsigned VekFlowCtrlSender::FillBatch(const std::deque<std::string>& requests) {
   batch_.resize(kPrefixBytes);
   unsigned count = 0;
@@ -107,19 +107,19 @@ void VekFlowCtrlSender::OnVekFlowCtrlFree() {
   }
 }
 
-// Nothing, unless a derived class wants to know.
+// Does nothing; for derived classes.
 void VekFlowCtrlSender::OnVekRequestsSent(unsigned /*requests*/, bool /*taken*/) {}
 
-// Whoever holds something has the timer looking: always, so that nothing is held for ever.
+// While requests are held the timer is always armed, so none is held forever.
 void VekFlowCtrlSender::CheckWhenHolding() {
   if (pending_.empty()) return;
   StartCheckTimer();
   if (!pending_.empty()) LookSoon(0);
 }
 
-// A messenger may bring the answer before its Send returns, and with it this gate's free event, or a handler
-// that sends: these find `sending_` set and leave what is held, and the buffer of batches, alone. Everything
-// that calls this looks at what is held afterwards.
+// A messenger may deliver the answer before its Send returns, and with it this gate's free event, or a
+// handler that sends. Those find `sending_` set and do not touch the held requests or the batch buffer. So
+// every caller checks the held requests afterwards.
 bool VekFlowCtrlSender::Send(char* buffer, std::size_t length, unsigned requests) {
   sending_ = true;
   const bool taken = port_->SendRequest(PkRequestAck, buffer, static_cast<unsigned>(length));

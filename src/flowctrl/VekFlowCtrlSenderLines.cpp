@@ -1,4 +1,4 @@
-// Requests that come as one text, pairs of lines.
+// Requests passed as one text: pairs of lines.
 #include <cstring>
 
 #include "protocol/RequestPrefix.h"
@@ -7,12 +7,12 @@
 namespace VekApi {
 namespace {
 
-// Null when there is none.
+// Null if there is none.
 const char* FindLineFeed(const char* first, const char* last) {
   return static_cast<const char*>(std::memchr(first, '\n', static_cast<std::size_t>(last - first)));
 }
 
-// Takes the pairs of a text one after the other. A last line without a partner is none.
+// Iterates over the pairs of a text. A last line without a partner is skipped.
 class TPairs {
  public:
   TPairs(const char* first, const char* last) : next_(first), end_(last) {}
@@ -28,12 +28,12 @@ class TPairs {
     return true;
   }
 
-  // The pair that was taken last, without a line feed behind it.
+  // The current pair, without a trailing line feed.
   const char* First() const { return first_; }
   const char* Last() const { return last_; }
 
  private:
-  const char* next_;  // null behind a pair that ran to the end
+  const char* next_;  // null after a pair that extends to the end
   const char* end_;
   const char* first_ = nullptr;
   const char* last_ = nullptr;
@@ -63,7 +63,7 @@ unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
   return count;
 }
 
-// All of them, or none when there is no memory: a call that fails must not send half of its requests later.
+// All or none: a call that fails for lack of memory must not send half of its requests later.
 void VekFlowCtrlSender::AppendRequests(const char* first, const char* last) {
   const std::size_t before = pending_.size();
   try {

@@ -8,7 +8,7 @@
 
 namespace VekApi {
 
-// Where a session keeps the cipher that senders use: changed inside its context, read by any thread.
+// Holds the cipher used by senders: changed inside the session's context, read by any thread.
 struct TCipherSlot {
   Dova::Os::TMutex mutex;
   TCipher cipher;

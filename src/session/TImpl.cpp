@@ -35,7 +35,7 @@ void VekClient::TImpl::Abandon(const VekClient* only) {
   if (link_ && (!only || link_->IsOf(*only))) link_->SetOver();
 }
 
-// The link that deletes its client inside one of its events is held by that event.
+// If a link's event deletes its client, that event holds the link.
 void VekClient::TImpl::RemoveOwner(const VekClient& client) {
   while (link_ && link_->IsOf(client)) CloseSession();
   if (--owners_ == 0) context_->Abort();

@@ -1,4 +1,4 @@
-// What the clients that share a session have in common.
+// State shared by the clients of one session.
 #pragma once
 
 #include <memory>
@@ -20,8 +20,8 @@ class TLink;
 
 // The context, the current link, and the sending of packets.
 //
-// Counted: the clients that share it hold a reference each, and so does every call that is on a stack, since
-// an event may delete the client.
+// Reference-counted: the clients that share it hold a reference each, and so does every call on a stack,
+// because an event may delete the client.
 class VekClient::TImpl : public TRequestPort {
  public:
   TImpl();
@@ -32,19 +32,19 @@ class VekClient::TImpl : public TRequestPort {
 
   // ---- any thread ----
 
-  // Whether a request of code 128 may go: 0, or the milliseconds to wait.
+  // Checks the rate for a request of code 128: 0, or the milliseconds to wait.
   unsigned CheckQueryRate();
 
-  // A finished packet; its body is scrambled in place. True when the link took all of it.
+  // Sends a complete packet; its body is scrambled in place. True if the link accepted all of it.
   bool SendPk(char* packet, int length);
 
   bool SendRequest(int msgCode, char* buffer, unsigned length) override;
 
-  // What still runs for the current link need not go on: the calling thread is about to replace it. With
-  // `only`, when it is that client's.
+  // Marks the current link as about to be replaced by the calling thread, so that its pending work can stop.
+  // With `only`, only if it is that client's link.
   void Abandon(const VekClient* only = nullptr);
 
-  // The link of this moment: what is asked again after a wait is whether it still is the current one.
+  // The current link. After a wait, compare again: it may have been replaced.
   Dstl::wise_ref<TLink> LinkNow();
 
   // ---- inside the context ----
@@ -54,15 +54,16 @@ class VekClient::TImpl : public TRequestPort {
 
   const Dstl::wise_ref<TLink>& Link() const { return link_; }
 
-  // Makes a link the current one, and opens it. Null, or an error text; then there is no link.
+  // Creates a link, makes it the current one, and opens it. Returns null, or an error text; then there is no
+  // link.
   const char* OpenSession(VekClient& client, const std::string& setting, const std::string& apName,
                           const std::string& apVersion);
 
-  // Closes the current link, if any, and waits for its threads. False when another call has made a new one
-  // meanwhile, or deleted the client.
+  // Closes the current link, if any, and waits for its threads. Returns false if another call has created a
+  // new one meanwhile, or deleted the client.
   bool CloseSession();
 
-  // From the current link: senders may, or may no longer, use its messenger.
+  // Called by the current link to permit or forbid senders to use its messenger.
   void LetSend(TLink& link);
   void Silence(TLink& link);
 
@@ -78,13 +79,13 @@ class VekClient::TImpl : public TRequestPort {
   const Dstl::wise_ref<Dova::TSyncContext> context_;
   Dova::TFlowCtrl flowCtrl_{true};
   unsigned owners_ = 0;
-  // The slot's mutex guards the two below, so that senders get one consistent view.
+  // The slot's mutex guards the two members below, so that senders get a consistent snapshot.
   const std::shared_ptr<TCipherSlot> slot_;
-  Dstl::wise_ref<TLink> link_;  // changed inside the context only
+  Dstl::wise_ref<TLink> link_;  // changed only inside the context
   Dstl::wise_ref<Dova::TMesBase> mes_;
 };
 
-// For the rooms that stand on the session.
+// Access for directories built on top of the session.
 struct TClientParts {
   using TImpl = VekClient::TImpl;
   static TImpl& ImplOf(const VekClient& client) { return *client.impl_; }

@@ -1,4 +1,4 @@
-// Sending, on any thread.
+// Sending; thread-safe.
 #include "protocol/RequestPrefix.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
@@ -10,8 +10,7 @@ constexpr unsigned kMaxRequest = 1u << 30;
 
 }  // namespace
 
-// What a sender works with: a link, its messenger and its cipher, all of one moment. Nothing when there is no
-// link that takes packets.
+// A consistent snapshot for a sender: a link, its messenger and its cipher. Empty if no link accepts packets.
 struct VekClient::TImpl::TWire {
   Dstl::wise_ref<TLink> link;
   Dstl::wise_ref<Dova::TMesBase> mes;
@@ -56,8 +55,8 @@ bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
   if (!wire) return false;
   const std::size_t textLength = length - kPrefixBytes;
   if (textLength <= kMaxPiece) return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength));
-  // Handed over together: nothing of another thread can come between the pieces, and the messenger takes all
-  // of them or none.
+  // Sent in one call, so that no other thread's data comes between the pieces, and the messenger accepts all
+  // or none.
   std::string pieces;
   return FrameInPieces(wire.cipher, msgCode, buffer, textLength, pieces) &&
          wire.Send(pieces.data(), static_cast<int>(pieces.size()));

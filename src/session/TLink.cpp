@@ -13,13 +13,12 @@
 namespace VekApi {
 namespace {
 
-// "HOST:PORT" is TCP without delay; a leading colon lets the application name any kind.
+// "HOST:PORT" is TCP with Nagle's algorithm disabled; after a leading colon any kind may be named.
 std::string MessengerText(const std::string& setting) {
   return !setting.empty() && setting[0] == ':' ? setting.substr(1) : "TCPClient:" + setting + " n M0";
 }
 
-// The kinds of the runtime, and the one that stands on them. Never destroyed: sessions may be opened while
-// the process ends.
+// The built-in kinds and shared memory. Never destroyed: sessions may be opened while the process ends.
 const Dova::TMesRegs& SessionMesRegs() {
   static const Dova::TMesRegs& regs = *[] {
     auto* made = new Dova::TMesRegs(Dova::TMesRegs::GetClientMesRegs());
@@ -71,7 +70,7 @@ void TLink::Close() {
   MesClose();
 }
 
-// Asked after the wait in Close: while it lasts, window messages may bring another call.
+// Checked after the wait in Close, during which window messages may have caused another call.
 void TLink::End(EVekClientState state, const std::string& reason) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
@@ -81,7 +80,7 @@ void TLink::End(EVekClientState state, const std::string& reason) {
 
 // ---- the messenger's events ----
 
-// A messenger may bring the answer before its Send returns: what waits for it is ready before.
+// A messenger may deliver the answer before its Send returns, so the state must be ready before sending.
 void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
@@ -117,7 +116,7 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
   recvCount_.fetch_add(1, std::memory_order_relaxed);
 }
 
-// A bounded amount: others may be waiting for the context, and the messenger calls again.
+// A bounded amount: other threads may be waiting for the context, and the messenger calls again.
 void TLink::ReceiveByCopy(Dova::TMesBase& mes) {
   char buffer[65536];
   for (int left = kBytesAtOnce; left > 0 && !Over();) {
@@ -150,7 +149,7 @@ void TLink::OnTimer(void (TLink::*check)()) {
   }
 }
 
-// The messenger stays open whatever comes of it: what to do then is the application's decision.
+// The messenger stays open in every case: the application decides what to do.
 void TLink::CheckHeartbeat() {
   if (client_.State() < vcs_Connected && client_.State() != vcs_SgnError) return TellUnknownServer();
   if (recvCount_.exchange(0) == 0)

@@ -15,46 +15,47 @@
 
 namespace VekApi {
 
-// One connection, from Connect to whatever ends it: the messenger, what was received and not yet told, the
-// heartbeat, the time each stage of the handshake may take. Connect makes one; the next Connect, Disconnect
-// or the destructor replaces it.
+// One connection, from Connect to its end: the messenger, received data not yet delivered, the heartbeat, the
+// deadline of each handshake stage. Connect creates one; the next Connect, Disconnect or the destructor
+// replaces it.
 //
-// Counted: timers, senders and events that are on a stack hold the link that they were made for. Inside the
-// context and while it is not Over, its client exists and is connected through it.
+// Reference-counted: timers, senders and events on a stack hold their link. Inside the context, and while the
+// link is not Over, its client exists and is connected through it.
 //
-// Everything without another label runs inside the session's context.
+// Unless labelled otherwise, functions run inside the session's context.
 class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandler, private TPacketEvents {
  public:
   TLink(VekClient& client, VekClient::TImpl& impl);
 
-  // Whether it goes on no longer: it has ended, or the client is about to replace it; the client may then be
-  // gone. What comes late asks once it is inside the context. Any thread.
+  // True once the link has ended or the client is about to replace it; the client may then be destroyed. Late
+  // callbacks must check it after entering the context. Thread-safe.
   bool Over() const override { return over_.load(std::memory_order_acquire); }
 
-  // True for the one call that makes it so. Any thread.
+  // True for the first call only. Thread-safe.
   bool SetOver() { return !over_.exchange(true); }
 
-  // Makes a messenger from the setting and opens it. Null, or an error text. Events may come from inside.
+  // Creates a messenger from the setting and opens it. Returns null, or an error text. Events may be raised
+  // inside.
   const char* Open(const std::string& setting, const std::string& apName, const std::string& apVersion);
 
-  // Ends the link, whoever found out: closes the messenger and raises the connect event. Nothing when it is
-  // over already, or somebody else replaces it meanwhile.
+  // Ends the link: closes the messenger and raises the connect event. Does nothing if the link is already
+  // over or is being replaced.
   void End(EVekClientState state, const std::string& reason);
 
-  // Ends it without an event. Waits for threads of the messenger unless it is called from inside an event of
-  // theirs; any number of times.
+  // Ends the link without an event. Waits for the messenger's threads unless called inside one of their
+  // events. May be called repeatedly.
   void Close();
 
   bool IsOf(const VekClient& client) const { return &client == &client_; }
   const Dstl::wise_ref<Dova::TMesBase>& Mes() const { return mes_; }
 
-  // The next stage of the handshake may take its time from now on; any other state ends the waiting.
+  // Starts the deadline of the next handshake stage; any other state stops it.
   void OnState(EVekClientState state);
 
-  // Puts the heartbeat off. Any thread.
+  // Postpones the heartbeat. Thread-safe.
   void OnSent() { heartbeat_.Start(kHeartbeatMs); }
 
-  // Received bytes, which are descrambled in place. Throws std::bad_alloc.
+  // Parses received bytes, descrambling them in place. Throws std::bad_alloc.
   void ParsePacket(char* block, unsigned length);
   void ForgetReceived();
 
@@ -84,7 +85,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void OnSgnResult(const VekTaskResult& result);
   void OnText(int msgCode, const char* message, std::size_t length);
 
-  // Timer threads, outside the context.
+  // On timer threads, outside the context.
   void OnHeartbeatTimer() { OnTimer(&TLink::CheckHeartbeat); }
   void OnOpenTimer() { OnTimer(&TLink::EndUnopened); }
   void OnHelloTimer() { OnTimer(&TLink::TellUnknownServer); }
@@ -105,8 +106,8 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   std::string spareText_;
   std::string helloPk_;  // the connect request
   Dstl::wise_ref<Dova::TMesBase> mes_;
-  std::atomic<unsigned> recvCount_{0};  // receive events since the heartbeat last looked
-  // Last: their destruction waits for an expiry that is just finding out that the link is gone.
+  std::atomic<unsigned> recvCount_{0};  // receive events since the last heartbeat check
+  // Last members: their destruction waits for a running expiry, which may find the link gone.
   Dova::TTimer<TLink> heartbeat_;
   Dova::TTimer<TLink> stage_;
 };

@@ -1,4 +1,4 @@
-// What comes over the link: the handshake, and what is for the application.
+// Received messages: the handshake, and events for the application.
 #include <algorithm>
 #include <charconv>
 #include <optional>
@@ -13,8 +13,8 @@
 namespace VekApi {
 namespace {
 
-// A record's value as an unsigned decimal number, 0 when it does not begin with one; nothing when there is no
-// value.
+// A value of the first record as an unsigned decimal number, 0 if it does not start with one; empty if there
+// is no value.
 std::optional<unsigned> NumberField(const VekTable& table, const char* name) {
   const char* text = table.RecordField(0, table.Fields().Field(name));
   if (!text) return {};
@@ -85,7 +85,7 @@ void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
   }
 }
 
-// The text lies outside the link during the event, and its memory comes back afterwards for the next one.
+// The text is moved out of the link during the event, and its memory is reused for the next one.
 void TLink::OnText(int msgCode, const char* message, std::size_t length) {
   std::string text = std::exchange(spareText_, {});
   text.assign(message + std::min<std::size_t>(length, kPrefixBytes), message + length);

@@ -1,5 +1,5 @@
-// Texts that the library itself shows to users, in code page 950, written as bytes so that no compiler's
-// source or execution character set can change them; the character stands beside its bytes.
+// Texts of the library for users, in code page 950, written as bytes to be independent of a compiler's source
+// and execution character sets; each character is shown beside its bytes.
 #pragma once
 
 namespace VekApi {
@@ -20,7 +20,7 @@ inline constexpr char kTextBadApName[] =
     "\xBA\xD9"  // 稱
     "]";
 
-// No messenger could be made or opened from the setting.
+// The setting is invalid, or its messenger could not be opened.
 inline constexpr char kTextBadSetting[] =
     "\xB3\x73"  // 連
     "\xBD\x75"  // 線
@@ -64,7 +64,7 @@ inline constexpr char kTextHeartbeatTimeout[] = "Heartbeat timeout";
 inline constexpr char kTextUnknownServer[] = "Unknown server";
 inline constexpr char kTextConnectTimeout[] = "Connect timeout";
 inline constexpr char kTextSignOnTimeout[] = "Sign-on timeout";
-// At most 15 bytes, for which a std::string needs no memory.
+// At most 15 bytes: fits into a std::string without allocation.
 inline constexpr char kTextNoMemory[] = "Out of memory";
 
 }  // namespace VekApi

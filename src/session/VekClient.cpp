@@ -11,7 +11,7 @@
 namespace VekApi {
 namespace {
 
-// The longer texts take memory.
+// Longer texts need memory.
 std::string TextOf(const char* text) noexcept {
   try {
     return text;
@@ -100,8 +100,8 @@ void VekClient::Disconnect() {
   if (inside && SetDisconnect()) handler_.OnVekConnectEvent(*this, kTextDisconnect);
 }
 
-// False when another call has taken over while this one waited for the link's threads; the client may then be
-// gone.
+// False if another call has taken over while this one waited for the link's threads; the client may then be
+// destroyed.
 bool VekClient::SetDisconnect() {
   if (!impl_->CloseSession()) return false;
   parser_.SetDisconnected();

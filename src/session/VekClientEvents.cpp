@@ -1,4 +1,4 @@
-// What the parser and the link tell the client, passed on to its handler.
+// Passes events of the parser and the link to the client's handler.
 #include "protocol/Packet.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
@@ -12,12 +12,13 @@ void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& r
   if (newState == vcs_Connected && reason.empty() && !SendSignOn()) {
     return OnVekConnectEvent(vcs_SgnError, kTextSignOnTooLong);
   }
-  // From here on nothing may fail: a state without its event would stay a secret.
+  // Nothing may fail from here on: otherwise the state would change without an event.
   SetState(newState);
   handler_.OnVekConnectEvent(*this, reason);
 }
 
-// The application knows that the sign-on was refused; that the server hangs up then is no news.
+// The application already knows that the sign-on was refused; the server closing the link afterwards is not
+// reported.
 void VekClient::OnLinkBrokenAfterRefusal() {
   parser_.SetDisconnected();
   WipeSignOn();

@@ -1,4 +1,4 @@
-// Packets with passwords, and what the application sends.
+// Packets with passwords, and the application's sends.
 #include "protocol/PasswordChange.h"
 #include "protocol/SignOn.h"
 #include "session/TImpl.h"
@@ -15,7 +15,7 @@ bool VekClient::SendPk(char* packet, int length) {
   return impl_->SendPk(packet, length);
 }
 
-// False when the texts are too long.
+// False if the texts are too long.
 bool VekClient::SendSignOn() {
   TSecretPacket packet = MakeSignOnRequest(sgnId_, sgnPass_);
   if (!packet) return false;

@@ -7,9 +7,9 @@
 
 namespace Dova {
 
-// One T a process, made on first use and never destroyed: threads may still use it while the process ends. A
-// forked child gets one of its own, as threads that it does not have may hold the locks of its parent's; only
-// that one takes memory.
+// One T per process, created on first use and never destroyed, because threads may use it while the process
+// ends. A forked child gets its own, because the parent's locks may be held by threads that do not exist
+// there. Only the child's copy is allocated.
 template <class T>
 T& PerProcess() {
   struct TMade {

@@ -1,4 +1,4 @@
-// Counted references: an object carries its count, and deletes itself when the last reference goes.
+// Reference counting: an object contains its count and deletes itself when the last reference is released.
 #pragma once
 
 #include <atomic>
@@ -7,7 +7,7 @@
 
 namespace Dstl {
 
-// Thread-safe count. An object starts with no reference; the first wise_ref takes it.
+// Thread-safe count. An object starts without a reference; the first wise_ref acquires it.
 template <class TCount>
 class ref_counter {
  public:
@@ -17,15 +17,15 @@ class ref_counter {
 
   void add_ref() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
-  // Takes a reference unless the last one is gone already: for what is called late, by something whose end
-  // the object's destructor waits for.
+  // Acquires a reference unless the last one is already released. For late callbacks whose end the object's
+  // destructor waits for.
   bool try_add_ref() const noexcept {
     TCount count = count_.load(std::memory_order_relaxed);
     while (count != 0 && !count_.compare_exchange_weak(count, count + 1, std::memory_order_relaxed)) continue;
     return count != 0;
   }
 
-  // Drops one reference; true when it was the last and the object is gone.
+  // Releases one reference. Returns true if it was the last, and the object is deleted.
   bool release() const noexcept {
     if (count_.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
     delete this;
@@ -39,8 +39,8 @@ class ref_counter {
   mutable std::atomic<TCount> count_{0};
 };
 
-// The same with every change under a mutex that the owner names, so that "is there one?" and "take it" can be
-// one step for a shared object. Not self-deleting: the derived class decides under the same mutex.
+// As ref_counter, but changed only under a mutex supplied by the owner, so that checking and acquiring a
+// shared object can be one step. Does not delete itself: the derived class decides under the same mutex.
 template <class TCount>
 class ref_counter_ost {
  protected:
@@ -60,7 +60,7 @@ class ref_counter_ost {
   TCount count_ = 0;
 };
 
-// Holds one reference to an object, or none.
+// Holds one reference, or null.
 template <class T>
 class wise_ref {
  public:
@@ -68,7 +68,7 @@ class wise_ref {
   explicit wise_ref(T* object) noexcept : object_(object) {
     if (object_) object_->add_ref();
   }
-  // Holds nothing when the object's last reference is gone.
+  // Null if the object's last reference is already released.
   static wise_ref try_hold(T* object) noexcept {
     wise_ref held;
     if (object->try_add_ref()) held.object_ = object;

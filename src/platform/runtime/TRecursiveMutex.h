@@ -7,14 +7,14 @@
 
 namespace Dova {
 
-// A mutex that its holder may take again. BasicLockable.
+// A recursive mutex. BasicLockable.
 //
 // Unlike std::recursive_mutex it can tell whether the calling thread holds it.
 class TRecursiveMutex {
  public:
   void lock() noexcept {
     const std::uintptr_t self = Os::CurrentThreadToken();
-    // Only this thread can have put its own token there.
+    // Only this thread can have stored its own token.
     if (owner_.load(std::memory_order_relaxed) != self) {
       mutex_.lock();
       owner_.store(self, std::memory_order_relaxed);

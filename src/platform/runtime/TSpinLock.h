@@ -7,7 +7,7 @@
 
 namespace Dova {
 
-// For a handful of instructions that threads hardly ever meet in. BasicLockable.
+// For critical sections of a few instructions with hardly any contention. BasicLockable.
 class TSpinLock {
  public:
   void lock() noexcept {

@@ -35,7 +35,8 @@ bool TSyncContext::Take(std::uintptr_t me) noexcept {
   return true;
 }
 
-// Just came in: leave again when nobody wants us here. A thread that was inside already stays.
+// After entering: leaves again if the context was aborted or the caller cancelled. A thread that was already
+// inside stays.
 bool TSyncContext::StayIn(const std::atomic<bool>* cancelled) noexcept {
   if (depth_ > 1) return true;
   if (!aborted_.load(std::memory_order_acquire) && !IsSet(cancelled)) return true;
@@ -47,7 +48,7 @@ bool TSyncContext::EnterSlow(TSyncScope& scope, std::uintptr_t me,
                              const std::atomic<bool>* cancelled) noexcept {
   TSyncWait wait(*this, me);
   Queue(wait);
-  // The first look comes before the first sleep: a Kick from before this thread was queued is not repeated.
+  // Check before the first sleep: a Kick from before this thread was queued is not repeated.
   for (bool woken = true;; woken = wait.Sleep()) {
     const EWait now = Look(wait, woken, cancelled);
     if (now == EWait::Over) return StayIn(cancelled);
@@ -65,8 +66,8 @@ void TSyncContext::Queue(TSyncWait& wait) noexcept {
   TSyncWait** last = &firstWaiting_;
   while (*last) last = &(*last)->next;
   *last = &wait;
-  // Announced before the look at owner_; Leave clears owner_ before it looks at waiting_. One of the two
-  // sees it.
+  // Incremented before owner_ is checked; Leave clears owner_ before it checks waiting_. So one of the two
+  // threads sees the other.
   waiting_.fetch_add(1);
   GrantNext(lock);
 }
@@ -120,15 +121,15 @@ void TSyncContext::Abort() noexcept {
   Kick();
 }
 
-// The depth that was there. Only while the thread inside does nothing: it sleeps in a wait, or is the one
-// that gives the place back.
+// Returns the previous depth. Only while the thread inside is idle: it sleeps in a wait, or is giving the
+// place back.
 unsigned TSyncContext::PassOn(std::uintptr_t to, unsigned depth) noexcept {
   const unsigned before = std::exchange(depth_, depth);
   owner_.store(to);
   return before;
 }
 
-// The depth starts at one, so that no Leave of this thread's lets anybody in.
+// The depth starts at one, so no Leave of this thread releases the context.
 TSyncContext::TAdopt::TAdopt(Dstl::wise_ref<TSyncContext> context, std::uintptr_t lender) noexcept
     : context_(std::move(context)), lender_(lender) {
   const std::uintptr_t me = Os::CurrentThreadToken();

@@ -14,32 +14,31 @@ namespace Dova {
 
 class TSyncScope;
 
-// The place where one session's events happen: whoever raises one, opens or closes does it inside, one thread
-// at a time, through a TSyncScope. Recursive. First come, first served: a thread that asks for Disconnect is
-// not starved by a link that streams.
+// Serialises the events of one session. Threads that raise an event, open or close enter it through a
+// TSyncScope, one at a time. Recursive. FIFO: a thread that wants to disconnect is not starved by a link that
+// streams.
 //
-// Entering can fail: for everybody once the context was aborted (the session is being deleted), in a forked
-// child that inherited it, and for a
-// caller whose own `cancelled` flag is set (its messenger is being closed by the thread that is inside). So a
-// thread inside may wait for threads that wait to enter.
+// Entering fails for every thread once the context was aborted (the session is being deleted), in a forked
+// child that inherited it, and for a caller whose `cancelled` flag is set (its messenger is being closed by
+// the thread inside). So a thread inside may wait for threads that wait to enter.
 //
-// A wait that would close a circle of waiting threads is not waited: the thread goes in as if it were called
-// from inside the event that stands there (TSyncWait). Whoever waits here while it is inside another context
-// may therefore find, when it wakes, that what it was doing there has been overtaken.
+// A wait that would close a cycle of waiting threads is not performed: the thread enters as if called from
+// inside the event that is running there (TSyncWait). So a thread that waits here while inside another
+// context may find, after waking up, that its work there has been overtaken.
 //
-// A thread that waits to enter keeps answering messages that are sent to its windows.
+// A thread that waits to enter keeps answering messages sent to its windows.
 class TSyncContext : public Dstl::ref_counter<unsigned> {
  public:
-  // Lets waiting threads look at their flags.
+  // Makes waiting threads check their `cancelled` flags.
   void Kick() noexcept;
 
-  // From inside: nobody enters any more, except this thread recursively.
+  // From inside: no thread enters any more, except this one recursively.
   void Abort() noexcept;
 
   bool IsInside() const noexcept;
 
-  // True in a process forked from the one that made the context: whoever was inside is not here. Nobody
-  // enters.
+  // True in a process forked from the one that created the context: the thread inside does not exist here. No
+  // thread enters.
   bool IsInherited() const noexcept { return generation_ != Os::ProcessGeneration(); }
 
   class TAdopt;
@@ -68,20 +67,21 @@ class TSyncContext : public Dstl::ref_counter<unsigned> {
   std::atomic<std::uintptr_t> owner_{0};
   unsigned depth_ = 0;  // the owner's
   std::atomic<bool> aborted_{false};
-  std::atomic<unsigned> waiting_{0};  // how many wait, readable without the mutex
+  std::atomic<unsigned> waiting_{0};  // number of waiting threads, readable without the mutex
   Os::TMutex mutex_;
   TSyncWait* firstWaiting_ = nullptr;
 };
 
-// For a thread that is called by one that is inside and waits for it: it stands in for that one for a scope,
-// with a depth of its own, so it may enter, close what is open and abort. As the other does nothing
-// meanwhile, there is still only one inside. Whoever has been waiting to enter, perhaps the calling thread
-// itself further down its stack, keeps waiting.
+// For a thread called by another thread that is inside and waits for the call. It takes that thread's place
+// for a scope, with its own depth, so it may enter, close and abort. The lender is idle meanwhile, so there
+// is still only one thread inside. Threads waiting to enter keep waiting, possibly including the calling
+// thread further down its stack.
 //
-// The call and its return must be visible as synchronisation between the two threads.
+// The call and its return must synchronise the two threads.
 class TSyncContext::TAdopt {
  public:
-  // Nothing for a null context, when `lender` (a CurrentThreadToken) is not inside, or is the calling thread.
+  // Does nothing for a null context, if `lender` (a CurrentThreadToken) is not inside, or if it is the
+  // calling thread.
   TAdopt(Dstl::wise_ref<TSyncContext> context, std::uintptr_t lender) noexcept;
   ~TAdopt();
   TAdopt(const TAdopt&) = delete;
@@ -93,16 +93,16 @@ class TSyncContext::TAdopt {
   unsigned depth_ = 0;  // the lender's
 };
 
-// Inside a context for a scope, when it could be entered. Keeps the context alive.
+// Inside a context for its lifetime, if entering succeeded. Keeps the context alive.
 class TSyncScope {
  public:
-  // Waits until nobody else is inside. False when aborted or cancelled; then it is not inside. `cancelled` is
-  // looked at when the wait begins, when it ends, and at every Kick.
+  // Waits until no other thread is inside. Not inside if aborted or cancelled. `cancelled` is checked when
+  // the wait begins, when it ends, and at every Kick.
   explicit TSyncScope(Dstl::wise_ref<TSyncContext> context,
                       const std::atomic<bool>* cancelled = nullptr) noexcept
       : context_(std::move(context)), inside_(context_->Enter(*this, cancelled)) {}
 
-  // Without waiting: not inside, either, when somebody else is.
+  // Does not wait: not inside if another thread is.
   TSyncScope(Dstl::wise_ref<TSyncContext> context, std::try_to_lock_t) noexcept
       : context_(std::move(context)), inside_(context_->TryEnter()) {}
 
@@ -122,7 +122,7 @@ class TSyncScope {
   friend class TSyncContext;
 
   Dstl::wise_ref<TSyncContext> context_;
-  TSyncWait* lender_ = nullptr;  // whose place this is
+  TSyncWait* lender_ = nullptr;  // owner of the place taken
   unsigned lenderDepth_ = 0;
   bool inside_;
 };

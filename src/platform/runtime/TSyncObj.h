@@ -7,7 +7,7 @@
 
 namespace Dova {
 
-// An action that is carried out inside a synchronised context.
+// An action executed inside a synchronised context.
 class TSyncObj {
  public:
   explicit TSyncObj(Dstl::wise_ref<TSyncContext> context) noexcept : context_(std::move(context)) {}
@@ -15,11 +15,11 @@ class TSyncObj {
   TSyncObj(const TSyncObj&) = delete;
   TSyncObj& operator=(const TSyncObj&) = delete;
 
-  // Runs the action inside the context, on this thread. With `wait` false only when the context is free at
-  // once. False when the action was not run: the context was aborted, AbortSync was called, or it was busy.
+  // Runs the action inside the context, on this thread. If `wait` is false, only if the context is free at
+  // once. Returns false if the action was not run: the context was aborted or busy, or AbortSync was called.
   bool WaitSync(bool wait);
 
-  // A WaitSync that waits, now or later, gives up. From any thread.
+  // Makes a current or future waiting WaitSync fail. Thread-safe.
   void AbortSync() noexcept;
 
  protected:

@@ -12,22 +12,21 @@
 namespace Dova {
 namespace {
 
-// How often a sleeping thread looks whether the one that it waits for was killed by the end of the process.
+// How often a sleeping thread checks whether process shutdown has killed the thread it waits for.
 constexpr int kExitCheckMs = 200;
 
 }  // namespace
 
-// Every wait of the process. What the answers rest on: a thread that sleeps keeps its places, so if the chain
-// of sleeping threads ends at the one who asks, nothing in the chain can move.
+// All waits of the process. Invariant: a sleeping thread keeps its places, so if a chain of sleeping threads
+// ends at the thread that asks, no thread in the chain can move.
 struct TSyncWait::TList {
-  Os::TMutex mutex;  // taken before a context's
+  Os::TMutex mutex;  // lock order: before a context's mutex
   TSyncWait* first = nullptr;
 
   static TList instance;
   static TList& Of() noexcept { return instance; }
 
-  // The threads that a forked child would find in the list are not there, and one of them may have held the
-  // mutex.
+  // In a forked child the listed threads do not exist, and one of them may have held the mutex.
   static const Os::TForkedChildStep forgetParent;
 
   void Add(TSyncWait& wait) noexcept {
@@ -39,10 +38,10 @@ struct TSyncWait::TList {
     if (!std::exchange(wait.listed_, false)) return;
     TSyncWait** at = &first;
     while (*at && *at != &wait) at = &(*at)->nextListed_;
-    if (*at) *at = wait.nextListed_;  // not there: it was listed in the process that this one was forked from
+    if (*at) *at = wait.nextListed_;  // absent if it was listed before a fork
   }
 
-  // The wait that a thread sleeps in; null when it is awake.
+  // The wait a thread sleeps in; null if it is awake.
   TSyncWait* Sleeping(std::uintptr_t thread) const noexcept {
     TSyncWait* wait = first;
     while (wait && (wait->thread_ != thread || wait->answering_)) wait = wait->nextListed_;
@@ -50,14 +49,14 @@ struct TSyncWait::TList {
   }
 };
 
-// Needs no destruction: clients may outlive the destruction of statics.
+// Trivially destructible: clients may outlive the destruction of statics.
 constinit TSyncWait::TList TSyncWait::TList::instance;
 const Os::TForkedChildStep TSyncWait::TList::forgetParent([]() noexcept { ::new (&instance) TList; });
 
 TSyncWait::~TSyncWait() {
   TList& list = TList::Of();
   std::unique_lock lock(list.mutex);
-  // Awake or not: while somebody is in this thread's place, this thread is not.
+  // Awake or not: while another thread has this thread's place, this one must not continue.
   while (lent_ != 0 && !Os::ProcessIsExiting() && !context_.IsInherited()) {
     lock.unlock();
     Sleep();
@@ -78,7 +77,7 @@ void TSyncWait::BeforeAnswer() noexcept {
   answering_ = true;
 }
 
-// What was answered may have left this thread closing a circle: it looks again.
+// The messages answered may have created a cycle through this thread: check again.
 void TSyncWait::AfterAnswer() noexcept {
   const std::lock_guard lock(TList::Of().mutex);
   answering_ = false;
@@ -100,9 +99,9 @@ TSyncWait* TSyncWait::TakePlace(unsigned& depth) noexcept {
   return nullptr;
 }
 
-// With the list's mutex held: whether this thread sleeps, perhaps by way of others, for a context that
-// `asker`'s thread is inside of. A wait whose context has come to its own thread is over, and so is one for
-// the asker's own context: whoever is inside there has just left it again, perhaps to the asker.
+// With the list's mutex held: true if this thread sleeps, directly or through others, for a context that
+// `asker`'s thread is inside. A wait granted to its own thread is over. So is a wait for the asker's own
+// context: the thread inside has just left it, possibly to the asker.
 bool TSyncWait::EndsAt(const TSyncWait& asker) const noexcept {
   const TList& list = TList::Of();
   for (const TSyncWait* wait = this; wait; wait = list.Sleeping(wait->context_.Owner())) {
@@ -119,7 +118,7 @@ void TSyncWait::GiveBack(TSyncContext& context, unsigned depth) noexcept {
     context.PassOn(thread_, depth);
     if (--lent_ == 0) Wake();
   }
-  // The thread may want in further up its stack, from what it answered meanwhile: it is inside again.
+  // The thread may want to enter further up its stack, from a message it answered: it is inside again.
   context.Kick();
 }
 

@@ -12,10 +12,10 @@ class TSyncContext;
 
 // One thread's wait for a context; lives on that thread's stack.
 //
-// The waits of the process know of each other, so that a circle is seen by the thread that is about to close
-// it: it wants in where another one is inside that itself sleeps, perhaps by way of more, until this thread
-// leaves a context. None of them would ever wake. This thread does not wait then: it takes the place of the
-// one inside, which sleeps on until the place is given back.
+// The waits of the process are linked, so a thread about to close a cycle detects it: the thread inside the
+// wanted context sleeps, directly or through others, until this thread leaves a context. All of them would
+// deadlock. Instead of waiting, this thread takes the place of the one inside, which sleeps until the place
+// is given back.
 class TSyncWait final : private Os::TAnswerWatch {
  public:
   TSyncWait(TSyncContext& context, std::uintptr_t thread) noexcept : context_(context), thread_(thread) {}
@@ -25,18 +25,18 @@ class TSyncWait final : private Os::TAnswerWatch {
 
   std::uintptr_t Thread() const noexcept { return thread_; }
 
-  // Whose place this thread has to take, because waiting would close a circle; it has been taken then, and
-  // `depth` is the lender's. Null: sleep. From the moment of this answer on the wait counts as sleeping.
+  // If waiting would close a cycle, takes a place, returns the wait it was taken from and sets `depth` to the
+  // lender's. Otherwise null: the caller must sleep, and the wait counts as sleeping from now on.
   TSyncWait* TakePlace(unsigned& depth) noexcept;
 
-  // Sleeps until woken or for a while; false when nobody woke it.
+  // Sleeps until woken or for a limited time; false if not woken.
   bool Sleep() noexcept;
   void Wake() noexcept { event_.Set(); }
 
-  // From the thread that took the place.
+  // Called by the thread that took the place.
   void GiveBack(TSyncContext& context, unsigned depth) noexcept;
 
-  // The context's own, under its mutex:
+  // Used by the context, under its mutex:
   bool granted = false;
   TSyncWait* next = nullptr;
 
@@ -50,11 +50,11 @@ class TSyncWait final : private Os::TAnswerWatch {
   TSyncContext& context_;
   const std::uintptr_t thread_;
   Os::TEvent event_;
-  // Under the list's mutex:
+  // Guarded by the list's mutex:
   TSyncWait* nextListed_ = nullptr;
   bool listed_ = false;
-  bool answering_ = false;  // awake for a while: nobody takes its places
-  unsigned lent_ = 0;       // places that others have taken
+  bool answering_ = false;  // temporarily awake: its places cannot be taken
+  unsigned lent_ = 0;       // places taken by other threads
 };
 
 }  // namespace Dova

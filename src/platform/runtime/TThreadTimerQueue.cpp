@@ -26,7 +26,7 @@ TThreadTimerQueue& TThreadTimerQueue::Instance() noexcept {
   return storage.queue;
 }
 
-// What the parent's queue has is left as it is: its threads are not here, and one of them may have its lock.
+// The parent's queue is abandoned: its threads do not exist here, and one of them may hold its lock.
 void TThreadTimerQueue::ForgetParent() noexcept {
   static_cast<void>(::new (&storage.queue) TThreadTimerQueue);
 }
@@ -50,13 +50,13 @@ TThreadTimerQueue::THelper::THelper(Os::TMessageLoop& loop) noexcept : loop_(loo
   Instance().helper_ = &loop_;
 }
 
-// The next core thread may have begun to help already.
+// The next core thread may already have installed its helper.
 TThreadTimerQueue::THelper::~THelper() {
   const std::lock_guard lock(Instance().mutex_);
   if (Instance().helper_ == &loop_) Instance().helper_ = nullptr;
 }
 
-// With the lock held: a leader that has to be woken to take notice; null when there is none, or it is new.
+// With the lock held: returns a leader that must be woken; null if there is none, or it is new.
 TThreadTimerQueue::TWorkerRef TThreadTimerQueue::AppointLeader() noexcept {
   if (!leader_) {
     const auto idle = std::find_if(workers_.rbegin(), workers_.rend(), [](auto& each) { return each->idle; });
@@ -97,8 +97,8 @@ void TThreadTimerQueue::OnSooner(TLock& lock) noexcept {
   if (toWake) toWake->alarm.Wake();
 }
 
-// A worker's time in the queue. It may end within an expiry, when somebody ends the thread (pthread_exit), or
-// forks: then the child's only thread is here, and the queue no longer its own.
+// A worker's stay in the queue. It may end inside an expiry, if the thread exits there (pthread_exit) or
+// forks: in the child only this thread exists, and the queue is no longer its own.
 class TThreadTimerQueue::TStay {
  public:
   TStay(TThreadTimerQueue& queue, TWorker& worker) : queue_(queue), worker_(worker), lock(queue.mutex_) {}
@@ -107,7 +107,7 @@ class TThreadTimerQueue::TStay {
     if (lock.owns_lock() && !worker_.retired) {
       std::erase_if(queue_.workers_, [this](auto& each) { return each.get() == &worker_; });
       worker_.thread.Detach();
-      // The timer whose expiry it was may have been started again in it, and nobody else been there.
+      // The expired timer may have been restarted in its expiry while there was no other worker.
       if (queue_.NextLook() != kNever) queue_.AppointLeader();
     }
     queue_.threads_.fetch_sub(1);
@@ -152,7 +152,7 @@ void TThreadTimerQueue::Lead(const TWorkerRef& self, TLock& lock) {
     return;
   }
   leader_.reset();
-  // With nothing to wait for nobody need wait; whoever arms a timer meanwhile appoints a leader.
+  // Without pending timers no thread needs to wait; the next Start appoints a leader.
   const TWorkerRef next = NextLook() == kNever ? nullptr : AppointLeader();
   self->busy = true;
   const bool sooner = Run(*due, lock, [&] {
@@ -163,7 +163,7 @@ void TThreadTimerQueue::Lead(const TWorkerRef& self, TLock& lock) {
   if (sooner && leader_) leader_->alarm.Wake();
 }
 
-// Waits for work; false when none came for a while.
+// Waits for work; false if none arrived for a while.
 bool TThreadTimerQueue::Idle(TWorker& self, TLock& lock) {
   self.idle = true;
   const std::int64_t until = NowNs() + kIdleNs;
@@ -173,7 +173,7 @@ bool TThreadTimerQueue::Idle(TWorker& self, TLock& lock) {
   return false;
 }
 
-// Somebody has to join a thread that ends by itself: the next one that does so, or the last timer's
+// A thread that ends by itself must be joined: by the next one that does so, or by the last timer's
 // destructor.
 void TThreadTimerQueue::Leave(const TWorkerRef& self, TLock& lock) {
   std::erase(workers_, self);
@@ -191,8 +191,8 @@ void TThreadTimerQueue::OnLastGone(TLock& lock) noexcept {
   if (unloading) left.Detach();
   for (const TWorkerRef& worker : workers) {
     worker->retired = true;
-    // It is inside an expiry that has destroyed its timer, perhaps this one. That code may wait for what our
-    // caller holds, so it is left to end by itself.
+    // The worker is inside an expiry that destroyed its timer, perhaps this one. That code may wait for
+    // something our caller holds, so the thread is detached.
     if (worker->busy || unloading) worker->thread.Detach();
   }
   lock.unlock();

@@ -11,17 +11,16 @@
 
 namespace Dova {
 
-// The real queue: the system's clock, and threads that are there while timers are.
+// The production queue: the system's clock, and threads that exist while timers do.
 //
-// One thread, the leader, sleeps until the next timer is due. It gives that role away before it runs the
-// expiry, to an idle thread or a new one, so that a slow expiry delays nobody else's timer. There are at most
-// as many threads as expiries running at the same time, and one; those that stay idle end after a while. The
-// destruction of the last timer ends them all.
+// One thread, the leader, sleeps until the next timer is due. Before it runs the expiry it passes the role to
+// an idle or new thread, so a slow expiry does not delay other timers. There is at most one thread more than
+// expiries running concurrently; idle threads end after a while. Destroying the last timer ends them all.
 //
-// A thread that could not be had is asked for again whenever a timer is started or made, by a worker whose
+// If a thread could not be started, it is retried whenever a timer is started or created, by a worker whose
 // expiry has ended (which then leads itself), and every TMessageLoop::kAgainMs by the helper.
 //
-// A forked child finds the queue as new. Timers of the parent do not touch it.
+// A forked child starts with a new queue. Timers of the parent do not affect it.
 class TThreadTimerQueue final : public TTimerQueue {
  public:
   // Never destroyed: timers may outlive every static object.
@@ -29,10 +28,10 @@ class TThreadTimerQueue final : public TTimerQueue {
 
   std::int64_t NowNs() const noexcept override;
 
-  // Asks for the thread that could not be had, if that is so; true when it is still lacking.
+  // Retries to start a missing thread; true if it is still missing.
   static bool AskForThread() noexcept;
 
-  // A loop that runs AskForThread and, for the life of this object, is woken when a thread is lacking.
+  // A loop that runs AskForThread; for the lifetime of this object it is woken when a thread is missing.
   class THelper {
    public:
     explicit THelper(Os::TMessageLoop& loop) noexcept;
@@ -44,17 +43,17 @@ class TThreadTimerQueue final : public TTimerQueue {
     Os::TMessageLoop& loop_;
   };
 
-  // For tests: threads that have not ended, and how often one of them woke up.
+  // For tests: number of live threads, and of their wake-ups.
   unsigned ThreadCount() const noexcept { return threads_.load(); }
   std::uint64_t WakeCount() const noexcept { return wakes_.load(); }
 
  private:
   struct TWorker {
     Os::TAlarm alarm;
-    // Under the queue's lock:
+    // Guarded by the queue's lock:
     Os::TThread thread;
     bool idle = false;
-    bool busy = false;  // runs an expiry
+    bool busy = false;  // running an expiry
     bool retired = false;
   };
   using TWorkerRef = std::shared_ptr<TWorker>;
@@ -75,10 +74,10 @@ class TThreadTimerQueue final : public TTimerQueue {
   void Leave(const TWorkerRef& self, TLock& lock);
   void Sleep(TWorker& self, TLock& lock, std::int64_t dueNs);
 
-  // Under the queue's lock:
+  // Guarded by the queue's lock:
   TWorkerRef leader_;
   std::vector<TWorkerRef> workers_;
-  Os::TThread left_;  // the last one that ended for lack of work
+  Os::TThread left_;  // the last one that ended while idle
   Os::TMessageLoop* helper_ = nullptr;
 
   std::atomic<unsigned> threads_{0};

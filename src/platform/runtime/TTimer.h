@@ -8,9 +8,9 @@
 namespace Dova {
 
 // A timer that calls a member function of its owner. The owner must live until the timer has been destroyed,
-// or until the expiry that destroys both has returned. When the owner is counted, an expiry may begin while
-// its last reference goes, whose destructor waits here: it takes a reference (wise_ref::try_hold) first, or
-// returns.
+// or until the expiry that destroys both has returned. If the owner is reference-counted, an expiry may begin
+// while the last reference is released and the destructor waits here: the expiry must first acquire a
+// reference (wise_ref::try_hold), or return.
 template <class T>
 class TTimer final : public TTimerBase {
  public:
@@ -19,7 +19,7 @@ class TTimer final : public TTimerBase {
   TTimer(TOnTimerStyle style, T& owner) : TTimerBase(style), owner_(owner) {}
   ~TTimer() override { Close(); }
 
-  // What expiries call from now on; null (the state at first): nothing.
+  // Sets the function expiries call; null (the initial state) for none.
   void SetTarget(TTarget target) noexcept {
     const std::lock_guard<TSpinLock> lock(targetLock_);
     target_ = target;
@@ -39,7 +39,7 @@ class TTimer final : public TTimerBase {
       target = target_;
     }
     if (target != nullptr) (owner_.*target)();
-    // Nothing of this timer may be touched here: the call may have destroyed it.
+    // The call may have destroyed this timer: do not access it afterwards.
   }
 
   T& owner_;

@@ -7,9 +7,8 @@
 
 namespace Dova {
 
-// Timers by the moment at which the queue looks at them (queued_), earliest first; of equal ones the one that
-// was put there first. Each knows its place, so that any can be moved or removed in O(log n). The queue's
-// lock guards it.
+// Timers ordered by the time at which the queue checks them (queued_), FIFO for equal times. Each knows its
+// index, so any can be moved or removed in O(log n). Guarded by the queue's lock.
 class TTimerHeap {
  public:
   bool Empty() const noexcept { return timers_.empty(); }
@@ -18,12 +17,12 @@ class TTimerHeap {
 
   static bool Holds(const TTimerBase& timer) noexcept { return timer.heapIndex_ != TTimerBase::kNowhere; }
 
-  // Makes room for `count` timers, so that Put cannot fail.
+  // Reserves space for `count` timers, so that Put cannot fail.
   void Reserve(std::size_t count) {
     if (count > timers_.capacity()) timers_.reserve(2 * count);
   }
 
-  // Puts the timer in, or moves it when it is there.
+  // Inserts the timer, or moves it if already present.
   void Put(TTimerBase& timer, std::int64_t key) noexcept;
   void Remove(TTimerBase& timer) noexcept;
 

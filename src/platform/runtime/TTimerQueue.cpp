@@ -1,15 +1,14 @@
-// How arming works without a lock. A timer has two moments: due_, when its expiry is wanted, and queued_,
-// when the queue will look at it; the heap is sorted by the latter. Start writes due_ and then reads queued_:
-// if the queue looks in time anyway, that is all. Otherwise it takes the lock and moves the timer in the
-// heap.
+// Lock-free arming. A timer has two times: due_, when its expiry is requested, and queued_, when the queue
+// will check it; the heap is sorted by queued_. Start writes due_ and then reads queued_. If the queue checks
+// early enough, nothing else is needed. Otherwise Start takes the lock and moves the timer in the heap.
 //
-// The queue, when it looks, first takes the timer out (queued_ = never) and then reads due_. All four
-// accesses are in one total order, so either the queue sees the new due_, or Start sees that the queue will
-// not look and takes the lock; a Start that was overtaken is never lost. A timer that turns out to be wanted
-// later goes back into the heap with that moment; one that was stopped stays out.
+// To check a timer, the queue first removes it (queued_ = never) and then reads due_. All four accesses are
+// sequentially consistent, so either the queue sees the new due_, or Start sees that the queue will not check
+// and takes the lock; no Start is lost. A timer requested for a later time is put back with that time; a
+// stopped one is not.
 //
-// While its expiry runs a timer is never in the heap, so it cannot run twice at once; the end of the run puts
-// it back.
+// A timer is never in the heap while its expiry runs, so it cannot run twice concurrently; it is put back at
+// the end of the run.
 #include "platform/runtime/TTimerQueue.h"
 
 #include "platform/os/Event.h"
@@ -41,7 +40,7 @@ void TTimerQueue::Attach() {
 }
 
 void TTimerQueue::Detach(TTimerBase& timer) noexcept {
-  // Nobody runs expiries any more, and a thread that was ended may have taken the lock with it.
+  // No expiries run any more, and a killed thread may hold the lock.
   if (Os::ProcessIsExiting() || timer.IsInherited()) return;
   TLock lock(mutex_);
   timer.due_.store(kNever);
@@ -63,12 +62,12 @@ void TTimerQueue::Detach(TTimerBase& timer) noexcept {
 void TTimerQueue::Arm(TTimerBase& timer) noexcept {
   if (Os::ProcessIsExiting() || timer.IsInherited()) return;
   TLock lock(mutex_);
-  // The end of the run will see what is wanted.
+  // The end of the run will handle the request.
   const bool sooner = timer.run_ == nullptr && PutAsDue(timer);
   if (sooner || LacksThread()) OnSooner(lock);
 }
 
-// Sees to it that the queue looks at the timer in time; true when that is earlier than anything it looks at.
+// Makes the queue check the timer in time. Returns true if that is earlier than all its other timers.
 bool TTimerQueue::PutAsDue(TTimerBase& timer) noexcept {
   const std::int64_t due = timer.due_.load();
   if (due >= timer.queued_.load(std::memory_order_relaxed)) return false;
@@ -85,7 +84,7 @@ TTimerBase* TTimerQueue::TakeDue(std::int64_t now) noexcept {
     while (due <= key) {
       if (timer.due_.compare_exchange_weak(due, kNever)) return &timer;
     }
-    // Wanted later than at `key`, if at all: others may come before it.
+    // Requested for later than `key`, if at all: other timers may be due first.
     PutAsDue(timer);
   }
   return nullptr;

@@ -10,52 +10,53 @@
 
 namespace Dova {
 
-// A clock and the timers that go by it. The real one runs expiries on threads of its own; tests put another
-// in its place in which time goes by as they say.
+// A clock and the timers that use it. The production queue runs expiries on its own threads; tests substitute
+// one with virtual time.
 class TTimerQueue {
  public:
   TTimerQueue(const TTimerQueue&) = delete;
   TTimerQueue& operator=(const TTimerQueue&) = delete;
 
-  // The queue that timers and limiters made from now on belong to.
+  // The queue used by timers and limiters created from now on.
   static TTimerQueue& Current() noexcept;
 
-  // Makes `queue` the current one; null: the real one again. It must outlive what is made meanwhile.
+  // Makes `queue` the current one, or the production queue if null. It must outlive the timers and limiters
+  // created meanwhile.
   static void Replace(TTimerQueue* queue) noexcept;
 
-  // Nanoseconds of a clock that never goes back.
+  // Nanoseconds of a monotonic clock.
   virtual std::int64_t NowNs() const noexcept = 0;
 
  protected:
   using TLock = std::unique_lock<Os::TMutex>;
   static constexpr std::int64_t kNever = TTimerBase::kNever;
 
-  // An expiry that is running; lives on the stack of the thread that runs it.
+  // A running expiry; lives on the stack of its thread.
   using TRun = TTimerBase::TRun;
 
   constexpr TTimerQueue() = default;
   virtual ~TTimerQueue() = default;
 
-  // With the lock held, which each may release as the last thing that it does:
-  // The queue has to look at a timer earlier than it thought, or lacks a thread that would.
+  // Both are called with the lock held, and may release it as their last action.
+  //
+  // The queue must check a timer earlier than planned, or a thread for that is missing.
   virtual void OnSooner(TLock& lock) noexcept = 0;
   // No timer is left.
   virtual void OnLastGone(TLock& lock) noexcept = 0;
 
-  // With the lock held: the earliest moment at which something may be due.
+  // With the lock held: the earliest time at which a timer may be due.
   std::int64_t NextLook() const noexcept { return heap_.TopKey(); }
 
-  // With the lock held: the timer that is due first at `now`, taken out and disarmed; null when there is
-  // none.
+  // With the lock held: removes and disarms the first timer due at `now`; null if there is none.
   TTimerBase* TakeDue(std::int64_t now) noexcept;
 
-  // Runs the expiry of a timer that TakeDue gave: releases the lock, calls `beforeExpiry`, runs it and takes
-  // the lock again, also when the expiry is unwound. True when the timer was armed meanwhile and is now the
-  // earliest. In a child that was forked by the expiry the lock stays released.
+  // Runs the expiry of a timer returned by TakeDue: releases the lock, calls `beforeExpiry`, runs the expiry,
+  // and takes the lock again, also if the expiry is unwound. Returns true if the timer was armed meanwhile
+  // and is now the earliest. In a child forked by the expiry the lock stays released.
   template <class TBeforeExpiry>
   bool Run(TTimerBase& timer, TLock& lock, TBeforeExpiry beforeExpiry);
 
-  // Whether timers wait for a thread that could not be had. Read by Start without the lock.
+  // True if timers wait for a thread that could not be started. Start reads it without the lock.
   bool LacksThread() const noexcept { return lacksThread_.load(std::memory_order_relaxed); }
   void SetLacksThread(bool lacks) noexcept { lacksThread_.store(lacks, std::memory_order_relaxed); }
 
@@ -83,7 +84,7 @@ class TEvent;
 struct TTimerBase::TRun {
   std::uintptr_t thread;
   bool destroyed = false;        // the expiry destroyed its own timer
-  Os::TEvent* waiter = nullptr;  // set when it has ended, for a destructor on another thread
+  Os::TEvent* waiter = nullptr;  // set at the end, for a destructor on another thread
 };
 
 class TTimerQueue::TRunEnd {
@@ -103,7 +104,7 @@ class TTimerQueue::TRunEnd {
 
  private:
   TTimerQueue& queue_;
-  TTimerBase& timer_;  // may be gone when the run ends
+  TTimerBase& timer_;  // may be destroyed when the run ends
   TLock& lock_;
   bool& sooner_;
   TRun run_{Os::CurrentThreadToken()};

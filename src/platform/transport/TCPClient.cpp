@@ -14,7 +14,7 @@ constexpr int kReceiveBytes = 65536;
 constexpr std::size_t kQueueBlockBytes = 4096;
 constexpr int kLinkMarginMs = 5000;
 
-// Short enough to need no memory itself.
+// Fits into a std::string without allocation.
 constexpr char kOutOfMemory[] = "Out of memory";
 
 }  // namespace
@@ -52,8 +52,8 @@ void TCPClient::Close() {
   resolver_.Abort();
   const bool farewell = LetGo();
   WakeDrain();
-  // Their threads wait for this call to return: an event of ours is on the stack beneath, or the system's
-  // calls in them need the loader lock.
+  // The threads wait for this call to return: an event of this messenger is on the stack below, or their
+  // system calls need the loader lock.
   const bool waitedFor = IsDelivering() || Os::HoldsLoaderLock();
   if (farewell || waitedFor) linkThread_.Detach();
   if (waitedFor && drainThread_) drainThread_->Detach();
@@ -61,7 +61,7 @@ void TCPClient::Close() {
   if (drainThread_) drainThread_->Join();
 }
 
-// Nothing is taken from here on. True when the link thread stays until the peer has closed, too.
+// No data is accepted from now on. Returns true if the link thread stays until the peer has closed too.
 bool TCPClient::LetGo() {
   TSocketRef socket;
   bool linked = false;
@@ -71,7 +71,7 @@ bool TCPClient::LetGo() {
     socket = std::exchange(socket_, nullptr);
     queue_.Clear();
   }
-  // An ending process has no thread left that could read.
+  // An ending process has no thread left to read.
   if (linked && !Os::ProcessIsExiting()) return TFarewells::Begin(std::move(socket));
   if (socket) socket->Abort();
   return false;
@@ -124,7 +124,7 @@ void TCPClient::RunLink(TSocketRef socket) {
 
 void TCPClient::Work(Os::TSocket& socket) {
   if (Connect(socket) && Greet()) Receive(socket);
-  // What still comes once nobody is told any more is dropped, up to the peer's end or the end of its time.
+  // Discards what is received after the end, until the peer closes or the time limit.
   while (socket.Recv(received_.get(), kReceiveBytes) > 0) continue;
 }
 
@@ -140,7 +140,7 @@ bool TCPClient::Connect(Os::TSocket& socket) {
   return true;
 }
 
-// Sends are taken from inside the context on: nobody else's comes before what the handler sends there.
+// Sends are accepted only from inside the context on, so that the handler's own sends come first.
 bool TCPClient::Greet() {
   RunInContext([this] {
     {
@@ -223,7 +223,7 @@ int TCPClient::Send(const char* bytes, int length) {
   return length;
 }
 
-// False when nothing was taken: what was too much, or the link has ended.
+// False if nothing was accepted: the limit was exceeded, or the link has ended.
 bool TCPClient::SendOrQueue(const TLock& lock, const char* bytes, std::size_t size) {
   if (queue_.Size() + size > setting_.sendQueueBytes) return false;
   std::size_t taken = 0;
@@ -239,7 +239,8 @@ bool TCPClient::SendOrQueue(const TLock& lock, const char* bytes, std::size_t si
   return state_ == EState::Linked;
 }
 
-// Without memory for the rest or a thread to drain it, the stream would be torn: the link has to end.
+// If there is no memory for the rest, or no thread to drain it, the stream is incomplete and the link must
+// end.
 void TCPClient::Queue(const TLock& lock, const char* bytes, std::size_t size) {
   try {
     queue_.Append(bytes, size);
@@ -264,7 +265,7 @@ void TCPClient::RunDrain() {
       drainWanted_.Wait();
       queuedMore_.store(false);
       if (!Drain()) return;
-      // Waiting behind a slow event must not hold up bytes that were queued meanwhile.
+      // A slow event must not delay bytes queued meanwhile.
       const TSyncScope inside(SyncContext(), &queuedMore_);
       if (inside && Is(EState::Linked))
         RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(this); });
@@ -274,7 +275,7 @@ void TCPClient::RunDrain() {
   }
 }
 
-// Until the queue is empty; false when the link is over.
+// Sends until the queue is empty; false if the link has ended.
 bool TCPClient::Drain() {
   for (;;) {
     TSocketRef socket;
@@ -289,7 +290,7 @@ bool TCPClient::Drain() {
   }
 }
 
-// False when the system refuses.
+// False if the system refuses.
 bool TCPClient::SendQueued(const TLock&) {
   const char* block = nullptr;
   while (const std::size_t count = queue_.GetMemBlock(block)) {

@@ -20,16 +20,16 @@ namespace Dova {
 
 // Messenger kind "TCPClient" (parameters: TTCPSetting).
 //
-// One thread resolves, connects, sleeps in the system's receive call, and raises the events: no hop lies
-// between the bytes and the handler. Sends go to the system on the caller's thread. What it does not take at
-// once is queued and drained by a second thread, which exists from the first time that happens: a thread
-// asleep in the receive call cannot also wait for room, and waking it for every send would cost everybody
-// what only a stalled link needs.
+// One thread resolves, connects, blocks in receive, and raises the events: received bytes reach the handler
+// without a thread hop. Sends go to the system on the caller's thread. What the system does not accept at
+// once is queued and drained by a second thread, created when first needed: a thread blocked in receive
+// cannot also wait for send space, and waking it for every send would slow down all links for the sake of
+// stalled ones.
 //
-// Whoever finds that the link is over calls End; the link thread tells, once, with the first reason. The
-// socket is gone as soon as those who work on it have left it, whoever holds the messenger. Closing a link
-// that is up gives the peer up to two seconds to take what was sent (TFarewells); the link thread outlives
-// Close for as long as that takes.
+// Any thread that detects the end of the link calls End; the link thread reports it once, with the first
+// reason. The socket is closed as soon as the threads using it have left it, regardless of references to the
+// messenger. Closing an open link gives the peer up to two seconds to receive what was sent (TFarewells); the
+// link thread outlives Close for that time.
 class TCPClient : public TMesBase {
  public:
   TCPClient();
@@ -75,7 +75,7 @@ class TCPClient : public TMesBase {
   std::string Address() const { return setting_.host + ":" + std::to_string(setting_.port); }
   std::string SystemReason() const noexcept;
 
-  // In a forked child: the threads, and whoever held a lock, are the parent's.
+  // True in a forked child: the threads, and the holders of locks, are the parent's.
   bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
 
   const unsigned generation_ = Os::ProcessGeneration();
@@ -83,13 +83,14 @@ class TCPClient : public TMesBase {
   TResolver resolver_;
   Os::TThread linkThread_;
   Os::TEvent drainWanted_;
-  std::atomic<bool> queuedMore_{false};  // cancels the drain thread's wait to raise OnMesSendEmpty
+  std::atomic<bool> queuedMore_{
+      false};  // cancels the drain thread's wait for the context to raise OnMesSendEmpty
 
-  std::unique_ptr<char[]> received_;  // the link thread's, as are the two numbers
+  std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next two
   int receivedAt_ = 0;
   int receivedCount_ = 0;
 
-  TMemQueue queue_;  // its lock also guards what follows, and orders the sends
+  TMemQueue queue_;  // its lock also guards the members below, and orders the sends
   EState state_ = EState::Idle;
   TSocketRef socket_;   // while connecting and linked
   std::string reason_;  // why it failed or broke

@@ -15,7 +15,7 @@ std::optional<int> ParseNumber(std::string_view text, int least, int most) {
   return value;
 }
 
-// Cuts the next word off; empty when there is none.
+// Removes the next word; empty if there is none.
 std::string_view NextWord(std::string_view& rest) {
   const std::size_t begin = rest.find_first_not_of(' ');
   if (begin == std::string_view::npos) return {};
@@ -31,7 +31,7 @@ bool ParseAddress(std::string_view word, TTCPSetting& setting) {
   std::string_view host = word.substr(0, colon);
   const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
   if (bracketed) host = host.substr(1, host.size() - 2);
-  // A colon outside brackets leaves open where the port begins.
+  // A colon outside brackets makes the start of the port ambiguous.
   if (host.empty() || host.find_first_of(std::string_view("[]\0", 3)) != std::string_view::npos) return false;
   if (!bracketed && host.find(':') != std::string_view::npos) return false;
   const auto port = ParseNumber(word.substr(colon + 1), 1, 65535);

@@ -22,11 +22,11 @@ struct TFarewell {
 struct TList {
   Os::TMutex mutex;
   Os::TEvent changed;
-  std::vector<TFarewell> farewells;  // the earliest first
+  std::vector<TFarewell> farewells;  // earliest first
   bool watched = false;              // the thread exists
 };
 
-// Takes out what needs no watching any more, because it is gone or because its time is up.
+// Removes sockets that are gone or overdue.
 void CutDue(TList& list, const std::unique_lock<Os::TMutex>&) {
   const std::int64_t now = Os::MonotonicNs();
   std::erase_if(list.farewells, [&](const TFarewell& each) {
@@ -76,7 +76,7 @@ bool TFarewells::Begin(std::shared_ptr<Os::TSocket> socket) noexcept {
     return false;
   }
   socket->FinishSending();
-  // The link thread may be done with it before this one, and has then looked too early.
+  // The link thread may release the socket before this one does, and would then have called Look too early.
   socket.reset();
   Look();
   return true;

@@ -6,22 +6,22 @@
 
 namespace Dova {
 
-// Connections that were closed here and wait for the peer to close, too. To close them outright would answer
-// what the peer still sends with a reset, which may take back what was sent last. Whoever owns such a socket
-// reads and drops what comes; those that take too long are cut off here, by one thread a process that exists
-// while there are any.
+// Connections closed here that wait for the peer to close too. Closing them at once would answer further data
+// from the peer with a reset, which may discard what was sent last. The owner of such a socket reads and
+// discards; sockets that take too long are cut off here, by one thread per process that exists while there
+// are any.
 //
-// Any thread; without waiting.
+// Thread-safe and non-blocking.
 class TFarewells {
  public:
   static constexpr int kLongestMs = 2000;
-  static constexpr std::size_t kMost = 32;  // at a time
+  static constexpr std::size_t kMost = 32;  // at the same time
 
-  // Ends the sending; reading the socket comes to an end within kLongestMs. Where that cannot be promised
-  // (too many, no thread, no memory) it is cut off at once, and the answer is false.
+  // Shuts down the sending side; reading the socket ends within kLongestMs. If that cannot be guaranteed (too
+  // many sockets, no thread, no memory), the socket is cut off at once and false is returned.
   static bool Begin(std::shared_ptr<Os::TSocket> socket) noexcept;
 
-  // Some socket may be gone: lets the thread end before its time.
+  // Call it when a socket may be gone: lets the thread end early.
   static void Look();
 };
 

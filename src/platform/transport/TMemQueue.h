@@ -8,8 +8,8 @@
 
 namespace Dova {
 
-// Bytes that wait to be sent, in blocks, first in first out. Carries its own lock, which its user takes
-// around each call or run of calls (Mutex()). Bytes are wiped when they have been used.
+// FIFO of bytes waiting to be sent, in blocks. Contains its own lock, which the user holds around each call
+// or sequence of calls (Mutex()). Bytes are wiped after use.
 class TMemQueue {
  public:
   explicit TMemQueue(std::size_t blockSize) : blockSize_(blockSize) {}
@@ -24,11 +24,10 @@ class TMemQueue {
 
   void Append(const char* bytes, std::size_t length);
 
-  // The oldest bytes that lie together: their address and count; 0 when the queue is empty. They stay in the
-  // queue.
+  // The oldest contiguous bytes: their address and count, 0 if the queue is empty. They stay in the queue.
   std::size_t GetMemBlock(const char*& bytes) const;
 
-  // Takes the oldest `count` bytes of that block out. The bytes left in the queue.
+  // Removes the oldest `count` bytes of that block. Returns the bytes left in the queue.
   std::size_t SetMemUsed(std::size_t count);
 
   void Clear();

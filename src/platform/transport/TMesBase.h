@@ -11,67 +11,67 @@
 
 namespace Dova {
 
-// A byte-stream link made from a setting text. Counted: its user holds a reference, and so does every thread
-// of its own while it runs.
+// A byte-stream link created from a setting. Reference-counted: its user holds a reference, and so does each
+// of its threads while it runs.
 //
-// Life: made by TMesRegs, given a handler and a context, opened once, closed once. Whoever lets go of the
-// last reference of an opened messenger has closed it before.
+// Life cycle: created by TMesRegs, given a handler and a context, opened once, closed once. An opened
+// messenger must be closed before its last reference is released.
 class TMesBase : public Dstl::ref_counter<unsigned> {
  public:
   TMesBase();
 
   const std::string& GetSetting() const { return setting_; }
 
-  // Takes the parameters; false when they cannot be understood. Before Open.
+  // Parses the parameters; false if they are invalid. Before Open.
   virtual bool SettingApply(const std::string& setting);
 
-  // The context that events are raised in; a messenger starts with one of its own. Before Open.
+  // The context in which events are raised; initially the messenger's own. Before Open.
   void SetSyncContext(Dstl::wise_ref<TSyncContext> context) { context_ = std::move(context); }
   const Dstl::wise_ref<TSyncContext>& SyncContext() const { return context_; }
 
-  // How long Open may take to come to an event. What is silent for longer is ended by its user.
+  // Time-out for the first event after Open. The user ends a messenger that stays silent longer.
   virtual int LinkTimeoutMs() const { return 45'000; }
 
-  // Longest message, in bytes of text, that the setting lets the other side send in pieces.
+  // Longest message text that may be received in pieces, in bytes.
   virtual std::size_t MaxMessageBytes() const { return kMaxMessageBytes; }
   static constexpr std::size_t kMaxMessageBytes = std::size_t{64} << 20;
 
-  // How much may wait to be sent, in bytes.
+  // Limit of the send queue, in bytes.
   virtual std::size_t SendQueueBytes() const { return kSendQueueBytes; }
   static constexpr std::size_t kSendQueueBytes = std::size_t{8} << 20;
 
-  // For a messenger that stands in front of this one and carries the stream another way: how long the setting
-  // wants the reader to poll before it sleeps, in microseconds. This one polls no more. Before Open.
+  // For a messenger that uses this one but carries the stream another way: returns the reader's poll time
+  // from the setting, in microseconds, and disables polling here. Before Open.
   virtual int TakeSpinUs() { return 0; }
 
-  // Who is told; null: nobody. From inside the context.
+  // Sets the receiver of events; null: none. From inside the context.
   void SetEvHandler(TMesEvHandler* handler) { handler_ = handler; }
 
-  // Starts to make the link; true when it could start. What comes of it is told by events, possibly before
+  // Starts opening the link; false if it could not start. The outcome is reported by events, possibly before
   // this returns. From inside the context.
   virtual bool Open() = 0;
 
-  // Ends the link without an event, and waits for threads of the messenger unless one of them is in an event
-  // at this moment. From inside the context.
+  // Ends the link without an event, and waits for the messenger's threads unless one of them is inside an
+  // event. From inside the context.
   virtual void Close() = 0;
 
-  // Ends the link and tells the handler why, as a broken link. From inside the context.
+  // Ends the link and reports it as broken, with `reason`. From inside the context.
   void CloseReason(const std::string& reason);
 
-  // All or nothing: length, or 0 when nothing was taken (no link, or too much is waiting already). Sends of
-  // different threads do not mix. Any thread; waits for nothing but the peer threads' own Send.
+  // All or nothing: returns length, or 0 if nothing was accepted (no link, or the send queue is full). Sends
+  // of different threads are not interleaved. Thread-safe; waits only for concurrent calls of Send.
   virtual int Send(const char* bytes, int length) = 0;
 
-  // Fetches waiting bytes: their count, 0 or less when there are none. From inside OnMesRecvReady.
+  // Copies waiting bytes and returns their number, 0 or less if there are none. From inside OnMesRecvReady.
   virtual int Recv(char* buffer, int size) = 0;
 
-  // Lends the waiting bytes instead, until OnMesRecvReady returns, and counts them as fetched; the borrower
-  // may change them. Null when this messenger has nothing to lend: use Recv.
+  // Borrows the waiting bytes instead, until OnMesRecvReady returns, and counts them as received; the
+  // borrower may modify them. Null if this messenger does not support it: use Recv.
   virtual char* RecvInPlace(int& /*count*/) { return nullptr; }
 
  protected:
-  // Enters the context and calls `event(handler)` there, when there is a handler. False when the messenger
-  // was closed: whoever called should end. Not from inside a thread that holds leaf locks.
+  // Enters the context and calls `event(handler)` there, if there is a handler. Returns false if the
+  // messenger was closed: the caller should end. Not while holding leaf locks.
   template <class TEvent>
   bool Raise(const TEvent& event) {
     const TSyncScope inside(context_, &closed_);
@@ -87,8 +87,8 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
     event(*handler_);
   }
 
-  // Enters the context and calls `action()` there, unless the messenger was closed. For what a timer or a
-  // thread of a messenger does without an event. Not from inside a thread that holds leaf locks.
+  // Enters the context and calls `action()` there, unless the messenger was closed. For work of a timer or a
+  // messenger thread that raises no event. Not while holding leaf locks.
   template <class TAction>
   void RunInContext(const TAction& action) {
     const TSyncScope inside(context_, &closed_);
@@ -97,14 +97,14 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
 
   bool IsClosed() const { return closed_.load(std::memory_order_acquire); }
 
-  // For Close: no event comes from here on. False when it was closed already.
+  // For Close: no event is raised from now on. False if already closed.
   bool MarkClosed();
 
-  // True while an event of this messenger is on some thread's stack. From inside the context.
+  // True while an event of this messenger is on a thread's stack. From inside the context.
   bool IsDelivering() const { return delivering_; }
 
  private:
-  // Also when the event throws.
+  // Resets the flag also if the event throws.
   struct TDelivering {
     explicit TDelivering(bool& flag) : flag_(flag), outer_(std::exchange(flag, true)) {}
     ~TDelivering() { flag_ = outer_; }

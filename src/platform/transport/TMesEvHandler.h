@@ -6,17 +6,17 @@ namespace Dova {
 
 class TMesBase;
 
-// What a messenger tells its user. Every call comes from inside the messenger's synchronised context.
+// Events of a messenger. All are raised inside the messenger's synchronised context.
 class TMesEvHandler {
  public:
   virtual void OnMesLinkReady(TMesBase*) {}
-  // The link could not be made; there will be no further event.
+  // The link could not be opened. Last event.
   virtual void OnMesLinkError(TMesBase*, const std::string& /*reason*/) {}
-  // A ready link is gone; there will be no further event.
+  // An open link has ended. Last event.
   virtual void OnMesLinkBroken(TMesBase*, const std::string& /*reason*/) {}
-  // What Send had to keep back is with the system now.
+  // The send queue is empty: the system has accepted all of it.
   virtual void OnMesSendEmpty(TMesBase*) {}
-  // Bytes wait for Recv. They are dropped when nobody fetches them here.
+  // Bytes are waiting for Recv. They are dropped if not fetched inside this event.
   virtual void OnMesRecvReady(TMesBase*) {}
   virtual void OnMesStateChanged(TMesBase*) {}
   virtual void OnMesSetRemark(TMesBase*, const std::string&) {}

@@ -5,7 +5,7 @@
 namespace Dova {
 
 TMesRegs& TMesRegs::GetClientMesRegs() {
-  // Never destroyed: threads may still make messengers while the process ends.
+  // Never destroyed: threads may still create messengers while the process ends.
   static TMesRegs& regs = *[] {
     auto* made = new TMesRegs;
     made->Register("TCPClient", [] { return Dstl::wise_ref<TMesBase>(new TCPClient); });

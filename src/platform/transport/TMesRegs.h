@@ -7,18 +7,18 @@
 
 namespace Dova {
 
-// Kinds of messengers by name. Registering is not synchronised: do it before threads use the registry.
+// Messenger kinds by name. Registration is not thread-safe: register before threads use the registry.
 class TMesRegs {
  public:
   using TFactory = Dstl::wise_ref<TMesBase> (*)();
 
-  // The kinds that the runtime brings along. Tests add theirs before the first session is opened.
+  // The built-in kinds. Tests add theirs before the first session is opened.
   static TMesRegs& GetClientMesRegs();
 
-  // A later registration of the same kind wins.
+  // A later registration of the same kind replaces the earlier one.
   void Register(const std::string& kind, TFactory factory) { factories_[kind] = factory; }
 
-  // Makes a messenger from "KIND:PARAMETERS"; null when the kind is unknown or refuses the parameters.
+  // Creates a messenger from "KIND:PARAMETERS"; null if the kind is unknown or the parameters are invalid.
   Dstl::wise_ref<TMesBase> CreateMes(const std::string& text) const;
 
  private:

@@ -45,7 +45,7 @@ void Run(const THost& host, TLookup& lookup) noexcept {
   for (Os::TEvent* const each : lookup.waiters) each->Set();
 }
 
-// The look-up of that host that is under way, or one begun now; null when the system has no thread for it.
+// The pending look-up of that host, or a new one; null if the system has no thread for it.
 TLookupRef Find(TLookups& lookups, const std::unique_lock<Os::TMutex>&, const THost& host) {
   const auto pending = lookups.pending.find(host);
   if (pending != lookups.pending.end()) return pending->second;
@@ -63,7 +63,7 @@ TLookupRef Find(TLookups& lookups, const std::unique_lock<Os::TMutex>&, const TH
   return nullptr;
 }
 
-// Until it has been done or given up, or its time is over.
+// Waits until it has finished, was aborted, or timed out.
 void Await(TLookup& lookup, Os::TEvent& changed, const std::atomic<bool>& aborted, std::int64_t dueNs,
            std::unique_lock<Os::TMutex>& lock) {
   lookup.waiters.push_back(&changed);

@@ -10,17 +10,17 @@
 
 namespace Dova {
 
-// Looks a host up in a way that can be given up at once: the system's own look-up cannot be interrupted, so
-// it runs on a thread of its own that nobody waits for. Whoever asks for the same host and port while that is
-// going on waits for the same answer: a look-up that hangs costs one thread, however often it is asked for.
+// Name look-up that can be aborted at once. The system's look-up cannot be interrupted, so it runs on a
+// separate thread that nobody joins. Requests for the same host and port share a pending look-up: one that
+// hangs costs one thread, however often it is requested.
 class TResolver {
  public:
-  // Waits for the addresses; empty with `error` set when there are none by dueNs (Os::MonotonicNs) or Abort
-  // was called. Numeric hosts need no thread and no wait. Throws only std::bad_alloc.
+  // Waits for the addresses. If there are none by dueNs (Os::MonotonicNs), or after Abort, returns an empty
+  // list and sets `error`. Numeric hosts need no thread and no wait. Throws only std::bad_alloc.
   std::vector<Os::TEndpoint> Resolve(const std::string& host, std::uint16_t port, std::int64_t dueNs,
                                      std::string& error);
 
-  // Any thread, any number of times.
+  // Thread-safe; may be called repeatedly.
   void Abort();
 
  private:
