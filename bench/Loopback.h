@@ -1,4 +1,4 @@
-// The servers that the benchmarks talk to, and the bytes that go over the wire.
+// Servers for the benchmarks, and the bytes they exchange.
 #pragma once
 
 #include <algorithm>
@@ -35,7 +35,7 @@ inline std::string RequestPacket() {
   return std::string(5, '\0') + kRequestText;
 }
 
-// The server's side of connecting and signing on, with scrambling switched on.
+// The server's side of connect and sign-on, with scrambling.
 inline void Greet(tcp::socket& socket) {
   std::string buffer(65536, '\0');
   socket.read_some(asio::buffer(buffer));
@@ -51,7 +51,7 @@ inline tcp::socket Accept(tcp::acceptor& acceptor, bool greet) {
   return socket;
 }
 
-// Answers each `requestBytes` with `answer` until the peer leaves.
+// Answers each `requestBytes` with `answer` until the peer disconnects.
 inline void Echo(tcp::acceptor& acceptor, bool greet, std::size_t requestBytes, const std::string& answer) {
   tcp::socket socket = Accept(acceptor, greet);
   std::string buffer;
@@ -60,11 +60,11 @@ inline void Echo(tcp::acceptor& acceptor, bool greet, std::size_t requestBytes, 
       ReadExactly(socket, buffer, requestBytes);
       asio::write(socket, asio::buffer(answer));
     }
-  } catch (const std::system_error&) {  // the peer has left
+  } catch (const std::system_error&) {  // the peer has disconnected
   }
 }
 
-// Reads until the peer leaves.
+// Reads until the peer disconnects.
 inline void Sink(tcp::acceptor& acceptor, bool greet) {
   tcp::socket socket = Accept(acceptor, greet);
   std::string buffer(1 << 20, '\0');

@@ -41,7 +41,7 @@ void Sink(SimRings& rings) {
   }
 }
 
-// Begins when it is asked to.
+// Starts on request.
 void Source(SimRings& rings) {
   const std::vector<char> message(kMessageBytes, 'x');
   char go = 0;

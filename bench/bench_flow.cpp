@@ -1,5 +1,5 @@
-// What pacing costs: an open gate's check beside a lock that nobody contends for, holding and draining, and a
-// batch beside a plain send of the same bytes.
+// The cost of pacing: the check of an open gate compared with an uncontended lock, holding and draining, and
+// a batch compared with a plain send of the same bytes.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -31,7 +31,7 @@ struct Silent : VekApi::VekClientHandler {
   void OnVekClientDestroyEvent(VekClient&) override {}
 };
 
-// A session whose messenger takes everything and forgets it.
+// A session whose messenger accepts and discards everything.
 class SinkMes : public vektest::TestMes {
  public:
   int Send(const char* bytes, int length) override {
@@ -71,7 +71,8 @@ double NsPer(int rounds, TAct act) {
 
 void OpenGateBesideUncontendedLock(benchmark::State& state) {
   Session session;
-  VekFlowCtrlSender gate(session.client);  // its timer's thread makes locks cost what they cost with threads
+  VekFlowCtrlSender gate(
+      session.client);  // its timer thread makes locks cost what they cost in a multithreaded process
   gate.SetFlowCtrl(2'000'000'000, 1);
   gate.SetFlowCtrl(1, 1000);
   benchmark::DoNotOptimize(gate.CheckFlowCtrl());
@@ -95,7 +96,7 @@ void OpenGateBesideUncontendedLock(benchmark::State& state) {
 }
 BENCHMARK(OpenGateBesideUncontendedLock);
 
-// One by one into the queue, then out in batches of 100.
+// Queues requests one by one, then sends them in batches of 100.
 void HoldAndDrain(VekFlowCtrlSender& sender, int requests) {
   const std::string text = "....." + Order();
   sender.SetFlowCtrl(1, 1'000'000);
@@ -139,7 +140,7 @@ void BatchBesidePlainSend(benchmark::State& state) {
   for (auto _ : state) {
     batch += NsPer(1, [&] { sender.SendVekRequests(orders); });
     send += NsPer(1, [&] {
-      text = plain;  // a send consumes its buffer
+      text = plain;  // a send modifies its buffer
       session.client.SendVekRequest(129, text.data(), static_cast<unsigned>(text.size()));
     });
     sender.SetAckTime(2'000'000'000);

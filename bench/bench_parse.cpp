@@ -1,5 +1,5 @@
-// How fast results are read: beside an arena that takes one copy of the same text, cuts it in place, and
-// notes where values start; beside one copy and one scan; and beside a string and a vector for each record.
+// The speed of parsing results, compared with an arena that copies the text once, splits it in place and
+// records the start of each value; with one copy and one scan; and with a string and a vector per record.
 #include <benchmark/benchmark.h>
 
 #include <emmintrin.h>
@@ -23,7 +23,7 @@ constexpr char kWithAttribute[] =
     "\x04"
     "DisplayText=Column";
 
-// About 200 bytes, as an order query's: numbers, names, times and empty values.
+// About 200 bytes, as in an order query: numbers, names, times and empty values.
 std::string Record(int number) {
   std::string line = "F00" + std::to_string(1000000 + number);
   for (int column = 1; column < kColumns; ++column) {
@@ -70,7 +70,7 @@ struct TPlainRecord {
   std::vector<std::uint32_t> offsets;
 };
 
-// The record lines of a text, each cut in a copy of its own.
+// The record lines of a text, each split in its own copy.
 std::deque<TPlainRecord> PlainRecords(const std::string& text) {
   std::deque<TPlainRecord> records;
   for (std::size_t at = 0, end = 0; at < text.size(); at = end + 1) {
@@ -88,8 +88,8 @@ std::deque<TPlainRecord> PlainRecords(const std::string& text) {
   return records;
 }
 
-// The least that a reader does: a copy, cut by NULs, and every value's place, in memory that is there
-// already.
+// The minimum work of a reader: a copy, split by NULs, and the position of every value, in memory already
+// allocated.
 class TArenaReader {
  public:
   std::size_t Read(std::string_view text) {
@@ -124,7 +124,7 @@ class TArenaReader {
   std::size_t bytes_ = 0;
 };
 
-// Hops from one separator to the next, as a parser that finds them with memchr must.
+// Searches from separator to separator, as a parser using memchr must.
 std::size_t CountSeparators(const char* text, std::size_t size) {
   std::size_t count = 0;
   const char* const end = text + size;
@@ -159,7 +159,7 @@ void Arena(benchmark::State& state) {
 }
 BENCHMARK(Arena)->Arg(1)->Arg(10)->Arg(50000);
 
-// The same, with memory of its own for each text.
+// The same, with newly allocated memory for each text.
 void ArenaAnew(benchmark::State& state) {
   const std::string text = Text(static_cast<int>(state.range(0)));
   while (state.KeepRunning()) benchmark::DoNotOptimize(TArenaReader().Read(text));
@@ -167,7 +167,7 @@ void ArenaAnew(benchmark::State& state) {
 }
 BENCHMARK(ArenaAnew)->Arg(10)->Arg(50000);
 
-// A header that has never been seen, without attributes: time follows the number of columns.
+// A header not seen before, without attributes: the time depends on the number of columns.
 void ParseNewHeader(benchmark::State& state) {
   std::vector<std::string> packets;
   for (int i = 0; i < 8; ++i)
@@ -205,7 +205,7 @@ void CopyAndScan(benchmark::State& state) {
 }
 BENCHMARK(CopyAndScan)->Arg(10)->Arg(50000);
 
-// The floor under CopyAndScan: a scan that never finds anything and runs at the speed of memory.
+// The lower bound for CopyAndScan: a scan without matches, limited by memory bandwidth.
 void CopyAndScanForNothing(benchmark::State& state) {
   const std::string text = Text(static_cast<int>(state.range(0)));
   std::string copy;

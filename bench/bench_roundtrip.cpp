@@ -1,6 +1,6 @@
 // Request to result over loopback: the same bytes through the whole library (framed, scrambled, sent,
-// received, cut, descrambled, parsed, delivered to the handler, which sends the next) and through bare
-// blocking sockets. Pin the process to one core: there the figures are stable.
+// received, split, descrambled, parsed, delivered to the handler, which sends the next) and through bare
+// blocking sockets. Pin the process to one core for stable figures.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -32,8 +32,8 @@ struct Figures {
   }
 };
 
-// Each trip is started inside the event of the one before, as an application that reacts to the market does
-// it.
+// Each round trip is started inside the event of the previous one, like an application reacting to the
+// market.
 class Pinger : public VekApi::VekClientHandler {
  public:
   std::promise<void> done;

@@ -1,4 +1,4 @@
-// Scrambling of whole packets against memcpy of the same bytes, all in the nearest cache.
+// Scrambling whole packets compared with memcpy of the same bytes, all in the L1 cache.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -25,7 +25,7 @@ void Memcpy(benchmark::State& state) {
 }
 BENCHMARK(Memcpy);
 
-// Through the public call, on a session that was given the key.
+// Through the public call, in a session with a key.
 void EncPacket(benchmark::State& state) {
   vektest::Recorder recorder;
   VekApi::VekClient client(recorder);

@@ -1,5 +1,5 @@
-// Sends a second: requests through the library (framed, scrambled, handed to the system) against the same
-// bytes through a bare blocking socket, to a server that only reads.
+// Sends per second: requests through the library (framed, scrambled, passed to the system) compared with the
+// same bytes through a bare blocking socket, to a server that only reads.
 #include <algorithm>
 #include <asio.hpp>
 #include <chrono>
@@ -52,7 +52,7 @@ double ThroughLibrary(tcp::acceptor& acceptor) {
     VekApi::VekClient client(handler);
     client.Connect("127.0.0.1:" + std::to_string(acceptor.local_endpoint().port()), "bench", "1", "", "", "");
     handler.ready.get_future().wait();
-    // A full queue refuses; the reader then needs the processor.
+    // A full queue refuses the send; the reader needs processor time then.
     rate = SendsPerSecond([&](std::string& request) {
       while (!client.SendVekRequest(150, request.data(), static_cast<unsigned>(request.size()))) {
         std::this_thread::yield();

@@ -1,7 +1,8 @@
-// The shared-memory transport beside what it competes with, in one run: round trips of 128 bytes through the
+// The shared-memory transport compared with alternatives, in one run: round trips of 128 bytes through the
 // client's messenger over shared memory and over TCP, and through bare rings with the same wake-up; streaming
-// of 4 KiB messages beside copying them. The peer is another process. Who has nothing to do sleeps; with the
-// word "spin" both sides poll instead, beside a bare ring that never sleeps, which takes two processors.
+// of 4 KiB messages compared with copying them. The peer is another process. Idle threads sleep; with the
+// argument "spin" both sides poll instead, compared with a bare ring that never sleeps, which takes two
+// processors.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -36,7 +37,7 @@ double Median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-// Sends the next message inside the event of the one before.
+// Sends the next message inside the event of the previous one.
 class Pinger : public Dova::TMesEvHandler {
  public:
   std::promise<void> done;
@@ -92,7 +93,7 @@ void Close(Dova::TMesBase& mes) {
   mes.Close();
 }
 
-// Another process that holds rings.
+// Another process that owns rings.
 class Peer {
  public:
   Peer(const char* role, std::uint32_t bytes, int spinUs = 0)
@@ -108,7 +109,7 @@ class Peer {
   const std::string name;
 };
 
-// A proxy link whose setting has a spin=.
+// A proxy link with a spin= option.
 class SpinningMes : public vektest::TestMes {
  public:
   static void Register() {
@@ -118,7 +119,7 @@ class SpinningMes : public vektest::TestMes {
   int TakeSpinUs() override { return kSpinUs; }
 };
 
-// A linked messenger whose rings are held by a peer of that role.
+// A linked messenger whose rings are owned by a peer with that role.
 class LinkedRings {
  public:
   LinkedRings(Dova::TMesEvHandler& handler, const char* role, std::uint32_t bytes, int spinUs = 0)
@@ -156,8 +157,8 @@ double TripOverTcp() {
   return Median(pinger.perTripUs);
 }
 
-// The client's side of the rings without a client: the two indices, the copies and the events. With `spinUs`
-// it never sleeps.
+// The client's side of the rings without a client: only the two indices, the copies and the events. With
+// `spinUs` it never sleeps.
 double TripOverBareRings(int spinUs = 0) {
   const Peer peer("echo", 1 << 16, spinUs);
   Dova::TShMemChannel up, down;
@@ -182,14 +183,14 @@ double TripOverBareRings(int spinUs = 0) {
 
 constexpr std::uint32_t kStreamRing = 1 << 20;
 constexpr std::uint64_t kWithinTheRing = 1 << 20;
-constexpr std::uint64_t kBeyondTheRing = 4 << 20;  // the rest goes through the queue
+constexpr std::uint64_t kBeyondTheRing = 4 << 20;  // the rest is queued
 
 double GbPerSecond(Clock::duration took) {
   return static_cast<double>(kStreamBytes) / std::chrono::duration<double>(took).count() / 1e9;
 }
 
-// A byte's whole way: into the ring, and out of it. So is the copy beside it: the same messages, copied into
-// a buffer of the ring's size, round and round, and out of it by one thread.
+// The reference for a byte's path into and out of the ring: the same messages, copied into a buffer of the
+// ring's size, wrapping around, and out of it by one thread.
 double CopyRate() {
   std::vector<char> ring(kStreamRing), from(kMessageBytes, 'x'), to(kMessageBytes);
   const auto start = Clock::now();
@@ -202,8 +203,8 @@ double CopyRate() {
   return GbPerSecond(Clock::now() - start);
 }
 
-// Sends inside its events: first, and whenever the sink says what has arrived, as much as keeps it within
-// `aheadBytes` of that.
+// Sends inside its events: at first, and whenever the sink reports progress, as much as stays within
+// `aheadBytes` of it.
 class Pourer : public Dova::TMesEvHandler {
  public:
   explicit Pourer(std::uint64_t aheadBytes) : aheadBytes_(aheadBytes) {}

@@ -1,5 +1,5 @@
-// What every send pays: putting its heartbeat off, and asking the limiter; beside a mutex that nobody
-// contends for.
+// The fixed cost of every send, postponing its heartbeat and asking the limiter, compared with an uncontended
+// mutex.
 #include <benchmark/benchmark.h>
 
 #include <deque>
@@ -20,7 +20,7 @@ struct TLimiter : Dova::TFlowCtrl {
 };
 
 void UncontendedMutex(benchmark::State& state) {
-  // The system's mutex is cheaper while a process has one thread; here it has two, as with any session.
+  // The system's mutex is cheaper in a process with one thread; here it has two, as in any session.
   TOwner owner;
   Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
   timer.Start(30000);
@@ -53,7 +53,7 @@ void RearmTimerWithTarget(benchmark::State& state) {
 }
 BENCHMARK(RearmTimerWithTarget);
 
-// The same among a thousand others, each put off in its turn.
+// The same among a thousand others, each postponed in turn.
 void RearmOneOfThousand(benchmark::State& state) {
   TOwner owner;
   std::deque<Dova::TTimer<TOwner>> timers;

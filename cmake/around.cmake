@@ -1,6 +1,6 @@
-# Libraries of Debian's for what stands around the library (simulator, tools, examples, tests, benchmarks).
-# The cross compiler has its own include root, so the headers that it needs are linked into the build directory.
-# What Asio compiles is compiled once, here, not in each file that includes it.
+# Debian libraries for the programs around the library (simulator, tools, examples, tests, benchmarks). The cross
+# compiler has its own include root, so the headers it needs are linked into the build directory. Asio's sources are
+# compiled once, here, not in each file that includes it.
 file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/asio.cpp CONTENT "#include <asio/impl/src.hpp>\n")
 add_library(around STATIC ${CMAKE_BINARY_DIR}/generated/asio.cpp)
 target_link_libraries(around PRIVATE vekapi_options)
@@ -15,13 +15,13 @@ if(WIN32)
   endforeach()
   target_include_directories(around SYSTEM PUBLIC ${headers})
   target_link_libraries(around PUBLIC ws2_32 mswsock)
-  # Under Wine 8 completion ports lead to crashes in Asio's send handlers; over select the same tests run clean.
+  # Under Wine 8, completion ports crash Asio's send handlers; with select the same tests pass.
   target_compile_definitions(around PUBLIC ASIO_DISABLE_IOCP)
 else()
   target_link_libraries(around PUBLIC Threads::Threads)
 endif()
 
-# Archives, so that the programs need nothing at run time. Debian has fmt's for itself only.
+# Static, so that the programs have no run-time dependency. Debian has no fmt for the cross compiler.
 find_library(VEKAPI_FMT libfmt.a)
 if(VEKAPI_FMT)
   target_link_libraries(around PUBLIC ${VEKAPI_FMT})
@@ -29,8 +29,8 @@ else()
   target_compile_definitions(around PUBLIC FMT_HEADER_ONLY)
 endif()
 if(VEKAPI_SANITIZE MATCHES thread)
-  # ThreadSanitizer does not know fences. Asio's are not needed where handlers are queued under a lock, which they are;
-  # about those that stay the compiler would warn.
+  # ThreadSanitizer does not support fences, and the compiler warns about the remaining ones. Asio's fences are not
+  # needed if handlers are queued under a lock, as they are here.
   target_compile_definitions(around PUBLIC ASIO_DISABLE_FENCED_BLOCK)
   target_compile_options(around PUBLIC $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan>)
 endif()

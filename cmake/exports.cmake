@@ -1,10 +1,10 @@
-# What the shared library shows. src/flat/exports.txt lists the flat functions, one a line; the linker's files
-# are made from it. The classes are shown by their declarations.
+# Exports of the shared library. src/flat/exports.txt lists the flat functions, one per line; the linker files are
+# generated from it. Classes are exported by their declarations.
 set(exports_list ${CMAKE_SOURCE_DIR}/src/flat/exports.txt)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_list})
 file(STRINGS ${exports_list} flat_exports REGEX "^[A-Za-z]")
 
-# For the tests: the names as C texts.
+# For the tests: the names as C strings.
 list(TRANSFORM flat_exports REPLACE "(.+)" "\"\\1\",\n" OUTPUT_VARIABLE quoted)
 list(JOIN quoted "" quoted)
 file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/vekapi_exports.inc CONTENT "${quoted}")
@@ -18,7 +18,7 @@ if(WIN32)
   configure_file(${CMAKE_SOURCE_DIR}/cmake/vekapi.rc.in ${CMAKE_BINARY_DIR}/vekapi.rc)
   target_sources(vekapi PRIVATE ${exports_file} ${CMAKE_BINARY_DIR}/vekapi.rc)
 
-  # For programs built with MSVC: the flat functions only, as the classes are made for this compiler's own.
+  # For programs built with MSVC: only the flat functions, because the classes are specific to this compiler.
   find_program(VEKAPI_DLLTOOL_LLVM llvm-dlltool)
   find_program(VEKAPI_DLLTOOL x86_64-w64-mingw32-dlltool REQUIRED)
   if(VEKAPI_DLLTOOL_LLVM)

@@ -1,6 +1,6 @@
-# vekapi_objects: every source of the library, compiled once, everything hidden but the exports.
-# vekapi:         the shared library that is shipped.
-# vekapi_inside:  the same objects as a static library, for tests and benchmarks that look inside.
+# vekapi_objects: every source of the library, compiled once; only the exports are visible.
+# vekapi:         the shared library.
+# vekapi_inside:  the same objects as a static library, for tests and benchmarks that need internals.
 if(WIN32)
   set(os_name win32)
 else()
@@ -29,9 +29,9 @@ target_link_libraries(vekapi PRIVATE vekapi_options ${vekapi_system_libraries})
 if(WIN32)
   set_target_properties(vekapi PROPERTIES PREFIX "")
 else()
-  # Threads of ours may still be unwinding when the last client has gone: never unmapped, never pulled from under them.
+  # Never unmapped: the library's threads may still be unwinding after the last client is gone.
   target_link_options(vekapi PRIVATE -Wl,-z,nodelete)
-  # Binding at the first call saves the registers on that thread's stack, and with them pieces of what is being copied.
+  # Lazy binding would save the registers on that thread's stack, and with them parts of the data being copied.
   target_link_options(vekapi PRIVATE -Wl,-z,now)
 endif()
 include(cmake/exports.cmake)

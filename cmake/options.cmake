@@ -1,11 +1,11 @@
-# Flags that everything of ours is built with.
+# Compiler flags for all our targets.
 add_library(vekapi_options INTERFACE)
 target_compile_options(vekapi_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>
   $<$<BOOL:${VEKAPI_WERROR}>:-Werror>)
 
-# Waits assert that no lock is held.
+# Enables the assertions that no lock is held while waiting.
 set(vekapi_checked $<CONFIG:Debug>)
 if(VEKAPI_SANITIZE)
   set(vekapi_checked 1)
@@ -14,14 +14,14 @@ target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_C
 
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
-  # Only the library is worth the time that optimising takes.
+  # Only the library is worth the optimisation time.
   target_compile_options(vekapi_options INTERFACE
     -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1
     $<IF:$<STREQUAL:$<TARGET_PROPERTY:NAME>,vekapi_objects>,-O1,-O0>)
   target_link_options(vekapi_options INTERFACE -fsanitize=${VEKAPI_SANITIZE})
 endif()
 if(WIN32)
-  # 54412: this compiler may spill wide vectors to a stack that is aligned to 16 bytes only.
+  # GCC bug 54412: the compiler may spill wide vectors to a stack aligned to 16 bytes only.
   target_compile_options(vekapi_options INTERFACE -Wa,-muse-unaligned-vector-move)
   target_compile_definitions(vekapi_options INTERFACE
     _WIN32_WINNT=0x0601 WINVER=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)

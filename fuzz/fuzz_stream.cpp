@@ -1,5 +1,5 @@
-// What a server sends, in any bytes and blocks. First byte: how it is cut; second byte: which handshake goes
-// before it, and how the messenger hands it over.
+// Feeds arbitrary server bytes in arbitrary blocks. First byte: how the input is split; second byte: which
+// handshake precedes it, and how the messenger delivers it.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Reads what an application would read.
+// Reads everything an application could read.
 class Reader : public VekApi::VekClientHandler {
  public:
   void OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) override { Touch(reason); }
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const std::size_t block = data[0] == 0 ? size + 64 : data[0];
   static auto& reader = *new Reader;
-  // Keeps the library's threads from being started and ended with every input.
+  // Keeps the library's threads from being started and stopped for every input.
   static auto& anchor = *new VekApi::VekClient(reader);
   anchor.State();
   VekApi::VekClient client(reader);

@@ -1,4 +1,4 @@
-# Configuring and building a preset.
+# Configures and builds a preset.
 
 presets=(linux linux-asan linux-tsan windows)
 
@@ -6,7 +6,7 @@ known_preset() {
   [[ " ${presets[*]} " == *" $1 "* ]] || fail "unknown preset: $1 (there are ${presets[*]})"
 }
 
-# Set and used when there, not required.
+# Used if installed, not required.
 compiler_cache() {
   command -v ccache >/dev/null && echo "-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache"
   return 0
@@ -22,8 +22,8 @@ configure_preset() {
   }
 }
 
-# compile_preset PRESET [TARGET...]: Ninja prints one line that it overwrites on a terminal; elsewhere only what a
-# compiler has to say.
+# compile_preset PRESET [TARGET...]: on a terminal Ninja prints one line and overwrites it; otherwise only compiler
+# output is shown.
 compile_preset() {
   local preset=$1 targets=() quiet=()
   shift
@@ -32,7 +32,7 @@ compile_preset() {
   cmake --build --preset "$preset" --parallel "$(nproc)" "${targets[@]}" "${quiet[@]}"
 }
 
-# build_preset PRESET [TARGET...]: everything without targets.
+# build_preset PRESET [TARGET...]: builds everything if no target is given.
 build_preset() {
   step "configure $1" configure_preset "$1" && step "build $1" compile_preset "$@"
 }

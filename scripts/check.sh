@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The checks beside the test programs, as CTest runs them:
-#   check.sh --list PRESET    their names
+# The checks besides the test programs, as CTest runs them:
+#   check.sh --list PRESET    lists their names
 #   check.sh NAME PRESET      runs one
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -67,7 +67,7 @@ def check_library(library, tools, functions):
         complain(library, "shows no classes")
     for name in run("c++filt", *mangled).splitlines() if mangled else []:
         of = re.sub(r"^(vtable|VTT|typeinfo|typeinfo name) for ", "", name).split("(")[0]
-        # Classes inside the public ones are private, and named T and a noun.
+        # Nested classes of public classes are private, and named T plus a noun.
         if not of.startswith("VekApi::Vek") or re.search(r"::T[A-Z]\w*(::|$)", of):
             complain(library, f"shows {name}")
 

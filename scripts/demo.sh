@@ -1,9 +1,9 @@
-# The demo: the simulated server on a free port, and the example clients; one goes through a whole session with it.
-# Over shared memory there is a gateway between them, a process of its own.
+# The demo: the simulated server on a free port, and the example clients, one of which runs a complete session. Over
+# shared memory a gateway runs between them as a separate process.
 
 simulator='' gateway=''
 
-# Its exit status is the simulator's; a Windows program cannot be asked to end and is just killed.
+# Returns the simulator's exit status. A Windows program cannot be asked to end and is killed.
 stop_simulator() {
   local status=0
   [[ -n $simulator ]] || return 0
@@ -15,7 +15,7 @@ stop_simulator() {
 
 simulator_options=(--request-rate 5/200)
 
-# start_simulator PRESET: sets `simulator` (process id) and `port`, which ends one of the first lines it prints. The
+# start_simulator PRESET: sets `simulator` (process id) and `port`, which is at the end of one of its first lines. The
 # other lines go to a log.
 start_simulator() {
   local log=$root/build/$1/veksim.log line
@@ -44,7 +44,7 @@ stop_gateway() {
   gateway=
 }
 
-# start_gateway PRESET: sets `gateway` (process id) and `setting`, which it prints. Needs `port`.
+# start_gateway PRESET: sets `gateway` (process id) and `setting`, which it prints. Requires `port`.
 start_gateway() {
   local log=$root/build/$1/vekgate.log line
   coproc GATE { exec "${launcher[@]}" "$root/build/$1/vekgate$suffix" --port 0 --upstream "127.0.0.1:$port" 2>"$log"; }
@@ -75,7 +75,7 @@ example() {
   return "$status"
 }
 
-# demo_session PRESET [shm]: one run; succeeds when both example clients do. The second leaves another password behind.
+# demo_session PRESET [shm]: one run; succeeds if both example clients do. The second one changes the password.
 demo_session() {
   local status=0 setting
   launch_as "$1"
@@ -92,7 +92,7 @@ demo_session() {
   return "$status"
 }
 
-# dev_demo [PRESET] [shm], in any order. Builds no more than it runs.
+# dev_demo [PRESET] [shm], in any order. Builds only what it runs.
 dev_demo() {
   local preset=linux over='' argument programs=(vekapi veksim minimal session)
   for argument in "$@"; do

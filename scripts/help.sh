@@ -1,4 +1,4 @@
-# What ./dev help and ./dev COMMAND --help say.
+# Texts of ./dev help and ./dev COMMAND --help.
 
 usage() {
   cat <<'TEXT'

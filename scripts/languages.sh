@@ -13,7 +13,7 @@ need_for_languages() {
   esac
 }
 
-# with_simulator PRESET CMD...: the command gets the simulator's address as its last argument.
+# with_simulator PRESET CMD...: runs the command with the simulator's address as its last argument.
 with_simulator() {
   local preset=$1 status=0
   shift
@@ -24,7 +24,7 @@ with_simulator() {
   return "$status"
 }
 
-# The C example outside the build: nothing but the two headers that VekApiC.h consists of, and the library.
+# Builds the C example outside the tree: with only the headers VekApiC.h consists of, and the library.
 c_alone() {
   local preset=$1 alone=build/$1/alone
   rm -rf "$alone"
@@ -47,17 +47,17 @@ c_under_sanitizers() {
   with_simulator "$1" "${launcher[@]}" "build/$1/session_c"
 }
 
-# Real windows, an ordinary message loop and results that stream into it, in bursts as the rate allows, among 5,000 reports a
-# second. The program judges itself: it ends with 0 once it has painted, its timer has ticked and it has taken what was typed
-# meanwhile, and closes with results on their way.
+# Real windows, an ordinary message loop and a stream of results, in bursts as the rate allows, among 5,000 reports per
+# second. The program checks itself: it exits with 0 once it has painted, its timer has fired and it has accepted
+# keyboard input meanwhile, and closes while results are arriving.
 window_streams() {
   launch_as windows
   simulator_options=(--rate 50/250 --reports 5000)
   with_simulator windows "${launcher[@]}" build/windows/window_c.exe --stream --until 50 --self-check
 }
 
-# The declarations are those that the header gives, types included; and a change of types in the header is seen in all
-# of them. The Python is Debian's own, which has python3-clang.
+# The generated declarations match the header, types included, and a type changed in the header is detected in all of
+# them. Uses Debian's own Python, which has python3-clang.
 bindings_follow_header() {
   /usr/bin/python3 tools/gen_bindings/make_bindings.py --check || return 1
   local changed=build/VekApiC_changed.h
@@ -70,7 +70,7 @@ vba_modules() { python3 tests/bindings/vba.py bindings/vba/VekText.bas examples/
 # python_session PROGRAM
 python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }
 
-# What the module's own documentation shows, to the letter but for the server's address.
+# The example in the module's own documentation, verbatim except for the server's address.
 python_shown() { with_simulator linux python3 tests/bindings/shown.py; }
 
 # compile_csharp NAME SOURCE
@@ -79,7 +79,7 @@ compile_csharp() {
   mcs -warnaserror "-out:build/linux/csharp/$1.exe" "$2" bindings/csharp/*.cs
 }
 
-# Code page 950 in Python and C#, against the library's own sources.
+# Code page 950 in Python and C#, compared with the library's own sources.
 texts() {
   g++ -std=c++20 -Isrc tests/bindings/cp950/print_cp950.cpp src/platform/os/Utf8.cpp \
     src/platform/os/posix/CodePage.cpp -o build/linux/print_cp950 &&
@@ -92,7 +92,7 @@ csharp_session() {
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
 }
 
-# Programs that do things at random and end in the middle of it, each ending once.
+# Programs that make random calls and exit in the middle of them, each exiting once.
 random_programs() {
   simulator_options=(--anyone --heartbeat 1 --rate 1000/1000)
   LD_LIBRARY_PATH=build/linux with_simulator linux python3 tests/bindings/random_programs.py "$@"

@@ -1,4 +1,4 @@
-# Debian packages: each command names what it needs and why; what is missing is installed in one go.
+# Debian packages: each command declares what it needs and why; missing packages are installed in one step.
 
 missing=()
 
@@ -6,7 +6,7 @@ have_package() {
   [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-# need PACKAGE WHY: remembers the package when it is missing.
+# need PACKAGE WHY: records the package if it is missing.
 need() {
   command -v dpkg-query >/dev/null || return 0
   have_package "$1" && return
@@ -15,7 +15,7 @@ need() {
   missing+=("$1")
 }
 
-# Runs apt-get as root, asking nothing; what it says is only shown when it fails.
+# Runs apt-get as root, non-interactively; its output is shown only if it fails.
 apt_get() {
   local as_root=()
   if ((EUID != 0)); then
@@ -30,7 +30,7 @@ apt_get() {
   }
 }
 
-# Installs what `need` has remembered.
+# Installs the packages recorded by `need`.
 need_install() {
   if ! command -v dpkg-query >/dev/null; then
     warn "no Debian system: packages are not looked after here"
@@ -45,7 +45,7 @@ need_install() {
   missing=()
 }
 
-# Remembers what the library and the programs of the demo take.
+# Records what the library and the demo programs need.
 need_for_programs() {
   need cmake "configures the build"
   need ninja-build "runs the build"
@@ -57,7 +57,7 @@ need_for_programs() {
   return 0
 }
 
-# Remembers everything that building a preset takes; all the programs around the library are built with it.
+# Records what building a preset needs, including all programs around the library.
 need_for_build() {
   need_for_programs "$1"
   need googletest "sources of the test framework"

@@ -1,4 +1,4 @@
-# Saying what goes on: steps with their time, complaints, verdicts.
+# Progress output: timed steps, warnings, verdicts.
 
 if [[ -t 1 ]]; then bold=$'\e[1m' plain=$'\e[0m'; else bold='' plain=''; fi
 
@@ -10,7 +10,7 @@ fail() {
   exit 1
 }
 
-# step TEXT CMD...: announces, runs, tells the time that it took; its exit status is the command's.
+# step TEXT CMD...: announces and runs a command and prints its time; returns its exit status.
 step() {
   local text=$1 start=$SECONDS status=0
   shift

@@ -1,11 +1,11 @@
-# Running built programs: natively, under the sanitizers, under Wine.
+# Runs built programs: natively, under the sanitizers, under Wine.
 
 export ASAN_OPTIONS=halt_on_error=1:detect_stack_use_after_return=1:strict_string_checks=1:check_initialization_order=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:detect_deadlocks=1:second_deadlock_stack=1
 
 wine=
-# Sets `wine` and what its programs read from the environment. WINEDEBUG may be set from outside, to see more.
+# Sets `wine` and its environment variables. WINEDEBUG may be preset by the user, to see more.
 find_wine() {
   local directory
   for directory in /usr/lib/wine /usr/bin; do
@@ -13,7 +13,7 @@ find_wine() {
   done
   [[ -n $wine ]] || fail "no wine64 found"
   export WINEPREFIX=$root/build/wine WINEDEBUG=${WINEDEBUG:--all}
-  # Nobody is to be asked about a browser engine or a .NET runtime.
+  # No dialogs about a browser engine or a .NET runtime.
   export WINEDLLOVERRIDES="mscoree,mshtml="
 }
 
@@ -29,11 +29,12 @@ wine_server() {
 
 quiet_wine() { timeout 300 "$wine" "$@" </dev/null >>"$root/build/wine.log" 2>&1; }
 
-# Stays until it is told to go: no start-up between programs, and no server that holds on to a program's pipe.
+# Keeps the server running until told to stop: no start-up between programs, and no server holding a program's pipe
+# open.
 stay_started() { wine_server -p; }
 
-# Windows are drawn into memory, so there need not be a display. A new prefix is made with a desktop that has tried
-# for one; it takes a new start to be rid of it.
+# Windows are drawn into memory, so no display is needed. A new prefix is created with a desktop that expects one; the
+# change needs a restart.
 draw_into_memory() {
   grep -qs '"Graphics"="null"' "$WINEPREFIX/user.reg" && return
   quiet_wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f || return 1
@@ -41,7 +42,8 @@ draw_into_memory() {
   stay_started
 }
 
-# The first start writes the prefix, takes seconds and chatters: done once, apart from what is measured and judged.
+# The first start writes the prefix, takes seconds and prints messages: done once, separately from what is measured and
+# checked.
 first_start() {
   mkdir -p "$WINEPREFIX"
   : >"$root/build/wine.log"
@@ -49,7 +51,7 @@ first_start() {
   draw_into_memory && quiet_wine cmd /c exit 0
 }
 
-# Who has started Wine ends it: the programs below this one find WINE_STARTED set, and leave it running.
+# Wine is stopped by the script that started it: nested scripts find WINE_STARTED set and leave it running.
 wine_start() {
   [[ -z $wine ]] || return 0
   find_wine
@@ -59,17 +61,17 @@ wine_start() {
   trap wine_stop EXIT
 }
 
-# Ends the server of our own prefix only.
+# Stops only the server of our own prefix.
 wine_stop() { [[ -z $wine ]] || wine_server -k; }
 
-# The sanitizers' memory layout does not fit kernels that randomise addresses with more bits than they know.
+# The sanitizers' memory layout does not fit kernels that randomise addresses with more bits than they support.
 fixed_addresses() {
   local bits
   bits=$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 0)
   if ((bits > 28)) && setarch "$(uname -m)" -R true 2>/dev/null; then echo "setarch $(uname -m) -R"; fi
 }
 
-# Sets `launcher` to what goes before a program of the preset, and `suffix` to the end of its name.
+# Sets `launcher` to the command prefix for a program of the preset, and `suffix` to its file name suffix.
 launch_as() {
   launcher=() suffix=
   case $1 in

@@ -1,13 +1,13 @@
-# Tests of some presets: built, run by CTest, counted by test_report.py.
+# Builds and tests presets: CTest runs the tests, test_report.py counts them.
 
-# Starting a process takes 10 ms natively, a tenth of a second under Wine and the sanitizers, times six hundred tests:
-# there a program runs all its tests in one process.
+# Starting a process takes 10 ms natively, but 100 ms under Wine and the sanitizers, times six hundred tests: there all
+# tests of a program run in one process.
 one_process_a_test() { [[ $1 == linux ]]; }
 
-# What takes seconds: long streams, random runs, real time limits, other processes.
+# Tests that take seconds: long streams, random runs, real timeouts, other processes.
 slow_tests='Live\.|LoopLive|Paced|Hostile|CodePage950|KilledGateway|OtherProcess|OverRings|Scribbles'
 
-# chosen_tests PRESET: sets `chosen`, arguments of CTest, from `pattern` and `quick`.
+# chosen_tests PRESET: sets `chosen`, arguments for CTest, from `pattern` and `quick`.
 chosen_tests() {
   chosen=(-L '^(case|check)$')
   if [[ -n $pattern ]]; then
@@ -19,13 +19,13 @@ chosen_tests() {
   fi
 }
 
-# On a terminal CTest shows its progress in one line; elsewhere passed tests need no line each.
+# On a terminal CTest shows its progress in one line; otherwise passed tests are not listed.
 only_news() {
   local start='^ *Start +[0-9]+: ' passed='^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed +[0-9.]+ sec$'
   if [[ -t 1 ]]; then cat; else grep -vE --line-buffered "$start|$passed" || true; fi
 }
 
-# leaving_status FILE CMD...: the exit status goes to a file, as a pipe would lose it.
+# leaving_status FILE CMD...: writes the exit status to a file, because a pipe would lose it.
 leaving_status() {
   local file=$1 status=0
   shift
@@ -33,10 +33,10 @@ leaving_status() {
   echo "$status" >"$file"
 }
 
-# run_ctest PRESET: leaves ctest.xml, ctest.status and test-results behind in the build directory.
+# run_ctest PRESET: leaves ctest.xml, ctest.status and test-results in the build directory.
 run_ctest() {
   local build=$root/build/$1 chosen run=()
-  [[ $1 == windows ]] || run=("${launcher[@]}")  # CMake knows the Windows programs' launcher
+  [[ $1 == windows ]] || run=("${launcher[@]}")  # for Windows programs CMake configures the launcher
   chosen_tests "$1"
   run+=(ctest --test-dir "$build" --output-on-failure --test-output-truncation middle
     --test-output-size-passed 20000 --test-output-size-failed 300000 --output-junit "$build/ctest.xml" "${chosen[@]}")

@@ -15,7 +15,7 @@ import xml.etree.ElementTree as ElementTree
 from collections import namedtuple
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-Outcome = namedtuple("Outcome", "passed failures unrun")  # failures: a text for each
+Outcome = namedtuple("Outcome", "passed failures unrun")  # failures: one text each
 
 
 def root_of(path):

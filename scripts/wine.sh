@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# wine.sh PROGRAM [ARGUMENT...]: runs a Windows program under 64-bit Wine with the prefix in build/wine, which is made
-# first if there is none.
+# wine.sh PROGRAM [ARGUMENT...]: runs a Windows program under 64-bit Wine with the prefix in build/wine, which is
+# created if missing.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/scripts/report.sh"

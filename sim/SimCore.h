@@ -14,8 +14,8 @@ namespace VekSim {
 
 class SimSession;
 
-/// What the sessions of one server share. Record and faults have locks of their own; the rest belongs to the
-/// server's thread.
+/// State shared by the sessions of one server. Record and faults have their own locks; the rest is used on
+/// the server's thread only.
 struct SimCore {
   explicit SimCore(SimConfig given) : config(std::move(given)), users(config) {}
 

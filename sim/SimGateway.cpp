@@ -17,7 +17,7 @@ using asio::ip::tcp;
 
 namespace {
 
-/// Whoever knows the name of the rings can read them.
+/// Anyone who knows the name of the rings can read them.
 std::string Unguessable() {
   std::random_device random;
   std::ostringstream text;
@@ -51,7 +51,7 @@ class SimGateway::Impl {
       acceptor_.close(ignored);
       ForEach([](SimGatewayLink& link) { link.Close(); });
     });
-    thread_.join();  // run() returns when the last operation has been called off
+    thread_.join();  // run() returns when the last operation has been cancelled
   }
 
   template <class Action>

@@ -95,7 +95,7 @@ void SimGatewayLink::OnUpstream(const asio::error_code& error) {
   ReadUpstream();
 }
 
-/// The waiting thread. Close joins it.
+/// Runs on the waiting thread, which Close joins.
 void SimGatewayLink::WaitForRings() {
   while (const unsigned news = rings_.Wait()) {
     asio::post(Io(), [self = shared_from_this(), news] {
@@ -125,7 +125,8 @@ void SimGatewayLink::CarryUp() {
 
 void SimGatewayLink::CarryDown() {
   if (frozen_ || downAt_ == downEnd_) return;
-  if (finishing_) {  // nobody reads the ring; the server must not wait for room while it is owed a request
+  if (finishing_) {  // nobody reads the ring: discard, so that the server does not wait for space with
+                     // requests pending
     downAt_ = downEnd_;
     return ReadUpstream();
   }
@@ -147,7 +148,7 @@ void SimGatewayLink::ReadUpstream() {
   upstream_.async_read_some(asio::buffer(down_),
                             [self = shared_from_this()](const asio::error_code& error, std::size_t count) {
                               if (!self->open_) return;
-                              if (error) return self->Close();  // all that came is in the ring
+                              if (error) return self->Close();  // all received bytes are in the ring
                               self->downAt_ = 0;
                               self->downEnd_ = count;
                               self->CarryDown();
@@ -173,7 +174,7 @@ void SimGatewayLink::Close() {
   asio::error_code ignored;
   proxy_.close(ignored);
   upstream_.close(ignored);
-  // Posted, as this may be running inside one of the handlers.
+  // Posted, because this may run inside one of the handlers.
   asio::post(Io(), std::exchange(closed_, nullptr));
 }
 

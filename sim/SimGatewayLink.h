@@ -13,7 +13,7 @@
 
 namespace VekSim {
 
-/// One proxy link with its rings and its upstream connection. Lives on the gateway's thread; the waiting
+/// One proxy link with its rings and its upstream connection. Runs on the gateway's thread; the waiting
 /// thread only posts to it.
 class SimGatewayLink : public std::enable_shared_from_this<SimGatewayLink> {
  public:
@@ -55,10 +55,10 @@ class SimGatewayLink : public std::enable_shared_from_this<SimGatewayLink> {
   std::array<char, 65536> up_{};
   bool carryingUp_ = false;
   std::array<char, 65536> down_{};
-  std::size_t downAt_ = 0, downEnd_ = 0;  ///< what of down_ the ring has not taken yet
+  std::size_t downAt_ = 0, downEnd_ = 0;  ///< part of down_ not yet written to the ring
   std::uint64_t carriedDown_ = 0;
   bool linked_ = false;
-  bool finishing_ = false;  ///< one of both ends has gone: what the other is owed goes out first
+  bool finishing_ = false;  ///< one end has closed: data pending for the other is sent first
   bool frozen_ = false;
   bool open_ = true;
 };

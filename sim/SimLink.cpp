@@ -12,9 +12,9 @@ void SimLink::Start(Events events, const LinkFaults& faults) {
   events_ = std::make_shared<const Events>(std::move(events));
   faults_ = faults;
   asio::error_code ignored;
-  socket_.set_option(asio::ip::tcp::no_delay(true), ignored);  // else split writes come out as one
+  socket_.set_option(asio::ip::tcp::no_delay(true), ignored);  // otherwise split writes would be merged
   Read();
-  Pump();  // a stream that is to be cut at byte 0 ends here
+  Pump();  // a stream to be cut at byte 0 ends here
 }
 
 void SimLink::Set(const LinkFaults& faults) {
@@ -42,7 +42,7 @@ void SimLink::Close(bool reset) {
   if (reset) socket_.set_option(asio::socket_base::linger(true, 0), ignored);
   delay_.cancel();
   socket_.close(ignored);
-  // Posted, as this may be running inside one of the callbacks.
+  // Posted, because this may run inside one of the callbacks.
   asio::post(socket_.get_executor(), [events = std::exchange(events_, nullptr)] {
     if (events) events->closed();
   });
@@ -100,7 +100,7 @@ void SimLink::OnWritten(const asio::error_code& error, std::size_t count) {
   Pump();
 }
 
-// Not a plain close: with unread bytes in the socket that would be a reset, and a reset may overtake what was
+// Not a plain close: with unread bytes in the socket it would cause a reset, which may overtake what was
 // sent.
 void SimLink::ShutDown() {
   shut_ = true;

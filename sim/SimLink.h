@@ -11,8 +11,8 @@
 
 namespace VekSim {
 
-/// One accepted socket: reads into a callback, writes a queue, and plays LinkFaults while it does.
-/// Lives on the server's thread alone. Pending operations hold references, so it outlives them.
+/// One accepted socket: reads into a callback, writes from a queue, and applies LinkFaults. Used on the
+/// server's thread only. Pending operations hold references, so it outlives them.
 class SimLink : public std::enable_shared_from_this<SimLink> {
  public:
   struct Events {
@@ -27,9 +27,9 @@ class SimLink : public std::enable_shared_from_this<SimLink> {
   const LinkFaults& Faults() const { return faults_; }
 
   void Write(std::string_view bytes);
-  /// Ends the stream behind what is queued, and reads on until the peer has noticed.
+  /// Ends the stream after the queue, and reads until the peer has closed too.
   void Finish();
-  /// Ends the link now: with a reset, or plainly.
+  /// Ends the link at once: with a reset, or normally.
   void Close(bool reset);
   bool Open() const { return open_; }
 
@@ -43,17 +43,18 @@ class SimLink : public std::enable_shared_from_this<SimLink> {
 
   asio::ip::tcp::socket socket_;
   asio::steady_timer delay_;
-  std::shared_ptr<const Events> events_;  ///< let go of when the link closes, as they keep the session alive
+  std::shared_ptr<const Events>
+      events_;  ///< released when the link closes, because they keep the session alive
   LinkFaults faults_;
   std::array<char, 16384> block_{};
   std::string queue_;
   std::string writing_;      ///< taken from the queue, which may grow meanwhile
-  std::size_t written_ = 0;  ///< how much of writing_ has gone
+  std::size_t written_ = 0;  ///< number of bytes of writing_ already sent
   bool open_ = true;
-  bool busy_ = false;  ///< a write or the wait in front of one is under way
+  bool busy_ = false;  ///< a write, or the delay before one, is pending
   bool reading_ = false;
   bool finishing_ = false;
-  bool shut_ = false;  ///< the sending half has ended
+  bool shut_ = false;  ///< the sending side is shut down
 };
 
 }  // namespace VekSim

@@ -10,7 +10,7 @@ namespace VekSim {
 
 namespace {
 
-/// Hundredths from a text such as 18250 or 18250.5; 0 when it is no price above 0.
+/// Hundredths from a text such as 18250 or 18250.5; 0 if it is not a positive price.
 int ReadPrice(std::string_view text) {
   double points = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), points);
@@ -86,7 +86,7 @@ void SimMarket::Match(SimOrder& order, std::vector<std::string>& reports) {
   const int last = Find(order.product)->last;
   const bool crosses = order.side == 'B' ? order.price >= last : order.price <= last;
   if (order.price != 0 && !crosses) return;
-  // In two parts where there are two lots, so that clients meet partial fills.
+  // In two parts if there are two lots, so that clients see partial fills.
   if (order.quantity > 1) Fill(order, last, order.quantity / 2, reports);
   Fill(order, last, LeftOf(order), reports);
 }

@@ -9,16 +9,16 @@
 
 namespace VekSim {
 
-/// What became of an order or a cancel.
+/// The outcome of an order or a cancel.
 struct SimTrade {
   bool accepted = false;
-  std::string reason;                ///< UTF-8; why not, when not accepted
-  SimOrder order;                    ///< as it stands afterwards
+  std::string reason;                ///< UTF-8; why it was not accepted
+  SimOrder order;                    ///< its state afterwards
   std::vector<std::string> reports;  ///< UTF-8; for every session that sees the order's account
 };
 
-/// A small futures exchange with its brokerage's books: products, orders, deals, positions, accounts. Used by
-/// one thread. It knows nothing of links, packets or rates.
+/// A small futures exchange and its broker's books: products, orders, deals, positions, accounts. For one
+/// thread. Independent of links, packets and rates.
 class SimMarket {
  public:
   struct Product {
@@ -26,7 +26,7 @@ class SimMarket {
     int last = 0;        ///< hundredths
     int tick = 100;      ///< hundredths
     int multiplier = 1;  ///< money per point
-    int margin = 0;      ///< a lot
+    int margin = 0;      ///< per lot
   };
   struct Deal {
     std::string number;
@@ -36,18 +36,18 @@ class SimMarket {
   };
 
   static const std::vector<Product>& Products();
-  static const Product* Find(std::string_view id);  ///< null when there is none
+  static const Product* Find(std::string_view id);  ///< null if there is none
   static bool IsTrade(const std::string& verb) { return verb == "new" || verb == "cancel"; }
 
-  /// The tables that answer a query; an unknown verb gets a table "error".
+  /// The tables answering a query; table "error" for an unknown verb.
   ResultText Query(const SimLogin& login, const SimRequest& request) const;
-  /// The table "acc" of a login's accounts.
+  /// Adds the table "acc" of a login's accounts.
   void AddAccounts(ResultText& text, const SimLogin& login) const;
   SimTrade Trade(const SimLogin& login, const SimRequest& request);
 
  private:
   SimTrade New(const SimLogin& login, const SimRequest& request);
-  /// Why an order cannot be taken; empty when it can.
+  /// Why an order is rejected; empty if it is valid.
   static std::string Fault(const SimLogin& login, const SimOrder& order, std::string_view side,
                            std::string_view price);
   void Match(SimOrder& order, std::vector<std::string>& reports);
@@ -68,7 +68,7 @@ std::string OrderStateText(const SimOrder& order);
 std::string OrderPriceText(const SimOrder& order);  ///< points, or "MKT"
 std::string PriceText(int hundredths);
 std::string ArgumentOf(const SimRequest& request, const std::string& key);  ///< empty when absent
-/// A table "order" of one order as it stands.
+/// A table "order" with the current state of one order.
 ResultText OrderTable(const SimOrder& order);
 /// A table "error" with a code and a reason (UTF-8).
 ResultText ErrorTable(std::string_view code, std::string_view reason);

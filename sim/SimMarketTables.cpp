@@ -178,8 +178,7 @@ void SimMarket::AddPositions(ResultText& text, const SimLogin& login) const {
   }
 }
 
-// As many rows as are asked for: the way to a result of any length. Prices repeat, so that runs can be
-// compared.
+// As many rows as requested, for results of any length. Prices repeat, so that runs can be compared.
 void SimMarket::AddTicks(ResultText& text, const SimRequest& request) const {
   constexpr int kMostRows = 2000000;
   const std::string id = ArgumentOf(request, "prod");

@@ -7,14 +7,14 @@
 
 namespace VekSim {
 
-/// Holds arrivals against a rate over a sliding window: an arrival breaks it when it is the `count`+1st
-/// within less than `ms` milliseconds (less slack). With 2 per 1000 ms, arrivals at 0, 400, 1000 keep it, 0,
-/// 400, 999 break it once.
+/// Checks arrivals against a rate over a sliding window: an arrival violates it if it is the `count`+1st
+/// within less than `ms` milliseconds (minus slack). With 2 per 1000 ms, arrivals at 0, 400, 1000 conform; 0,
+/// 400, 999 are one violation.
 class RateWatch {
  public:
   explicit RateWatch(const SimRate& rate) : rate_(rate) {}
 
-  /// False when this arrival breaks the rate. It counts in the window all the same.
+  /// False if this arrival violates the rate. It counts in the window in both cases.
   bool Arrive(std::chrono::microseconds now);
 
  private:

@@ -8,7 +8,7 @@
 
 namespace VekSim {
 
-/// SimSeen behind a lock, with waiting. Written by the server's thread, read by any.
+/// SimSeen behind a lock, with waiting. Written by the server's thread, read by any thread.
 class SimRecord {
  public:
   template <class Change>

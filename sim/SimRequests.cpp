@@ -19,7 +19,7 @@ std::vector<std::string_view> Words(std::string_view line) {
   return words;
 }
 
-/// Up to the next line feed, which is taken off the rest as well.
+/// Removes and returns the text up to the next line feed; the line feed is removed too.
 std::string_view TakeLine(std::string_view& rest) {
   const std::size_t end = std::min(rest.find('\n'), rest.size());
   const std::string_view line = rest.substr(0, end);

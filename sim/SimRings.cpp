@@ -22,7 +22,7 @@ std::atomic_ref<std::uint32_t> Field(std::byte* memory, std::size_t offset) {
   return std::atomic_ref<std::uint32_t>(*reinterpret_cast<std::uint32_t*>(memory + offset));
 }
 
-/// Bytes on the way from `from` to `to` around the ring.
+/// Number of bytes from `from` to `to` around the ring.
 std::uint32_t Distance(std::uint32_t from, std::uint32_t to, std::uint32_t capacity) {
   return static_cast<std::uint32_t>((std::uint64_t{to} + capacity - from) % capacity);
 }
@@ -34,7 +34,7 @@ bool SimRings::Create(const std::string& baseName, std::uint32_t bytes) {
   if (MakeBoth(Dova::Os::OwnName(baseName), bytes)) return true;
   constexpr char kGlobal[] = "Global\\";
   if (baseName.rfind(kGlobal, 0) != 0) return false;
-  // Names for all sessions of a machine are not everybody's to make.
+  // Creating names for all sessions of a machine needs a privilege.
   return MakeBoth(Dova::Os::OwnName(baseName.substr(sizeof kGlobal - 1)), bytes);
 }
 
@@ -74,7 +74,7 @@ void SimRings::Close() {
   told_ = 0;
 }
 
-/// The client has what it needs; nobody else is to find it.
+/// The client has joined; no other process may.
 void SimRings::HideNames() {
   joined_ = true;
   for (Ring* ring : {&fromClient_, &toClient_}) {
@@ -132,7 +132,7 @@ int SimRings::Write(const char* bytes, std::size_t length) {
   return static_cast<int>(count);
 }
 
-/// Compared with what was told last: another thread may be reading.
+/// Compared with what was reported last: another thread may be reading.
 bool SimRings::HasNewData() {
   const std::uint32_t end = Field(fromClient_.mapping.View(), kWriteAt).load();
   return std::exchange(told_, end) != end;
@@ -150,7 +150,7 @@ unsigned SimRings::Poll(bool wantsSpace) {
 }
 
 unsigned SimRings::Wait(int timeoutMs, bool wantsSpace) {
-  // In the middle of a stream the client is let run on: woken for each message, both would mostly take turns.
+  // Within a stream, yields to the client: woken for each message, both sides would mostly alternate.
   if (moved_.exchange(0) >= kBulk) std::this_thread::yield();
   unsigned news = spinUs_ != 0 ? Poll(wantsSpace) : 0;
   if (news == 0) news = wait_.Wait(fromClient_.readable, toClient_.writable, timeoutMs, !wantsSpace);

@@ -11,13 +11,14 @@
 namespace VekSim {
 
 /// The gateway's side of one shared-memory link: creates both rings, reads what the client sends and writes
-/// what it is to receive. Written from the layout alone; of the library it uses only what the system offers.
+/// what it is to receive. Implemented from the layout alone; of the library it uses only the operating system
+/// layer.
 ///
 /// One thread may read and write while another waits.
 class SimRings {
  public:
   static constexpr unsigned kData = 1;   ///< the client has written
-  static constexpr unsigned kSpace = 2;  ///< the client has made room
+  static constexpr unsigned kSpace = 2;  ///< the client has freed space
   static constexpr int kBroken = -1;
 
   SimRings() = default;
@@ -25,27 +26,27 @@ class SimRings {
   SimRings(const SimRings&) = delete;
   SimRings& operator=(const SimRings&) = delete;
 
-  /// Rings that take `bytes` bytes each; BaseName() is then what the client must be told. False when the
-  /// system refuses; Error() is its code.
+  /// Creates rings with a capacity of `bytes` each; BaseName() is then the name for the client. Returns false
+  /// on failure; Error() is the system's code.
   bool Create(const std::string& baseName, std::uint32_t bytes);
   void Close();
   int Error() const { return error_; }
   const std::string& BaseName() const { return baseName_; }
 
-  /// What is there, or what fits: the count, 0, or kBroken when the client has spoilt the ring. Each call
-  /// that moves bytes wakes the client.
+  /// Moves what is available, or what fits: the count, 0, or kBroken if the client has corrupted the ring. A
+  /// call that moves bytes wakes the client.
   int Read(char* buffer, std::size_t size);
   int Write(const char* bytes, std::size_t length);
 
-  /// kData, kSpace, both; 0 after timeoutMs (negative: never) or Stop.
-  /// Without `wantsSpace` room that is made meanwhile is told with the next data.
+  /// Returns kData, kSpace or both; 0 after timeoutMs (negative: no limit) or Stop. Without `wantsSpace`,
+  /// freed space is reported with the next data.
   unsigned Wait(int timeoutMs = -1, bool wantsSpace = true);
-  /// From any thread: Wait ends, and every later one.
+  /// Thread-safe: the current and all later calls of Wait return.
   void Stop();
-  /// So long Wait polls before it sleeps, in microseconds.
+  /// How long Wait polls before it sleeps, in microseconds.
   void SetSpin(int us) { spinUs_ = us; }
 
-  /// For tests that spoil them: header and data as they lie there.
+  /// For tests that corrupt the memory: header and data of each ring.
   std::byte* FromClient() { return fromClient_.mapping.View(); }
   std::byte* ToClient() { return toClient_.mapping.View(); }
   void WakeClient();
@@ -68,10 +69,10 @@ class SimRings {
   int error_ = 0;
   int spinUs_ = 0;
   bool joined_ = false;     ///< the client has written
-  std::uint32_t told_ = 0;  ///< the client's index when Poll last looked; the waiting thread's
+  std::uint32_t told_ = 0;  ///< the client's index at the last Poll; used by the waiting thread
   Ring fromClient_;
   Ring toClient_;
-  std::atomic<std::size_t> moved_{0};  ///< bytes, since the last wait
+  std::atomic<std::size_t> moved_{0};  ///< bytes since the last wait
   Dova::Os::TNamedEventWait wait_;
 };
 

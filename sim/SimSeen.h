@@ -14,8 +14,8 @@ namespace VekSim {
 struct SimPacket {
   int session = 0;
   int code = 0;
-  std::string body{};  ///< behind the header, descrambled
-  std::string raw{};   ///< the whole packet as it came
+  std::string body{};  ///< after the header, descrambled
+  std::string raw{};   ///< the whole packet as received
   std::chrono::microseconds at{};
 };
 
@@ -46,7 +46,7 @@ struct SimRequest {
   std::string workId{};
   std::string verb{};
   std::map<std::string, std::string> args{};
-  std::string text{};  ///< as it came
+  std::string text{};  ///< as received
   std::chrono::microseconds at{};
 };
 
@@ -63,27 +63,26 @@ struct SimOrder {
   int price = 0;  ///< in ticks of a hundredth; 0 for a market order
 };
 
-/// What a server has seen since it started, or since the last Forget(). A plain value: copies stay as they
-/// are.
+/// What a server has received since it started, or since the last Forget(). A plain value: copies do not
+/// change.
 struct SimSeen {
-  std::vector<SimPacket>
-      packets{};  ///< all codes, in order of arrival; empty when SimConfig::keepPackets is off
+  std::vector<SimPacket> packets{};  ///< all codes, in arrival order; empty if SimConfig::keepPackets is off
   std::vector<SimConnect> connects{};
   std::vector<SimSignOn> signOns{};
   std::vector<SimPassChange> passChanges{};
   std::vector<SimRequest> requests{};  ///< likewise
-  std::vector<SimOrder> orders{};      ///< as they were accepted
-  std::map<int, bool> signedOn{};      ///< the sessions that are open; true once signed on
+  std::vector<SimOrder> orders{};      ///< in the order of acceptance
+  std::map<int, bool> signedOn{};      ///< open sessions; true once signed on
   std::size_t sessions = 0;            ///< links ever accepted
-  std::size_t closed = 0;              ///< links that ended, on whichever side
-  std::size_t packetCount = 0;         ///< counted even when packets are not kept
+  std::size_t closed = 0;              ///< links that ended, on either side
+  std::size_t packetCount = 0;         ///< counted even if packets are not kept
   std::size_t requestCount = 0;
   std::size_t batches = 0;            ///< code-129 messages
   std::size_t heartbeats = 0;         ///< received
   std::size_t queryViolations = 0;    ///< code-128 arrivals above SimConfig::queryRate
   std::size_t requestViolations = 0;  ///< code-129 arrivals above SimConfig::requestRate
-  std::size_t broken = 0;             ///< links ended because a length below 3 came
-  std::size_t strays = 0;             ///< requests before sign-on, and bodies too short for what they state
+  std::size_t broken = 0;             ///< links ended by a length below 3
+  std::size_t strays = 0;             ///< requests before sign-on, and bodies shorter than their lengths
 };
 
 }  // namespace VekSim

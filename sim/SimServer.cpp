@@ -15,7 +15,8 @@ class SimServer::Impl {
  public:
   explicit Impl(SimConfig config) : core(std::move(config)), acceptor_(core.io) {
     Listen();
-    // On the thread that takes the results too: a system may deliver them by way of the thread that asked.
+    // Posted to the thread that handles the results: a system may deliver them through the thread that
+    // started the operation.
     asio::post(core.io, [this] { Accept(); });
     thread_ = std::thread([this] { core.io.run(); });
   }
@@ -30,12 +31,13 @@ class SimServer::Impl {
       acceptor_.close(ignored);
       for (const auto& [id, session] : core.sessions) session->Link().Close(false);
     });
-    thread_.join();  // run() returns when the last operation has been called off
+    thread_.join();  // run() returns when the last operation has been cancelled
   }
 
   std::uint16_t Port() const { return port_; }
 
-  /// On the server's thread, with each session meant. False when there was none at the call.
+  /// Runs an action on the server's thread for each selected session. False if there was none at the time of
+  /// the call.
   template <class Action>
   bool For(int id, Action action) {
     const bool there = core.record.Read([&](const SimSeen& seen) {
@@ -69,7 +71,7 @@ class SimServer::Impl {
   void Accept() {
     acceptor_.async_accept([this](const asio::error_code& error, tcp::socket socket) {
       if (error == asio::error::operation_aborted || !acceptor_.is_open()) return;
-      // Any other error is one link's that was gone before it was taken.
+      // Other errors concern one link that ended before it was accepted.
       if (!error) Serve(std::move(socket));
       Accept();
     });

@@ -14,60 +14,59 @@
 
 namespace VekSim {
 
-/// A packet to slip in between two pieces of a long message: header and body, scrambled like any other.
+/// A packet inserted between two pieces of a long message: header and body, scrambled like any other.
 struct SimInsert {
   int code = Code::kHeartbeat;
   std::string body{};
 };
 
-/// A simulated order-routing server on a port of its own. It listens when the constructor returns, serves
-/// every link on one thread of its own, and is gone, links and thread, when Stop() or the destructor returns,
-/// whatever the links are doing. Any number of servers may live side by side.
+/// A simulated order-routing server on its own port. It listens when the constructor returns and serves all
+/// links on one thread. Links and thread have ended when Stop() or the destructor returns, whatever the links
+/// are doing. Any number of servers may exist at the same time.
 ///
-/// All methods may be called from any thread but the server's own (from SimConfig::log and ::clock only the
-/// Send methods are safe). What is sent goes in the order of the calls.
+/// All methods may be called from any thread except the server's own (from SimConfig::log and ::clock only
+/// the Send methods are safe). Data is sent in the order of the calls.
 class SimServer {
  public:
   static constexpr int kAll = 0;  ///< stands for every session that is signed on
 
-  /// Throws std::system_error when the address cannot be listened on.
+  /// Throws std::system_error if it cannot listen on the address.
   explicit SimServer(SimConfig config = {});
   ~SimServer();
   SimServer(const SimServer&) = delete;
   SimServer& operator=(const SimServer&) = delete;
 
   std::uint16_t Port() const;
-  /// "TCPClient:127.0.0.1:PORT"; an IPv6 host stands in brackets.
+  /// "TCPClient:127.0.0.1:PORT"; an IPv6 host is in brackets.
   std::string Setting() const;
   void Stop();
 
   SimFaults& Faults();
-  /// Replaces the misbehaviour of a live session; counting for cutAfter starts now. A stall that is lifted
-  /// reads on.
+  /// Replaces the faults of a live session; cutAfter counts from now. When a stall ends, reading continues.
   void SetLink(int session, const LinkFaults& faults);
 
-  // Sending on demand. False when no such session is open; otherwise the bytes are queued for it.
+  // Sending on demand. False if no such session is open; otherwise the bytes are queued for it.
   bool SendReport(int session, std::string_view text);
   bool SendHeartbeat(int session);
-  /// As it is: no header, no scrambling.
+  /// Unchanged: no header, no scrambling.
   bool SendRaw(int session, std::string_view bytes);
-  /// Header in front of the body as it is; the body's prefix, if the code has one, is the caller's.
+  /// A header and the unchanged body; the caller supplies the body's prefix, if the code has one.
   bool SendPacket(int session, int code, std::string_view body);
-  /// With the five-byte prefix, in pieces when it is long: codes 128 to 131 and others of that form.
+  /// With the five-byte prefix, in pieces if it is long: codes 128 to 131 and others of that form.
   bool SendText(int session, int code, std::string_view text);
-  /// The same in pieces of `pieceSize` bytes, with one of `between` behind each piece until they are used up.
+  /// The same in pieces of `pieceSize` bytes, each followed by one of `between` until they are used up.
   bool SendLong(int session, int code, std::string_view text, std::size_t pieceSize,
                 std::vector<SimInsert> between = {});
-  /// A task result; `text` goes as it is, without a conversion.
+  /// A task result; `text` is sent unchanged, without conversion.
   bool SendResult(int session, std::string_view workId, std::string_view text);
-  /// Ends the link: after all that is queued has gone, or at once with a reset.
+  /// Ends the link: after sending what is queued, or at once with a reset.
   bool Disconnect(int session, bool reset = false);
 
-  // What it saw.
+  // What the server has received.
   SimSeen Seen() const;
-  void Forget();  ///< open sessions stay known, everything else is emptied and counts from 0
-  /// Waits until the predicate holds; false when it does not within the time. The predicate runs on the
-  /// caller's thread, under the lock of what it is shown: it must not call the server.
+  void Forget();  ///< keeps the open sessions, clears everything else
+  /// Waits until the predicate holds; false after the timeout. The predicate runs on the caller's thread
+  /// under a lock and must not call the server.
   bool WaitFor(const std::function<bool(const SimSeen&)>& predicate,
                std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
 

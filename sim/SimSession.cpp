@@ -67,7 +67,7 @@ void SimSession::OnPacket(std::string packet) {
   const int code = CodeOf(packet);
   std::string raw = packet;
   if (core_.config.mode == 1 && code != Code::kConnect) Scramble(packet, core_.config.key);
-  const auto now = core_.Now();  // not under the record's lock: the clock is the caller's
+  const auto now = core_.Now();  // not under the record's lock: the clock may be the caller's
   core_.record.Update([&](SimSeen& seen) {
     ++seen.packetCount;
     if (code == Code::kHeartbeat) ++seen.heartbeats;

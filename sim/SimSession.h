@@ -13,7 +13,7 @@
 
 namespace VekSim {
 
-/// One client's conversation: packets in, answers out. Lives on the server's thread alone.
+/// One client's conversation: receives packets, sends answers. Used on the server's thread only.
 class SimSession : public std::enable_shared_from_this<SimSession> {
  public:
   SimSession(SimCore& core, int id, std::shared_ptr<SimLink> link);
@@ -23,7 +23,7 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   const std::optional<SimLogin>& Login() const { return login_; }
   SimLink& Link() { return *link_; }
 
-  /// Scrambles (all but the connect result) and queues one packet.
+  /// Scrambles (except the connect result) and queues one packet.
   void Send(std::string packet);
   void SendText(int code, std::string_view text);
 
@@ -38,7 +38,7 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   void OnPassChange(std::string_view packet);
   void OnTask(SimRequest request);
   void OnBatch(const std::string& text);
-  /// Stamps and records a request; true when it came within the rate.
+  /// Timestamps and records a request; true if it was within the rate.
   bool Arrived(SimRequest& request, int code);
   std::string ResultOf(const SimRequest& request, const std::string& refusal, std::vector<SimTrade>& trades);
   std::string AckOf(const SimRequest& request, const std::string& refusal, std::vector<SimTrade>& trades);

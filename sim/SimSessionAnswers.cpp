@@ -1,4 +1,4 @@
-// The part of SimSession that sends answers, as they should be or as a fault has them.
+// The part of SimSession that sends answers, correct ones or with a fault.
 #include <algorithm>
 #include <utility>
 
@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kCutPiece = 16;
 
-/// Where the first number of more than one byte stands that says how long something in the packet is.
+/// Offset of the packet's first inner length field of more than one byte.
 std::size_t InnerLengthAt(const std::string& packet) {
   if (CodeOf(packet) == Code::kConnect) return 18;
   return CodeOf(packet) == Code::kSession ? 5 : kHeadSize;
@@ -48,7 +48,7 @@ void SimSession::CutLong(const std::vector<std::string>& packets, std::size_t pi
   link_->Finish();
 }
 
-// One piece a time, the next when the last has gone: a client that stops reading stops this too.
+// One piece at a time, the next when the last has been sent: a client that stops reading stops this too.
 void SimSession::SendPiece() {
   if (endless_ == 0) return;
   Send(TextPacket(Code::kPiece, std::string(endless_, 'x'), core_.config.order));

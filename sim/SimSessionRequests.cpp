@@ -1,4 +1,4 @@
-// The part of SimSession that carries out requests.
+// The part of SimSession that executes requests.
 #include <utility>
 
 #include "sim/SimRequests.h"
@@ -13,7 +13,7 @@ bool WantsUtf8(const SimRequest& request, bool otherwise) {
   return found == request.args.end() ? otherwise : found->second == "utf8";
 }
 
-/// What the server has counted since it started, over all sessions.
+/// The server's counters since it started, over all sessions.
 ResultText StatsTable(const SimSeen& seen) {
   ResultText text;
   text.Table("stats", {{"DisplayText", "次數"}})
@@ -79,7 +79,7 @@ void SimSession::OnBatch(const std::string& text) {
   core_.record.Update([](SimSeen& seen) { ++seen.batches; });
   for (SimRequest& request : ParseBatch(text)) {
     const bool inRate = Arrived(request, Code::kAck);
-    // Line feeds between the lines only: clients count what stands behind the last one as a line of its own.
+    // Line feeds only between the lines: clients count the text after the last one as another line.
     if (!acks.empty()) acks += '\n';
     acks += AckOf(request, Refusal(fault, inRate), trades);
   }

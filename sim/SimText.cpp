@@ -17,7 +17,7 @@ constexpr Big5Entry kBig5[] = {
 #include "sim/SimBig5.inc"
 };
 
-/// Takes one character off the front; broken sequences come out byte by byte.
+/// Removes one character from the front; ill-formed sequences are returned byte by byte.
 char32_t TakeCharacter(std::string_view& utf8) {
   const auto byte = [&](std::size_t i) { return static_cast<char32_t>(static_cast<unsigned char>(utf8[i])); };
   const char32_t first = byte(0);

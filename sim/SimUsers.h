@@ -9,7 +9,7 @@
 
 namespace VekSim {
 
-/// Who signed on, and which accounts the session sees and trades.
+/// The user signed on, and the accounts the session sees and trades.
 struct SimLogin {
   std::string user;
   std::vector<std::string> accounts;
@@ -23,7 +23,7 @@ class SimUsers {
   explicit SimUsers(const SimConfig& config) : users_(config.users), anyone_(config.acceptAnyone) {}
 
   std::optional<SimLogin> SignOn(std::string_view identity, std::string_view password) const;
-  /// Empty when the password was changed, otherwise the reason (UTF-8) why not.
+  /// Empty if the password was changed, otherwise the reason (UTF-8).
   std::string ChangePassword(std::string_view user, std::string_view oldPass, std::string_view newPass);
 
  private:

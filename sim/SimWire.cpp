@@ -142,7 +142,7 @@ std::optional<ConnectRequest> ReadConnect(std::string_view packet) {
   const std::size_t name = At(packet, 16), kind = ReadU16(packet, 18, ByteOrder::Little);
   if (packet.size() < 20 + name + kind) return {};
   request.name = packet.substr(20, name);
-  // Behind the name as it stands in the packet: a name of 256 bytes or more states its low eight bits only.
+  // Located from the end: for a name of 256 bytes or more the length field has only the low eight bits.
   request.kindLine = packet.substr(packet.size() - kind);
   return request;
 }
@@ -168,7 +168,7 @@ std::optional<std::string> PacketCutter::Next() {
   if (broken_ || rest.size() < length) return {};
   std::string packet(rest.substr(0, length));
   start_ += length;
-  if (start_ == tail_.size() || start_ > 65536) {  // not at each packet: a block may hold thousands
+  if (start_ == tail_.size() || start_ > 65536) {  // not per packet: a block may contain thousands
     tail_.erase(0, start_);
     start_ = 0;
   }

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
-// The wire format as the server sees it: bytes in, values out, and back. No sockets, no state but
-// PacketCutter's. Packets are whole (header included) and unscrambled unless a function says otherwise.
+// The wire format from the server's side: converts between bytes and values. No sockets, and no state except
+// in PacketCutter. Packets are complete (header included) and unscrambled unless stated otherwise.
 namespace VekSim {
 
-/// Order of the two- and four-byte numbers inside bodies; the packet header does not depend on it.
+/// Byte order of two- and four-byte numbers in bodies; the packet header does not depend on it.
 enum class ByteOrder { Little, Big };
 
 namespace Code {
@@ -27,20 +27,21 @@ constexpr int kAck2 = 131;
 }  // namespace Code
 
 constexpr std::size_t kHeadSize = 3;
-constexpr std::size_t kPrefixSize = 5;       ///< header and body length in front of a text
-constexpr std::size_t kMaxPacket = 4095;     ///< what twelve bits of length can say
+constexpr std::size_t kPrefixSize = 5;       ///< header and body length before a text
+constexpr std::size_t kMaxPacket = 4095;     ///< maximum of the twelve-bit length
 constexpr std::size_t kMaxPieceBody = 4090;  ///< longest text that one packet carries
 
 std::string U16(unsigned value, ByteOrder order);
 std::string U32(std::uint32_t value, ByteOrder order);
 unsigned ReadU16(std::string_view bytes, std::size_t at, ByteOrder order);
 
-/// The three header bytes. Length counts the header; bits above the eleventh of either number are dropped.
+/// The three header bytes. The length includes the header; bits above the eleventh of either number are
+/// dropped.
 std::string Head(int code, std::size_t length);
 int CodeOf(std::string_view packet);
 std::size_t LengthOf(std::string_view packet);
 
-/// Header and body as they are. A body that a header cannot announce is cut to fit.
+/// Header and unchanged body. A body too long for the header is cut.
 std::string Packet(int code, std::string_view body);
 /// Header, body length and text: the form of codes 3 and 128 to 131.
 std::string TextPacket(int code, std::string_view text, ByteOrder order);
@@ -48,17 +49,18 @@ std::string TextPacket(int code, std::string_view text, ByteOrder order);
 /// code.
 std::vector<std::string> TextPackets(int code, std::string_view text, ByteOrder order,
                                      std::size_t pieceSize = kMaxPieceBody);
-/// The text behind a five-byte prefix, cut to the bytes that are there.
+/// The text after a five-byte prefix, cut to the bytes available.
 std::string_view TextOf(std::string_view packet, ByteOrder order);
 
-/// Repeating-key XOR behind the header; applied twice it changes nothing. The key starts anew in each packet.
+/// XORs the bytes after the header with the repeated key; applying it twice restores the packet. The key
+/// restarts in each packet.
 void Scramble(std::string& packet, std::string_view key);
 
 struct SimItem {
   std::string tag{};  ///< with its line feed
   std::string data{};
 };
-/// Item that hands out mode and key. `mode` goes as one signed byte; a key longer than 255 bytes is cut.
+/// Item with mode and key. `mode` is sent as one signed byte; a key longer than 255 bytes is cut.
 SimItem EncItem(int mode, std::string_view key);
 SimItem ErrorItem(std::string reason);
 
@@ -87,18 +89,18 @@ struct SignOnRequest {
 struct PassRequest {
   std::string user, oldPass, newPass;
 };
-/// Nothing when the packet is too short for the lengths it states.
+/// Empty if the packet is shorter than its lengths.
 std::optional<ConnectRequest> ReadConnect(std::string_view packet);
 std::optional<SignOnRequest> ReadSignOn(std::string_view packet);
 std::optional<PassRequest> ReadPass(std::string_view packet);
 
-/// Cuts a byte stream into packets, still scrambled.
+/// Splits a byte stream into packets, still scrambled.
 class PacketCutter {
  public:
   void Feed(std::string_view bytes) { tail_.append(bytes); }
-  /// The next whole packet, or nothing until more bytes are fed.
+  /// The next complete packet, or nothing until more bytes are fed.
   std::optional<std::string> Next();
-  /// A length below 3 was announced; nothing behind it can be read.
+  /// A length below 3 was received; nothing after it can be parsed.
   bool Broken() const { return broken_; }
 
  private:

@@ -1,4 +1,4 @@
-// A gateway as a program: shared-memory clients on this machine reach a server over TCP through it.
+// A gateway program: connects shared-memory clients on this machine to a server over TCP.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>

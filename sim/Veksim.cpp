@@ -18,7 +18,7 @@ namespace VekSim {
 
 namespace {
 
-/// Under another name first: whoever waits for the file never finds it half written.
+/// Written under another name first, so that a waiting process never finds a partial file.
 bool WritePort(const std::string& path, std::uint16_t port) {
   const std::string part = path + ".part";
   std::FILE* const file = std::fopen(part.c_str(), "wb");
@@ -26,14 +26,14 @@ bool WritePort(const std::string& path, std::uint16_t port) {
   if (good) {
     good = std::fprintf(file, "%u\n", static_cast<unsigned>(port)) > 0;
     good = std::fclose(file) == 0 && good;
-    std::remove(path.c_str());  // not every system renames over a file
+    std::remove(path.c_str());  // not every system replaces a file by rename
     good = good && std::rename(part.c_str(), path.c_str()) == 0;
   }
   if (!good) fmt::print(stderr, "veksim: cannot write {}: {}\n", path, std::strerror(errno));
   return good;
 }
 
-/// Sends what is due since it was called the last time.
+/// Sends the reports due since the last call.
 class ReportStream {
  public:
   explicit ReportStream(int perSecond) : perSecond_(perSecond) {}

@@ -19,7 +19,7 @@ const std::map<std::string, FaultKind> kKinds{
     {"length", FaultKind::WrongLength}, {"inner-length", FaultKind::InnerLength},
     {"cut-long", FaultKind::CutLong},   {"endless", FaultKind::EndlessPieces}};
 
-/// Takes what stands in front of the separator off the text.
+/// Removes the text before the separator, and the separator.
 std::string Take(std::string_view& text, char separator) {
   const std::size_t end = std::min(text.find(separator), text.size());
   const std::string part(text.substr(0, end));

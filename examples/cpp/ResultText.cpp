@@ -24,7 +24,7 @@ std::vector<std::string> Record(const VekApi::VekTable& table, int row) {
   std::vector<std::string> texts;
   texts.reserve(static_cast<std::size_t>(table.Fields().Count()));
   for (int i = 0; i < table.Fields().Count(); ++i) {
-    // A record that came before the columns has no values.
+    // A record that arrived before the columns has no values.
     const char* value = table.RecordField(row, i);
     texts.push_back(value == nullptr ? "" : ToUtf8(value));
   }

@@ -37,7 +37,7 @@ const char* NameOf(VekApi::EVekClientState state) {
   return "unknown state";
 }
 
-// One call, so that lines of several threads do not mix.
+// One call, so that lines of different threads are not interleaved.
 void Say(const char* event, const std::string& text) {
   fmt::print("[{:<8}] {}\n", event, text);
   std::fflush(stdout);

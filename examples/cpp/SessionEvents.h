@@ -12,23 +12,23 @@
 #include "vekapi/VekFlowCtrl.h"
 #include "vekapi/VekTaskResult.h"
 
-// What the events of a session have brought so far.
+// What the events of a session have delivered so far.
 struct SessionSeen {
   VekApi::EVekClientState state = VekApi::vcs_None;
   std::optional<VekApi::VekTaskResult> signOn;
   std::map<std::string, VekApi::VekTaskResult> results;  // by work id
   std::vector<std::string> acks;                         // lines of acknowledgements of code 129
-  std::vector<std::size_t> ackLines;                     // how many came in each
+  std::vector<std::size_t> ackLines;                     // number of lines in each
   std::vector<std::string> reports;
   std::optional<std::string> passwordResult;
 };
 
-// Prints the events as they come and keeps what they bring, so that the program's own thread can wait for it.
-// Events come on threads of the library; everything here may be called on any thread.
+// Prints the events as they arrive and stores their data, so that the program's own thread can wait for it.
+// Events run on the library's threads; all methods here are thread-safe.
 class SessionEvents : public VekApi::VekClientHandler {
  public:
-  // Waits until `done`, a function of what was seen, is true. False when it is not within `limit`, or at once
-  // when the session fails before.
+  // Waits until `done`, a function of the stored data, returns true. Returns false after `limit`, or at once
+  // if the session fails before.
   template <class Done>
   bool Wait(std::chrono::milliseconds limit, Done done) {
     std::unique_lock lock(mutex_);
@@ -37,13 +37,13 @@ class SessionEvents : public VekApi::VekClientHandler {
     return reached;
   }
 
-  // From now on acknowledgements are handed to `gate`, which is not owned.
+  // From now on acknowledgements are passed to `gate`, which is not owned.
   void FeedGate(VekApi::VekFlowCtrl& gate) { gate_ = &gate; }
 
-  // A copy of what was seen.
+  // A copy of the stored data.
   SessionSeen Seen();
 
-  // Before a new session.
+  // Clears the stored data before a new session.
   void Forget();
 
   void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;

@@ -9,8 +9,8 @@ struct Range {
   char32_t first, last;
 };
 
-// The usual East Asian wide ranges, in ascending order. Characters of ambiguous width count as narrow:
-// terminals draw them so unless told otherwise.
+// The usual East Asian wide ranges, in ascending order. Characters of ambiguous width count as narrow, which
+// is the default of terminals.
 constexpr Range kWide[] = {
     {0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0x4DBF},   {0x4E00, 0xA4CF}, {0xA960, 0xA97F},
     {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF01, 0xFF60}, {0xFFE0, 0xFFE6},
@@ -32,7 +32,7 @@ std::size_t LengthOf(unsigned char lead) {
   return 1;
 }
 
-// Takes one character off the front; a byte that begins none stands for itself.
+// Removes one character from the front; a byte that starts none counts as a character.
 char32_t TakeCharacter(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text.front());
   const std::size_t length = LengthOf(lead);

@@ -3,6 +3,6 @@
 #include <cstddef>
 #include <string_view>
 
-// Columns that a UTF-8 text takes in a terminal: two for Chinese and other wide characters, none for
-// combining marks, one for each of the others and for every byte that is not UTF-8.
+// Number of terminal columns of a UTF-8 text: two for Chinese and other wide characters, none for combining
+// marks, one for every other character and every byte that is not UTF-8.
 std::size_t TextWidth(std::string_view utf8);

@@ -1,6 +1,6 @@
-// A whole session with an order-routing server: sign-on, queries, an order until it is filled, a burst of
-// orders at the pace that the server allows, a new password, and a second sign-on with it. Ends with status 0
-// when every step came through within its time limit.
+// A complete session with an order-routing server: sign-on, queries, an order until it is filled, a burst of
+// orders at the rate the server allows, a new password, and a second sign-on with it. Exits with status 0 if
+// every step succeeded within its time limit.
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
@@ -25,7 +25,7 @@ struct Options {
   std::string password = "secret";
   std::string newPassword = "changed";
   int limitSeconds = 30;
-  int orders = 5;  // that the server takes within so many milliseconds:
+  int orders = 5;  // number of orders the server accepts per interval, in milliseconds:
   int perMs = 200;
 };
 
@@ -44,7 +44,7 @@ class Session {
       : options_(options), limit_(std::chrono::seconds(options.limitSeconds)), client_(events_) {
     events_.FeedGate(sender_);
   }
-  // No event afterwards: what they use may go.
+  // No event follows, so the members they use may be destroyed.
   ~Session() { client_.Disconnect(); }
 
   bool Run() {
@@ -55,7 +55,7 @@ class Session {
   }
 
  private:
-  // Announces a step's outcome and hands it on.
+  // Prints a step's outcome and returns it.
   bool Step(const std::string& name, bool done) {
     Say(done ? fmt::format("-- {}: done\n", name)
              : fmt::format("-- {}: FAILED in state {}\n", name, static_cast<int>(client_.State())));
@@ -68,7 +68,7 @@ class Session {
     client_.Connect(options_.server, "VekApi example", "1.0.0.0", options_.user, options_.account, password);
     const bool ready = events_.Wait(limit_, [](const SessionSeen& seen) { return seen.signOn.has_value(); });
     if (ready) Say(ResultText(*events_.Seen().signOn));
-    sender_.SetFlowCtrl(options_.orders, options_.perMs);  // for each session anew
+    sender_.SetFlowCtrl(options_.orders, options_.perMs);  // again for each session
     return Step("sign-on", ready);
   }
 
@@ -81,15 +81,14 @@ class Session {
   bool SendQuery(std::string request) {
     const auto length = static_cast<unsigned>(request.size());
     int answer = client_.SendVekQueryRequest(request.data(), length);
-    while (answer >
-           0) {  // the rate is used up: the library says for how long, and has not touched the request
+    while (answer > 0) {  // the rate is used up: wait as long as the library says; the request is unmodified
       std::this_thread::sleep_for(std::chrono::milliseconds(answer));
       answer = client_.SendVekQueryRequest(request.data(), length);
     }
     return answer == 0;
   }
 
-  // True when the result's first table has the name of the query and at least so many records.
+  // True if the result's first table has the name of the query and at least that many records.
   bool Query(const std::string& what, int leastRecords = 0) {
     const bool came = SendQuery(Request(what, "")) && events_.Wait(limit_, [&](const SessionSeen& seen) {
       return seen.results.count(workId_) != 0;
@@ -111,7 +110,7 @@ class Session {
            Step("order filled", WaitFor(&SessionSeen::reports, "fill\x01", "\x01Left=0\x01"));
   }
 
-  // More orders than the server takes at once: the sender keeps the pace.
+  // More orders than the server accepts at once: the sender keeps the rate.
   bool Burst() {
     std::deque<std::string> orders;
     for (int i = 0; i < 4 * options_.orders + 2; ++i) {
@@ -131,7 +130,7 @@ class Session {
     return Step("burst acknowledged", done);
   }
 
-  // By the server's own count, in the answer to the last query.
+  // According to the server's own count, in the answer to the last query.
   bool KeptThePace() {
     const VekApi::VekTaskResult result = events_.Seen().results.at(workId_);
     const VekApi::VekTable& stats = *result.Table("stats");
@@ -141,7 +140,7 @@ class Session {
     return Step("pace kept", violations == "0");
   }
 
-  // Until there is a text with that start that holds `part`, and, for reports, that is about the last
+  // Waits for a text that starts with `start` and contains `part`; a report must also refer to the last
   // request.
   bool WaitFor(std::vector<std::string> SessionSeen::*texts, const std::string& start,
                const std::string& part = "") {
@@ -156,7 +155,7 @@ class Session {
     });
   }
 
-  // The answer is a text for people; whether the password is a new one shows at the next sign-on.
+  // The answer is a text for display; whether the password was changed shows at the next sign-on.
   bool ChangePassword() {
     const bool answered =
         client_.ChgPass(options_.user, options_.password, options_.newPassword) &&
@@ -171,7 +170,7 @@ class Session {
 
   Options options_;
   std::chrono::milliseconds limit_;
-  SessionEvents events_;  // outlives the client, which raises events until it is gone
+  SessionEvents events_;  // outlives the client, which raises events until it is destroyed
   VekApi::VekClient client_;
   VekApi::VekFlowCtrlSender sender_{client_};
   int requests_ = 0;

@@ -1,10 +1,10 @@
-// A whole session in C#: sign on, ask for a table, send paced orders, wait until they are filled, ask for the
-// positions, disconnect. Ends with 0 when every step came through.
+// A complete session in C#: sign on, query a table, send paced orders, wait until they are filled, query the positions,
+// disconnect. Exits with 0 if every step succeeded.
 //
 //     mono session.exe [HOST:PORT [USER [PASSWORD]]]
 //
-// Events run on threads of the library: they note down what came, and Main waits for it. What an event gets is gone when
-// it returns, so tables are printed inside it.
+// Events run on the library's threads: they store what arrived, and Main waits for it. Event arguments are invalid
+// after the event has returned, so tables are printed inside it.
 using System;
 using System.Collections.Generic;
 using System.Diagnostics;
@@ -44,7 +44,7 @@ internal sealed class Session : VekClient
         Note(() => answered = VekText.Get(Vek.CVekTaskResult_WorkID(ref result)));
     }
 
-    // One line for each request.
+    // One line per request.
     protected override void OnAck(int code, IntPtr text)
     {
         if (code != Vek.cvmc_RequestAck) return;
@@ -100,7 +100,7 @@ internal sealed class Session : VekClient
         }
     }
 
-    // Until `done`; false when the session fails before, or it takes longer than 30 seconds.
+    // Waits for `done`; false if the session fails before, or after 30 seconds.
     private bool Wait(string step, Func<bool> done)
     {
         bool reached;
@@ -124,7 +124,7 @@ internal sealed class Session : VekClient
         return Wait(verb, () => answered == workId);
     }
 
-    // No more than two within 100 ms, counted from their acknowledgements; the sender holds the others.
+    // At most two within 100 ms, counted from their acknowledgements; the sender holds the others.
     private bool SendOrders()
     {
         sender.SetRate(2, 100);

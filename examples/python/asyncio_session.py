@@ -18,8 +18,8 @@ sys.path.insert(0, str(HERE.parent.parent / "bindings" / "python"))
 import vekapi  # noqa: E402
 
 ORDERS = 6
-PATIENCE = 30  # seconds for a step
-POLL = 0.01  # seconds between looks where there is no descriptor to watch
+PATIENCE = 30  # seconds per step
+POLL = 0.01  # poll interval in seconds if there is no descriptor to watch
 
 
 class SessionLost(Exception):
@@ -54,7 +54,7 @@ class Session(vekapi.Handler):
         self.sender.close()
         self.client.close()
 
-    # Events. A result is lent until on_task_result returns: its rows are copied.
+    # Events. A result is borrowed until on_task_result returns, so its rows are copied.
 
     def on_connect(self, client, reason):
         print(f"[connect] state {client.state} {reason}")
@@ -71,14 +71,14 @@ class Session(vekapi.Handler):
 
     def on_ack(self, client, code, raw):
         if code == 129:
-            self.sender.ack(code, raw)  # now it knows what it may send next
+            self.sender.ack(code, raw)  # tells the sender what it may send next
 
     def on_report(self, client, report):
         print("[report]", report.replace("\1", " "))
         if report.startswith("fill\1") and "\1Left=0\1" in report:
             self.filled.release()
 
-    # What coroutines wait for. None of them waits for a session that is lost.
+    # Awaited by the coroutines. No wait continues after the session is lost.
 
     async def until(self, what):
         waiting = asyncio.ensure_future(what)

@@ -36,7 +36,7 @@ class Session(vekapi.Handler):
         self.sender = vekapi.Sender(self.client)
 
     def close(self):
-        self.client.disconnect()  # no event comes any more
+        self.client.disconnect()  # no event follows
         self.sender.close()
         self.client.close()
 
@@ -67,7 +67,7 @@ class Session(vekapi.Handler):
         if code != 129:
             return
         print("[ack]", vekapi.text(raw).replace("\1", " ").replace("\n", ", "))
-        self.sender.ack(code, raw)  # now it knows what it may send next
+        self.sender.ack(code, raw)  # tells the sender what it may send next
         self.note(acknowledged=self.acknowledged + raw.count(b"\n") + 1)
 
     def on_report(self, client, report):

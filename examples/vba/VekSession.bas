@@ -1,12 +1,12 @@
 Attribute VB_Name = "VekSession"
 Option Explicit
 
-' A session in a spreadsheet: StartSession signs on, the products fill a sheet, SendOrder sends an order, reports come
-' row by row, StopSession ends it. docs/vba.md tells how to set it up.
+' A session in a spreadsheet: StartSession signs on, the products fill a sheet, SendOrder sends an order, each report
+' adds a row, StopSession ends the session. docs/vba.md explains the setup.
 '
-' Everything runs on the spreadsheet's own thread: client and sender are those of its message loop. A callback comes
-' while Excel waits for the user, also while he edits a cell, when no cell can be written: so callbacks note down what
-' came, and ShowNotes writes it, again a second later when Excel would not have it. No error may leave a callback.
+' Everything runs on the spreadsheet's thread: client and sender use its message loop. A callback may run while the user
+' edits a cell, when no cell can be written. So callbacks store what arrived, and ShowNotes writes it, retrying after a
+' second if Excel refuses. No error may leave a callback.
 
 Private Declare PtrSafe Function LoadLibraryW Lib "kernel32" (ByVal path As LongPtr) As LongPtr
 
@@ -33,7 +33,7 @@ Public Sub StartSession()
         InputBox("Password")
 End Sub
 
-' Also to be called from Workbook_BeforeClose, and before the code is changed or reset.
+' Also call it from Workbook_BeforeClose, and before the code is changed or reset.
 Public Sub StopSession()
     CVekFlowCtrlSender_Delete sender
     CVekClient_Delete client
@@ -57,7 +57,7 @@ Public Sub OnReady(ByVal from As LongPtr, ByVal user As LongPtr)
     VekSend client, cvmc_TaskResult, "w1 products"
 End Sub
 
-' A result is lent: its values are taken before the Sub ends.
+' A result is borrowed: its values are read before the Sub returns.
 Public Sub OnResult(ByVal from As LongPtr, ByVal user As LongPtr, ByVal address As LongPtr)
     Dim result As CVekTaskResult, table As CVekTable, columns As CVekFields, row As Long, column As Long, line As String
     On Error Resume Next

@@ -14,9 +14,9 @@ namespace VekApi
 """
 RESULTS = {"void": "void", "bool": "bool", "int": "int", "unsigned": "uint", "address": "IntPtr", "text": "IntPtr",
            "packet": "IntPtr", "bstr": "IntPtr", "handle": "{}", "callback": "{}"}
-# As what a function takes.
+# For a function's arguments.
 ARGUMENTS = {**RESULTS, "text": "byte[]", "buffer": "byte[]", "handle*": "ref {}", "table*": "ref {}"}
-# As what a callback gets, and the other way to hand in a text.
+# For a callback's arguments, and the second form of text arguments.
 BY_ADDRESS = {**ARGUMENTS, "text": "IntPtr", "buffer": "IntPtr"}
 ONE_BYTE = "MarshalAs(UnmanagedType.I1)"
 

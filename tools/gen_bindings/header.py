@@ -8,7 +8,7 @@ from clang.cindex import CursorKind, Index, TypeKind
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 HEADER = ROOT / "include/vekapi/VekApiC.h"
 
-# A type is a kind and, where there are several of the kind, a name:
+# A type is a kind and, if there are several of the kind, a name:
 #   void bool int unsigned address (void*)
 #   text (const char*, ends with NUL)   packet (const char*, its length follows)   buffer (char*)   bstr
 #   handle (by value)   handle* table* callback
@@ -136,7 +136,7 @@ def read(path=HEADER):
                 found.callbacks.append(callback(cursor, known))
                 known[cursor.spelling] = Type("callback", cursor.spelling)
         elif cursor.kind == CursorKind.FUNCTION_DECL:
-            # Functions on lines that follow each other share the comment in front.
+            # Functions on consecutive lines share the comment above them.
             shared = not cursor.raw_comment and cursor.extent.start.line == last_line + 1
             comment = comment if shared else comment_of(cursor)
             found.functions.append(function(cursor, known, comment))

@@ -14,7 +14,7 @@ class Handle(Structure):
 
 
 '''
-# An automation string is freed by its address, which c_char_p would lose; a packet may hold NULs.
+# c_char_p would lose the address needed to free an automation string; a packet may contain NULs.
 TYPES = {"void": "None", "bool": "c_bool", "int": "c_int", "unsigned": "c_uint", "address": "c_void_p",
          "text": "c_char_p", "packet": "c_void_p", "buffer": "POINTER(c_char)", "bstr": "c_void_p",
          "handle": "{}", "callback": "{}", "handle*": "POINTER({})", "table*": "POINTER({})"}

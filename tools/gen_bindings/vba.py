@@ -18,7 +18,7 @@ TYPES = {"bool": "ByVal {} As Byte", "int": "ByVal {} As Long", "unsigned": "ByV
          "handle*": "ByRef {} As {}", "table*": "ByRef {} As {}"}
 BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr", "handle*": "ByVal {} As LongPtr", "buffer": "ByVal {} As LongPtr"}
 TEXT_BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr"}
-# VBA makes a String of an automation string, and frees it.
+# VBA converts an automation string to a String, and frees it.
 RESULTS = {"bool": "Byte", "int": "Long", "unsigned": "Long", "address": "LongPtr", "text": "LongPtr",
            "bstr": "String", "handle": "LongPtr"}
 

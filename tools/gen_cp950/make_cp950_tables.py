@@ -13,7 +13,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 HEAD = "// Made by tools/gen_cp950/make_cp950_tables.py from what the API of {} answers. Not to be edited.\n"
-NO_CHARACTER = 0x3F  # "?", which stands as 0 in the tables, since most cells hold it
+NO_CHARACTER = 0x3F  # "?", stored as 0 in the tables, since most cells contain it
 
 def ask_windows(command):
     done = subprocess.run(command, stdout=subprocess.PIPE, check=True)
@@ -82,7 +82,7 @@ def units_cells(rows):
     for source, units in rows:
         code = int(source, 16)
         if len(source) == 4 and code & 0xFF == 0:
-            assert units == "003F0000", (source, units)  # a NUL is never swallowed
+            assert units == "003F0000", (source, units)  # a NUL is never consumed
             continue
         assert len(units) == 4 and not 0xD800 <= int(units, 16) < 0xE000, (source, units)
         cells[code] = int(units, 16)

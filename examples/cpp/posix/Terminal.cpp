@@ -18,7 +18,7 @@ std::string Convert(iconv_t converter, std::string in) {
     const bool whole = iconv(converter, &from, &left, &to, &room) != static_cast<std::size_t>(-1);
     out.append(piece, sizeof piece - room);
     if (whole || errno == E2BIG) continue;
-    // Half a character or none at all: one byte is given up, the rest may be readable again.
+    // An incomplete or invalid character: skip one byte, the rest may be valid.
     out += '?';
     ++from;
     --left;
@@ -34,7 +34,7 @@ std::string ToUtf8(std::string_view cp950) {
       text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
   const iconv_t converter = iconv_open("UTF-8", "CP950");
   if (converter == reinterpret_cast<iconv_t>(-1)) {
-    // A system without that converter: the ASCII part is still worth reading.
+    // The system has no such converter: keep at least the ASCII characters.
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c >= 0x80; }, '?');
     return text;

@@ -24,7 +24,7 @@ std::string ToUtf8(std::string_view cp950) {
       text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
   const std::wstring wide = Widen(text);
   const int wideSize = static_cast<int>(wide.size());
-  // A UTF-16 unit takes three bytes at most.
+  // A UTF-16 code unit takes at most three bytes.
   std::string out(wide.size() * 3, '\0');
   const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), wideSize, out.data(),
                                          static_cast<int>(out.size()), nullptr, nullptr);
