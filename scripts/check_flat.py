@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Holds the list of flat functions and the built libraries against VekApiC.h.
+"""Checks the list of flat functions and the built libraries against VekApiC.h.
 
     check_flat.py [--nm PROGRAM] [--objdump PROGRAM] [LIBRARY...]
 
-The list src/flat/exports.txt must have the functions of VekApiC.h. A library (libvekapi.so, vekapi.dll, or an import
-library) must show these functions, and beside them nothing but what belongs to the public classes.
+The list src/flat/exports.txt must contain the functions of VekApiC.h. A library (libvekapi.so, vekapi.dll, or an import
+library) must export these functions, and otherwise only members of the public classes.
 """
 
 import argparse
@@ -40,7 +40,7 @@ def header():
 def names(path):
     listed = read(path).split()
     if listed != sorted(set(listed)):
-        complain(path, "is not sorted, or names a function twice")
+        complain(path, "is not sorted, or lists a function twice")
     return set(listed)
 
 
@@ -49,7 +49,7 @@ def run(*command):
 
 
 def shown(library, tools):
-    """The names that a library shows, mangled."""
+    """The exported names of a library, mangled."""
     if library.suffix == ".dll":
         table = re.search(r"\[Ordinal/Name Pointer\] Table(.*?)\n\n", run(tools.objdump, "-p", library), re.S)
         return [line.split()[-1] for line in table.group(1).strip().split("\n")]
@@ -64,12 +64,12 @@ def check_library(library, tools, functions):
     compare(library, functions, {name for name in symbols if not name.startswith("_Z")})
     mangled = [name for name in symbols if name.startswith("_Z")]
     if library.suffix != ".lib" and not mangled:
-        complain(library, "shows no classes")
+        complain(library, "exports no classes")
     for name in run("c++filt", *mangled).splitlines() if mangled else []:
         of = re.sub(r"^(vtable|VTT|typeinfo|typeinfo name) for ", "", name).split("(")[0]
         # Nested classes of public classes are private, and named T plus a noun.
         if not of.startswith("VekApi::Vek") or re.search(r"::T[A-Z]\w*(::|$)", of):
-            complain(library, f"shows {name}")
+            complain(library, f"exports {name}")
 
 
 def main():
@@ -82,7 +82,7 @@ def main():
     compare("src/flat/exports.txt", functions, names("src/flat/exports.txt"))
     for library in options.libraries:
         check_library(library, options, functions)
-    print("\n".join(complaints) or f"{len(functions)} functions, all the same everywhere")
+    print("\n".join(complaints) or f"{len(functions)} functions, no differences")
     return 1 if complaints or not functions else 0
 
 

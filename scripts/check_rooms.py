@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Reads the includes of src and fails when one climbs, or when a directory has outgrown the house.
+"""Checks the includes of src against the allowed directories, and the size of each directory.
 
-A directory may include itself and those that BELOW names for it, nothing else: the arrows that
-docs/architecture.md draws. Public headers may include public headers alone.
+A directory may include itself and the directories listed for it in BELOW, nothing else; docs/architecture.md shows
+them. Public headers may include only public headers.
 """
 import collections
 import pathlib
@@ -29,34 +29,34 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
 def directory_of(path):
-    """The longest directory of the map that holds `path` (relative to src); None: none does."""
+    """The longest directory in BELOW that contains `path` (relative to src), or None."""
     parents = [str(parent) for parent in pathlib.PurePosixPath(path).parents]
     return next((parent for parent in parents if parent in BELOW), None)
 
 
 def faults_of(source, name):
-    """What is wrong with the includes of one source of src."""
+    """The forbidden includes of one source of src."""
     home = directory_of(name)
     if home is None:
-        return [f"src/{name}: in no directory of the map"]
+        return [f"src/{name}: directory not listed"]
     faults = []
     for include in INCLUDE.findall(source):
         target = directory_of(include)
         if include.startswith("vekapi/") or target in (home, None) or target in BELOW[home]:
             continue
-        faults.append(f"src/{name}: includes {include}, but {home} stands below or beside {target}")
+        faults.append(f"src/{name}: includes {include}, but {home} must not include {target}")
     return faults
 
 
 def circles():
-    """Directories that reach themselves through the map."""
+    """Directories that include themselves through others."""
     def reach(start, seen):
         for below in BELOW[start]:
             if below not in seen:
                 seen.add(below)
                 reach(below, seen)
         return seen
-    return [f"{name}: the map leads back to it" for name in BELOW if name in reach(name, set())]
+    return [f"{name}: circular dependency" for name in BELOW if name in reach(name, set())]
 
 
 def main():

@@ -4,10 +4,10 @@ usage() {
   cat <<'TEXT'
 usage: ./dev COMMAND [ARGUMENT...]
 
-  demo [PRESET] [shm]             the example clients against the simulated server
+  demo [PRESET] [shm]             run the example clients against the simulated server
   test [PRESET...] [-R REGEX]     build and run all tests, or those whose name matches
-  check [--all]                   before a commit: format, lint of what changed, build, quick tests; Linux only
-  build [PRESET]                  build one preset, linux if none is named, into build/PRESET
+  check [--all]                   before a commit: format, lint of changed files, build, quick tests; Linux only
+  build [PRESET]                  build one preset (default: linux) into build/PRESET
   bench                           build and run the benchmarks
   fuzz [SECONDS]                  run the fuzz targets
   format [--check]                format the sources
@@ -24,8 +24,8 @@ help_demo() {
 usage: ./dev demo [PRESET] [shm]
 
 Builds the library, the simulated server and the example clients, starts the server on a free port and runs the clients
-against it. PRESET is linux or windows (under Wine); linux if none is named. With shm the session goes over shared
-memory, through a gateway.
+against it. PRESET is linux (default) or windows (under Wine). With shm the session uses shared memory
+through a gateway.
 TEXT
 }
 
@@ -34,17 +34,17 @@ help_test() {
 usage: ./dev test [PRESET...] [-R REGEX]
        ./dev test [PRESET...] --quick
 
-Builds and runs the tests of these presets; without any, of linux, linux-asan, linux-tsan and windows. The last line is
-'N passed, N failed'; the exit status is 0 if none failed and one passed at least.
+Builds and runs the tests of these presets (default: linux, linux-asan, linux-tsan and windows). The last line is
+'N passed, N failed'; the exit status is 0 if at least one passed and none failed.
 
   -R REGEX   only tests whose name matches. A name is DIRECTORY.SUITE.TEST, or check.NAME for the demo and the languages:
                ./dev test linux -R LinkLife
                ./dev test linux-asan windows -R 'result\.Table'
                ./dev test linux -R '^check\.example_python$'
-  --quick    without the slow tests and the checks; of linux alone if no preset is named
+  --quick    without the slow tests and the checks (default preset: linux)
 
-What failed is shown with its output. build/PRESET/ctest.xml has the results in JUnit's form,
-build/PRESET/test-results those of the single tests.
+Failed tests are shown with their output. build/PRESET/ctest.xml has the results in JUnit format,
+build/PRESET/test-results those of the individual tests.
 TEXT
 }
 
@@ -52,8 +52,8 @@ help_check() {
   cat <<'TEXT'
 usage: ./dev check [--all]
 
-What to run before a commit: the format of all sources, the Linux build, clang-tidy over the sources that changed since
-the branch left main, committed or not (all sources with --all), and ./dev test linux --quick.
+Run it before a commit. Checks the format of all sources, builds for Linux, runs clang-tidy over the sources changed
+since the branch left main, committed or not (all sources with --all), and runs ./dev test linux --quick.
 TEXT
 }
 
@@ -61,7 +61,7 @@ help_build() {
   cat <<'TEXT'
 usage: ./dev build [PRESET]
 
-Builds one preset into build/PRESET: linux (without argument), linux-asan, linux-tsan or windows. The library is
+Builds one preset into build/PRESET: linux (default), linux-asan, linux-tsan or windows. The library is
 build/linux/libvekapi.so or build/windows/vekapi.dll. ccache is used if it is installed.
 TEXT
 }
@@ -70,7 +70,7 @@ help_bench() {
   cat <<'TEXT'
 usage: ./dev bench
 
-Builds the linux preset and runs its benchmarks, one after the other, on the last processor.
+Builds the linux preset and runs its benchmarks one at a time on the last processor.
 TEXT
 }
 
@@ -78,8 +78,8 @@ help_fuzz() {
   cat <<'TEXT'
 usage: ./dev fuzz [SECONDS]
 
-Builds the fuzz targets with Clang and runs each for SECONDS, 60 if none are given, on top of the corpus that earlier
-runs have left in build/fuzz-corpus.
+Builds the fuzz targets with Clang and runs each for SECONDS (default: 60), starting from the corpus of earlier
+runs in build/fuzz-corpus.
 TEXT
 }
 
@@ -87,7 +87,7 @@ help_format() {
   cat <<'TEXT'
 usage: ./dev format [--check]
 
-Formats all sources with clang-format; with --check only tells which are not formatted, and fails if there are any.
+Formats all sources with clang-format; with --check only lists unformatted sources, and fails if there are any.
 TEXT
 }
 
@@ -95,8 +95,8 @@ help_lint() {
   cat <<'TEXT'
 usage: ./dev lint [--all | --changed]
 
-Builds the linux preset, then runs clang-tidy and the format check. With --changed, clang-tidy sees only the sources that
-changed since the branch left main; a changed header is seen through one source that includes it.
+Builds the linux preset, then runs clang-tidy and the format check. With --changed, clang-tidy checks only the sources
+changed since the branch left main; a changed header is checked through one source that includes it.
 TEXT
 }
 
@@ -104,7 +104,7 @@ help_package() {
   cat <<'TEXT'
 usage: ./dev package
 
-Makes the archives that are shipped.
+Builds the release archives.
 TEXT
 }
 

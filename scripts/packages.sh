@@ -33,7 +33,7 @@ apt_get() {
 # Installs the packages recorded by `need`.
 need_install() {
   if ! command -v dpkg-query >/dev/null; then
-    warn "no Debian system: packages are not looked after here"
+    warn "not a Debian system: install missing packages yourself"
     return
   fi
   ((${#missing[@]})) || return 0

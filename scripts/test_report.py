@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Counts what CTest ran, from its JUnit file and the XML reports of the GoogleTest programs.
+"""Counts test results, from CTest's JUnit file and the XML reports of the GoogleTest programs.
 
     test_report.py [--some] PRESET...
 
 A test counts as passed only if its program's report, which is written last, says that it ran and CTest saw the program
-end with success. With --some not every program need have run a test. The last line is 'N passed, N failed'; the exit
+exit successfully. With --some, programs without a test are accepted. The last line is 'N passed, N failed'; the exit
 status is 0 if something passed and nothing failed.
 """
 
@@ -27,7 +27,7 @@ def root_of(path):
 
 
 def count_cases(report, ended_well):
-    """What a GoogleTest program's report says of its tests."""
+    """The outcome of a GoogleTest program, from its report."""
     passed, failures, unrun = 0, [], 0
     for case in report.iter("testcase"):
         if case.get("status") == "notrun" or case.get("result") != "completed":
@@ -44,7 +44,7 @@ def count_cases(report, ended_well):
 
 
 def judge(entry, results):
-    """One entry of CTest's: a check, a test, or a program with all its tests."""
+    """The outcome of one CTest entry: a check, a test, or a program with all its tests."""
     name, status = entry.get("name"), entry.get("status")
     if status == "disabled":
         return Outcome(0, [], 1)
@@ -57,9 +57,9 @@ def judge(entry, results):
 
 
 def show_hidden_output(entry):
-    """CTest has shown the output of what failed in its eyes; not that of what only the report tells."""
+    """Shows the output of tests that CTest counts as passed, so has not shown, but whose report has a failure."""
     if entry.get("status") == "run":
-        print(f"---- output of {entry.get('name')}, its end")
+        print(f"---- end of the output of {entry.get('name')}")
         print(entry.findtext("system-out", "")[-5000:])
         print("---- end of output")
 
@@ -95,7 +95,7 @@ def rows_of(preset, every_program):
 
     run = root_of(build / "ctest.xml")
     if run is None:
-        add("build", Outcome(0, ["it does not build, or CTest did not come to its end"], 0))
+        add("build", Outcome(0, ["it does not build, or CTest did not finish"], 0))
         return rows
     for entry in run.iter("testcase"):
         outcome = judge(entry, build / "test-results")
@@ -108,13 +108,13 @@ def rows_of(preset, every_program):
             if program not in rows or not rows[program].passed + len(rows[program].failures):
                 add(program, Outcome(0, ["no test ran"], 0))
     if (build / "ctest.status").read_text().strip() != "0" and not any(row.failures for row in rows.values()):
-        add("ctest", Outcome(0, ["it failed, though no test did"], 0))
+        add("ctest", Outcome(0, ["it failed, although no test did"], 0))
     return rows
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Counts what CTest ran.")
-    parser.add_argument("--some", action="store_true", help="not every program need have run a test")
+    parser = argparse.ArgumentParser(description="Counts test results.")
+    parser.add_argument("--some", action="store_true", help="accept programs without a test")
     parser.add_argument("presets", nargs="+", metavar="PRESET")
     options = parser.parse_args()
     table = {preset: rows_of(preset, not options.some) for preset in options.presets}
