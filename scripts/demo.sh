@@ -31,7 +31,7 @@ start_simulator() {
   done
   if [[ -z $port ]]; then
     cat "$log"
-    warn "veksim told no port"
+    warn "veksim printed no port"
     return 1
   fi
   cat <&"$told" >>"$log" &
@@ -59,7 +59,7 @@ start_gateway() {
   done
   if [[ -z $setting ]]; then
     cat "$log"
-    warn "vekgate told no setting"
+    warn "vekgate printed no setting"
     return 1
   fi
   cat <&"$gate_told" >>"$log" &
@@ -71,7 +71,7 @@ example() {
   shift 2
   echo "-- example client: $program $*"
   timeout -k 10 120 "${launcher[@]}" "$root/build/$preset/$program$suffix" "$@" || status=$?
-  ((status == 0)) || warn "$program: $( ((status == 124)) && echo "not done after 120 s" || echo "exit status $status")"
+  ((status == 0)) || warn "$program: $( ((status == 124)) && echo "not finished after 120 s" || echo "exit status $status")"
   return "$status"
 }
 
@@ -107,6 +107,6 @@ dev_demo() {
   launch_as "$preset"
   trap 'stop_gateway; stop_simulator || true; wine_stop || true' EXIT
   step "demo ($preset${over:+, $over}): veksim${over:+, vekgate} and the example clients" demo_session "$preset" $over ||
-    fail "the demo did not go through; see above and build/$preset/veksim.log"
+    fail "the demo failed; see above and build/$preset/veksim.log"
   verdict "demo ($preset${over:+, $over}): every step came through"
 }

@@ -59,7 +59,7 @@ read_test_arguments() {
   while (($#)); do
     case $1 in
       -R)
-        [[ -n ${2:-} ]] || fail "test: -R takes a regular expression for the tests' names"
+        [[ -n ${2:-} ]] || fail "test: -R needs a regular expression for test names"
         pattern=$2
         shift
         ;;
@@ -72,7 +72,7 @@ read_test_arguments() {
     esac
     shift
   done
-  [[ -z $pattern || -z $quick ]] || fail "test: -R and --quick do not go together"
+  [[ -z $pattern || -z $quick ]] || fail "test: -R and --quick cannot be combined"
   ((${#tested[@]})) && return
   if [[ -n $quick ]]; then tested=(linux); else tested=("${presets[@]}"); fi
 }

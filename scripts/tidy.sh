@@ -71,7 +71,7 @@ read_lint_arguments() {
   case ${3:-$without} in
     --all) lister=linted_sources ;;
     --changed)
-      git rev-parse HEAD >/dev/null 2>&1 || fail "$command: only a git checkout tells what changed; use --all"
+      git rev-parse HEAD >/dev/null 2>&1 || fail "$command: changes are only known in a git checkout; use --all"
       lister=changed_sources
       ;;
     *) fail "$command: unknown argument: $3 (see ./dev help $command)" ;;

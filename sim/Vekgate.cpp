@@ -24,7 +24,7 @@ void SplitAddress(Options& options) {
   options.config.upstreamHost = options.upstream.substr(0, colon);
   const std::string port = options.upstream.substr(colon + 1);
   if (!CLI::detail::lexical_cast(port, options.config.upstreamPort) || options.config.upstreamPort == 0) {
-    throw CLI::ValidationError("--upstream", "\"" + port + "\" is no port");
+    throw CLI::ValidationError("--upstream", "\"" + port + "\" is not a port");
   }
 }
 
@@ -34,20 +34,18 @@ void AddOptions(CLI::App& app, Options& options) {
       ->check(CLI::ValidIPV4);
   app.add_option("--port", options.config.port, "Port; 0 lets the system choose")->capture_default_str();
   app.add_option("--upstream", options.upstream, "HOST:PORT of the server")->capture_default_str();
-  app.add_option("--ring", options.config.ringBytes, "Bytes that each ring takes")
+  app.add_option("--ring", options.config.ringBytes, "Capacity of each ring in bytes")
       ->capture_default_str()
       ->check(CLI::Range(1u, 1u << 30));
-  app.add_option("--spin", options.config.spinUs,
-                 "Microseconds for which a link's ring is polled before the gateway sleeps")
+  app.add_option("--spin", options.config.spinUs, "Microseconds to poll a link's ring before sleeping")
       ->capture_default_str()
       ->check(CLI::Range(0, 1'000'000));
-  app.add_option("--name", options.config.namePrefix, "What the names of the rings begin with")
-      ->capture_default_str();
+  app.add_option("--name", options.config.namePrefix, "Prefix of the ring names")->capture_default_str();
   app.add_option("--crash-after", options.config.crashAfter,
-                 "End without a word when so many bytes have gone to a client; 0: never")
+                 "Terminate abruptly after so many bytes to a client; 0: never")
       ->capture_default_str();
-  app.add_flag("--until-eof", options.untilEof, "Run until the standard input ends, not until interrupted");
-  app.add_flag("-q,--quiet", options.quiet, "Log nothing but the setting");
+  app.add_flag("--until-eof", options.untilEof, "Run until standard input ends instead of until interrupted");
+  app.add_flag("-q,--quiet", options.quiet, "Log only the setting");
 }
 
 void AwaitInterrupt() {

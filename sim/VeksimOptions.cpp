@@ -100,10 +100,10 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
   app.add_option("--port-file", o.portFile, "Write the port to this file once the server listens");
   app.add_flag("--shm", o.sharedMemory,
                "Run a gateway for shared-memory clients as well; its setting is logged");
-  app.add_flag("--once", o.once, "End when the first link has ended");
+  app.add_flag("--once", o.once, "Exit when the first link has ended");
   app.add_flag("-q,--quiet", o.quiet, "Log nothing");
   app.add_flag_callback(
-      "--big-endian", [&c] { c.order = ByteOrder::Big; }, "Speak the other byte order");
+      "--big-endian", [&c] { c.order = ByteOrder::Big; }, "Use big-endian byte order");
   app.add_option("--mode", c.mode, "Scrambling mode; 1 asks clients to scramble")
       ->capture_default_str()
       ->check(CLI::Range(-128, 127));
@@ -121,11 +121,11 @@ void AddBusiness(CLI::App& app, VeksimOptions& o) {
            c.users.clear();
            for (const std::string& text : texts) c.users.push_back(ReadUser(text));
          },
-         "ID:PASSWORD[:ACCOUNT,ACCOUNT...]; may be given again (default: trader:secret and demo:demo)")
+         "ID:PASSWORD[:ACCOUNT,ACCOUNT...]; repeatable (default: trader:secret and demo:demo)")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   app.add_flag("--anyone", c.acceptAnyone, "Accept every identity and password");
-  app.add_option("--reply", c.signOnReply, "Number of a sign-on reply in front of the result; 0: none");
+  app.add_option("--reply", c.signOnReply, "Number of a sign-on reply before the result; 0: none");
   app.add_option("--rate-table", c.rateTable, "Table that announces the query rate; empty: none")
       ->capture_default_str();
   app.add_option_function<std::string>(
@@ -135,16 +135,16 @@ void AddBusiness(CLI::App& app, VeksimOptions& o) {
         c.queryRate = ReadRate("--rate", s);
         c.queryRate.slackMs = slack;
       },
-      "Query rate COUNT/MS that is announced and watched (default: 20/1000)");
+      "Query rate COUNT/MS to announce and check (default: 20/1000)");
   app.add_option_function<std::string>(
       "--request-rate", [&c](const std::string& s) { c.requestRate = ReadRate("--request-rate", s); },
-      "Rate COUNT/MS watched for paced requests (default: not watched)");
-  app.add_flag("--refuse-fast", c.refuseFast, "Refuse what comes faster than the rates");
+      "Rate COUNT/MS to check for paced requests (default: none)");
+  app.add_flag("--refuse-fast", c.refuseFast, "Refuse requests above the rates");
   app.add_flag_callback(
       "--big5", [&c] { c.utf8 = false; }, "Send results in code page 950 instead of UTF-8");
-  app.add_option("--reports", o.reportsPerSecond, "Send so many reports a second to whoever is signed on")
+  app.add_option("--reports", o.reportsPerSecond, "Reports per second to all sessions signed on")
       ->check(CLI::NonNegativeNumber);
-  app.add_option("--heartbeat", c.heartbeatMs, "Send a heartbeat every so many milliseconds; 0: only echo")
+  app.add_option("--heartbeat", c.heartbeatMs, "Period of heartbeats in milliseconds; 0: only echo")
       ->capture_default_str();
 }
 

@@ -1,12 +1,12 @@
-// The flat functions of VekApi for C#, through P/Invoke: the files of this directory, to be added to a project. x64 only.
+// The flat functions of VekApi for C#, through P/Invoke: add the files of this directory to your project. x64 only.
 // "vekapi" is vekapi.dll on Windows, libvekapi.so on Linux.
 //
-// VekApi.Declarations.cs has the functions as they are (class Vek), VekObjects.cs and VekOwned.cs classes that look
-// after delegates, exceptions and the end of the program: derive from VekClient, override the events of interest.
+// VekApi.Declarations.cs declares the functions (class Vek). VekObjects.cs and VekOwned.cs contain classes that handle
+// delegates, exceptions and the end of the program: derive from VekClient and override the events of interest.
 //
-// Who calls CVekClient_Create himself: the library keeps the addresses of the delegates in the callback table, which the
-// garbage collector does not see; keep the table, as a field of a living object, until the client is deleted. No
-// exception must leave a callback. Delete the client before the program ends.
+// If you call CVekClient_Create yourself: the library keeps the addresses of the delegates in the callback table,
+// invisible to the garbage collector. Keep the table, as a field of a living object, until the client is deleted. No
+// exception may leave a callback. Delete the client before the program ends.
 using System;
 using System.Collections.Generic;
 using System.Runtime.InteropServices;
@@ -14,14 +14,14 @@ using System.Text;
 
 namespace VekApi
 {
-    // Texts of the library are bytes in code page 950.
+    // Conversion of the library's texts, which are bytes in code page 950.
     public static class VekText
     {
         // On .NET Core and later, code page 950 needs the package System.Text.Encoding.CodePages and, once,
         // Encoding.RegisterProvider(CodePagesEncodingProvider.Instance); on Debian's Mono, libmono-i18n-cjk4.0-cil.
         private static readonly Encoding Big5 = Encoding.GetEncoding(950);
 
-        // Null for a null address. The text must still be there: texts of a result are, until its callback returns.
+        // Null for a null address. The text must still be valid: texts of a result are until its callback returns.
         public static string Get(IntPtr text)
         {
             if (text == IntPtr.Zero) return null;
@@ -37,13 +37,13 @@ namespace VekApi
             return text == null ? null : Encode(text + "\0");
         }
 
-        // A request as the library wants it: five bytes that it fills, and the text; its length is the buffer's.
+        // A request buffer: five bytes reserved for the library, followed by the text. Its length is the array's.
         public static byte[] Request(string text)
         {
             return Encode("     " + text);
         }
 
-        // User-defined characters, which Mono does not know, are in the private-use area, as Windows has them.
+        // User-defined characters, unknown to Mono, are mapped to the private-use area as on Windows.
         public static string Decode(byte[] bytes)
         {
             StringBuilder text = new StringBuilder(bytes.Length);
@@ -76,8 +76,8 @@ namespace VekApi
             return bytes.ToArray();
         }
 
-        // Rows of user-defined characters: first and last lead byte, the first character, and how many trail bytes of
-        // the first row come before it.
+        // Ranges of user-defined characters: first and last lead byte, first character, and the number of trail bytes
+        // skipped in the first row.
         private static readonly int[][] Rows = {
             new[] {0xFA, 0xFE, 0xE000, 0}, new[] {0x8E, 0xA0, 0xE311, 0}, new[] {0x81, 0x8D, 0xEEB8, 0},
             new[] {0xC6, 0xC8, 0xF6B1, LowTrails}};

@@ -1,12 +1,12 @@
-// Clients, gates and senders as objects: they keep their delegates alive, let no exception into the library, and are
-// closed when the program ends while they live. An exception in an event is written to standard error and dropped.
+// Clients, gates and senders as objects: they keep their delegates alive, catch exceptions from events, and are closed
+// when the program ends. An exception in an event is written to standard error and dropped.
 using System;
 using System.Runtime.InteropServices;
 
 namespace VekApi
 {
-    // One session with an order-routing server. Events come on threads of the library, or, with onMessageLoop, on the
-    // thread that made the client, in its message loop (Windows Forms, WPF). The other functions of Vek take Handle.
+    // One session with an order-routing server. Events run on the library's threads or, with onMessageLoop, on the
+    // creating thread, in its message loop (Windows Forms, WPF). Use Handle for the other functions of Vek.
     public abstract class VekClient : VekOwned
     {
         public CVekClient Handle;
@@ -21,23 +21,23 @@ namespace VekApi
             Made(Handle.Object);
         }
 
-        // What an event brings is lent until it returns.
+        // Event arguments are borrowed until the event returns.
         protected virtual void OnUnknown(int code, byte[] packet) {}
         protected virtual void OnConnect(int state, string reason) {}
         protected virtual void OnReady() {}
         protected virtual void OnTaskResult(CVekTaskResult result) {}
         protected virtual void OnPassword(string user, string answer) {}
-        protected virtual void OnAck(int code, IntPtr text) {}  // for VekSender.Ack, and VekText.Get
+        protected virtual void OnAck(int code, IntPtr text) {}  // pass to VekSender.Ack or VekText.Get
         protected virtual void OnReport(string report) {}
         protected virtual void OnDestroy() {}
 
         public int State { get { return Call(() => Vek.CVekClient_State(ref Handle)); } }
         public bool Connected { get { return Call(() => Vek.CVekClient_IsSessionConnected(ref Handle)); } }
 
-        // For OnReady: lent until it returns.
+        // For OnReady: borrowed until it returns.
         public CVekTaskResult SignOnResult { get { return Vek.CVekClient_SgnResult(ref Handle); } }
 
-        // True when a session was begun; OnConnect tells how it goes on.
+        // True if the attempt was started; OnConnect reports its outcome.
         public bool Connect(string setting, string apName, string apVersion, string id1, string id2, string password)
         {
             return Begin(() => Call(() => Vek.CVekClient_Connect(
@@ -54,7 +54,7 @@ namespace VekApi
             }));
         }
 
-        // Code 128: a query; false also when the server's rate is used up.
+        // Code 128: a query; false also if the query rate is used up.
         public bool Send(int code, string request)
         {
             byte[] buffer = VekText.Request(request);
@@ -98,9 +98,9 @@ namespace VekApi
         }
     }
 
-    // Tells when a request may go. OnFree is called when it may again, after CallWhenFree; on the thread that made the gate,
-    // in its message loop; or else inside functions on the gate and on the library's timer thread, where it must not connect,
-    // disconnect or dispose a client, nor end the program.
+    // Tells when a request may be sent. After CallWhenFree, OnFree is called once the gate is open: on the creating
+    // thread, in its message loop; or else inside functions on the gate and on the library's timer thread, where it
+    // must not connect, disconnect or dispose a client, or end the program.
     public abstract class VekGate : VekOwned
     {
         public CVekFlowCtrl Handle;
@@ -117,10 +117,10 @@ namespace VekApi
 
         protected abstract void OnFree();
 
-        // So many within so many milliseconds; with either below 1, everything may go.
+        // At most `count` requests within `ms` milliseconds; if either is below 1, no limit.
         public void SetRate(int count, int ms) { Call(() => Vek.CVekFlowCtrl_SetFlowCtrl(ref Handle, count, ms)); }
 
-        // True when a request may go now; it counts as sent.
+        // True if a request may be sent now; it counts as sent.
         public bool Take()
         {
             if (!Hold()) return false;
@@ -135,7 +135,7 @@ namespace VekApi
         protected override void Quieten() { Vek.CVekFlowCtrl_Clear(ref Handle); }
     }
 
-    // Sends requests of code 129 no faster than set, and holds the others.
+    // Sends requests of code 129 at the rate set, and holds the others.
     public sealed class VekSender : VekOwned
     {
         public CVekFlowCtrlSender Handle;
@@ -149,10 +149,10 @@ namespace VekApi
         public void SetRate(int count, int ms) { Call(() => Vek.CVekFlowCtrlSender_SetFlowCtrl(ref Handle, count, ms)); }
         public uint Pending { get { return Call(() => Vek.CVekFlowCtrlSender_PendingCount(ref Handle)); } }
 
-        // With what VekClient.OnAck brought: now the sender knows what it may send next.
+        // Call it with the arguments of VekClient.OnAck: frees slots for held requests.
         public void Ack(int code, IntPtr text) { Call(() => Vek.CVekFlowCtrlSender_AckParser(ref Handle, code, text)); }
 
-        // One request of two lines; false when it is held.
+        // Sends one request of two lines; false if it is held.
         public bool Send(string request)
         {
             byte[] buffer = VekText.Request(request);

@@ -1,25 +1,25 @@
-// What clients, gates and senders have in common: who uses one, when it is deleted, and the end of the program.
+// Base of clients, gates and senders: tracks their users, their deletion, and the end of the program.
 //
-// Mono does not end while a thread that it knows is inside native code: one of the library that has run an event, until it
-// has ended, or one that waits for an event in Connect, Disconnect or Dispose. The first is why everything is deleted at
-// the program's end. Because of the second, do not call Environment.Exit in an event while another thread may wait for that
-// event: have the event wake Main, which returns.
+// Mono does not exit while a thread it knows is inside native code: a thread of the library that has run an event, or a
+// thread that waits for an event in Connect, Disconnect or Dispose. Because of the former, everything is deleted at the
+// program's end. Because of the latter, do not call Environment.Exit in an event while another thread may wait for that
+// event: have the event wake Main, and return from there.
 using System;
 using System.Collections.Generic;
 using System.Threading;
 
 namespace VekApi
 {
-    // Lives until Dispose, also when nobody refers to it any more; objects may be disposed in any order, inside events and
-    // while other threads call functions on them. Functions on a disposed one answer false or 0.
+    // Lives until Dispose, even without references to it. Objects may be disposed in any order, inside events, and
+    // while other threads call functions on them. Functions on a disposed object return false or 0.
     public abstract class VekOwned : IDisposable
     {
-        private const int PatienceMs = 2000;  // at the program's end, for events that run on other threads
+        private const int PatienceMs = 2000;  // at the program's end, for events running on other threads
         private static readonly HashSet<VekOwned> alive = new HashSet<VekOwned>();
-        private static volatile bool ending;                        // with `alive` locked, as `inside`
-        private readonly List<Thread> inside = new List<Thread>();  // an event, or a call that begins a session
-        private readonly Thread loop;                               // whose message loop brings the events, or null
-        private int users = 2;                                      // calls; one until Made, and one until Dispose
+        private static volatile bool ending;                        // guarded by the lock on `alive`, as is `inside`
+        private readonly List<Thread> inside = new List<Thread>();  // threads in an event, or in a call that starts a session
+        private readonly Thread loop;                               // thread whose message loop runs the events, or null
+        private int users = 2;                                      // calls in progress, plus one until Made and one until Dispose
         private int disposed;
 
         static VekOwned()
@@ -38,15 +38,15 @@ namespace VekApi
             }
         }
 
-        // Deletes the object, or lets the last thread do so that is inside a function or an event of it; no event begins
+        // Deletes the object, or leaves that to the last thread inside one of its functions or events; no event starts
         // afterwards. A second call does nothing.
         public void Dispose()
         {
             if (Interlocked.Exchange(ref disposed, 1) == 0) LetGo();
         }
 
-        // For who calls functions of Vek with Handle himself while other threads may dispose the object, or the program may
-        // end: after Hold() has answered true it is not deleted before LetGo().
+        // For callers that pass Handle to functions of Vek while other threads may dispose the object or the program
+        // may end: after Hold() has returned true, the object is not deleted before LetGo().
         public bool Hold()
         {
             for (int now = Volatile.Read(ref users); now != 0;)
@@ -65,17 +65,17 @@ namespace VekApi
             Delete();
             lock (alive)
             {
-                alive.Remove(this);  // not before: events may run until then, with the delegates of this
+                alive.Remove(this);  // not earlier: until then events may run, and need this object's delegates
                 Monitor.PulseAll(alive);
             }
         }
 
         protected abstract void Delete();
 
-        // At the program's end, when the object is left to its thread: nothing is to come of it any more.
+        // Called at the program's end if the object is left to its thread: it must raise no further events.
         protected virtual void Quieten() {}
 
-        // What an event brings is lent by the object, which lives until the event has returned.
+        // Event arguments are borrowed from the object, which is not deleted before the event has returned.
         protected void Event(Action action) { Call(() => LastEvent(action)); }
 
         protected void LastEvent(Action action)
@@ -88,7 +88,7 @@ namespace VekApi
             });
         }
 
-        // False, with nothing done, when the program is ending.
+        // Returns false and does nothing if the program is ending.
         protected bool Begin(Func<bool> action)
         {
             if (!Enter()) return false;
@@ -96,7 +96,7 @@ namespace VekApi
             finally { Leave(); }
         }
 
-        // What a function on the object answers; of a disposed one, what functions answer of a null handle.
+        // The result of a function on the object; for a disposed one, that of a null handle.
         internal T Call<T>(Func<T> function)
         {
             if (!Hold()) return default(T);
@@ -111,7 +111,7 @@ namespace VekApi
             finally { LetGo(); }
         }
 
-        // The object is complete. While the program is ending it may be disposed by now, or its client be.
+        // The object is complete. If the program is ending, it or its client may already be disposed.
         protected void Made(IntPtr handle)
         {
             LetGo();
@@ -143,8 +143,8 @@ namespace VekApi
 
         private bool BelongsElsewhere() { return loop != null && loop != Thread.CurrentThread && loop.IsAlive; }
 
-        // No event may be about to come when the runtime goes, and no thread of the library be left that has run one. What
-        // is inside an event that does not return is left to the end of the process.
+        // When the runtime exits, no event may be about to start, and no library thread that has run one may be left.
+        // Objects inside an event that does not return are left to the end of the process.
         private static void End()
         {
             DateTime until = DateTime.UtcNow.AddMilliseconds(PatienceMs);
@@ -170,7 +170,7 @@ namespace VekApi
             }
         }
 
-        // The events that this thread is inside do not go on: the program ends in them.
+        // The events this thread is inside do not continue: the program ends in them.
         private void DisposeInside()
         {
             int holds;

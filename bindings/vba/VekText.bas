@@ -1,9 +1,9 @@
 Attribute VB_Name = "VekText"
 Option Explicit
 
-' Texts between VBA, which has UTF-16, and the library, which has code page 950, on systems with any code page; and the
-' calls that take a password or a text that need not be ASCII. The declarations of VekApi.bas with ByVal String are for
-' ASCII: VBA sends their texts through the system's code page.
+' Converts texts between VBA (UTF-16) and the library (code page 950), on systems with any code page, and wraps the
+' calls that take passwords or other non-ASCII texts. The declarations of VekApi.bas with ByVal String are for ASCII:
+' VBA converts their texts to the system's code page.
 
 Private Const Big5 As Long = 950
 
@@ -16,7 +16,7 @@ Private Declare PtrSafe Function lstrlenA Lib "kernel32" (ByVal text As LongPtr)
 Private Declare PtrSafe Sub CopyMemory Lib "kernel32" Alias "RtlMoveMemory" (ByRef target As LongPtr, _
     ByVal source As LongPtr, ByVal count As LongPtr)
 
-' The text at an address; "" for none.
+' The text at an address; "" for a null address.
 Public Function VekGet(ByVal address As LongPtr) As String
     Dim length As Long, size As Long
     If address = 0 Then Exit Function
@@ -27,7 +27,7 @@ Public Function VekGet(ByVal address As LongPtr) As String
     MultiByteToWideChar Big5, 0, address, length, StrPtr(VekGet), size
 End Function
 
-' The bytes of a text behind `free` free ones, with a NUL behind them. VarPtr(bytes(0)) is their address.
+' The bytes of a text after `free` reserved bytes, with a terminating NUL. VarPtr(bytes(0)) is their address.
 Public Function VekPut(ByVal text As String, Optional ByVal free As Long = 0) As Byte()
     Dim size As Long, bytes() As Byte
     If Len(text) > 0 Then size = WideCharToMultiByte(Big5, 0, StrPtr(text), Len(text), 0, 0, 0, 0)
@@ -36,12 +36,12 @@ Public Function VekPut(ByVal text As String, Optional ByVal free As Long = 0) As
     VekPut = bytes
 End Function
 
-' The handle at the address that a callback got.
+' The handle at the address passed to a callback.
 Public Function VekHandleAt(ByVal address As LongPtr) As LongPtr
     CopyMemory VekHandleAt, address, LenB(VekHandleAt)
 End Function
 
-' What an entry of a table of callbacks is set to: VekEntry(AddressOf OnConnect).
+' The value for an entry of a callback table: VekEntry(AddressOf OnConnect).
 Public Function VekEntry(ByVal address As LongPtr) As LongPtr
     VekEntry = address
 End Function
@@ -65,14 +65,14 @@ Public Function VekChgPass(ByRef client As CVekClient, ByVal user As String, ByV
     Wipe n
 End Function
 
-' A request; cvmc_TaskResult is a query, and False also when the server's rate is used up.
+' Sends a request. For cvmc_TaskResult, a query, False also if the query rate is used up.
 Public Function VekSend(ByRef client As CVekClient, ByVal msgCode As Long, ByVal text As String) As Boolean
     Dim buffer() As Byte
     buffer = VekPut(text, 5)
     VekSend = CVekClient_SendVekRequest(client, msgCode, buffer(0), UBound(buffer)) <> 0
 End Function
 
-' One paced request of two lines; False when it is held.
+' Sends one paced request of two lines; False if it is held.
 Public Function VekSendPaced(ByRef sender As CVekFlowCtrlSender, ByVal text As String) As Boolean
     Dim buffer() As Byte
     buffer = VekPut(text, 5)

@@ -181,17 +181,17 @@ class Session {
 
 int main(int argc, char** argv) {
   Options options;
-  CLI::App app("Example client: a whole session with an order-routing server");
+  CLI::App app("Example client: a complete session with an order-routing server");
   app.add_option("--server", options.server, "HOST:PORT, or a setting that starts with a colon")
       ->capture_default_str();
   app.add_option("--user", options.user, "User identity, first part")->capture_default_str();
   app.add_option("--account", options.account, "User identity, second part");
   app.add_option("--password", options.password, "Password")->capture_default_str();
   app.add_option("--new-password", options.newPassword, "Password to change to")->capture_default_str();
-  app.add_option("--orders", options.orders, "Orders that the server takes within --per-ms")
+  app.add_option("--orders", options.orders, "Orders the server accepts within --per-ms")
       ->capture_default_str();
   app.add_option("--per-ms", options.perMs, "Milliseconds")->capture_default_str();
-  app.add_option("--limit", options.limitSeconds, "Seconds that each step may take")->capture_default_str();
+  app.add_option("--limit", options.limitSeconds, "Time limit per step in seconds")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
 
   PrepareTerminal();

@@ -1,4 +1,4 @@
-"""The flat functions of VekApi for Python 3.8 and later, through ctypes: nothing to build, one directory to copy.
+"""The flat functions of VekApi for Python 3.8 and later, through ctypes: copy the directory, no build needed.
 
     import vekapi
     vekapi.load("build/linux/libvekapi.so")
@@ -18,21 +18,21 @@
         client.connect("127.0.0.1:9000", "app", "1.0.0.0", "trader", "", "secret")
         client.wait()
 
-Events come on threads of the library, never two of one client at once. Inside one, everything may be called on
-the client, close() too. An exception in one is printed and dropped; sys.exit() ends the client's wait(). A slow one
-delays its own client only.
+Events run on the library's threads, never two of one client at once. Inside an event any function may be called on
+the client, including close(). An exception in an event is printed and dropped; sys.exit() ends the client's wait().
+A slow event delays its own client only.
 
-Client(handler, on_message_loop=True) brings them on the thread that made the client instead, while that thread runs
+With Client(handler, on_message_loop=True) events run on the creating thread instead, while that thread runs
 its Windows message loop or calls dispatch() or wait(). With asyncio on Linux:
 
     loop.add_reader(vekapi.message_loop_fd(), vekapi.dispatch)
 
-Texts of the server are bytes in code page 950; here they are str (U+FFFD marks what is no character). Results, tables
-and columns that an event brings are lent until it returns: take what is to be kept with Table.rows() or
+The server's texts are bytes in code page 950; here they are str (U+FFFD marks invalid bytes). Results, tables
+and columns passed to an event are borrowed until it returns: copy what must be kept with Table.rows() or
 TaskResult.plain().
 
-Clients, gates and senders live until close(), also when Python loses sight of them, and may be closed in any order. Those
-that are left when the program ends are closed then, without further events but on_destroy.
+Clients, gates and senders live until close(), even without references to them, and may be closed in any order. Those
+still open when the program ends are closed then, without further events except on_destroy.
 
 The functions of VekApiC.h are in vekapi.lib, its types and constants in this module.
 """

@@ -13,11 +13,11 @@ from ._owned import Owned
 from ._results import TaskResult
 from ._text import encode, request, text
 
-_SLICE = 0.2  # seconds a wait lasts before signals are looked after, where a lock does not let them in
+_SLICE = 0.2  # seconds between checks for signals, where waiting for a lock blocks them
 
 
 class Handler:
-    """What happens to a client. Derive from it and override what is of interest."""
+    """Receives the events of a client. Derive from it and override the events of interest."""
 
     def on_unknown(self, client, code, packet): pass  # packet: bytes, header included
     def on_connect(self, client, reason): pass
@@ -63,7 +63,7 @@ class Client(Owned):
             self._over = self.state < 0
 
     def _happened(self):
-        # No lock: one that Ctrl-C takes from the main thread's hands would stay taken, and events wait for it.
+        # No lock: if Ctrl-C interrupted the main thread holding it, it would stay locked and block events.
         for waiter in list(self._waiters):
             waiter.put(None)
 
@@ -71,14 +71,14 @@ class Client(Owned):
         self._exit = asked
 
     def close(self):
-        """Disconnects and deletes the client; no event comes afterwards. A second call does nothing."""
+        """Disconnects and deletes the client; no event follows. A second call does nothing."""
         super().close()
         self._happened()
 
     def wait(self, until=None, timeout=None):
-        """Waits until `until()` is true, which is asked after each event; without it, until the session has ended.
-        False when the session ended before, or `timeout` seconds have gone by. sys.exit() in an event exits from
-        here. Not to be called inside events. A client on a message loop gets its events here."""
+        """Waits until `until()`, called after each event, returns true; without it, until the session has ended.
+        Returns False if the session ended before, or after `timeout` seconds. sys.exit() in an event exits from
+        here. Must not be called inside events. Runs the events of a client on a message loop."""
         happened = queue.SimpleQueue()
         self._waiters.append(happened)
         try:
@@ -119,11 +119,11 @@ class Client(Owned):
 
     @property
     def server_name(self):
-        """To be read in events, or while no sign-on can be under way."""
+        """Read it in events, or while no sign-on can be in progress."""
         return text(self._call(lib.CVekClient_ServerName))
 
     def connect(self, setting, app_name, app_version, id1, id2, password):
-        """True when a session was begun; on_connect tells how it goes on."""
+        """True if the attempt was started; on_connect reports its outcome."""
         texts = (setting, app_name, app_version, id1, id2, password)
         self._over = False
         begun = self._call(lib.CVekClient_Connect, *map(encode, texts))
@@ -134,16 +134,16 @@ class Client(Owned):
         self._call(lib.CVekClient_Disconnect)
 
     def sign_on_result(self):
-        """To be read in events, or while no sign-on can be under way."""
+        """Read it in events, or while no sign-on can be in progress."""
         return TaskResult(self._call(lib.CVekClient_SgnResult))
 
     def change_password(self, user, old, new):
         return self._call(lib.CVekClient_ChgPass, encode(user), encode(old), encode(new))
 
     def send(self, code, text):
-        """Code 128: a query; False also when the server's rate is used up."""
+        """Code 128: a query; False also if the query rate is used up."""
         return self._call(lib.CVekClient_SendVekRequest, code, *request(text))
 
     def query(self, text):
-        """0 when it was sent, the milliseconds until the server's rate allows it, -1 when it cannot be sent."""
+        """0 if sent; milliseconds until the query rate allows it; -1 if it cannot be sent."""
         return self._call(lib.CVekClient_SendVekQueryRequest, *request(text))

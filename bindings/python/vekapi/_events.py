@@ -1,17 +1,17 @@
-"""Events: how the library's calls come into Python, and how they stop to."""
+"""Events: passing the library's callbacks to Python, and stopping them."""
 
 import threading
 
 from ._library import EXITS, exit_later
 
-_running = {}  # the objects whose events run, innermost last, by thread; each thread touches its own entry
-ending = False  # the program: new objects answer as closed ones do
+_running = {}  # objects whose events are running, by thread, innermost last; each thread changes only its own entry
+ending = False  # the program is ending: new objects behave like closed ones
 _quiet = threading.Condition()
 
 
 def entry(kind, owner, event, last=False):
-    """A callback of ctypes for an event of `owner`, which is not deleted before the event has returned: what is lent to the
-    event is the owner's. The last event of an object comes when it is closed already."""
+    """A ctypes callback for an event of `owner`. The owner is not deleted before the event has returned, because the
+    event's arguments are borrowed from it. An object is already closed when its last event runs."""
 
     def run(_handle, _user, *arguments):
         if ending and not last:
@@ -43,12 +43,12 @@ def _leave():
 
 
 def elsewhere():
-    """The threads that are inside events, without this one."""
+    """The other threads that are inside events."""
     return set(_running) - {threading.get_ident()}
 
 
 def is_running(owner):
-    """On another thread than this."""
+    """True if an event of `owner` is running on another thread."""
     return any(owner in _running.get(thread, ()) for thread in elsewhere())
 
 
@@ -63,11 +63,12 @@ def wait_until(done, seconds):
         with _quiet:
             _quiet.wait_for(done, seconds)
     except KeyboardInterrupt:
-        pass  # whoever asks again does not want to wait
+        pass  # Ctrl-C ends the wait
 
 
 def stop(seconds):
-    """No event is handed on any more; waits for those that run on other threads. The threads whose events do not return."""
+    """Stops passing events on, and waits for those running on other threads. Returns the threads whose events have not
+    returned in time."""
     global ending
     ending = True
     wait_until(lambda: not elsewhere(), seconds)
@@ -75,7 +76,7 @@ def stop(seconds):
 
 
 def forget():
-    """In the child of a fork, whose one thread goes on here."""
+    """In the child of a fork, where only this thread exists."""
     global _quiet
     _quiet = threading.Condition()
     here = threading.get_ident()

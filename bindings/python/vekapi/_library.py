@@ -1,4 +1,4 @@
-"""The library: loading it, calling it, and what happens to an exit that is asked for inside an event."""
+"""The library: loading it, calling it, and handling an exit requested inside an event."""
 
 import ctypes
 import sys
@@ -7,12 +7,12 @@ import time
 
 from . import _declarations
 
-_SLICE_MS = 100  # how long the library waits at a time: signals are noticed in between
+_SLICE_MS = 100  # longest single wait in the library; signals are handled in between
 EXITS = (SystemExit, KeyboardInterrupt)
 
 
 class _Functions:
-    """The functions of VekApiC.h as they are, as attributes, after load()."""
+    """The functions of VekApiC.h, unchanged, as attributes; set by load()."""
 
 
 lib = _Functions()
@@ -22,7 +22,7 @@ _next_hook = None
 
 
 def load(path=None):
-    """Loads the library, once; without a path where the system finds libraries."""
+    """Loads the library, once; without a path from the system's library directories."""
     global _next_hook
     with _loading:
         if not vars(lib):
@@ -36,7 +36,7 @@ def load(path=None):
 
 
 def call(function, *arguments):
-    """Calls the library. An exit that an event asks for on this thread meanwhile goes on from here."""
+    """Calls the library. An exit requested by an event on this thread meanwhile is raised here."""
     _here.depth = getattr(_here, "depth", 0) + 1
     try:
         result = function(*arguments)
@@ -49,7 +49,7 @@ def call(function, *arguments):
 
 
 def exit_later(asked):
-    """True when this thread is inside call(), which is going to raise it."""
+    """True if this thread is inside call(), which will raise it."""
     if getattr(_here, "depth", 0) == 0:
         return False
     _here.exit = asked
@@ -57,15 +57,15 @@ def exit_later(asked):
 
 
 def _unraisable(what):
-    """Ctrl-C may strike between the library's call of a callback and the callback's first line, where only ctypes
+    """Ctrl-C may occur between the library's call of a callback and the callback's first line, where only ctypes
     can catch it."""
     if not (isinstance(what.exc_value, EXITS) and exit_later(what.exc_value)):
         _next_hook(what)
 
 
 def dispatch(timeout_ms=0):
-    """Runs the events that wait for this thread; waits so long for the first (negative: for ever). The number of
-    messages run, negative on error. What exits inside an event, exits from here."""
+    """Runs the events queued for this thread, waiting up to timeout_ms for the first (negative: no limit). Returns the
+    number of messages run, negative on error. An exit inside an event is raised here."""
     from ._owned import delete_waiting
 
     delete_waiting()

@@ -1,4 +1,4 @@
-"""Clients, gates and senders: who uses one, and when it is deleted."""
+"""Clients, gates and senders: tracks their users, and deletes them."""
 
 import atexit
 import os
@@ -8,26 +8,26 @@ from ctypes import byref
 from . import _events
 from ._library import call, dispatch, lib
 
-_PATIENCE = 3  # seconds, at exit, for threads that are inside events or calls
+_PATIENCE = 3  # seconds, at exit, for threads inside events or calls
 _alive = set()
 
 
 class Owned:
-    """An object of the library; ends with close(), or as a context manager.
+    """An object of the library; ended by close(), or as a context manager.
 
-    Everything may be called on any thread, also when the object is closed: it answers as if there were nothing. After a
-    close() no event comes; while threads are inside calls or events, the last of them deletes the object.
+    Thread-safe, also after close(), when functions return the results for a null handle. No event follows close(). If
+    threads are still inside calls or events, the last of them deletes the object.
     """
 
-    _delete, _rank = "", 0  # the function that does it; its turn at exit
+    _delete, _rank = "", 0  # the function that deletes; the order at exit
 
     def __init__(self, handle, of_thread=None):
         if not handle:
             raise MemoryError(f"a {type(self).__name__} cannot be made: no memory, no window, or its client is closed")
         self._handle, self._thread = handle, of_thread
         self._lock, self._closed = threading.Lock(), _events.ending
-        self._users = []  # threads, once for each call or event that they are inside
-        self._deleting = None  # the thread that does it
+        self._users = []  # threads, once per call or event they are inside
+        self._deleting = None  # the deleting thread
         _alive.add(self)
 
     def _call(self, function, *arguments):
@@ -52,13 +52,13 @@ class Owned:
             self._delete_if_last()
 
     def close(self):
-        """Deletes the object; no event comes afterwards. A second call does nothing."""
+        """Deletes the object; no event follows. A second call does nothing."""
         self._closed = True
         self._delete_if_last()
 
     def _delete_if_last(self):
         if self._thread not in (None, threading.current_thread()):
-            return  # delete_waiting() does it on the thread of its message loop
+            return  # left to delete_waiting() on the thread of its message loop
         with self._lock:
             if self._users or self._deleting or self not in _alive:
                 return
@@ -70,15 +70,15 @@ class Owned:
             _events.quieter()
 
     def _forget_user(self):
-        """At exit this thread is inside nothing; Ctrl-C may have kept it from saying so."""
+        """At exit this thread is in no call; after Ctrl-C it may still be recorded as a user."""
         here = threading.get_ident()
         with self._lock:
             self._users = [user for user in self._users if user != here]
             if self._deleting == here:
-                self._deleting = None  # a second deletion of what is gone does nothing
+                self._deleting = None  # deleting a second time does nothing
 
     def _left_alone(self):
-        """At exit: its message loop is that of another thread, or a thread is inside an event and does not return."""
+        """At exit: True if its message loop is another thread's, or a thread is inside an event and does not return."""
         foreign = self._thread not in (None, threading.current_thread())
         return foreign and self._thread.is_alive() or _events.is_running(self)
 
@@ -90,13 +90,13 @@ class Owned:
 
 
 def delete_waiting():
-    """What other threads have closed, and this one is to delete."""
+    """Deletes the objects closed by other threads that belong to this one."""
     for owned in [o for o in list(_alive) if o._closed]:
         owned._delete_if_last()
 
 
 def _end_of_loop():
-    """The main thread waits for the others now. They may be waiting, inside calls, for what its message loop would run."""
+    """The main thread now waits for the others, which may be waiting, inside calls, for its message loop."""
     here = threading.current_thread()
     mine = lambda: [o for o in list(_alive) if o._thread is here]
     for owned in mine():
@@ -106,8 +106,8 @@ def _end_of_loop():
 
 
 def _end():
-    """Before the interpreter goes, nothing of the library may be about to call it. What some thread does not let go of
-    is left to the end of the process."""
+    """When the interpreter ends, no library thread may be about to call it. Objects still in use by a thread are left
+    to the end of the process."""
     stuck = _events.stop(_PATIENCE)
     for owned in sorted(list(_alive), key=lambda o: o._rank):
         if not owned._left_alone():
@@ -118,7 +118,7 @@ def _end():
 
 
 def _forget():
-    """The child of a fork has none of the library's threads: its parent's objects are gone."""
+    """The child of a fork has none of the library's threads: the parent's objects are not usable there."""
     for owned in _alive:
         owned._lock, owned._users, owned._closed = threading.Lock(), [], True
     _alive.clear()
@@ -126,7 +126,7 @@ def _forget():
 
 
 atexit.register(_end)
-if hasattr(threading, "_register_atexit"):  # from Python 3.9 on; atexit's own turn comes when the threads have ended
+if hasattr(threading, "_register_atexit"):  # from Python 3.9 on; atexit runs only after the threads have ended
     threading._register_atexit(_end_of_loop)
 if hasattr(os, "register_at_fork"):
     os.register_at_fork(after_in_child=_forget)

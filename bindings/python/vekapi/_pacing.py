@@ -1,4 +1,4 @@
-"""Gates and senders: no more requests of code 129 within a time than are allowed."""
+"""Gates and senders: limit requests of code 129 to a rate."""
 
 import ctypes
 import threading
@@ -15,18 +15,18 @@ class _Paced(Owned):
     def _happened(self): pass
 
     def _exits(self, asked):
-        raise asked  # nobody waits for it: printed, and dropped
+        raise asked  # no wait() to raise it from: printed and dropped
 
     def _entry(self, table, event):
-        """The table with its one callback; of nothing when there is no event to tell."""
+        """A table with its one callback; empty if `event` is None."""
         kind = table._fields_[0][1]
         self._callbacks = table(entry(kind, self, event)) if event else table()
         return byref(self._callbacks)
 
 
 class Gate(_Paced):
-    """Tells when a request may go. on_free(gate) is called when it may again, after call_when_free(); on the thread that
-    made the gate, in its message loop, or else on the library's timer thread."""
+    """Tells when a request may be sent. After call_when_free(), on_free(gate) is called once the gate is open: on the
+    creating thread, in its message loop, or else on the library's timer thread."""
 
     _delete = "CVekFlowCtrl_Delete"
 
@@ -37,11 +37,11 @@ class Gate(_Paced):
         super().__init__(create(table, None), threading.current_thread() if on_message_loop else None)
 
     def set_rate(self, count, ms):
-        """So many within so many milliseconds; with either below 1, everything may go."""
+        """At most `count` requests within `ms` milliseconds; if either is below 1, no limit."""
         self._call(lib.CVekFlowCtrl_SetFlowCtrl, count, ms)
 
     def take(self):
-        """True when a request may go now; it counts as sent."""
+        """True if a request may be sent now; it counts as sent."""
         return self._call(lib.CVekFlowCtrl_CheckFlowCtrl) == 0
 
     def acknowledged(self, count):
@@ -52,10 +52,10 @@ class Gate(_Paced):
 
 
 class Sender(_Paced):
-    """Sends requests of code 129 no faster than set, and holds the others.
+    """Sends requests of code 129 at the rate set, and holds the others.
 
-    on_sent(sender, sent, refused), if given, comes in the message loop of the thread that made the sender, when held
-    requests have gone or the link has refused some."""
+    on_sent(sender, sent, refused), if given, is called in the creating thread's message loop when held requests
+    were sent or the link refused some."""
 
     _delete = "CVekFlowCtrlSender_Delete"
 
@@ -68,36 +68,36 @@ class Sender(_Paced):
         super().__init__(handle, threading.current_thread() if on_sent else None)
 
     def set_rate(self, count, ms):
-        """So many within so many milliseconds; with either below 1, everything goes at once."""
+        """At most `count` requests within `ms` milliseconds; if either is below 1, all are sent at once."""
         self._call(lib.CVekFlowCtrlSender_SetFlowCtrl, count, ms)
 
     @property
     def pending(self):
-        """Requests held."""
+        """Number of held requests."""
         return self._call(lib.CVekFlowCtrlSender_PendingCount)
 
     @property
     def refused(self):
-        """Requests that the link refused: not sent, and not held."""
+        """Number of requests the link refused: not sent and not held."""
         return self._call(lib.CVekFlowCtrlSender_RefusedCount)
 
     def drop(self):
-        """Drops what is held; how many requests that were."""
+        """Drops the held requests and returns their number."""
         return self._call(lib.CVekFlowCtrlSender_DropPending)
 
     def look_again(self):
-        """Sends what is held and may go now."""
+        """Sends the held requests that the rate allows now."""
         self._call(lib.CVekFlowCtrlSender_CheckPending)
 
     def take(self, size=65536):
-        """The oldest request that is held, as bytes, taken out unsent; None when there is none, or it is longer."""
+        """Removes and returns the oldest held request, as bytes, unsent; None if there is none, or it is longer."""
         buffer = ctypes.create_string_buffer(size)
         return buffer.raw[: self._call(lib.CVekFlowCtrlSender_TakePending, buffer, size)] or None
 
     def ack(self, code, raw):
-        """To be called with what Handler.on_ack brought."""
+        """Call it with the arguments of Handler.on_ack."""
         self._call(lib.CVekFlowCtrlSender_AckParser, code, raw)
 
     def send(self, request_):
-        """One request of two lines; False when it is held."""
+        """Sends one request of two lines; False if it is held."""
         return self._call(lib.CVekFlowCtrlSender_SendVekRequest, *request(request_))

@@ -1,4 +1,4 @@
-"""What a task result holds. All of it is lent: see TaskResult."""
+"""Task results and their parts, all borrowed: see TaskResult."""
 
 from ctypes import byref
 
@@ -29,7 +29,7 @@ class Properties:
 
 
 class Table(Properties):
-    """A table with its properties; lent as its result is."""
+    """A table with its properties; borrowed like its result."""
 
     def __init__(self, handle):
         super().__init__(lib.CVekTable_Properties(byref(handle)))
@@ -53,16 +53,16 @@ class Table(Properties):
         return text(lib.CVekTable_RecordIndexField(byref(self._table), row, column))
 
     def rows(self):
-        """All records, as dictionaries by the columns' names."""
+        """All records, as dictionaries keyed by column name."""
         names = [column.name for column in self.columns()]
         return [{name: self.value(row, i) for i, name in enumerate(names)} for row in range(len(self))]
 
 
 class TaskResult:
-    """The answer to a request, lent until the event that brought it returns."""
+    """The result of a query, borrowed until its event returns."""
 
     def __init__(self, handle):
-        self._handle = type(handle)(handle.object)  # the event's own is a temporary one
+        self._handle = type(handle)(handle.object)  # the event's handle is temporary
 
     @property
     def work_id(self):
@@ -80,10 +80,10 @@ class TaskResult:
         return (Table(lib.CVekTaskResult_IndexTable(byref(self._handle), i)) for i in range(len(self)))
 
     def table(self, name):
-        """None when there is no such table."""
+        """None if there is no such table."""
         handle = lib.CVekTaskResult_NameTable(byref(self._handle), encode(name))
         return Table(handle) if handle else None
 
     def plain(self):
-        """All tables' records by the tables' names, to keep."""
+        """A copy of all records, keyed by table name."""
         return {table.name: table.rows() for table in self}

@@ -1,17 +1,17 @@
-"""Texts of the library: code page 950, as Windows has it."""
+"""The library's texts: code page 950 as on Windows."""
 
 import codecs
 import ctypes
 import re
 
-# Python's cp950 knows no user-defined characters, and gives some of their codes to others. Windows keeps them in the
-# private-use area, a range after the other: first lead and trail byte, last lead byte, first character.
+# Python's cp950 has no user-defined characters, and assigns some of their codes to others. Windows maps them to
+# ranges of the private-use area: first lead and trail byte, last lead byte, first character.
 _USER_DEFINED = [(0xFA40, 0xFE, 0xE000), (0x8E40, 0xA0, 0xE311), (0x8140, 0x8D, 0xEEB8), (0xC6A1, 0xC8, 0xF6B1)]
 _SINGLE = {b"\x80": "\x80", b"\xff": "\uf8f8"}
 
 
 def _user_defined():
-    """Bytes and characters, in the order of both."""
+    """Pairs of bytes and character, in ascending order."""
     trails = [*range(0x40, 0x7F), *range(0xA1, 0xFF)]
     for first, last_lead, character in _USER_DEFINED:
         codes = ((lead, trail) for lead in range(first >> 8, last_lead + 1) for trail in trails)
@@ -42,18 +42,18 @@ codecs.register_error("vekapi.user_defined", _encode_user_defined)
 
 
 def text(raw):
-    """The str of a text of the library; U+FFFD stands for what is no character. None stays None."""
+    """A text of the library as str; invalid bytes become U+FFFD. None stays None."""
     if raw is None:
         return None
     return _NOT_ASCII.sub(lambda code: _CHARACTERS[code[0]], raw.decode("latin-1"))
 
 
 def encode(value):
-    """The bytes that the library takes for a str. bytes and None stay what they are."""
+    """A str as bytes for the library. bytes and None are returned unchanged."""
     return value.encode("cp950", "vekapi.user_defined") if isinstance(value, str) else value
 
 
 def request(value):
-    """A buffer with five bytes for the library in front of the text, and the length of both."""
+    """A buffer with five bytes reserved for the library followed by the text, and the length of both."""
     raw = encode(value)
     return ctypes.create_string_buffer(bytes(5) + raw, 5 + len(raw)), 5 + len(raw)
