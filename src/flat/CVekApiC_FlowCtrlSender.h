@@ -2,8 +2,8 @@
 
 #include "vekapi/VekFlowCtrlSender.h"
 
-// What a CVekFlowCtrlSender handle points to (by its base VekFlowCtrl, so that the gate's functions serve it,
-// too).
+// The object of a CVekFlowCtrlSender handle. The handle holds its base VekFlowCtrl, so the gate functions
+// accept it too.
 struct CVekApiC_FlowCtrlSender : public VekApi::VekFlowCtrlSender {
   using VekFlowCtrlSender::VekFlowCtrlSender;
   ~CVekApiC_FlowCtrlSender() override { CloseGate(); }

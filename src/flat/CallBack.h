@@ -4,9 +4,9 @@
 
 namespace VekApi::Flat {
 
-// Calls a caller's function, if there is one, with a handle of its own: the function may delete the object
-// through it, which sets it to null. What the function throws ends here: the threads, locks and frames
-// beneath belong to the library and the system.
+// Calls an application callback, if set, with a temporary handle: the callback may delete the object through
+// it, which sets it to null. Exceptions stop here, because the threads, locks and frames below belong to the
+// library and the system.
 template <class Handle, class Callback, class... Args>
 void CallBack(Callback callback, void* object, void* user, Args... args) {
   if (!callback) return;

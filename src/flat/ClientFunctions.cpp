@@ -9,7 +9,7 @@ namespace {
 using VekApi::Flat::Ask;
 using VekApi::Flat::Do;
 
-// A copy of a password, for as long as it is handed on. Null is empty.
+// A temporary copy of a password, wiped after use. Null is empty.
 class TPassword {
  public:
   explicit TPassword(const char* text) : text_(text ? text : "") {}
@@ -30,7 +30,7 @@ CVekClient CVekClient_Create(const CVekClientCallbacks* callbacks, void* user) {
       [=] { return new VekApiC_VekClient(callbacks ? *callbacks : CVekClientCallbacks{}, user); });
 }
 
-// The second deletion of one object can only come from the destroy event, as the object is gone after it.
+// A second deletion of the same object can only come from the destroy event; after that the object is gone.
 void CVekClient_Delete(CVekClient* client) {
   VekApiC_VekClient* const object = VekApi::Flat::ObjectOf(client);
   if (object && object->BeginDelete(*client)) delete object;

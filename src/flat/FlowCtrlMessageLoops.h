@@ -1,4 +1,4 @@
-// Gates and senders that call back on the message loop of the thread that made them.
+// Gates and senders that call back on the message loop of the creating thread.
 #pragma once
 
 #include <atomic>
@@ -9,7 +9,7 @@
 
 class TFlowCtrlMessageLoop final : public VekApi::VekFlowCtrl, private TLoopNotice::TOwner {
  public:
-  // Null when there is no window to be had. The table is copied.
+  // Null if the thread cannot have a window. The table is copied.
   static TFlowCtrlMessageLoop* Make(const CVekFlowCtrlCallbacks& callbacks, void* user);
   ~TFlowCtrlMessageLoop() override;
 
@@ -39,7 +39,7 @@ class TFlowCtrlSenderMessageLoop final : public CVekApiC_FlowCtrlSender, private
 
   const CVekFlowCtrlSenderCallbacks callbacks_;
   void* const user_;
-  std::atomic<unsigned> sent_{0};  // since the callback was called
+  std::atomic<unsigned> sent_{0};  // since the last callback
   std::atomic<unsigned> refused_{0};
   TLoopNotice notice_{*this};
 };

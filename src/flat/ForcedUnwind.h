@@ -4,9 +4,10 @@
 
 namespace VekApi::Flat {
 
-// First thing inside a catch (...): a runtime that ends its thread in the middle of a callback (pthread_exit,
-// cancellation, an interpreter at its exit) unwinds through here, and the system aborts the program when that
-// is caught and not thrown on. Such an unwinding is no exception of this language: there is none to be had.
+// Must be called first inside a catch (...). A runtime that ends its thread during a callback (pthread_exit,
+// cancellation, an interpreter exiting) unwinds through here, and the system aborts the program if the
+// unwinding is caught and not rethrown. Such an unwinding is not a C++ exception: there is no current
+// exception.
 inline void PassForcedUnwind() {
   if (!std::current_exception()) throw;
 }

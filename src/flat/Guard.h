@@ -1,4 +1,4 @@
-// What every flat function stands on: finds the object behind a handle and lets nothing be thrown.
+// The basis of all flat functions: finds the object of a handle and stops exceptions.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@
 
 namespace VekApi::Flat {
 
-// What the pointer in a handle points to: an object, by the address of the class that it is stored as.
+// The type of the object behind a handle's pointer, and the base class by which the pointer is stored.
 template <class Object, class Stored = Object>
 struct THandledAs {
   using TObject = Object;
@@ -41,14 +41,14 @@ struct THandled<CVekTaskResult> : THandledAs<const VekTaskResult> {};
 template <class Handle>
 using TObject = typename THandled<std::remove_const_t<Handle>>::TObject;
 
-// Null when there is no handle, or a null one.
+// Null for a null handle or address.
 template <class Handle>
 TObject<Handle>* ObjectOf(Handle* handle) noexcept {
   using TStored = typename THandled<std::remove_const_t<Handle>>::TStored;
   return handle ? static_cast<TObject<Handle>*>(static_cast<TStored*>(handle->object)) : nullptr;
 }
 
-// What `call` makes of the handle's object; `none` when there is no object, or `call` throws.
+// The result of `call` on the handle's object; `none` if there is no object, or if `call` throws.
 template <class Handle, class Call>
 auto Ask(Handle* handle,
          std::type_identity_t<std::decay_t<std::invoke_result_t<Call&, TObject<Handle>&>>> none, Call call)
@@ -71,7 +71,7 @@ void Do(Handle* handle, Call call) {
   });
 }
 
-// A new object's handle; a null handle when it cannot be made.
+// The handle of a new object; a null handle if it cannot be created.
 template <class Handle, class Make>
 Handle Create(Make make) noexcept {
   try {

@@ -23,7 +23,7 @@ const char* CVekProperties_Description(const CVekProperties* properties) {
   return Ask(properties, nullptr, [](auto& object) { return object.Description().c_str(); });
 }
 
-// Not the class's ToString, which makes a new text: only one that lives in the object can be lent.
+// Not the class's ToString, which returns a new text: a borrowed text must live in the object.
 const char* CVekProperties_ToString(const CVekProperties* properties) {
   return Ask(properties, nullptr, [](auto& object) { return object.ToDispString().c_str(); });
 }

@@ -6,8 +6,8 @@
 #include "flat/TLoopPost.h"
 #include "platform/os/MessageWindow.h"
 
-// Calls its owner on the thread that made it, from that thread's message loop, when any thread has told it
-// to: once for all who told it before the call.
+// Calls its owner on the creating thread, from that thread's message loop, after any thread has called Tell.
+// Several calls of Tell before the callback result in one callback.
 class TLoopNotice final : private Dova::Os::TMessageHandler {
  public:
   class TOwner {
@@ -20,16 +20,15 @@ class TLoopNotice final : private Dova::Os::TMessageHandler {
   };
 
   explicit TLoopNotice(TOwner& owner);
-  // On another thread than its own it waits until that one runs its loop, or has ended. No call comes
-  // afterwards.
+  // On another thread, waits until the creating one runs its loop or has ended. No callback follows.
   ~TLoopNotice();
   TLoopNotice(const TLoopNotice&) = delete;
   TLoopNotice& operator=(const TLoopNotice&) = delete;
 
-  // False when the thread can have no window; the notice is of no use then.
+  // False if the thread cannot have a window; the notice must not be used then.
   explicit operator bool() const { return static_cast<bool>(window_); }
 
-  // Any thread, also under locks.
+  // Thread-safe, also while holding locks.
   void Tell() noexcept;
 
  private:

@@ -4,14 +4,14 @@
 #include "platform/os/Mutex.h"
 #include "platform/runtime/TTimer.h"
 
-// Posts one message to a window, and tries again every second while the system takes none.
+// Posts one message to a window, retrying every second while the system refuses it.
 class TLoopPost {
  public:
   TLoopPost(Dova::Os::TWindowRef window, unsigned code);
   TLoopPost(const TLoopPost&) = delete;
   TLoopPost& operator=(const TLoopPost&) = delete;
 
-  // False when the window has gone. Any thread, also one that holds a leaf lock.
+  // False if the window is gone. Thread-safe, also while holding a leaf lock.
   bool Post() noexcept;
 
  private:
@@ -19,7 +19,7 @@ class TLoopPost {
 
   const Dova::Os::TWindowRef window_;
   const unsigned code_;
-  // Leaf. A retry that succeeds must not stop the timer that a later post, which failed, has started.
+  // Leaf lock. A successful retry must not stop the timer started by a later post that failed.
   Dova::Os::TMutex mutex_;
   Dova::TTimer<TLoopPost> retry_;
 };

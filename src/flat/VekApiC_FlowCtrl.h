@@ -3,7 +3,7 @@
 #include "vekapi/VekApiC.h"
 #include "vekapi/VekFlowCtrl.h"
 
-// What a CVekFlowCtrl handle points to (by its base): a gate that passes its event on to a plain function.
+// The object of a CVekFlowCtrl handle (by its base): a gate that passes its event to a C callback.
 struct VekApiC_FlowCtrl : public VekApi::VekFlowCtrl {
   // The table is copied.
   VekApiC_FlowCtrl(const CVekFlowCtrlCallbacks& callbacks, void* user);

@@ -11,11 +11,11 @@
 namespace Dova {
 namespace {
 
-// Neither is ever destroyed: clients may outlive the destruction of statics.
+// Trivially destructible: clients may outlive the destruction of statics.
 constinit Os::TMutex coreMutex;
 constinit TCoreRun* theCore = nullptr;  // guarded by coreMutex
 
-// The child of a fork has no core thread, and nobody there can give the mutex back.
+// In a forked child there is no core thread, and no thread that could unlock the mutex.
 const Os::TForkedChildStep forgetParent([]() noexcept {
   ::new (&coreMutex) Os::TMutex;
   theCore = nullptr;
@@ -47,7 +47,7 @@ bool TCoreRun::Release() {
   TCoreRun* const last = DropReference();
   if (!last) return false;
   last->Stop(true);
-  // One that the system has not let end in time still uses the object.
+  // A thread that has not ended within the time limit still uses the object.
   if (last->State() == rs_Stopped) delete last;
   return true;
 }

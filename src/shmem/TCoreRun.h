@@ -7,20 +7,21 @@
 
 namespace Dova {
 
-// The runtime's own thread: one a process, there while somebody holds it. It keeps the runtime initialised
-// and runs a message loop (Windows: a window message loop). When the system is short of threads, sessions
-// work without it, and each Acquire asks for it again.
+// The runtime's own thread: one per process, running while it is referenced. It keeps the runtime initialised
+// and runs a message loop (Windows: a window message loop). If the system has no thread available, sessions
+// work without it, and each Acquire tries again.
 //
-// Acquire and Release hold no lock while they wait for the thread to begin or to end. They answer sent
-// messages then, so a window procedure may come back to them, on the same thread, too. An Acquire during the
-// end of the last one starts a new thread.
+// Acquire and Release hold no lock while waiting for the thread to start or end. They answer sent messages
+// meanwhile, so a window procedure may re-enter them on the same thread. An Acquire during the end of the
+// previous thread starts a new one.
 class TCoreRun : private Dstl::ref_counter_ost<unsigned>, private TThread {
  public:
-  // Takes a reference on the process's core thread, and starts it when there is none: the runtime is
-  // initialised then, unless State() tells that there was no thread to be had. Throws std::bad_alloc.
+  // Acquires a reference to the process's core thread, and starts it if there is none. The runtime is then
+  // initialised, unless State() shows that no thread was available. Throws std::bad_alloc.
   static TCoreRun& Acquire();
 
-  // Gives a reference back; the last one ends the thread (true). Waits for it, at most TThread::kStopMs.
+  // Releases a reference; releasing the last one ends the thread and returns true. Waits for the thread at
+  // most TThread::kStopMs.
   static bool Release();
 
   using TThread::State;
@@ -34,7 +35,7 @@ class TCoreRun : private Dstl::ref_counter_ost<unsigned>, private TThread {
   ~TCoreRun() override = default;
 
   static TCoreRun& TakeReference();
-  static TCoreRun* DropReference();  // the object when it was the last, else null
+  static TCoreRun* DropReference();  // the object if it was the last, else null
 
   void Run() override;
   void Execute() override;
@@ -43,7 +44,7 @@ class TCoreRun : private Dstl::ref_counter_ost<unsigned>, private TThread {
   Os::TMessageLoop loop_;
 };
 
-// Holds the core thread for a scope. In a forked child one of the parent's holds nothing.
+// Holds the core thread for its lifetime. Does nothing in a forked child if inherited from the parent.
 class TCoreRunRef {
  public:
   TCoreRunRef() { TCoreRun::Acquire(); }

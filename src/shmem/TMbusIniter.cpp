@@ -6,8 +6,8 @@
 
 namespace Dova {
 
-// The services start with their first use and stay: paying for that here keeps it off the first Connect. For
-// lack of memory it is paid there after all.
+// The services are started on first use and stay started: doing it here keeps the cost off the first Connect.
+// If memory is lacking, it is done there.
 TMbusIniter::TMbusIniter() noexcept {
   try {
     Os::ResolveNumeric("127.0.0.1", 1);

@@ -20,7 +20,7 @@ bool TMesProxy::Open() {
   return inner_->Open();
 }
 
-// The inner messenger stays until the destruction: an event of it may be on the stack.
+// The inner messenger is kept until destruction: one of its events may be on the stack.
 void TMesProxy::Close() {
   if (!MarkClosed() || !inner_) return;
   inner_->SetEvHandler(nullptr);

@@ -4,8 +4,8 @@
 
 namespace Dova {
 
-// A messenger that stands in front of another one, its proxy link, and lives in the same context. The derived
-// class says what the link is for, and what becomes of this messenger when it cannot be made or breaks.
+// A messenger that uses another one, its proxy link, in the same context. The derived class defines the
+// purpose of the link, and what happens if it cannot be opened or breaks.
 class TMesProxy : public TMesBase, public TMesEvHandler {
  public:
   bool Open() override;
@@ -21,11 +21,11 @@ class TMesProxy : public TMesBase, public TMesEvHandler {
  protected:
   ~TMesProxy() override;
 
-  // Takes the place of the one before. From inside the context, or before Open.
+  // Replaces the previous one. From inside the context, or before Open.
   void SetInner(Dstl::wise_ref<TMesBase> inner);
   TMesBase* Inner() const { return inner_.get(); }
 
-  // The proxy link could not be made, or is gone. From inside the context.
+  // The proxy link could not be opened, or has ended. From inside the context.
   virtual void OnInnerGone(const std::string& reason) = 0;
 
  private:

@@ -11,7 +11,7 @@ constexpr char kGlobalPrefix[] = "Global\\";
 constexpr std::size_t kGlobalPrefixSize = sizeof kGlobalPrefix - 1;
 constexpr std::uint32_t kNoSize = 0xFFFFFFFF;
 
-// 64 bits: the capacity that a header announces may be any number.
+// 64 bits, because the capacity in a header may be any number.
 std::uint64_t MappingBytes(std::uint32_t capacity) {
   return std::uint64_t{capacity} + TShMemRing::kHeaderBytes;
 }
@@ -28,12 +28,12 @@ bool TShMemChannel::Open(const std::string& name, std::uint32_t size, bool creat
   if (!create) size = 0;
   name_ = name;
   if (!mapping_.Open(name, MappingBytes(size) + 1, How(create))) {
-    // Making global names is a privilege that not every gateway's user has.
+    // Creating global names requires a privilege that a gateway's user may lack.
     if (name.rfind(kGlobalPrefix, 0) == 0) return Open(name.substr(kGlobalPrefixSize), size, create);
     return Fail(mapping_.IsMissing() ? "Invalid ShMem size: " : "CreateFileMapping:", mapping_.Error());
   }
   if (!OpenMapping(size, create) || !OpenEvents(create)) return false;
-  // Last: who joins and finds a capacity finds the events too.
+  // Last: a joiner that sees a capacity also finds the events.
   if (create) TShMemRing::Format(mapping_.View(), static_cast<std::size_t>(mapping_.Size()), size + 1);
   return true;
 }
@@ -45,7 +45,7 @@ bool TShMemChannel::OpenMapping(std::uint32_t size, bool create) {
   return true;
 }
 
-// What the header says is held against the mapping by mapping that much; from here on the number is ours.
+// Checks the header's capacity by mapping that much; from here on only our copy of the number is used.
 bool TShMemChannel::Join() {
   const bool hasHeader = mapping_.Size() >= TShMemRing::kHeaderBytes;
   const std::uint32_t capacity = hasHeader ? TShMemRing::CapacityIn(mapping_.View()) : 0;

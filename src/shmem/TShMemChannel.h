@@ -9,10 +9,10 @@
 
 namespace Dova {
 
-// One ring with its name: the mapping, and an event for each side. The read event says that there is
-// something to read, the write event that there is room again.
+// One named ring: the mapping, and an event for each side. The read event signals data, the write event
+// signals free space.
 //
-// Not thread-safe, but for this: one thread may write or read while another waits for the events.
+// Not thread-safe, with one exception: one thread may read or write while another waits for the events.
 class TShMemChannel {
  public:
   TShMemChannel() = default;
@@ -20,19 +20,20 @@ class TShMemChannel {
   TShMemChannel(const TShMemChannel&) = delete;
   TShMemChannel& operator=(const TShMemChannel&) = delete;
 
-  // Closes what was open. Joins a ring that somebody has created; or, with `create` and a size that is
-  // neither 0 nor 0xFFFFFFFF, creates one that takes `size` bytes and is not there yet. False on failure:
-  // Error() says why, and it is closed. Waits for nobody.
+  // Closes the current ring, then joins an existing one; or, with `create` and a size other than 0 and
+  // 0xFFFFFFFF, creates a new one with a capacity of `size` bytes. On failure returns false, stays closed,
+  // and Error() has the cause. Never blocks.
   bool Open(const std::string& name, std::uint32_t size = 0, bool create = false);
   void Close();
   bool IsOpen() const { return static_cast<bool>(ring_); }
 
   const std::string& Name() const {
     return name_;
-  }  // empty when closed; without the prefix that was not granted
+  }  // empty if closed; without the prefix if that was not permitted
   const std::string& Error() const { return error_; }  // of the last failure
 
-  // What fits, or what is there, and wakes the other side: the count, 0, or TShMemRing::kBroken.
+  // Moves what fits, or what is available, and wakes the other side. Returns the count, 0, or
+  // TShMemRing::kBroken.
   std::ptrdiff_t Write(const char* bytes, std::size_t length);
   std::ptrdiff_t Read(char* buffer, std::size_t size);
 

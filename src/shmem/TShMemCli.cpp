@@ -20,7 +20,7 @@ constexpr std::size_t kReasonBytes = 256;
 
 TShMemCli::TShMemCli()
     : TMemQueue(kQueueBlockBytes), clock_(TTimerQueue::Current()), timer_(ots_OneShot, *this) {
-  endReason_.reserve(kReasonBytes);  // an end for want of memory needs none
+  endReason_.reserve(kReasonBytes);  // so that ending for lack of memory needs no memory
   timer_.SetTarget(&TShMemCli::OnTimer);
 }
 
@@ -39,7 +39,7 @@ bool TShMemCli::SettingApply(const std::string& setting) {
 // ---- the link, from inside the context ----
 
 void TShMemCli::Close() {
-  // A forked child's rings are its parent's, and so is the worker.
+  // In a forked child the rings and the worker are the parent's.
   if (IsInherited()) return TMesProxy::Close();
   const bool first = !IsClosed();
   timer_.Stop();
@@ -49,9 +49,8 @@ void TShMemCli::Close() {
     state_.store(EState::Over, std::memory_order_release);
     Clear();
   }
-  // Not only the first time: a link that the worker closed itself has a worker that is still ending. After it
-  // the worker touches no channel any more: it has ended, or it is this thread, in an event, and ends when
-  // that returns.
+  // Not only the first time: if the worker itself closed the link, it is still ending. After Stop it uses no
+  // channel: it has ended, or it is this thread, inside an event, and ends when that returns.
   if (thread_) thread_->Stop();
   if (!first) return;
   const std::lock_guard lock(Mutex());
@@ -65,7 +64,7 @@ void TShMemCli::End(const std::string& reason) {
   const EState was = State();
   if (was == EState::Over) return;
   if (was != EState::Asking) return CloseReason(reason);
-  // A link that never was cannot break.
+  // A link that never opened cannot break.
   SetState(EState::Over);
   RaiseInside([&](TMesEvHandler& handler) { handler.OnMesLinkError(this, reason); });
   Close();
@@ -89,7 +88,7 @@ void TShMemCli::BeginEndLocked(const char* reason, std::size_t drainBytes) {
   receiveChannel_.ReadEvent().Set();
 }
 
-// No lock: nobody sends yet.
+// Without a lock: no thread sends yet.
 void TShMemCli::JoinRings(const std::string& baseName) {
   for (TShMemChannel* const channel : {&sendChannel_, &receiveChannel_}) {
     const std::string name = baseName + (channel == &sendChannel_ ? ".C2S" : ".S2C");
@@ -107,9 +106,9 @@ void TShMemCli::SetLinkReady() {
   RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
 }
 
-// The last that the gateway wrote still counts, as far as it fits into the ring.
+// The gateway's last data is still delivered, up to the capacity of the ring.
 void TShMemCli::OnInnerGone(const std::string& reason) {
-  if (dueNs_ == INT64_MAX) return End(reason);  // it never was ready
+  if (dueNs_ == INT64_MAX) return End(reason);  // it was never ready
   Guarded([&] {
     if (State() == EState::Asking) return End(joinError_.empty() ? "ShMem name: " + reason : joinError_);
     BeginEnd(("ShMem proxy link: " + reason).c_str(), receiveChannel_.Ring().Capacity());
@@ -125,7 +124,7 @@ bool TShMemCli::OnBytes() {
   received_ = 0;
   RaiseInside([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); });
   if (IsOver()) return false;
-  // Who takes nothing is told again when more has come.
+  // If the handler read nothing, it is notified again when more has arrived.
   const bool more = received_ != 0 && receiveChannel_.Ring().HasNews();
   if (State() != EState::Ending) return more;
   drainBytes_ = more ? drainBytes_ - std::min(drainBytes_, received_) : 0;
@@ -139,15 +138,15 @@ void TShMemCli::OnRoom() {
 
 // ---- bytes ----
 
-// One lock around the whole: what two threads send does not mix, and nothing is queued behind the worker's
-// back.
+// One lock for the whole call, so that data of two threads is not interleaved, and nothing is queued unseen
+// by the worker.
 int TShMemCli::Send(const char* bytes, int length) {
   if (length <= 0 || IsInherited()) return 0;
   const auto size = static_cast<std::size_t>(length);
   const std::lock_guard lock(Mutex());
   if (State() != EState::Linked) return 0;
   const bool first = Empty();
-  // Asked of the ring only when it matters.
+  // The ring is queried only if it matters.
   const std::size_t free = queueBytes_ - std::min(queueBytes_, Size());
   if (size > free && (!first || size - free > sendChannel_.Ring().Space())) return 0;
   const std::ptrdiff_t written = first ? sendChannel_.Write(bytes, size) : 0;
@@ -160,7 +159,7 @@ int TShMemCli::Send(const char* bytes, int length) {
   return length;
 }
 
-// Without memory for the rest the stream would be torn.
+// Without memory for the rest the stream would be incomplete.
 bool TShMemCli::AppendLocked(const char* bytes, std::size_t length) {
   try {
     Append(bytes, length);

@@ -14,14 +14,14 @@
 
 namespace Dova {
 
-// Messenger kind "ShMemCli": the byte stream goes through two rings in memory that a gateway on the same
-// machine has created. Its parameters are the setting of another messenger, the proxy link, over which it
-// asks for the rings' name and exchanges a heartbeat. Of that setting, `sq=` bounds what waits for room in
-// the ring, and `spin=` is how long the worker polls the rings before it sleeps.
+// Messenger kind "ShMemCli": carries the byte stream through two rings in memory created by a gateway on the
+// same machine. Its parameters are the setting of another messenger, the proxy link, over which it requests
+// the rings' name and exchanges heartbeats. From that setting, `sq=` limits what is queued for space in the
+// ring, and `spin=` is how long the worker polls the rings before it sleeps.
 //
-// The link's events come from the proxy link's thread (ready), from a worker thread that waits for the rings
-// (bytes, room, and their end), and from the timer (no answer, no heartbeat). Sends go into the ring on the
-// caller's thread; what does not fit is queued and moved by the worker.
+// Events are raised by the proxy link's thread (ready), by a worker thread that waits for the rings (data,
+// space, and their end), and by the timer (no answer, no heartbeat). Sends write to the ring on the caller's
+// thread; what does not fit is queued and moved by the worker.
 class TShMemCli : public TMesProxy, private TMemQueue {
  public:
   static Dstl::wise_ref<TMesBase> Make() { return Dstl::wise_ref<TMesBase>(new TShMemCli); }
@@ -30,17 +30,17 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   void Close() override;
   int LinkTimeoutMs() const override;
 
-  // All or nothing. 0 before the link is ready, once it ends, and when more would wait than may; also when
-  // the ring turns out to be broken, which ends the link.
+  // All or nothing. Returns 0 before the link is ready, once it is ending, and if the queue limit would be
+  // exceeded; also if the ring is broken, which ends the link.
   int Send(const char* bytes, int length) override;
-  // At most kEventBytes in one event; for what is left there is another one.
+  // At most kEventBytes per event; the rest is delivered by another event.
   int Recv(char* buffer, int size) override;
   static constexpr std::size_t kEventBytes = std::size_t{256} << 10;
 
   void OnMesLinkReady(TMesBase* inner) override;
   void OnMesRecvReady(TMesBase* inner) override;
 
-  // What the gateway says over the proxy link, a line at a time. From inside the context.
+  // One line received from the gateway over the proxy link. From inside the context.
   virtual void OnProxyLine(const std::string& line);
 
  protected:
@@ -50,19 +50,19 @@ class TShMemCli : public TMesProxy, private TMemQueue {
  private:
   class TCliThr;
 
-  // Only ever goes forward. Written under the queue's lock.
+  // Only moves forward. Written under the queue's lock.
   enum class EState {
-    Asking,  // the proxy link is being made, or the rings' name asked for
+    Asking,  // opening the proxy link, or waiting for the rings' name
     Linked,
-    Ending,  // nothing is sent any more; the worker reads what is left and ends the link
+    Ending,  // no more sends; the worker reads what is left and ends the link
     Over,
   };
-  // What the timer is for.
+  // Purpose of the timer.
   enum class EAwait { Name, Silence, Answer };
 
   EState State() const { return state_.load(std::memory_order_acquire); }
   bool IsOver() const { return State() == EState::Over; }
-  // In a child forked from the process that made it; nothing is done there.
+  // True in a child forked from the process that created it; it does nothing there.
   bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
 
   void SetState(EState state);
@@ -73,17 +73,17 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   void JoinRings(const std::string& baseName);
   void SetLinkReady();
 
-  // The link's end, once, from inside the context: closes, then tells. Whoever is not inside asks the worker
-  // for it by BeginEnd, which lets it read up to `drainBytes` before.
+  // Ends the link once, from inside the context: closes, then raises the event. Threads outside the context
+  // use BeginEnd to have the worker do it, after reading up to `drainBytes`.
   void End(const std::string& reason);
   void BeginEnd(const char* reason, std::size_t drainBytes = 0);
   void BeginEndLocked(const char* reason, std::size_t drainBytes);
 
   void Await(EAwait what, unsigned ms);
-  void OnTimer();  // timer thread
+  void OnTimer();  // on the timer thread
   void OnOverdue();
 
-  // Runs what may lack memory; without it the link ends. From inside the context.
+  // Runs an action that may run out of memory; if it does, the link ends. From inside the context.
   template <class TAction>
   void Guarded(const TAction& action) {
     try {
@@ -93,18 +93,19 @@ class TShMemCli : public TMesProxy, private TMemQueue {
     }
   }
 
-  // For the worker, inside the context. OnBytes: true when the ring still holds more than one event may take.
+  // For the worker, inside the context. OnBytes returns true if the ring holds more than one event may
+  // deliver.
   bool OnBytes();
   void OnRoom();
-  // Moves queued bytes into the ring; true when none are left.
+  // Moves queued bytes into the ring; true if none are left.
   bool MoveOverflow();
   bool AppendLocked(const char* bytes, std::size_t length);
 
   TShMemChannel sendChannel_;  // guarded by the queue's lock once the link is ready
   TShMemChannel receiveChannel_;
   std::atomic<EState> state_{EState::Asking};
-  std::string endReason_;       // with EState::Ending
-  std::size_t drainBytes_ = 0;  // the same
+  std::string endReason_;       // used with EState::Ending
+  std::size_t drainBytes_ = 0;  // likewise
   const unsigned generation_ = Os::ProcessGeneration();
   std::size_t queueBytes_ = 0;  // from the setting, as is the next
   int spinUs_ = 0;
@@ -112,13 +113,13 @@ class TShMemCli : public TMesProxy, private TMemQueue {
 
   // Guarded by the context:
   std::string partialLine_;
-  std::string joinError_;     // of the last name that could not be joined
+  std::string joinError_;     // for the last name that could not be joined
   std::size_t received_ = 0;  // in this event
   EAwait await_ = EAwait::Name;
   std::int64_t dueNs_ = INT64_MAX;
 
   TTimerQueue& clock_;
-  TTimer<TShMemCli> timer_;  // last: its destruction waits for an expiry that uses the rest
+  TTimer<TShMemCli> timer_;  // last member: its destruction waits for an expiry, which uses the others
 };
 
 }  // namespace Dova

@@ -1,4 +1,4 @@
-// What is said over the proxy link: the rings' name and the heartbeat.
+// The proxy link protocol: the rings' name and the heartbeat.
 #include <cstring>
 
 #include "platform/runtime/TTimerQueue.h"
@@ -17,7 +17,7 @@ constexpr char kNoNameReason[] = "ShMem name: no answer";
 constexpr int kReadBytes = 1024;
 constexpr std::size_t kMaxPartialLine = 4096;
 
-constexpr unsigned kNameMs = 10'000;  // from the request until rings are joined
+constexpr unsigned kNameMs = 10'000;  // from the request until the rings are joined
 constexpr unsigned kSilenceMs = 30'000;
 constexpr unsigned kAnswerMs = 10'000;
 
@@ -63,7 +63,7 @@ void TShMemCli::SplitLines(const char* bytes, std::size_t length) {
     partialLine_.clear();
     line.append(bytes, feed);
     bytes = feed + 1;
-    // A line is a C text: it ends at its first NUL.
+    // A line is a C string: it ends at its first NUL.
     line.resize(std::strlen(line.c_str()));
     OnProxyLine(line);
     if (IsClosed()) return;
@@ -86,14 +86,14 @@ void TShMemCli::OnProxyLine(const std::string& line) {
 
 // ---- time ----
 
-// The moment is noted before the timer is set: when that expires it has come.
+// The due time is stored before the timer is started, so it has passed when the timer expires.
 void TShMemCli::Await(EAwait what, unsigned ms) {
   await_ = what;
   dueNs_ = clock_.NowNs() + std::int64_t{ms} * 1'000'000;
   timer_.Start(ms);
 }
 
-// What is awaited may have come while this waited for the context; the timer then stands on a later moment.
+// While this waited for the context, the awaited line may have arrived, and the due time been moved.
 void TShMemCli::OnTimer() {
   const auto self = Dstl::wise_ref<TShMemCli>::try_hold(this);
   if (!self) return;

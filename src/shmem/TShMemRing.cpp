@@ -19,14 +19,14 @@ std::uint32_t TShMemRing::CapacityIn(const std::byte* memory) {
   return TIndex(header.capacity).load(std::memory_order_acquire);
 }
 
-// The capacity comes last: a reader that joins too early finds none.
+// The capacity is written last: a reader that joins too early finds none.
 void TShMemRing::Format(std::byte* memory, std::size_t bytes, std::uint32_t capacity) {
   std::memset(memory, 0, bytes);
   TIndex(reinterpret_cast<TShMemHeader*>(memory)->capacity).store(capacity, std::memory_order_release);
 }
 
-// Acquire for both: the one that is ours costs nothing, and the other's bytes or room must be there before
-// the copy.
+// Acquire for both: it costs nothing for our own index, and the other side's data or space must be visible
+// before the copy.
 bool TShMemRing::Load(TIndices& indices) const {
   indices.read = TIndex(Header().readIndex).load(std::memory_order_acquire);
   indices.write = TIndex(Header().writeIndex).load(std::memory_order_acquire);
@@ -121,7 +121,7 @@ void TShMemRing::WipePassed() {
   if (memory_ && Load(at)) WipePassed(at);
 }
 
-// The free part begins where the writer goes on and ends where the reader does.
+// The free part extends from the write index to the read index.
 void TShMemRing::WipeAll() {
   TIndices at{};
   if (!memory_ || !Load(at)) at = {};

@@ -2,8 +2,8 @@
 
 namespace Dova {
 
-// Each who wakes wakes the next: several may wait, even one inside the other on one thread, when a window
-// procedure is called from the wait.
+// Each woken thread wakes the next: several may wait, even nested on one thread, if a window procedure is
+// called from the wait.
 bool TThread::Start() {
   ERunState seen = rs_NotStarted;
   if (state_.compare_exchange_strong(seen, rs_Starting)) {
@@ -24,7 +24,7 @@ void TThread::Refused() {
   handshake_.Set();
 }
 
-// Also when the body is unwound by somebody who ends the thread.
+// Runs also if the body is unwound by a forced end of the thread.
 class TThread::TEnd {
  public:
   explicit TEnd(TThread& thread) : thread_(thread) {}
@@ -51,7 +51,7 @@ void TThread::Run() {
 void TThread::Stop(bool wait) {
   ERunState seen = rs_NotStarted;
   if (state_.compare_exchange_strong(seen, rs_Stopped) || seen == rs_Stopped) return;
-  // The body may end at this moment by itself: its last word stands.
+  // The body may be ending by itself at this moment: its final state is kept.
   if (seen != rs_Stopping && state_.compare_exchange_strong(seen, rs_Stopping)) OnStopRequest();
   if (wait && !thread_.IsCurrent() && thread_.Join(kStopMs)) state_.store(rs_Stopped);
 }
