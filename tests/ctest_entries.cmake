@@ -1,10 +1,10 @@
-# What CTest runs, by label:
-#   case     one entry a test, found by asking the programs
-#   program  one entry a program, with `ctest -C programs` only: for systems where starting processes costs more
+# CTest entries, by label:
+#   case     one entry per test, discovered by running the programs
+#   program  one entry per program, with `ctest -C programs` only: for systems where starting processes costs more
 #            than most tests. Use with -L, or every test runs twice.
 #   check    the demo, the languages: scripts/check.sh
-# Each GoogleTest run leaves its XML report in test-results, under the entry's name. Paths are relative, as Windows
-# programs have their own idea of absolute ones.
+# Each GoogleTest run writes its XML report to test-results, named after the entry. Paths are relative, because
+# Windows programs interpret absolute ones differently.
 set(test_timeout 300)
 
 function(add_ctest_entries name)
@@ -15,11 +15,11 @@ function(add_ctest_entries name)
   add_test(NAME ${name} CONFIGURATIONS programs WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
     COMMAND test_${name} --gtest_output=xml:test-results/${name}.xml)
   set_tests_properties(${name} PROPERTIES LABELS program TIMEOUT ${test_timeout})
-  # For the report: a program without any test has no entry.
+  # For the report: a program without tests has no entry.
   set_property(GLOBAL APPEND_STRING PROPERTY vekapi_test_programs "${name}\n")
 endfunction()
 
-# The scripts know builds by their preset's name.
+# The scripts identify builds by the preset's name.
 function(add_ctest_checks)
   get_property(programs GLOBAL PROPERTY vekapi_test_programs)
   file(WRITE ${CMAKE_BINARY_DIR}/test-programs.txt "${programs}")

@@ -1,8 +1,8 @@
-// A program that does at random what programs may do, on several threads and inside events, and ends in the middle of it.
+// A program that makes random legal calls, on several threads and inside events, and exits in the middle of them.
 //
 //     mono random_program.exe HOST:PORT ENDING SEED
 //
-// Writes "busy" when its first session is up. What it ends with is told in random_programs.py.
+// Writes "busy" when its first session is up. random_programs.py lists the endings.
 using System;
 using System.Collections.Generic;
 using System.Threading;
@@ -10,7 +10,7 @@ using VekApi;
 
 internal sealed class Session : VekClient
 {
-    public readonly object Opening = new object();  // Connect and Disconnect of a client are not called at the same time
+    public readonly object Opening = new object();  // Connect and Disconnect of a client must not overlap
     public VekSender Sender;
     private readonly Random dice;
     private int reports;
@@ -61,7 +61,7 @@ internal static class RandomProgram
     public static string Ending;
     private static string server;
     private static readonly ManualResetEventSlim busy = new ManualResetEventSlim();
-    // Objects that any thread may use, and dispose meanwhile. Others belong to one thread.
+    // Objects that any thread may use and dispose. Others belong to one thread.
     private static readonly List<Session> shared = new List<Session>();
     private static readonly Gate gate = new Gate();  // never disposed
 
@@ -110,7 +110,7 @@ internal static class RandomProgram
         before.Sender.Dispose();
     }
 
-    // It runs OnFree on the timer thread.
+    // Also runs OnFree on the timer thread.
     private static void Wait(VekGate closed)
     {
         closed.SetRate(1, 1);
@@ -119,7 +119,7 @@ internal static class RandomProgram
         closed.CallWhenFree();
     }
 
-    // A life of its own: whichever of the two goes first.
+    // A client and a sender of this thread only, disposed in either order.
     private static void ShortLife(Random dice)
     {
         Session session = new Session(dice);
@@ -166,7 +166,7 @@ internal static class RandomProgram
         Random dice = new Random(seed);
         Begin(dice);
         if (!busy.Wait(20000)) return 100;
-        // Mono's exit waits for threads that are inside the library: none may wait for the event that exits.
+        // Mono's exit waits for threads inside the library: none may wait for the event that exits.
         if (Ending == "event_exit") Thread.Sleep(Timeout.Infinite);
         bool background = Ending == "daemon";
         Thread worker = Worker(seed + 1, background, background ? -1 : Steps);

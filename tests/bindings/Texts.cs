@@ -1,4 +1,4 @@
-// Holds VekText against the library's own conversions, which print_cp950.cpp prints.
+// Compares VekText with the library's own conversions, printed by print_cp950.cpp.
 //
 //     mono texts.exe FILE
 using System;
@@ -28,7 +28,7 @@ internal static class Texts
             if (VekText.Decode(FromHex(parts[1])) == back && (!kept || raw == parts[1])) continue;
             if (++wrong < 10) Console.WriteLine("{0} {1}", line, raw);
         }
-        // Among others, and half a character at the end.
+        // Mixed with other characters, and an incomplete character at the end.
         if (VekText.Decode(FromHex("41fa40a4a442")) != "A\uE000中B" || VekText.Decode(FromHex("fa")).Length > 1) ++wrong;
         Console.WriteLine("{0} private-use characters, {1} wrong", own, wrong);
         return wrong == 0 && own >= 6218 ? 0 : 1;

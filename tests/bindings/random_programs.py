@@ -15,8 +15,8 @@ import subprocess
 import sys
 import time
 
-PATIENCE = 60  # seconds a program may take
-# Ending: exit code, what the program says, whether it is interrupted (Ctrl-C) once it is busy.
+PATIENCE = 60  # time limit per program in seconds
+# Ending: exit code, expected output, whether it is interrupted (Ctrl-C) once busy.
 ENDINGS = {
     "python": {
         "return": (0, "", False),
@@ -48,12 +48,12 @@ def run(command, interrupted, dice):
     try:
         started = program.stdout.readline()
         if interrupted and started:
-            time.sleep(dice.random() / 10)  # anywhere in what it does
+            time.sleep(dice.random() / 10)  # at a random point
             program.send_signal(signal.SIGINT)
         _, said = program.communicate(timeout=PATIENCE)
         return program.returncode, said.decode(errors="replace")
     except subprocess.TimeoutExpired:
-        program.send_signal(signal.SIGABRT)  # what can tell where it hangs, tells
+        program.send_signal(signal.SIGABRT)  # makes programs with a fault handler show where they hang
         return "none: it hangs", program.communicate()[1].decode(errors="replace")
 
 
@@ -78,7 +78,7 @@ def main():
     parser.add_argument("language", choices=ENDINGS)
     parser.add_argument("command", nargs=argparse.REMAINDER)
     options = parser.parse_args()
-    signal.signal(signal.SIGINT, signal.SIG_DFL)  # shells have programs in the background ignore it, and theirs
+    signal.signal(signal.SIGINT, signal.SIG_DFL)  # shells make background programs, and their children, ignore it
     dice, until, runs, bad = random.Random(options.seed), time.monotonic() + options.seconds, 0, 0
     endings = {options.ending: None} if options.ending else ENDINGS[options.language]
     while not bad and (runs == 0 or time.monotonic() < until):

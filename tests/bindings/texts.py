@@ -19,7 +19,7 @@ for line in pathlib.Path(sys.argv[1]).read_text().splitlines():
         private += 1
         if back != character or vekapi.encode(character.decode()) != raw:
             wrong.append(f"{character.decode()!r} is {raw.hex()}")
-# What comes behind half a character stays what it is.
+# Bytes after an incomplete character are kept.
 for raw, shown in ((b"\xa4\x01x", "\ufffd\x01x"), (b"\xfa\n", "\ufffd\n"), (b"a\xfa\x40\xa4\xa4", "a\ue000中"), (None, None)):
     if vekapi.text(raw) != shown:
         wrong.append(f"{raw} is {vekapi.text(raw)!r}")

@@ -1,4 +1,4 @@
-// How the examples show Chinese texts in a terminal.
+// Display of Chinese texts in a terminal by the examples.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -136,7 +136,7 @@ TEST_F(FlatSession, SignOnResultCanBeReadWhenReady) {
   EXPECT_EQ(rate, "1000");
 }
 
-// One event, and what makes it come. Every trigger but the first brings a second event behind the first.
+// One event and its trigger. Every trigger but the first also causes a second event, after the first.
 struct Trigger {
   const char* event;
   std::function<void(TestMes&)> raise;

@@ -1,4 +1,4 @@
-// A client of the flat functions over a TestMes, in virtual time, whose callbacks write down what they bring.
+// A client of the flat functions over a TestMes, in virtual time, whose callbacks record their arguments.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -69,7 +69,8 @@ class FlatSession : public testing::Test {
   CVekClient client{};
   Dstl::wise_ref<TestMes> mes;
   Lines lines;
-  std::function<void(CVekClient*, const std::string&)> onEvent;  // called inside every event with its line
+  std::function<void(CVekClient*, const std::string&)>
+      onEvent;  // called inside every event with its recorded line
 
  private:
   static void Note(CVekClient* handle, void* user, const std::string& line) {

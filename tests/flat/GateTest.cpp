@@ -17,7 +17,7 @@ struct FlatGate : testing::Test {
     gate = CVekFlowCtrl_Create(&callbacks, this);
     callbacks.OnVekFlowCtrlFree = nullptr;  // the table was copied
   }
-  // Takes both places of a gate of two requests in 100 ms.
+  // Uses both slots of a gate of two requests in 100 ms.
   void Fill() {
     CVekFlowCtrl_SetFlowCtrl(&gate, 2, 100);
     EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
@@ -58,7 +58,7 @@ TEST_F(FlatGate, WhatACallbackThrowsIsDropped) {
   CVekFlowCtrl_SetAckTime(&gate, 2);
   time.Advance(100);
   EXPECT_EQ(events, 1);
-  CVekFlowCtrl_StartCheckTimer(&gate);  // the locks were given back: this would hang or throw otherwise
+  CVekFlowCtrl_StartCheckTimer(&gate);  // the locks were released: this would hang or throw otherwise
   EXPECT_EQ(events, 2);
 }
 
@@ -109,7 +109,7 @@ struct FlatLoopGate : FlatGate {
     gate = CVekFlowCtrl_Create_OnMessageLoop(&callbacks, this);
     ASSERT_NE(gate.object, nullptr);
   }
-  // The timer's thread.
+  // Runs the timer.
   void Pass(unsigned ms) {
     std::thread([&] { time.Advance(ms); }).join();
   }
@@ -119,7 +119,7 @@ TEST_F(FlatLoopGate, TellsOnItsOwnThreadOnceForWhatGathered) {
   CreateOnLoop([](CVekFlowCtrl* handle, void* user) {
     auto& self = *static_cast<FlatLoopGate*>(user);
     ++self.events;
-    // No lock is held: another thread gets in meanwhile.
+    // No lock is held: another thread can use the gate meanwhile.
     std::thread([=] { CVekFlowCtrl_CheckFlowCtrl(handle); }).join();
   });
   Fill();

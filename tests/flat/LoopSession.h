@@ -1,4 +1,4 @@
-// A client on the test thread's message loop, over a TestMes that other threads drive.
+// A client on the test thread's message loop, over a TestMes driven by other threads.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ class LoopSession : public FlatSession {
     ASSERT_NE(client.object, nullptr);
   }
 
-  // Signed on, with nothing waiting.
+  // Signed on, with an empty queue.
   void SignOnOnLoop() {
     CreateOnLoop();
     SignOn();
@@ -43,21 +43,21 @@ class LoopSession : public FlatSession {
     while (!done) CVekMessageLoop_Dispatch(5);
     other.join();
   }
-  // Queues events, with nobody to serve the loop meanwhile.
+  // Queues events while no thread serves the loop.
   void Queue(const std::string& bytes) {
     std::thread([&] { mes->Deliver(bytes); }).join();
   }
-  // Serves the loop until that many lines have come.
+  // Serves the loop until so many lines have been recorded.
   void DispatchUntil(std::size_t count) {
     while (lines.size() < count) ASSERT_GE(CVekMessageLoop_Dispatch(-1), 0);
   }
   void DeliverFromLink(const std::string& bytes) {
-    const auto link = mes;  // the test may connect anew meanwhile
+    const auto link = mes;  // the test may reconnect meanwhile
     ServeWhile([&] { link->Deliver(bytes); });
   }
 
-  // Does something once the link's thread, which delivers what begins with a result, is inside the session's
-  // context: it stays there until this thread answers.
+  // Runs `body` once the link's thread, delivering bytes that start with a result, is inside the session's
+  // context, where it stays until this thread answers.
   template <class TBody>
   void WithOnItsWay(const std::string& bytes, TBody body) {
     const auto link = mes;

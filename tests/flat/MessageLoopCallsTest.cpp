@@ -1,4 +1,4 @@
-// Connecting, disconnecting and deleting while results are on their way to the loop's thread.
+// Connecting, disconnecting and deleting while results are being sent to the loop's thread.
 #include <algorithm>
 
 #include "flat/LoopSession.h"
@@ -11,7 +11,7 @@ const std::string kChange = ChgPassResult("id", "x");
 
 class LoopCalls : public LoopSession {
  protected:
-  // Whatever it is, this thread must come out of it again; the link's thread, too.
+  // In every case this thread must return, and the link's thread too.
   void Act(const std::string& act) {
     if (act == "disconnect" || act == "both") CVekClient_Disconnect(&client);
     if (act == "connect" || act == "both") Connect();
@@ -25,7 +25,7 @@ class LoopCalls : public LoopSession {
   }
   static constexpr const char* kActs[] = {"disconnect", "connect", "both", "twice", "delete"};
 
-  // Once, inside the event that begins with `start`.
+  // Once, inside the event that starts with `start`.
   void ActInside(const std::string& start, const std::string& act) {
     onEvent = [this, start, act, acted = false](CVekClient*, const std::string& line) mutable {
       if (line.rfind(start, 0) == 0 && !std::exchange(acted, true)) Act(act);
@@ -74,7 +74,7 @@ TEST_F(LoopCalls, InsideAQueuedEvent) {
     if (client.object) {
       EXPECT_TRUE(IsUsable());
     } else {
-      // What the link was about to bring when the deletion began may still come inside it.
+      // Events that were about to be delivered when the deletion began may still run inside it.
       EXPECT_EQ(seen.front(), "report a");
       EXPECT_EQ(seen.back(), "destroy");
     }
@@ -83,9 +83,9 @@ TEST_F(LoopCalls, InsideAQueuedEvent) {
   }
 }
 
-// This thread waits for the context, which the link's thread holds while it waits for this one: the result is
-// answered inside the call, and what its callback does goes before what the call does. A link that had not
-// got as far leaves the result to nobody.
+// This thread waits for the context, held by the link's thread, which waits for this one. So the result is
+// answered inside the call, and the actions of its callback precede those of the call. If the link has not
+// got that far, the result is dropped.
 TEST_F(LoopCalls, WhileAResultIsOnItsWay) {
   for (const char* act : {"disconnect", "connect", "delete"}) {
     for (const char* inner : {"nothing", "disconnect", "connect", "delete"}) {
@@ -143,7 +143,7 @@ TEST_F(LoopCalls, TheClientMayBeDeletedInsideEveryEvent) {
   }
 }
 
-// The disconnection happens while the result is on its way, if it still is, so its own event comes behind it.
+// The disconnection happens while the result is being sent, if at all, so its event follows the result.
 TEST_F(LoopCalls, EventsOfTheCallbacksOwnMakingComeBehindTheResult) {
   for (int round = 0; round < 20; ++round) {
     SignOnOnLoop();
@@ -161,8 +161,8 @@ TEST_F(LoopCalls, EventsOfTheCallbacksOwnMakingComeBehindTheResult) {
   }
 }
 
-// A message box, as it were: a loop inside a callback, in which results and reports go on coming, one inside
-// the other, until the last of them closes them all, or deletes the client.
+// Like a message box: a loop inside a callback, in which results and reports keep arriving, nested, until the
+// last one ends all loops or deletes the client.
 TEST_F(LoopCalls, LoopsInsideCallbacks) {
   for (const bool deletes : {false, true}) {
     SignOnOnLoop();
@@ -199,7 +199,7 @@ TEST_F(LoopCalls, LoopsInsideCallbacks) {
   }
 }
 
-// Two clients on one thread: the answer to one goes on inside a wait for the other.
+// Two clients on one thread: one's answer continues inside a wait for the other.
 TEST_F(LoopCalls, ClientsMayBeDeletedInsideOneAnothersResults) {
   SignOnOnLoop();
   CVekClient first = client;

@@ -1,4 +1,4 @@
-// Events on the message loop: what comes when, and what callbacks may do.
+// Events on the message loop: their order, and what callbacks may do.
 #include <algorithm>
 #include <stdexcept>
 
@@ -57,8 +57,7 @@ std::string Rate(const char* count) {
   return SgnResult(std::string(count) + "\x01" + "1000");
 }
 
-// Two sessions, in the second of which the sign-on result comes twice, before the loop looks for the first
-// time.
+// Two sessions, the second with two sign-on results, before the loop runs for the first time.
 TEST_F(LoopSession, InsideACallbackTheClientAnswersAsOfTheEvent) {
   CreateOnLoop();
   Lines answers;
@@ -102,7 +101,7 @@ TEST_F(LoopSession, SignOnResultsMayBeReadWhileTheLinkBringsOthers) {
   EXPECT_EQ(Take().size(), 301u);
 }
 
-// A callback that takes a millisecond, and an application that brings events faster than that.
+// A callback takes a millisecond, and events arrive faster than that.
 TEST_F(LoopSession, OthersOfTheThreadGetTheirTurn) {
   SignOnOnLoop();
   CVekClient other = client;
@@ -176,7 +175,7 @@ struct NoHandler final : Dova::Os::TMessageHandler {
   void OnWindowGone() noexcept override {}
 };
 
-// As many posts as a thread's queue takes. Where the system knows no limit the event needs no second try.
+// As many posts as a thread's queue accepts. On a system without a limit the event needs no retry.
 TEST_F(LoopSession, AFullMessageQueueIsTriedAgain) {
   SignOnOnLoop();
   NoHandler handler;
@@ -206,7 +205,7 @@ TEST_F(LoopSession, DeletionDropsWhatIsQueued) {
   EXPECT_EQ(Take(), Lines{"destroy"});
 }
 
-// The deletion waits for the loop's thread, and is let in inside a loop in the middle of a callback.
+// The deletion waits for the loop's thread, and proceeds inside a nested loop of a callback.
 TEST_F(LoopSession, AnotherThreadMayDeleteWhileTheLoopRuns) {
   SignOnOnLoop();
   std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b")); }).join();
@@ -217,7 +216,7 @@ TEST_F(LoopSession, AnotherThreadMayDeleteWhileTheLoopRuns) {
   EXPECT_EQ(Take(), (Lines{"report a", "destroy"}));
 }
 
-// The handle lies in a structure that the last callback frees; something else is there at once.
+// The handle is in a structure that the last callback frees; its memory is reused at once.
 TEST_F(LoopSession, TheLastCallbackMayFreeTheHandle) {
   for (const bool onLoop : {false, true}) {
     if (onLoop) {
@@ -245,7 +244,7 @@ TEST_F(LoopSession, AClientOutlivesItsThread) {
   EXPECT_EQ(Take(), Lines{"destroy"});
 }
 
-// Also when some waited already: memory would grow with whatever a server sends.
+// Also if results were waiting: otherwise memory would grow with whatever a server sends.
 TEST(PendingEvents, TheQueueClosesWithItsThread) {
   for (const int before : {0, 3}) {
     NoHandler handler;

@@ -9,14 +9,14 @@
 
 namespace {
 
-// All exports, from the list that the library is linked with.
+// All exports, from the list used to link the library.
 const char* const kExports[] = {
 #include "vekapi_exports.inc"
 };
 
 char buffer[16];
 
-// Calls a function on `handle`, and on the address of none; true when it answers as it should on both.
+// Calls a function with `handle` and with a null address; true if both results are as expected.
 template <class Handle>
 std::function<bool()> Walk(std::function<bool(Handle*)> gives) {
   return [=] {

@@ -18,7 +18,7 @@ const char kText[] =
     "x\x01\xA5\x5C\xFF\n"
     "y\n";
 
-// What a byte-length automation string holds, by the count in front of it.
+// The content of a byte-length automation string, by its byte count.
 std::string TakeBSTR(CVekBSTR text) {
   std::uint32_t length = 0;
   std::memcpy(&length, text - sizeof length, sizeof length);
@@ -101,7 +101,7 @@ TEST(FlatProperties, ToStringLeavesTheNameOut) {
             "a=1");
 }
 
-// Not one of them may be mixed up with another: all texts differ.
+// All texts differ, so that mixed-up functions are detected.
 TEST_F(ResultTest, AutomationStringsHoldTheSameBytes) {
   const CVekField p = CVekFields_NameField(&fields, "P");
   const CVekField q = CVekFields_NameField(&fields, "Q");

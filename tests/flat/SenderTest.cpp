@@ -61,7 +61,7 @@ TEST_F(FlatSender, RefusesWhatIsNoBuffer) {
   EXPECT_TRUE(mes->TakeSent().empty());
 }
 
-// A session ends with orders held: the application learns which, and takes them back.
+// A session ends with orders held; the application takes them back.
 TEST_F(FlatSender, WhatIsHeldCanBeTakenBackOrSentSooner) {
   for (const char* text : {"w1\na", "w2\nb", "w3\nc", "w4\nd", "w5\ne"}) Send(text);
   char text[4] = {};

@@ -91,7 +91,7 @@ TEST_F(GateTest, FreeEventComesWhenTheAcknowledgedSlotHasCooled) {
   EXPECT_EQ(gate.events, 2) << "a gate that is free says so at once";
 }
 
-// Whoever waits is told by the rate of now, not by that of the moment when it began to wait.
+// A wait ends by the current rate, not by the one set when it began.
 TEST_F(GateTest, AFasterRateOrNoneIsNoticed) {
   for (const auto& [count, ms] : {std::pair{2, 1000}, {1, 10}, {0, 0}}) {
     gate.events = 0;
@@ -108,7 +108,7 @@ TEST_F(GateTest, AFasterRateOrNoneIsNoticed) {
   }
 }
 
-// Slept upon, the answer "not before an acknowledgement" would be 49 days.
+// Passed to a plain sleep, the result "not before an acknowledgement" would be 49 days.
 TEST_F(GateTest, EveryAnswerMayBeSleptUpon) {
   gate.SetFlowCtrl(1, 1000);
   EXPECT_EQ(Fill(), 1);
@@ -124,7 +124,7 @@ TEST_F(GateTest, EventMaySendAndArmAgain) {
     const VekApi::VekFlowCtrlLocker again(gate);
     ASSERT_EQ(gate.CheckFlowCtrl(), 0U);
     ++sent;
-    gate.SetAckTime(1);  // answered on the spot; arms the timer for the next one
+    gate.SetAckTime(1);  // answered at once; arms the timer for the next one
   };
   gate.SetAckTime(1);
   queue.Advance(100);
@@ -141,7 +141,7 @@ TEST_F(GateTest, AnExpiryThatCameTooLateRaisesNothing) {
     const VekApi::VekFlowCtrlLocker lock(gate);
     late = std::thread([&] { queue.Advance(10); });
     while (queue.NowNs() < due) std::this_thread::yield();
-    // The expiry has begun, and waits for the lock.
+    // The expiry has begun and waits for the lock.
     gate.StartCheckTimer();
     EXPECT_EQ(gate.events, 1);
   }
@@ -180,8 +180,7 @@ TEST_F(GateTest, EventMayDeleteItsGateWhileAnExpiryWaits) {
   queue.Advance(1000);
 }
 
-// With nothing but an acknowledgement to wait for: a look a millisecond, none once there is nothing to look
-// for.
+// If only an acknowledgement can open the gate: one check per millisecond, none once nothing waits.
 TEST(Gate, LooksAgainEveryMillisecondAndNotMoreOften) {
   const auto& queue = Dova::TThreadTimerQueue::Instance();
   TGate gate;
@@ -201,7 +200,7 @@ TEST(Gate, LooksAgainEveryMillisecondAndNotMoreOften) {
   EXPECT_EQ(gate.events, 1) << "everything may go now: who waited is told";
 }
 
-// A check finds no configuration for a moment when the old one goes before the new one comes.
+// If the old rate were removed before the new one is set, a check in between would find none.
 TEST(Gate, NothingSlipsThroughWhileTheRateIsSet) {
   constexpr unsigned kSettings = 200'000;
   TGate gate;
@@ -217,7 +216,8 @@ TEST(Gate, NothingSlipsThroughWhileTheRateIsSet) {
   EXPECT_LE(went, kSettings + 1);
 }
 
-// The timer thread in the event, others sending and acknowledging with the user lock held: no deadlock.
+// The timer thread in the event, other threads sending and acknowledging with the user lock held: no
+// deadlock.
 TEST(Gate, PathsMeetOnRealThreads) {
   TGate gate;
   std::atomic<bool> stop{false};

@@ -1,4 +1,4 @@
-// Senders over real TCP against the simulated server, which counts what comes too fast.
+// Senders over real TCP against the simulated server, which counts rate violations.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -25,7 +25,7 @@ std::string Order(int number) {
   return "w" + std::to_string(number) + " new\nprod=TXF side=B qty=1 price=100";
 }
 
-// A session whose acknowledgements go to its sender.
+// A session that passes acknowledgements to its sender.
 class Paced : public Recorder {
  public:
   explicit Paced(const SimServer& server) : setting_("127.0.0.1:" + std::to_string(server.Port())) {}
@@ -47,7 +47,7 @@ class Paced : public Recorder {
   const std::string setting_;
 };
 
-// The numbers of the orders that arrived, in that order.
+// The order numbers received, in arrival order.
 std::vector<int> Arrived(const SimServer& server) {
   std::vector<int> numbers;
   for (const auto& request : server.Seen().requests) numbers.push_back(std::stoi(request.workId.substr(1)));
@@ -83,7 +83,7 @@ TEST_P(PacedLink, KeepsTheRateAndLosesNothing) {
   ASSERT_TRUE(paced.Connect());
   paced.sender.SetFlowCtrl(GetParam().count, GetParam().ms);
   int next = 0;
-  while (next < kOrders) {  // in turn by each of the three ways
+  while (next < kOrders) {  // alternately by each of the three calls
     std::string one = "....." + Order(next++);
     paced.sender.SendVekRequest(one.data(), static_cast<unsigned>(one.size()));
     paced.sender.SendVekRequests({Order(next), Order(next + 1)});
@@ -96,7 +96,7 @@ TEST_P(PacedLink, KeepsTheRateAndLosesNothing) {
   EXPECT_EQ(Arrived(server), UpTo(kOrders));
   EXPECT_EQ(server.Seen().requestViolations, 0U);
   EXPECT_EQ(paced.sender.PendingCount(), 0U);
-  // Many more than came alone: held ones go together.
+  // Far more than were sent singly: held requests are sent in batches.
   if (GetParam().count > 10) {
     EXPECT_LT(server.Seen().batches, std::size_t{kOrders});
   }
@@ -120,8 +120,8 @@ TEST(Paced, TheServerCountsWhatComesUngated) {
   EXPECT_EQ(server.Seen().requestViolations, 15U);
 }
 
-// Senders on several threads, one of them under the user lock, acknowledgements on the link's thread and,
-// untrue ones, on another, the timer's free events, and the session that comes and goes. Ends, or hangs.
+// Senders on several threads, one of them under the user lock; acknowledgements on the link's thread and
+// false ones on another; free events from the timer; a session that connects and disconnects. Must not hang.
 TEST(Paced, EverybodyAtOnce) {
   SimConfig config;
   config.keepPackets = false;
@@ -162,7 +162,8 @@ TEST(Paced, EverybodyAtOnce) {
   for (auto& thread : threads) thread.join();
 }
 
-// The timer is due, acknowledgements come in, and the sender goes; or its client disconnects first.
+// The timer is due and acknowledgements arrive while the sender is destroyed, or its client disconnects
+// first.
 TEST(Paced, DestructionAtAnyMoment) {
   SimConfig config;
   config.keepPackets = false;

@@ -1,4 +1,4 @@
-// Random applications, rates and links in virtual time, held against a server that only counts arrivals.
+// Random applications, rates and links in virtual time, checked by a server that only counts arrivals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -30,7 +30,7 @@ class PacedProperty : public SenderTest, public testing::WithParamInterface<unsi
     return 1 + static_cast<std::int64_t>(random_() % static_cast<std::uint64_t>(most));
   }
 
-  // Called in Send: the message travels, arrives behind all before it, and is acknowledged.
+  // Called in Send: the message travels, arrives after all earlier ones, and is acknowledged.
   void Arrive() {
     for (const std::string& message : TakeMessages()) {
       arrivedAt_ = std::max(arrivedAt_, time.NowNs() + Delay());
@@ -63,7 +63,7 @@ class PacedProperty : public SenderTest, public testing::WithParamInterface<unsi
     }
   }
 
-  // Time goes by, with acknowledgements at their moments.
+  // Advances the time, with acknowledgements at their due times.
   void Pass(std::int64_t ns) {
     const std::int64_t until = time.NowNs() + ns;
     while (!acknowledgements_.empty() && acknowledgements_.front().at <= until) {

@@ -19,7 +19,7 @@ class SenderTest : public SessionTest {
     sender = std::make_unique<VekApi::VekFlowCtrlSender>(*client);
   }
 
-  // With five free bytes in front.
+  // With five reserved bytes in front.
   static std::string Buffer(const std::string& text) { return "....." + text; }
 
   bool SendOne(const std::string& text) {
@@ -32,7 +32,7 @@ class SenderTest : public SessionTest {
   }
   unsigned SendSeveral(const std::deque<std::string>& texts) { return sender->SendVekRequests(texts); }
 
-  // The texts of the messages that were sent since the last call, pieces joined.
+  // The texts of the messages sent since the last call, pieces joined.
   Lines TakeMessages() {
     Lines messages;
     std::string pieces;

@@ -30,7 +30,7 @@ TEST_F(SenderTest, NoneOvertakesWhatIsHeld) {
   sender->SetFlowCtrl(1, 100);
   EXPECT_TRUE(SendOne("a\n1"));
   EXPECT_FALSE(SendOne("b\n2"));
-  // Open again, and not noticed yet: the timer has not come round.
+  // Open again but not noticed yet: the timer has not expired.
   sender->SetFlowCtrl(2, 100);
   EXPECT_TRUE(SendOne("c\n3")) << "the check on the way sent both";
   EXPECT_EQ(TakeMessages(), (Lines{"a\n1", "b\n2\nc\n3"}));
@@ -56,7 +56,7 @@ TEST_F(SenderTest, AFasterRateIsNoticed) {
   EXPECT_EQ(TakeMessages(), (Lines{"a\n1", "b\n2\nc\n3"}));
 }
 
-// An application whose orders must not outlive their session.
+// For an application whose orders must not outlive their session.
 TEST_F(SenderTest, WhatIsHeldCanBeTakenBack) {
   sender->SetFlowCtrl(1, 100);
   SendSeveral({"a\n1", "b\n2", "c\n3", "d\n4"});
@@ -197,7 +197,7 @@ TEST_F(SenderTest, DestructionForgetsWhatIsHeld) {
   EXPECT_EQ(TakeMessages(), Lines{});
 }
 
-// A messenger that brings the acknowledgement, or lets the application send, before its Send returns.
+// A messenger that delivers the acknowledgement, or lets the application send, before its Send returns.
 TEST_F(SenderTest, AnswersFromInsideSend) {
   sender->SetFlowCtrl(2, 1);
   SendSeveral({"a", "b", "c", "d", "e"});
@@ -205,7 +205,7 @@ TEST_F(SenderTest, AnswersFromInsideSend) {
   Lines sent;
   mes->onSend = [&] {
     for (const std::string& message : TakeMessages()) sent.push_back(message);
-    sender->SetAckTime(1);  // opens the gate, which has more places than are out
+    sender->SetAckTime(1);  // opens the gate, which has more slots than outstanding requests
     if (sent.size() == 1) {
       EXPECT_FALSE(SendOne("f"));
     }

@@ -1,5 +1,5 @@
-// The expectations for well-formed text are what the Windows API answers, as Wine has it: that this passes as
-// a Windows program proves them, that it passes elsewhere proves the tables.
+// The expected results for well-formed text are those of the Windows API, as implemented by Wine. Passing as
+// a Windows program verifies them; passing elsewhere verifies the tables.
 #include "platform/os/CodePage.h"
 
 #include <gtest/gtest.h>
@@ -73,11 +73,11 @@ TEST(CodePage950, EveryByteAndPairToUtf8) {
   EXPECT_EQ(digest.Value(), kUtf8OfAll);
 }
 
-// One byte of each kind that UTF-8 tells apart, with those that records are made of.
+// One byte of each class that UTF-8 distinguishes, and the control bytes of records.
 constexpr unsigned char kKinds[] = {0x00, 0x01, '\n', 'A',  0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1,
                                     0xC2, 0xDF, 0xE0, 0xE1, 0xED, 0xEF, 0xF0, 0xF1, 0xF4, 0xF5, 0xFF};
 
-// Of the kinds; no character above them has one of these as its best fit.
+// Those below 0x80; no other character has one of them as its best fit.
 std::string AsciiOf(const std::string& text) {
   std::string ascii;
   for (const char c : text) {
@@ -86,7 +86,7 @@ std::string AsciiOf(const std::string& text) {
   return ascii;
 }
 
-// Whatever a sequence is, it takes no line feed, separator or letter along, and none is made up.
+// No ill-formed sequence consumes a line feed, separator or letter, or produces one.
 void TryEverySequence(const std::string& text, int left) {
   ASSERT_EQ(AsciiOf(ToBig5(text)), AsciiOf(text)) << testing::PrintToString(text);
   if (left == 0) return;
@@ -123,7 +123,7 @@ TEST(CodePage950, ReadsWellFormedAndOtherText) {
   for (const TCase& c : cases) EXPECT_EQ(ToBig5(c.utf8), c.big5) << c.what;
 }
 
-// A character must not come out differently for where it lies within the blocks that are copied at once.
+// A character must be converted the same at every position within the blocks copied at once.
 TEST(CodePage950, CharacterAtEveryPlaceInAsciiText) {
   for (std::size_t before = 0; before < 20; ++before) {
     for (std::size_t behind = 0; behind < 20; ++behind) {
@@ -146,7 +146,7 @@ TEST(CodePage950, TextsOfMegabytes) {
 }
 
 TEST(CodePage950, RefusesWhatCannotBeCounted) {
-  // Never read: the size alone decides.
+  // Never read: only the size matters.
   const std::string_view huge("", std::size_t{0x80000000});
   std::string out = "left over";
   EXPECT_FALSE(Utf8ToCodePage950(huge, out));

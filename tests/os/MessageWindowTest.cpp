@@ -15,9 +15,9 @@
 namespace Dova::Os {
 namespace {
 
-constexpr unsigned kFirst = 1100;  // in the range that is the window's own on every system
+constexpr unsigned kFirst = 1100;  // in the range reserved for window classes on every system
 
-// A window that is told what to do with its messages.
+// A window with scripted reactions to its messages.
 class Window final : public TMessageHandler {
  public:
   explicit Window(std::function<void(const TMessage&)> handle = {})
@@ -63,7 +63,7 @@ TEST(MessageWindow, PostedMessagesComeInOrderWhenDispatched) {
   EXPECT_EQ(DispatchMessages(20), 0);
 }
 
-// What is posted as fast as it is handled keeps the caller no longer than what was there when it asked.
+// Messages posted as fast as they are handled must not keep the caller longer than those present at the call.
 TEST(MessageWindow, DispatchComesBackToTheCaller) {
   int left = 3 * kMessagesAtOnce;
   Window window([&](const TMessage&) {
@@ -75,7 +75,7 @@ TEST(MessageWindow, DispatchComesBackToTheCaller) {
   while (left > 0) DispatchMessages(-1);
 }
 
-// Long work that goes on, and two others who post to each other without end.
+// Continued long work, and two windows that post to each other without end.
 TEST(MessageWindow, WhatIsPostedLastComesLastAndComes) {
   std::string seen;
   int rounds = 0;
@@ -100,7 +100,7 @@ TEST(MessageWindow, WhatIsPostedLastComesLastAndComes) {
   window->PostLast(kFirst + 1);
 }
 
-// How a thread that owns a window may wait while others send to it.
+// The ways in which a window's thread may wait while others send to it.
 const std::function<void(const std::function<void()>&)> kWaits[] = {
     [](const std::function<void()>& other) {
       TEvent done;
@@ -130,7 +130,7 @@ const std::function<void(const std::function<void()>&)> kWaits[] = {
 TEST(MessageWindow, SentMessagesAreAnsweredInEveryWait) {
   for (const auto& wait : kWaits) {
     int posted = 0;
-    std::uintptr_t sum = 0;  // unguarded otherwise: ThreadSanitizer watches
+    std::uintptr_t sum = 0;  // unguarded on purpose: ThreadSanitizer checks it
     Window window([&](const TMessage& message) {
       if (message.code == kFirst) ++posted;
       if (message.code == kFirst + 1) sum += message.first + message.second;
@@ -147,7 +147,7 @@ TEST(MessageWindow, SentMessagesAreAnsweredInEveryWait) {
   }
 }
 
-// Postings stay where they are; the wait inside an answer is answered in, too.
+// Posted messages stay queued; nested waits inside answers are answered too.
 TEST(MessageWindow, WaitsInsideAnswers) {
   int posted = 0;
   int depth = 0;
@@ -207,7 +207,7 @@ TEST(MessageWindow, TimeoutHoldsUnderFire) {
   stop = true;
   while (!window.gone) {
     DispatchMessages(5);
-    window.Deallocate();  // lets the last one go
+    window.Deallocate();  // releases the last thread
   }
   other.join();
 }
@@ -217,7 +217,7 @@ TEST(MessageWindow, DeallocatingLetsSendersGo) {
     std::thread sender;
     std::atomic<bool> gone{false};
     std::thread owner([&] {
-      auto* const window = new Window;  // with a thread that ends it is left to the sender
+      auto* const window = new Window;  // the sender deallocates it if a thread ends it
       sender = std::thread([&gone, window] {
         while (!gone) (*window)->Send({kFirst, 0, 0});
         delete window;

@@ -21,8 +21,8 @@ TEST(Alarm, NeverEarly) {
   alarm.WaitUntil(0);
 }
 
-// On an idle machine a step of 1 ms takes little more. The bound leaves room for a busy one, but not for a
-// system tick of 15.6 ms at every step.
+// On an idle machine a step of 1 ms takes little longer. The bound allows for a busy one, but not for a
+// system tick of 15.6 ms per step.
 TEST(Alarm, StepsAreFine) {
   TAlarm alarm;
   std::int64_t best = INT64_MAX;

@@ -43,7 +43,7 @@ TEST(Event, SetWakesAWaitingThread) {
   other.join();
 }
 
-// Whoever waited may destroy the event at once, while Set has not returned yet.
+// A waiter may destroy the event at once, before Set has returned.
 TEST(Event, DestroyedRightAfterItsWait) {
   for (int i = 0; i < 300; ++i) {
     auto event = std::make_unique<TEvent>();

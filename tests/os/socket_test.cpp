@@ -49,7 +49,7 @@ struct SocketTest : testing::Test {
     peer.Accept();
   }
 
-  // Sends until nothing more is taken; the count.
+  // Sends until nothing more is accepted; returns the number of bytes.
   std::size_t Fill(const std::string& bytes) {
     std::size_t total = 0;
     for (;;) {
@@ -94,7 +94,7 @@ TEST_F(SocketTest, PeerResetIsAFailureWithAText) {
   Connect();
   peer.Reset();
   char byte = 0;
-  EXPECT_LE(socket.Recv(&byte, 1), 0);  // Wine tells a reset as an end
+  EXPECT_LE(socket.Recv(&byte, 1), 0);  // Wine reports a reset as an end
   EXPECT_LT(socket.TrySend(&byte, 1), 0);
   EXPECT_NE(socket.LastErrorText(), "");
 }
@@ -114,8 +114,7 @@ TEST_F(SocketTest, BackPressureKeepsEveryByteInOrder) {
   EXPECT_TRUE(received == all);
 }
 
-// The caller's bytes may be overwritten as soon as TrySend returns, also while the system still holds them
-// back.
+// The caller may overwrite the bytes as soon as TrySend returns, even while the system still holds them.
 TEST_F(SocketTest, TakenBytesAreCopied) {
   Connect();
   const std::string all = Pattern(kMuch);
@@ -146,7 +145,7 @@ TEST_F(SocketTest, SendsWhileAnotherThreadWaitsInRecv) {
   EXPECT_EQ(answer, "abc");
 }
 
-// Each way of waiting, ended by Abort from another thread at a different distance from the wait's beginning.
+// Each way of waiting, ended by Abort from another thread at different delays after the start of the wait.
 TEST(SocketAbort, EndsAWaitingRecvWheneverItComes) {
   for (int round = 0; round < 60; ++round) {
     TTcpPeer peer;
@@ -177,7 +176,7 @@ TEST_F(SocketTest, AbortEndsAWaitForRoom) {
   const std::string all = Pattern(kMuch);
   ASSERT_LT(Fill(all), all.size());
   std::thread sender([&] { EXPECT_FALSE(socket.WaitWritable()); });
-  Dova::Os::SleepMs(20);  // mostly the wait has begun; the outcome is the same when it has not
+  Dova::Os::SleepMs(20);  // usually the wait has begun; the result is the same if not
   socket.Abort();
   sender.join();
 }
@@ -196,7 +195,7 @@ TEST(SocketConnect, AbortEndsIt) {
   const TestSupport::TFullListener silent;
   TSocket socket;
   std::thread aborter([&] {
-    Dova::Os::SleepMs(20);  // mostly the connect has begun; the outcome is the same when it has not
+    Dova::Os::SleepMs(20);  // usually the connect has begun; the result is the same if not
     socket.Abort();
   });
   std::string error;

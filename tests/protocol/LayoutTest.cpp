@@ -1,5 +1,5 @@
-// Packets laid out byte by byte, and read back from packets that are cut, lie, or come in the other byte
-// order.
+// Packets written byte by byte, and parsed from packets that are truncated, have wrong lengths, or use the
+// other byte order.
 #include <gtest/gtest.h>
 
 #include "protocol/ConnectRequest.h"
@@ -88,7 +88,7 @@ std::optional<TConnectResult> Read(const std::string& packet) {
   return ReadConnectResult(packet.data(), static_cast<int>(packet.size()));
 }
 
-// How a result's cipher scrambles the zeros of a packet, that is its key, and its byte order.
+// The key and byte order of a result's cipher, shown by scrambling zeros.
 std::string KeyOf(const TConnectResult& result) {
   std::string packet = Pack(200, std::string(6, '\0'));
   result.cipher.Xor(packet.data(), static_cast<int>(packet.size()));
@@ -117,7 +117,7 @@ TEST(Layout, ConnectResults) {
       EXPECT_EQ(result->refusal, c.refusal);
     }
   }
-  // Cut anywhere, and with lengths that lie: what is not there is not read.
+  // Truncated anywhere, and with wrong lengths: nothing beyond the packet is read.
   const std::string whole = ConnectResult(false, {{"VekEnc\n", EncItem(1, "abc")}, {"ERROR\n", "full"}}, 1);
   for (std::size_t length = 0; length < whole.size(); ++length) {
     const std::string cut = whole.substr(0, length);

@@ -1,4 +1,4 @@
-// The stream as bytes: cut, damaged, endless. What it says is written down, a line an event.
+// The stream as bytes: split, damaged, endless. Events are recorded, one line each.
 #include "protocol/TPacketParser.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +24,8 @@ class Listener final : public VekApi::TPacketEvents {
     cuts.push_back(stream.size());
     std::size_t from = 0;
     for (const std::size_t to : cuts) {
-      std::string block = stream.substr(from, to - from);  // of just that size: sanitizers see its end
+      std::string block =
+          stream.substr(from, to - from);  // exactly that size, so that sanitizers detect reads beyond it
       if (!over) parser.Parse(block.data(), static_cast<unsigned>(block.size()));
       from = to;
     }
@@ -51,7 +52,7 @@ class Listener final : public VekApi::TPacketEvents {
 
   VekApi::TPacketParser parser{*this};
   bool over = false;
-  std::string stopAt;  // the owner has enough after this line
+  std::string stopAt;  // the owner stops after this line
   Lines lines;
 
  private:
@@ -123,8 +124,7 @@ TEST(PacketParser, BrokenStreams) {
   EXPECT_EQ(Listener().Receive(pieces + Message(3, "y")), Lines{"Message too long"});
 }
 
-// Random bytes, and good packets with random damage: nothing may crash, hang or be read that was not
-// received.
+// Random bytes, and valid packets with random damage: no crash, no hang, no read beyond the bytes received.
 TEST(PacketParser, DamagedStreamsAreSurvived) {
   std::mt19937 random(20240607);
   for (int round = 0; round < 5000; ++round) {

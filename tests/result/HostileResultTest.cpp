@@ -1,5 +1,5 @@
-// What a server may send that it should not. Each packet lies in memory of exactly its size, so that the
-// sanitizers see every byte that is read beyond it.
+// Invalid packets from a server. Each packet is in memory of exactly its size, so that the sanitizers detect
+// every read beyond it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ TEST(HostileResult, CutAtEveryByte) {
       const VekTaskResult result = ParseExactly(packet.substr(0, length));
       ASSERT_EQ(result.WorkID(), length > workIdEnd ? "Work" : "") << length;
       ASSERT_TRUE(length >= textAt || result.TableCount() == 0) << length;
-      // A cut within a character leaves "?" of it.
+      // A truncated character becomes "?".
       const std::string& text = result.OrigResult();
       const std::size_t same = text.size() - (!text.empty() && text.back() == '?');
       ASSERT_EQ(text.substr(0, same), whole.substr(0, same)) << length;

@@ -1,5 +1,5 @@
-// What results ask of memory: how much, how often, and what happens when there is none. The program's own
-// operator new counts.
+// Memory use of results: how much, how often, and what happens without memory. Counted by this program's own
+// operator new.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ struct TCount {
   std::size_t bytes = 0;
   std::size_t most = 0;
   std::size_t calls = 0;
-  std::size_t eventAt = 0;  // the call, counted from 1, that meets the event; 0: none
+  std::size_t eventAt = 0;  // number of the allocation, counted from 1, at which the event happens; 0: none
   void (*event)() = nullptr;
 };
 
@@ -88,7 +88,7 @@ constexpr std::size_t kSlack = 64 * 1024;
 
 std::atomic<bool> over;
 
-// Different names, of bytes that mean nothing else.
+// Different names, of bytes without another meaning.
 std::string NameOf(unsigned number, unsigned bytes) {
   static const std::string kAlphabet = [] {
     std::string letters;
@@ -113,7 +113,7 @@ struct THostile {
   std::string text;
 };
 
-// `times` something small, many times.
+// Texts that repeat something small `times` times.
 std::vector<THostile> HostileTexts(std::size_t times) {
   const auto two = [](unsigned i) { return NameOf(i % 47524, 2); };
   return {
@@ -160,7 +160,7 @@ TEST(Memory, AtMostTenTimesTheText) {
   }
 }
 
-// Of twice the text twice the allocations, not four times.
+// Twice the text needs twice the allocations, not four times.
 TEST(Memory, AllocationsFollowTheText) {
   const auto calls = [](const std::string& text) {
     VekTaskResult result;
@@ -220,7 +220,7 @@ TEST(Memory, LargeResultsThatComeAgainAllocateNothing) {
   }
 }
 
-// At the first allocation, at the second...: the result is empty then, and good for the next text.
+// At the first allocation, at the second...: the result is then empty and can parse the next text.
 void AtEachAllocation(void (*event)(), const std::function<void(VekTaskResult&, const std::string&)>& parse) {
   const std::string expected = "[T|k=v](A)(B|l=w)/1,2";
   const std::string good = results::Packet(Bytes("#T;k=v\n@A|B;l=w\n1|2\n"));
@@ -258,7 +258,7 @@ TEST(Memory, EveryAllocationMayFail) {
                    });
 }
 
-// Long enough that work is looked at after the last allocation.
+// Long enough that cancellation is checked after the last allocation.
 TEST(Memory, ParsingCanBeGivenUp) {
   for (const THostile& hostile : LargeTexts()) {
     const std::string packet = results::Packet(hostile.text);

@@ -1,4 +1,4 @@
-// Results beside a plain reader that does what the format says and nothing more.
+// Results compared with a simple reader that implements the format literally.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 
 using results::Describe;
 
-// Texts are read up to their first NUL, as whole lines.
+// Texts are read up to their first NUL, in whole lines.
 class TModel {
  public:
   explicit TModel(std::string text) {
@@ -106,7 +106,7 @@ TEST(Model, RandomTextsReadTheSame) {
   }
 }
 
-// Texts of all lengths around the blocks that are read at once, with every mark at every place.
+// Texts of all lengths around the size of the blocks read at once, with every mark at every position.
 TEST(Model, MarksAtEveryPlaceReadTheSame) {
   for (const std::size_t length : {1u, 62u, 63u, 64u, 65u, 127u, 128u, 130u}) {
     for (std::size_t at = 0; at < length; ++at) {
@@ -120,7 +120,7 @@ TEST(Model, MarksAtEveryPlaceReadTheSame) {
   }
 }
 
-// More tables, columns, values and records than are found by walking or fit a short number.
+// More tables, columns, values and records than are searched linearly or fit a short number.
 TEST(Model, LargeTextsReadTheSame) {
   std::string tables;
   for (int i = 0; i < 900; ++i)

@@ -24,7 +24,7 @@ TEST(Properties, ReadsTexts) {
       {"T;k=1;k=2", "T", "|k=1"},
       {"T;k=a=b", "T", "|k=a=b"},
       {"T;noequals", "T", ""},
-      {"N;abc;k=v", "N", "|abc\x04k=v"},  // a key reaches over separators to its "="
+      {"N;abc;k=v", "N", "|abc\x04k=v"},  // a key extends over separators to its "="
       {"T;z=1;a=2;", "T", "|z=1|a=2"},
       {"T;=v", "T", "|=v"},
       {"T;k=", "T", "|k="},

@@ -61,7 +61,7 @@ TEST(Table, ValuesStayWherePointersSawThem) {
     table.AddRecord(line);
     seen.push_back(table.RecordField(i, 0));
   }
-  table.AddRecord(std::string(3 << 20, 'y'));  // a line larger than the blocks that records share
+  table.AddRecord(std::string(3 << 20, 'y'));  // a line larger than the records' blocks
   for (int i = 0; i < 5000; ++i) {
     ASSERT_EQ(table.RecordField(i, 0), seen[static_cast<std::size_t>(i)]);
     ASSERT_EQ(seen[static_cast<std::size_t>(i)], std::to_string(i));

@@ -91,8 +91,8 @@ TEST(TaskResult, EncodingLine) {
   EXPECT_NE(ResultOf("UTF8\n" + chinese).Table("\xA4\xA4"), nullptr);
 }
 
-// Long texts are converted in pieces: whatever stands at a seam reads as in one piece, and giving up is
-// looked at behind each.
+// Long texts are converted in pieces: the characters at the seams must come out as in one piece, and
+// cancellation is checked after each.
 TEST(TaskResult, LongTextsConvertAsInOnePiece) {
   const std::atomic<bool> over{true};
   for (const std::string pattern :
@@ -130,14 +130,14 @@ TEST(TaskResult, ShortPackets) {
   EXPECT_EQ(result.WorkID() + result.OrigResult(), "");
   EXPECT_EQ(result.TableCount(), 0u);
   EXPECT_EQ(result.Table("T"), nullptr);
-  Parse(result, head);  // ends right behind the work id
+  Parse(result, head);  // ends directly after the work id
   EXPECT_EQ(result.WorkID(), "");
   Parse(result, head + '\x03');
   EXPECT_EQ(result.WorkID(), "Id");
   EXPECT_EQ(result.OrigResult(), "");
 }
 
-// The first line end is looked for in the packet, not in the announced text alone.
+// The first line end is searched in the whole packet, not only in the announced text.
 TEST(TaskResult, TextAnnouncedTooShort) {
   VekTaskResult result;
   Parse(result, results::Head("") + Bytes("#~#T\n@A\n"));
@@ -179,7 +179,7 @@ TEST(TaskResult, CopiesOutliveTheOriginal) {
   EXPECT_EQ(Describe(copy), "[V]");
 }
 
-// Tables are made when they are asked for, by whichever thread comes first.
+// Tables are created on first access, by any thread.
 TEST(TaskResult, ManyThreadsRead) {
   const std::string text = Bytes("#T;mkt=2\n@A;k=v|B\n1|2\n3\n#U\n@C\n4\n");
   for (int round = 0; round < 20; ++round) {

@@ -1,4 +1,4 @@
-// Result packets as a server makes them.
+// Result packets as a server sends them.
 #pragma once
 
 #include <algorithm>
@@ -9,8 +9,8 @@
 
 namespace results {
 
-// A text in which visible marks stand for control bytes: # header, @ fields, | between values or columns, ;
-// between a name and its pairs, ~ NUL. Lines end as they do.
+// A text with visible marks for control bytes: # header, @ fields, | between values or columns, ; between a
+// name and its pairs, ~ NUL. Line ends are unchanged.
 inline std::string Bytes(std::string_view visible) {
   constexpr std::string_view kMarks = "~|#@;";
   std::string text(visible);
@@ -57,8 +57,7 @@ inline std::string Visible(std::string text) {
   return text;
 }
 
-// Everything in a result, in a form that can be compared and read: [table](column)/value,value, with | for
-// 0x01.
+// The content of a result in a readable form for comparison: [table](column)/value,value, with | for 0x01.
 inline std::string Describe(const VekApi::VekFields& fields) {
   std::string text;
   for (int i = 0; i < fields.Count(); ++i) text += "(" + fields.Field(i)->Properties().ToString() + ")";

@@ -1,4 +1,4 @@
-// A timer whose expiry can be waited for.
+// A timer whose expiry can be awaited.
 #pragma once
 
 #include <functional>

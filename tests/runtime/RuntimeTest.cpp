@@ -1,4 +1,4 @@
-// Memory queue, settings, threads of the runtime.
+// The runtime's memory queue, settings and threads.
 #include <gtest/gtest.h>
 
 #include <random>

@@ -1,4 +1,4 @@
-// A system that is short of threads or memory, as a test says.
+// Simulates a system short of threads or memory.
 #pragma once
 
 #include <atomic>
@@ -7,19 +7,19 @@
 
 namespace TestSupport {
 
-// While true the library gets no thread.
+// While true, the library cannot start threads.
 extern std::atomic<bool> refuseThreads;
 
-// The body of the library's next thread begins when this is set. Null: at once. That the thread is there, and
-// waits, is told by the other one, unless null.
+// If not null, the body of the library's next thread starts when this event is set. The other event, unless
+// null, is set when the thread exists and waits.
 extern std::atomic<Dova::Os::TEvent*> holdNextThread;
 extern std::atomic<Dova::Os::TEvent*> nextThreadHeld;
 
-// Whoever asks for a thread signals the first and waits for the second before it gets the answer.
+// If not null: a request for a thread sets the first event and waits for the second before it is answered.
 extern std::atomic<Dova::Os::TEvent*> asked;
 extern std::atomic<Dova::Os::TEvent*> answer;
 
-// To be called by the system function that stands in for the real one; false: refuse.
+// Called by the overridden system function; false: refuse.
 inline bool AskForThread() {
   Dova::Os::TEvent* const toWait = answer.exchange(nullptr);
   if (Dova::Os::TEvent* const toSet = asked.exchange(nullptr)) toSet->Set();
@@ -29,13 +29,13 @@ inline bool AskForThread() {
   return !refuseThreads;
 }
 
-// To be called on a thread that is held.
+// Called on a thread that is being held.
 inline void Hold(Dova::Os::TEvent& until) {
   if (Dova::Os::TEvent* const toSet = nextThreadHeld.exchange(nullptr)) toSet->Set();
   until.Wait();
 }
 
-// From the `first` allocation of the calling thread on (0: the next) all fail, for the life of the object.
+// During its lifetime, all allocations of the calling thread fail from the `first` on (0: the next).
 class TNoMemory {
  public:
   explicit TNoMemory(int first = 0);

@@ -12,7 +12,7 @@ namespace {
 
 using Context = Dstl::wise_ref<TSyncContext>;
 
-// A thread that is inside, twice over, and waits for `body` to be done by this thread in its place.
+// A thread that is inside the context, with depth two, and waits while this thread runs `body` in its place.
 template <class TBody>
 void InPlaceOfAnother(const Context& context, TBody body) {
   Os::TEvent asked;

@@ -19,7 +19,7 @@ using Context = Dstl::wise_ref<TSyncContext>;
 
 TEST(SyncContext, OneThreadAtATimeAndRecursive) {
   const auto context = Dstl::make_ref<TSyncContext>();
-  int counter = 0;  // unguarded otherwise: ThreadSanitizer watches
+  int counter = 0;  // unguarded on purpose: ThreadSanitizer checks it
   std::vector<std::thread> threads;
   threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
@@ -37,7 +37,7 @@ TEST(SyncContext, OneThreadAtATimeAndRecursive) {
   EXPECT_FALSE(context->IsInside());
 }
 
-// A thread that leaves and enters again at once, as a streaming link does, lets the one go first that waits.
+// A thread that leaves and re-enters at once, like a streaming link, lets a waiting thread in first.
 TEST(SyncContext, NobodyIsStarved) {
   const auto context = Dstl::make_ref<TSyncContext>();
   std::atomic<bool> stop{false};
@@ -78,14 +78,14 @@ TEST(SyncContext, CancelledAndAbortedWaitsGiveUp) {
   EXPECT_FALSE(TSyncScope(context));
 }
 
-// Threads in a ring, each inside one context and asking for the next one's. The one that would close the
-// circle goes in instead, and the others are let in as it comes back.
+// Threads in a ring, each inside one context and entering the next one's. The thread that would close the
+// cycle enters instead of waiting, and the others follow as it leaves.
 TEST(SyncContext, RingsOfWaitsAreNotWaited) {
   for (const std::size_t size : {2U, 3U, 5U}) {
     for (int round = 0; round < 200; ++round) {
       std::vector<Context> contexts;
       for (std::size_t i = 0; i < size; ++i) contexts.push_back(Dstl::make_ref<TSyncContext>());
-      std::vector<int> counters(size);  // unguarded otherwise
+      std::vector<int> counters(size);  // unguarded on purpose
       vektest::Rendezvous allInside(size);
       std::vector<std::thread> threads;
       for (std::size_t i = 0; i < size; ++i) {
@@ -107,7 +107,7 @@ TEST(SyncContext, RingsOfWaitsAreNotWaited) {
   }
 }
 
-// The same at random, more contexts than threads: nobody hangs, nobody meets another one inside.
+// The same at random, with more contexts than threads: no deadlock, and never two threads inside.
 TEST(SyncContext, RandomNestingNeitherHangsNorMeets) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 3000;
@@ -122,7 +122,7 @@ TEST(SyncContext, RandomNestingNeitherHangsNorMeets) {
         const std::size_t at = random() % contexts.size();
         const TSyncScope inside(contexts[at]);
         ASSERT_TRUE(inside);
-        // Those further down the stacks, mine and the ones that sleep beneath me, do not run meanwhile.
+        // Calls further down the stacks, of this thread and of those sleeping below it, do not run meanwhile.
         const int before = running[at].load();
         running[at].store(before + 1);
         if (depth < 3 && random() % 3 != 0) nest(depth + 1);

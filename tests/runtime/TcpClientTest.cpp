@@ -1,4 +1,4 @@
-// The TCP messenger against a peer of the test's own.
+// The TCP messenger against a peer controlled by the test.
 #include <gtest/gtest.h>
 
 #include <new>
@@ -35,7 +35,7 @@ TEST_F(TcpClient, TakesNothingBeforeItsHandlerWasGreeted) {
   link.InContext([&] {
     ASSERT_TRUE(link.mes->Open());
     peer.Accept();
-    // The link is up and its thread waits for us to leave: long enough for a send to slip through.
+    // The link is up and its thread waits for this one to leave: long enough for a wrongly accepted send.
     const auto until = Dova::Os::MonotonicNs() + 100'000'000;
     while (Dova::Os::MonotonicNs() < until) ASSERT_EQ(link.Send("early"), 0);
   });
@@ -50,7 +50,7 @@ TEST_F(TcpClient, BoundOfTheQueueHoldsForTheFirstSendToo) {
   EXPECT_EQ(peer.Read(1000), std::string(1000, 'b'));
 }
 
-// Nobody closes the messenger, and no one lets go of it.
+// The messenger is neither closed nor released.
 TEST_F(TcpClient, SocketIsGoneOnceTheBrokenLinkWasTold) {
   TTcpLink link(At(peer.Port()));
   Link(link);
@@ -70,7 +70,7 @@ TEST_F(TcpClient, HandlerWithoutMemoryEndsTheLink) {
   EXPECT_TRUE(peer.SeesEnd());
 }
 
-// What cannot be queued whole may have left in part: the link has to end.
+// Part of a send that cannot be queued whole may already be sent: the link must end.
 TEST_F(TcpClient, QueueWithoutAThreadEndsTheLink) {
   TTcpLink link(At(peer.Port(), " sq=2000000000"));
   Link(link);
@@ -92,11 +92,11 @@ TEST_F(TcpClient, QueueWithoutMemoryEndsTheLink) {
   EXPECT_TRUE(link.Tells("broken "));
 }
 
-// The peer has sent more than was read, and goes on sending: a reset would take back what it has not fetched.
-// Whether one comes depends on what arrives when, so several times.
+// The peer has sent more than was read, and continues sending: a reset would discard data it has not read.
+// Whether a reset occurs depends on timing, hence several rounds.
 TEST_F(TcpClient, WhatWasSentBeforeCloseArrivesWhateverIsUnread) {
   peer.SmallReceiveBuffer();
-  const std::string order(60'000, 'o');  // several of them: more than the peer's system takes in unread
+  const std::string order(60'000, 'o');  // several of them exceed what the peer's system buffers unread
   for (int round = 0; round < 8; ++round) {
     TTcpLink link(At(peer.Port()));
     link.onReceived = [&](const std::string&) {

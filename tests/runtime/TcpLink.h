@@ -1,4 +1,4 @@
-// A TCP messenger and what it tells, for tests.
+// A TCP messenger and its recorded events, for tests.
 #pragma once
 
 #include <chrono>
@@ -34,7 +34,7 @@ class TTcpLink : public Dova::TMesEvHandler {
 
   int Send(const std::string& bytes) { return mes->Send(bytes.data(), static_cast<int>(bytes.size())); }
 
-  // True as soon as all that was told contains the text; false when it does not for long.
+  // True once the recorded events contain the text; false after a long time.
   bool Tells(const std::string& text) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(20),

@@ -1,4 +1,4 @@
-// What the limiter promises, held against a server that only counts arrivals.
+// The guarantees of the limiter, checked by a server that only counts arrivals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ struct TLimiter : Dova::TFlowCtrl {
   TLimiter() : TFlowCtrl(true) {}
 };
 
-// The largest number of moments within any half-open window of that length; `moments` ascend.
+// The largest number of times within any half-open window of that length; `moments` is sorted.
 std::size_t MostWithin(const std::vector<std::int64_t>& moments, std::int64_t window) {
   std::size_t most = 0;
   std::size_t first = 0;
@@ -27,7 +27,7 @@ std::size_t MostWithin(const std::vector<std::int64_t>& moments, std::int64_t wi
   return most;
 }
 
-// One direction of a link: every message takes its own time, none overtakes an earlier one.
+// One direction of a link: each message has its own delay, none overtakes an earlier one.
 class TOrderedLink {
  public:
   std::int64_t Deliver(std::int64_t sent, std::int64_t delay) {
@@ -43,7 +43,7 @@ struct TScene {
   int count;
   int ms;
   std::int64_t maxDelayUs;
-  double lost;  // share of acknowledgements that never come
+  double lost;  // fraction of acknowledgements that are lost
 };
 
 class FlowCtrlProperty : public testing::TestWithParam<unsigned> {
@@ -57,7 +57,7 @@ class FlowCtrlProperty : public testing::TestWithParam<unsigned> {
     return scene;
   }
   std::int64_t Delay(const TScene& scene) {
-    // Mostly short, now and then as long as can be: bunches on the far side.
+    // Mostly short, occasionally the maximum: causes bursts at the far side.
     const std::int64_t most = random_() % 10 == 0 ? scene.maxDelayUs : 1 + scene.maxDelayUs / 50;
     return 1000 * (1 + static_cast<std::int64_t>(random_() % static_cast<std::uint64_t>(most)));
   }
@@ -112,9 +112,8 @@ TEST_P(FlowCtrlProperty, WhateverAcknowledgementsClaimNoMoreLeave) {
             static_cast<std::size_t>(scene.count));
 }
 
-// A request is refused only while the rule leaves no choice: each of the last `count` requests is either not
-// known to have arrived, or was known to less than `ms` ago. And the wait that is told is neither too short
-// nor too long.
+// A request is refused only if necessary: each of the last `count` requests is either not known to have
+// arrived, or was acknowledged less than `ms` ago. The reported wait is neither too short nor too long.
 TEST_P(FlowCtrlProperty, ThePipeIsKeptFull) {
   const TScene scene = Invent();
   const std::int64_t period = scene.ms * std::int64_t{1'000'000};

@@ -106,7 +106,7 @@ TEST_F(FlowCtrlTest, ExtremeNumbers) {
   EXPECT_EQ(limiter.CheckFlowCtrlWaitAck(), 0);
 }
 
-// Nothing to compare but that the sanitizers are content and the count stays within its bounds.
+// Checked by the sanitizers, and by the count staying within its bounds.
 TEST_F(FlowCtrlTest, ChecksAcknowledgementsAndSettingsRace) {
   std::vector<std::thread> threads;
   for (int kind = 0; kind < 4; ++kind) {

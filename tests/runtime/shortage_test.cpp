@@ -1,4 +1,4 @@
-// Threads and memory that cannot be had when they are wanted.
+// Behaviour if threads or memory are not available when needed.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -54,7 +54,7 @@ TEST(Shortage, ASlowExpiryThatGotNoSuccessorDelaysNobodyForLong) {
     refuseThreads = false;
     EXPECT_TRUE(quick.Rings());
   });
-  // One thread, that is the leader: only its successor is refused.
+  // One thread, which is the leader: only its successor is refused.
   slow.Start(1'000'000);
   quick.Start(1'000'000);
   refuseThreads = true;
@@ -139,7 +139,7 @@ TEST(Shortage, TheLimiterKeepsToTheRateWithoutMemory) {
   }
 }
 
-// A window whose thread makes and deletes a session in the window procedure.
+// A window whose thread creates and deletes a session in the window procedure.
 class TCoreUser final : public Os::TMessageHandler {
  public:
   explicit TCoreUser(std::function<void()> before) : before_(std::move(before)) {}
@@ -182,7 +182,7 @@ TEST(CoreRun, IsUsedByAWindowProcedureWhileItStarts) {
   sender.join();
 }
 
-// The core thread is kept from ending: it asks for a thread that the timers lack.
+// The core thread is kept from ending: it requests a thread that the timers lack.
 TEST(CoreRun, IsUsedByAWindowProcedureWhileItEnds) {
   Os::TEvent asked;
   Os::TEvent answer;

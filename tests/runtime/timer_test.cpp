@@ -1,4 +1,4 @@
-// Timers in virtual time: what runs, when, and in which order.
+// Timers in virtual time: which ones expire, when, and in which order.
 #include "platform/runtime/TTimer.h"
 
 #include <gtest/gtest.h>
@@ -122,7 +122,7 @@ TEST_F(TimerTest, LongestTimeDoesNotOverflow) {
   EXPECT_NE(log, "");
 }
 
-// Random starts and stops against a list of wanted times: no expiry lost, early, late, or out of order.
+// Random starts and stops compared with a list of due times: no expiry lost, early, late, or out of order.
 TEST_F(TimerTest, AgreesWithAPlainList) {
   std::mt19937 random(7);
   constexpr int kTimers = 40;

@@ -1,4 +1,4 @@
-// Timers on their real queue: threads, waiting destructors, and races.
+// Timers on the production queue: threads, waiting destructors, and races.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -26,7 +26,7 @@ struct TClient {
   void Start(unsigned ms) { timer.Start(&TClient::OnTimer, ms); }
   void OnTimer() { onExpiry_(); }
 
-  // Before the timer, so that it outlives the last expiry.
+  // Declared before the timer, so that it outlives the last expiry.
  private:
   std::function<void()> onExpiry_;
 
@@ -67,7 +67,7 @@ TEST(TimerThread, StartingLaterWakesNobody) {
   settled.Wait();
   const auto wakesBefore = Queue().WakeCount();
   for (int i = 0; i < 10'000; ++i) client.Start(3'600'000);
-  EXPECT_LE(Queue().WakeCount() - wakesBefore, 3U);  // the threads that `soon` left behind go to sleep
+  EXPECT_LE(Queue().WakeCount() - wakesBefore, 3U);  // the threads left idle by `soon` go to sleep
 }
 
 TEST(TimerThread, EarlierStartWakesTheSleeper) {
@@ -78,7 +78,7 @@ TEST(TimerThread, EarlierStartWakesTheSleeper) {
   ran.Wait();
 }
 
-// Each waits for the next one's expiry: only if every one of them gets a thread does the last one come.
+// Each expiry waits for the next one: the last one runs only if every one gets a thread.
 TEST(TimerThread, SlowExpiryDelaysNobodyElse) {
   TEvent first;
   TEvent second;
@@ -107,7 +107,7 @@ TEST(TimerThread, DestructorWaitsForARunningExpiry) {
     client = new TClient([&] {
       entered.Set();
       go.Wait();
-      client->Start(60'000);  // does not bring it back while it is being destroyed
+      client->Start(60'000);  // must not revive it while it is being destroyed
       finished = true;
     });
     client->Start(0);
@@ -167,8 +167,8 @@ TEST(TimerThread, ThreadsAreBoundedByRunningExpiries) {
   EXPECT_EQ(Queue().ThreadCount(), 0U);
 }
 
-// Three threads start, stop, destroy and make timers, and with the last one the threads of the queue; a timer
-// whose expiry runs twice at once or after its destruction is found out.
+// Three threads start, stop, destroy and create timers, and with the last timer the queue's threads; an
+// expiry that runs twice at once or after destruction is detected.
 TEST(TimerThread, StressOfStartStopDestroy) {
   struct TShared {
     std::atomic<int> inside{0};
@@ -194,7 +194,7 @@ TEST(TimerThread, StressOfStartStopDestroy) {
       for (int step = 0; step < 8000; ++step) {
         switch (random() % 32) {
           case 0:
-            // A timer that is started again and again is put off every time; so let it come now and then.
+            // A timer restarted continuously is always postponed, so it is allowed to expire now and then.
             client->Start(random() % 2);
             EXPECT_TRUE(shared->ran.Wait(60'000));
             break;
@@ -219,7 +219,7 @@ TEST(TimerThread, StressOfStartStopDestroy) {
   EXPECT_EQ(Queue().ThreadCount(), 0U);
 }
 
-// One timer re-armed by several threads at once, earlier and later: the last word is kept.
+// One timer re-armed by several threads at once, earlier and later: the last call wins.
 TEST(TimerThread, StartsThatRaceAreNotLost) {
   for (int round = 0; round < 300; ++round) {
     TEvent ran;

@@ -65,7 +65,7 @@ TEST_P(HandshakeByKey, SignsOnWithTheKeyAndModeOfTheServer) {
   EXPECT_EQ(recorder.Take(), Lines{"ready"});
   EXPECT_EQ(client->SgnResult().WorkID(), "Sgn.Result");
 
-  // A long request and its like from the server.
+  // A long request, and a long message from the server.
   const std::string text(10'000, 'r');
   std::string request = "....." + text;
   EXPECT_TRUE(client->SendVekRequest(129, request.data(), static_cast<unsigned>(request.size())));
@@ -132,7 +132,7 @@ TEST_F(SessionTest, QueryRateOfTheSignOnResult) {
                         Case{"\x02head\n\x03QueryRateMS\n500\n", 4, 0},
                         Case{"\x02head\n\x03x\n1\n\x02mod\n\x03QueryRate\n1\n", 4, 0},
                         Case{"\x02other\n\x03QueryRate\n1\n", 4, 0}}) {
-    time.Advance(2000);  // the limiter remembers the queries of the session before
+    time.Advance(2000);  // the limiter still counts the queries of the previous session
     Link();
     FromServer(TaskResult("Sgn.Result", c.text));
     int allowed = 0;

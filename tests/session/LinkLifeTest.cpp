@@ -1,4 +1,4 @@
-// Nothing of one link reaches the next one, and sessions that end each other do not wait for each other.
+// No effect of one link reaches the next one, and sessions that end each other do not deadlock.
 #include <thread>
 
 #include "support/Rendezvous.h"
@@ -10,13 +10,13 @@ namespace {
 constexpr unsigned kHeartbeatMs = 30'000;
 constexpr unsigned kStageMs = 45'000;
 
-// A heartbeat expires, and waits for the context while `busy` runs inside it.
+// A heartbeat that expires and waits for the context while `busy` runs inside it.
 class LateExpiry {
  public:
   explicit LateExpiry(TestSupport::TVirtualTimerQueue& time)
       : due_(time.NowNs() + kHeartbeatMs * 1'000'000LL) {
     advancing_ = std::thread([&time] { time.Advance(kHeartbeatMs); });
-    // From that moment on the expiry can no longer be taken back.
+    // From that time on the expiry can no longer be cancelled.
     while (time.NowNs() < due_) std::this_thread::yield();
   }
   ~LateExpiry() { advancing_.join(); }
@@ -28,7 +28,7 @@ class LateExpiry {
 
 class LinkLifeTest : public SessionTest {
  protected:
-  // What the expiry of the link before tells the new one: nothing, until a time of its own has passed.
+  // The previous link's expiry must have no effect on the new one before its own timeout.
   void ExpectFreshLink() {
     late.reset();
     EXPECT_EQ(recorder.Take(), Lines{});
@@ -60,7 +60,7 @@ TEST_F(LinkLifeTest, LateHeartbeatDoesNotMeetTheLinkMadeAfterABreak) {
     Connect();
     recorder.Take();
   };
-  // The expiry begins while the link's last report is being handled; the break comes behind that.
+  // The expiry begins while the link's last report is being handled; the break follows.
   bool reported = false;
   auto connectOnBreak = recorder.onEvent;
   recorder.onEvent = [&](VekApi::VekClient& of, const std::string& line) {
@@ -111,7 +111,7 @@ struct Ring {
     return mes;
   }
 
-  // Every session gets a report at the same time, in which it ends the next one.
+  // Every session gets a report at the same time, and ends the next session inside it.
   void Run(Act act) {
     const std::size_t size = clients.size();
     std::vector<std::thread> threads;
@@ -123,7 +123,7 @@ struct Ring {
         if (act == Act::Connect) clients[next]->Connect(":TestMes:lend", "App", "1", "id", "sub", "new");
         if (act == Act::Delete) clients[next].reset();
       };
-      // A second report in the same block: of a link that is over it must not come.
+      // The second report in the same block must not be delivered once the link is over.
       threads.emplace_back([this, i] { links[i]->Deliver(Message(130, "first") + Message(130, "second")); });
     }
     for (auto& thread : threads) thread.join();
@@ -168,7 +168,7 @@ TEST_F(LinkLifeTest, EveryStageOfAHandshakeEndsInAnEvent) {
   EXPECT_EQ(recorder.Take(), Lines{"connect -2 Connect timeout"});
   EXPECT_FALSE(TestMes::Last()) << "closed";
 
-  // A server that only beats, and an application that sends: both put the heartbeat off for ever.
+  // A server that only sends heartbeats, and an application that sends: both postpone the heartbeat forever.
   std::string packet(3, '\0');
   const auto keepBusy = [&] {
     for (unsigned ms = 0; ms < kStageMs; ms += 5000) {
@@ -197,7 +197,7 @@ TEST_F(LinkLifeTest, EveryStageOfAHandshakeEndsInAnEvent) {
   keepBusy();
   EXPECT_EQ(recorder.Take(), Lines{"connect -3 Sign-on timeout"});
 
-  // What has come to an end in time is left alone.
+  // A stage that has ended in time is not affected.
   SignOn();
   keepBusy();
   Link();

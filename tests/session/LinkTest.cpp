@@ -1,4 +1,4 @@
-// Heartbeat, lost links, sends, and streams that are none.
+// Heartbeat, lost links, sends, and invalid streams.
 #include "support/SessionFixture.h"
 
 namespace vektest {

@@ -1,4 +1,4 @@
-// Whole sessions over real TCP against the simulated server, with the library's own threads.
+// Complete sessions over real TCP against the simulated server, with the library's own threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -39,7 +39,7 @@ bool Send(VekClient& client, int code, const std::string& text) {
   return client.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
 }
 
-// Bounds that a healthy run stays far below and a hang does not.
+// Time limits far above a healthy run, but below a hang.
 class Stopwatch {
  public:
   double Seconds() const {
@@ -162,7 +162,7 @@ TEST(Live, DisconnectWhileSendsWaitDoesNotHang) {
   }
 }
 
-// Reports stream in at full speed while the application's thread closes, reconnects or deletes.
+// Reports arrive at full speed while the application's thread closes, reconnects or deletes.
 class StreamingTest : public testing::TestWithParam<const char*> {
  protected:
   // More than arrives before the application acts.
@@ -299,14 +299,14 @@ TEST(Live, ManyClientsLeaveNoThread) {
     }
     recorder.Take();
   }
-  // The last links' threads see their servers close and end.
+  // The threads of the last links see their servers close, and end.
   const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (ThreadCount() != before && std::chrono::steady_clock::now() < until) std::this_thread::yield();
   EXPECT_EQ(ThreadCount(), before);
 }
 
-// Ends the process while clients are connecting, connected, and being destroyed.
-// Of the static objects some are never destroyed, and do not count as leaks.
+// Ends the process while clients are connecting, connected, and being destroyed. Some static objects are
+// never destroyed and do not count as leaks.
 [[noreturn]] void ExitWithLiveClients() {
   static SimServer server;
   static auto& recorder = *new Recorder;

@@ -41,8 +41,8 @@ class StreamTest : public SessionTest {
 
 enum class Act { kDelete, kDisconnect, kReconnect, kSendAndAsk };
 
-// The first block of a link holds all kinds of events and half of another packet; inside the n-th event the
-// application acts.
+// The first block of a link contains all kinds of events and half of another packet; the application acts
+// inside the n-th event.
 class InsideEventTest : public StreamTest, public testing::WithParamInterface<std::tuple<Act, const char*>> {
  protected:
   void Do(Act act, VekApi::VekClient& inside) {
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(EveryAct, InsideEventTest,
                                                           Act::kSendAndAsk),
                                           testing::Values(":TestMes:lend", ":TestMes:ok")));
 
-// The events that no bytes from the server cause.
+// Events not caused by bytes from the server.
 TEST_F(StreamTest, DeletionInsideLinkAndTimerEvents) {
   const auto deleteAt = [this](const std::string& start) {
     if (!client) client = std::make_unique<VekApi::VekClient>(recorder);

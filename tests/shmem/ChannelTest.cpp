@@ -1,4 +1,4 @@
-// Opening, joining and naming of one ring, and the events that go with it.
+// Opening, joining and naming one ring, and its events.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -24,7 +24,7 @@ bool IsSet(TNamedEvent& event) {
   return wait.Wait(event, event, 0) != 0;
 }
 
-// Where global names are a privilege they are tried locally.
+// If global names require a privilege, local ones are tried.
 TEST(Channel, CreatorAndJoinerShareARing) {
   const std::string name = "Global\\" + FreshName() + ".C2S";
   TShMemChannel creator, joiner;
@@ -72,7 +72,7 @@ TEST(Channel, NamesOfAnyKindFailOrWork) {
   }
 }
 
-// Whoever is first could be somebody else, who would read along.
+// The existing object could belong to another party that would read along.
 TEST(Channel, WhatIsThereIsNotMadeAgain) {
   const std::string name = FreshName();
   TShMemChannel first, joiner, second;
@@ -116,7 +116,7 @@ TEST(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
   ASSERT_TRUE(up.Open(name + ".C2S", 10, true));
   ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
   TNamedEventWait wait;
-  // Told once for each time it was nudged, at any moment of the other thread's falling asleep.
+  // Reported once per nudge, at any point of the other thread's falling asleep.
   constexpr int kTimes = 2000;
   Dova::Os::TEvent told;
   std::thread nudger([&] {

@@ -1,4 +1,4 @@
-// A gateway that dies, freezes or lies, at every step of the negotiation and behind it.
+// A gateway that dies, freezes or sends wrong data, at every step of the negotiation and after it.
 #include <atomic>
 #include <cstring>
 #include <random>
@@ -19,7 +19,7 @@ struct Step {
   const char* name;
   TDeed reach;
   TDeed lie;
-  // What the events' last line begins with; % is the rings' name.
+  // The start of the events' last line; % stands for the rings' name.
   const char* dead;
   const char* frozen;
   const char* lied;
@@ -42,7 +42,7 @@ class HostileGateway : public ShMemTest, public testing::WithParamInterface<std:
     Ask();
     Answer();
   }
-  // The names of the events are taken by something else.
+  // The names of the events are taken by other objects.
   void MakeRingsWithoutEvents() {
     base = FreshName();
     MakeObject(rings_[0], ".C2S", 100, 36);
@@ -159,8 +159,8 @@ INSTANTIATE_TEST_SUITE_P(ByStep, HostileGateway,
                                           testing::Values(How::Dies, How::Freezes, How::Lies)),
                          NameOf);
 
-// Noise in every field, from before the client joins until it has closed: nothing outside is touched, the
-// link ends, and so does Close.
+// Noise in every field, from before the client joins until it has closed: no access outside the ring, the
+// link ends, and Close returns.
 TEST_F(ShMemTest, PeerThatScribbles) {
   for (unsigned round = 0; round < 20; ++round) {
     events.Clear();

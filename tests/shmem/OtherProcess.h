@@ -1,4 +1,4 @@
-// A gateway in a process of its own, and a client in this one.
+// A gateway in a separate process, and a client in this one.
 #pragma once
 
 #include "ShMemFixture.h"
@@ -6,7 +6,7 @@
 
 namespace vektest {
 
-// `more` are further options of the program.
+// `more` are additional options of the program.
 inline std::vector<std::string> GateOptions(const VekSim::SimServer& server,
                                             const std::vector<std::string>& more = {}) {
   std::vector<std::string> options{
@@ -16,7 +16,7 @@ inline std::vector<std::string> GateOptions(const VekSim::SimServer& server,
   return options;
 }
 
-// Whatever became of the gateway, its names are gone and nothing of it is mapped.
+// Whatever happened to the gateway, its names are gone and nothing of it is mapped.
 inline void ExpectNothingShared() {
   const auto held = Held();
   EXPECT_EQ(held.count("shared memory"), 0u) << "the one that is left takes the names away";

@@ -21,7 +21,7 @@ TEST(OtherProcess, WholeSession) {
   WholeSession(server, setting, 200'000).Run();
 }
 
-// While signing on, with the ring full for the first time, and later.
+// During sign-on, when the ring is full for the first time, and later.
 TEST(OtherProcess, CrashesAfterSoManyBytesAndIsStartedAgain) {
   const SimServer server;
   Recorder recorder;

@@ -1,4 +1,4 @@
-// What is said over the proxy link, and the heartbeat in virtual time.
+// The proxy link protocol, and the heartbeat in virtual time.
 #include <thread>
 
 #include "ShMemFixture.h"
@@ -23,8 +23,8 @@ TEST_F(ShMemTest, AsksForTheNameAndJoins) {
   EXPECT_EQ(rings.Read(buffer, sizeof buffer), 4);
 }
 
-// Chunks are of 1024 bytes. A line that has grown beyond 4096 without an end is dropped; what follows is a
-// line.
+// Chunks are 1024 bytes. An unterminated line longer than 4096 bytes is dropped; what follows is a line
+// again.
 TEST_F(ShMemTest, LongLinesAreDropped) {
   for (const auto& [filler, joins] :
        std::map<std::size_t, bool>{{1, false}, {4096, false}, {4097, true}, {5120, true}, {9000, false}}) {
@@ -81,7 +81,7 @@ TEST_F(ShMemTest, RequestThatCannotBeSentIsAnError) {
   EXPECT_EQ(events.LinkLines(), Lines{"error ShMem name: request not sent"});
 }
 
-// The expiry has begun and waits for an event that takes longer than the time-out; the answer comes in first.
+// The expiry has begun and waits for an event that takes longer than the timeout; the answer arrives first.
 TEST_F(ShMemTest, AnAnswerInTimeCountsHoweverLongAnEventTakes) {
   Link();
   time.Advance(30'000);

@@ -1,4 +1,4 @@
-// The ring over memory that is laid out by hand, byte by byte, as the other process sees it.
+// The ring over memory written by hand, byte by byte, as seen by the other process.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace {
 
 using Dova::TShMemRing;
 
-// The ring's memory lies between guards, which nothing may touch.
+// The ring's memory is between guards, which must not be modified.
 class Memory {
  public:
   explicit Memory(std::uint32_t capacity) : bytes_(kGuard + 64 + capacity + kGuard, std::byte{0xA5}) {

@@ -1,4 +1,4 @@
-// Whole sessions: client, gateway, server. Ending them at every moment, and what stays behind.
+// Complete sessions: client, gateway, server. Ending them at every point, and what is left behind.
 #include <atomic>
 #include <cstdlib>
 #include <memory>
@@ -38,7 +38,7 @@ struct WholeCase {
   VekSim::ByteOrder order;
   int mode;
   std::uint32_t ringBytes;
-  int spinUs;  // both sides
+  int spinUs;  // for both sides
 };
 class EveryRing : public testing::TestWithParam<WholeCase> {};
 
@@ -53,7 +53,7 @@ TEST_P(EveryRing, WholeSession) {
   SimGatewayConfig behind = Behind(server, ring);
   behind.spinUs = GetParam().spinUs;
   const SimGateway gateway(behind);
-  // The smallest rings are for the principle; every turn of a ring costs wake-ups.
+  // Less data for the smallest rings: every wrap-around costs wake-ups.
   WholeSession(server, gateway.Setting() + " spin=" + std::to_string(behind.spinUs),
                std::min<std::size_t>(60'000, ring * std::size_t{500}))
       .Run();
@@ -122,14 +122,14 @@ TEST(OverRings, ManyRoundsLeaveTheSystemAsItWas) {
     Recorder recorder;
     VekClient client(recorder);
     Connect(client, gateway.Setting());
-    if (how % 4 == 0) return;               // while it asks for the name
+    if (how % 4 == 0) return;               // while requesting the name
     if (how % 4 == 1) client.Disconnect();  // the same, and once more
     if (how % 4 >= 2) {
       ASSERT_TRUE(recorder.WaitFor("ready"));
     }
     if (how % 4 == 3) client.Disconnect();
   };
-  for (int i = 0; i < 8; ++i) round(i);  // what is made once and kept
+  for (int i = 0; i < 8; ++i) round(i);  // allocations made once and kept
   const auto before = Held();
   const int rounds = std::getenv("VEKAPI_LONG_TESTS") != nullptr ? 10'000 : 200;
   for (int i = 0; i < rounds; ++i) round(i);

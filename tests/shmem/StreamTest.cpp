@@ -1,4 +1,4 @@
-// Bytes through the rings, both ways.
+// Bytes through the rings, in both directions.
 #include <atomic>
 #include <cmath>
 #include <condition_variable>
@@ -27,7 +27,7 @@ TEST_F(ShMemTest, WhatWaitsForAStoppedGatewayIsBounded) {
   for (int taken = 0; taken == 0; taken = mes->Send("y", 1)) std::this_thread::yield();
 }
 
-// Takes all there is, and keeps nothing.
+// Reads everything and keeps nothing.
 class Glutton : public Dova::TMesEvHandler {
  public:
   void OnMesRecvReady(Dova::TMesBase* mes) override {
@@ -46,7 +46,7 @@ TEST_F(ShMemTest, PeerThatNeverPausesLetsOthersIn) {
     const Dova::TSyncScope inside(mes->SyncContext());
     mes->SetEvHandler(&glutton);
   }
-  // Whatever the client has read, more is there.
+  // However much the client has read, there is always more.
   std::thread peer([&] {
     auto* const fields = reinterpret_cast<std::uint32_t*>(rings.ToClient());
     while (!over) {
@@ -64,7 +64,7 @@ TEST_F(ShMemTest, PeerThatNeverPausesLetsOthersIn) {
   peer.join();
 }
 
-// What a secret is, is not known; a small message may be one.
+// The transport does not know which messages are secret; any small one may be.
 TEST_F(ShMemTest, SecretsDoNotStayInTheRings) {
   Link();
   const auto holds = [](const std::byte* ring, const std::string& text) {
@@ -93,12 +93,12 @@ bool LongRun() {
   return std::getenv("VEKAPI_LONG_TESTS") != nullptr;
 }
 
-// The stream of one direction: each message has its length, its number, and bytes that follow from both.
+// The stream of one direction: each message contains its length, its number, and bytes derived from both.
 class Messages {
  public:
   explicit Messages(unsigned seed) : random_(seed) {}
 
-  // Small ones and large ones alike: 1 byte to 64 KiB.
+  // Sizes from 1 byte to 64 KiB, small and large equally likely.
   std::string Next() {
     const double exponent = std::uniform_real_distribution<double>(0, 16)(random_);
     const auto length = static_cast<std::uint32_t>(std::exp2(exponent));
@@ -116,7 +116,7 @@ class Messages {
   std::uint32_t number_ = 0;
 };
 
-// Puts the stream together again and counts what is whole and in order.
+// Reassembles the stream and counts the messages that are complete and in order.
 class Checker {
  public:
   void Take(const char* bytes, std::size_t count) {
@@ -187,7 +187,7 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
     gateway_ = std::thread([this] { Serve(); });
   }
 
-  // The gateway: one thread that reads, checks and writes as it can.
+  // The gateway: one thread that reads, checks and writes.
   void Serve() {
     Messages messages(1);
     std::string writing;
@@ -211,7 +211,7 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
     }
   }
 
-  // Lets a heartbeat's time go by, and answers it as a gateway does.
+  // Lets a heartbeat period pass, and answers it as a gateway does.
   void Heartbeat() {
     time_.Advance(30'000);
     EXPECT_EQ(proxy_->TakeSent(), "Hb:\n");
@@ -224,7 +224,7 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
     broken_ = broken_ || !checker.good;
     changed_.notify_all();
   }
-  // False when the stream has ended before.
+  // False if the stream has ended before.
   bool Await(const std::uint32_t& count, std::uint32_t wanted) {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return broken_ || count >= wanted; });
@@ -246,7 +246,7 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
   bool broken_ = false;
 };
 
-// The queue takes all there is, so the sender keeps itself in bounds.
+// The queue accepts everything, so the sender limits itself.
 constexpr std::uint32_t kAhead = 200;
 
 TEST_P(StressStream, BothWaysInOrderAndWhole) {

@@ -88,7 +88,7 @@ TEST_P(Conversation, JoinsLongRequestsAndCutsLongResults) {
   client.Enter();
   client.Request(Code::kTask, "long ticks\nrows=9000 filler=" + std::string(9000, 'f'));
   const std::string result = client.NextText();
-  // Work id, the mark of the long form, then four bytes of length in front of exactly that much text.
+  // Work id, the mark of the long form, then four bytes with the length of exactly that text.
   EXPECT_EQ(result.substr(0, 7), std::string("\4long\xFF\xFF"));
   const bool big = config.order == ByteOrder::Big;
   const std::size_t stated =

@@ -9,8 +9,8 @@
 
 namespace VekSim {
 
-/// A client of bare bytes on a blocking socket. It scrambles as a client does: outgoing under mode 1 only,
-/// incoming whenever there is a key.
+/// A raw client on a blocking socket. It scrambles as a client does: outgoing data in mode 1 only, incoming
+/// data if there is a key.
 class RawClient {
  public:
   RawClient(const SimServer& server, const SimConfig& config)
@@ -28,7 +28,7 @@ class RawClient {
     for (auto& packet : TextPackets(code, text, order_)) Send(std::move(packet));
   }
 
-  /// The next packet, descrambled; empty when the stream has ended.
+  /// The next packet, descrambled; empty at the end of the stream.
   std::string Next() {
     for (;;) {
       if (auto packet = cutter_.Next()) {
@@ -56,7 +56,7 @@ class RawClient {
     const std::size_t count = socket_.read_some(asio::buffer(block), error);
     return {block, error ? 0 : count};
   }
-  /// Exactly so many bytes, past the packet cutter; fewer when the stream ends.
+  /// Exactly `count` bytes, bypassing the packet cutter; fewer at the end of the stream.
   std::string Read(std::size_t count) {
     std::string bytes(count, '\0');
     asio::error_code error;
@@ -77,7 +77,7 @@ class RawClient {
                      static_cast<char>(password.size())};
     Send(Packet(Code::kSession, body.append(4, '\0').append(identity).append(password)));
   }
-  /// Through connect and sign-on, the answers read.
+  /// Performs connect and sign-on, and reads the answers.
   void Enter() {
     Connect();
     Next();

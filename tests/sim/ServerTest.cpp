@@ -176,7 +176,7 @@ TEST(Server, BrokenStreamEndsTheLink) {
   EXPECT_TRUE(server.WaitFor([](const SimSeen& seen) { return seen.broken == 1 && seen.closed == 1; }));
 }
 
-// Clients that never read, pieces without end, delays, a stall: none may hold up the end.
+// Clients that never read, endless pieces, delays, a stall: none may delay Stop.
 TEST(Server, StopsAtAnyMoment) {
   for (int round = 0; round < 20; ++round) {
     SimConfig config;
@@ -203,7 +203,7 @@ TEST(Server, StopsAtAnyMoment) {
   }
 }
 
-// A text that was added without its characters in the table would come out as question marks.
+// A text added without its characters in the table would contain question marks.
 TEST(Server, PlainResultsLackNoCharacter) {
   SimConfig config;
   config.utf8 = false;

@@ -9,8 +9,8 @@ namespace {
 
 using namespace std::string_literals;
 
-// Every vector here is written out by hand: were the simulator wrong in the same way as a client, no
-// conversation between the two would show it.
+// Every vector here is written by hand: if simulator and client had the same mistake, no conversation between
+// them would show it.
 
 TEST(Wire, HeaderPacksTwelveBitsEach) {
   EXPECT_EQ(Head(0x456, 0x123), "\x23\x41\x56");

@@ -6,8 +6,8 @@
 
 namespace TestSupport {
 
-// A listener that accepts nothing: the system answers no further connect once its queue is full, so that
-// connecting to it neither succeeds nor fails.
+// A listener that accepts nothing: once its queue is full the system answers no further connect, so
+// connecting neither succeeds nor fails.
 class TFullListener {
  public:
   TFullListener() : acceptor_(io_) {

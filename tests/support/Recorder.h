@@ -1,4 +1,4 @@
-// A handler that writes down what happened, one line an event, and runs an action inside a chosen one.
+// A handler that records events, one line each, and runs an action inside a chosen one.
 #pragma once
 
 #include <algorithm>
@@ -26,7 +26,7 @@ class Recorder : public VekApi::VekClientHandler {
     changed_.wait(lock, [this] { return inside_ == 0; });
   }
 
-  // Called inside every event with its line.
+  // Called inside every event with its recorded line.
   std::function<void(VekApi::VekClient&, const std::string&)> onEvent;
 
   std::vector<std::string> Take() {
@@ -34,8 +34,7 @@ class Recorder : public VekApi::VekClientHandler {
     return std::exchange(lines_, {});
   }
 
-  // Waits until a line that begins with `start` was written since the last Take; false when none is for a
-  // long time.
+  // Waits until a line starting with `start` has been recorded since the last Take; false after a long time.
   bool WaitFor(const std::string& start) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(60), [&] {

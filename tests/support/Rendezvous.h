@@ -6,7 +6,7 @@
 
 namespace vektest {
 
-// So many threads that wait for each other, once. (std::latch loses wake-ups with MinGW's runtime.)
+// A barrier for a number of threads, used once. (std::latch loses wake-ups with MinGW's runtime.)
 class Rendezvous {
  public:
   explicit Rendezvous(std::size_t threads) : missing_(threads) {}

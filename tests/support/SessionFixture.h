@@ -25,7 +25,7 @@ class SessionTest : public testing::Test {
     client->Connect(kind, "App", "1.2", "id", "sub", "secret");
   }
 
-  // Up to the connect result's answer; the key scrambles what follows from the server.
+  // Performs the handshake up to the connect result; the key scrambles what the server sends afterwards.
   void Link(bool big = false, int mode = 0, const std::string& sessionKey = {}) {
     Connect();
     mes = TestMes::Last();

@@ -6,10 +6,10 @@
 
 namespace TestSupport {
 
-// A timer queue whose time stands still until it is advanced; expiries run on the thread that advances it, in
-// the order in which they fall due. The current queue while it lives. Timers and limiters made meanwhile must
-// be gone before it. Other threads may arm, stop and destroy timers meanwhile; one thread at a time advances,
-// not from inside an expiry.
+// A timer queue with virtual time, which stands still until advanced. Expiries run on the thread that
+// advances it, in the order of their due times. It is the current queue during its lifetime; timers and
+// limiters created meanwhile must be destroyed before it. Other threads may arm, stop and destroy timers; one
+// thread at a time advances, not from inside an expiry.
 class TVirtualTimerQueue final : public Dova::TTimerQueue {
  public:
   TVirtualTimerQueue() { Replace(this); }
@@ -17,13 +17,13 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
 
   std::int64_t NowNs() const noexcept override { return now_.load(); }
 
-  // Lets time go by and runs what falls due, including what expiries arm for a moment within.
+  // Advances the time and runs all expiries due, including those armed by expiries for a time within it.
   void Advance(unsigned ms) { AdvanceTo(NowNs() + std::int64_t{ms} * 1'000'000); }
 
   void AdvanceTo(std::int64_t toNs) {
     TLock lock(mutex_);
     for (;;) {
-      // One moment after the other: an expiry may arm a timer that comes before what was due next.
+      // One due time after the other: an expiry may arm a timer that is due before the next one.
       const std::int64_t next = NextLook();
       if (next == kNever || next > toNs) break;
       Dova::TTimerBase* const due = TakeDue(next);

@@ -1,4 +1,5 @@
-// The far end of a connection, for tests: a listening socket on the loopback and what it accepted.
+// The remote end of a connection, for tests: a listening socket on the loopback interface and the socket it
+// accepted.
 #pragma once
 
 #include <asio.hpp>
@@ -20,7 +21,7 @@ class TTcpPeer {
 
   void Write(const std::string& bytes) { asio::write(socket_, asio::buffer(bytes)); }
 
-  // Up to `size` bytes; fewer only when the other side has closed.
+  // Up to `size` bytes; fewer only if the other side has closed.
   std::string Read(std::size_t size) {
     std::string bytes(size, '\0');
     asio::error_code ended;
@@ -28,7 +29,7 @@ class TTcpPeer {
     return bytes;
   }
 
-  // True when the other side has closed, having sent nothing more, before long.
+  // True if the other side closes soon, without sending more.
   bool SeesEnd() {
     char byte = 0;
     asio::error_code ended;
@@ -39,7 +40,7 @@ class TTcpPeer {
     return ended == asio::error::eof;
   }
 
-  // Writes until the other side refuses to take more: false when it does not for long.
+  // Writes until the other side refuses; false if it does not for a long time.
   bool IsCutOff() {
     const std::string bytes(65536, 'x');
     asio::error_code error;

@@ -1,5 +1,5 @@
-// A messenger whose other end is the test: it links, delivers and breaks on the test's thread, and keeps what
-// was sent.
+// A messenger whose remote end is the test: it links, delivers and breaks on the test's thread, and records
+// what was sent.
 #pragma once
 
 #include <functional>
@@ -15,14 +15,14 @@ namespace vektest {
 class TestMes : public Dova::TMesBase {
  public:
   // Kind "TestMes"; its parameter is "ok", "lend" (the same, lending its bytes) or "noopen" (Open fails).
-  // Registered before main, as sessions copy the registry when the first one is opened.
+  // Registered before main, because sessions copy the registry when the first one is opened.
   static bool Register() {
     Dova::TMesRegs::GetClientMesRegs().Register("TestMes",
                                                 [] { return Dstl::wise_ref<Dova::TMesBase>(new TestMes); });
     return true;
   }
 
-  // The messenger made last; null when it was closed.
+  // The messenger created last; null once it is closed.
   static Dstl::wise_ref<TestMes> Last() { return Dstl::wise_ref<TestMes>(last_); }
 
   bool SettingApply(const std::string& setting) override {
@@ -83,7 +83,7 @@ class TestMes : public Dova::TMesBase {
   int Sends() const { return sends_; }
 
   bool refuseSends = false;
-  // Called inside every Send that was taken.
+  // Called inside every accepted Send.
   std::function<void()> onSend;
 
  private:

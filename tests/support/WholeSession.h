@@ -1,4 +1,4 @@
-// A session with everything in it against the simulated server, over whatever link a setting names.
+// A complete session against the simulated server, over any kind of link.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,17 +12,17 @@
 
 namespace vektest {
 
-// Each step stands on the ones before. The server is to have one client, to know the user "trader" with the
-// password "secret", and to keep what it sees.
+// Each step depends on the previous ones. The server must have one client, the user "trader" with the
+// password "secret", and keep what it receives.
 class WholeSession : public Recorder {
  public:
-  // Long messages have so many bytes.
+  // Long messages have `longBytes` bytes.
   WholeSession(VekSim::SimServer& server, std::string setting, std::size_t longBytes)
       : server_(server), setting_(std::move(setting)) {
     while (text_.size() < longBytes) text_ += "line " + std::to_string(text_.size()) + "\n";
   }
 
-  // Acknowledgements may still be coming, and the sender is gone before the client.
+  // Acknowledgements may still arrive, and the sender is destroyed before the client.
   ~WholeSession() override { client_.Disconnect(); }
   WholeSession(const WholeSession&) = delete;
   WholeSession& operator=(const WholeSession&) = delete;
@@ -103,7 +103,7 @@ class WholeSession : public Recorder {
     }
   }
 
-  // The rate is the one that came with the sign-on; the two queries of the link before may still count.
+  // The rate is the one given at sign-on; the two queries of the previous link may still count.
   void QueriesUpToTheRate() {
     int sent = 0, wait = 0;
     while (wait == 0 && sent < 10'000) {
@@ -116,7 +116,7 @@ class WholeSession : public Recorder {
   }
 
  public:
-  // What the server is to be configured with; it counts what comes faster.
+  // Request rate for the server's configuration; it counts violations.
   static inline const VekSim::SimRate kRequestRate{10, 50};
 
  private:

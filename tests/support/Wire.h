@@ -1,4 +1,4 @@
-// Packets as a server builds and reads them, written out byte by byte and independent of the library.
+// Packets built and read as by a server, byte by byte and independently of the library.
 #pragma once
 
 #include <cstdint>

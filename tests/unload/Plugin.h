@@ -2,7 +2,7 @@
 
 namespace TestSupport {
 
-// Loaded for a scope.
+// Loads the plug-in for its lifetime.
 class TPlugin {
  public:
   TPlugin();

@@ -1,5 +1,5 @@
-// Unloading a plug-in whose client is connected: its destructor runs inside the system's unloading, while no
-// thread can begin or end.
+// Unloading a plug-in whose client is connected: its destructor runs while the system unloads it, when no
+// thread can start or end.
 #include <gtest/gtest.h>
 
 #include <asio.hpp>
@@ -21,7 +21,7 @@ TEST(Unload, APluginWithALiveClientGoes) {
       {
         TestSupport::TPlugin plugin;
         plugin.Connect(acceptor.local_endpoint().port());
-        // The connect request tells that every thread of the session runs.
+        // Once the connect request has arrived, all threads of the session are running.
         acceptor.accept(peer);
         char head[3];
         asio::read(peer, asio::buffer(head));
@@ -30,7 +30,7 @@ TEST(Unload, APluginWithALiveClientGoes) {
       unloaded.Set();
     }));
     if (!unloaded.Wait(60'000)) {
-      // Nothing in this process can be ended in order any more.
+      // An orderly end of this process is no longer possible.
       std::fprintf(stderr, "unloading hangs\n");
       std::_Exit(1);
     }

@@ -1,4 +1,4 @@
-// What the library asks of the system, in front of the system's own functions.
+// The system functions used by the library, overridden.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -27,7 +27,7 @@ TFunction* Next(const char* name) {
   return reinterpret_cast<TFunction*>(dlsym(RTLD_NEXT, name));
 }
 
-// The next definition of a function of this file.
+// The next definition of an overridden function.
 #define NEXT(name)                                        \
   [] {                                                    \
     static const auto next = Next<decltype(name)>(#name); \
@@ -84,7 +84,7 @@ int eventfd(unsigned initial, int flags) noexcept {
 int fcntl(int fd, int command, ...) {
   va_list rest;
   va_start(rest, command);
-  void* const argument = va_arg(rest, void*);  // every kind of it comes in one register
+  void* const argument = va_arg(rest, void*);  // every type of it is passed in one register
   va_end(rest);
   if (Fails(EKind::Socket, EINVAL)) return -1;
   return NEXT(fcntl)(fd, command, argument);
@@ -100,7 +100,7 @@ int setsockopt(int fd, int level, int name, const void* value, socklen_t length)
   return NEXT(setsockopt)(fd, level, name, value, length);
 }
 
-// It fails when the connection has gone already.
+// Fails if the connection has already ended.
 int shutdown(int fd, int how) noexcept {
   if (!Fails(EKind::Socket, ENOTCONN)) return NEXT(shutdown)(fd, how);
   NEXT(shutdown)(fd, SHUT_RDWR);
@@ -120,7 +120,7 @@ DIR* opendir(const char* path) {
   return NEXT(opendir)(path);
 }
 
-// A process has many descriptors: only what belongs to a memory file can make a difference.
+// A process has many descriptors: only those of memory files matter.
 ssize_t readlinkat(int folder, const char* entry, char* text, size_t size) noexcept {
   const ssize_t length = NEXT(readlinkat)(folder, entry, text, size);
   constexpr std::string_view kMemoryFile = "/memfd:";

@@ -23,7 +23,7 @@ int placeFrames = 0;
 }  // namespace
 
 void Arm(EKind kind, unsigned nth) noexcept {
-  // Not armed while the rest changes: threads of the run before may still be ending.
+  // Disarmed while the other values change: threads of the previous run may still be ending.
   armedNth = 0;
   armedKind = kind;
   counted = 0;

@@ -1,8 +1,9 @@
-// Lets one chosen call of the library to the system fail.
+// Makes one chosen system call of the library fail.
 //
-// This program defines operator new and the system functions that the library uses itself; each asks here
-// whether it is to fail, and else goes on to the real one. What the test does is not counted: a thread is in
-// the library from its start on, except inside a TInTest; the thread of the test is the other way round.
+// This program overrides operator new and the system functions used by the library. Each override checks here
+// whether to fail, and otherwise calls the real function. Calls of the test are not counted: other threads
+// count as inside the library from their start on, except within a TInTest; the test's thread counts as
+// outside, except within a TInLibrary.
 #pragma once
 
 #include <cstdint>
@@ -11,20 +12,20 @@ namespace Faults {
 
 enum class EKind { Memory, Thread, Socket, SharedMemory };
 
-// From now on the `nth` call of a kind fails, once; counted from 1, with 0 none does.
+// Makes the `nth` call of a kind fail, once; counted from 1, 0 for none.
 void Arm(EKind kind, unsigned nth) noexcept;
 
-// Calls counted since Arm.
+// Number of calls since Arm.
 unsigned Counted() noexcept;
 bool Fired() noexcept;
 
-// Where the call came from that was made to fail, as addresses in this program; on standard error.
+// Prints on standard error where the failed call came from, as addresses in this program.
 void PrintPlace() noexcept;
 
-// Blocks that the library has taken from operator new and not given back.
+// Number of blocks the library has allocated with operator new and not freed.
 std::int64_t LiveBlocks() noexcept;
 
-// For what stands in for the system: whether this call is to fail.
+// For the overrides: true if this call is to fail.
 bool Fails(EKind kind) noexcept;
 bool IsInLibrary() noexcept;
 
@@ -39,7 +40,7 @@ class TInTest {
   const bool outer_;
 };
 
-// For the test's calls into the library.
+// Marks the test's calls into the library.
 class TInLibrary {
  public:
   TInLibrary() noexcept;

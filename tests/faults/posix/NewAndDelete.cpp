@@ -1,5 +1,5 @@
-// Blocks are plain ones of malloc's, as headers of others mix the two; which of them the library took is
-// written down beside.
+// Blocks come directly from malloc, because headers of other libraries mix the two; the library's blocks are
+// recorded separately.
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -14,11 +14,11 @@ namespace {
 
 constinit std::atomic<std::int64_t> liveBlocks{0};
 
-// The library's blocks, each near the place that its address says. Without locks, which a forked child could
-// find held by nobody.
+// The library's blocks, hashed by address. Lock-free, because a forked child could inherit a lock without its
+// holder.
 constexpr std::size_t kPlaces = std::size_t{1} << 20;
 constinit std::array<std::atomic<std::uintptr_t>, kPlaces> places{};
-constexpr std::uintptr_t kLeft = 1;  // somebody was here: look on
+constexpr std::uintptr_t kLeft = 1;  // freed slot: continue the search
 
 std::size_t PlaceOf(std::uintptr_t block) noexcept {
   return block * 0x9E3779B97F4A7C15u >> 44;

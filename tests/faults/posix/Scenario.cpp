@@ -11,13 +11,13 @@
 namespace Faults {
 namespace {
 
-// Nothing comes for so long: let the deadlines pass. Too early is no fault, it costs a session; the next one
-// is given more, up to the longest.
+// After this much silence the deadlines are made to pass. If that was too early, only a session is lost, and
+// the next one gets more time, up to the longest.
 constexpr std::chrono::milliseconds kQuiet(100);
 constexpr std::chrono::milliseconds kLongestQuiet(1600);
 constexpr int kMoreQuiet = 4;
 constexpr unsigned kEveryDeadlineMs = 60'000;
-// A machine that is busy with other things needs no longer for anything.
+// Sufficient for everything even on a busy machine.
 constexpr std::chrono::seconds kPatience(30);
 
 bool IsDown(int state) {
@@ -77,7 +77,7 @@ CVekClientCallbacks TSession::Callbacks() {
   return table;
 }
 
-// All that a result can be asked for.
+// Everything that can be read from a result.
 void TSession::ReadTables(const CVekTaskResult* result) {
   CVekApi_FreeBSTR(CVekTaskResult_WorkID_B(result));
   for (unsigned i = 0; i < CVekTaskResult_TableCount(result); ++i) {
@@ -95,8 +95,8 @@ void TSession::ReadTables(const CVekTaskResult* result) {
 
 // ---- waiting ----
 
-// True when `done`, which is asked under the lock; false when the session is down instead. One of the two has
-// to come, at the latest when every deadline has passed.
+// Waits until `done`, called under the lock, returns true; false if the session goes down instead. One of the
+// two must happen, at the latest when every deadline has passed.
 bool TSession::Await(const std::function<bool()>& done) {
   std::unique_lock lock(mutex_);
   const auto over = [&] { return done() || IsDown(told_.state) || told_.destroyed; };
@@ -123,7 +123,7 @@ bool TSession::Await(const std::function<bool()>& done) {
   return done();
 }
 
-// The break of a link whose sign-on was refused is not told; the calls tell.
+// A link that breaks after a refused sign-on raises no event; calls then fail.
 bool TSession::IsGone() {
   return !InLibrary([this] { return CVekClient_ChgPass(&client_, "trader", "wrong", "new"); });
 }
@@ -132,7 +132,7 @@ void TSession::LetPass(unsigned ms) {
   InLibrary([&] { time_.Advance(ms); });
 }
 
-// A call may refuse when something failed, or when the session is down.
+// A call may fail if something failed before, or if the session is down.
 void TSession::ExpectReason(bool answered, const char* call) const {
   EXPECT_TRUE(answered || Fired() || CVekClient_State(&client_) != cvcs_ApReady)
       << call << " refuses for no reason";
@@ -158,7 +158,7 @@ bool TSession::Made() {
   return client_.object && sender_.object;
 }
 
-// True when it comes to a sign-on or its refusal.
+// True if a sign-on was accepted or refused.
 bool TSession::Connect(const char* password) {
   if (!Made()) return false;
   {
@@ -175,7 +175,8 @@ bool TSession::Connect(const char* password) {
   return Await([this] { return told_.state == cvcs_ApReady || told_.state == cvcs_SgnError; });
 }
 
-// Only one call fails, and on a busy machine deadlines pass too early twice before that takes the longest.
+// Only one call fails, and on a busy machine deadlines also pass too early, at most twice before the longest
+// time is used.
 bool TSession::Up() {
   for (int i = 0; i < 5; ++i) {
     if (client_.object && CVekClient_State(&client_) == cvcs_ApReady && Made()) return true;
@@ -214,7 +215,7 @@ void TSession::Order(int number) {
   });
 }
 
-// The second half has to wait until time has gone by after the acknowledgement of the first.
+// The second half must wait until time has passed after the acknowledgement of the first.
 void TSession::PacedOrders() {
   constexpr int kRate = 3;
   if (!Up()) return;
@@ -224,7 +225,7 @@ void TSession::PacedOrders() {
   bool acknowledged = Await([&] { return told_.acks >= before + kRate; });
   LetPass(1001);
   acknowledged = acknowledged && Await([&] { return told_.acks > before + kRate && told_.reports != 0; });
-  // What is still held belongs to this session.
+  // Requests still held belong to this session.
   if (acknowledged) return;
   InLibrary([this] {
     CVekClient_Disconnect(&client_);

@@ -1,4 +1,4 @@
-// One session after the other over the flat functions, with everything that they can do.
+// Sessions, one after the other, over the flat functions, using all of their features.
 #pragma once
 
 #include <chrono>
@@ -12,7 +12,7 @@
 
 namespace Faults {
 
-// A client of the flat functions, its sender, and what it was told.
+// A client of the flat functions, its sender, and the events received.
 class TSession {
  public:
   TSession(TestSupport::TVirtualTimerQueue& time, std::string setting);
@@ -20,7 +20,7 @@ class TSession {
   TSession(const TSession&) = delete;
   TSession& operator=(const TSession&) = delete;
 
-  // Every step leaves the session up when no call fails, and brings it up again when one had failed before.
+  // Every step leaves the session up if no call fails, and reconnects if one failed before.
   void RefusedSignOn();
   void Query(const std::string& request);
   void PacedOrders();
@@ -28,7 +28,7 @@ class TSession {
   void Reconnect();
   void Disconnect();
 
-  // Ends the client in different ways.
+  // Deletes the client in different states.
   void DeleteWhileConnecting();
   void DeleteInsideReady();
   void DeleteWhileUp();

@@ -15,7 +15,7 @@ namespace {
 
 TSettings settings;
 
-// Until the program that started it closes its end, by whatever end it comes to.
+// Runs until the parent program's end of the pipe closes, however that program ends.
 [[noreturn]] void Serve(int output, int input) {
   VekSim::SimConfig config;
   config.keepPackets = false;
@@ -60,7 +60,7 @@ class TServers : public testing::Environment {
   }
 };
 
-// The thread of the tests is the test's; everything that is made before main is, too.
+// The test's thread counts as the test, and so does everything created before main.
 const TInTest inTest;
 [[maybe_unused]] const testing::Environment* const registered =
     testing::AddGlobalTestEnvironment(new TServers);

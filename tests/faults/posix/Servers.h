@@ -1,5 +1,4 @@
-// The simulated server and its gateway in a process of their own, so that what they ask of the system is not
-// counted.
+// The simulated server and its gateway in a separate process, so that their system calls are not counted.
 #pragma once
 
 #include <string>
@@ -7,11 +6,11 @@
 namespace Faults {
 
 struct TSettings {
-  std::string tcp;  // by name, which has to be looked up
+  std::string tcp;  // by host name, which requires a look-up
   std::string sharedMemory;
 };
 
-// Started before the first test.
+// Available before the first test.
 const TSettings& Settings();
 
 }  // namespace Faults

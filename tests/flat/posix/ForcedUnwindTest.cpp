@@ -1,5 +1,5 @@
-// Runtimes that end their threads by unwinding them: an interpreter at its exit does so with whatever thread
-// is in a callback. The system aborts the program when somebody on the way catches that and goes on.
+// Runtimes that end their threads by unwinding: an exiting interpreter does this to threads inside callbacks.
+// The system aborts the program if a frame on the way catches the unwinding and continues.
 #include <gtest/gtest.h>
 #include <pthread.h>
 

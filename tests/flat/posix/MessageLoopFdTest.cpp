@@ -1,4 +1,4 @@
-// What exists only where event loops watch descriptors.
+// For systems where event loops watch descriptors.
 #include <poll.h>
 #include <sys/resource.h>
 

@@ -5,7 +5,7 @@
 
 #include "flat/LoopSession.h"
 
-extern "C" void* __imp_PostMessageA;  // where the program's calls of PostMessageA go
+extern "C" void* __imp_PostMessageA;  // target of the program's calls of PostMessageA
 
 namespace vektest {
 namespace {
@@ -42,7 +42,7 @@ TEST_F(LoopSession, AnOrdinaryMessageLoopServesIt) {
   EXPECT_EQ(Take(), (Lines{"report a", "result w", "report end"}));
 }
 
-// Runs what waits for the thread, as programs do; false when there was nothing.
+// Runs one message as programs do; false if there was none.
 bool RunOneMessage() {
   MSG message;
   if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return false;
@@ -67,8 +67,8 @@ LRESULT CALLBACK CountTicks(HWND window, UINT message, WPARAM first, LPARAM seco
   return DefWindowProcA(window, message, first, second);
 }
 
-// More events than the thread can handle in seconds: a timer, which the system lets come behind everything
-// that is posted, ticks among them.
+// More events than the thread can handle in seconds: a timer, which Windows delivers after all posted
+// messages, still ticks among them.
 TEST_F(LoopSession, TimersOfTheProgramTickAmongEvents) {
   for (bool (*const run)() : {RunOneMessage, RunLibrarysLoop}) {
     SignOnOnLoop();
@@ -102,8 +102,8 @@ LRESULT CALLBACK WorkUntilAMessageIsSent(HWND window, UINT message, WPARAM first
   return DefWindowProcA(window, message, first, second);
 }
 
-// Calls of the automation of other programs fail inside a sent message. A result that comes behind events
-// does not press a thread that is busy with something else to hand them out inside of it.
+// COM calls to other programs fail inside a sent message. A result behind queued events must not make a
+// thread that is busy otherwise deliver them inside it.
 TEST_F(LoopSession, QueuedEventsComeInPostedMessages) {
   SignOnOnLoop();
   Lines inSent;
@@ -124,7 +124,7 @@ HWND MessageBoxOnScreen() {
   return FindWindowA("#32770", "VekApi test");
 }
 
-// The system's own loop inside a callback, in which another callback deletes the client.
+// The system's own loop inside a callback; another callback deletes the client there.
 TEST_F(LoopSession, AMessageBoxServesIt) {
   const std::string result = TaskResult("w", "\x02T\n");
   for (const bool deletes : {false, true}) {
@@ -199,7 +199,7 @@ BOOL WINAPI RefusePost(HWND, UINT, WPARAM, LPARAM) {
   return FALSE;
 }
 
-// Puts another function in the place of the system's: the program calls that through this table entry.
+// Replaces the system's function in the import table through which the program calls it.
 template <class TFunction>
 class TInTheSystemsPlace {
  public:
@@ -222,7 +222,7 @@ class TInTheSystemsPlace {
   void* const before_;
 };
 
-// A queue with ten thousand messages takes no more. Not every Windows has that limit.
+// A queue with ten thousand messages accepts no more. Not every Windows has that limit.
 TEST_F(LoopSession, PostsThatTheSystemRefusesAreTriedAgain) {
   SignOnOnLoop();
   refusals = 0;

@@ -1,4 +1,4 @@
-// A system that has no handles to give, as a test says.
+// Simulates a system without free handles.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,7 @@ namespace TestSupport {
 
 enum EHandle : unsigned { kEvents = 1, kTimers = 2 };
 
-// Refuses these kinds for its life, in which somebody has to ask for each.
+// Refuses these kinds of handles during its lifetime, in which each must be requested.
 class TRefusing {
  public:
   explicit TRefusing(unsigned kinds);

@@ -1,4 +1,4 @@
-// Events, alarms and threads when the system has no handles to give.
+// Events, alarms and threads on a system without free handles.
 #include "os/win32/HandleShortage.h"
 
 #include <gtest/gtest.h>

@@ -24,7 +24,7 @@ LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
   return DefWindowProcW(window, message, wParam, lParam);
 }
 
-// A window of the test's own thread, which receives messages only.
+// A message-only window of the test's thread.
 struct TWindow {
   HWND handle;
   TWindow() {
@@ -68,7 +68,7 @@ TEST(SentMessages, AnsweredWhileJoiningAThread) {
   EXPECT_EQ(answer, 42);
 }
 
-// Answering does not stretch the wait.
+// Answering messages does not extend the timeout.
 TEST(SentMessages, TimeoutHoldsUnderFire) {
   const TWindow window;
   std::atomic<bool> stop{false};

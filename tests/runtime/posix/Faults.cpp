@@ -16,7 +16,7 @@ TFaults& Faults() {
 
 namespace {
 
-// Made before any test: the first call may come when there is no memory.
+// Created before any test: the first call may come when there is no memory.
 [[maybe_unused]] const TFaults& made = Faults();
 
 template <class TFunction>
@@ -24,7 +24,7 @@ TFunction* Real(const char* name) {
   return reinterpret_cast<TFunction*>(dlsym(RTLD_NEXT, name));
 }
 
-// Each list made of lists of one, which freeaddrinfo takes as it takes any.
+// A list assembled from single-entry lists, which freeaddrinfo accepts.
 int LookUpTest(const addrinfo* hints, addrinfo** result) {
   ++Faults().lookUps;
   while (Faults().lookUpHangs) std::this_thread::yield();

@@ -1,5 +1,5 @@
-// Calls of the system that fail or hang when a test says so: this program's own definitions stand before the
-// C library's, and pass on what they let through.
+// System calls that fail or hang on request: this program's definitions override those of the C library, and
+// call them otherwise.
 #pragma once
 
 #include <atomic>
@@ -11,12 +11,12 @@
 namespace TestSupport {
 
 struct TFaults {
-  std::atomic<int> sendError{0};         // what every send fails with
-  std::atomic<bool> lookUpHangs{false};  // look-ups of names that end in ".test" wait until it is false again
-  std::atomic<int> lookUps{0};           // how many of those have begun
+  std::atomic<int> sendError{0};         // error of every send
+  std::atomic<bool> lookUpHangs{false};  // look-ups of names ending in ".test" block while true
+  std::atomic<int> lookUps{0};           // number of such look-ups started
   std::atomic<int> lookUpsDone{0};
 
-  // What names that end in ".test" stand for: address and port.
+  // Addresses and ports of names ending in ".test".
   std::vector<std::pair<std::string, std::uint16_t>> addresses;
 };
 

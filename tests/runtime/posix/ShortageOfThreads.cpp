@@ -1,4 +1,4 @@
-// Stands in for the system's function in this program.
+// Overrides the system function in this program.
 #include <dlfcn.h>
 #include <pthread.h>
 

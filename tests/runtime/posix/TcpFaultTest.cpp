@@ -1,4 +1,4 @@
-// The TCP messenger when the system refuses, hangs or forks.
+// The TCP messenger if system calls fail or hang, or the process forks.
 #include <gtest/gtest.h>
 
 #include <netinet/in.h>
@@ -42,7 +42,7 @@ struct TcpFault : testing::Test {
     ASSERT_TRUE(link.Tells("ready;"));
   }
 
-  // Sends until the system takes no more and the rest is queued; what was sent.
+  // Sends until the system accepts no more and the rest is queued; returns what was sent.
   static std::size_t FillQueue(TTcpLink& link) {
     const std::string bytes(1'000'000, 'q');
     std::size_t total = 0;
@@ -70,7 +70,7 @@ TEST_F(TcpFault, SendRefusedToTheQueueEndsTheLink) {
   FillQueue(link);
   Faults().sendError = ENOBUFS;
   std::thread reader([&] {
-    while (!peer.Read(100'000).empty()) continue;  // makes room
+    while (!peer.Read(100'000).empty()) continue;  // frees space
   });
   EXPECT_TRUE(link.Tells("broken " + address + ": " + std::strerror(ENOBUFS) + ";"));
   EXPECT_EQ(link.Send("order"), 0);
@@ -107,7 +107,7 @@ TEST_F(TcpFault, LookUpThatHangsEndsAtTheDeadlineAndCostsOneThread) {
   }
   {
     TTcpLink closed("slow.test:1");
-    closed.Open();  // and closed at once: does not wait
+    closed.Open();  // closed at once, without waiting
   }
   TTcpLink patient("slow.test:1");
   patient.Open();
@@ -153,7 +153,7 @@ TEST_F(TcpFault, WorksAboveTheDescriptorsOfSelect) {
   for (const int each : taken) close(each);
 }
 
-// True when this process holds a descriptor of a connection to that port.
+// True if this process holds a descriptor of a connection to that port.
 bool IsConnectedTo(std::uint16_t port) {
   for (int descriptor = 3; descriptor < 1024; ++descriptor) {
     sockaddr_in to{};

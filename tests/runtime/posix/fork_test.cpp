@@ -1,4 +1,4 @@
-// What a forked child finds of the runtime, and threads that are ended from outside.
+// The runtime in a forked child, and threads ended from outside.
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
@@ -25,7 +25,7 @@ constexpr int kPatienceMs = 60'000;
 
 using TestSupport::TAlarmClock;
 
-// The child's exit code; a child that hangs is ended by its own alarm and answers -1.
+// The child's exit code; -1 for a child that hangs, which is ended by its own alarm.
 int RunInChild(const std::function<int()>& body) {
   std::fflush(nullptr);
   const pid_t child = fork();
@@ -38,7 +38,7 @@ int RunInChild(const std::function<int()>& body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// What a static client has; goes in the exit handlers, of the children and of this process.
+// A static client's objects; destroyed in the exit handlers of the children and of this process.
 struct TStatics {
   std::unique_ptr<TCoreRunRef> core;
   std::unique_ptr<TAlarmClock> clock;
@@ -66,7 +66,7 @@ struct TForkTest : testing::Test {
 int UseAll() {
   if (Os::ProcessGeneration() != 1) return 1;
   if (TThreadTimerQueue::Instance().ThreadCount() != 0) return 2;
-  statics.clock->Start(0);  // nothing comes of it
+  statics.clock->Start(0);  // has no effect
   TAlarmClock fresh;
   fresh.Start(1);
   if (!fresh.Rings()) return 3;
@@ -86,7 +86,7 @@ TEST_F(TForkTest, AChildBeginsAnewAndLeavesWithStatics) {
             0);
 }
 
-// Forks hit every state that locks and threads can be in.
+// Forks occur in every state of locks and threads.
 TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
   std::atomic<bool> stop{false};
   std::thread busy([&] {
@@ -128,7 +128,7 @@ TEST_F(TForkTest, AnExpiryMayFork) {
   EXPECT_EQ(code, 0);
 }
 
-// As an interpreter does with threads that call into it when it has gone.
+// As an interpreter does to threads that call into it after its end.
 TEST(ForcedUnwind, AnExpiryThatEndsItsThreadHoldsUpNothing) {
   for (int round = 0; round < 20; ++round) {
     Os::TEvent entered;

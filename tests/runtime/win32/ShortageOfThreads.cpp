@@ -1,5 +1,5 @@
-// Stands in for the system's functions in this program: the linker takes these entries instead of those that
-// the DLL's import library has.
+// Overrides system functions in this program: the linker prefers these entries to those of the import
+// library.
 #include <windows.h>
 
 #include <memory>

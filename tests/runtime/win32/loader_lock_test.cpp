@@ -1,4 +1,4 @@
-// What runs while another thread has the loader lock and waits for it.
+// What runs while another thread holds the loader lock and waits for it.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ TFunction Find(const char* name) {
       reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
 }
 
-// Has the lock for a scope, as whoever unloads a DLL does.
+// Holds the lock for its lifetime, as unloading a DLL does.
 class TLoaderLock {
  public:
   TLoaderLock() { Find<LONG(NTAPI*)(ULONG, ULONG*, ULONG_PTR*)>("LdrLockLoaderLock")(0, nullptr, &cookie_); }

@@ -1,5 +1,5 @@
-// Objects that must not be trusted: another user's, and those that a process of this user could take memory
-// away from.
+// Objects that must not be trusted: another user's, and those whose memory another process of this user could
+// remove.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -43,7 +43,7 @@ TEST(SharedObject, IsHeldAgainstWhatWasAgreed) {
   }
 }
 
-// In a process that may not have it anyhow, as the system would rather end programs than refuse.
+// In a process that cannot have that much anyway, because the system would kill programs rather than refuse.
 TEST(SharedObject, MoreThanThereIsMemoryIsAnAnswer) {
   const std::string name = FreshName();
   const pid_t child = fork();
@@ -66,7 +66,7 @@ TEST(SharedObject, NamesOfNoProcess) {
   }
 }
 
-// The descriptors of this process that others could shorten what it shares by.
+// Descriptors of this process through which other processes could shrink its shared memory.
 std::vector<int> SharedFiles() {
   std::vector<int> files;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -90,7 +90,7 @@ TEST_F(ShMemTest, NobodyShortensWhatTheClientHasJoined) {
   EXPECT_EQ(SharedFiles().size(), 0u) << "both have joined: nobody else finds them";
 }
 
-// The rings, and what is in them, are the parent's.
+// The rings and their content belong to the parent.
 TEST_F(ShMemTest, AForkedChildLeavesTheRingsAlone) {
   Link();
   ASSERT_EQ(mes->Send("mine", 4), 4);

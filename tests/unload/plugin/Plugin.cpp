@@ -1,4 +1,4 @@
-// A plug-in that has a client for as long as it is loaded.
+// A plug-in that owns a client while loaded.
 #include <cstdio>
 
 #include "vekapi/VekApiC.h"
@@ -25,7 +25,7 @@ struct TLiveClient {
 
 }  // namespace
 
-// Connects to a port of this machine.
+// Connects to a local port.
 PLUGIN_EXPORT void Plugin_Connect(int port) {
   char setting[64];
   std::snprintf(setting, sizeof setting, "127.0.0.1:%d", port);

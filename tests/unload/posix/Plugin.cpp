@@ -9,7 +9,7 @@
 namespace TestSupport {
 namespace {
 
-// Beside this program.
+// In this program's directory.
 std::string PathOfPlugin() {
   char path[4096] = {};
   if (readlink("/proc/self/exe", path, sizeof path - 1) < 0) throw std::runtime_error("no path");

@@ -6,7 +6,7 @@
 
 namespace TestSupport {
 
-// Windows looks beside the program.
+// Windows searches the program's directory.
 TPlugin::TPlugin() : module_(LoadLibraryW(L"libtest_unload_plugin.dll")) {
   if (!module_) throw std::runtime_error("the plug-in cannot be loaded");
   const FARPROC found = GetProcAddress(static_cast<HMODULE>(module_), "Plugin_Connect");
