@@ -65,7 +65,7 @@ def show_hidden_output(entry):
 
 
 class Row:
-    """A line of the table: a program with its tests, or a check."""
+    """A row of the table: a program with its tests, or a check."""
 
     def __init__(self):
         self.passed, self.failures, self.unrun, self.seconds = 0, [], 0, 0.0
@@ -86,7 +86,7 @@ def row_of(name):
 
 
 def rows_of(preset, every_program):
-    """The table's lines of a preset, by name."""
+    """The table rows of a preset, by name."""
     build = ROOT / "build" / preset
     rows = {}
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes SimBig5.inc: code page 950 for every non-ASCII character in the simulator's sources.
+"""Generates SimBig5.inc: code page 950 for every non-ASCII character in the simulator's sources.
 
 Run it after adding a text: python3 sim/make_big5.py
 """

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""A program that does at random what programs may do, on several threads and inside events, and ends in the middle of it.
+"""A program that makes random legal calls, on several threads and inside events, and exits in the middle of them.
 
     random_program.py LIBRARY HOST:PORT ENDING SEED
 
-Writes "busy" when its first session is up. What it ends with is told in random_programs.py.
+Writes "busy" when its first session is up. random_programs.py lists the endings.
 """
 
 import os
@@ -22,7 +22,7 @@ clients, senders, gates = [], [], []  # those that were ever made, closed ones t
 
 
 class Session(vekapi.Handler):
-    """Asks for more in its events, no faster than it is paced, so that there are always some on their way."""
+    """Sends more requests in its events, at the pace allowed, so that some are always in flight."""
 
     def __init__(self, dice, exit_code=None):
         self.dice, self.exit_code, self.reports = dice, exit_code, 0
@@ -129,7 +129,7 @@ def worker(name, daemon, count):
 
 
 def run(dice):
-    """Some of it, then the middle of it."""
+    """Runs for a random time, then stops in the middle."""
     first = begin(dice, exit_code=5 if ending == "event_exit" else None)
     if not busy.wait(20):
         raise SystemExit("not signed on")
@@ -161,7 +161,7 @@ def fork(dice):
 
 
 def get_stuck(dice):
-    """An event does not return."""
+    """Ends while an event does not return."""
     stuck, session = threading.Event(), begin(dice).session
     session.on_report = lambda client, report: stuck.set() or threading.Event().wait()
     stuck.wait(20)

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Runs random programs against a server and judges how they end: with their own exit code, in time, with nothing said
-that they did not say themselves.
+"""Runs random programs against a server and checks how they end: with their own exit code, in time, and without
+unexpected output.
 
     random_programs.py [--seconds N] [--seed N] [--ending NAME] python|csharp COMMAND... HOST:PORT
 
-COMMAND gets the server's address, the name of an ending and a seed. Every ending has its turn once, and then again
-until the seconds are over. The server is veksim --anyone --heartbeat 1 --rate 1000/1000; for minutes, with --quiet.
+COMMAND gets the server's address, the name of an ending and a seed. All endings run once, and then again
+until the time is over. The server is veksim --anyone --heartbeat 1 --rate 1000/1000; for minutes, with --quiet.
 """
 
 import argparse

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs what the module's documentation shows, as it stands there but for the server's address: it must end by itself,
-and show the products.
+"""Runs the example in the module's documentation, unchanged except for the server's address: it must end by itself
+and print the products.
 
     shown.py HOST:PORT
 """

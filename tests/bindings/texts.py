@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds vekapi.text and vekapi.encode against the library's own conversions, which print_cp950.cpp prints.
+"""Compares vekapi.text and vekapi.encode with the library's own conversions, printed by print_cp950.cpp.
 
     texts.py FILE
 """

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Holds the VBA modules written by hand against the declarations: calls by their number of arguments, callbacks by their
-types, and what the editor refuses when it reads a module.
+"""Checks the hand-written VBA modules against the declarations: calls by their number of arguments, callbacks by their
+types, and the limits of the VBA editor.
 
     vba.py MODULE...
 """
@@ -23,7 +23,7 @@ def statements(text, where):
 
 
 def split(arguments):
-    """At the commas that stand in no brackets and no text."""
+    """Splits at commas outside brackets and strings."""
     parts, depth = [""], 0
     for piece in re.findall(r'"[^"]*"|.', arguments):
         depth += {"(": 1, ")": -1}.get(piece, 0)
@@ -35,7 +35,7 @@ def split(arguments):
 
 
 def procedures(lines, comments=False):
-    """The types of the arguments, by name."""
+    """Argument types by procedure name."""
     found = {}
     for line in lines:
         match = re.match(("' +" if comments else "") + PROCEDURE, line)
@@ -45,7 +45,7 @@ def procedures(lines, comments=False):
 
 
 def calls(line):
-    """Names and arguments; of a statement without brackets, too."""
+    """Names and arguments of calls, also of statements without brackets."""
     for match in re.finditer(r"\b(C?Vek\w+)(\(| (?=[\w\"]))", line):
         rest, depth, end = line[match.end():], 1, 0
         if match[2] == " ":

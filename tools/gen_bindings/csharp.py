@@ -1,11 +1,11 @@
-"""The declarations for C#'s P/Invoke."""
+"""Writes the declarations for C#'s P/Invoke."""
 
 from xml.sax.saxutils import escape
 
 HEAD = """// {made}
-// The types, constants and functions of VekApiC.h. Texts are handed in as bytes that end with NUL (VekText.Put), or by
-// their address, as callbacks bring them; they come back as addresses (VekText.Get). A buffer that the library writes
-// into is an array.
+// The types, constants and functions of VekApiC.h. Texts are passed as bytes terminated by NUL (VekText.Put), or by
+// address, as callbacks receive them; returned texts are addresses (VekText.Get). A buffer written by the library
+// is an array.
 using System;
 using System.Runtime.InteropServices;
 

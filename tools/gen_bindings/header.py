@@ -1,4 +1,4 @@
-"""Reads VekApiC.h through libclang into what the writers of declarations need."""
+"""Parses VekApiC.h with libclang for the writers of declarations."""
 
 import pathlib
 from typing import List, NamedTuple
@@ -21,7 +21,7 @@ class Type(NamedTuple):
 
 
 class Named(NamedTuple):
-    """A parameter, an entry of a table, or with a number as type a constant."""
+    """A parameter, an entry of a table, or a constant (its type is then a number)."""
 
     name: str
     type: object
@@ -29,7 +29,7 @@ class Named(NamedTuple):
 
 
 class Declared(NamedTuple):
-    """A function, a type of callbacks, a table of callbacks, or a group of constants."""
+    """A function, a callback type, a callback table, or a group of constants."""
 
     name: str
     result: Type
@@ -46,7 +46,7 @@ class Header(NamedTuple):
 
 
 def comment_of(cursor):
-    """The comment's lines, without the rule and the heading of a section."""
+    """The comment's lines, without the ruler and heading of a section."""
     lines = [line.strip()[2:] for line in (cursor.raw_comment or "").splitlines()]
     lines = [line[1:] if line.startswith(" ") else line for line in lines]
     if lines and lines[0].startswith("----"):
@@ -69,7 +69,7 @@ def pointed_at(type, known):
 
 
 def type_of(type, known, where):
-    """Nothing is guessed: a type that no writer knows ends the run."""
+    """Fails for a type unknown to the writers."""
     if type.kind in SIMPLE:
         return Type(SIMPLE[type.kind])
     name = type.get_declaration().spelling
@@ -104,7 +104,7 @@ def constants(cursor):
 
 
 def struct(cursor, known):
-    """A handle has a plain pointer, a table has callbacks."""
+    """A handle contains a plain pointer, a table contains callbacks."""
     fields = list(cursor.type.get_fields())
     if [field.type.spelling.replace("const ", "") for field in fields] == ["void *"]:
         return None

@@ -1,8 +1,8 @@
-"""The declarations for Python's ctypes."""
+"""Writes the declarations for Python's ctypes."""
 
 HEAD = '''# {made}
-# The types, constants and functions of VekApiC.h, for ctypes. A text that comes back is bytes; a buffer that the
-# library writes into is what ctypes.create_string_buffer makes.
+# The types, constants and functions of VekApiC.h, for ctypes. A returned text is bytes; a buffer written by the
+# library is created with ctypes.create_string_buffer.
 from ctypes import CFUNCTYPE, POINTER, Structure, c_bool, c_char, c_char_p, c_int, c_uint, c_void_p
 
 

@@ -1,13 +1,13 @@
-"""The declarations for 64-bit VBA 7."""
+"""Writes the declarations for 64-bit VBA 7."""
 
 HEAD = """Attribute VB_Name = "VekApi"
 Option Explicit
 
 ' {made}
-' The types, constants and functions of VekApiC.h, for 64-bit VBA 7. How to use them is told in docs/vba.md.
+' The types, constants and functions of VekApiC.h, for 64-bit VBA 7. docs/vba.md explains their use.
 '
-' Functions that take texts are there twice: as they are called, for texts in ASCII, and ending in _P, with the addresses
-' of texts in code page 950 (VekPut in VekText.bas makes such texts).
+' Functions that take texts are declared twice: under their own name for ASCII texts, and with the suffix _P for the
+' addresses of texts in code page 950 (VekPut in VekText.bas converts texts).
 '
 ' A function that returns a handle returns its pointer: client.Object = CVekClient_Create(callbacks, 0).
 """
@@ -28,7 +28,7 @@ def comments(lines):
 
 
 def wrapped(lead, arguments, end):
-    """A statement over as many lines as it takes."""
+    """A statement, wrapped over several lines if necessary."""
     lines = [lead + "("]
     for at, argument in enumerate(arguments):
         argument += "" if at + 1 == len(arguments) else ", "
@@ -53,7 +53,7 @@ def type_(name, members):
 
 
 def callback(declared):
-    """VBA has no types of procedures: what AddressOf is given has to look like this."""
+    """VBA has no procedure types: a comment shows the signature required for AddressOf."""
     line = wrapped(f"Public Sub {declared.name}", arguments(declared, BY_ADDRESS), "")
     return "'\n" + comments(declared.comment) + comments("    " + part for part in line.splitlines())
 
