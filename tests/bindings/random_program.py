@@ -129,7 +129,7 @@ def worker(name, daemon, count):
 
 
 def run(dice):
-    """Runs for a random time, then stops in the middle."""
+    """Makes calls on several threads and returns while they are running, unless the ending joins them."""
     first = begin(dice, exit_code=5 if ending == "event_exit" else None)
     if not busy.wait(20):
         raise SystemExit("not signed on")
