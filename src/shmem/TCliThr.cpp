@@ -8,22 +8,22 @@
 namespace Dova {
 namespace {
 
-// A full ring is tried again at once, as the reader may just be making room. One that stays full belongs to a
-// reader that is slow or dead: from then on it is tried when room is announced, and every millisecond.
+// A full ring is retried at once, because the reader may just be freeing space. If it stays full, the reader
+// is slow or dead: from then on it is retried when space is announced, and every millisecond.
 constexpr unsigned kBusyRetries = 50;
 constexpr int kSlowRetryMs = 1;
 
-// How often a thread that does not end is woken again: whoever shares the events could have taken a wake-up
-// away.
+// How often a thread that does not end is woken again: another process sharing the events could have consumed
+// a wake-up.
 constexpr int kWakeAgainMs = 20;
 
-// So much in one go is a stream and no answer. Its writer is let run on before this thread sleeps: woken for
-// each message, the two would do little but take turns.
+// This much in one event is a stream, not an answer. The thread then yields to the writer before it sleeps:
+// woken for each message, the two would mostly alternate.
 constexpr std::size_t kBulkBytes = 4096;
 
 constexpr unsigned kMissingEventMs = 100;
 
-constexpr int kLooksAtOnce = 64;  // between two looks at the clock and the events
+constexpr int kLooksAtOnce = 64;  // between two checks of the clock and the events
 
 }  // namespace
 
@@ -31,8 +31,8 @@ bool TShMemCli::TCliThr::Start() {
   return wait_ && thread_.Start("vek-shmem", [this, owner = Dstl::wise_ref<TShMemCli>(&owner_)] { Run(); });
 }
 
-// Not waited for while it is in an event: whoever calls is then inside that event, on this thread or on one
-// that the event was handed to.
+// Does not wait for the thread if it is inside an event: the caller is then inside that event too, on this
+// thread or on one the event was passed to.
 void TShMemCli::TCliThr::Stop() {
   AbortSync();
   do {
@@ -48,7 +48,7 @@ void TShMemCli::TCliThr::Run() {
   while (!owner_.IsOver()) Pass();
 }
 
-// Both kinds of news are served in each pass, or a peer that keeps sending would keep the queue from moving.
+// Each pass handles both data and space, so that a peer that keeps sending does not block the queue.
 void TShMemCli::TCliThr::Pass() {
   const unsigned news = WaitForRings();
   if (!owner_.IsOver() && (more_ || (news & Os::TNamedEventWait::kFirst) != 0)) HandOver(pk_Data);
@@ -63,7 +63,7 @@ unsigned TShMemCli::TCliThr::WaitForRings() {
   return polled != 0 ? polled : WaitFor(Os::TNamedEventWait::kForever);
 }
 
-// While nothing is queued, room is no news to wake up for.
+// While nothing is queued, freed space is no reason to wake up.
 unsigned TShMemCli::TCliThr::WaitFor(int timeoutMs) {
   const unsigned news = wait_.Wait(owner_.receiveChannel_.ReadEvent(), owner_.sendChannel_.WriteEvent(),
                                    timeoutMs, retries_ == 0);
@@ -71,8 +71,8 @@ unsigned TShMemCli::TCliThr::WaitFor(int timeoutMs) {
   return news;
 }
 
-// News that come within the time that the setting gives; 0: none did. The ring is looked at itself, so its
-// writer is not waited for to tell.
+// Returns events that occur within the poll time of the setting, or 0. Checks the ring itself, so the writer
+// need not have signalled yet.
 unsigned TShMemCli::TCliThr::Poll() {
   const std::int64_t until = Os::MonotonicNs() + std::int64_t{owner_.spinUs_} * 1000;
   do {
@@ -111,7 +111,7 @@ void TShMemCli::TCliThr::Tell() {
   } else if (owner_.MoveOverflow()) {
     owner_.OnRoom();
   } else {
-    retries_ = 1;  // more was queued while this thread waited to come in
+    retries_ = 1;  // more was queued while this thread waited to enter
   }
 }
 

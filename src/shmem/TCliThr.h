@@ -6,19 +6,20 @@
 
 namespace Dova {
 
-// The worker: waits until bytes have come or room has been made, and carries the news into the context.
+// The worker: waits for data or free space, and reports them inside the context.
 class TShMemCli::TCliThr : public TSyncObj {
  public:
   explicit TCliThr(TShMemCli& owner) : TSyncObj(owner.SyncContext()), owner_(owner) {}
 
-  // The owner lives until the thread has ended. False when the system has no thread or no handles to give.
+  // The owner must live until the thread has ended. Returns false if the system has no thread or handles
+  // available.
   bool Start();
 
-  // Wakes the thread, which finds the link to be over, and waits until it has ended, unless an event of its
-  // is on a stack beneath. From inside the context.
+  // Wakes the thread, which then finds the link over, and waits for its end, unless one of its events is on a
+  // stack below. From inside the context.
   void Stop();
 
-  // Any thread: the queue is no longer empty, so room in the ring is of interest.
+  // Thread-safe: reports that the queue is no longer empty, so free space in the ring matters.
   void OnQueued();
 
  protected:
@@ -39,10 +40,11 @@ class TShMemCli::TCliThr : public TSyncObj {
   TShMemCli& owner_;
   EPending pending_ = pk_None;
   bool inSync_ = false;  // guarded by the context
-  // How often in a row the full ring took nothing of what is queued; 0: nothing is queued.
+  // Number of consecutive attempts in which the full ring accepted nothing of the queue; 0: nothing is
+  // queued.
   unsigned retries_ = 0;
-  bool bulk_ = false;  // much came at once; more is likely on its way
-  bool more_ = false;  // bytes are left that one event must not take
+  bool bulk_ = false;  // much data arrived at once; more is likely
+  bool more_ = false;  // the ring holds more than one event may deliver
   Os::TNamedEventWait wait_;
   Os::TThread thread_;
 };
