@@ -40,6 +40,7 @@ class VEKAPI_EXPORT VekClient {
   // Raises OnVekClientDestroyEvent, then closes the session and erases the password. No event follows.
   ~VekClient();
 
+  // The current state. Thread-safe.
   EVekClientState State() const;
 
   // True at vcs_Connected and above, and at vcs_SgnError.
