@@ -7,12 +7,12 @@
 
 namespace {
 
-// How long a result that was put off waits for its turn before it is sent again: the thread may be waiting
-// for this very session, in a way in which it answers what is sent and nothing else.
+// How long a postponed result waits for its turn before it is sent again: the thread may be waiting for this
+// session while answering only sent messages.
 constexpr int kPatienceMs = 50;
-// Then, how long the thread gets for everything else between one part of the events and the next.
+// Afterwards, how long the thread gets for other work between two parts of the events.
 constexpr int kPauseMs = 10;
-// How often it is asked whether anybody is there to hand the events out.
+// How often to check that there still is a window to deliver the events.
 constexpr std::uint64_t kPushesPerLook = 256;
 
 }  // namespace
@@ -56,7 +56,7 @@ TSessionViewRef TPendingEvRecs::View() {
   return view_;
 }
 
-// What is dropped is freed when the lock has been let go of.
+// Dropped events are freed after the lock is released.
 void TPendingEvRecs::Close() {
   std::deque<TPendingEvRec> dropped;
   const TLock lock(mutex_);
@@ -85,7 +85,7 @@ void TPendingEvRecs::Remove(TLoan& loan) {
   TLoan** at = &loans_;
   while (*at != &loan) at = &(*at)->next;
   *at = loan.next;
-  // What had to come behind it may have had its message already.
+  // The message for the events after it may already have been consumed.
   if (!IsEmpty(lock)) post_.Post();
 }
 
@@ -142,7 +142,7 @@ bool TPendingEvRecs::PutOff(TLoan& loan) {
   if (std::exchange(loan.seen, popped_) != popped_) {
     loan.patience = kPatience;
   } else {
-    // In a wait of ours nothing else than sent messages will come before its end.
+    // While this thread waits inside the library, only sent messages arrive until the wait ends.
     loan.patience -= Dova::Os::TAnswerScope::IsAnswering() ? kPatience : 1;
   }
   return loan.patience > 0;

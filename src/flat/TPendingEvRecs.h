@@ -14,7 +14,7 @@
 #include "vekapi/VekTaskResult.h"
 #include "vekapi/VekTypes.h"
 
-// An event that waits for the thread of a message loop.
+// Kinds of events queued for a message loop's thread.
 enum EPendingEv : std::int32_t {
   pev_UnknownMsgCode = 1,  // num: message code; text: the packet
   pev_Connect = 2,         // text: reason
@@ -23,7 +23,7 @@ enum EPendingEv : std::int32_t {
   pev_Report = 5,      // text: report
 };
 
-// What a session knows of its server, as it was at some moment.
+// What a session knows about its server at a certain time.
 struct TSessionView {
   TSessionView(std::shared_ptr<const VekApi::VekTaskResult> result, std::string server)
       : sgnResult(std::move(result)), serverName(std::move(server)) {}
@@ -38,7 +38,7 @@ struct TPendingEvRec {
   std::int32_t num = -1;
   std::string text{};  // any bytes
   VekApi::EVekClientState state = VekApi::vcs_None;
-  TSessionViewRef view{};  // null: that of the event before
+  TSessionViewRef view{};  // null: same as the previous event's
 };
 
 // A task result; or whose password was changed, and the answer.
@@ -58,54 +58,54 @@ struct TLoan {
   VekApi::EVekClientState state;
   int patience;  // while there is some, the events before it come first in messages of their own
   std::uint64_t behind = 0;
-  std::uint64_t seen = UINT64_MAX;  // how many had been handed out when it was put off
+  std::uint64_t seen = UINT64_MAX;  // number of events delivered when it was postponed
   TSessionViewRef view{};
-  bool answered = false;  // by the window's thread: delivered, or put off
-  bool over = false;      // nobody will deliver it any more, or once more
+  bool answered = false;  // set by the window's thread: delivered, or postponed
+  bool over = false;      // will not be delivered, or not again
   TLoan* next = nullptr;
 };
 
-// The events that wait, in the order of their coming, and the results that have to come behind some of them.
-// Outlives the loop while a thread waits for its answer.
+// The queued events, in arrival order, and the results that must follow some of them. Outlives the loop while
+// a thread waits for its answer.
 class TPendingEvRecs {
  public:
-  // How often a result is put off by a thread that hands out nothing meanwhile.
+  // How often a result is postponed by a thread that delivers no event meanwhile.
   static constexpr int kPatience = 4;
 
-  // The first event of a row posts `code` to the window.
+  // The first event queued posts `code` to the window.
   TPendingEvRecs(Dova::Os::TWindowRef window, unsigned code);
 
   // ---- the raising thread ----
 
   void Push(TPendingEvRec rec);
-  // The link ends for want of memory: the last event of a session, which takes none.
+  // The link ends for lack of memory: the last event of a session, queued without allocating.
   void PushNoMemory(VekApi::EVekClientState state) noexcept;
 
-  // Of what is pushed from now on.
+  // For the events pushed from now on.
   void SetView(TSessionViewRef view);
   TSessionViewRef View();
 
-  // Nothing more is taken or handed out; results that wait are over.
+  // Accepts and delivers nothing more; waiting results are over.
   void Close();
 
   bool Add(TLoan& loan);
   void Remove(TLoan& loan);
-  // Whether it was put off; otherwise it is over, or nobody is there.
+  // True if it was postponed; otherwise it is over, or the window is gone.
   bool WasPutOff(TLoan& loan);
-  // Until the events before it have been handed out, or for a while.
+  // Waits until the events before it have been delivered, or for a limited time.
   void WaitForTurn(const TLoan& loan);
 
   // ---- the window's thread ----
 
-  // The first event, unless it has to come behind a result.
+  // Removes the first event, unless it must follow a result.
   bool Pop(TPendingEvRec& rec);
-  // There is still something that a message must come for.
+  // Posts another message if events remain.
   void PostAgain();
 
-  // The result that was sent with a message; null for a message that no thread of ours is sending.
+  // The result sent with a message; null if none of our threads sent it.
   TLoan* Answer(const Dova::Os::TMessage& message);
-  // Whether events wait that come before it, and it can wait for them. It is patient no more with a thread
-  // that keeps answering and hands out none of them.
+  // True if events are queued before it and it can wait for them. It stops waiting for a thread that keeps
+  // answering without delivering them.
   bool PutOff(TLoan& loan);
   void SetOver(TLoan& loan);
 
@@ -120,14 +120,14 @@ class TPendingEvRecs {
   TLoopPost post_;
   Dova::Os::TMutex mutex_;  // leaf
   std::deque<TPendingEvRec> recs_;
-  std::uint64_t popped_ = 0;  // of all times
+  std::uint64_t popped_ = 0;  // total so far
   std::uint64_t pushes_ = 0;
   TLoan* loans_ = nullptr;
   TSessionViewRef view_;
-  bool viewPushed_ = true;  // with a record
+  bool viewPushed_ = true;  // with an event
   bool closed_ = false;
   bool noMemory_ = false;
   std::uint64_t noMemoryBehind_ = 0;
   VekApi::EVekClientState noMemoryState_ = VekApi::vcs_None;
-  Dova::Os::TEvent handedOut_;  // everything that has to come before some result
+  Dova::Os::TEvent handedOut_;  // set when all events before some result are delivered
 };

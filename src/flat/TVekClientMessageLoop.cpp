@@ -9,7 +9,7 @@
 
 namespace {
 
-// One message's part of the events, by the limit that is reached first.
+// Limits of one message's part of the events; whichever is reached first.
 constexpr int kEventsAtOnce = 1000;
 constexpr std::int64_t kNsAtOnce = 10'000'000;
 
@@ -19,9 +19,9 @@ std::uintptr_t Parameter(const void* pointer) {
 
 }  // namespace
 
-// A message being handled, perhaps inside the callback of another one, and what the client was at the event
-// whose callback runs. When a callback deletes the client it marks them all: they unwind without touching the
-// loop.
+// A message being handled, possibly nested inside the callback of another one, and the client's state at the
+// event whose callback is running. A callback that deletes the client marks all frames; they then unwind
+// without accessing the loop.
 struct TVekClientMessageLoop::TFrame {
   explicit TFrame(TVekClientMessageLoop& owner) : loop(owner), outer(std::exchange(owner.frame_, this)) {}
   ~TFrame() {
@@ -168,7 +168,7 @@ VekApi::EVekClientState TVekClientMessageLoop::State() const {
   return frame ? frame->state : client_->Client().State();
 }
 
-// Outside callbacks the view of now is kept until it is asked for again.
+// Outside callbacks the current view is kept until the next query.
 const TSessionView& TVekClientMessageLoop::View() const {
   if (const TFrame* const frame = Delivering()) return *frame->view;
   TSessionViewRef now = pending_->View();
@@ -211,8 +211,8 @@ void TVekClientMessageLoop::OnEventsQueued() {
   if (Drain(frame, true) == EDrained::Part && !window_->PostLast(kEventsQueued)) pending_->PostAgain();
 }
 
-// All: nothing waits, or it has to wait for a result. Destroyed: a callback has deleted the client, and
-// nothing of the loop is there any more.
+// All: nothing is queued, or the next event must follow a result. Destroyed: a callback has deleted the
+// client and this loop.
 TVekClientMessageLoop::EDrained TVekClientMessageLoop::Drain(TFrame& frame, bool bounded) {
   const std::int64_t end = clock_.NowNs() + kNsAtOnce;
   TPendingEvRec rec;
@@ -246,8 +246,8 @@ void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
   }
 }
 
-// Events that come before a result come in messages of their own, as long as the thread takes those; else it
-// is waiting in a way in which it answers nothing but what is sent.
+// Events before a result are delivered in messages of their own as long as the thread accepts those;
+// otherwise it is waiting and answers only sent messages.
 void TVekClientMessageLoop::OnSent(TLoan& loan) {
   if (!pending_->PutOff(loan)) DeliverInItsPlace(loan);
 }

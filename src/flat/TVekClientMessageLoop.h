@@ -31,7 +31,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   static constexpr unsigned kTaskResult = 1074;     // both: const CVekTaskResult*
   static constexpr unsigned kChgPassResult = 1075;  // const char* user, const char* result text
 
-  // A client with a loop of its own on the calling thread; null when there is no window to be had.
+  // Creates a client with its own loop on the calling thread; null if the thread cannot have a window.
   static VekApiC_VekClient* CreateClient(const CVekClientCallbacks& callbacks, void* user);
 
   TVekClientMessageLoop(const TVekClientMessageLoop&) = delete;
@@ -68,7 +68,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   const TFrame* Delivering() const;
   const TSessionView& View() const;
 
-  // The window's thread.
+  // On the window's thread.
   bool OnMessage(const Dova::Os::TMessage& message) override;
   void OnWindowGone() override;
   void OnEventsQueued();
@@ -85,8 +85,8 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   VekApiC_VekClient* client_ = nullptr;
   mutable Dova::Os::TMutex shownMutex_;  // leaf
   mutable TSessionViewRef shown_;        // outside callbacks
-  // The window's thread:
+  // Used on the window's thread:
   TFrame* frame_ = nullptr;  // the innermost one on the stack
-  TSessionViewRef view_;     // of the event that was handed out last
+  TSessionViewRef view_;     // of the last event delivered
   bool destroying_ = false;
 };
