@@ -41,22 +41,22 @@ struct TPendingEvRec {
   TSessionViewRef view{};  // null: same as the previous event's
 };
 
-// A task result; or whose password was changed, and the answer.
+// A borrowed result: a task result, or the user and text of a password result.
 struct TLent {
   const VekApi::VekTaskResult* result = nullptr;
   const std::string* user = nullptr;
   const std::string* resultText = nullptr;
 };
 
-// A result that a thread has sent to the window, and that lives until it has been answered. The thread lends
-// its place inside the context meanwhile.
+// A result sent to the window, valid until it has been answered. Meanwhile the sending thread lends its place
+// inside the context.
 struct TLoan {
   Dova::Os::TMessage message;
   TLent lent;
   Dstl::wise_ref<Dova::TSyncContext> context;
   std::uintptr_t lender;
   VekApi::EVekClientState state;
-  int patience;  // while there is some, the events before it come first in messages of their own
+  int patience;  // while positive, the events before it are delivered first, in messages of their own
   std::uint64_t behind = 0;
   std::uint64_t seen = UINT64_MAX;  // number of events delivered when it was postponed
   TSessionViewRef view{};

@@ -82,7 +82,7 @@ void TVekClientMessageLoop::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msg
        std::string(packet, static_cast<std::size_t>(length)));
 }
 
-// The end of a session is told even without memory.
+// The end of a session is reported even without memory.
 void TVekClientMessageLoop::OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) {
   try {
     const TSessionViewRef before = pending_->View();
@@ -123,8 +123,7 @@ void TVekClientMessageLoop::OnVekChgPassResultEvent(VekApi::VekClient&, const st
                {.user = &user, .resultText = &resultText});
 }
 
-// Other events that still wait are dropped before the last callback: it is the last also when it runs a
-// message loop of its own.
+// Queued events are dropped before the last callback, so that it is the last even if it runs a nested loop.
 void TVekClientMessageLoop::OnVekClientDestroyEvent(VekApi::VekClient& client) {
   pending_->Close();
   destroying_ = true;
@@ -132,7 +131,7 @@ void TVekClientMessageLoop::OnVekClientDestroyEvent(VekApi::VekClient& client) {
   Dova::Os::DeallocateHWnd(window_);
 }
 
-// The callback may delete the client and with it the loop: what is needed to return is on this stack.
+// The callback may delete the client and the loop: everything needed to return is on this stack.
 void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message, const TLent& lent) {
   const std::shared_ptr<TPendingEvRecs> pending = pending_;
   const Dova::Os::TWindowRef window = window_;
@@ -144,7 +143,7 @@ void TVekClientMessageLoop::SendToWindow(const Dova::Os::TMessage& message, cons
              client_->Client().State(),
              me != thread_ ? TPendingEvRecs::kPatience : 0};
   if (!pending->Add(loan)) return;
-  // Also when a runtime ends this thread in the middle.
+  // Also if a runtime ends this thread meanwhile.
   struct TAdded {
     TPendingEvRecs& pending;
     TLoan& loan;

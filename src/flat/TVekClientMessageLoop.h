@@ -10,16 +10,15 @@
 #include "platform/runtime/TTimerQueue.h"
 #include "vekapi/VekApiC.h"
 
-// Stands between a client and its handler, who wants the events on the thread that created the client:
-// most events are queued, and the first of a row posts a message to a hidden window of that thread. Task
-// results and password results live only as long as their event: they are sent, and the raising thread waits.
+// The handler of a client whose callbacks run on the thread that created it. Most events are queued; the
+// first one queued posts a message to a hidden window of that thread. Task results and password results exist
+// only during their event: they are sent, and the raising thread waits.
 //
-// One message hands out a bounded part of the events; a message that comes behind everything else of the
-// thread goes on. A result that finds events in the queue lets the thread hand them out in this way first,
-// and is sent again.
+// One message delivers a limited part of the events; a message with lower priority than the thread's other
+// work continues. A result that finds queued events lets the thread deliver those first, and is sent again.
 //
 // The raising thread is inside the session's context. It lends its place to the window's thread (TLoan), so a
-// callback may connect, disconnect and delete as everywhere.
+// callback may connect, disconnect and delete as usual.
 //
 // Lives as long as its client, whose destroy event ends it, possibly inside one of its own callbacks.
 class TVekClientMessageLoop final : public VekApi::VekClientHandler,
@@ -46,7 +45,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   bool Open(const CVekClientCallbacks& callbacks, void* user);  // false: no window
   void Dismiss();
 
-  // The thread that raises the event, inside the context.
+  // On the thread that raises the event, inside the context.
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override;
   void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;
   void OnVekApReadyEvent(VekApi::VekClient& client) override;
@@ -61,7 +60,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   void Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text);
   void SendToWindow(const Dova::Os::TMessage& message, const TLent& lent);
 
-  // Any thread. Inside a callback on the window's thread the answers are those of the event's moment.
+  // Thread-safe. Inside a callback on the window's thread the results are those at the time of the event.
   VekApi::EVekClientState State() const override;
   const VekApi::VekTaskResult& SgnResult() const override;
   const char* ServerName() const override;
@@ -78,7 +77,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   void DeliverInItsPlace(TLoan& loan);
   void DeliverLent(const TLent& lent);
 
-  const std::uintptr_t thread_;  // the window's
+  const std::uintptr_t thread_;  // of the window
   const Dova::TTimerQueue& clock_;
   Dova::Os::TWindowRef window_;
   std::shared_ptr<TPendingEvRecs> pending_;

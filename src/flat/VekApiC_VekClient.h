@@ -6,7 +6,7 @@
 #include "vekapi/VekApiC.h"
 #include "vekapi/VekClient.h"
 
-// Answers what a client is asked, in place of the client.
+// Answers queries about a client in its place.
 class TAsOf {
  public:
   virtual VekApi::EVekClientState State() const = 0;
@@ -17,17 +17,17 @@ class TAsOf {
   ~TAsOf() = default;
 };
 
-// What a CVekClient handle points to: a client and the way from its events to plain functions. It is its own
-// client's handler; or somebody stands between, who hands the events on when their time has come, and answers
-// for the client.
+// The object of a CVekClient handle: a client, and the path from its events to C callbacks. Either it is its
+// client's own handler, or another handler stands between them, which passes the events on later and answers
+// queries for the client.
 //
-// An event may delete the object (but not OnVekClientDestroyEvent, which comes from the deletion): nothing in
-// here is touched after a callback.
+// An event may delete the object (except OnVekClientDestroyEvent, which is part of the deletion): no member
+// is accessed after a callback.
 class VekApiC_VekClient : public VekApi::VekClientHandler {
  public:
   // The table is copied.
   VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user);
-  // Both live as long as the client.
+  // Both must live as long as the client.
   VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user, VekApi::VekClientHandler& between,
                     const TAsOf& asOf);
   ~VekApiC_VekClient() override = default;
@@ -40,14 +40,14 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   const VekApi::VekTaskResult& SgnResult() const { return asOf_ ? asOf_->SgnResult() : client_.SgnResult(); }
   const char* ServerName() const { return asOf_ ? asOf_->ServerName() : client_.ServerName().c_str(); }
 
-  // Whether there is a function for an event.
+  // True if the callback of an event is set.
   template <class Callback>
   bool Wants(Callback CVekClientCallbacks::*callback) const {
     return callbacks_.*callback != nullptr;
   }
 
-  // For whoever means to delete the object: true for the first who asks. `handle` becomes null before the
-  // last callback, which may free it.
+  // For a caller about to delete the object: true for the first one. `handle` becomes null before the last
+  // callback, which may free it.
   bool BeginDelete(CVekClient& handle);
 
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override;
@@ -64,7 +64,8 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   template <class Callback, class... Args>
   void Raise(Callback callback, Args... args);
 
-  // Destroyed last; its destructor raises an event that reads what stands below. That has no destructor.
+  // Declared first, destroyed last; its destructor raises an event that reads the members below, which have
+  // no destructors.
   VekApi::VekClient client_;
   CVekClientCallbacks callbacks_{};
   void* user_ = nullptr;

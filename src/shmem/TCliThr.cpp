@@ -56,7 +56,7 @@ void TShMemCli::TCliThr::Pass() {
 }
 
 unsigned TShMemCli::TCliThr::WaitForRings() {
-  if (more_) return WaitFor(0);  // what is there is read before anyone is let run on
+  if (more_) return WaitFor(0);  // reads available data before yielding
   if (std::exchange(bulk_, false) || retries_ != 0) std::this_thread::yield();
   if (retries_ != 0) return WaitFor(retries_ > kBusyRetries ? kSlowRetryMs : 0);
   const unsigned polled = owner_.spinUs_ != 0 ? Poll() : 0;

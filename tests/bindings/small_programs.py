@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Small Python programs that once crashed, hung, or did not hear Ctrl-C. Freed memory is overwritten, so that using it shows.
+"""Small Python programs that once crashed, hung, or ignored Ctrl-C. Freed memory is overwritten to detect its use.
 
     small_programs.py LIBRARY HOST:PORT
 """

@@ -1,8 +1,8 @@
-// Random legal programs over the flat functions: every thread makes clients, gates and senders, with and
+// Random legal programs over the flat functions: every thread creates clients, gates and senders, with and
 // without a message loop, connects, sends, reconfigures and deletes them in any order, also inside callbacks,
-// while a server streams numbered reports and results, of which no session may miss one.
+// while a server streams numbered reports and results, of which no session may miss any.
 //
-// VEKAPI_RANDOM_PROGRAMS runs that many (some dozens otherwise), VEKAPI_RANDOM_SEED begins with that one.
+// VEKAPI_RANDOM_PROGRAMS sets their number (default: some dozens), VEKAPI_RANDOM_SEED the first seed.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -27,21 +27,21 @@ using VekSim::SimServer;
 
 constexpr int kSteps = 120;
 constexpr unsigned kSlots = 4;
-constexpr int kDeepest = 3;  // programs inside callbacks inside callbacks
+constexpr int kDeepest = 3;  // programs nested in callbacks
 
 class Program;
 
-// One object of each kind and what came of it. A slot is used by one thread, but for what is atomic.
+// One object of each kind and its data. A slot is used by one thread, except its atomic members.
 template <class Handle>
 struct Slot {
   Handle handle{};
   Program* program = nullptr;
   bool onLoop = false;
-  int last = -1;  // number that the session brought last; -1: none yet
+  int last = -1;  // last number received in the session; -1: none yet
   std::atomic<bool> gone{true};
 };
 
-// Numbered reports and results in turn to whoever is signed on, and a way to each.
+// Sends numbered reports and results alternately to all sessions signed on.
 class Stream {
  public:
   Stream() : gateway_({.upstreamPort = server_.Port(), .ringBytes = 4096}), thread_([this] { Run(); }) {}
@@ -54,14 +54,14 @@ class Stream {
 
   std::string Tcp() const { return ":" + server_.Setting(); }
   std::string SharedMemory() const { return gateway_.Setting(); }
-  // Not further ahead than some hundreds of what is asked for here: tests are about order, not about memory.
+  // Stays at most some hundreds ahead of the numbers requested here: the test is about order, not memory.
   void Pass() { passed_ += 50; }
 
  private:
   void Run() {
     for (int number = 0; !stop_;) {
       const std::string text = std::to_string(number);
-      // A number that nobody was there for is the next one's.
+      // A number without a receiver is used again.
       number += number % 2 == 0 ? server_.SendReport(SimServer::kAll, "#" + text)
                                 : server_.SendResult(SimServer::kAll, "#", "\x02T\n\x03N\n" + text + "\n");
       while (!stop_ && number > passed_ + 400) std::this_thread::yield();
@@ -93,7 +93,7 @@ class Program {
 
   void Run() {
     for (int step = 0; step < kSteps; ++step) Step();
-    depth_ = kDeepest;  // what is called back now only looks
+    depth_ = kDeepest;  // callbacks from now on only make queries
     while (AnythingLeft()) DeleteSomething();
     while (CVekMessageLoop_Dispatch(0) > 0) continue;
     while (fleeting_ != 0) std::this_thread::yield();
@@ -119,8 +119,8 @@ class Program {
     if (slot.gone) ++late_;
     if (slot.onLoop && std::this_thread::get_id() != thread_) ++elsewhere_;
   }
-  // On a loop everything may be done inside a callback; on the library's threads this one only asks and
-  // sends, as what belongs to the program may be deleted meanwhile.
+  // On a loop any call may be made inside a callback; on the library's threads only queries and sends,
+  // because the program's objects may be deleted meanwhile.
   template <class T>
   void React(T& slot, CVekClient* client) {
     Note(slot);
@@ -144,7 +144,7 @@ class Program {
     CVekClient_SendVekRequest(&client, cvmc_RequestAck, request, sizeof request - 1);
     CVekClient_SendVekQueryRequest(&client, request, 9);
   }
-  // What a sign-on replaces: read on the loop's thread, or inside a callback.
+  // Data replaced by a sign-on: read on the loop's thread, or inside a callback.
   void Read(CVekClient& client) {
     const CVekTaskResult result = CVekClient_SgnResult(&client);
     const CVekTable table = CVekTaskResult_IndexTable(&result, 0);
@@ -314,7 +314,7 @@ class Program {
         return DeleteAt(Any(senders_), CVekFlowCtrlSender_Delete);
     }
   }
-  // May come inside the deletion of the same client: that one goes on.
+  // May be called inside the deletion of the same client, which then continues.
   void DeleteClient(Slot<CVekClient>& slot) {
     if (!slot.gone) CVekClient_Delete(&slot.handle);
   }
@@ -328,7 +328,7 @@ class Program {
     return left(clients_) || left(gates_) || left(senders_);
   }
 
-  // A child may ask for everything that it inherited, and must neither hang nor crash.
+  // A child may query everything it inherited, and must neither hang nor crash.
   void Fork() {
     EXPECT_TRUE(vektest::EndsWellForked([this] {
       for (auto& slot : clients_) CVekClient_State(&slot.handle);
@@ -360,7 +360,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
 
-// Two threads with a program each; how many numbered events they saw.
+// Runs two threads with a program each; returns the number of numbered events received.
 int RunTwo(unsigned seed, Stream& stream) {
   std::array<std::thread, 2> threads;
   std::atomic<int> seen{0};
@@ -375,7 +375,8 @@ int RunTwo(unsigned seed, Stream& stream) {
   return seen;
 }
 
-// A server remembers who signed on: a new one now and then, so that memory tells of the library's alone.
+// A server stores every sign-on, so it is replaced now and then, and memory growth shows only the library's
+// leaks.
 TEST(RandomPrograms, EndWithoutCrashHangLateCallbackOrGap) {
   constexpr unsigned kProgramsOfAServer = 24;
   const unsigned first = FromEnvironment("VEKAPI_RANDOM_SEED", 1);

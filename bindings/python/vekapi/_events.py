@@ -29,7 +29,7 @@ def entry(kind, owner, event, last=False):
             owner._happened()
             if held:
                 owner._leave()
-            _leave()  # last: at the end, threads that are on their way out of here are waited for
+            _leave()  # last: at exit, threads still in here are waited for
 
     return kind(run)
 
