@@ -22,10 +22,10 @@
 
 namespace vektest {
 
-// Writes down the messenger's events, one line each, and what was received.
+// Records the messenger's events, one line each, and the received bytes.
 class MesRecorder : public Dova::TMesEvHandler {
  public:
-  std::function<void(const std::string&)> onEvent;  // inside the event, with its line
+  std::function<void(const std::string&)> onEvent;  // called inside the event, with its line
 
   void OnMesLinkReady(Dova::TMesBase*) override { Note("ready"); }
   void OnMesLinkError(Dova::TMesBase*, const std::string& reason) override { Note("error " + reason); }
@@ -43,7 +43,7 @@ class MesRecorder : public Dova::TMesEvHandler {
   bool WaitFor(const std::string& line) {
     return WaitUntil([&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
   }
-  // The line that tells of the link's end.
+  // The line that reports the link's end.
   std::string WaitForEnd() {
     std::string end;
     WaitUntil([&] {
@@ -60,7 +60,7 @@ class MesRecorder : public Dova::TMesEvHandler {
   bool WaitForBytes(const std::string& bytes) {
     return WaitUntil([&] { return received_ == bytes; });
   }
-  // All but those of bytes and room, which come as they come.
+  // All lines except those for data and space, whose number varies.
   std::vector<std::string> LinkLines() {
     const std::lock_guard lock(mutex_);
     std::vector<std::string> lines;
@@ -92,8 +92,8 @@ class MesRecorder : public Dova::TMesEvHandler {
   std::string received_;
 };
 
-// Nothing is more than it was. Waits for that: threads of other parts may still be ending, and the system
-// tells nobody when the last of one is gone.
+// True once no count exceeds `before`. Waits for that: threads of other components may still be ending, and
+// the system does not report when a thread is completely gone.
 inline bool SettlesTo(const std::map<std::string, std::size_t>& before) {
   const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   for (;;) {
@@ -132,7 +132,7 @@ class ShMemTest : public testing::Test {
     return made;
   }
 
-  // The rings are there and the gateway says so.
+  // The rings exist and the gateway announces them.
   void Link(std::uint32_t ringBytes = 1000) {
     ASSERT_TRUE(Create(ringBytes));
     proxy->Ready();

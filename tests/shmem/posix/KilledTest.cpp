@@ -1,6 +1,5 @@
-// Either side is killed at any moment. Only where the system closes what a killed process had open whatever
-// it was doing: Wine keeps sockets of a process that was killed in the middle of a receive, and its server
-// then never sleeps again.
+// Either side is killed at any time. Only for systems that close all descriptors of a killed process: Wine
+// keeps the sockets of a process killed during a receive, and its server then never sleeps again.
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -16,7 +15,7 @@ namespace {
 
 using VekSim::SimSeen;
 
-// From so many on, memory is compared, and each stage must have been met.
+// From this many rounds on, memory is compared, and each stage must have occurred.
 constexpr int kManyRounds = 1000;
 
 int Rounds() {
@@ -24,7 +23,7 @@ int Rounds() {
   return rounds != nullptr ? std::atoi(rounds) : 30;
 }
 
-// A moment between none and a little more than a session takes to get going.
+// A delay between zero and slightly more than a session needs to start.
 class AnyMoment {
  public:
   void Await() { std::this_thread::sleep_for(std::chrono::microseconds(random_() % 30'000)); }
@@ -47,7 +46,7 @@ std::map<std::string, long> Memory() {
 
 class Killed : public testing::Test {
  protected:
-  // What the side that lives holds is what it held before. `stage` is how far the other one had come.
+  // The surviving side holds no more resources than before. `stage` is how far the other side had come.
   void EndRound(int round, const std::string& stage) {
     ASSERT_TRUE(server_.WaitFor([](const SimSeen& seen) { return seen.signedOn.empty(); }));
     server_.Forget();
@@ -73,7 +72,7 @@ class Killed : public testing::Test {
   VekSim::SimServer server_;
 
  private:
-  static constexpr long kMayGrowKib = 8192;  // less than a KiB a round
+  static constexpr long kMayGrowKib = 8192;  // less than 1 KiB per round
   std::map<std::string, int> stages_;
   std::map<std::string, std::size_t> held_;
   std::map<std::string, long> memory_;
@@ -113,7 +112,7 @@ TEST_F(Killed, Gateway) {
   EndRounds(3);
 }
 
-// What the test below kills: this program itself.
+// The program killed by the test below: this program itself.
 TEST(ClientToKill, DISABLED_AsksForMoreAndMore) {
   Recorder recorder;
   VekApi::VekClient client(recorder);
@@ -134,7 +133,7 @@ TEST_F(Killed, Client) {
   for (int round = 0; round < Rounds(); ++round) {
     {
       Process client(Self(), {"--gtest_also_run_disabled_tests", "--gtest_filter=ClientToKill.*"});
-      EXPECT_NE(client.ReadLine(), "");  // it runs
+      EXPECT_NE(client.ReadLine(), "");  // it is running
       moment.Await();
       client.Kill();
     }
