@@ -10,7 +10,7 @@ void TCooling::Reserve(std::int64_t slots, std::int64_t periodNs) noexcept {
   const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(slots, kMany));
   if (wanted > capacity_) Grow(wanted);
   periodNs_ = periodNs;
-  // With entries of this span, the period fills the list except for the two entries at its ends.
+  // Entries of this span, plus the two at the ends of the period, at most fill the list.
   const auto steps = static_cast<std::int64_t>(capacity_) - 2;
   stepNs_ = slots <= static_cast<std::int64_t>(capacity_) ? 0 : periodNs / steps + 1;
 }
