@@ -52,10 +52,10 @@ bool SimRings::MakeBoth(const std::string& baseName, std::uint32_t bytes) {
 int SimRings::Make(Ring& ring, const std::string& name, std::uint32_t bytes) {
   const std::uint64_t whole = std::uint64_t{bytes} + 1 + kHead;
   if (!ring.mapping.Open(name, whole, EOpen::Make) || !ring.mapping.MapView(whole)) {
-    return ring.mapping.Error();
+    return ring.mapping.Error().code;
   }
-  if (!ring.readable.Open(name + ".REv", EOpen::Make)) return ring.readable.Error();
-  if (!ring.writable.Open(name + ".WEv", EOpen::Make)) return ring.writable.Error();
+  if (!ring.readable.Open(name + ".REv", EOpen::Make)) return ring.readable.Error().code;
+  if (!ring.writable.Open(name + ".WEv", EOpen::Make)) return ring.writable.Error().code;
   std::memset(ring.mapping.View(), 0, static_cast<std::size_t>(whole));
   ring.capacity = bytes + 1;
   ring.at = 0;

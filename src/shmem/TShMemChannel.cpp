@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "platform/os/ErrorText.h"
-
 namespace Dova {
 namespace {
 
@@ -66,8 +64,8 @@ bool TShMemChannel::OpenEvents(bool create) {
   return true;
 }
 
-bool TShMemChannel::Fail(const char* where, int systemError) {
-  error_ = where + SysErrorMessage(systemError);
+bool TShMemChannel::Fail(const char* where, Os::TError why) {
+  error_ = where + why.Text();
   Close();
   return false;
 }

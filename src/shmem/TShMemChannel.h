@@ -50,7 +50,7 @@ class TShMemChannel {
   bool OpenMapping(std::uint32_t size, bool create);
   bool Join();
   bool OpenEvents(bool create);
-  bool Fail(const char* where, int systemError);
+  bool Fail(const char* where, Os::TError why);
 
   std::string error_;
   std::string name_;

@@ -44,8 +44,8 @@ struct SocketTest : testing::Test {
   TSocket socket;
 
   void Connect() {
-    std::string error;
-    ASSERT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error;
+    Dova::Os::TError error;
+    ASSERT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error.Text();
     peer.Accept();
   }
 
@@ -96,7 +96,7 @@ TEST_F(SocketTest, PeerResetIsAFailureWithAText) {
   char byte = 0;
   EXPECT_LE(socket.Recv(&byte, 1), 0);  // Wine reports a reset as an end
   EXPECT_LT(socket.TrySend(&byte, 1), 0);
-  EXPECT_NE(socket.LastErrorText(), "");
+  EXPECT_TRUE(socket.LastError());
 }
 
 TEST_F(SocketTest, BackPressureKeepsEveryByteInOrder) {
@@ -150,8 +150,8 @@ TEST(SocketAbort, EndsAWaitingRecvWheneverItComes) {
   for (int round = 0; round < 60; ++round) {
     TTcpPeer peer;
     TSocket socket;
-    std::string error;
-    ASSERT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error;
+    Dova::Os::TError error;
+    ASSERT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error.Text();
     std::atomic<bool> ready{false};
     std::thread receiver([&] {
       char byte = 0;
@@ -184,11 +184,11 @@ TEST_F(SocketTest, AbortEndsAWaitForRoom) {
 TEST(SocketConnect, TimesOut) {
   const TestSupport::TFullListener silent;
   TSocket socket;
-  std::string error;
+  Dova::Os::TError error;
   const auto began = Dova::Os::MonotonicNs();
   EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(50), error));
   EXPECT_GE(Dova::Os::MonotonicNs() - began, 50'000'000);
-  EXPECT_NE(error, "");
+  EXPECT_NE(error.Text(), "");
 }
 
 TEST(SocketConnect, AbortEndsIt) {
@@ -198,9 +198,9 @@ TEST(SocketConnect, AbortEndsIt) {
     Dova::Os::SleepMs(20);  // usually the connect has begun; the result is the same if not
     socket.Abort();
   });
-  std::string error;
+  Dova::Os::TError error;
   EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(60000), error));
-  EXPECT_NE(error, "");
+  EXPECT_NE(error.Text(), "");
   aborter.join();
   EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(60000), error));
 }
@@ -210,17 +210,17 @@ TEST(SocketConnect, RefusedThenAnotherAddress) {
   const asio::ip::tcp::socket deaf(io, {asio::ip::make_address("127.0.0.1"), 0});  // bound, not listening
   TTcpPeer peer;
   TSocket socket;
-  std::string error;
+  Dova::Os::TError error;
   EXPECT_FALSE(socket.Connect(Local(deaf.local_endpoint().port()), InMs(10000), error));
-  EXPECT_NE(error, "");
-  EXPECT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error;
+  EXPECT_NE(error.Text(), "");
+  EXPECT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error.Text();
 }
 
 TEST(SocketConnect, VersionSix) {
   TTcpPeer peer("::1");
   TSocket socket;
-  std::string error;
-  ASSERT_TRUE(socket.Connect(Local(peer.Port(), "::1"), InMs(10000), error)) << error;
+  Dova::Os::TError error;
+  ASSERT_TRUE(socket.Connect(Local(peer.Port(), "::1"), InMs(10000), error)) << error.Text();
   peer.Accept();
   ASSERT_EQ(socket.TrySend("6", 1), 1);
   EXPECT_EQ(peer.Read(1), "6");
@@ -229,10 +229,10 @@ TEST(SocketConnect, VersionSix) {
 TEST(Resolve, NumbersAndNames) {
   EXPECT_TRUE(ResolveNumeric("localhost", 1).empty());
   EXPECT_TRUE(ResolveNumeric("", 1).empty());
-  std::string error;
-  EXPECT_FALSE(Dova::Os::ResolveName("localhost", 1, error).empty()) << error;
+  Dova::Os::TError error;
+  EXPECT_FALSE(Dova::Os::ResolveName("localhost", 1, error).empty()) << error.Text();
   EXPECT_TRUE(Dova::Os::ResolveName("no-such-host.invalid", 1, error).empty());
-  EXPECT_NE(error, "");
+  EXPECT_NE(error.Text(), "");
 }
 
 }  // namespace

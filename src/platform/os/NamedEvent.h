@@ -28,7 +28,7 @@ class TNamedEvent {
 
   void Set() noexcept;
 
-  int Error() const noexcept { return error_; }  // the system's code of the last failure
+  TError Error() const noexcept { return {nullptr, error_}; }  // of the last failure
 
  private:
   friend class TNamedEventWait;

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/os/Error.h"
+
 namespace Dova::Os {
 
 // How a named object is opened.
@@ -46,9 +48,9 @@ class TNamedMapping {
   std::byte* View() const noexcept;     // null if nothing is mapped
   std::uint64_t Size() const noexcept;  // accessible bytes at View()
 
-  int Error() const noexcept { return error_; }  // the system's code of the last failure
-  bool IsMissing() const noexcept;               // the failure was that nobody has created it
-  static int BadSizeError() noexcept;            // error code for an invalid size
+  TError Error() const noexcept { return {nullptr, error_}; }  // of the last failure
+  bool IsMissing() const noexcept;                             // the failure was that nobody has created it
+  static TError BadSizeError() noexcept;                       // the system's error for an invalid size
 
  private:
   struct TNative;

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/os/Error.h"
+
 namespace Dova::Os {
 
 // A network address with a port.
@@ -22,7 +24,7 @@ std::vector<TEndpoint> ResolveNumeric(const std::string& host, std::uint16_t por
 
 // Addresses of a host name, in the system's order of preference. May block without limit and cannot be
 // interrupted. If there are none, returns an empty list and sets `error`.
-std::vector<TEndpoint> ResolveName(const std::string& host, std::uint16_t port, std::string& error);
+std::vector<TEndpoint> ResolveName(const std::string& host, std::uint16_t port, TError& error);
 
 // A TCP client socket. One thread connects and receives; any thread may Abort or FinishSending; one thread at
 // a time sends. A forked child does not keep the connection: every call fails there.
@@ -38,7 +40,7 @@ class TSocket {
   // first connection is kept, the others are closed. Address families alternate. Returns false and sets
   // `error` if all failed (the last one's error), at dueNs (Os::MonotonicNs), or if aborted. May be called
   // again after a failure. Throws only std::bad_alloc.
-  bool Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, std::string& error);
+  bool Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, TError& error);
 
   // Disables Nagle's algorithm. Call it after Connect.
   void SetNoDelay() noexcept;
@@ -68,8 +70,8 @@ class TSocket {
   // side is shut down.
   bool WaitWritable() noexcept;
 
-  // The system's text for the failure of the calling thread's last call here.
-  static std::string LastErrorText();
+  // Why the calling thread's last call here failed.
+  static TError LastError();
 
  private:
   struct TNative;

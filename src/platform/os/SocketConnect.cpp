@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "platform/os/Clock.h"
-#include "platform/os/ErrorText.h"
 #include "platform/os/Socket.h"
 
 namespace Dova::Os {
@@ -26,15 +25,14 @@ std::vector<TEndpoint> TakeTurns(std::vector<TEndpoint> from) {
 
 }  // namespace
 
-bool TSocket::Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, std::string& error) {
+bool TSocket::Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, TError& error) {
   int failure = 0;
   const EAttempt outcome = Race(TakeTurns(to), dueNs, failure);
   DropAttempts();
   if (outcome == EAttempt::Made) return true;
-  const std::string last = failure == 0 ? "" : SysErrorMessage(failure);
-  if (outcome == EAttempt::Failed) error = last;
-  if (outcome == EAttempt::TimedOut) error = "connecting timed out" + (last.empty() ? "" : " (" + last + ")");
-  if (outcome == EAttempt::Aborted) error = "given up";
+  if (outcome == EAttempt::Failed) error = {nullptr, failure};
+  if (outcome == EAttempt::TimedOut) error = {"connecting timed out", failure};
+  if (outcome == EAttempt::Aborted) error = {"given up"};
   return false;
 }
 

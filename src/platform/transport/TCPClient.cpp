@@ -100,7 +100,7 @@ bool TCPClient::Is(EState state) {
 
 std::string TCPClient::SystemReason() const noexcept {
   try {
-    return Address() + ": " + Os::TSocket::LastErrorText();
+    return Address() + ": " + Os::TSocket::LastError().Text();
   } catch (const std::bad_alloc&) {
     return kOutOfMemory;
   }
@@ -130,10 +130,10 @@ void TCPClient::Work(Os::TSocket& socket) {
 
 bool TCPClient::Connect(Os::TSocket& socket) {
   const std::int64_t dueNs = Os::MonotonicNs() + std::int64_t{setting_.connectTimeoutMs} * 1'000'000;
-  std::string error;
+  Os::TError error;
   const auto endpoints = resolver_.Resolve(setting_.host, setting_.port, dueNs, error);
   if (endpoints.empty() || !socket.Connect(endpoints, dueNs, error)) {
-    End(Address() + ": " + error);
+    End(Address() + ": " + error.Text());
     return false;
   }
   if (setting_.noDelay) socket.SetNoDelay();

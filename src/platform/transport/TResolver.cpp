@@ -17,7 +17,7 @@ namespace {
 struct TLookup {
   bool done = false;
   std::vector<Os::TEndpoint> endpoints;
-  std::string error;
+  Os::TError error;
   std::vector<Os::TEvent*> waiters;
 };
 using TLookupRef = std::shared_ptr<TLookup>;
@@ -30,16 +30,16 @@ struct TLookups {
 
 void Run(const THost& host, TLookup& lookup) noexcept {
   std::vector<Os::TEndpoint> endpoints;
-  std::string error;
+  Os::TError error;
   try {
     endpoints = Os::ResolveName(host.first, host.second, error);
   } catch (const std::bad_alloc&) {
-    error = "Out of memory";
+    error = {"Out of memory"};
   }
   TLookups& lookups = PerProcess<TLookups>();
   const std::lock_guard lock(lookups.mutex);
   lookup.endpoints = std::move(endpoints);
-  lookup.error = std::move(error);
+  lookup.error = error;
   lookup.done = true;
   lookups.pending.erase(host);
   for (Os::TEvent* const each : lookup.waiters) each->Set();
@@ -80,13 +80,13 @@ void Await(TLookup& lookup, Os::TEvent& changed, const std::atomic<bool>& aborte
 }  // namespace
 
 std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint16_t port, std::int64_t dueNs,
-                                              std::string& error) {
+                                              Os::TError& error) {
   if (auto numeric = Os::ResolveNumeric(host, port); !numeric.empty()) return numeric;
   TLookups& lookups = PerProcess<TLookups>();
   std::unique_lock lock(lookups.mutex);
   const TLookupRef lookup = Find(lookups, lock, {host, port});
   if (!lookup) {
-    error = "no thread to look the host up";
+    error = {"no thread to look the host up"};
     return {};
   }
   Await(*lookup, changed_, aborted_, dueNs, lock);
@@ -94,7 +94,7 @@ std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint
     error = lookup->error;
     return lookup->endpoints;
   }
-  error = aborted_ ? "given up" : "look-up timed out";
+  error = {aborted_ ? "given up" : "look-up timed out"};
   return {};
 }
 

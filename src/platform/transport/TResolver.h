@@ -18,7 +18,7 @@ class TResolver {
   // Waits for the addresses. If there are none by dueNs (Os::MonotonicNs), or after Abort, returns an empty
   // list and sets `error`. Numeric hosts need no thread and no wait. Throws only std::bad_alloc.
   std::vector<Os::TEndpoint> Resolve(const std::string& host, std::uint16_t port, std::int64_t dueNs,
-                                     std::string& error);
+                                     Os::TError& error);
 
   // Thread-safe; may be called repeatedly.
   void Abort();

@@ -82,10 +82,10 @@ TEST(HandleShortage, AThreadIsRefusedAndMayBeAskedForAgain) {
 TEST(HandleShortage, ASocketSaysThatItCannotConnect) {
   TTcpPeer peer;
   const auto socket = MadeWithout<Dova::Os::TSocket>(kEvents);
-  std::string error;
+  Dova::Os::TError error;
   EXPECT_FALSE(socket->Connect(Dova::Os::ResolveNumeric("127.0.0.1", peer.Port()),
                                MonotonicNs() + 10'000'000'000, error));
-  EXPECT_NE(error, "");
+  EXPECT_TRUE(error);
   socket->FinishSending();
   socket->Abort();
 }

@@ -44,8 +44,8 @@ bool TNamedMapping::IsMissing() const noexcept {
   return error_ == ENOENT;
 }
 
-int TNamedMapping::BadSizeError() noexcept {
-  return EINVAL;
+TError TNamedMapping::BadSizeError() noexcept {
+  return {nullptr, EINVAL};
 }
 
 std::byte* TNamedMapping::View() const noexcept {

@@ -13,7 +13,6 @@
 #include <mutex>
 
 #include "platform/os/Clock.h"
-#include "platform/os/ErrorText.h"
 #include "platform/os/Mutex.h"
 #include "platform/os/posix/Descriptor.h"
 
@@ -200,8 +199,8 @@ bool TSocket::WaitWritable() noexcept {
   return polled && !native_->over;
 }
 
-std::string TSocket::LastErrorText() {
-  return SysErrorMessage(lastError);
+TError TSocket::LastError() {
+  return {nullptr, lastError};
 }
 
 }  // namespace Dova::Os

@@ -85,8 +85,8 @@ bool TNamedMapping::IsMissing() const noexcept {
   return error_ == ERROR_FILE_NOT_FOUND;
 }
 
-int TNamedMapping::BadSizeError() noexcept {
-  return ERROR_INVALID_PARAMETER;
+TError TNamedMapping::BadSizeError() noexcept {
+  return {nullptr, ERROR_INVALID_PARAMETER};
 }
 
 std::byte* TNamedMapping::View() const noexcept {

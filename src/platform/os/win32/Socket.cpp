@@ -8,7 +8,6 @@
 #include <mutex>
 
 #include "platform/os/Clock.h"
-#include "platform/os/ErrorText.h"
 #include "platform/os/Mutex.h"
 
 namespace Dova::Os {
@@ -227,8 +226,8 @@ bool TSocket::WaitWritable() noexcept {
   return false;
 }
 
-std::string TSocket::LastErrorText() {
-  return SysErrorMessage(lastError);
+TError TSocket::LastError() {
+  return {nullptr, lastError};
 }
 
 }  // namespace Dova::Os
