@@ -17,6 +17,8 @@ namespace VekApi
         private const int PatienceMs = 2000;  // at the program's end, for events running on other threads
         private static readonly HashSet<VekOwned> alive = new HashSet<VekOwned>();
         private static volatile bool ending;                        // guarded by the lock on `alive`, as is `inside`
+        private static readonly HashSet<Thread> libraryThreads = new HashSet<Thread>();  // that have run events
+        [ThreadStatic] private static int calls;                    // calls into the library in progress on this thread
         private readonly List<Thread> inside = new List<Thread>();  // threads in an event, or in a call that starts a session
         private readonly Thread loop;                               // thread whose message loop runs the events, or null
         private int users = 2;                                      // calls in progress, plus one until Made and one until Dispose
@@ -76,7 +78,17 @@ namespace VekApi
         protected virtual void Quieten() {}
 
         // Event arguments are borrowed from the object, which is not deleted before the event has returned.
-        protected void Event(Action action) { Call(() => LastEvent(action)); }
+        protected void Event(Action action)
+        {
+            if (calls == 0 && loop != Thread.CurrentThread)
+            {
+                lock (alive)
+                {
+                    if (libraryThreads.Add(Thread.CurrentThread)) libraryThreads.RemoveWhere(t => !t.IsAlive);
+                }
+            }
+            Call(() => LastEvent(action));
+        }
 
         protected void LastEvent(Action action)
         {
@@ -92,23 +104,38 @@ namespace VekApi
         protected bool Begin(Func<bool> action)
         {
             if (!Enter()) return false;
+            ++calls;
             try { return action(); }
-            finally { Leave(); }
+            finally
+            {
+                --calls;
+                Leave();
+            }
         }
 
         // The result of a function on the object; for a disposed one, that of a null handle.
         internal T Call<T>(Func<T> function)
         {
             if (!Hold()) return default(T);
+            ++calls;
             try { return function(); }
-            finally { LetGo(); }
+            finally
+            {
+                LetGo();
+                --calls;
+            }
         }
 
         internal void Call(Action action)
         {
             if (!Hold()) return;
+            ++calls;
             try { action(); }
-            finally { LetGo(); }
+            finally
+            {
+                LetGo();
+                --calls;
+            }
         }
 
         // The object is complete. If the program is ending, it or its client may already be disposed.
@@ -158,6 +185,19 @@ namespace VekApi
             }
             foreach (VekOwned owned in quiet) owned.EndOne();
             lock (alive) WaitWhile(o => !o.BelongsElsewhere() && o.disposed != 0 && o.users != 0, until);
+            WaitForLibraryThreads(until);
+        }
+
+        // Mono aborts if a thread it knows ends while it frees the program's memory.
+        private static void WaitForLibraryThreads(DateTime until)
+        {
+            List<Thread> left;
+            lock (alive) left = new List<Thread>(libraryThreads);
+            foreach (Thread thread in left.FindAll(t => t != Thread.CurrentThread))
+            {
+                TimeSpan patience = until - DateTime.UtcNow;
+                if (patience > TimeSpan.Zero) thread.Join(patience);
+            }
         }
 
         private void EndOne()
