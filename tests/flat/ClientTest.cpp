@@ -1,4 +1,3 @@
-#include <set>
 #include <stdexcept>
 
 #include "flat/FlatSession.h"
@@ -39,9 +38,6 @@ TEST_F(FlatSession, NullEntriesDropTheirEvents) {
   mes->Break("gone");
   CVekClient_Delete(&client);
   EXPECT_EQ(Take(), (Lines{"connect 2 ", "connect -3 gone"}));
-}
-
-TEST_F(FlatSession, LivesWithoutACallbackTable) {
   client = CVekClient_Create(nullptr, nullptr);
   SignOn();
   EXPECT_EQ(CVekClient_State(&client), cvcs_ApReady);
@@ -121,62 +117,6 @@ TEST_F(FlatSession, ScramblesAPacketInPlace) {
   CVekClient_EncPacket(&client, packet.data(), static_cast<int>(packet.size()));
   EXPECT_EQ(packet, Scrambled(Pack(9, "body text"), "key"));
   CVekClient_EncPacket(&client, nullptr, 12);
-}
-
-TEST_F(FlatSession, SignOnResultCanBeReadWhenReady) {
-  Create();
-  std::string rate;
-  onEvent = [&](CVekClient* handle, const std::string& line) {
-    if (line != "ready") return;
-    const CVekTaskResult result = CVekClient_SgnResult(handle);
-    const CVekTable head = CVekTaskResult_NameTable(&result, "head");
-    rate = CVekTable_RecordIndexField(&head, 0, 1);
-  };
-  SignOn();
-  EXPECT_EQ(rate, "1000");
-}
-
-// One event and its trigger. Every trigger but the first also causes a second event, after the first.
-struct Trigger {
-  const char* event;
-  std::function<void(TestMes&)> raise;
-};
-
-const Trigger kTriggers[] = {
-    {"unknown", [](TestMes& mes) { mes.Deliver(Pack(77, "x") + Pack(77, "y")); }},
-    {"connect", [](TestMes& mes) { mes.Break("gone"); }},
-    {"ready", [](TestMes& mes) { mes.Deliver(SgnResult() + Message(130, "r")); }},
-    {"result", [](TestMes& mes) { mes.Deliver(TaskResult("w", "\x02T\n") + Message(130, "r")); }},
-    {"chgpass", [](TestMes& mes) { mes.Deliver(ChgPassResult("id", "x") + Message(130, "r")); }},
-    {"ack", [](TestMes& mes) { mes.Deliver(Message(129, "w1") + Message(130, "r")); }},
-    {"report", [](TestMes& mes) { mes.Deliver(Message(130, "r") + Message(130, "s")); }},
-};
-
-TEST_F(FlatSession, TheClientMayBeDeletedInsideEveryEvent) {
-  for (const bool throughOwnHandle : {false, true}) {
-    for (const Trigger& trigger : kTriggers) {
-      SCOPED_TRACE(trigger.event);
-      onEvent = nullptr;
-      Create();
-      Link();
-      if (std::string(trigger.event) == "result") mes->Deliver(SgnResult());
-      Take();
-      onEvent = [&](CVekClient* handle, const std::string& line) {
-        if (line != "destroy") CVekClient_Delete(throughOwnHandle ? &client : handle);
-        if (line != "destroy" && !throughOwnHandle) {
-          EXPECT_EQ(handle->object, nullptr);
-        }
-      };
-      const Dstl::wise_ref<TestMes> link = mes;
-      trigger.raise(*link);
-      const Lines seen = Take();
-      ASSERT_EQ(seen.size(), 2u);
-      EXPECT_EQ(seen[0].rfind(trigger.event, 0), 0u);
-      EXPECT_EQ(seen[1], "destroy");
-      EXPECT_FALSE(TestMes::Last()) << "the link was closed";
-      client = {};
-    }
-  }
 }
 
 TEST_F(FlatSession, TheClientMayBeDeletedInsideEventsOfItsOwnCalls) {

@@ -7,28 +7,32 @@
 #include "support/TVirtualTimerQueue.h"
 #include "vekapi/VekApiC.h"
 
+namespace vektest {
 namespace {
 
+using CreateGate = CVekFlowCtrl (*)(const CVekFlowCtrlCallbacks*, void*);
+
+// A gate of two requests in 100 ms with both slots in use.
 struct FlatGate : testing::Test {
   ~FlatGate() override { CVekFlowCtrl_Delete(&gate); }
 
-  void Create(CVekOnFlowCtrlFree onFree) {
+  void Create(CVekOnFlowCtrlFree onFree, CreateGate create = CVekFlowCtrl_Create) {
     CVekFlowCtrlCallbacks callbacks{onFree};
-    gate = CVekFlowCtrl_Create(&callbacks, this);
+    gate = create(&callbacks, this);
     callbacks.OnVekFlowCtrlFree = nullptr;  // the table was copied
+    events = 0;
+    Fill();
   }
-  // Uses both slots of a gate of two requests in 100 ms.
   void Fill() {
     CVekFlowCtrl_SetFlowCtrl(&gate, 2, 100);
     EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
     EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
     EXPECT_NE(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
   }
-  static void Count(CVekFlowCtrl* handle, void* user) {
-    auto& self = *static_cast<FlatGate*>(user);
-    EXPECT_EQ(handle->object, self.gate.object);
-    EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(handle), 0);
-    ++self.events;
+  // Runs the timer on another thread than the loop's.
+  void Acknowledge(unsigned count) {
+    CVekFlowCtrl_SetAckTime(&gate, count);
+    std::thread([&] { time.Advance(100); }).join();
   }
 
   TestSupport::TVirtualTimerQueue time;
@@ -36,34 +40,27 @@ struct FlatGate : testing::Test {
   int events = 0;
 };
 
-TEST_F(FlatGate, TellsWhenItIsFreeAgain) {
-  Create(&FlatGate::Count);
-  Fill();
-  CVekFlowCtrl_SetAckTime(&gate, 1);
-  EXPECT_EQ(events, 0);
-  time.Advance(100);
+FlatGate& Of(void* user) {
+  return *static_cast<FlatGate*>(user);
+}
+
+TEST_F(FlatGate, TellsWhenItIsFreeAgainWhateverItsCallbackThrows) {
+  Create([](CVekFlowCtrl* handle, void* user) {
+    EXPECT_EQ(handle->object, Of(user).gate.object);
+    EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(handle), 0);
+    ++Of(user).events;
+    throw std::runtime_error("from a callback");
+  });
+  Acknowledge(1);
   EXPECT_EQ(events, 1);
   CVekFlowCtrl_SetAckTime(&gate, 2);
   CVekFlowCtrl_StartCheckTimer(&gate);
   time.Advance(100);
-  EXPECT_EQ(events, 2);
-}
-
-TEST_F(FlatGate, WhatACallbackThrowsIsDropped) {
-  Create([](CVekFlowCtrl*, void* user) {
-    ++static_cast<FlatGate*>(user)->events;
-    throw std::runtime_error("from a callback");
-  });
-  Fill();
-  CVekFlowCtrl_SetAckTime(&gate, 2);
-  time.Advance(100);
-  EXPECT_EQ(events, 1);
-  CVekFlowCtrl_StartCheckTimer(&gate);  // the locks were released: this would hang or throw otherwise
-  EXPECT_EQ(events, 2);
+  EXPECT_EQ(events, 2) << "the locks were released";
 }
 
 TEST_F(FlatGate, LockKeepsOtherThreadsOutAndMayBeTakenAgain) {
-  Create(&FlatGate::Count);
+  Create(nullptr);
   CVekFlowCtrl_Lock(&gate);
   CVekFlowCtrl_Lock(&gate);
   std::atomic<bool> released{false};
@@ -83,81 +80,48 @@ TEST_F(FlatGate, LockKeepsOtherThreadsOutAndMayBeTakenAgain) {
 }
 
 TEST_F(FlatGate, MayBeDeletedInItsOwnCallback) {
-  for (const bool byTimer : {false, true}) {
-    events = 0;
-    Create([](CVekFlowCtrl* handle, void* user) {
-      ++static_cast<FlatGate*>(user)->events;
-      CVekFlowCtrl_Delete(handle);
-      EXPECT_EQ(handle->object, nullptr);
-    });
-    CVekFlowCtrl_SetFlowCtrl(&gate, 1, 100);
-    if (byTimer) {
-      EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
-      CVekFlowCtrl_SetAckTime(&gate, 1);
-    } else {
-      CVekFlowCtrl_StartCheckTimer(&gate);
+  for (const CreateGate create : {CVekFlowCtrl_Create, CVekFlowCtrl_Create_OnMessageLoop}) {
+    for (const bool byTimer : {false, true}) {
+      Create(
+          [](CVekFlowCtrl* handle, void* user) {
+            ++Of(user).events;
+            CVekFlowCtrl_Delete(handle);
+            EXPECT_EQ(handle->object, nullptr);
+          },
+          create);
+      if (!byTimer) CVekFlowCtrl_SetFlowCtrl(&gate, 1, 100);
+      if (byTimer) CVekFlowCtrl_SetAckTime(&gate, 1);
+      if (!byTimer) CVekFlowCtrl_StartCheckTimer(&gate);
+      time.Advance(1000);
+      CVekMessageLoop_Dispatch(0);
+      EXPECT_EQ(events, 1);
+      gate = {};
     }
-    time.Advance(1000);
-    EXPECT_EQ(events, 1);
-    gate = {};
   }
 }
 
-struct FlatLoopGate : FlatGate {
-  void CreateOnLoop(CVekOnFlowCtrlFree onFree) {
-    const CVekFlowCtrlCallbacks callbacks{onFree};
-    gate = CVekFlowCtrl_Create_OnMessageLoop(&callbacks, this);
-    ASSERT_NE(gate.object, nullptr);
-  }
-  // Runs the timer.
-  void Pass(unsigned ms) {
-    std::thread([&] { time.Advance(ms); }).join();
-  }
-};
-
-TEST_F(FlatLoopGate, TellsOnItsOwnThreadOnceForWhatGathered) {
-  CreateOnLoop([](CVekFlowCtrl* handle, void* user) {
-    auto& self = *static_cast<FlatLoopGate*>(user);
-    ++self.events;
-    // No lock is held: another thread can use the gate meanwhile.
-    std::thread([=] { CVekFlowCtrl_CheckFlowCtrl(handle); }).join();
-  });
-  Fill();
-  CVekFlowCtrl_SetAckTime(&gate, 1);
-  Pass(100);
+TEST_F(FlatGate, TellsOnItsLoopsThreadOnceForWhatGathered) {
+  Create(
+      [](CVekFlowCtrl* handle, void* user) {
+        ++Of(user).events;
+        // No lock is held: another thread can use the gate meanwhile.
+        std::thread([=] { CVekFlowCtrl_CheckFlowCtrl(handle); }).join();
+      },
+      CVekFlowCtrl_Create_OnMessageLoop);
+  Acknowledge(1);
   CVekFlowCtrl_StartCheckTimer(&gate);
   EXPECT_EQ(events, 0) << "nothing comes outside the loop";
   EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
   EXPECT_EQ(events, 1);
   EXPECT_EQ(CVekMessageLoop_Dispatch(0), 0);
-  CVekFlowCtrl_SetAckTime(&gate, 2);
-  Pass(100);
-  CVekFlowCtrl_Delete(&gate);
-  CVekMessageLoop_Dispatch(0);
-  EXPECT_EQ(events, 1) << "none comes after the deletion";
-}
-
-TEST_F(FlatLoopGate, MayBeDeletedInItsOwnCallback) {
-  CreateOnLoop([](CVekFlowCtrl* handle, void* user) {
-    ++static_cast<FlatLoopGate*>(user)->events;
-    CVekFlowCtrl_Delete(handle);
-  });
-  CVekFlowCtrl_SetFlowCtrl(&gate, 1, 100);
-  CVekFlowCtrl_StartCheckTimer(&gate);
-  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
-  EXPECT_EQ(events, 1);
-  gate = {};
-}
-
-TEST_F(FlatGate, DeletedTwiceIsDeletedOnce) {
-  Create(&FlatGate::Count);
-  Fill();
-  CVekFlowCtrl_SetAckTime(&gate, 1);
+  Acknowledge(2);
   CVekFlowCtrl_Delete(&gate);
   EXPECT_EQ(gate.object, nullptr);
   CVekFlowCtrl_Delete(&gate);
+  CVekMessageLoop_Dispatch(0);
   time.Advance(1000);
-  EXPECT_EQ(events, 0);
+  EXPECT_EQ(events, 1) << "none comes after the deletion";
 }
 
 }  // namespace
+}  // namespace vektest

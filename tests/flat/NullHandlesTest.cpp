@@ -7,6 +7,7 @@
 
 #include "vekapi/VekApiC.h"
 
+namespace vektest {
 namespace {
 
 // All exports, from the list used to link the library.
@@ -25,6 +26,17 @@ std::function<bool()> Walk(std::function<bool(Handle*)> gives) {
   };
 }
 
+// Makes an object without callbacks.
+template <class Handle, class Callbacks>
+std::function<bool()> Made(Handle (*create)(const Callbacks*, void*), void (*destroy)(Handle*)) {
+  return [=] {
+    Handle handle = create(nullptr, nullptr);
+    const bool made = handle.object != nullptr;
+    destroy(&handle);
+    return made && !handle.object;
+  };
+}
+
 #define NULL_RESULT(Handle, call) Walk<Handle>([](Handle* h) { return (call) == nullptr; })
 #define NULL_HANDLE(Handle, call) Walk<Handle>([](Handle* h) { return (call).object == nullptr; })
 #define ANSWER(Handle, call, answer) Walk<Handle>([](Handle* h) { return (call) == (answer); })
@@ -40,20 +52,8 @@ const std::map<std::string, std::function<bool()>> kWalk = {
 
     {"CVekClient_ChgPass", ANSWER(CVekClient, CVekClient_ChgPass(h, "u", "o", "n"), false)},
     {"CVekClient_Connect", ANSWER(CVekClient, CVekClient_Connect(h, "s", "a", "v", "1", "2", "p"), false)},
-    {"CVekClient_Create",
-     [] {
-       CVekClient client = CVekClient_Create(nullptr, nullptr);
-       const bool made = client.object != nullptr;
-       CVekClient_Delete(&client);
-       return made && !client.object;
-     }},
-    {"CVekClient_Create_OnMessageLoop",
-     [] {
-       CVekClient client = CVekClient_Create_OnMessageLoop(nullptr, nullptr);
-       const bool made = client.object != nullptr;
-       CVekClient_Delete(&client);
-       return made && !client.object;
-     }},
+    {"CVekClient_Create", Made(CVekClient_Create, CVekClient_Delete)},
+    {"CVekClient_Create_OnMessageLoop", Made(CVekClient_Create_OnMessageLoop, CVekClient_Delete)},
     {"CVekClient_Delete", NOTHING(CVekClient, CVekClient_Delete(h))},
     {"CVekClient_Disconnect", NOTHING(CVekClient, CVekClient_Disconnect(h))},
     {"CVekClient_EncPacket", NOTHING(CVekClient, CVekClient_EncPacket(h, buffer, 16))},
@@ -73,20 +73,8 @@ const std::map<std::string, std::function<bool()>> kWalk = {
 
     {"CVekFlowCtrl_CheckFlowCtrl", ANSWER(CVekFlowCtrl, CVekFlowCtrl_CheckFlowCtrl(h), 0)},
     {"CVekFlowCtrl_Clear", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Clear(h))},
-    {"CVekFlowCtrl_Create",
-     [] {
-       CVekFlowCtrl gate = CVekFlowCtrl_Create(nullptr, nullptr);
-       const bool made = gate.object != nullptr;
-       CVekFlowCtrl_Delete(&gate);
-       return made && !gate.object;
-     }},
-    {"CVekFlowCtrl_Create_OnMessageLoop",
-     [] {
-       CVekFlowCtrl gate = CVekFlowCtrl_Create_OnMessageLoop(nullptr, nullptr);
-       const bool made = gate.object != nullptr;
-       CVekFlowCtrl_Delete(&gate);
-       return made && !gate.object;
-     }},
+    {"CVekFlowCtrl_Create", Made(CVekFlowCtrl_Create, CVekFlowCtrl_Delete)},
+    {"CVekFlowCtrl_Create_OnMessageLoop", Made(CVekFlowCtrl_Create_OnMessageLoop, CVekFlowCtrl_Delete)},
     {"CVekFlowCtrl_Delete", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Delete(h))},
     {"CVekFlowCtrl_IsFlowCfg", ANSWER(CVekFlowCtrl, CVekFlowCtrl_IsFlowCfg(h), false)},
     {"CVekFlowCtrl_Lock", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Lock(h))},
@@ -156,3 +144,4 @@ TEST(NullHandles, EveryExportAnswersWithItsNullResult) {
 }
 
 }  // namespace
+}  // namespace vektest

@@ -7,6 +7,7 @@
 #include "result/packets.h"
 #include "vekapi/VekApiC.h"
 
+namespace vektest {
 namespace {
 
 const char kText[] =
@@ -128,3 +129,4 @@ TEST(CstrToBSTRTest, KeepsEveryByte) {
 }
 
 }  // namespace
+}  // namespace vektest

@@ -3,12 +3,12 @@
 #include <atomic>
 #include <functional>
 #include <thread>
-#include <vector>
 
 #include "platform/runtime/TThreadTimerQueue.h"
 #include "support/TVirtualTimerQueue.h"
 #include "vekapi/VekFlowCtrl.h"
 
+namespace vektest {
 namespace {
 
 struct TGate : VekApi::VekFlowCtrl {
@@ -216,30 +216,5 @@ TEST(Gate, NothingSlipsThroughWhileTheRateIsSet) {
   EXPECT_LE(went, kSettings + 1);
 }
 
-// The timer thread in the event, other threads sending and acknowledging with the user lock held: no
-// deadlock.
-TEST(Gate, PathsMeetOnRealThreads) {
-  TGate gate;
-  std::atomic<bool> stop{false};
-  gate.onFree = [&] {
-    const VekApi::VekFlowCtrlLocker lock(gate);
-    while (gate.CheckFlowCtrl() == 0) continue;
-  };
-  gate.SetFlowCtrl(3, 1);
-  gate.StartCheckTimer();
-  std::vector<std::thread> threads;
-  threads.emplace_back([&] {
-    while (!stop) {
-      const VekApi::VekFlowCtrlLocker lock(gate);
-      if (gate.CheckFlowCtrl() != 0) gate.StartCheckTimer();
-    }
-  });
-  threads.emplace_back([&] {
-    while (!stop) gate.VekAckParser(129, "a\nb");
-  });
-  while (gate.events < 50) std::this_thread::yield();
-  stop = true;
-  for (auto& thread : threads) thread.join();
-}
-
 }  // namespace
+}  // namespace vektest

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -107,19 +106,6 @@ INSTANTIATE_TEST_SUITE_P(Links, PacedLink,
                          testing::Values(LinkCase{200, 50, 0, 0, 0}, LinkCase{7, 3, 0, 0, 1},
                                          LinkCase{50, 20, 5, 0, 1}, LinkCase{100, 10, 0, 97, 0}));
 
-TEST(Paced, TheServerCountsWhatComesUngated) {
-  SimConfig config;
-  config.requestRate = {5, 10'000};
-  SimServer server(config);
-  Paced paced(server);
-  ASSERT_TRUE(paced.Connect());
-  std::deque<std::string> orders;
-  for (int i = 0; i < 20; ++i) orders.push_back(Order(i));
-  EXPECT_EQ(paced.sender.SendVekRequests(orders), 20U);
-  ASSERT_TRUE(server.WaitFor([](const SimSeen& seen) { return seen.requestCount == 20; }));
-  EXPECT_EQ(server.Seen().requestViolations, 15U);
-}
-
 // Senders on several threads, one of them under the user lock; acknowledgements on the link's thread and
 // false ones on another; free events from the timer; a session that connects and disconnects. Must not hang.
 TEST(Paced, EverybodyAtOnce) {
@@ -160,32 +146,6 @@ TEST(Paced, EverybodyAtOnce) {
   }
   stop = true;
   for (auto& thread : threads) thread.join();
-}
-
-// The timer is due and acknowledgements arrive while the sender is destroyed, or its client disconnects
-// first.
-TEST(Paced, DestructionAtAnyMoment) {
-  SimConfig config;
-  config.keepPackets = false;
-  SimServer server(config);
-  Recorder recorder;
-  for (int round = 0; round < 60; ++round) {
-    VekClient client(recorder);
-    client.Connect("127.0.0.1:" + std::to_string(server.Port()), "Paced", "1.0.0.0", "trader", "", "secret");
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    recorder.Take();
-    auto sender = std::make_unique<VekFlowCtrlSender>(client);
-    sender->SetFlowCtrl(1, 1);
-    sender->SendVekRequests({Order(1), Order(2), Order(3)});
-    ASSERT_TRUE(recorder.WaitFor("ack 129"));
-    sender->SetAckTime(1);  // due in a millisecond
-    std::thread disconnecting;
-    if (round % 2 == 0) disconnecting = std::thread([&] { client.Disconnect(); });
-    for (int i = 0; i < round * 20; ++i) std::this_thread::yield();
-    sender.reset();
-    if (disconnecting.joinable()) disconnecting.join();
-    recorder.Take();
-  }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "sim/SimServer.h"
 #include "vekapi/VekApiC.h"
 
+namespace vektest {
 namespace {
 
 std::promise<void>* ending = nullptr;
@@ -23,48 +24,37 @@ void EndThisThread() {
   pthread_exit(nullptr);
 }
 
-bool Connect(CVekClient& client, const VekSim::SimServer& server) {
-  const std::string setting = ":" + server.Setting();
-  return CVekClient_Connect(&client, setting.c_str(), "Exit", "1.0.0.0", "trader", "9800001", "secret");
-}
+// Where a client's first event comes.
+const struct {
+  const char* where;
+  bool onLoop;
+  bool connects;
+} kPlaces[] = {{"on the link's thread", false, true}, {"in a loop", true, true}, {"in a call", false, false}};
 
-TEST(ForcedUnwind, PassesFromACallbackOnTheLinksThread) {
-  std::promise<void> ended;
-  ending = &ended;
-  CVekClientCallbacks callbacks{};
-  callbacks.OnVekApReadyEvent = [](CVekClient*, void*) { EndThisThread(); };
-  VekSim::SimServer server;
-  CVekClient client = CVekClient_Create(&callbacks, nullptr);
-  ASSERT_TRUE(Connect(client, server));
-  ended.get_future().wait();
-  CVekClient_Delete(&client);
-}
-
-TEST(ForcedUnwind, PassesFromACallbackInsideALoop) {
-  std::promise<void> ended;
-  ending = &ended;
-  CVekClientCallbacks callbacks{};
-  callbacks.OnVekApReadyEvent = [](CVekClient*, void*) { EndThisThread(); };
-  VekSim::SimServer server;
-  CVekClient client{};
-  std::thread([&] {
-    client = CVekClient_Create_OnMessageLoop(&callbacks, nullptr);
-    ASSERT_TRUE(Connect(client, server));
-    while (CVekMessageLoop_Dispatch(-1) >= 0) continue;
-  }).join();
-  ended.get_future().wait();
-  CVekClient_Delete(&client);
-}
-
-TEST(ForcedUnwind, PassesFromACallbackInsideACall) {
-  std::promise<void> ended;
-  ending = &ended;
-  CVekClientCallbacks callbacks{};
-  callbacks.OnVekConnectEvent = [](CVekClient*, void*, const char*) { EndThisThread(); };
-  CVekClient client = CVekClient_Create(&callbacks, nullptr);
-  std::thread([&] { CVekClient_Disconnect(&client); }).join();
-  ended.get_future().wait();
-  CVekClient_Delete(&client);
+TEST(ForcedUnwind, PassesFromEveryCallback) {
+  for (const auto& [where, onLoop, connects] : kPlaces) {
+    SCOPED_TRACE(where);
+    std::promise<void> ended;
+    ending = &ended;
+    CVekClientCallbacks callbacks{};
+    if (connects) {
+      callbacks.OnVekApReadyEvent = [](CVekClient*, void*) { EndThisThread(); };
+    } else {
+      callbacks.OnVekConnectEvent = [](CVekClient*, void*, const char*) { EndThisThread(); };
+    }
+    VekSim::SimServer server;
+    const std::string setting = ":" + server.Setting();
+    CVekClient client{};
+    std::thread([&, loop = onLoop, connect = connects] {
+      client = (loop ? CVekClient_Create_OnMessageLoop : CVekClient_Create)(&callbacks, nullptr);
+      if (!connect) return CVekClient_Disconnect(&client);
+      CVekClient_Connect(&client, setting.c_str(), "Exit", "1.0.0.0", "trader", "9800001", "secret");
+      while (loop && CVekMessageLoop_Dispatch(-1) >= 0) continue;
+    }).join();
+    ended.get_future().wait();
+    CVekClient_Delete(&client);
+  }
 }
 
 }  // namespace
+}  // namespace vektest

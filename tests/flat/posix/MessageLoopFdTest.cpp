@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include "flat/LoopSession.h"
+#include "platform/os/MessageWindow.h"
 
 namespace vektest {
 namespace {
@@ -30,6 +31,31 @@ TEST_F(LoopSession, TheDescriptorIsReadableWhileThereIsWork) {
   std::thread([&] { mes->Deliver(Message(130, "b")); }).join();
   CVekClient_Delete(&client);
   EXPECT_FALSE(IsReadable(fd)) << "what is dropped does not wait";
+}
+
+struct NoHandler final : Dova::Os::TMessageHandler {
+  bool OnMessage(const Dova::Os::TMessage&) noexcept override { return true; }
+  void OnWindowGone() noexcept override {}
+};
+
+TEST_F(LoopSession, AFullMessageQueueIsTriedAgain) {
+  SignOnOnLoop();
+  NoHandler handler;
+  const auto window = Dova::Os::AllocateHWnd_Impl(handler);
+  int posts = 0;
+  while (window->Post(1100) == Dova::Os::EPost::Posted) ASSERT_LE(++posts, 10'000);
+  Queue(Message(130, "a"));
+  time.Advance(1000);  // still full
+  DispatchAll();
+  EXPECT_EQ(Take(), Lines{});
+  Queue(Message(130, "b"));
+  time.Advance(999);
+  DispatchAll();
+  EXPECT_EQ(Take(), Lines{}) << "before the retry";
+  time.Advance(1);
+  DispatchAll();
+  EXPECT_EQ(Take(), (Lines{"report a", "report b"}));
+  Dova::Os::DeallocateHWnd(window);
 }
 
 TEST(MessageLoopCreation, WithoutADescriptorThereIsNoClient) {
