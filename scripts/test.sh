@@ -5,7 +5,7 @@
 one_process_a_test() { [[ $1 == linux ]]; }
 
 # Tests that take seconds: long streams, random runs, real timeouts, other processes.
-slow_tests='Live\.|LoopLive|Paced|Hostile|CodePage950|KilledGateway|OtherProcess|OverRings|Scribbles'
+slow_tests='Live\.|RandomPrograms|Paced|Hostile|CodePage950|KilledGateway|OtherProcess|OverRings|Scribbles'
 
 # chosen_tests PRESET: sets `chosen`, arguments for CTest, from `pattern` and `quick`.
 chosen_tests() {
