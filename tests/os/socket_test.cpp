@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 
@@ -145,17 +144,29 @@ TEST_F(SocketTest, SendsWhileAnotherThreadWaitsInRecv) {
   EXPECT_EQ(answer, "abc");
 }
 
-// Each way of waiting, ended by Abort from another thread at different delays after the start of the wait.
+// Calls Abort while another thread runs `wait`, with a delay that grows with the round.
+template <class TWait>
+void AbortInRound(TSocket& socket, int round, TWait wait) {
+  Dova::Os::TEvent entering;
+  std::thread waiter([&] {
+    entering.Set();
+    wait();
+  });
+  entering.Wait();
+  const auto until = Dova::Os::MonotonicNs() + round * 20'000;
+  while (Dova::Os::MonotonicNs() < until) std::this_thread::yield();
+  socket.Abort();
+  waiter.join();
+}
+
 TEST(SocketAbort, EndsAWaitingRecvWheneverItComes) {
   for (int round = 0; round < 60; ++round) {
     TTcpPeer peer;
     TSocket socket;
     Dova::Os::TError error;
     ASSERT_TRUE(socket.Connect(Local(peer.Port()), InMs(10000), error)) << error.Text();
-    std::atomic<bool> ready{false};
-    std::thread receiver([&] {
+    AbortInRound(socket, round, [&] {
       char byte = 0;
-      ready = true;
       EXPECT_LE(socket.Recv(&byte, 1), 0);
       EXPECT_LE(socket.Recv(&byte, 1), 0);
       EXPECT_LE(socket.TryRecv(&byte, 1), 0);
@@ -163,11 +174,6 @@ TEST(SocketAbort, EndsAWaitingRecvWheneverItComes) {
       EXPECT_LT(socket.TrySend("x", 1), 0);
       EXPECT_FALSE(socket.WaitWritable());
     });
-    while (!ready) std::this_thread::yield();
-    const auto until = Dova::Os::MonotonicNs() + round * 20'000;
-    while (Dova::Os::MonotonicNs() < until) std::this_thread::yield();
-    socket.Abort();
-    receiver.join();
   }
 }
 
@@ -175,10 +181,7 @@ TEST_F(SocketTest, AbortEndsAWaitForRoom) {
   Connect();
   const std::string all = Pattern(kMuch);
   ASSERT_LT(Fill(all), all.size());
-  std::thread sender([&] { EXPECT_FALSE(socket.WaitWritable()); });
-  Dova::Os::SleepMs(20);  // usually the wait has begun; the result is the same if not
-  socket.Abort();
-  sender.join();
+  AbortInRound(socket, 60, [&] { EXPECT_FALSE(socket.WaitWritable()); });
 }
 
 TEST(SocketConnect, TimesOut) {
@@ -191,18 +194,16 @@ TEST(SocketConnect, TimesOut) {
   EXPECT_NE(error.Text(), "");
 }
 
-TEST(SocketConnect, AbortEndsIt) {
+TEST(SocketConnect, AbortEndsItWheneverItComes) {
   const TestSupport::TFullListener silent;
-  TSocket socket;
-  std::thread aborter([&] {
-    Dova::Os::SleepMs(20);  // usually the connect has begun; the result is the same if not
-    socket.Abort();
-  });
-  Dova::Os::TError error;
-  EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(60000), error));
-  EXPECT_NE(error.Text(), "");
-  aborter.join();
-  EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(60000), error));
+  for (int round = 0; round < 60; ++round) {
+    TSocket socket;
+    Dova::Os::TError error;
+    AbortInRound(socket, round,
+                 [&] { EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(60000), error)); });
+    EXPECT_NE(error.Text(), "");
+    EXPECT_FALSE(socket.Connect(Local(silent.Port()), InMs(60000), error));
+  }
 }
 
 TEST(SocketConnect, RefusedThenAnotherAddress) {

@@ -26,7 +26,9 @@ class Memory {
     std::memcpy(&value, Base() + offset, 4);
     return value;
   }
+  // The capacity in the memory must have no effect: it is read only once, before.
   void SetIndices(std::uint32_t read, std::uint32_t write) {
+    Set(0, 0xFFFFFFFF);
     Set(4, read);
     Set(8, write);
   }

@@ -147,20 +147,21 @@ struct StreamCase {
   std::uint32_t messages;
 };
 
-class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMesEvHandler {
+class StressStream : public ShMemTest,
+                     public testing::WithParamInterface<StreamCase>,
+                     public Dova::TMesEvHandler {
  protected:
   void TearDown() override {
     if (gateway_.joinable()) {
-      rings_.Stop();
+      rings.Stop();
       gateway_.join();
     }
-    const Dova::TSyncScope inside(mes_->SyncContext());
-    mes_->Close();
+    Close();
   }
 
-  void OnMesRecvReady(Dova::TMesBase* mes) override {
+  void OnMesRecvReady(Dova::TMesBase* from) override {
     char buffer[65536];
-    for (int count = 0; (count = mes->Recv(buffer, sizeof buffer)) > 0;) {
+    for (int count = 0; (count = from->Recv(buffer, sizeof buffer)) > 0;) {
       down_.Take(buffer, static_cast<std::size_t>(count));
     }
     Note(received_, down_);
@@ -172,18 +173,12 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
     changed_.notify_all();
   }
 
-  void Link() {
-    ASSERT_TRUE(rings_.Create(FreshName(), GetParam().ringBytes));
-    ASSERT_TRUE(mes_->SettingApply("TestMes:ok"));
-    mes_->SetEvHandler(this);
+  void Start() {
+    Link(GetParam().ringBytes);
     {
-      const Dova::TSyncScope inside(mes_->SyncContext());
-      ASSERT_TRUE(mes_->Open());
+      const Dova::TSyncScope inside(mes->SyncContext());
+      mes->SetEvHandler(this);
     }
-    proxy_ = TestMes::Last();
-    proxy_->Ready();
-    proxy_->TakeSent();
-    proxy_->Deliver("Ack:ShMemName:" + rings_.BaseName() + "\n");
     gateway_ = std::thread([this] { Serve(); });
   }
 
@@ -200,22 +195,22 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
         at = 0;
         ++made;
       }
-      const int wrote = rings_.Write(writing.data() + at, writing.size() - at);
-      const int read = rings_.Read(buffer.data(), buffer.size());
+      const int wrote = rings.Write(writing.data() + at, writing.size() - at);
+      const int read = rings.Read(buffer.data(), buffer.size());
       ASSERT_GE(wrote, 0);
       ASSERT_GE(read, 0);
       at += static_cast<std::size_t>(wrote);
       up_.Take(buffer.data(), static_cast<std::size_t>(read));
       if (read != 0) Note(arrived_, up_);
-      if (wrote == 0 && read == 0 && rings_.Wait() == 0) return;
+      if (wrote == 0 && read == 0 && rings.Wait() == 0) return;
     }
   }
 
   // Lets a heartbeat period pass, and answers it as a gateway does.
   void Heartbeat() {
-    time_.Advance(30'000);
-    EXPECT_EQ(proxy_->TakeSent(), "Hb:\n");
-    proxy_->Deliver("Hb:\n");
+    time.Advance(30'000);
+    EXPECT_EQ(proxy->TakeSent(), "Hb:\n");
+    proxy->Deliver("Hb:\n");
   }
 
   void Note(std::uint32_t& count, const Checker& checker) {
@@ -231,10 +226,6 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
     return !broken_;
   }
 
-  TestSupport::TVirtualTimerQueue time_;
-  VekSim::SimRings rings_;
-  Dstl::wise_ref<Dova::TMesBase> mes_ = Dova::TShMemCli::Make();
-  Dstl::wise_ref<TestMes> proxy_;
   std::uint32_t total_ = LongRun() ? 1'000'000 : GetParam().messages;
   Checker up_, down_;
   std::thread gateway_;
@@ -250,11 +241,11 @@ class StressStream : public testing::TestWithParam<StreamCase>, public Dova::TMe
 constexpr std::uint32_t kAhead = 200;
 
 TEST_P(StressStream, BothWaysInOrderAndWhole) {
-  Link();
+  Start();
   Messages messages(2);
   for (std::uint32_t i = 0; i < total_; ++i) {
     const std::string message = messages.Next();
-    ASSERT_EQ(mes_->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
+    ASSERT_EQ(mes->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
     ASSERT_TRUE(Await(arrived_, i < kAhead ? 0 : i - kAhead)) << "after " << arrived_;
     if (i % (total_ / 10) == 1) Heartbeat();
   }
