@@ -110,10 +110,6 @@ void SimGateway::Stop() {
   impl_->Stop();
 }
 
-void SimGateway::Freeze() {
-  impl_->Post([](SimGatewayLink& link) { link.Freeze(); });
-}
-
 void SimGateway::DropLinks() {
   impl_->Post([](SimGatewayLink& link) { link.Close(); });
 }

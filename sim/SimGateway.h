@@ -16,7 +16,6 @@ struct SimGatewayConfig {
   /// Names consist of this, an unguessable number, and a counter.
   std::string namePrefix = "vekgate";
   int spinUs = 0;  ///< how long the gateway polls a ring before it sleeps
-  bool answerHeartbeats = true;
   /// The process terminates at once, as if killed, after so many bytes to a client; 0: never.
   std::uint64_t crashAfter = 0;
   std::function<void(const std::string&)> log{};  ///< called per line, on the gateway's thread
@@ -41,8 +40,6 @@ class SimGateway {
   std::string Setting() const;
   void Stop();
 
-  /// From now on no byte is moved and no line answered; the links stay open.
-  void Freeze();
   /// Ends all links.
   void DropLinks();
 

@@ -45,9 +45,8 @@ void SimGatewayLink::ReadProxy() {
 }
 
 void SimGatewayLink::OnProxyLine(const std::string& line) {
-  if (frozen_) return;
   if (line == "Req:ShMemName" && rings_.BaseName().empty()) OpenRings();
-  if (line.rfind("Hb:", 0) == 0 && config_.answerHeartbeats) Answer("Hb:\n");
+  if (line.rfind("Hb:", 0) == 0) Answer("Hb:\n");
 }
 
 void SimGatewayLink::Answer(const std::string& line) {
@@ -109,7 +108,7 @@ void SimGatewayLink::WaitForRings() {
 // ---- carrying ----
 
 void SimGatewayLink::CarryUp() {
-  if (carryingUp_ || frozen_ || !linked_) return;
+  if (carryingUp_ || !linked_) return;
   const int count = rings_.Read(up_.data(), up_.size());
   if (count < 0 || (count == 0 && finishing_)) return Close();
   if (count == 0) return;
@@ -124,7 +123,7 @@ void SimGatewayLink::CarryUp() {
 }
 
 void SimGatewayLink::CarryDown() {
-  if (frozen_ || downAt_ == downEnd_) return;
+  if (downAt_ == downEnd_) return;
   if (finishing_) {  // nobody reads the ring: discard, so that the server does not wait for space with
                      // requests pending
     downAt_ = downEnd_;

@@ -19,7 +19,6 @@ class SimGatewayLink : public std::enable_shared_from_this<SimGatewayLink> {
  public:
   SimGatewayLink(const SimGatewayConfig& config, asio::ip::tcp::socket proxy, std::string baseName);
   void Start(std::function<void()> closed);
-  void Freeze() { frozen_ = true; }
   void Close();
 
  private:
@@ -59,7 +58,6 @@ class SimGatewayLink : public std::enable_shared_from_this<SimGatewayLink> {
   std::uint64_t carriedDown_ = 0;
   bool linked_ = false;
   bool finishing_ = false;  ///< one end has closed: data pending for the other is sent first
-  bool frozen_ = false;
   bool open_ = true;
 };
 

@@ -1,10 +1,20 @@
-// A gateway in a separate process, and a client in this one.
+// A session over rings, and a gateway in a separate process.
 #pragma once
 
 #include "ShMemFixture.h"
 #include "sim/SimServer.h"
+#include "support/Recorder.h"
 
 namespace vektest {
+
+inline void Connect(VekApi::VekClient& client, const std::string& setting) {
+  client.Connect(setting, "Rings", "1.2.3.4", "trader", "9800001", "secret");
+}
+
+inline bool Send(VekApi::VekClient& client, int code, const std::string& text) {
+  std::string request = "....." + text;
+  return client.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
+}
 
 // `more` are additional options of the program.
 inline std::vector<std::string> GateOptions(const VekSim::SimServer& server,

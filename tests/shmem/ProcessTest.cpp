@@ -27,12 +27,11 @@ TEST(OtherProcess, CrashesAfterSoManyBytesAndIsStartedAgain) {
   Recorder recorder;
   VekClient client(recorder);
   recorder.onEvent = [](VekClient& inside, const std::string& line) {
-    std::string request = ".....W1 ticks\nrows=20000";
-    if (line == "ready") inside.SendVekRequest(128, request.data(), static_cast<unsigned>(request.size()));
+    if (line == "ready") Send(inside, 128, "W1 ticks\nrows=20000");
   };
   for (const char* const bytes : {"1", "100", "4096", "4097", "100000"}) {
     Process gate("vekgate", GateOptions(server, {"--crash-after", bytes}));
-    client.Connect(gate.ReadLine(), "Rings", "1.2.3.4", "trader", "9800001", "secret");
+    Connect(client, gate.ReadLine());
     ASSERT_TRUE(recorder.WaitFor("connect -3 ")) << bytes;
     recorder.Take();
   }

@@ -4,9 +4,8 @@
 #include <memory>
 #include <thread>
 
-#include "ShMemFixture.h"
+#include "OtherProcess.h"
 #include "sim/SimGateway.h"
-#include "sim/SimServer.h"
 #include "support/WholeSession.h"
 
 namespace vektest {
@@ -24,15 +23,6 @@ SimGatewayConfig Behind(const SimServer& server, std::uint32_t ringBytes = 1 << 
   config.ringBytes = ringBytes;
   config.namePrefix = FreshName();
   return config;
-}
-
-void Connect(VekClient& client, const std::string& setting) {
-  client.Connect(setting, "Rings", "1.2.3.4", "trader", "9800001", "secret");
-}
-
-bool Send(VekClient& client, int code, const std::string& text) {
-  std::string request = "....." + text;
-  return client.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
 }
 
 struct WholeCase {

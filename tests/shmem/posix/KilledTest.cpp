@@ -79,12 +79,7 @@ class Killed : public testing::Test {
 };
 
 bool AskForALot(VekApi::VekClient& client) {
-  std::string request = ".....W1 ticks\nrows=50000";
-  return client.SendVekRequest(128, request.data(), static_cast<unsigned>(request.size()));
-}
-
-void Connect(VekApi::VekClient& client, const std::string& setting) {
-  client.Connect(setting, "Rings", "1.2.3.4", "trader", "9800001", "secret");
+  return Send(client, 128, "W1 ticks\nrows=50000");
 }
 
 TEST_F(Killed, Gateway) {
