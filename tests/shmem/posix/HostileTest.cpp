@@ -51,6 +51,8 @@ TEST(SharedObject, TooShortForARingsHead) {
   const std::string name = FreshName();
   TSharedObject object;
   ASSERT_EQ(object.Make(name, 63), 0);
+  ASSERT_EQ(object.Map(0), 0);
+  *static_cast<std::uint32_t*>(object.View()) = 36;  // the capacity
   Dova::TShMemChannel channel;
   EXPECT_FALSE(channel.Open(name));
   EXPECT_EQ(channel.Error().rfind("Invalid ShMem size: ", 0), 0u) << channel.Error();
