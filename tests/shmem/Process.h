@@ -1,12 +1,16 @@
-// Another process, and what this one holds of the system.
+// Another process.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "support/Held.h"
+
 namespace vektest {
+
+using TestSupport::Held;
+using TestSupport::SettlesTo;
 
 // A program of this build's folder. Its standard input ends when this goes out of scope; one that then runs
 // on is killed after a while.
@@ -32,8 +36,5 @@ std::string Self();
 
 // A name for shared memory of this process's that no other test, and no other process, uses.
 std::string FreshName();
-
-// What a leak would make grow: counts by name.
-std::map<std::string, std::size_t> Held();
 
 }  // namespace vektest

@@ -7,10 +7,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "shmem/Process.h"
@@ -91,25 +89,6 @@ class MesRecorder : public Dova::TMesEvHandler {
   std::vector<std::string> lines_;
   std::string received_;
 };
-
-// True once no count exceeds `before`. Waits for that: threads of other components may still be ending, and
-// the system does not report when a thread is completely gone.
-inline bool SettlesTo(const std::map<std::string, std::size_t>& before) {
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  for (;;) {
-    std::string more;
-    for (const auto& [what, count] : Held()) {
-      const auto was = before.find(what);
-      if (count > (was == before.end() ? 0 : was->second)) more += what + " " + std::to_string(count) + "; ";
-    }
-    if (more.empty()) return true;
-    if (std::chrono::steady_clock::now() > until) {
-      ADD_FAILURE() << more << "more than before";
-      return false;
-    }
-    std::this_thread::yield();
-  }
-}
 
 class ShMemTest : public testing::Test {
  protected:

@@ -29,6 +29,9 @@ class TTcpPeer {
     return bytes;
   }
 
+  // Until there is something to read.
+  void AwaitBytes() { socket_.wait(asio::socket_base::wait_read); }
+
   // True if the other side closes soon, without sending more.
   bool SeesEnd() {
     char byte = 0;

@@ -14,6 +14,7 @@
 
 #include "runtime/TcpLink.h"
 #include "runtime/posix/Faults.h"
+#include "shmem/TCoreRun.h"
 #include "support/FullListener.h"
 #include "support/TcpPeer.h"
 
@@ -181,6 +182,19 @@ TEST_F(TcpFault, ForkedChildKeepsNothingAndDisturbsNothing) {
   EXPECT_EQ(status, 0);
   EXPECT_EQ(link->Send("x"), 1);
   EXPECT_EQ(peer.Read(1), "x");
+}
+
+// What begins the network is its first look-up.
+TEST(CoreRun, IsNotHandedOutBeforeItIsInitialised) {
+  Dova::Os::TEvent acquired;
+  Faults().numbersHang = true;
+  std::thread user([&] {
+    const Dova::TCoreRunRef core;
+    acquired.Set();
+  });
+  EXPECT_FALSE(acquired.Wait(200));
+  Faults().numbersHang = false;
+  user.join();
 }
 
 }  // namespace

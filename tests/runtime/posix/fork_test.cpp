@@ -1,12 +1,7 @@
 // The runtime in a forked child, and threads ended from outside.
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
 #include <memory>
 #include <thread>
 
@@ -16,6 +11,7 @@
 #include "platform/runtime/TTimer.h"
 #include "runtime/AlarmClock.h"
 #include "shmem/TCoreRun.h"
+#include "support/Forked.h"
 
 namespace {
 
@@ -23,20 +19,8 @@ using namespace Dova;
 
 constexpr int kPatienceMs = 60'000;
 
+using TestSupport::ExitCodeOfChild;
 using TestSupport::TAlarmClock;
-
-// The child's exit code; -1 for a child that hangs, which is ended by its own alarm.
-int RunInChild(const std::function<int()>& body) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(60);
-    std::exit(body());
-  }
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 // A static client's objects; destroyed in the exit handlers of the children and of this process.
 struct TStatics {
@@ -50,17 +34,7 @@ struct TForkTest : testing::Test {
     statics.clock = std::make_unique<TAlarmClock>();
     statics.clock->Start(1'000'000);
   }
-  void SetUp() override {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "ThreadSanitizer takes the child's first thread for one of the parent's and ends it";
-#endif
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "what the parent's threads hold looks leaked in the child, which does not have them";
-#endif
-  }
-  ~TForkTest() override {
-    statics = {};
-  }
+  ~TForkTest() override { statics = {}; }
 };
 
 int UseAll() {
@@ -77,17 +51,18 @@ int UseAll() {
 }
 
 TEST_F(TForkTest, AChildBeginsAnewAndLeavesWithStatics) {
-  EXPECT_EQ(RunInChild(UseAll), 0);
-  EXPECT_EQ(RunInChild([] {
+  EXPECT_EQ(ExitCodeOfChild(UseAll), 0);
+  EXPECT_EQ(ExitCodeOfChild([] {
               statics = {};
               if (TCoreRun::Release()) return 6;
-              return RunInChild([] { return Os::ProcessGeneration() == 2 ? 0 : 7; });
+              return ExitCodeOfChild([] { return Os::ProcessGeneration() == 2 ? 0 : 7; }).value_or(8);
             }),
             0);
 }
 
 // Forks occur in every state of locks and threads.
 TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
+  if (!TestSupport::kForksAtAnyMoment) GTEST_SKIP() << "not the sanitizers' own allocator and registry";
   std::atomic<bool> stop{false};
   std::thread busy([&] {
     TAlarmClock clock;
@@ -98,7 +73,7 @@ TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
       const TCoreRunRef core;
     }
   });
-  for (int round = 0; round < 30; ++round) EXPECT_EQ(RunInChild(UseAll), 0) << round;
+  for (int round = 0; round < 30; ++round) EXPECT_EQ(ExitCodeOfChild(UseAll), 0) << round;
   stop = true;
   busy.join();
 }
@@ -107,7 +82,7 @@ TEST_F(TForkTest, InheritedThreadsAreLetGoOf) {
   Os::TEvent go;
   auto thread = std::make_unique<Os::TThread>();
   ASSERT_TRUE(thread->Start("inherited", [&] { go.Wait(); }));
-  EXPECT_EQ(RunInChild([&] {
+  EXPECT_EQ(ExitCodeOfChild([&] {
               Os::TThread taken = std::move(*thread);
               const bool ended = taken.Join();
               thread.reset();
@@ -119,9 +94,9 @@ TEST_F(TForkTest, InheritedThreadsAreLetGoOf) {
 }
 
 TEST_F(TForkTest, AnExpiryMayFork) {
-  int code = -1;
+  std::optional<int> code;
   {
-    TAlarmClock clock([&] { code = RunInChild(UseAll); });
+    TAlarmClock clock([&] { code = ExitCodeOfChild(UseAll); });
     clock.Start(0);
     EXPECT_TRUE(clock.Rings());
   }

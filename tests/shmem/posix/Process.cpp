@@ -92,22 +92,4 @@ std::string FreshName() {
   return Dova::Os::OwnName("vektest-" + std::to_string(++count));
 }
 
-std::map<std::string, std::size_t> Held() {
-  std::map<std::string, std::size_t> held;
-  for (const char* const folder : {"/proc/self/fd", "/proc/self/task"}) {
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder)) ++held[folder];
-  }
-  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
-    const std::string name = entry.path().filename();
-    if (name.find(Dova::Os::OwnName("")) != std::string::npos) ++held["shared memory"];
-  }
-  std::FILE* const maps = std::fopen("/proc/self/maps", "r");
-  char line[1024];
-  while (std::fgets(line, sizeof line, maps) != nullptr) {
-    if (std::string(line).find("memfd:vekshm.") != std::string::npos) ++held["views"];
-  }
-  std::fclose(maps);
-  return held;
-}
-
 }  // namespace vektest

@@ -84,10 +84,4 @@ std::string FreshName() {
   return "vektest-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count);
 }
 
-std::map<std::string, std::size_t> Held() {
-  DWORD handles = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handles);
-  return {{"handles", handles}};
-}
-
 }  // namespace vektest

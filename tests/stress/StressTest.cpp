@@ -3,11 +3,11 @@
 //
 // VEKAPI_STRESS_SECONDS=N goes on for longer, VEKAPI_SEED=N begins with the same numbers.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <memory>
@@ -16,17 +16,18 @@
 #include <thread>
 #include <vector>
 
-#include "faults/posix/Held.h"
-#include "faults/posix/Stress.h"
-#include "faults/posix/Watchdog.h"
 #include "platform/transport/TMesBase.h"
 #include "platform/transport/TMesRegs.h"
 #include "sim/SimServer.h"
+#include "stress/Stress.h"
+#include "support/Forked.h"
+#include "support/Held.h"
 #include "support/Recorder.h"
 #include "support/TVirtualTimerQueue.h"
+#include "support/Watchdog.h"
 #include "support/Wire.h"
 
-namespace Faults {
+namespace Stress {
 namespace {
 
 // A messenger whose peer is whichever thread takes one at random.
@@ -84,10 +85,6 @@ const bool registered = [] {
   return true;
 }();
 
-std::string TcpSetting(const VekSim::SimServer& server) {
-  return "127.0.0.1:" + std::to_string(server.Port());
-}
-
 // A client that nobody but the main thread uses, in real time: it stays up whatever children do with theirs.
 class TStayer {
  public:
@@ -118,37 +115,20 @@ class TStayer {
   unsigned asked_ = 0;
 };
 
-const pid_t parent = getpid();
-
-// What a forked child does with what it inherited, and by itself. Its verdict is its exit code.
-[[noreturn]] void BeChild(TStayer& stayer, const std::vector<TWatched*>& inherited,
-                          const std::string& setting) {
-  DumpWhenKilled();
-  alarm(60);
-  static TWatchdog watchdog("a forked child", 20);
+// What a forked child does with what it inherited, and by itself; 0 when all goes well.
+int BeChild(TStayer& stayer, const std::vector<TWatched*>& inherited, const std::string& setting) {
+  TestSupport::DumpWhenKilled();
   Dova::TTimerQueue::Replace(nullptr);
   const bool failedBefore = testing::Test::HasFailure();
   for (TWatched* const each : inherited) {
     if (each) each->TryInherited(setting);
   }
   stayer.TryInherited(setting);
-  if (testing::Test::HasFailure() && !failedBefore) std::_Exit(2);
+  if (testing::Test::HasFailure() && !failedBefore) return 2;
   static vektest::Recorder& recorder = *new vektest::Recorder;
   static VekApi::VekClient client(recorder);
   client.Connect(setting, "Child", "1", "trader", "9800001", "secret");
-  if (!recorder.WaitFor("ready")) std::_Exit(3);
-  std::exit(0);
-}
-
-void ForkOnce(TStayer& stayer, TSlots& slots, const std::string& setting) {
-  const auto held = slots.Hold();
-  const pid_t child = fork();
-  if (child == 0) BeChild(stayer, held, setting);
-  slots.LetGo(held);
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0) << "a forked child fails, or hangs";
-  stayer.ExpectUp();
+  return recorder.WaitFor("ready") ? 0 : 3;
 }
 
 // A heartbeat, a stage of the handshake, and just before them.
@@ -162,61 +142,121 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-// ThreadSanitizer knows no threads in the child of a process with threads; AddressSanitizer's allocator may
-// be locked there for ever, by a thread that the child does not have.
-constexpr bool kCanFork = false;
-#else
-constexpr bool kCanFork = true;
-#endif
+// Threads that act again and again, until the object goes.
+class TActors {
+ public:
+  TActors() = default;
+  ~TActors() {
+    stop_ = true;
+    for (std::thread& thread : threads_) thread.join();
+  }
+  TActors(const TActors&) = delete;
+  TActors& operator=(const TActors&) = delete;
 
-TEST(Stress, EverythingAtOnce) {
-  const unsigned seed = FromEnvironment("VEKAPI_SEED", std::random_device()());
-  SCOPED_TRACE("VEKAPI_SEED=" + std::to_string(seed));
-  SeedRandom(seed);
-  DumpWhenKilled();
-  TWatchdog watchdog("stress with VEKAPI_SEED=" + std::to_string(seed), 60);
-  VekSim::SimConfig config;
-  config.keepPackets = false;
-  config.queryRate = {1000, 1, 0};
-  VekSim::SimServer server(config);
-  const std::string tcp = TcpSetting(server);
-  TStayer stayer(tcp);
-  TestSupport::TVirtualTimerQueue time;
-  const THeld before = Held();
-  {
-    TSlots slots({":StressMes:", ":StressMes:", ":StressMes:", tcp, tcp});
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> threads;
-    const auto run = [&](auto action) {
-      threads.emplace_back([&stop, action] {
-        while (!stop) action();
-      });
-    };
-    for (int i = 0; i < 2; ++i) run([&] { slots.Act(); });
-    for (int i = 0; i < 3; ++i) run([] { TStressMes::PlayPeer(); });
-    run([&] { LetDeadlinesPass(time); });
-    const auto end =
-        std::chrono::steady_clock::now() + std::chrono::seconds(FromEnvironment("VEKAPI_STRESS_SECONDS", 3));
-    while (std::chrono::steady_clock::now() < end && !testing::Test::HasFailure()) {
-      const unsigned long acts = slots.acts;
-      while (slots.acts < acts + 100) std::this_thread::yield();
-      if (kCanFork) ForkOnce(stayer, slots, tcp);
-      watchdog.GoesOn("stress after " + std::to_string(slots.acts) +
-                      " acts, VEKAPI_SEED=" + std::to_string(seed));
+  template <class TAction>
+  void Add(TAction action) {
+    threads_.emplace_back([this, action] {
+      while (!stop_.load(std::memory_order_relaxed)) {
+        if (paused_.load(std::memory_order_relaxed)) Rest();
+        action();
+      }
+    });
+  }
+
+  // Calls `action` while none of them acts.
+  template <class TAction>
+  void Pause(const TAction& action) {
+    std::unique_lock lock(mutex_);
+    paused_ = true;
+    changed_.wait(lock, [this] { return resting_ == threads_.size(); });
+    lock.unlock();
+    action();
+    lock.lock();
+    paused_ = false;
+    changed_.notify_all();
+  }
+
+ private:
+  void Rest() {
+    std::unique_lock lock(mutex_);
+    ++resting_;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return !paused_; });
+    --resting_;
+  }
+
+  std::atomic<bool> stop_{false};
+  std::atomic<bool> paused_{false};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t resting_ = 0;
+  std::vector<std::thread> threads_;
+};
+
+class StressTest : public testing::Test {
+ protected:
+  StressTest() {
+    SeedRandom(seed_);
+    TestSupport::DumpWhenKilled();
+  }
+
+  static VekSim::SimConfig Config() {
+    VekSim::SimConfig config;
+    config.keepPackets = false;
+    config.queryRate = {1000, 1, 0};
+    return config;
+  }
+
+  void RunFor(std::chrono::seconds length) {
+    TSlots slots({":StressMes:", ":StressMes:", ":StressMes:", tcp_, tcp_});
+    {
+      TActors actors;
+      for (int i = 0; i < 2; ++i) actors.Add([&] { slots.Act(); });
+      for (int i = 0; i < 3; ++i) actors.Add([] { TStressMes::PlayPeer(); });
+      actors.Add([&] { LetDeadlinesPass(time_); });
+      const auto end = std::chrono::steady_clock::now() + length;
+      do {
+        for (const auto before = slots.acts.load(); slots.acts < before + 100;) std::this_thread::yield();
+        Fork(actors, slots);
+        watchdog_.GoesOn(about_ + " after " + std::to_string(slots.acts) + " acts");
+      } while (std::chrono::steady_clock::now() < end && !HasFailure());
     }
-    stop = true;
-    for (std::thread& thread : threads) thread.join();
     std::printf("%lu acts, %lu events\n", slots.acts.load(), slots.events.load());
   }
-  ExpectAsBefore(before, true);
+
+ private:
+  void Fork(TActors& actors, TSlots& slots) {
+    if (TestSupport::kForksAtAnyMoment) {
+      ForkOnce(slots);
+    } else if (Random(20) == 0) {
+      actors.Pause([&] { ForkOnce(slots); });
+    }
+  }
+
+  void ForkOnce(TSlots& slots) {
+    const auto held = slots.Hold();
+    const auto code = TestSupport::ExitCodeOfChild([&] { return BeChild(stayer_, held, tcp_); });
+    slots.LetGo(held);
+    EXPECT_EQ(code.value_or(0), 0) << "a forked child fails, or hangs";
+    stayer_.ExpectUp();
+  }
+
+  const unsigned seed_ = FromEnvironment("VEKAPI_SEED", std::random_device()());
+  const std::string about_ = "stress with VEKAPI_SEED=" + std::to_string(seed_);
+  const testing::ScopedTrace trace_{__FILE__, __LINE__, about_};
+  TestSupport::TWatchdog watchdog_{about_, 60};
+  VekSim::SimServer server_{Config()};
+  const std::string tcp_ = "127.0.0.1:" + std::to_string(server_.Port());
+  TStayer stayer_{tcp_};
+  TestSupport::TVirtualTimerQueue time_;
+};
+
+TEST_F(StressTest, EverythingAtOnce) {
+  RunFor(std::chrono::seconds(0));  // for what is made once and kept
+  const TestSupport::THeld before = TestSupport::Held();
+  RunFor(std::chrono::seconds(FromEnvironment("VEKAPI_STRESS_SECONDS", 3)));
+  TestSupport::SettlesTo(before);
 }
 
 }  // namespace
-}  // namespace Faults
-
-// What the stacks of the parent's threads held looks leaked in a child, which does not have them.
-extern "C" int __lsan_is_turned_off();  // NOLINT: the leak sanitizer asks for it by this name
-extern "C" int __lsan_is_turned_off() {
-  return getpid() != Faults::parent ? 1 : 0;
-}
+}  // namespace Stress

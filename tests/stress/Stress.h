@@ -10,7 +10,7 @@
 
 #include "vekapi/VekClient.h"
 
-namespace Faults {
+namespace Stress {
 
 using TRandom = std::minstd_rand;
 
@@ -71,6 +71,7 @@ class TSlots {
   std::vector<TWatched*> Hold();
   void LetGo(const std::vector<TWatched*>& held);
 
+  // Counted without giving the threads an order that they would not have without the test.
   std::atomic<unsigned long> acts{0};
   std::atomic<unsigned long> events{0};
   std::atomic<int> running{0};  // events, those that wait included
@@ -83,7 +84,8 @@ class TSlots {
     TWatched* watched = nullptr;
   };
 
-  bool Share(TSlot& slot);
+  static bool Share(TSlot& slot);
+  static bool TakeAlone(TSlot& slot);
   void Change(TSlot& slot);
   void Replace(TSlot& slot);
   TWatched* Make();
@@ -93,4 +95,4 @@ class TSlots {
   std::vector<TSlot> slots_;
 };
 
-}  // namespace Faults
+}  // namespace Stress

@@ -1,11 +1,11 @@
-#include "faults/posix/Stress.h"
+#include "stress/Stress.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <utility>
 
-namespace Faults {
+namespace Stress {
 namespace {
 
 constexpr int kMaxDepth = 3;  // of events inside calls inside events
@@ -32,10 +32,10 @@ unsigned Random(unsigned bound) {
 class TWatched::TInside {
  public:
   explicit TInside(TWatched& watched) : watched_(watched), below_(std::exchange(top_, this)) {
-    ++watched_.slots_.running;
+    watched_.slots_.running.fetch_add(1, std::memory_order_relaxed);
     EXPECT_EQ(watched_.active_.fetch_add(1), 0) << "events overlap";
     EXPECT_FALSE(watched_.closed_) << "an event of a link that is closed";
-    ++watched_.slots_.events;
+    watched_.slots_.events.fetch_add(1, std::memory_order_relaxed);
     ++depth_;
     if (depth_ <= kMaxDepth && Random(3) == 0) watched_.slots_.Act();
   }
@@ -43,7 +43,7 @@ class TWatched::TInside {
     --depth_;
     top_ = below_;
     watched_.active_.fetch_sub(1);
-    --watched_.slots_.running;
+    watched_.slots_.running.fetch_sub(1, std::memory_order_release);
   }
   TInside(const TInside&) = delete;
   TInside& operator=(const TInside&) = delete;
@@ -159,7 +159,10 @@ TSlots::TSlots(std::vector<std::string> which) : settings(std::move(which)), slo
 }
 
 TSlots::~TSlots() {
-  for (TSlot& slot : slots_) slot.watched->Delete();
+  for (TSlot& slot : slots_) {
+    while (!TakeAlone(slot)) std::this_thread::yield();
+    slot.watched->Delete();
+  }
   // Events that deleted their clients are still on the stacks of the links' threads.
   while (running != 0) std::this_thread::yield();
 }
@@ -176,9 +179,14 @@ bool TSlots::Share(TSlot& slot) {
   return users >= 0;
 }
 
+bool TSlots::TakeAlone(TSlot& slot) {
+  int nobody = 0;
+  return slot.users.compare_exchange_strong(nobody, -1);
+}
+
 void TSlots::Act() {
   TSlot& slot = slots_[Random(static_cast<unsigned>(slots_.size()))];
-  ++acts;
+  acts.fetch_add(1, std::memory_order_relaxed);
   if (Random(8) == 0) return Replace(slot);
   if (!Share(slot)) return;
   const bool alone = !slot.connecting.exchange(true);
@@ -202,8 +210,7 @@ void TSlots::Change(TSlot& slot) {
 }
 
 void TSlots::Replace(TSlot& slot) {
-  int nobody = 0;
-  if (!slot.users.compare_exchange_strong(nobody, -1)) return;
+  if (!TakeAlone(slot)) return;
   slot.watched->Delete();
   slot.watched = Make();
   slot.users = 0;
@@ -230,4 +237,4 @@ void TSlots::LetGo(const std::vector<TWatched*>& held) {
   }
 }
 
-}  // namespace Faults
+}  // namespace Stress

@@ -5,13 +5,15 @@
 #include <string>
 #include <thread>
 
-namespace Faults {
+namespace TestSupport {
 
-// Ends the program, with the stack of every thread on standard error, when it was not told for so long that
-// something goes on.
+// Ends the program, with the stack of every thread on standard error where the system can tell them, when it
+// was not told for so long that something goes on.
 class TWatchdog {
  public:
-  explicit TWatchdog(std::string what, int seconds = 120);
+  // `tell` adds to what is written then.
+  explicit TWatchdog(
+      std::string what, int seconds = 120, void (*tell)() = [] {});
   ~TWatchdog();
   TWatchdog(const TWatchdog&) = delete;
   TWatchdog& operator=(const TWatchdog&) = delete;
@@ -20,9 +22,9 @@ class TWatchdog {
 
  private:
   void Watch();
-  [[noreturn]] void Bark() const;
 
   const int seconds_;
+  void (*const tell_)();
   std::mutex mutex_;
   std::condition_variable changed_;
   std::string what_;
@@ -31,7 +33,10 @@ class TWatchdog {
   std::thread thread_;
 };
 
+// On standard error.
+void PrintStacks();
+
 // From now on a crash, or an alarm, writes the stack of its thread on standard error.
 void DumpWhenKilled();
 
-}  // namespace Faults
+}  // namespace TestSupport

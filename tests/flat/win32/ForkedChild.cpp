@@ -1,5 +1,0 @@
-#include "flat/ForkedChild.h"
-
-bool vektest::EndsWellForked(const std::function<void()>& /*body*/) {
-  return true;
-}

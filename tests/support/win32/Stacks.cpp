@@ -1,0 +1,8 @@
+#include "support/Watchdog.h"
+
+namespace TestSupport {
+
+void DumpWhenKilled() {}
+void PrintStacks() {}
+
+}  // namespace TestSupport
