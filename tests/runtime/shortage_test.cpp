@@ -14,6 +14,7 @@
 #include "runtime/Shortage.h"
 #include "shmem/TCoreRun.h"
 #include "support/TVirtualTimerQueue.h"
+#include "vekapi/VekApiC.h"
 
 namespace {
 
@@ -136,6 +137,21 @@ TEST(Shortage, TheLimiterKeepsToTheRateWithoutMemory) {
     }
     // Five seconds: 15000 at the full rate.
     EXPECT_GE(sent.size(), memory ? 14'900u : 12'000u);
+  }
+}
+
+TEST(Shortage, AClientThatCannotBeMadeHoldsNothing) {
+  for (int first = 0;; ++first) {
+    bool felt = false;
+    {
+      const TNoMemory none(first);
+      const CVekClientCallbacks silent{};
+      CVekClient client = CVekClient_Create(&silent, nullptr);
+      CVekClient_Delete(&client);
+      felt = none.WasFelt();
+    }
+    EXPECT_FALSE(TCoreRun::Release()) << "somebody holds the core thread: " << first;
+    if (!felt) break;
   }
 }
 

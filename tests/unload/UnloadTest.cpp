@@ -2,30 +2,26 @@
 // thread can start or end.
 #include <gtest/gtest.h>
 
-#include <asio.hpp>
-
 #include "platform/os/Event.h"
 #include "platform/os/Thread.h"
+#include "support/TcpPeer.h"
 #include "unload/Plugin.h"
 
 namespace {
 
 TEST(Unload, APluginWithALiveClientGoes) {
-  asio::io_context io;
-  asio::ip::tcp::acceptor acceptor(io, {asio::ip::make_address("127.0.0.1"), 0});
   for (int round = 0; round < 6; ++round) {
+    TestSupport::TTcpPeer peer;
     Dova::Os::TEvent unloaded;
     Dova::Os::TThread user;
     ASSERT_TRUE(user.Start("user", [&] {
-      asio::ip::tcp::socket peer(io);
       {
         TestSupport::TPlugin plugin;
-        plugin.Connect(acceptor.local_endpoint().port());
+        plugin.Connect(peer.Port());
         // Once the connect request has arrived, all threads of the session are running.
-        acceptor.accept(peer);
-        char head[3];
-        asio::read(peer, asio::buffer(head));
-        if (round % 2 != 0) peer.close();  // the link is about to end by itself
+        peer.Accept();
+        peer.Read(3);
+        if (round % 2 != 0) peer.Close();  // the link is about to end by itself
       }
       unloaded.Set();
     }));
@@ -35,6 +31,7 @@ TEST(Unload, APluginWithALiveClientGoes) {
       std::_Exit(1);
     }
     user.Join();
+    EXPECT_TRUE(round != 0 || peer.IsCutOff()) << "nobody watches the farewell any more";
   }
 }
 
