@@ -23,7 +23,7 @@ bool SettlesTo(const THeld& before, const TRead& read) {
     const auto at = before.find(what);
     return at == before.end() ? 0 : at->second;
   };
-  const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   for (;;) {
     const THeld now = read();
     const bool late = std::chrono::steady_clock::now() > patience;
