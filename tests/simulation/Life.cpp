@@ -1,0 +1,235 @@
+// What a client tells, held against what its server said.
+#include <algorithm>
+#include <cstdlib>
+
+#include "simulation/Server.h"
+#include "simulation/World.h"
+
+namespace vektest {
+namespace {
+
+bool Begins(const std::string& text, const std::string& start) {
+  return text.rfind(start, 0) == 0;
+}
+
+}  // namespace
+
+// Any call that began when the one that made this link was back, and is back itself, has ended it.
+bool Life::Allows(int link) const {
+  const auto made = std::find_if(calls.begin(), calls.end(), [&](const Call& call) { return call.link == link; });
+  if (made == calls.end()) return false;
+  return std::none_of(calls.begin(), calls.end(),
+                      [&](const Call& call) { return call.begun > made->ended && call.ended != UINT64_MAX; });
+}
+
+void Life::OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) {
+  Check(client, "connect " + std::to_string(client.State()) + " " + reason);
+}
+void Life::OnVekApReadyEvent(VekApi::VekClient& client) {
+  const auto* const table = client.SgnResult().Table("link");
+  const char* const id = table ? table->RecordField(0, 0) : nullptr;
+  if (!id || "S" + std::string(id) + ".0.0.0.0" != client.ServerName()) Fail("mixed", "the sign-on of another link");
+  if (client.State() != VekApi::vcs_ApReady) Fail("state", "ready in state " + std::to_string(client.State()));
+  if (!ready) ready = world_.Now();
+  Check(client, "ready");
+}
+void Life::OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::VekTaskResult& result) {
+  Check(client, "result " + result.WorkID() + " " + result.OrigResult());
+}
+void Life::OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user, const std::string& text) {
+  Check(client, "chgpass " + user + " " + text);
+}
+void Life::OnVekRequestAckEvent(VekApi::VekClient& client, int code, const std::string& text) {
+  auto& sender = world_.slots[slot_].sender;
+  if (sender && world_.slots[slot_].life == this) {
+    const Using use(sender->users, &world_.scheduler_.Self());
+    sender->VekAckParser(code, text);
+  }
+  Check(client, "ack " + std::to_string(code) + " " + text);
+}
+void Life::OnVekReportEvent(VekApi::VekClient& client, const std::string& text) {
+  Check(client, "report " + text);
+}
+void Life::OnVekUnknownMsgCodeEvent(VekApi::VekClient& client, int code, const char* packet, int length) {
+  Check(client, "unknown " + std::to_string(code) + " " + std::string(packet + 5, static_cast<std::size_t>(length - 5)));
+}
+void Life::OnVekClientDestroyEvent(VekApi::VekClient& client) {
+  world_.Log("client " + std::to_string(slot_) + " destroy");
+  if (destroyed) Fail("late", "a client was destroyed twice");
+  static_cast<void>(client);
+  destroyed = true;
+}
+
+void Life::Check(VekApi::VekClient& client, const std::string& line) {
+  world_.Log("client " + std::to_string(slot_) + " told: " + line.substr(0, 70));
+  World::reached.insert("told " + line.substr(0, line.find(' ', 8)).substr(0, 10));
+  Task* const me = &world_.scheduler_.Self();
+  if (destroyed) Fail("late", "an event after the last: " + line.substr(0, 60));
+  // Only beside an event that waits in a call of its own, on this thread or another.
+  if (!inEvent.empty() && inEvent.back() != me) {
+    const bool waits = std::any_of(world_.slots.begin(), world_.slots.end(), [&](const World::Slot& slot) {
+      return std::find(slot.connecting.begin(), slot.connecting.end(), inEvent.back()) != slot.connecting.end();
+    });
+    if (!waits) Fail("overlap", "two events at once: " + line.substr(0, 60));
+  }
+  const Using use(inEvent, me);
+  const bool own = Begins(line, "connect -") && !Begins(line, "connect -6") && !Begins(line, "connect -5");
+  if (own) {
+    CheckOwnWords(client, line);
+  } else {
+    const std::string& server = client.ServerName();
+    const int link = server.empty() ? -1 : std::atoi(server.c_str() + 1);
+    if (!Allows(link)) Fail("mixed", "link " + std::to_string(link) + " is over: " + line.substr(0, 60));
+    LinkBook& book = world_.links[link];
+    if (book.over) Fail("late", "an event behind the end of its link: " + line.substr(0, 60));
+    if (book.told >= book.expected.size() || book.expected[book.told].line != line)
+      Fail("order", "told \"" + line.substr(0, 60) + "\" instead of \"" +
+                        (book.told < book.expected.size() ? book.expected[book.told].line.substr(0, 60) : "") + "\"");
+    ++book.told;
+    book.lastTold = world_.Now();
+    upLink = link;
+    const int state = client.State();
+    if (state == 0 || (state < 0 && state >= -3)) Fail("state", line.substr(0, 40) + " in state " + std::to_string(state));
+  }
+  lastEvent = world_.Now();
+  world_.RunInside(slot_, client);
+  // The event is over only now.
+  lastEvent = world_.Now();
+  if (upLink >= 0) world_.links[upLink].lastTold = world_.Now();
+}
+
+int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
+  for (const std::string host : {"10.0.0.1:", "host:"}) {
+    if (Begins(reason, host)) return std::atoi(reason.c_str() + host.size()) - 1000;
+  }
+  const std::string& server = client.ServerName();
+  return server.empty() ? -1 : std::atoi(server.c_str() + 1);
+}
+
+// What the library itself has to say.
+void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
+  const int state = client.State();
+  const std::string reason = line.substr(line.find(' ', 8) + 1);
+  if (state == VekApi::vcs_Disconnected) {
+    if (reason != "Disconnect()") Fail("state", line);
+    if (world_.slots[slot_].connecting.empty()) Fail("late", "\"Disconnect()\" when nobody disconnects");
+    world_.slots[slot_].sender->Restart();
+    return;
+  }
+  int link = LinkIn(reason, client);
+  const bool told = std::any_of(calls.begin(), calls.end(), [&](const Call& call) {
+    return call.link >= 0 && Allows(call.link) && (link < 0 || link == call.link);
+  });
+  if (!told) Fail("mixed", "of a link that is over: " + line);
+  if (link < 0) {
+    for (const Call& call : calls) {
+      if (call.link >= 0 && Allows(call.link)) link = call.link;
+    }
+  }
+  CheckEnd(world_.links[link], link, line);
+}
+
+void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
+  const int state = std::atoi(line.c_str() + 8);
+  const std::string reason = line.substr(line.find(' ', 8) + 1);
+  const Ns age = world_.Now() - book.begun;
+  if (book.over) Fail("late", "behind the end of link " + std::to_string(link) + ": " + line);
+  if (state == VekApi::vcs_UnknownServer) {
+    if (age < 29'900 * kMs) Fail("early", line + " after " + std::to_string(age / kMs) + " ms");
+    return;
+  }
+  if (state == VekApi::vcs_HeartbeatTimeout) {
+    if (world_.Now() - book.lastTold < 29'900 * kMs) Fail("early", line + " soon after the server was heard");
+    return;
+  }
+  book.over = true;
+  lastChange = world_.Tick();
+  if (state == VekApi::vcs_LinkError) {
+    if (book.told != 0) Fail("state", "a link that was up could not be opened: " + line);
+  } else if (reason == "Sign-on timeout") {
+    if (world_.Now() - book.lastTold < 44'900 * kMs && age < 44'900 * kMs) Fail("early", line);
+  } else if (reason == "Invalid packet length") {
+    if (!book.badPacket || book.told != book.expected.size()) Fail("order", line);
+  } else if (book.line) {
+    const bool cause = book.line->IsCut() || book.line->SendRefused() || world_.story.chances.noThread != 0;
+    if (!cause) Fail("state", "a sound link broke: " + line);
+    if (reason.find("closed by the peer") != std::string::npos) {
+      for (std::size_t i = book.told; i < book.expected.size(); ++i) {
+        if (book.expected[i].end <= book.line->Delivered()) Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
+      }
+    }
+  }
+  world_.slots[slot_].sender->Restart();
+}
+
+// ---- senders ----
+
+Sender::Sender(World& world, VekApi::VekClient& client, int which, int count, int ms)
+    : VekFlowCtrlSender(client), number(which), world_(world), count_(count), ms_(ms) {
+  SetFlowCtrl(count, ms);
+  world_.senders[number] = this;
+}
+
+Sender::~Sender() {
+  CloseGate();
+  world_.senders.erase(number);
+}
+
+std::string Sender::Text(unsigned request) const {
+  return "P" + std::to_string(number) + "." + std::to_string(request) + " new\n" +
+         std::string(1 + request * 37 % 120, static_cast<char>('a' + request % 26));
+}
+
+void Sender::Send(unsigned requests) {
+  const Using use(users, &world_.scheduler_.Self());
+  const VekApi::VekFlowCtrlLocker lock(*this);
+  world_.Log("sender " + std::to_string(number) + " from " + std::to_string(issued_) + ": " + std::to_string(requests));
+  const unsigned first = issued_;
+  issued_ += requests;
+  if (requests == 1) {
+    std::string buffer = "....." + Text(first);
+    SendVekRequest(buffer.data(), static_cast<unsigned>(buffer.size()));
+  } else if (requests % 2) {
+    std::deque<std::string> texts;
+    for (unsigned i = 0; i < requests; ++i) texts.push_back(Text(first + i));
+    SendVekRequests(texts);
+  } else {
+    std::string buffer = ".....";
+    for (unsigned i = 0; i < requests; ++i) buffer += (i ? "\n" : "") + Text(first + i);
+    SendVekRequests(buffer.data(), static_cast<unsigned>(buffer.size()));
+  }
+}
+
+// Under the user lock: those refused are the ones before what is still held.
+void Sender::OnVekRequestsSent(unsigned requests, bool taken) {
+  if (taken) return;
+  const unsigned end = issued_ - PendingCount();
+  for (unsigned i = end - requests; i < end; ++i) refused_.insert(i);
+}
+
+void Sender::Arrived(unsigned request, int link, bool trueAcks) {
+  const std::string what = "P" + std::to_string(number) + "." + std::to_string(request);
+  world_.Log(what + " came over link " + std::to_string(link));
+  if (request >= issued_) Fail("torn", what + " was never sent");
+  if (static_cast<int>(request) <= last_) Fail("order", what + " came twice or behind a later one");
+  if (refused_.count(request)) Fail("sent", what + " was refused and is on the wire");
+  if (link != lastLink_) {
+    arrivals_.clear();
+  } else {
+    for (unsigned i = static_cast<unsigned>(last_ + 1); i < request; ++i) {
+      if (!refused_.count(i)) Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
+    }
+  }
+  last_ = static_cast<int>(request);
+  lastLink_ = link;
+  arrivals_.push_back(world_.Now());
+  const std::size_t count = arrivals_.size(), pace = static_cast<std::size_t>(count_);
+  if (trueAcks && count > pace && arrivals_[count - 1] - arrivals_[count - 1 - pace] < ms_ * kMs)
+    Fail("pace", what + " came too soon");
+}
+
+void Sender::CheckRefused() {
+  if (RefusedCount() != refused_.size()) Fail("count", "requests that were refused");
+}
+
+}  // namespace vektest

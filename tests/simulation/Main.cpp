@@ -1,0 +1,192 @@
+// Runs seeds. Without arguments: those of every day, as a test.
+//
+//   --seeds FROM..TO   runs them; the first that fails is told, made shorter, and the exit status is 1
+//   --seed N           runs one; with --without I,J,... these steps are left out, --calm threads change over only
+//                      where one waits, --plain servers all behave, --tell says what happens
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "simulation/World.h"
+
+namespace {
+
+std::atomic<long> liveBlocks{0};
+const char* program = "";
+std::uint64_t running = 0;
+bool shrinks = false;
+std::string options;  // of the failing run
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const block = std::malloc(size ? size : 1);
+  if (!block) throw std::bad_alloc();
+  liveBlocks.fetch_add(1, std::memory_order_relaxed);
+  return block;
+}
+void operator delete(void* block) noexcept {
+  if (block) liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  operator delete(block);
+}
+
+namespace vektest {
+namespace {
+
+struct Options {
+  std::uint64_t from = 0, to = 0;
+  std::set<int> without;
+  bool calm = false, plain = false;
+};
+
+std::string Arguments(const Options& run) {
+  std::string text = " --seed " + std::to_string(run.from);
+  std::string left;
+  for (const int step : run.without) left += (left.empty() ? "" : ",") + std::to_string(step);
+  if (!left.empty()) text += " --without " + left;
+  return text + (run.calm ? " --calm" : "") + (run.plain ? " --plain" : "");
+}
+
+std::uint64_t RunOne(const Options& run, std::uint64_t seed) {
+  running = seed;
+  const Story story(seed, run.without, run.calm, run.plain);
+  if (World::tell) std::printf("%s", story.Tell().c_str());
+  Scheduler scheduler(seed, story.chances);
+  {
+    World world(story, scheduler);
+    scheduler.Start("main", [&] { world.Run(); });
+    scheduler.Run();
+  }
+  return scheduler.Trace();
+}
+
+// What is made once and kept is made by a first run.
+std::uint64_t RunCounted(const Options& run, std::uint64_t seed) {
+  static const bool warm = (RunOne({}, 4), RunOne({}, 4), true);
+  static_cast<void>(warm);
+  World::reached.insert("a run");
+  const std::size_t states = World::reached.size();
+  const long before = liveBlocks;
+  const std::uint64_t trace = RunOne(run, seed);
+  if (World::reached.size() == states && liveBlocks != before)
+    Fail("memory", std::to_string(liveBlocks - before) + " blocks were not given back");
+  return trace;
+}
+
+// ---- a short story ----
+
+bool StillFails(const Options& run) {
+#ifdef _WIN32
+  const char* const nowhere = " >NUL 2>&1";
+#else
+  const char* const nowhere = " >/dev/null 2>&1";
+#endif
+  return std::system((program + Arguments(run) + nowhere).c_str()) != 0;
+}
+
+Options Shorter(Options run) {
+  const auto tried = [&](auto change) {
+    Options next = run;
+    change(next);
+    if (StillFails(next)) run = next;
+  };
+  tried([](Options& next) { next.plain = true; });
+  for (std::size_t part = 16; part > 0; part /= 2) {
+    const Story story(run.from, run.without, run.calm, run.plain);
+    for (std::size_t at = 0; at < story.steps.size(); at += part) {
+      tried([&](Options& next) {
+        for (std::size_t i = at; i < std::min(at + part, story.steps.size()); ++i) next.without.insert(story.steps[i].id);
+      });
+    }
+  }
+  tried([](Options& next) { next.calm = true; });
+  return run;
+}
+
+[[noreturn]] void TellFailure(const Options& found) {
+  if (!StillFails(found)) {
+    std::printf("alone the seed does not fail: what an earlier run left behind matters\n");
+    std::exit(1);
+  }
+  const Options run = shrinks ? Shorter(found) : found;
+  const Story story(run.from, run.without, run.calm, run.plain);
+  std::printf("%s\nto see it again: test_simulation%s --tell\n", story.Tell().c_str(), Arguments(run).c_str());
+  std::fflush(stdout);
+  std::exit(1);
+}
+
+void RunSeeds(const Options& run) {
+  const auto begun = std::chrono::steady_clock::now();
+  std::uint64_t trace = 0;
+  for (std::uint64_t seed = run.from; seed <= run.to; ++seed) {
+    trace ^= RunCounted(run, seed);
+    if (seed % 20000 != 19999) continue;
+    std::printf("... %llu, %zu states\n", static_cast<unsigned long long>(seed), World::reached.size());
+    std::fflush(stdout);
+  }
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begun;
+  const auto count = static_cast<unsigned long long>(run.to - run.from + 1);
+  std::printf("%llu seeds in %.1f s, %.0f a second, %zu states, trace %016llx\n", count, took.count(),
+              static_cast<double>(count) / took.count(), World::reached.size(), static_cast<unsigned long long>(trace));
+}
+
+Options Parse(int argc, char** argv) {
+  Options run;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    const char* const value = i + 1 < argc ? argv[i + 1] : "";
+    if (word == "--seed") run.from = run.to = std::strtoull(value, nullptr, 10);
+    if (word == "--seeds") {
+      run.from = std::strtoull(value, nullptr, 10);
+      const char* const dots = std::strstr(value, "..");
+      run.to = dots ? std::strtoull(dots + 2, nullptr, 10) : run.from;
+      shrinks = true;
+    }
+    if (word == "--without") {
+      for (const char* at = value; *at; at += *at == ',') run.without.insert(static_cast<int>(std::strtol(at, const_cast<char**>(&at), 10)));
+    }
+    run.calm = run.calm || word == "--calm";
+    run.plain = run.plain || word == "--plain";
+    World::tell = World::tell || word == "--tell";
+    if (word == "--states") std::atexit([] {
+        for (const std::string& each : World::reached) std::printf("  %s\n", each.c_str());
+      });
+  }
+  return run;
+}
+
+TEST(Simulation, SeedsOfEveryDay) {
+  EXPECT_EQ(std::system((std::string(program) + " --seeds 1..2000").c_str()), 0);
+}
+
+}  // namespace
+
+void Fail(const char* kind, const std::string& text) {
+  std::printf("seed %llu: %s: %s\n", static_cast<unsigned long long>(running), kind, text.c_str());
+  std::fflush(stdout);
+  if (!shrinks) std::_Exit(1);
+  Options found;
+  found.from = found.to = running;
+  TellFailure(found);
+}
+
+}  // namespace vektest
+
+int main(int argc, char** argv) {
+  program = argv[0];
+  if (argc > 1 && std::strncmp(argv[1], "--seed", 6) == 0) {
+    vektest::RunSeeds(vektest::Parse(argc, argv));
+    return 0;
+  }
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

@@ -1,0 +1,108 @@
+// The network of a simulated run: connections as two rows of bytes with delays, any of which may be cut.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulation/Scheduler.h"
+
+namespace vektest {
+
+enum class Cut { None, Finish, Reset };
+
+// How a connection behaves, whatever is said over it.
+struct LineScript {
+  Ns latency = kMs;            // at most, each way
+  unsigned fragment = 0;       // at most so many bytes at a time; 0: what there is
+  std::size_t window = 65536;  // what the client may send ahead of the reader
+  Ns readDelay = 0;            // of the reader
+  Cut cut = Cut::None;
+  std::size_t cutDown = SIZE_MAX;  // after so many bytes to the client
+  std::size_t cutUp = SIZE_MAX;    // after so many bytes from it
+  Ns frozenFrom = kNever;          // since the connection was made; nothing moves
+  Ns frozenFor = 0;
+  int refuseSend = -1;  // the system's answer to the n-th try to send, and all later ones
+};
+
+class Line;
+
+// Whoever is at the far end.
+class Far {
+ public:
+  virtual void OnBytes(std::string_view bytes) = 0;
+  virtual void OnFinished() = 0;  // nothing more comes
+  virtual ~Far() = default;
+};
+
+class Line : public std::enable_shared_from_this<Line> {
+ public:
+  Line(Draw draw, const LineScript& script);
+
+  // ---- the far end ----
+  std::unique_ptr<Far> far;
+  void Write(std::string bytes);
+  std::size_t Written() const { return written_; }
+  void End(Cut how);  // behind what was written
+  bool IsCut() const { return cut_ != Cut::None; }
+  Cut HowCut() const { return cut_; }
+  std::size_t Delivered() const { return delivered_; }
+  bool SendRefused() const { return sendRefused_; }
+  Ns FrozenSince() const;  // kNever when it is not
+  void Thaw();
+  std::size_t BackedUp() const { return script_.window - room_; }
+
+  // ---- the client's socket ----
+  std::ptrdiff_t Recv(char* buffer, std::size_t size, std::string& error);
+  std::ptrdiff_t TrySend(const char* bytes, std::size_t size, std::string& error);
+  bool WaitWritable();
+  void Finish(bool both);  // no more is sent, and with `both` none is received
+  void Leave();            // the socket is gone
+
+ private:
+  Ns Later(Ns& last);
+  void Deliver(const std::string& bytes);
+  void Arrive(const std::string& bytes);
+  void Break(Cut how);
+  bool Held(std::function<void()> again);  // false: it is not frozen
+
+  Draw draw_;
+  LineScript script_;
+  const Ns made_;
+  bool thawed_ = false;
+  std::deque<std::function<void()>> held_;  // while nothing moves
+  Ns lastDown_ = 0, lastUp_ = 0;
+  std::size_t written_ = 0, delivered_ = 0, arrived_ = 0;
+  Cut cut_ = Cut::None;  // as the client sees it
+  std::string inbox_;
+  std::size_t room_;
+  int sends_ = 0;
+  bool sendRefused_ = false;
+  bool finished_ = false, closed_ = false;
+  Task* readers_ = nullptr;
+  Task* writers_ = nullptr;
+};
+
+// What the network answers; the run's.
+class Net {
+ public:
+  struct Attempt {
+    enum Outcome { Accepts, Refuses, Silent } outcome = Refuses;
+    Ns delay = 0;
+  };
+  virtual ~Net() { current = nullptr; }
+  virtual Attempt Try(unsigned port, unsigned address) = 0;
+  virtual std::shared_ptr<Line> Accept(unsigned port) = 0;
+  // How many addresses, none when there is no such host; may wait.
+  virtual unsigned LookUp(unsigned port) = 0;
+
+  static inline Net* current = nullptr;
+
+ protected:
+  Net() { current = this; }
+};
+
+}  // namespace vektest

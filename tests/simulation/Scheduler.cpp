@@ -1,0 +1,178 @@
+#include "simulation/Scheduler.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <deque>
+
+namespace vektest {
+namespace {
+
+constexpr Ns kMostStalls = 30 * kSecond;
+constexpr std::uint64_t kMostSteps = 3'000'000;
+
+Scheduler* current = nullptr;
+
+// Used again by the next seed: a new thread is often at the address of an old one, as in life.
+std::deque<Task>& Tasks() {
+  static std::deque<Task> tasks;
+  return tasks;
+}
+
+}  // namespace
+
+std::uint64_t Draw::Next() {
+  std::uint64_t z = state_ += 0x9E3779B97F4A7C15;
+  z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9;
+  z = (z ^ z >> 27) * 0x94D049BB133111EB;
+  return z ^ z >> 31;
+}
+
+// Without floating point, which may differ: a random power of two's part.
+Ns Draw::Time(Ns least, Ns most) {
+  int bits = 0;
+  while ((least << bits) < most && bits < 40) ++bits;
+  const Ns top = std::min(most, least << From(0, static_cast<unsigned>(bits)));
+  return least + static_cast<Ns>(Next() % static_cast<std::uint64_t>(top - least + 1));
+}
+
+Scheduler* Scheduler::Current() {
+  return current;
+}
+
+Scheduler::Scheduler(std::uint64_t seed, const Chances& chances) : chances_(chances), draw_(seed, 1) {
+  current = this;
+}
+
+Scheduler::~Scheduler() {
+  current = nullptr;
+}
+
+bool Scheduler::Alone() const {
+  return std::all_of(Tasks().begin(), Tasks().end(), [this](const Task& each) { return each.ended || &each == running_; });
+}
+
+Task* Scheduler::Start(const char* name, std::function<void()> body) {
+  auto& tasks = Tasks();
+  auto task = std::find_if(tasks.begin(), tasks.end(), [](const Task& each) { return each.ended; });
+  if (task == tasks.end()) {
+    tasks.emplace_back();
+    task = tasks.end() - 1;
+  }
+  task->name = name;
+  task->body = std::move(body);
+  task->ended = task->blocked = task->woken = false;
+  task->locks = task->answering = 0;
+  task->watch = nullptr;
+  task->fiber.Begin(
+      [](void* argument) {
+        auto& self = *static_cast<Task*>(argument);
+        self.body();
+        self.body = nullptr;
+        self.error = {};
+        self.ended = true;
+        self.fiber.Suspend();
+      },
+      &*task);
+  return &*task;
+}
+
+void Scheduler::Run() {
+  for (;;) {
+    ready_.clear();
+    bool any = false;
+    for (Task& task : Tasks()) {
+      any = any || !task.ended;
+      if (!task.ended && (!task.blocked || task.woken || task.due <= now_)) ready_.push_back(&task);
+    }
+    if (!any) return;
+    if (++steps_ > kMostSteps) Fail("endless", "the run comes to no end");
+    const bool timed = !timed_.empty() && timed_.begin()->first.first <= now_;
+    if (ready_.empty() && !timed) {
+      if (!Advance()) Fail("deadlock", "every thread waits, and none for a time");
+      continue;
+    }
+    const auto which = draw_.Below(static_cast<unsigned>(ready_.size() + timed));
+    if (which < ready_.size()) {
+      trace_ = (trace_ ^ which ^ static_cast<std::uint64_t>(now_)) * 0x100000001B3;
+      RunTask(*ready_[which]);
+    } else {
+      const auto what = std::move(timed_.begin()->second);
+      timed_.erase(timed_.begin());
+      what();
+    }
+  }
+}
+
+bool Scheduler::Advance() {
+  Ns next = timed_.empty() ? kNever : timed_.begin()->first.first;
+  for (const Task& task : Tasks()) {
+    if (!task.ended) next = std::min(next, task.due);
+  }
+  if (next == kNever) return false;
+  now_ = std::max(now_, next);
+  return true;
+}
+
+void Scheduler::RunTask(Task& task) {
+  void* const exceptions = abi::__cxa_get_globals();
+  void* outer[2];
+  std::memcpy(outer, exceptions, sizeof outer);
+  std::memcpy(exceptions, task.exceptions, sizeof outer);
+  running_ = &task;
+  task.fiber.Resume();
+  running_ = nullptr;
+  std::memcpy(task.exceptions, exceptions, sizeof outer);
+  std::memcpy(exceptions, outer, sizeof outer);
+}
+
+void Scheduler::Give() {
+  running_->fiber.Suspend();
+}
+
+void Scheduler::Point() {
+  if (!running_) return;
+  if (stalled_ < kMostStalls && chances_.stall && draw_.Below(10'000) < chances_.stall) {
+    const Ns time = draw_.Time(kMs / 10, chances_.longestStall);
+    stalled_ += time;
+    Sleep(time);
+  } else if (draw_.Chance(chances_.changeOver)) {
+    Give();
+  }
+}
+
+bool Scheduler::Wait(Task*& queue, Ns due) {
+  Task& self = *running_;
+  Task** last = &queue;
+  while (*last) last = &(*last)->nextQueued;
+  *last = &self;
+  self.queue = &queue;
+  self.nextQueued = nullptr;
+  self.due = due;
+  self.woken = false;
+  self.blocked = true;
+  Give();
+  self.blocked = false;
+  self.due = kNever;
+  if (self.woken) return true;
+  Task** at = &queue;
+  while (*at != &self) at = &(*at)->nextQueued;
+  *at = self.nextQueued;
+  return false;
+}
+
+void Scheduler::Sleep(Ns time) {
+  Task* nobody = nullptr;
+  Wait(nobody, now_ + time);
+}
+
+void Scheduler::WakeOne(Task*& queue) {
+  if (!queue) return;
+  Task& task = *queue;
+  queue = task.nextQueued;
+  task.woken = true;
+}
+
+}  // namespace vektest

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "sim/SimWire.h"
+#include "simulation/World.h"
+
+namespace vektest {
+
+// The far end of one link: does what its script says, writes down what it tells, and judges what comes.
+class Server final : public Far {
+ public:
+  Server(World& world, int link, ServerScript script, Line& line);
+
+  void OnBytes(std::string_view bytes) override;
+  void OnFinished() override;
+
+  bool SignedOn() const { return reporting_; }
+  Ns LastPacket() const { return lastPacket_; }
+  bool Echoes() const { return script_.echo; }
+
+ private:
+  void OnPacket(const std::string& packet);
+  void OnSession(const std::string& packet);
+  void OnSignOn();
+  void OnText(int code, const std::string& text);
+  void OnBatch(const std::string& text);
+  std::optional<std::string> TextOf(const std::string& packet);
+  std::string Descrambled(std::string packet) const;
+
+  void Later(Ns least, Ns most, std::function<void()> what);
+  void Send(std::string packet, const std::string& expected = {});
+  void SendText(int code, const std::string& text, const std::string& expected);
+  void SendHello(bool refuse);
+  void SendSignOn(bool refuse);
+  void SendReport();
+  void Acknowledge(unsigned requests);
+  void HangUp();
+  std::string Mark();
+
+  World& world_;
+  const int link_;
+  const ServerScript script_;
+  const VekSim::ByteOrder order_;
+  Line& line_;
+  Draw draw_;
+  VekSim::PacketCutter cutter_;
+  std::string pieces_;
+  bool greeted_ = false;   // the connect request came
+  bool answered_ = false;  // the connect result was sent
+  int signOns_ = 0;
+  bool reporting_ = false;
+  bool ended_ = false;
+  unsigned marks_ = 0;
+  Ns lastPacket_;
+};
+
+}  // namespace vektest

@@ -1,0 +1,175 @@
+#include "simulation/Story.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vektest {
+namespace {
+
+std::string Seconds(Ns time) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.4g s", static_cast<double>(time) / 1e9);
+  return text;
+}
+
+// Times that meet: a few moments, what the library waits for, and small differences around them.
+Ns Moment(Draw& draw, const std::vector<Ns>& anchors, Ns length) {
+  if (draw.Chance(400)) return draw.Time(kMs, length);
+  Ns at = anchors[draw.Below(static_cast<unsigned>(anchors.size()))];
+  const Ns waits[] = {0, 0, 30 * kSecond, 45 * kSecond, 60 * kSecond, 2 * kSecond};
+  at += waits[draw.Below(6)];
+  const Ns off = draw.Time(kMs / 100, 3 * kSecond);
+  return std::max<Ns>(draw.Chance(300) ? at - off : at + off, 0);
+}
+
+Act WhichAct(Draw& draw, bool inside) {
+  static const unsigned outside[] = {20, 6, 3, 12, 10, 6, 4, 24, 8, 2, 3};
+  static const unsigned within[] = {12, 8, 5, 10, 8, 4, 3, 12, 4, 1, 16};
+  const unsigned* const weights = inside ? within : outside;
+  unsigned total = 0;
+  for (int i = 0; i < static_cast<int>(Act::kCount); ++i) total += weights[i];
+  unsigned left = draw.Below(total);
+  int act = 0;
+  while (left >= weights[act]) left -= weights[act++];
+  return static_cast<Act>(act);
+}
+
+}  // namespace
+
+const char* Name(Act act) {
+  static const char* const names[] = {"connect", "disconnect",      "delete", "order",           "query",     "long request",
+                                      "change password", "paced request", "many paced requests", "new sender", "busy"};
+  return names[static_cast<int>(act)];
+}
+
+Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool plainServers)
+    : seed(which), without(std::move(leftOut)), calm(calmThreads), plain(plainServers) {
+  Draw draw(seed, 2);
+  clients = draw.From(1, 3);
+  threads = draw.From(1, 3);
+  pace = draw.From(1, 6);
+  paceMs = draw.Chance(500) ? 1000 : draw.From(20, 3000);
+  chances.changeOver = draw.Chance(300) ? 0 : draw.From(20, 500);
+  chances.stall = draw.Chance(400) ? 0 : draw.From(1, 60);
+  chances.longestStall = draw.Time(kMs, 5 * kSecond);
+  chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
+  if (calm) chances = {};
+  const bool windows = draw.Chance(200);
+  const Ns length = draw.Time(5 * kSecond, 150 * kSecond);
+  std::vector<Ns> anchors;
+  for (unsigned i = draw.From(1, 4); i > 0; --i) anchors.push_back(draw.Time(kMs, length));
+  const int count = static_cast<int>(draw.From(4, 40));
+  for (int id = 0; id < count; ++id) {
+    Step step;
+    step.id = id;
+    const bool within = draw.Chance(350);
+    step.act = id < static_cast<int>(clients) ? Act::Connect : WhichAct(draw, within);
+    step.client = id < static_cast<int>(clients) ? static_cast<unsigned>(id) : draw.Below(clients);
+    step.thread = draw.Below(threads);
+    step.at = id < static_cast<int>(clients) ? draw.Time(kMs, kSecond) : Moment(draw, anchors, length);
+    step.host = draw.Chance(600) ? step.client : draw.Below(clients);
+    const int event = static_cast<int>(draw.Time(1, 40)) - 1;
+    if (within && id >= static_cast<int>(clients)) step.inside = event;
+    step.time = draw.Time(kMs, 40 * kSecond);
+    step.answersWindow = windows && step.inside < 0 && draw.Chance(300) && id >= static_cast<int>(clients);
+    if (!without.count(id)) steps.push_back(step);
+  }
+  std::stable_sort(steps.begin(), steps.end(), [](const Step& a, const Step& b) { return a.at < b.at; });
+}
+
+ServerScript Story::Server(int step) const {
+  Draw draw(seed, 1000 + static_cast<std::uint64_t>(step));
+  ServerScript server;
+  const bool good = plain || draw.Chance(250);
+  server.big = draw.Chance(500);
+  server.mode = draw.Chance(600) ? 1 : 0;
+  for (unsigned i = draw.Chance(300) ? 0 : draw.From(1, 20); i > 0; --i) server.key += static_cast<char>(draw.From(1, 255));
+  server.line.latency = draw.Time(kMs / 10, 300 * kMs);
+  server.line.fragment = draw.Chance(400) ? draw.From(1, 3000) : 0;
+  server.reports = static_cast<unsigned>(draw.Time(1, 60)) - 1;
+  server.reportGap = draw.Time(kMs, 20 * kSecond);
+  server.replyFirst = draw.Chance(500);
+  server.addresses = {{Net::Attempt::Accepts, draw.Time(kMs / 10, 200 * kMs)}};
+  if (good) return server;
+
+  const auto answer = [&] {
+    const unsigned which = draw.Below(100);
+    return which < 80 ? ServerScript::Good : which < 85 ? ServerScript::Refused : which < 90 ? ServerScript::Never
+           : which < 95 ? ServerScript::Twice : ServerScript::Late;
+  };
+  server.hello = answer();
+  server.signOn = answer();
+  server.late = draw.Chance(500) ? draw.Time(kMs, 60 * kSecond) : 30 * kSecond + draw.Time(kMs, 20 * kSecond);
+  server.echo = draw.Chance(700);
+  server.acks = draw.Chance(600) ? ServerScript::True : static_cast<ServerScript::Acks>(draw.From(1, 4));
+  server.hangUp = draw.Chance(500);
+  if (draw.Chance(80)) server.badPacketAfter = static_cast<int>(draw.Time(1, 30)) - 1;
+  LineScript& line = server.line;
+  if (draw.Chance(250)) line.window = static_cast<std::size_t>(draw.Time(20, 20000));
+  if (draw.Chance(250)) line.readDelay = draw.Time(kMs, 5 * kSecond);
+  if (draw.Chance(300)) {
+    line.cut = draw.Chance(500) ? Cut::Finish : Cut::Reset;
+    (draw.Chance(600) ? line.cutDown : line.cutUp) = static_cast<std::size_t>(draw.Time(1, 60000));
+  }
+  if (draw.Chance(200)) {
+    line.frozenFrom = draw.Time(kMs, 90 * kSecond);
+    line.frozenFor = draw.Time(kMs, 200 * kSecond);
+  }
+  if (draw.Chance(80)) line.refuseSend = static_cast<int>(draw.Time(1, 30)) - 1;
+  server.named = draw.Chance(200);
+  server.lookUp = draw.Chance(100) ? 100 * kSecond : draw.Time(kMs / 10, kSecond);
+  if (draw.Chance(200)) {
+    server.addresses.clear();
+    for (unsigned i = server.named ? draw.Below(4) : 1; i > 0; --i) {
+      const auto outcome = static_cast<Net::Attempt::Outcome>(draw.Below(3));
+      server.addresses.push_back({outcome, draw.Chance(200) ? 0 : draw.Time(kMs / 10, 40 * kSecond)});
+    }
+  }
+  return server;
+}
+
+std::string Story::Tell(const ServerScript& s) {
+  static const char* const answers[] = {"", "refused", "never answered", "answered twice", "answered late"};
+  static const char* const acks[] = {"", "slow", "missing", "doubled", "surplus"};
+  std::string text;
+  const auto add = [&](const std::string& what) { text += (text.empty() ? "" : ", ") + what; };
+  if (s.hello != ServerScript::Good) add(std::string("connect request ") + answers[s.hello]);
+  if (s.signOn != ServerScript::Good) add(std::string("sign-on ") + answers[s.signOn]);
+  if (s.hello == ServerScript::Late || s.signOn == ServerScript::Late) add("after " + Seconds(s.late));
+  if (s.acks != ServerScript::True) add(std::string("acknowledgements ") + acks[s.acks]);
+  if (s.badPacketAfter >= 0) add("a bad packet after " + std::to_string(s.badPacketAfter) + " reports");
+  if (s.line.cutDown != SIZE_MAX) add("cut after " + std::to_string(s.line.cutDown) + " bytes to the client");
+  if (s.line.cutUp != SIZE_MAX) add("cut after " + std::to_string(s.line.cutUp) + " bytes from the client");
+  if (s.line.frozenFrom != kNever) add("frozen at " + Seconds(s.line.frozenFrom) + " for " + Seconds(s.line.frozenFor));
+  if (s.line.refuseSend >= 0) add("send " + std::to_string(s.line.refuseSend) + " refused by the system");
+  if (s.line.readDelay) add("reads after " + Seconds(s.line.readDelay));
+  if (s.line.window != LineScript{}.window) add("window of " + std::to_string(s.line.window));
+  if (s.named) add("looked up in " + Seconds(s.lookUp));
+  if (s.addresses.size() != 1 || s.addresses[0].outcome != Net::Attempt::Accepts)
+    add(std::to_string(s.addresses.size()) + " addresses");
+  return text.empty() ? "behaves" : text;
+}
+
+std::string Story::Tell() const {
+  std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) + " clients, " + std::to_string(threads) +
+                     " threads, " + std::to_string(pace) + " requests in " + std::to_string(paceMs) + " ms";
+  if (chances.stall) text += ", threads that stall for up to " + Seconds(chances.longestStall);
+  if (chances.noThread) text += ", a lack of threads";
+  text += "\n";
+  for (const Step& step : steps) {
+    text += "  " + std::to_string(step.id) + ": ";
+    if (step.inside >= 0) {
+      text += "inside event " + std::to_string(step.inside) + " of client " + std::to_string(step.host);
+    } else {
+      text += "at " + Seconds(step.at) + " on thread " + std::to_string(step.thread);
+      if (step.answersWindow) text += ", while it waits";
+    }
+    text += ": client " + std::to_string(step.client) + " " + Name(step.act);
+    if (step.act == Act::Busy) text += " for " + Seconds(step.time);
+    if (step.act == Act::Connect) text += " (" + Tell(Server(step.id)) + ")";
+    text += "\n";
+  }
+  return text;
+}
+
+}  // namespace vektest

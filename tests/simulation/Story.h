@@ -1,0 +1,84 @@
+// What is to happen in a run: drawn from its seed, and made shorter when it shows a fault.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "simulation/Net.h"
+
+namespace vektest {
+
+enum class Act {
+  Connect,
+  Disconnect,
+  Delete,  // and make a new one
+  Order,   // code 129, not paced
+  Query,
+  Long,
+  ChangePassword,
+  Paced,
+  PacedMany,
+  NewSender,
+  Busy,
+  kCount
+};
+
+struct Step {
+  int id = 0;
+  Act act = Act::Busy;
+  unsigned client = 0;
+  unsigned thread = 0;  // of the application, when it is not inside an event
+  Ns at = 0;            // since the start; each thread's in this order
+  int inside = -1;      // instead: inside the n-th event of `host`
+  unsigned host = 0;
+  Ns time = 0;  // of Busy
+  bool answersWindow = false;  // instead: from a message that is sent to the thread while it waits
+};
+
+// What a server does on one link.
+struct ServerScript {
+  LineScript line;
+  bool named = false;
+  Ns lookUp = 0;
+  std::vector<Net::Attempt> addresses;
+  bool big = false;
+  int mode = 0;
+  std::string key;
+  enum Answer { Good, Refused, Never, Twice, Late } hello = Good, signOn = Good;
+  Ns late = 0;
+  bool replyFirst = false;
+  bool echo = true;
+  unsigned reports = 0;
+  Ns reportGap = kSecond;
+  enum Acks { True, Slow, Missing, Doubled, Surplus } acks = True;
+  int badPacketAfter = -1;  // reports
+  bool hangUp = false;      // after a refusal
+};
+
+struct Story {
+  std::uint64_t seed = 0;
+  std::set<int> without;  // steps left out
+  bool calm = false;      // no changes of threads but where one waits
+  bool plain = false;     // every server behaves
+
+  Scheduler::Chances chances;
+  unsigned clients = 1;
+  unsigned threads = 1;
+  unsigned pace = 5;
+  unsigned paceMs = 1000;
+  std::vector<Step> steps;
+
+  explicit Story(std::uint64_t which, std::set<int> leftOut = {}, bool calmThreads = false, bool plainServers = false);
+
+  // Of the link that a step makes.
+  ServerScript Server(int step) const;
+
+  std::string Tell() const;
+  static std::string Tell(const ServerScript& server);
+};
+
+const char* Name(Act act);
+
+}  // namespace vektest

@@ -1,0 +1,363 @@
+#include "simulation/World.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "simulation/Server.h"
+
+namespace vektest {
+namespace {
+
+constexpr Ns kHung = 6000 * kSecond;
+constexpr unsigned kFirstPort = 1000;
+
+Task* Me() {
+  return &Scheduler::Current()->Self();
+}
+
+bool OnlyMe(const std::vector<Task*>& tasks) {
+  return std::all_of(tasks.begin(), tasks.end(), [](const Task* each) { return each == Me(); });
+}
+
+Server* ServerOf(const LinkBook& book) {
+  return book.line ? static_cast<Server*>(book.line->far.get()) : nullptr;
+}
+
+}  // namespace
+
+World::World(const Story& which, Scheduler& scheduler)
+    : story(which), scheduler_(scheduler), slots(which.clients) {
+  scheduler.answersWhileWaiting = [this] {
+    return std::any_of(story.steps.begin(), story.steps.end(), [&](const Step& step) {
+      return step.answersWindow && !answered_.count(step.id) && Now() >= 1000 * kSecond + step.at &&
+             std::string("app") + static_cast<char>('0' + step.thread) == Me()->name;
+    });
+  };
+  scheduler.answer = [this] {
+    for (const Step& step : story.steps) {
+      if (!step.answersWindow || Now() < 1000 * kSecond + step.at) continue;
+      if (std::string("app") + static_cast<char>('0' + step.thread) != Me()->name) continue;
+      if (answered_.insert(step.id).second) return Do(step, nullptr);
+    }
+  };
+}
+
+World::~World() {
+  for (auto& [id, book] : links) {
+    if (book.line) book.line->far.reset();
+  }
+}
+
+void World::Log(const std::string& text) {
+  if (!tell) return;
+  std::printf("%12.6f %-10s %s\n", static_cast<double>(Now() - 1000 * kSecond) / 1e9,
+              scheduler_.OnTask() ? Me()->name : "net", text.c_str());
+  std::fflush(stdout);
+}
+
+// ---- the network ----
+
+Net::Attempt World::Try(unsigned port, unsigned address) {
+  const auto addresses = story.Server(static_cast<int>(port - kFirstPort)).addresses;
+  return address < addresses.size() ? addresses[address] : Attempt{};
+}
+
+std::shared_ptr<Line> World::Accept(unsigned port) {
+  const int link = static_cast<int>(port - kFirstPort);
+  const ServerScript script = story.Server(link);
+  LinkBook& book = links[link];
+  if (book.line) Fail("doubled", "link " + std::to_string(link) + " was connected twice");
+  book.line = std::make_shared<Line>(Draw(story.seed, 3000 + static_cast<std::uint64_t>(link)), script.line);
+  book.line->far = std::make_unique<Server>(*this, link, script, *book.line);
+  book.opened = Now();
+  return book.line;
+}
+
+unsigned World::LookUp(unsigned port) {
+  const ServerScript script = story.Server(static_cast<int>(port - kFirstPort));
+  scheduler_.Sleep(script.lookUp);
+  return static_cast<unsigned>(script.addresses.size());
+}
+
+// ---- the run ----
+
+void World::Run() {
+  for (Slot& slot : slots) NewClient(slot);
+  running_ = story.threads;
+  static const char* const names[] = {"app0", "app1", "app2"};
+  for (unsigned thread = 0; thread < story.threads; ++thread)
+    scheduler_.Start(names[thread], [this, thread] { RunThread(thread); });
+  Watch();
+  while (running_ != 0) scheduler_.Sleep(kSecond);
+  scheduler_.NoMoreFaults();
+  for (auto& [id, book] : links) {
+    if (book.line) book.line->Thaw();
+  }
+  scheduler_.Sleep(100 * kSecond);
+  CheckRequests();
+  CheckLinks();
+  over_ = true;
+  CleanUp();
+}
+
+void World::RunThread(unsigned thread) {
+  for (const Step& step : story.steps) {
+    if (step.thread != thread || step.inside >= 0 || step.answersWindow) continue;
+    const Ns at = 1000 * kSecond + step.at;
+    if (at > Now()) scheduler_.Sleep(at - Now());
+    scheduler_.Point();
+    Do(step, nullptr);
+  }
+  --running_;
+}
+
+void World::NewClient(Slot& slot) {
+  const auto index = static_cast<unsigned>(&slot - slots.data());
+  lives_.push_back(std::make_unique<Life>(*this, index, static_cast<int>(lives_.size())));
+  slot.life = lives_.back().get();
+  slot.life->lastEvent = Now();
+  slot.client = std::make_unique<VekApi::VekClient>(*slot.life);
+  if (!slot.sender || (slot.sender->users.empty() && slot.life->number % 2 == 0)) {
+    slot.sender.reset();
+    slot.sender = std::make_unique<Sender>(*this, *slot.client, sendersMade_++, static_cast<int>(story.pace),
+                                           static_cast<int>(story.paceMs));
+  }
+}
+
+void World::RunInside(unsigned host, VekApi::VekClient& client) {
+  const int event = slots[host].events++;
+  if (over_ || slots[host].life->inEvent.size() > 3) return;
+  for (const Step& step : story.steps) {
+    if (step.inside != event || step.host != host) continue;
+    Life* const life = slots[host].life;
+    Do(step, step.client == host && !life->destroyed ? &client : nullptr);
+    if (life->destroyed || slots[host].life != life) return;
+  }
+}
+
+void World::Do(const Step& step, VekApi::VekClient* inside) {
+  Slot& slot = slots[step.client];
+  if (step.act == Act::Busy) return Busy(step.time);
+  if (step.act == Act::Delete) return Delete(step, slot);
+  VekApi::VekClient* const client = inside ? inside : slot.client.get();
+  if (!client || slot.life->destroyed) return;
+  reached.insert(std::string(Name(step.act)) + (inside ? " inside its event" : step.inside >= 0 ? " inside another's event" : "") +
+                 " in state " + std::to_string(client->State()));
+  switch (step.act) {
+    case Act::Connect:
+    case Act::Disconnect:
+      return Structural(step, slot, *client);
+    case Act::NewSender:
+      if (!slot.sender->users.empty() || !slot.client) return;
+      slot.sender.reset();
+      slot.sender = std::make_unique<Sender>(*this, *client, sendersMade_++, static_cast<int>(story.pace),
+                                             static_cast<int>(story.paceMs));
+      return;
+    default:
+      return Send(step, slot, *client);
+  }
+}
+
+void World::Busy(Ns time) {
+  Log("busy");
+  busyBegun_ += time;
+  ++busyNow_;
+  scheduler_.Sleep(time);
+  --busyNow_;
+}
+
+// Not on two threads of the application's at once; events may come in between.
+void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) {
+  const bool event = std::find(slot.life->inEvent.begin(), slot.life->inEvent.end(), Me()) != slot.life->inEvent.end();
+  if (!event && !OnlyMe(slot.connecting)) return;
+  const Using use(slot.users, Me());
+  const Using changes(slot.connecting, Me());
+  Life& life = *slot.life;
+  const std::size_t call = life.calls.size();
+  const bool connects = step.act == Act::Connect;
+  life.calls.push_back({connects ? step.id : -1, Tick(), UINT64_MAX});
+  life.lastChange = Tick();
+  const Ns begun = Now(), busy = busyBegun_ - busyNow_ * 40 * kSecond, stalled = Slack();
+  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + std::to_string(step.id));
+  if (connects) {
+    const ServerScript script = story.Server(step.id);
+    links[step.id].begun = Now();
+    const std::string id = std::to_string(step.id);
+    const std::string host = script.named ? "host" : "10.0.0.1";
+    client.Connect(host + ":" + std::to_string(kFirstPort + static_cast<unsigned>(step.id)), "App" + id, "1.2", "u" + id,
+                   "s" + id, "p" + id);
+  } else {
+    client.Disconnect();
+  }
+  life.calls[call].ended = Tick();
+  life.lastChange = Tick();
+  life.lastEvent = Now();
+  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + std::to_string(step.id) + " is back");
+  if (Now() - begun > busyBegun_ - busy + Slack() - stalled + 5 * kSecond)
+    Fail("slow", std::string(Name(step.act)) + " took too long");
+}
+
+void World::Delete(const Step& step, Slot& slot) {
+  if (!slot.client || !OnlyMe(slot.users) || !slot.connecting.empty()) return;
+  reached.insert(std::string("delete in state ") + std::to_string(slot.client->State()));
+  Log("client " + std::to_string(step.client) + " delete");
+  Life& life = *slot.life;
+  {
+    const Using use(slot.users, Me());
+    const Using changes(slot.connecting, Me());
+    life.lastChange = Tick();
+    const Ns begun = Now(), busy = busyBegun_ - busyNow_ * 40 * kSecond, stalled = Slack();
+    std::exchange(slot.client, nullptr).reset();
+    if (!life.destroyed) Fail("silent", "a client went without its last event");
+    if (Now() - begun > busyBegun_ - busy + Slack() - stalled + 5 * kSecond) Fail("slow", "a deletion took too long");
+    life.lastChange = Tick();
+  }
+  Log("client " + std::to_string(step.client) + " is deleted");
+  NewClient(slot);
+}
+
+void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
+  const Using use(slot.users, Me());
+  Life& life = *slot.life;
+  if (step.act == Act::Paced || step.act == Act::PacedMany) {
+    if (!client.IsSessionConnected()) return;
+    return slot.sender->Send(step.act == Act::Paced ? 1 : 1 + static_cast<unsigned>(step.time % 12));
+  }
+  const std::string id = "R" + std::to_string(requests_.size());
+  std::string text = id + " ";
+  if (step.act == Act::Long) {
+    const unsigned sizes[] = {4080, 8170, 12260, 30000};
+    text.append(sizes[step.time % 4] + static_cast<unsigned>(step.time / 7 % 20), static_cast<char>('A' + requests_.size() % 26));
+  }
+  const std::size_t index = requests_.size();
+  requests_.push_back({step.client, Me(), life.number, step.act == Act::ChangePassword ? id : text, false, false, Tick()});
+  std::string buffer = "....." + text;
+  const auto size = static_cast<unsigned>(buffer.size());
+  const Ns begun = Now();
+  bool accepted = false;
+  if (step.act == Act::ChangePassword) {
+    accepted = client.ChgPass(id, "old", "new");
+  } else if (step.act == Act::Query) {
+    accepted = client.SendVekQueryRequest(buffer.data(), size) == 0;
+  } else {
+    accepted = client.SendVekRequest(step.act == Act::Order ? 129 : 150, buffer.data(), size);
+  }
+  Request& request = requests_[index];
+  request.returned = true;
+  request.accepted = accepted;
+  if (!life.destroyed) life.lastSend = Now();
+  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + id + (accepted ? " taken" : " refused"));
+  if (!accepted && request.link >= 0) Fail("sent", id + " was refused and is on the wire");
+  if (accepted && step.act == Act::Query && life.ready && begun > *life.ready) CheckRate(life, begun);
+}
+
+// All of them were let go between the beginning of the first and now.
+void World::CheckRate(Life& life, Ns begun) {
+  life.queries.push_back(begun);
+  if (life.queries.size() <= story.pace) return;
+  const Ns first = *std::min_element(life.queries.end() - static_cast<std::ptrdiff_t>(story.pace) - 1, life.queries.end());
+  if (Now() - first < story.paceMs * kMs) Fail("pace", "too many queries");
+}
+
+// ---- what a server saw ----
+
+void World::OnRequest(const std::string& text, int link) {
+  const std::size_t id = static_cast<std::size_t>(std::strtoul(text.c_str() + 1, nullptr, 10));
+  if (text[0] != 'R' || id >= requests_.size()) Fail("torn", "a request that nobody sent: " + text.substr(0, 40));
+  Request& request = requests_[id];
+  if (request.text != text) Fail("torn", "R" + std::to_string(id) + " came with other bytes");
+  if (request.link >= 0) Fail("doubled", "R" + std::to_string(id) + " came twice");
+  if (request.returned && !request.accepted) Fail("sent", "R" + std::to_string(id) + " was refused and is on the wire");
+  for (std::size_t later = id + 1; later < requests_.size(); ++later) {
+    const Request& other = requests_[later];
+    if (other.link == link && other.thread == request.thread && other.life == request.life)
+      Fail("order", "R" + std::to_string(id) + " came behind a later one");
+  }
+  request.link = link;
+}
+
+void World::OnPaced(const std::string& text, int link, bool trueAcks) {
+  int sender = 0;
+  unsigned number = 0;
+  if (std::sscanf(text.c_str(), "P%d.%u ", &sender, &number) != 2 || sender >= sendersMade_)
+    Fail("torn", "a paced request that nobody sent: " + text.substr(0, 40));
+  const auto found = senders.find(sender);
+  if (found == senders.end()) return;  // what it had sent last
+  if (found->second->Text(number) != text) Fail("torn", "a paced request came with other bytes");
+  found->second->Arrived(number, link, trueAcks);
+}
+
+// ---- what must hold all the time ----
+
+void World::Watch() {
+  if (over_) return;
+  if (Now() > 1000 * kSecond + kHung) Fail("hang", "the application's threads come to no end");
+  for (Slot& slot : slots) WatchClient(slot);
+  scheduler_.At(Now() + 3 * kSecond, [this] { Watch(); });
+}
+
+void World::WatchClient(Slot& slot) {
+  if (!slot.client || !slot.connecting.empty() || !slot.life->inEvent.empty() || busyNow_ != 0) return;
+  const Life& life = *slot.life;
+  const int state = slot.client->State();
+  const Ns quiet = Now() - life.lastEvent - Slack();
+  if (state == VekApi::vcs_Connecting && quiet > 96 * kSecond) Fail("silent", "no event ends the connecting");
+  if (state == VekApi::vcs_Connected && quiet > 46 * kSecond) Fail("silent", "no event ends the sign-on");
+  if (state != VekApi::vcs_ApReady) return;
+  const auto found = links.find(life.upLink);
+  const Server* const server = found == links.end() ? nullptr : ServerOf(found->second);
+  if (!server || !server->SignedOn()) return;
+  const Line& line = *found->second.line;
+  if (line.IsCut()) {
+    if (quiet > 2 * kSecond && Now() - found->second.lastTold > 200 * kSecond) Fail("silent", "no event tells that the link broke");
+    return;
+  }
+  if (line.FrozenSince() == kNever && line.BackedUp() == 0 && Now() - server->LastPacket() > 36 * kSecond + Slack())
+    Fail("heartbeat", "none came from client " + std::to_string(slot.life->number));
+  const Ns frozen = line.FrozenSince() == kNever ? 0 : Now() - line.FrozenSince();
+  if (frozen > 66 * kSecond + Slack() && std::max(life.lastSend, life.lastEvent) + 66 * kSecond + Slack() < Now())
+    Fail("silent", "no event tells that the server is silent");
+}
+
+// ---- what must hold at the end ----
+
+void World::CheckRequests() {
+  for (const Slot& slot : slots) slot.sender->CheckRefused();
+  for (std::size_t id = 0; id < requests_.size(); ++id) {
+    const Request& request = requests_[id];
+    if (!request.accepted || request.link >= 0) continue;
+    const Slot& slot = slots[request.client];
+    const Life& life = *slot.life;
+    const auto book = links.find(life.upLink);
+    const bool sameLink = life.number == request.life && life.lastChange < request.begun && book != links.end();
+    if (!sameLink || !slot.client->IsSessionConnected() || book->second.over || !book->second.line || book->second.line->IsCut())
+      continue;
+    if (book->second.line->BackedUp() != 0) continue;
+    Fail("lost", "R" + std::to_string(id) + " was accepted and never came, and the link is up");
+  }
+}
+
+void World::CheckLinks() {
+  for (const Slot& slot : slots) {
+    const auto found = links.find(slot.life->upLink);
+    if (found == links.end() || found->second.over || !slot.client->IsSessionConnected()) continue;
+    const LinkBook& book = found->second;
+    if (!book.line || book.line->IsCut() || book.badPacket) continue;
+    for (std::size_t i = book.told; i < book.expected.size(); ++i) {
+      if (book.expected[i].end <= book.line->Delivered()) Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
+    }
+  }
+}
+
+void World::CleanUp() {
+  for (Slot& slot : slots) {
+    if (story.seed % 2) slot.sender.reset();
+    slot.client.reset();
+    slot.sender.reset();
+  }
+  for (int i = 0; i < 300 && !scheduler_.Alone(); ++i) scheduler_.Sleep(kSecond);
+  if (!scheduler_.Alone()) Fail("thread", "a thread of the library's is still there");
+}
+
+}  // namespace vektest

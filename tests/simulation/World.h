@@ -1,0 +1,202 @@
+// A run: the clients, the application's threads, the servers, and what must hold for all of them.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "simulation/Net.h"
+#include "simulation/Story.h"
+#include "vekapi/VekClient.h"
+#include "vekapi/VekFlowCtrlSender.h"
+
+namespace vektest {
+
+class World;
+class Server;
+
+// What a client is to be told over one link, in the order of the wire.
+struct LinkBook {
+  struct Expected {
+    std::string line;
+    std::size_t end;  // bytes written up to its last
+  };
+  std::vector<Expected> expected;
+  std::size_t told = 0;
+  bool over = false;  // its end was told
+  bool badPacket = false;
+  bool hungUp = false;
+  Ns begun = 0;
+  Ns opened = kNever;
+  Ns lastTold = 0;
+  std::shared_ptr<Line> line;
+};
+
+// Every request of the application's, and what became of it.
+struct Request {
+  unsigned client = 0;
+  const void* thread = nullptr;
+  int life = 0;  // of the client
+  std::string text;
+  bool returned = false, accepted = false;
+  std::uint64_t begun = 0;
+  int link = -1;  // which it came over
+};
+
+// One client from its making to its end.
+class Life final : public VekApi::VekClientHandler {
+ public:
+  struct Call {
+    int link;  // -1: one that ends links only
+    std::uint64_t begun, ended;
+  };
+
+  Life(World& world, unsigned slot, int which) : number(which), world_(world), slot_(slot) {}
+
+  // Whether an event of that link may come now.
+  bool Allows(int link) const;
+
+  const int number;
+  bool destroyed = false;
+  std::vector<Call> calls;
+  std::vector<Task*> inEvent;
+  std::uint64_t lastChange = 0;  // of its link: a call, or an end
+  Ns lastEvent = 0, lastSend = 0;
+  int upLink = -1;
+  std::optional<Ns> ready;
+  std::vector<Ns> queries;  // accepted since
+
+  void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;
+  void OnVekApReadyEvent(VekApi::VekClient& client) override;
+  void OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::VekTaskResult& result) override;
+  void OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user, const std::string& text) override;
+  void OnVekRequestAckEvent(VekApi::VekClient& client, int code, const std::string& text) override;
+  void OnVekReportEvent(VekApi::VekClient& client, const std::string& text) override;
+  void OnVekClientDestroyEvent(VekApi::VekClient& client) override;
+
+ private:
+  void OnVekUnknownMsgCodeEvent(VekApi::VekClient& client, int code, const char* packet, int length) override;
+  void Check(VekApi::VekClient& client, const std::string& line);
+  void CheckOwnWords(VekApi::VekClient& client, const std::string& line);
+  void CheckEnd(LinkBook& book, int link, const std::string& line);
+  int LinkIn(const std::string& reason, VekApi::VekClient& client) const;
+  void Within(VekApi::VekClient& client, const std::string& line);
+
+  World& world_;
+  const unsigned slot_;
+};
+
+class Sender final : public VekApi::VekFlowCtrlSender {
+ public:
+  Sender(World& world, VekApi::VekClient& client, int number, int count, int ms);
+  ~Sender() override;
+
+  void Send(unsigned requests);
+  void Restart() { SetFlowCtrl(count_, ms_); }
+  // From the server.
+  void Arrived(unsigned request, int link, bool trueAcks);
+  std::string Text(unsigned request) const;
+  void CheckRefused();
+
+  const int number;
+  std::vector<Task*> users;
+
+ private:
+  void OnVekRequestsSent(unsigned requests, bool taken) override;
+
+  World& world_;
+  const int count_, ms_;
+  unsigned issued_ = 0;
+  std::set<unsigned> refused_;
+  int last_ = -1;
+  int lastLink_ = -1;
+  std::vector<Ns> arrivals_;  // over the last link
+};
+
+class World final : public Net {
+ public:
+  World(const Story& story, Scheduler& scheduler);
+  ~World() override;
+
+  // The whole run, on a thread.
+  void Run();
+
+  Attempt Try(unsigned port, unsigned address) override;
+  std::shared_ptr<Line> Accept(unsigned port) override;
+  unsigned LookUp(unsigned port) override;
+
+  struct Slot {
+    std::unique_ptr<VekApi::VekClient> client;
+    Life* life = nullptr;
+    std::unique_ptr<Sender> sender;
+    std::vector<Task*> users;       // in any call
+    std::vector<Task*> connecting;  // in one that changes the link
+    int events = 0;
+  };
+
+  void Do(const Step& step, VekApi::VekClient* inside);
+  void RunInside(unsigned host, VekApi::VekClient& client);
+  void OnRequest(const std::string& text, int link);
+  void OnPaced(const std::string& text, int link, bool trueAcks);
+  Ns Now() const { return scheduler_.Now(); }
+  Ns Slack() const { return scheduler_.Stalled(); }
+  void Log(const std::string& text);
+  std::uint64_t Tick() { return ++ticks_; }
+
+  const Story& story;
+  Scheduler& scheduler_;
+  std::vector<Slot> slots;
+  std::map<int, LinkBook> links;
+  std::map<int, Sender*> senders;
+  static inline std::set<std::string> reached;  // by any run
+  static inline bool tell = false;
+
+ private:
+  friend class Life;
+  void RunThread(unsigned thread);
+  void NewClient(Slot& slot);
+  void Structural(const Step& step, Slot& slot, VekApi::VekClient& client);
+  void Delete(const Step& step, Slot& slot);
+  void Send(const Step& step, Slot& slot, VekApi::VekClient& client);
+  void CheckRate(Life& life, Ns begun);
+  void Watch();
+  void WatchClient(Slot& slot);
+  void CheckRequests();
+  void CheckLinks();
+  void CleanUp();
+  void Busy(Ns time);
+
+  std::vector<std::unique_ptr<Life>> lives_;
+  std::vector<Request> requests_;
+  unsigned running_ = 0;
+  bool over_ = false;
+  int sendersMade_ = 0;
+  std::set<int> answered_;
+  std::uint64_t ticks_ = 0;
+  Ns busyBegun_ = 0;
+  int busyNow_ = 0;
+};
+
+// For a scope.
+class Using {
+ public:
+  Using(std::vector<Task*>& who, Task* task) : who_(who), task_(task) { who_.push_back(task); }
+  ~Using() {
+    for (auto at = who_.rbegin();; ++at) {
+      if (*at != task_) continue;
+      who_.erase(at.base() - 1);
+      return;
+    }
+  }
+  Using(const Using&) = delete;
+  Using& operator=(const Using&) = delete;
+
+ private:
+  std::vector<Task*>& who_;
+  Task* task_;
+};
+
+}  // namespace vektest
