@@ -106,6 +106,11 @@ int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
   return server.empty() ? -1 : std::atoi(server.c_str() + 1);
 }
 
+// What was out over a link that is gone is never acknowledged.
+void Life::RestartSender() {
+  if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this) sender->Restart();
+}
+
 // What the library itself has to say.
 void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
   const int state = client.State();
@@ -113,7 +118,7 @@ void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
   if (state == VekApi::vcs_Disconnected) {
     if (reason != "Disconnect()") Fail("state", line);
     if (world_.slots[slot_].connecting.empty()) Fail("late", "\"Disconnect()\" when nobody disconnects");
-    world_.slots[slot_].sender->Restart();
+    RestartSender();
     return;
   }
   int link = LinkIn(reason, client);
@@ -159,7 +164,7 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
       }
     }
   }
-  world_.slots[slot_].sender->Restart();
+  RestartSender();
 }
 
 // ---- senders ----
@@ -211,20 +216,20 @@ void Sender::Arrived(unsigned request, int link, bool trueAcks) {
   const std::string what = "P" + std::to_string(number) + "." + std::to_string(request);
   world_.Log(what + " came over link " + std::to_string(link));
   if (request >= issued_) Fail("torn", what + " was never sent");
-  if (static_cast<int>(request) <= last_) Fail("order", what + " came twice or behind a later one");
+  if (!came_.insert(request).second) Fail("doubled", what + " came twice");
   if (refused_.count(request)) Fail("sent", what + " was refused and is on the wire");
-  if (link != lastLink_) {
-    arrivals_.clear();
-  } else {
-    for (unsigned i = static_cast<unsigned>(last_ + 1); i < request; ++i) {
-      if (!refused_.count(i)) Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
-    }
+  for (const auto& [other, row] : rows_) {
+    const bool behind = other == link || world_.links[other].opened < world_.links[link].opened;
+    if (behind && row.last > request) Fail("order", what + " came behind a later one");
   }
-  last_ = static_cast<int>(request);
-  lastLink_ = link;
-  arrivals_.push_back(world_.Now());
-  const std::size_t count = arrivals_.size(), pace = static_cast<std::size_t>(count_);
-  if (trueAcks && count > pace && arrivals_[count - 1] - arrivals_[count - 1 - pace] < ms_ * kMs)
+  Row& row = rows_[link];
+  for (unsigned i = row.last + 1; !row.arrivals.empty() && i < request; ++i) {
+    if (!refused_.count(i)) Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
+  }
+  row.last = request;
+  row.arrivals.push_back(world_.Now());
+  const std::size_t count = row.arrivals.size(), pace = static_cast<std::size_t>(count_);
+  if (trueAcks && count > pace && row.arrivals[count - 1] - row.arrivals[count - 1 - pace] < ms_ * kMs)
     Fail("pace", what + " came too soon");
 }
 

@@ -3,9 +3,9 @@
 #include <cxxabi.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
-#include <deque>
 
 namespace vektest {
 namespace {
@@ -16,8 +16,8 @@ constexpr std::uint64_t kMostSteps = 3'000'000;
 Scheduler* current = nullptr;
 
 // Used again by the next seed: a new thread is often at the address of an old one, as in life.
-std::deque<Task>& Tasks() {
-  static std::deque<Task> tasks;
+std::array<Task, 100>& Tasks() {
+  static std::array<Task, 100> tasks;
   return tasks;
 }
 
@@ -57,10 +57,7 @@ bool Scheduler::Alone() const {
 Task* Scheduler::Start(const char* name, std::function<void()> body) {
   auto& tasks = Tasks();
   auto task = std::find_if(tasks.begin(), tasks.end(), [](const Task& each) { return each.ended; });
-  if (task == tasks.end()) {
-    tasks.emplace_back();
-    task = tasks.end() - 1;
-  }
+  if (task == tasks.end()) Fail("thread", "there are more and more of them");
   task->name = name;
   task->body = std::move(body);
   task->ended = task->blocked = task->woken = false;

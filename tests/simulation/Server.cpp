@@ -82,7 +82,7 @@ void Server::OnSession(const std::string& packet) {
       const auto request = ReadPass(plain);
       if (!request || request->newPass != "new") continue;
       world_.OnRequest(request->user, link_);
-      const std::string text = Mark();
+      const std::string text = Mark().substr(0, 100);
       return Later(kMs, kSecond, [this, user = request->user, text] {
         Send(PassResult(user, text), "chgpass " + user + " " + text);
       });
@@ -107,7 +107,7 @@ void Server::OnText(int code, const std::string& text) {
   world_.OnRequest(text, link_);
   if (code == Code::kTask) {
     const std::string id = text.substr(0, text.find(' '));
-    const std::string answer = Mark();
+    const std::string answer = "\x02T\n" + Mark();
     Later(kMs, kSecond, [this, id, answer] {
       SendText(Code::kTask, TaskBody(id, answer, order_), "result " + id + " " + answer);
     });
@@ -137,7 +137,7 @@ void Server::Later(Ns least, Ns most, std::function<void()> what) {
 }
 
 void Server::Send(std::string packet, const std::string& expected) {
-  if (ended_) return;
+  if (ended_ || !answered_) return;
   if (CodeOf(packet) != Code::kConnect) Scramble(packet, script_.key);
   line_.Write(packet);
   if (!expected.empty()) world_.links[link_].expected.push_back({expected, line_.Written()});

@@ -149,7 +149,7 @@ void World::Do(const Step& step, VekApi::VekClient* inside) {
     case Act::Disconnect:
       return Structural(step, slot, *client);
     case Act::NewSender:
-      if (!slot.sender->users.empty() || !slot.client) return;
+      if (!slot.sender || !slot.sender->users.empty() || !slot.client) return;
       slot.sender.reset();
       slot.sender = std::make_unique<Sender>(*this, *client, sendersMade_++, static_cast<int>(story.pace),
                                              static_cast<int>(story.paceMs));
@@ -221,7 +221,7 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   const Using use(slot.users, Me());
   Life& life = *slot.life;
   if (step.act == Act::Paced || step.act == Act::PacedMany) {
-    if (!client.IsSessionConnected()) return;
+    if (!slot.sender || !client.IsSessionConnected()) return;
     return slot.sender->Send(step.act == Act::Paced ? 1 : 1 + static_cast<unsigned>(step.time % 12));
   }
   const std::string id = "R" + std::to_string(requests_.size());

@@ -81,6 +81,7 @@ class Life final : public VekApi::VekClientHandler {
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient& client, int code, const char* packet, int length) override;
   void Check(VekApi::VekClient& client, const std::string& line);
   void CheckOwnWords(VekApi::VekClient& client, const std::string& line);
+  void RestartSender();
   void CheckEnd(LinkBook& book, int link, const std::string& line);
   int LinkIn(const std::string& reason, VekApi::VekClient& client) const;
   void Within(VekApi::VekClient& client, const std::string& line);
@@ -111,9 +112,12 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   const int count_, ms_;
   unsigned issued_ = 0;
   std::set<unsigned> refused_;
-  int last_ = -1;
-  int lastLink_ = -1;
-  std::vector<Ns> arrivals_;  // over the last link
+  struct Row {
+    unsigned last = 0;
+    std::vector<Ns> arrivals{};
+  };
+  std::set<unsigned> came_;
+  std::map<int, Row> rows_;  // by link
 };
 
 class World final : public Net {
