@@ -1,6 +1,7 @@
 // What a client tells, held against what its server said.
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "simulation/Server.h"
 #include "simulation/World.h"
@@ -108,7 +109,7 @@ int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
 
 // What was out over a link that is gone is never acknowledged.
 void Life::RestartSender() {
-  if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this) sender->Restart();
+  if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this) sender->Restart(calls.size());
 }
 
 // What the library itself has to say.
@@ -205,6 +206,23 @@ void Sender::Send(unsigned requests) {
   }
 }
 
+void Sender::Restart(std::size_t calls) {
+  calls_ = calls;
+  SetFlowCtrl(count_, ms_);
+}
+
+void Sender::Look(bool sound, std::size_t calls) {
+  const bool moves = came_.size() != std::exchange(seen_, came_.size()) || PendingCount() == 0;
+  const bool stalled = world_.Slack() != std::exchange(slack_, world_.Slack());
+  stuck_ = moves ? 0 : stuck_ + kSecond;
+  unsound_ = sound && !stalled ? std::max<Ns>(unsound_ - kSecond, 0) : 12 * kSecond;
+  if (stuck_ < 8 * kSecond) return;
+  if (unsound_ == 0 && calls <= calls_ + 1) Fail("held", "nobody sends what sender " + std::to_string(number) + " holds");
+  const VekApi::VekFlowCtrlLocker lock(*this);
+  const std::size_t dropped = TakePending().size();
+  for (std::size_t i = issued_ - dropped; i < issued_; ++i) given_.insert(static_cast<unsigned>(i));
+}
+
 // Under the user lock: those refused are the ones before what is still held.
 void Sender::OnVekRequestsSent(unsigned requests, bool taken) {
   if (taken) return;
@@ -217,14 +235,14 @@ void Sender::Arrived(unsigned request, int link, bool trueAcks) {
   world_.Log(what + " came over link " + std::to_string(link));
   if (request >= issued_) Fail("torn", what + " was never sent");
   if (!came_.insert(request).second) Fail("doubled", what + " came twice");
-  if (refused_.count(request)) Fail("sent", what + " was refused and is on the wire");
+  if (refused_.count(request) || given_.count(request)) Fail("sent", what + " was refused and is on the wire");
   for (const auto& [other, row] : rows_) {
     const bool behind = other == link || world_.links[other].opened < world_.links[link].opened;
     if (behind && row.last > request) Fail("order", what + " came behind a later one");
   }
   Row& row = rows_[link];
   for (unsigned i = row.last + 1; !row.arrivals.empty() && i < request; ++i) {
-    if (!refused_.count(i)) Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
+    if (!refused_.count(i) && !given_.count(i)) Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
   }
   row.last = request;
   row.arrivals.push_back(world_.Now());

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstring>
+#include <iterator>
 
 namespace vektest {
 namespace {
@@ -51,7 +51,7 @@ Scheduler::~Scheduler() {
 }
 
 bool Scheduler::Alone() const {
-  return std::all_of(Tasks().begin(), Tasks().end(), [this](const Task& each) { return each.ended || &each == running_; });
+  return std::all_of(live_.begin(), live_.end(), [this](const Task* each) { return each->ended || each == running_; });
 }
 
 Task* Scheduler::Start(const char* name, std::function<void()> body) {
@@ -73,20 +73,22 @@ Task* Scheduler::Start(const char* name, std::function<void()> body) {
         self.fiber.Suspend();
       },
       &*task);
+  live_.push_back(&*task);
   return &*task;
+}
+
+bool Scheduler::IsReady(const Task& task) const {
+  return !task.blocked || task.woken || task.due <= now_;
 }
 
 void Scheduler::Run() {
   for (;;) {
+    std::erase_if(live_, [](const Task* task) { return task->ended; });
+    if (live_.empty()) return;
     ready_.clear();
-    bool any = false;
-    for (Task& task : Tasks()) {
-      any = any || !task.ended;
-      if (!task.ended && (!task.blocked || task.woken || task.due <= now_)) ready_.push_back(&task);
-    }
-    if (!any) return;
+    std::copy_if(live_.begin(), live_.end(), std::back_inserter(ready_), [this](Task* task) { return IsReady(*task); });
     if (++steps_ > kMostSteps) Fail("endless", "the run comes to no end");
-    const bool timed = !timed_.empty() && timed_.begin()->first.first <= now_;
+    const bool timed = IsTimed();
     if (ready_.empty() && !timed) {
       if (!Advance()) Fail("deadlock", "every thread waits, and none for a time");
       continue;
@@ -105,9 +107,7 @@ void Scheduler::Run() {
 
 bool Scheduler::Advance() {
   Ns next = timed_.empty() ? kNever : timed_.begin()->first.first;
-  for (const Task& task : Tasks()) {
-    if (!task.ended) next = std::min(next, task.due);
-  }
+  for (const Task* task : live_) next = std::min(next, task->due);
   if (next == kNever) return false;
   now_ = std::max(now_, next);
   return true;
@@ -129,13 +129,19 @@ void Scheduler::Give() {
   running_->fiber.Suspend();
 }
 
+bool Scheduler::IsAnyoneElseReady() const {
+  return IsTimed() || std::any_of(live_.begin(), live_.end(), [this](const Task* task) {
+           return task != running_ && !task->ended && IsReady(*task);
+         });
+}
+
 void Scheduler::Point() {
   if (!running_) return;
   if (stalled_ < kMostStalls && chances_.stall && draw_.Below(10'000) < chances_.stall) {
     const Ns time = draw_.Time(kMs / 10, chances_.longestStall);
     stalled_ += time;
     Sleep(time);
-  } else if (draw_.Chance(chances_.changeOver)) {
+  } else if (draw_.Chance(chances_.changeOver) && IsAnyoneElseReady()) {
     Give();
   }
 }

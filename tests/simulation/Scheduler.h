@@ -115,6 +115,9 @@ class Scheduler {
   void RunTask(Task& task);
   void Give();
   bool Advance();
+  bool IsReady(const Task& task) const;
+  bool IsTimed() const { return !timed_.empty() && timed_.begin()->first.first <= now_; }
+  bool IsAnyoneElseReady() const;
 
   Chances chances_;
   Draw draw_;
@@ -124,6 +127,7 @@ class Scheduler {
   std::uint64_t sequence_ = 0;
   std::uint64_t trace_ = 0;
   Task* running_ = nullptr;
+  std::vector<Task*> live_;   // in the order of their starts
   std::vector<Task*> ready_;  // reused
   std::map<std::pair<Ns, std::uint64_t>, std::function<void()>> timed_;
 };

@@ -15,7 +15,7 @@ class Server final : public Far {
 
   bool SignedOn() const { return reporting_; }
   Ns LastPacket() const { return lastPacket_; }
-  bool Echoes() const { return script_.echo; }
+  bool AcksAll() const { return script_.acks == ServerScript::True; }
 
  private:
   void OnPacket(const std::string& packet);

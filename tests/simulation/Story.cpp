@@ -55,7 +55,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
-  const Ns length = draw.Time(5 * kSecond, 150 * kSecond);
+  const Ns length = draw.Time(5 * kSecond, 100 * kSecond);
   std::vector<Ns> anchors;
   for (unsigned i = draw.From(1, 4); i > 0; --i) anchors.push_back(draw.Time(kMs, length));
   const int count = static_cast<int>(draw.From(4, 40));

@@ -89,16 +89,34 @@ void World::Run() {
   for (unsigned thread = 0; thread < story.threads; ++thread)
     scheduler_.Start(names[thread], [this, thread] { RunThread(thread); });
   Watch();
-  while (running_ != 0) scheduler_.Sleep(kSecond);
+  while (running_ != 0) {
+    scheduler_.Sleep(kSecond);
+    for (Slot& slot : slots) LookAtHeld(slot);
+  }
   scheduler_.NoMoreFaults();
   for (auto& [id, book] : links) {
     if (book.line) book.line->Thaw();
   }
-  scheduler_.Sleep(100 * kSecond);
+  for (int i = 0; i < 20; ++i) {
+    scheduler_.Sleep(kSecond);
+    for (Slot& slot : slots) LookAtHeld(slot);
+  }
   CheckRequests();
   CheckLinks();
   over_ = true;
   CleanUp();
+}
+
+// What is held goes in time while the link is sound and acknowledges; where it does not, it is given up.
+void World::LookAtHeld(Slot& slot) {
+  if (!slot.sender || !slot.client) return;
+  const auto found = links.find(slot.life->upLink);
+  const bool up = found != links.end() && !found->second.over && found->second.line && slot.connecting.empty();
+  const Server* const server = up ? ServerOf(found->second) : nullptr;
+  const bool sound = server && server->AcksAll() && !found->second.line->IsCut() && found->second.line->BackedUp() == 0 &&
+                     found->second.line->FrozenSince() == kNever && busyNow_ == 0 && slot.life->inEvent.empty();
+  const Using use(slot.sender->users, Me());
+  slot.sender->Look(sound, slot.life->calls.size());
 }
 
 void World::RunThread(unsigned thread) {
@@ -323,7 +341,9 @@ void World::WatchClient(Slot& slot) {
 // ---- what must hold at the end ----
 
 void World::CheckRequests() {
-  for (const Slot& slot : slots) slot.sender->CheckRefused();
+  for (const Slot& slot : slots) {
+    if (slot.sender) slot.sender->CheckRefused();
+  }
   for (std::size_t id = 0; id < requests_.size(); ++id) {
     const Request& request = requests_[id];
     if (!request.accepted || request.link >= 0) continue;

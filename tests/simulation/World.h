@@ -96,7 +96,9 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   ~Sender() override;
 
   void Send(unsigned requests);
-  void Restart() { SetFlowCtrl(count_, ms_); }
+  void Restart(std::size_t calls);
+  // Once a second; `calls`: how many have changed the client's link.
+  void Look(bool sound, std::size_t calls);
   // From the server.
   void Arrived(unsigned request, int link, bool trueAcks);
   std::string Text(unsigned request) const;
@@ -111,12 +113,16 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   World& world_;
   const int count_, ms_;
   unsigned issued_ = 0;
-  std::set<unsigned> refused_;
+  std::set<unsigned> refused_, given_;  // by the link; up by the application
   struct Row {
     unsigned last = 0;
     std::vector<Ns> arrivals{};
   };
   std::set<unsigned> came_;
+  std::size_t calls_ = SIZE_MAX;  // at the last restart
+  std::size_t seen_ = 0;          // had come at the last look
+  Ns stuck_ = 0, unsound_ = 0;    // for how long
+  Ns slack_ = 0;
   std::map<int, Row> rows_;  // by link
 };
 
@@ -160,6 +166,7 @@ class World final : public Net {
 
  private:
   friend class Life;
+  void LookAtHeld(Slot& slot);
   void RunThread(unsigned thread);
   void NewClient(Slot& slot);
   void Structural(const Step& step, Slot& slot, VekApi::VekClient& client);
