@@ -10,6 +10,8 @@ usage: ./dev COMMAND [ARGUMENT...]
   build [PRESET]                  build one preset (default: linux) into build/PRESET
   bench                           build and run the benchmarks
   fuzz [SECONDS]                  run the fuzz targets
+  sim SEED..SEED                  simulate sessions, one from each seed
+  plant [NAME...]                 put known faults into a copy and see whether the simulation finds them
   format [--check]                format the sources
   lint [--changed]                clang-tidy and the format check
   help [COMMAND]                  this text, or more about a command
@@ -80,6 +82,25 @@ usage: ./dev fuzz [SECONDS]
 
 Builds the fuzz targets with Clang and runs each for SECONDS (default: 60), starting from the corpus of earlier
 runs in build/fuzz-corpus.
+TEXT
+}
+
+help_sim() {
+  cat <<'TEXT'
+usage: ./dev sim FROM..TO
+
+Simulates whole sessions on this machine's processors, one from each seed: the library as it is, over threads, a network and
+a clock that are played by one thread. The first seed that breaks a promise is told, made shorter and printed as a
+story; build/linux/test_simulation shows it step by step with the arguments that stand below the story.
+TEXT
+}
+
+help_plant() {
+  cat <<'TEXT'
+usage: ./dev plant [NAME...]
+
+Puts each fault of tests/plants into a copy of the sources, builds the simulation there, and prints whether it finds
+the fault, with the seed. Without names all of them.
 TEXT
 }
 

@@ -1,6 +1,6 @@
 // Runs seeds. Without arguments: those of every day, as a test.
 //
-//   --seeds FROM..TO   runs them; the first that fails is told, made shorter, and the exit status is 1
+//   --seeds FROM..TO   runs them; the first that fails is told, made shorter (but with --long), and the exit status is 1
 //   --seed N           runs one; with --without I,J,... these steps are left out, --calm threads change over only
 //                      where one waits, --plain servers all behave, --tell says what happens
 #include <gtest/gtest.h>
@@ -29,21 +29,20 @@ std::atomic<long> liveBlocks{0};
 const char* program = "";
 std::uint64_t running = 0;
 bool shrinks = false;
-std::string options;  // of the failing run
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
   void* const block = std::malloc(size ? size : 1);
   if (!block) throw std::bad_alloc();
   liveBlocks.fetch_add(1, std::memory_order_relaxed);
   return block;
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
   if (block) liveBlocks.fetch_sub(1, std::memory_order_relaxed);
   std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
   operator delete(block);
 }
 
@@ -174,6 +173,7 @@ Options Parse(int argc, char** argv) {
     if (word == "--without") {
       for (const char* at = value; *at; at += *at == ',') run.without.insert(static_cast<int>(std::strtol(at, const_cast<char**>(&at), 10)));
     }
+    if (word == "--long") shrinks = false;
     run.calm = run.calm || word == "--calm";
     run.plain = run.plain || word == "--plain";
     World::tell = World::tell || word == "--tell";

@@ -13,8 +13,6 @@ namespace {
 constexpr Ns kMostStalls = 30 * kSecond;
 constexpr std::uint64_t kMostSteps = 3'000'000;
 
-Scheduler* current = nullptr;
-
 // Used again by the next seed: a new thread is often at the address of an old one, as in life.
 std::array<Task, 100>& Tasks() {
   static std::array<Task, 100> tasks;
@@ -36,10 +34,6 @@ Ns Draw::Time(Ns least, Ns most) {
   while ((least << bits) < most && bits < 40) ++bits;
   const Ns top = std::min(most, least << From(0, static_cast<unsigned>(bits)));
   return least + static_cast<Ns>(Next() % static_cast<std::uint64_t>(top - least + 1));
-}
-
-Scheduler* Scheduler::Current() {
-  return current;
 }
 
 Scheduler::Scheduler(std::uint64_t seed, const Chances& chances) : chances_(chances), draw_(seed, 1) {

@@ -68,7 +68,7 @@ class Scheduler {
   };
 
   // The one that runs; null: none, and no thread ever waits.
-  static Scheduler* Current();
+  static Scheduler* Current() { return current; }
 
   Scheduler(std::uint64_t seed, const Chances& chances);
   ~Scheduler();
@@ -112,6 +112,8 @@ class Scheduler {
   }
 
  private:
+  static inline Scheduler* current = nullptr;
+
   void RunTask(Task& task);
   void Give();
   bool Advance();

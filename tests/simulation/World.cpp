@@ -45,7 +45,9 @@ World::World(const Story& which, Scheduler& scheduler)
 
 World::~World() {
   for (auto& [id, book] : links) {
-    if (book.line) book.line->far.reset();
+    if (!book.line) continue;
+    book.line->Thaw();
+    book.line->far.reset();
   }
 }
 
@@ -94,11 +96,11 @@ void World::Run() {
     for (Slot& slot : slots) LookAtHeld(slot);
   }
   scheduler_.NoMoreFaults();
-  for (auto& [id, book] : links) {
-    if (book.line) book.line->Thaw();
-  }
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 20 || busyNow_ != 0; ++i) {
     scheduler_.Sleep(kSecond);
+    for (auto& [id, book] : links) {
+      if (book.line) book.line->Thaw();
+    }
     for (Slot& slot : slots) LookAtHeld(slot);
   }
   CheckRequests();
@@ -113,7 +115,7 @@ void World::LookAtHeld(Slot& slot) {
   const auto found = links.find(slot.life->upLink);
   const bool up = found != links.end() && !found->second.over && found->second.line && slot.connecting.empty();
   const Server* const server = up ? ServerOf(found->second) : nullptr;
-  const bool sound = server && server->AcksAll() && !found->second.line->IsCut() && found->second.line->BackedUp() == 0 &&
+  const bool sound = server && slot.sender->life == slot.life->number && server->AcksAll() && !found->second.line->IsCut() && found->second.line->BackedUp() == 0 &&
                      found->second.line->FrozenSince() == kNever && busyNow_ == 0 && slot.life->inEvent.empty();
   const Using use(slot.sender->users, Me());
   slot.sender->Look(sound, slot.life->calls.size());
@@ -138,8 +140,7 @@ void World::NewClient(Slot& slot) {
   slot.client = std::make_unique<VekApi::VekClient>(*slot.life);
   if (!slot.sender || (slot.sender->users.empty() && slot.life->number % 2 == 0)) {
     slot.sender.reset();
-    slot.sender = std::make_unique<Sender>(*this, *slot.client, sendersMade_++, static_cast<int>(story.pace),
-                                           static_cast<int>(story.paceMs));
+    slot.sender = std::make_unique<Sender>(*this, *slot.client, sendersMade_++, *slot.life);
   }
 }
 
@@ -169,8 +170,7 @@ void World::Do(const Step& step, VekApi::VekClient* inside) {
     case Act::NewSender:
       if (!slot.sender || !slot.sender->users.empty() || !slot.client) return;
       slot.sender.reset();
-      slot.sender = std::make_unique<Sender>(*this, *client, sendersMade_++, static_cast<int>(story.pace),
-                                             static_cast<int>(story.paceMs));
+      slot.sender = std::make_unique<Sender>(*this, *client, sendersMade_++, *slot.life);
       return;
     default:
       return Send(step, slot, *client);

@@ -92,7 +92,7 @@ class Life final : public VekApi::VekClientHandler {
 
 class Sender final : public VekApi::VekFlowCtrlSender {
  public:
-  Sender(World& world, VekApi::VekClient& client, int number, int count, int ms);
+  Sender(World& world, VekApi::VekClient& client, int which, const Life& of);
   ~Sender() override;
 
   void Send(unsigned requests);
@@ -105,6 +105,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   void CheckRefused();
 
   const int number;
+  const int life;  // of its client
   std::vector<Task*> users;
 
  private:
@@ -119,7 +120,8 @@ class Sender final : public VekApi::VekFlowCtrlSender {
     std::vector<Ns> arrivals{};
   };
   std::set<unsigned> came_;
-  std::size_t calls_ = SIZE_MAX;  // at the last restart
+  std::size_t calls_ = 0;  // at the last restart
+  bool refusedSince_ = false;
   std::size_t seen_ = 0;          // had come at the last look
   Ns stuck_ = 0, unsound_ = 0;    // for how long
   Ns slack_ = 0;
