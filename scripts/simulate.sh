@@ -41,11 +41,11 @@ plant_tree() {
     CMakePresets.json | tar -x -C "$tree"
   export CCACHE_BASEDIR=$tree CCACHE_NOHASHDIR=1
   # shellcheck disable=SC2046
-  (cd "$tree" && cmake --preset linux -B build/planted -DVEKAPI_BENCH=OFF $(compiler_cache)) >build/plant/configure.log 2>&1
+  (cd "$tree" && cmake --preset linux -B planted/build -DVEKAPI_BENCH=OFF $(compiler_cache)) >build/plant/configure.log 2>&1
 }
 
 plant_build() {
-  cmake --build build/plant/tree/build/planted --target test_simulation >build/plant/build.log 2>&1
+  cmake --build build/plant/tree/planted/build --target test_simulation >build/plant/build.log 2>&1
 }
 
 # plant_one PATCH: prints the row of the table; fails when the fault is not found.
@@ -57,7 +57,7 @@ plant_one() {
     found='does not build'
   else
     for ((row = 0; row < plant_rows; ++row)); do
-      if ! timeout 900 build/plant/tree/build/planted/test_simulation --seeds "$((row * 250 + 1))..$((row * 250 + 250))" --long \
+      if ! timeout 900 build/plant/tree/planted/build/test_simulation --seeds "$((row * 250 + 1))..$((row * 250 + 250))" --long \
         >"build/plant/$name.txt" 2>&1; then
         found=$(grep -m1 -oE '^seed [0-9]+: [a-z]+' "build/plant/$name.txt" || echo 'hangs')
         break

@@ -63,36 +63,13 @@ class Listener final : public VekApi::TPacketEvents {
 };
 
 // One of every kind of packet, messages in pieces, several after the sign-on.
-std::string Conversation(const std::string& key, bool big = false) {
-  return ConnectResult(big, {{"VekEnc\n", EncItem(1, key)}}) +
-         Scrambled(SgnReply(7, "welcome", big) + Message(130, "r1", big) + Pack(1, "") +
-                       Message(3, "AB", big) + Pack(1, "") + Message(3, "CD", big) +
-                       ChgPassResult("u", "ok") + Message(200, "EF", big) + Message(129, "a1\na2", big) +
-                       Message(131, "b", big) + Pack(2, "\x09") + Message(3, "x", big) +
-                       Message(4095, "", big),
+std::string Conversation(const std::string& key) {
+  return ConnectResult(false, {{"VekEnc\n", EncItem(1, key)}}) +
+         Scrambled(SgnReply(7, "welcome") + Message(130, "r1") + Pack(1, "") + Message(3, "AB") +
+                       Pack(1, "") + Message(3, "CD") + ChgPassResult("u", "ok") + Message(200, "EF") +
+                       Message(129, "a1\na2") + Message(131, "b") + Pack(2, "\x09") + Message(3, "x") +
+                       Message(4095, ""),
                    key);
-}
-
-TEST(PacketParser, EveryCutTellsTheSame) {
-  for (const bool big : {false, true}) {
-    for (const std::string key : {"", "k3y"}) {
-      const std::string stream = Conversation(key, big);
-      const Lines whole = Listener().Receive(stream);
-      ASSERT_EQ(whole.size(), 9u);
-      EXPECT_EQ(whole[4], "200 ABCDEF");
-      EXPECT_EQ(whole[8], "4095 x");
-      std::vector<std::size_t> everywhere;
-      for (std::size_t cut = 1; cut < stream.size(); ++cut) {
-        everywhere.push_back(cut);
-        ASSERT_EQ(Listener().Receive(stream, {cut}), whole) << "cut at " << cut;
-        ASSERT_EQ(Listener().Receive(stream, {cut, std::min(cut + 2, stream.size())}), whole) << cut;
-        const Lines ended = Listener().Receive(stream.substr(0, cut));
-        ASSERT_TRUE(ended.size() < whole.size() && std::equal(ended.begin(), ended.end(), whole.begin()))
-            << cut;
-      }
-      EXPECT_EQ(Listener().Receive(stream, everywhere), whole);
-    }
-  }
 }
 
 TEST(PacketParser, StopsAfterTheEventThatEndsItsOwner) {

@@ -17,7 +17,8 @@ bool Begins(const std::string& text, const std::string& start) {
 
 // Any call that began when the one that made this link was back, and is back itself, has ended it.
 bool Life::Allows(int link) const {
-  const auto made = std::find_if(calls.begin(), calls.end(), [&](const Call& call) { return call.link == link; });
+  const auto made =
+      std::find_if(calls.begin(), calls.end(), [&](const Call& call) { return call.link == link; });
   if (made == calls.end()) return false;
   return std::none_of(calls.begin(), calls.end(),
                       [&](const Call& call) { return call.begun > made->ended && call.ended != UINT64_MAX; });
@@ -29,15 +30,18 @@ void Life::OnVekConnectEvent(VekApi::VekClient& client, const std::string& reaso
 void Life::OnVekApReadyEvent(VekApi::VekClient& client) {
   const auto* const table = client.SgnResult().Table("link");
   const char* const id = table ? table->RecordField(0, 0) : nullptr;
-  if (!id || "S" + std::string(id) + ".0.0.0.0" != client.ServerName()) Fail("mixed", "the sign-on of another link");
-  if (client.State() != VekApi::vcs_ApReady) Fail("state", "ready in state " + std::to_string(client.State()));
+  if (!id || "S" + std::string(id) + ".0.0.0.0" != client.ServerName())
+    Fail("mixed", "the sign-on of another link");
+  if (client.State() != VekApi::vcs_ApReady)
+    Fail("state", "ready in state " + std::to_string(client.State()));
   if (!ready) ready = world_.Now();
   Check(client, "ready");
 }
 void Life::OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::VekTaskResult& result) {
   Check(client, "result " + result.WorkID() + " " + result.OrigResult());
 }
-void Life::OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user, const std::string& text) {
+void Life::OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user,
+                                   const std::string& text) {
   Check(client, "chgpass " + user + " " + text);
 }
 void Life::OnVekRequestAckEvent(VekApi::VekClient& client, int code, const std::string& text) {
@@ -52,7 +56,8 @@ void Life::OnVekReportEvent(VekApi::VekClient& client, const std::string& text) 
   Check(client, "report " + text);
 }
 void Life::OnVekUnknownMsgCodeEvent(VekApi::VekClient& client, int code, const char* packet, int length) {
-  Check(client, "unknown " + std::to_string(code) + " " + std::string(packet + 5, static_cast<std::size_t>(length - 5)));
+  Check(client, "unknown " + std::to_string(code) + " " +
+                    std::string(packet + 5, static_cast<std::size_t>(length - 5)));
 }
 void Life::OnVekClientDestroyEvent(VekApi::VekClient& client) {
   world_.Log("client " + std::to_string(slot_) + " destroy");
@@ -69,7 +74,8 @@ void Life::Check(VekApi::VekClient& client, const std::string& line) {
   // Only beside an event that waits in a call of its own, on this thread or another.
   if (!inEvent.empty() && inEvent.back() != me) {
     const bool waits = std::any_of(world_.slots.begin(), world_.slots.end(), [&](const World::Slot& slot) {
-      return std::find(slot.connecting.begin(), slot.connecting.end(), inEvent.back()) != slot.connecting.end();
+      return std::find(slot.connecting.begin(), slot.connecting.end(), inEvent.back()) !=
+             slot.connecting.end();
     });
     if (!waits) Fail("overlap", "two events at once: " + line.substr(0, 60));
   }
@@ -84,13 +90,15 @@ void Life::Check(VekApi::VekClient& client, const std::string& line) {
     LinkBook& book = world_.links[link];
     if (book.over) Fail("late", "an event behind the end of its link: " + line.substr(0, 60));
     if (book.told >= book.expected.size() || book.expected[book.told].line != line)
-      Fail("order", "told \"" + line.substr(0, 60) + "\" instead of \"" +
-                        (book.told < book.expected.size() ? book.expected[book.told].line.substr(0, 60) : "") + "\"");
+      Fail("order",
+           "told \"" + line.substr(0, 60) + "\" instead of \"" +
+               (book.told < book.expected.size() ? book.expected[book.told].line.substr(0, 60) : "") + "\"");
     ++book.told;
     book.lastTold = world_.Now();
     upLink = link;
     const int state = client.State();
-    if (state == 0 || (state < 0 && state >= -3)) Fail("state", line.substr(0, 40) + " in state " + std::to_string(state));
+    if (state == 0 || (state < 0 && state >= -3))
+      Fail("state", line.substr(0, 40) + " in state " + std::to_string(state));
   }
   lastEvent = world_.Now();
   world_.RunInside(slot_, client);
@@ -109,7 +117,8 @@ int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
 
 // What was out over a link that is gone is never acknowledged.
 void Life::RestartSender() {
-  if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this) sender->Restart(calls.size());
+  if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this)
+    sender->Restart(calls.size());
 }
 
 // What the library itself has to say.
@@ -161,7 +170,8 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
     if (!cause) Fail("state", "a sound link broke: " + line);
     if (reason.find("closed by the peer") != std::string::npos) {
       for (std::size_t i = book.told; i < book.expected.size(); ++i) {
-        if (book.expected[i].end <= book.line->Delivered()) Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
+        if (book.expected[i].end <= book.line->Delivered())
+          Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
       }
     }
   }
@@ -171,7 +181,12 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
 // ---- senders ----
 
 Sender::Sender(World& world, VekApi::VekClient& client, int which, const Life& of)
-    : VekFlowCtrlSender(client), number(which), life(of.number), world_(world), count_(static_cast<int>(world.story.pace)), ms_(static_cast<int>(world.story.paceMs)) {
+    : VekFlowCtrlSender(client),
+      number(which),
+      life(of.number),
+      world_(world),
+      count_(static_cast<int>(world.story.pace)),
+      ms_(static_cast<int>(world.story.paceMs)) {
   Restart(of.calls.size());
   world_.senders[number] = this;
 }
@@ -189,7 +204,8 @@ std::string Sender::Text(unsigned request) const {
 void Sender::Send(unsigned requests) {
   const Using use(users, &world_.scheduler_.Self());
   const VekApi::VekFlowCtrlLocker lock(*this);
-  world_.Log("sender " + std::to_string(number) + " from " + std::to_string(issued_) + ": " + std::to_string(requests));
+  world_.Log("sender " + std::to_string(number) + " from " + std::to_string(issued_) + ": " +
+             std::to_string(requests));
   const unsigned first = issued_;
   issued_ += requests;
   if (requests == 1) {
@@ -218,7 +234,8 @@ void Sender::Look(bool sound, std::size_t calls) {
   stuck_ = moves ? 0 : stuck_ + kSecond;
   unsound_ = sound && !stalled ? std::max<Ns>(unsound_ - kSecond, 0) : 12 * kSecond;
   if (stuck_ < (unsound_ == 0 ? 8 : 2) * kSecond) return;
-  if (unsound_ == 0 && calls <= calls_ + 1 && !refusedSince_) Fail("held", "nobody sends what sender " + std::to_string(number) + " holds");
+  if (unsound_ == 0 && calls <= calls_ + 1 && !refusedSince_)
+    Fail("held", "nobody sends what sender " + std::to_string(number) + " holds");
   const VekApi::VekFlowCtrlLocker lock(*this);
   const std::size_t dropped = TakePending().size();
   for (std::size_t i = issued_ - dropped; i < issued_; ++i) given_.insert(static_cast<unsigned>(i));
@@ -237,14 +254,16 @@ void Sender::Arrived(unsigned request, int link, bool trueAcks) {
   world_.Log(what + " came over link " + std::to_string(link));
   if (request >= issued_) Fail("torn", what + " was never sent");
   if (!came_.insert(request).second) Fail("doubled", what + " came twice");
-  if (refused_.count(request) || given_.count(request)) Fail("sent", what + " was refused and is on the wire");
+  if (refused_.count(request) || given_.count(request))
+    Fail("sent", what + " was refused and is on the wire");
   for (const auto& [other, row] : rows_) {
     const bool behind = other == link || world_.links[other].opened < world_.links[link].opened;
     if (behind && row.last > request) Fail("order", what + " came behind a later one");
   }
   Row& row = rows_[link];
   for (unsigned i = row.last + 1; !row.arrivals.empty() && i < request; ++i) {
-    if (!refused_.count(i) && !given_.count(i)) Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
+    if (!refused_.count(i) && !given_.count(i))
+      Fail("lost", "P" + std::to_string(number) + "." + std::to_string(i) + " never came");
   }
   row.last = request;
   row.arrivals.push_back(world_.Now());

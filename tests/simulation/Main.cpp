@@ -1,7 +1,9 @@
 // Runs seeds. Without arguments: those of every day, as a test.
 //
-//   --seeds FROM..TO   runs them; the first that fails is told, made shorter (but with --long), and the exit status is 1
-//   --seed N           runs one; with --without I,J,... these steps are left out, --calm threads change over only
+//   --seeds FROM..TO   runs them; the first that fails is told, made shorter (but with --long), and the exit
+//   status is 1
+//   --seed N           runs one; with --without I,J,... these steps are left out, --calm threads change over
+//   only
 //                      where one waits, --plain servers all behave, --tell says what happens
 #include <gtest/gtest.h>
 
@@ -10,10 +12,10 @@
 #define pclose _pclose
 #endif
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -100,7 +102,9 @@ std::string FailureOf(const Options& run) {
   if (pclose(output) == 0) return {};
   const std::string start = "seed " + std::to_string(run.from) + ": ";
   const std::size_t at = text.find(start);
-  return at == std::string::npos ? "crash" : text.substr(at + start.size(), text.find(':', at + start.size()) - at - start.size());
+  return at == std::string::npos
+             ? "crash"
+             : text.substr(at + start.size(), text.find(':', at + start.size()) - at - start.size());
 }
 
 // Leaves out what the same failure can do without, until nothing more can be left out.
@@ -121,7 +125,8 @@ Options Shorter(Options run, const std::string& failure) {
       const Story story(run.from, run.without, run.calm, run.plain);
       for (std::size_t at = 0; at < story.steps.size(); at += part) {
         tried([&](Options& next) {
-          for (std::size_t i = at; i < std::min(at + part, story.steps.size()); ++i) next.without.insert(story.steps[i].id);
+          for (std::size_t i = at; i < std::min(at + part, story.steps.size()); ++i)
+            next.without.insert(story.steps[i].id);
         });
       }
     }
@@ -138,7 +143,8 @@ Options Shorter(Options run, const std::string& failure) {
   }
   const Options run = shrinks ? Shorter(found, failure) : found;
   const Story story(run.from, run.without, run.calm, run.plain);
-  std::printf("%s\nto see it again: test_simulation%s --tell\n", story.Tell().c_str(), Arguments(run).c_str());
+  std::printf("%s\nto see it again: test_simulation%s --tell\n", story.Tell().c_str(),
+              Arguments(run).c_str());
   std::fflush(stdout);
   std::_Exit(1);
 }
@@ -155,7 +161,8 @@ void RunSeeds(const Options& run) {
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begun;
   const auto count = static_cast<unsigned long long>(run.to - run.from + 1);
   std::printf("%llu seeds in %.1f s, %.0f a second, %zu states, trace %016llx\n", count, took.count(),
-              static_cast<double>(count) / took.count(), World::reached.size(), static_cast<unsigned long long>(trace));
+              static_cast<double>(count) / took.count(), World::reached.size(),
+              static_cast<unsigned long long>(trace));
 }
 
 Options Parse(int argc, char** argv) {
@@ -171,13 +178,15 @@ Options Parse(int argc, char** argv) {
       shrinks = true;
     }
     if (word == "--without") {
-      for (const char* at = value; *at; at += *at == ',') run.without.insert(static_cast<int>(std::strtol(at, const_cast<char**>(&at), 10)));
+      for (const char* at = value; *at; at += *at == ',')
+        run.without.insert(static_cast<int>(std::strtol(at, const_cast<char**>(&at), 10)));
     }
     if (word == "--long") shrinks = false;
     run.calm = run.calm || word == "--calm";
     run.plain = run.plain || word == "--plain";
     World::tell = World::tell || word == "--tell";
-    if (word == "--states") std::atexit([] {
+    if (word == "--states")
+      std::atexit([] {
         for (const std::string& each : World::reached) std::printf("  %s\n", each.c_str());
       });
   }

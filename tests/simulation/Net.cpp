@@ -31,7 +31,8 @@ void Line::Thaw() {
 bool Line::Held(std::function<void()> again) {
   if (FrozenSince() == kNever) return false;
   if (held_.empty()) {
-    Scheduler::Current()->At(script_.frozenFrom + script_.frozenFor, [self = shared_from_this()] { self->Thaw(); });
+    Scheduler::Current()->At(script_.frozenFrom + script_.frozenFor,
+                             [self = shared_from_this()] { self->Thaw(); });
   }
   held_.push_back(std::move(again));
   return true;
@@ -47,7 +48,8 @@ void Line::Write(std::string bytes) {
   written_ += bytes.size();
   for (std::size_t at = 0; at < bytes.size();) {
     const std::size_t rest = bytes.size() - at;
-    const std::size_t count = script_.fragment ? std::min<std::size_t>(rest, draw_.From(1, script_.fragment)) : rest;
+    const std::size_t count =
+        script_.fragment ? std::min<std::size_t>(rest, draw_.From(1, script_.fragment)) : rest;
     const auto deliver = [self = shared_from_this(), part = bytes.substr(at, count)] { self->Deliver(part); };
     Scheduler::Current()->At(Later(lastDown_), deliver);
     at += count;

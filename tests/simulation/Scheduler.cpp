@@ -45,7 +45,8 @@ Scheduler::~Scheduler() {
 }
 
 bool Scheduler::Alone() const {
-  return std::all_of(live_.begin(), live_.end(), [this](const Task* each) { return each->ended || each == running_; });
+  return std::all_of(live_.begin(), live_.end(),
+                     [this](const Task* each) { return each->ended || each == running_; });
 }
 
 Task* Scheduler::Start(const char* name, std::function<void()> body) {
@@ -80,7 +81,8 @@ void Scheduler::Run() {
     std::erase_if(live_, [](const Task* task) { return task->ended; });
     if (live_.empty()) return;
     ready_.clear();
-    std::copy_if(live_.begin(), live_.end(), std::back_inserter(ready_), [this](Task* task) { return IsReady(*task); });
+    std::copy_if(live_.begin(), live_.end(), std::back_inserter(ready_),
+                 [this](Task* task) { return IsReady(*task); });
     if (++steps_ > kMostSteps) Fail("endless", "the run comes to no end");
     const bool timed = IsTimed();
     if (ready_.empty() && !timed) {

@@ -82,14 +82,16 @@ class Scheduler {
   Ns Stalled() const { return stalled_; }  // all stalls so far
   std::uint64_t Steps() const { return steps_; }
   std::uint64_t Trace() const { return trace_; }  // of who ran when
-  bool Alone() const;  // on a task: no other is there
+  bool Alone() const;                             // on a task: no other is there
 
   Task* Start(const char* name, std::function<void()> body);
   bool StartsThread() { return !chances_.noThread || !draw_.Chance(chances_.noThread); }
   void NoMoreFaults() { chances_ = {}; }
 
   // Has it done at a moment, by no thread.
-  void At(Ns when, std::function<void()> what) { timed_.emplace(std::pair{when, sequence_++}, std::move(what)); }
+  void At(Ns when, std::function<void()> what) {
+    timed_.emplace(std::pair{when, sequence_++}, std::move(what));
+  }
 
   // A thread that waits may find itself answering what was sent to its windows.
   std::function<bool()> answersWhileWaiting;

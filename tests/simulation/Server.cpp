@@ -21,7 +21,8 @@ Server::Server(World& world, int link, ServerScript script, Line& line)
 void Server::OnBytes(std::string_view bytes) {
   cutter_.Feed(bytes);
   while (const auto packet = cutter_.Next()) OnPacket(*packet);
-  if (cutter_.Broken()) Fail("torn", "what came over link " + std::to_string(link_) + " is no stream of packets");
+  if (cutter_.Broken())
+    Fail("torn", "what came over link " + std::to_string(link_) + " is no stream of packets");
 }
 
 void Server::OnFinished() {
@@ -35,7 +36,8 @@ void Server::OnPacket(const std::string& packet) {
   if (!std::exchange(greeted_, true)) {
     const auto request = code == Code::kConnect ? ReadConnect(packet) : std::nullopt;
     if (!request) Fail("early", "code " + std::to_string(code) + " before the connect request");
-    if (request->name != "App" + std::to_string(link_)) Fail("mixed", "the connect request of another link: " + request->name);
+    if (request->name != "App" + std::to_string(link_))
+      Fail("mixed", "the connect request of another link: " + request->name);
     if (script_.hello == ServerScript::Never) return;
     const Ns late = script_.hello == ServerScript::Late ? script_.late : kMs;
     Later(late, late + 100 * kMs, [this] { SendHello(script_.hello == ServerScript::Refused); });
@@ -43,11 +45,13 @@ void Server::OnPacket(const std::string& packet) {
     return;
   }
   if (code == Code::kConnect) Fail("doubled", "a second connect request");
-  if (code == Code::kHeartbeat && script_.echo) Later(kMs, 10 * kMs, [this] { Send(Packet(Code::kHeartbeat, {})); });
+  if (code == Code::kHeartbeat && script_.echo)
+    Later(kMs, 10 * kMs, [this] { Send(Packet(Code::kHeartbeat, {})); });
   if (code == Code::kSession) OnSession(packet);
   if (code <= Code::kSession) return;
   const auto text = TextOf(packet);
-  if (!text) Fail("torn", "a packet of code " + std::to_string(code) + " that announces what it does not hold");
+  if (!text)
+    Fail("torn", "a packet of code " + std::to_string(code) + " that announces what it does not hold");
   if (code == Code::kPiece) {
     if (text->size() != kMaxPieceBody) Fail("torn", "a piece of " + std::to_string(text->size()) + " bytes");
     pieces_ += *text;
@@ -64,7 +68,8 @@ std::string Server::Descrambled(std::string packet) const {
 // What was sent before the client knew better is plain, in the order of the link before.
 std::optional<std::string> Server::TextOf(const std::string& packet) {
   const auto read = [](const std::string& plain, ByteOrder order) -> std::optional<std::string> {
-    if (plain.size() < kPrefixSize || ReadU16(plain, kHeadSize, order) != plain.size() - kPrefixSize) return {};
+    if (plain.size() < kPrefixSize || ReadU16(plain, kHeadSize, order) != plain.size() - kPrefixSize)
+      return {};
     return plain.substr(kPrefixSize);
   };
   auto text = answered_ ? read(Descrambled(packet), order_) : std::nullopt;
@@ -77,7 +82,8 @@ void Server::OnSession(const std::string& packet) {
     if (plain[kHeadSize] == 0) {
       const auto request = ReadSignOn(plain);
       const std::string id = std::to_string(link_);
-      if (request && request->identity == "u" + id + "/s" + id && request->password == "p" + id) return OnSignOn();
+      if (request && request->identity == "u" + id + "/s" + id && request->password == "p" + id)
+        return OnSignOn();
     } else if (plain[kHeadSize] == 1) {
       const auto request = ReadPass(plain);
       if (!request || request->newPass != "new") continue;
@@ -131,9 +137,10 @@ void Server::OnBatch(const std::string& text) {
 
 // Nothing once the run has let go of the line.
 void Server::Later(Ns least, Ns most, std::function<void()> what) {
-  world_.scheduler_.At(world_.Now() + draw_.Time(least, most), [self = line_.shared_from_this(), what = std::move(what)] {
-    if (self->far) what();
-  });
+  world_.scheduler_.At(world_.Now() + draw_.Time(least, most),
+                       [self = line_.shared_from_this(), what = std::move(what)] {
+                         if (self->far) what();
+                       });
 }
 
 void Server::Send(std::string packet, const std::string& expected) {
@@ -156,7 +163,8 @@ void Server::SendText(int code, const std::string& text, const std::string& expe
 std::string Server::Mark() {
   std::string text = "L" + std::to_string(link_) + "." + std::to_string(++marks_) + " ";
   const unsigned sizes[] = {0, 30, 4070, 4100, 9000};
-  text.append(sizes[draw_.Chance(900) ? draw_.Below(2) : draw_.Below(5)] + draw_.Below(20), static_cast<char>('a' + marks_ % 26));
+  text.append(sizes[draw_.Chance(900) ? draw_.Below(2) : draw_.Below(5)] + draw_.Below(20),
+              static_cast<char>('a' + marks_ % 26));
   return text;
 }
 
@@ -185,7 +193,8 @@ void Server::SendSignOn(bool refuse) {
   }
   if (script_.replyFirst) Send(SignOnReply(7, "", "welcome", order_));
   const std::string rate = std::to_string(world_.story.pace) + "\x01" + std::to_string(world_.story.paceMs);
-  const std::string text = "\x02head\n\x03QueryRate\x01QueryRateMS\n" + rate + "\n\x02link\n\x03id\n" + std::to_string(link_) + "\n";
+  const std::string text = "\x02head\n\x03QueryRate\x01QueryRateMS\n" + rate + "\n\x02link\n\x03id\n" +
+                           std::to_string(link_) + "\n";
   SendText(Code::kTask, TaskBody("Sgn.Result", text, order_), "ready");
   if (!std::exchange(reporting_, true)) Later(kMs, script_.reportGap, [this] { SendReport(); });
 }

@@ -62,7 +62,8 @@ void CountLock(int change) noexcept {
 }
 
 void AssertNoLockHeld(const char* waiter) noexcept {
-  if (Running() && Running()->Self().locks != 0) vektest::Fail("lock", std::string(waiter) + " under a leaf lock");
+  if (Running() && Running()->Self().locks != 0)
+    vektest::Fail("lock", std::string(waiter) + " under a leaf lock");
 }
 
 // ---- events ----

@@ -37,8 +37,10 @@ Act WhichAct(Draw& draw, bool inside) {
 }  // namespace
 
 const char* Name(Act act) {
-  static const char* const names[] = {"connect", "disconnect",      "delete", "order",           "query",     "long request",
-                                      "change password", "paced request", "many paced requests", "new sender", "busy"};
+  static const char* const names[] = {"connect",         "disconnect",    "delete",
+                                      "order",           "query",         "long request",
+                                      "change password", "paced request", "many paced requests",
+                                      "new sender",      "busy"};
   return names[static_cast<int>(act)];
 }
 
@@ -48,7 +50,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   clients = draw.From(1, 3);
   threads = draw.From(1, 3);
   pace = draw.From(1, 6);
-  paceMs = draw.Chance(500) ? 1000 : draw.From(20, 3000);
+  paceMs = draw.Chance(300) ? 1000 : static_cast<unsigned>(draw.Time(20, 3000));
   chances.changeOver = draw.Chance(300) ? 0 : draw.From(20, 500);
   chances.stall = draw.Chance(400) ? 0 : draw.From(1, 60);
   chances.longestStall = draw.Time(kMs, 5 * kSecond);
@@ -83,8 +85,9 @@ ServerScript Story::Server(int step) const {
   const bool good = plain || draw.Chance(250);
   server.big = draw.Chance(500);
   server.mode = draw.Chance(600) ? 1 : 0;
-  for (unsigned i = draw.Chance(300) ? 0 : draw.From(1, 20); i > 0; --i) server.key += static_cast<char>(draw.From(1, 255));
-  server.line.latency = draw.Time(kMs / 10, 300 * kMs);
+  for (unsigned i = draw.Chance(300) ? 0 : draw.From(1, 20); i > 0; --i)
+    server.key += static_cast<char>(draw.From(1, 255));
+  server.line.latency = draw.Time(kMs / 10, draw.Chance(700) ? 300 * kMs : 4 * kSecond);
   server.line.fragment = draw.Chance(400) ? draw.From(1, 3000) : 0;
   server.reports = static_cast<unsigned>(draw.Time(1, 60)) - 1;
   server.reportGap = draw.Time(kMs, 20 * kSecond);
@@ -94,8 +97,11 @@ ServerScript Story::Server(int step) const {
 
   const auto answer = [&] {
     const unsigned which = draw.Below(100);
-    return which < 80 ? ServerScript::Good : which < 85 ? ServerScript::Refused : which < 90 ? ServerScript::Never
-           : which < 95 ? ServerScript::Twice : ServerScript::Late;
+    return which < 80   ? ServerScript::Good
+           : which < 85 ? ServerScript::Refused
+           : which < 90 ? ServerScript::Never
+           : which < 95 ? ServerScript::Twice
+                        : ServerScript::Late;
   };
   server.hello = answer();
   server.signOn = answer();
@@ -140,7 +146,8 @@ std::string Story::Tell(const ServerScript& s) {
   if (s.badPacketAfter >= 0) add("a bad packet after " + std::to_string(s.badPacketAfter) + " reports");
   if (s.line.cutDown != SIZE_MAX) add("cut after " + std::to_string(s.line.cutDown) + " bytes to the client");
   if (s.line.cutUp != SIZE_MAX) add("cut after " + std::to_string(s.line.cutUp) + " bytes from the client");
-  if (s.line.frozenFrom != kNever) add("frozen at " + Seconds(s.line.frozenFrom) + " for " + Seconds(s.line.frozenFor));
+  if (s.line.frozenFrom != kNever)
+    add("frozen at " + Seconds(s.line.frozenFrom) + " for " + Seconds(s.line.frozenFor));
   if (s.line.refuseSend >= 0) add("send " + std::to_string(s.line.refuseSend) + " refused by the system");
   if (s.line.readDelay) add("reads after " + Seconds(s.line.readDelay));
   if (s.line.window != LineScript{}.window) add("window of " + std::to_string(s.line.window));
@@ -151,8 +158,9 @@ std::string Story::Tell(const ServerScript& s) {
 }
 
 std::string Story::Tell() const {
-  std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) + " clients, " + std::to_string(threads) +
-                     " threads, " + std::to_string(pace) + " requests in " + std::to_string(paceMs) + " ms";
+  std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) + " clients, " +
+                     std::to_string(threads) + " threads, " + std::to_string(pace) + " requests in " +
+                     std::to_string(paceMs) + " ms";
   if (chances.stall) text += ", threads that stall for up to " + Seconds(chances.longestStall);
   if (chances.noThread) text += ", a lack of threads";
   text += "\n";

@@ -33,7 +33,7 @@ struct Step {
   Ns at = 0;            // since the start; each thread's in this order
   int inside = -1;      // instead: inside the n-th event of `host`
   unsigned host = 0;
-  Ns time = 0;  // of Busy
+  Ns time = 0;                 // of Busy
   bool answersWindow = false;  // instead: from a message that is sent to the thread while it waits
 };
 
@@ -70,7 +70,8 @@ struct Story {
   unsigned paceMs = 1000;
   std::vector<Step> steps;
 
-  explicit Story(std::uint64_t which, std::set<int> leftOut = {}, bool calmThreads = false, bool plainServers = false);
+  explicit Story(std::uint64_t which, std::set<int> leftOut = {}, bool calmThreads = false,
+                 bool plainServers = false);
 
   // Of the link that a step makes.
   ServerScript Server(int step) const;

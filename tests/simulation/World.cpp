@@ -113,10 +113,13 @@ void World::Run() {
 void World::LookAtHeld(Slot& slot) {
   if (!slot.sender || !slot.client) return;
   const auto found = links.find(slot.life->upLink);
-  const bool up = found != links.end() && !found->second.over && found->second.line && slot.connecting.empty();
+  const bool up =
+      found != links.end() && !found->second.over && found->second.line && slot.connecting.empty();
   const Server* const server = up ? ServerOf(found->second) : nullptr;
-  const bool sound = server && slot.sender->life == slot.life->number && server->AcksAll() && !found->second.line->IsCut() && found->second.line->BackedUp() == 0 &&
-                     found->second.line->FrozenSince() == kNever && busyNow_ == 0 && slot.life->inEvent.empty();
+  const bool sound = server && slot.sender->life == slot.life->number && server->AcksAll() &&
+                     !found->second.line->IsCut() && found->second.line->BackedUp() == 0 &&
+                     found->second.line->FrozenSince() == kNever && busyNow_ == 0 &&
+                     slot.life->inEvent.empty();
   const Using use(slot.sender->users, Me());
   slot.sender->Look(sound, slot.life->calls.size());
 }
@@ -161,7 +164,10 @@ void World::Do(const Step& step, VekApi::VekClient* inside) {
   if (step.act == Act::Delete) return Delete(step, slot);
   VekApi::VekClient* const client = inside ? inside : slot.client.get();
   if (!client || slot.life->destroyed) return;
-  reached.insert(std::string(Name(step.act)) + (inside ? " inside its event" : step.inside >= 0 ? " inside another's event" : "") +
+  reached.insert(std::string(Name(step.act)) +
+                 (inside             ? " inside its event"
+                  : step.inside >= 0 ? " inside another's event"
+                                     : "") +
                  " in state " + std::to_string(client->State()));
   switch (step.act) {
     case Act::Connect:
@@ -187,7 +193,8 @@ void World::Busy(Ns time) {
 
 // Not on two threads of the application's at once; events may come in between.
 void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) {
-  const bool event = std::find(slot.life->inEvent.begin(), slot.life->inEvent.end(), Me()) != slot.life->inEvent.end();
+  const bool event =
+      std::find(slot.life->inEvent.begin(), slot.life->inEvent.end(), Me()) != slot.life->inEvent.end();
   if (!event && !OnlyMe(slot.connecting)) return;
   const Using use(slot.users, Me());
   const Using changes(slot.connecting, Me());
@@ -203,15 +210,16 @@ void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) 
     links[step.id].begun = Now();
     const std::string id = std::to_string(step.id);
     const std::string host = script.named ? "host" : "10.0.0.1";
-    client.Connect(host + ":" + std::to_string(kFirstPort + static_cast<unsigned>(step.id)), "App" + id, "1.2", "u" + id,
-                   "s" + id, "p" + id);
+    client.Connect(host + ":" + std::to_string(kFirstPort + static_cast<unsigned>(step.id)), "App" + id,
+                   "1.2", "u" + id, "s" + id, "p" + id);
   } else {
     client.Disconnect();
   }
   life.calls[call].ended = Tick();
   life.lastChange = Tick();
   life.lastEvent = Now();
-  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + std::to_string(step.id) + " is back");
+  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + std::to_string(step.id) +
+      " is back");
   if (Now() - begun > busyBegun_ - busy + Slack() - stalled + 5 * kSecond)
     Fail("slow", std::string(Name(step.act)) + " took too long");
 }
@@ -228,7 +236,8 @@ void World::Delete(const Step& step, Slot& slot) {
     const Ns begun = Now(), busy = busyBegun_ - busyNow_ * 40 * kSecond, stalled = Slack();
     std::exchange(slot.client, nullptr).reset();
     if (!life.destroyed) Fail("silent", "a client went without its last event");
-    if (Now() - begun > busyBegun_ - busy + Slack() - stalled + 5 * kSecond) Fail("slow", "a deletion took too long");
+    if (Now() - begun > busyBegun_ - busy + Slack() - stalled + 5 * kSecond)
+      Fail("slow", "a deletion took too long");
     life.lastChange = Tick();
   }
   Log("client " + std::to_string(step.client) + " is deleted");
@@ -246,10 +255,12 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   std::string text = id + " ";
   if (step.act == Act::Long) {
     const unsigned sizes[] = {4080, 8170, 12260, 30000};
-    text.append(sizes[step.time % 4] + static_cast<unsigned>(step.time / 7 % 20), static_cast<char>('A' + requests_.size() % 26));
+    text.append(sizes[step.time % 4] + static_cast<unsigned>(step.time / 7 % 20),
+                static_cast<char>('A' + requests_.size() % 26));
   }
   const std::size_t index = requests_.size();
-  requests_.push_back({step.client, Me(), life.number, step.act == Act::ChangePassword ? id : text, false, false, Tick()});
+  requests_.push_back(
+      {step.client, Me(), life.number, step.act == Act::ChangePassword ? id : text, false, false, Tick()});
   std::string buffer = "....." + text;
   const auto size = static_cast<unsigned>(buffer.size());
   const Ns begun = Now();
@@ -265,7 +276,8 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   request.returned = true;
   request.accepted = accepted;
   if (!life.destroyed) life.lastSend = Now();
-  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + id + (accepted ? " taken" : " refused"));
+  Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + id +
+      (accepted ? " taken" : " refused"));
   if (!accepted && request.link >= 0) Fail("sent", id + " was refused and is on the wire");
   if (accepted && step.act == Act::Query && life.ready && begun > *life.ready) CheckRate(life, begun);
 }
@@ -274,7 +286,8 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
 void World::CheckRate(Life& life, Ns begun) {
   life.queries.push_back(begun);
   if (life.queries.size() <= story.pace) return;
-  const Ns first = *std::min_element(life.queries.end() - static_cast<std::ptrdiff_t>(story.pace) - 1, life.queries.end());
+  const Ns first =
+      *std::min_element(life.queries.end() - static_cast<std::ptrdiff_t>(story.pace) - 1, life.queries.end());
   if (Now() - first < story.paceMs * kMs) Fail("pace", "too many queries");
 }
 
@@ -282,11 +295,13 @@ void World::CheckRate(Life& life, Ns begun) {
 
 void World::OnRequest(const std::string& text, int link) {
   const std::size_t id = static_cast<std::size_t>(std::strtoul(text.c_str() + 1, nullptr, 10));
-  if (text[0] != 'R' || id >= requests_.size()) Fail("torn", "a request that nobody sent: " + text.substr(0, 40));
+  if (text[0] != 'R' || id >= requests_.size())
+    Fail("torn", "a request that nobody sent: " + text.substr(0, 40));
   Request& request = requests_[id];
   if (request.text != text) Fail("torn", "R" + std::to_string(id) + " came with other bytes");
   if (request.link >= 0) Fail("doubled", "R" + std::to_string(id) + " came twice");
-  if (request.returned && !request.accepted) Fail("sent", "R" + std::to_string(id) + " was refused and is on the wire");
+  if (request.returned && !request.accepted)
+    Fail("sent", "R" + std::to_string(id) + " was refused and is on the wire");
   for (std::size_t later = id + 1; later < requests_.size(); ++later) {
     const Request& other = requests_[later];
     if (other.link == link && other.thread == request.thread && other.life == request.life)
@@ -328,13 +343,16 @@ void World::WatchClient(Slot& slot) {
   if (!server || !server->SignedOn()) return;
   const Line& line = *found->second.line;
   if (line.IsCut()) {
-    if (quiet > 2 * kSecond && Now() - found->second.lastTold > 200 * kSecond) Fail("silent", "no event tells that the link broke");
+    if (quiet > 2 * kSecond && Now() - found->second.lastTold > 200 * kSecond)
+      Fail("silent", "no event tells that the link broke");
     return;
   }
-  if (line.FrozenSince() == kNever && line.BackedUp() == 0 && Now() - server->LastPacket() > 36 * kSecond + Slack())
+  if (line.FrozenSince() == kNever && line.BackedUp() == 0 &&
+      Now() - server->LastPacket() > 36 * kSecond + Slack())
     Fail("heartbeat", "none came from client " + std::to_string(slot.life->number));
   const Ns frozen = line.FrozenSince() == kNever ? 0 : Now() - line.FrozenSince();
-  if (frozen > 66 * kSecond + Slack() && std::max(life.lastSend, life.lastEvent) + 66 * kSecond + Slack() < Now())
+  if (frozen > 66 * kSecond + Slack() &&
+      std::max(life.lastSend, life.lastEvent) + 66 * kSecond + Slack() < Now())
     Fail("silent", "no event tells that the server is silent");
 }
 
@@ -350,8 +368,10 @@ void World::CheckRequests() {
     const Slot& slot = slots[request.client];
     const Life& life = *slot.life;
     const auto book = links.find(life.upLink);
-    const bool sameLink = life.number == request.life && life.lastChange < request.begun && book != links.end();
-    if (!sameLink || !slot.client->IsSessionConnected() || book->second.over || !book->second.line || book->second.line->IsCut())
+    const bool sameLink =
+        life.number == request.life && life.lastChange < request.begun && book != links.end();
+    if (!sameLink || !slot.client->IsSessionConnected() || book->second.over || !book->second.line ||
+        book->second.line->IsCut())
       continue;
     if (book->second.line->BackedUp() != 0) continue;
     Fail("lost", "R" + std::to_string(id) + " was accepted and never came, and the link is up");
@@ -365,7 +385,8 @@ void World::CheckLinks() {
     const LinkBook& book = found->second;
     if (!book.line || book.line->IsCut() || book.badPacket) continue;
     for (std::size_t i = book.told; i < book.expected.size(); ++i) {
-      if (book.expected[i].end <= book.line->Delivered()) Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
+      if (book.expected[i].end <= book.line->Delivered())
+        Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
     }
   }
 }

@@ -72,7 +72,8 @@ class Life final : public VekApi::VekClientHandler {
   void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;
   void OnVekApReadyEvent(VekApi::VekClient& client) override;
   void OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::VekTaskResult& result) override;
-  void OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user, const std::string& text) override;
+  void OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user,
+                               const std::string& text) override;
   void OnVekRequestAckEvent(VekApi::VekClient& client, int code, const std::string& text) override;
   void OnVekReportEvent(VekApi::VekClient& client, const std::string& text) override;
   void OnVekClientDestroyEvent(VekApi::VekClient& client) override;
@@ -122,8 +123,8 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   std::set<unsigned> came_;
   std::size_t calls_ = 0;  // at the last restart
   bool refusedSince_ = false;
-  std::size_t seen_ = 0;          // had come at the last look
-  Ns stuck_ = 0, unsound_ = 0;    // for how long
+  std::size_t seen_ = 0;        // had come at the last look
+  Ns stuck_ = 0, unsound_ = 0;  // for how long
   Ns slack_ = 0;
   std::map<int, Row> rows_;  // by link
 };

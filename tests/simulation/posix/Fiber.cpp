@@ -37,7 +37,7 @@ struct Fiber::Native {
   Entry entry;
   void* argument;
   void* stack;
-  void* fake = nullptr;       // the sanitizer's
+  void* fake = nullptr;  // the sanitizer's
   void* fakeResumer = nullptr;
   const void* resumerStack = nullptr;
   std::size_t resumerBytes = 0;

@@ -26,7 +26,8 @@ struct Fiber::Native {
   }
 };
 
-Fiber::Fiber() : native_(static_cast<Native*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(Native)))) {}
+Fiber::Fiber()
+    : native_(static_cast<Native*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(Native)))) {}
 
 Fiber::~Fiber() {
   if (native_->own) DeleteFiber(native_->own);
