@@ -20,7 +20,7 @@ namespace {
 const pid_t parent = getpid();
 
 // How often each other thread has run so far, by its number; none while one is running.
-std::map<std::string, std::string> Sleepers() {
+std::optional<std::map<std::string, std::string>> Sleepers() {
   std::map<std::string, std::string> sleepers;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
     const std::string id = entry.path().filename();
@@ -38,7 +38,7 @@ bool AllOthersSleep() {
   const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (std::chrono::steady_clock::now() < patience) {
     const auto before = Sleepers();
-    if (!before.empty() && before == Sleepers()) return true;
+    if (before && before == Sleepers()) return true;
     std::this_thread::yield();
   }
   ADD_FAILURE() << "the process does not come to rest";
