@@ -187,7 +187,7 @@ Sender::Sender(World& world, VekApi::VekClient& client, int which, const Life& o
       world_(world),
       count_(static_cast<int>(world.story.pace)),
       ms_(static_cast<int>(world.story.paceMs)) {
-  Restart(of.calls.size());
+  Restart(of.calls.empty() ? 0 : of.calls.size() - 1);  // the last one's link may be there
   world_.senders[number] = this;
 }
 
@@ -207,6 +207,7 @@ void Sender::Send(unsigned requests) {
   world_.Log("sender " + std::to_string(number) + " from " + std::to_string(issued_) + ": " +
              std::to_string(requests));
   const unsigned first = issued_;
+  lastSend = world_.Now();
   issued_ += requests;
   if (requests == 1) {
     std::string buffer = "....." + Text(first);
@@ -243,6 +244,7 @@ void Sender::Look(bool sound, std::size_t calls) {
 
 // Under the user lock: those refused are the ones before what is still held.
 void Sender::OnVekRequestsSent(unsigned requests, bool taken) {
+  lastSend = world_.Now();
   if (taken) return;
   refusedSince_ = true;  // these count as sent, and are never acknowledged
   const unsigned end = issued_ - PendingCount();

@@ -65,6 +65,7 @@ void Line::Deliver(const std::string& bytes) {
   if (IsCut()) return;
   const std::size_t count = std::min(bytes.size(), script_.cutDown - delivered_);
   delivered_ += count;
+  lastDelivery_ = Scheduler::Current()->Now();
   if (!closed_) inbox_.append(bytes, 0, count);
   Scheduler::WakeAll(readers_);
   if (delivered_ == script_.cutDown) Break(script_.cut);

@@ -50,6 +50,7 @@ class Line : public std::enable_shared_from_this<Line> {
   bool IsCut() const { return cut_ != Cut::None; }
   Cut HowCut() const { return cut_; }
   std::size_t Delivered() const { return delivered_; }
+  Ns LastDelivery() const { return lastDelivery_; }
   bool SendRefused() const { return sendRefused_; }
   Ns FrozenSince() const;  // kNever when it is not
   void Thaw();
@@ -75,6 +76,7 @@ class Line : public std::enable_shared_from_this<Line> {
   bool thawed_ = false;
   std::deque<std::function<void()>> held_;  // while nothing moves
   Ns lastDown_ = 0, lastUp_ = 0;
+  Ns lastDelivery_ = 0;
   std::size_t written_ = 0, delivered_ = 0, arrived_ = 0;
   Cut cut_ = Cut::None;  // as the client sees it
   std::string inbox_;

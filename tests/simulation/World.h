@@ -107,6 +107,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
 
   const int number;
   const int life;  // of its client
+  Ns lastSend = 0;
   std::vector<Task*> users;
 
  private:
