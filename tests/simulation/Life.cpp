@@ -161,6 +161,7 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
   lastChange = world_.Tick();
   if (state == VekApi::vcs_LinkError) {
     if (book.told != 0) Fail("state", "a link that was up could not be opened: " + line);
+    if (world_.CouldBeOpened(link)) Fail("state", "one of the addresses would have answered: " + line);
   } else if (reason == "Sign-on timeout") {
     if (world_.Now() - book.lastTold < 44'900 * kMs && age < 44'900 * kMs) Fail("early", line);
   } else if (reason == "Invalid packet length") {
@@ -233,9 +234,9 @@ void Sender::Look(bool sound, std::size_t calls) {
   const bool moves = came_.size() != std::exchange(seen_, came_.size()) || PendingCount() == 0;
   const bool stalled = world_.Slack() != std::exchange(slack_, world_.Slack());
   stuck_ = moves ? 0 : stuck_ + kSecond;
-  unsound_ = sound && !stalled ? std::max<Ns>(unsound_ - kSecond, 0) : 12 * kSecond;
-  if (stuck_ < (unsound_ == 0 ? 8 : 2) * kSecond) return;
-  if (unsound_ == 0 && calls <= calls_ + 1 && !refusedSince_)
+  sound_ = sound && !stalled ? sound_ + kSecond : 0;
+  if (stuck_ < (sound_ > 0 ? 14 : 2) * kSecond) return;
+  if (sound_ > 13 * kSecond && calls <= calls_ + 1 && !refusedSince_)
     Fail("held", "nobody sends what sender " + std::to_string(number) + " holds");
   const VekApi::VekFlowCtrlLocker lock(*this);
   const std::size_t dropped = TakePending().size();

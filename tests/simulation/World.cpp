@@ -82,6 +82,14 @@ unsigned World::LookUp(unsigned port) {
   return static_cast<unsigned>(script.addresses.size());
 }
 
+bool World::CouldBeOpened(int link) const {
+  const ServerScript script = story.Server(link);
+  if (story.chances.noThread != 0 || Slack() != 0 || script.lookUp > 5 * kSecond) return false;
+  return std::any_of(script.addresses.begin(), script.addresses.end(), [](const Attempt& each) {
+    return each.outcome == Attempt::Accepts && each.delay < 10 * kSecond;
+  });
+}
+
 // ---- the run ----
 
 void World::Run() {
@@ -96,7 +104,7 @@ void World::Run() {
     for (Slot& slot : slots) LookAtHeld(slot);
   }
   scheduler_.NoMoreFaults();
-  const int settling = story.seed % 4 == 0 ? 100 : 12;
+  const int settling = story.seed % 4 == 0 ? 100 : 20;
   for (int i = 0; i < settling || busyNow_ != 0; ++i) {
     scheduler_.Sleep(kSecond);
     for (auto& [id, book] : links) {

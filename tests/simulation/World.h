@@ -125,7 +125,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   std::size_t calls_ = 0;  // at the last restart
   bool refusedSince_ = false;
   std::size_t seen_ = 0;        // had come at the last look
-  Ns stuck_ = 0, unsound_ = 0;  // for how long
+  Ns stuck_ = 0, sound_ = 0;  // for how long
   Ns slack_ = 0;
   std::map<int, Row> rows_;  // by link
 };
@@ -141,6 +141,7 @@ class World final : public Net {
   Attempt Try(unsigned port, unsigned address) override;
   std::shared_ptr<Line> Accept(unsigned port) override;
   unsigned LookUp(unsigned port) override;
+  bool CouldBeOpened(int link) const;  // without any doubt
 
   struct Slot {
     std::unique_ptr<VekApi::VekClient> client;
