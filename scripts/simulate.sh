@@ -38,7 +38,7 @@ plant_tree() {
   local tree=$root/build/plant/tree
   mkdir -p "$tree"
   tar -c src include sim cmake tests/CMakeLists.txt tests/ctest_entries.cmake tests/simulation CMakeLists.txt \
-    CMakePresets.json | tar -x -C "$tree"
+    CMakePresets.json | tar -x -m -C "$tree"
   export CCACHE_BASEDIR=$tree CCACHE_NOHASHDIR=1
   # shellcheck disable=SC2046
   (cd "$tree" && cmake --preset linux -B planted/build -DVEKAPI_BENCH=OFF $(compiler_cache)) >build/plant/configure.log 2>&1

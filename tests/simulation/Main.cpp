@@ -44,7 +44,9 @@ bool shrinks = false;
   if (block) liveBlocks.fetch_sub(1, std::memory_order_relaxed);
   std::free(block);
 }
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+// What is used after its end shows.
+[[gnu::noinline]] void operator delete(void* block, std::size_t size) noexcept {
+  if (block) std::memset(block, 0xDD, size);
   operator delete(block);
 }
 
