@@ -101,6 +101,7 @@ void Life::Check(VekApi::VekClient& client, const std::string& line) {
       Fail("state", line.substr(0, 40) + " in state " + std::to_string(state));
   }
   lastEvent = world_.Now();
+  lastLine_ = line;
   world_.RunInside(slot_, client);
   // The event is over only now.
   lastEvent = world_.Now();
@@ -138,7 +139,8 @@ void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
   if (!told) Fail("mixed", "of a link that is over: " + line);
   if (link < 0) {
     for (const Call& call : calls) {
-      if (call.link >= 0 && Allows(call.link)) link = call.link;
+      if (call.link >= 0 && Allows(call.link) && (link < 0 || !world_.links[call.link].over))
+        link = call.link;
     }
   }
   CheckEnd(world_.links[link], link, line);
@@ -157,6 +159,9 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
     if (world_.Now() - book.lastTold < 29'900 * kMs) Fail("early", line + " soon after the server was heard");
     return;
   }
+  if (state == VekApi::vcs_LinkBroken && Begins(lastLine_, "connect -5") && book.told > 0 &&
+      book.expected[book.told - 1].line == lastLine_)
+    Fail("state", "told after a refusal: " + line);
   book.over = true;
   lastChange = world_.Tick();
   if (state == VekApi::vcs_LinkError) {

@@ -155,7 +155,11 @@ void Server::SendText(int code, const std::string& text, const std::string& expe
   const auto packets = TextPackets(code, text, order_, std::max(piece, text.size() / 40 + 1));
   for (std::size_t i = 0; i < packets.size(); ++i) {
     if (draw_.Chance(50)) Send(Packet(Code::kHeartbeat, {}));
-    Send(packets[i], i + 1 == packets.size() ? expected : "");
+    std::string packet = packets[i];
+    // Announces more than it has.
+    if (CodeOf(packet) == Code::kPiece && draw_.Chance(30))
+      packet[kHeadSize] = packet[kHeadSize + 1] = '\xFF';
+    Send(packet, i + 1 == packets.size() ? expected : "");
   }
 }
 

@@ -22,7 +22,9 @@ Ns Moment(Draw& draw, const std::vector<Ns>& anchors, Ns length) {
   return std::max<Ns>(draw.Chance(300) ? at - off : at + off, 0);
 }
 
-Act WhichAct(Draw& draw, bool inside) {
+Act WhichAct(Draw& draw, bool inside, bool orders) {
+  if (orders && draw.Chance(700)) return draw.Chance(700) ? Act::Paced : Act::PacedMany;
+
   static const unsigned outside[] = {20, 6, 3, 12, 10, 6, 4, 24, 8, 2, 3};
   static const unsigned within[] = {12, 8, 5, 10, 8, 4, 3, 12, 4, 1, 16};
   const unsigned* const weights = inside ? within : outside;
@@ -57,6 +59,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
+  const bool orders = draw.Chance(150);    // little else
+  const bool crossing = draw.Chance(150);  // sessions end each other inside their events
   const Ns length = draw.Time(5 * kSecond, 100 * kSecond);
   std::vector<Ns> anchors;
   for (unsigned i = draw.From(1, 4); i > 0; --i) anchors.push_back(draw.Time(kMs, length));
@@ -64,8 +68,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   for (int id = 0; id < count; ++id) {
     Step step;
     step.id = id;
-    const bool within = draw.Chance(350);
-    step.act = id < static_cast<int>(clients) ? Act::Connect : WhichAct(draw, within);
+    const bool within = draw.Chance(orders ? 150 : 350);
+    step.act = id < static_cast<int>(clients) ? Act::Connect : WhichAct(draw, within, orders);
     step.client = id < static_cast<int>(clients) ? static_cast<unsigned>(id) : draw.Below(clients);
     step.thread = draw.Below(threads);
     step.at = id < static_cast<int>(clients) ? draw.Time(kMs, kSecond) : Moment(draw, anchors, length);
@@ -74,6 +78,12 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
     if (within && id >= static_cast<int>(clients)) step.inside = event;
     step.time = draw.Time(kMs, 40 * kSecond);
     step.answersWindow = windows && step.inside < 0 && draw.Chance(300) && id >= static_cast<int>(clients);
+    if (crossing && step.inside >= 0 && draw.Chance(600)) {
+      const Act acts[] = {Act::Disconnect, Act::Connect, Act::Delete, Act::Busy};
+      step.act = acts[draw.Below(4)];
+      step.client = draw.Below(clients);
+      step.time = draw.Time(kMs, 500 * kMs);
+    }
     if (!without.count(id)) steps.push_back(step);
   }
   std::stable_sort(steps.begin(), steps.end(), [](const Step& a, const Step& b) { return a.at < b.at; });
@@ -121,7 +131,7 @@ ServerScript Story::Server(int step) const {
     line.frozenFrom = draw.Time(kMs, 90 * kSecond);
     line.frozenFor = draw.Time(kMs, 200 * kSecond);
   }
-  if (draw.Chance(80)) line.refuseSend = static_cast<int>(draw.Time(1, 30)) - 1;
+  if (draw.Chance(150)) line.refuseSend = static_cast<int>(draw.Time(1, 30)) - 1;
   server.named = draw.Chance(200);
   server.lookUp = draw.Chance(100) ? 100 * kSecond : draw.Time(kMs / 10, kSecond);
   if (draw.Chance(200)) {

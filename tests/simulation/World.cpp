@@ -363,8 +363,7 @@ void World::WatchClient(Slot& slot) {
   for (const auto& [number, sender] : senders) {
     if (sender->life == life.number) heard = std::max(heard, sender->lastSend);
   }
-  if (Now() - heard > 66 * kSecond + Slack())
-    Fail("silent", "no event tells that the server is silent");
+  if (Now() - heard > 66 * kSecond + Slack()) Fail("silent", "no event tells that the server is silent");
 }
 
 // ---- what must hold at the end ----

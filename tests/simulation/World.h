@@ -89,6 +89,7 @@ class Life final : public VekApi::VekClientHandler {
 
   World& world_;
   const unsigned slot_;
+  std::string lastLine_;
 };
 
 class Sender final : public VekApi::VekFlowCtrlSender {
@@ -124,7 +125,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   std::set<unsigned> came_;
   std::size_t calls_ = 0;  // at the last restart
   bool refusedSince_ = false;
-  std::size_t seen_ = 0;        // had come at the last look
+  std::size_t seen_ = 0;      // had come at the last look
   Ns stuck_ = 0, sound_ = 0;  // for how long
   Ns slack_ = 0;
   std::map<int, Row> rows_;  // by link
