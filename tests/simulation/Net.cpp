@@ -80,7 +80,7 @@ void Line::Break(Cut how) {
   Scheduler::WakeAll(writers_);
 }
 
-std::ptrdiff_t Line::Recv(char* buffer, std::size_t size, std::string& error) {
+std::ptrdiff_t Line::Recv(char* buffer, std::size_t size, const char*& error) {
   Scheduler::Current()->Point();
   while (inbox_.empty() && !IsCut() && !closed_) Scheduler::Current()->Wait(readers_, kNever);
   if (inbox_.empty() && cut_ == Cut::Reset && !closed_) {
@@ -95,7 +95,7 @@ std::ptrdiff_t Line::Recv(char* buffer, std::size_t size, std::string& error) {
 
 // ---- from the client ----
 
-std::ptrdiff_t Line::TrySend(const char* bytes, std::size_t size, std::string& error) {
+std::ptrdiff_t Line::TrySend(const char* bytes, std::size_t size, const char*& error) {
   Scheduler::Current()->Point();
   sendRefused_ = sendRefused_ || sends_++ == script_.refuseSend;
   if (sendRefused_ || cut_ == Cut::Reset || finished_) {
@@ -162,7 +162,7 @@ struct TTry {
   unsigned port;
 };
 
-std::string& LastError() {
+const char*& Failure() {
   return Scheduler::Current()->Self().error;
 }
 
@@ -243,7 +243,7 @@ void TSocket::Reset() noexcept {
 }
 
 std::ptrdiff_t TSocket::Recv(char* buffer, std::size_t size) noexcept {
-  return native_->line ? native_->line->Recv(buffer, size, LastError()) : -1;
+  return native_->line ? native_->line->Recv(buffer, size, Failure()) : -1;
 }
 
 std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
@@ -251,17 +251,17 @@ std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
 }
 
 std::ptrdiff_t TSocket::TrySend(const char* bytes, std::size_t size) noexcept {
-  return native_->line ? native_->line->TrySend(bytes, size, LastError()) : -1;
+  return native_->line ? native_->line->TrySend(bytes, size, Failure()) : -1;
 }
 
 bool TSocket::WaitWritable() noexcept {
   if (native_->line && native_->line->WaitWritable()) return true;
-  LastError() = "given up";
+  Failure() = "given up";
   return false;
 }
 
-std::string TSocket::LastErrorText() {
-  return LastError();
+TError TSocket::LastError() {
+  return {Failure(), 0};
 }
 
 // "10.0.0.N" stands for itself; every other host is a name.
@@ -273,9 +273,9 @@ std::vector<TEndpoint> ResolveNumeric(const std::string& host, std::uint16_t por
   return {endpoint};
 }
 
-std::vector<TEndpoint> ResolveName(const std::string&, std::uint16_t port, std::string& error) {
+std::vector<TEndpoint> ResolveName(const std::string&, std::uint16_t port, TError& error) {
   const unsigned count = Net::current->LookUp(port);
-  if (count == 0) error = "no such host";
+  if (count == 0) error = {"no such host", 0};
   std::vector<TEndpoint> endpoints;
   for (unsigned i = 0; i < count; ++i) {
     const unsigned where[2] = {port, i};

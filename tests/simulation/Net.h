@@ -57,8 +57,8 @@ class Line : public std::enable_shared_from_this<Line> {
   std::size_t BackedUp() const { return script_.window - room_; }
 
   // ---- the client's socket ----
-  std::ptrdiff_t Recv(char* buffer, std::size_t size, std::string& error);
-  std::ptrdiff_t TrySend(const char* bytes, std::size_t size, std::string& error);
+  std::ptrdiff_t Recv(char* buffer, std::size_t size, const char*& error);
+  std::ptrdiff_t TrySend(const char* bytes, std::size_t size, const char*& error);
   bool WaitWritable();
   void Finish(bool both);  // no more is sent, and with `both` none is received
   void Leave();            // the socket is gone

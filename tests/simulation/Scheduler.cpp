@@ -63,7 +63,7 @@ Task* Scheduler::Start(const char* name, std::function<void()> body) {
         auto& self = *static_cast<Task*>(argument);
         self.body();
         self.body = nullptr;
-        self.error = {};
+        self.error = nullptr;
         self.ended = true;
         self.fiber.Suspend();
       },

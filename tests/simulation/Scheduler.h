@@ -55,7 +55,7 @@ struct Task {
   Dova::Os::TAnswerWatch* watch = nullptr;
   int answering = 0;
   int locks = 0;
-  std::string error;  // of the last call of the system
+  const char* error = nullptr;  // of the last call of the system
 };
 
 class Scheduler {
