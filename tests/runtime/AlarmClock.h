@@ -13,6 +13,7 @@ class TAlarmClock {
  public:
   explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
   void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
+  void Stop() { timer_.Stop(); }
   bool Rings() { return rang_.Wait(60'000); }
 
  private:

@@ -1,27 +1,39 @@
-// A TCP messenger and its recorded events, for tests.
+// A TCP messenger, its recorded events, and the peer that it opens to.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
+#include <gtest/gtest.h>
+
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include "platform/transport/TMesRegs.h"
+#include "support/MesRecorder.h"
+#include "support/TcpPeer.h"
 
-namespace TestSupport {
+namespace vektest {
 
-class TTcpLink : public Dova::TMesEvHandler {
+class TcpLink : public MesRecorder {
  public:
-  explicit TTcpLink(const std::string& parameters)
+  explicit TcpLink(const std::string& parameters)
       : mes(Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:" + parameters)) {
     mes->SetEvHandler(this);
   }
-  ~TTcpLink() override {
+  // Linked to that peer.
+  explicit TcpLink(TestSupport::TTcpPeer& peer, const std::string& options = "")
+      : TcpLink(At(peer) + options) {
+    Open();
+    peer.Accept();
+    EXPECT_TRUE(WaitFor("ready"));
+  }
+  ~TcpLink() override {
     InContext([&] {
       mes->SetEvHandler(nullptr);
       mes->Close();
     });
+  }
+
+  static std::string At(const TestSupport::TTcpPeer& peer) {
+    return "127.0.0.1:" + std::to_string(peer.Port());
   }
 
   void InContext(const std::function<void()>& action) {
@@ -29,54 +41,11 @@ class TTcpLink : public Dova::TMesEvHandler {
     action();
   }
   void Open() {
-    InContext([&] { opened = mes->Open(); });
+    InContext([&] { EXPECT_TRUE(mes->Open()); });
   }
-
   int Send(const std::string& bytes) { return mes->Send(bytes.data(), static_cast<int>(bytes.size())); }
 
-  // True once the recorded events contain the text; false after a long time.
-  bool Tells(const std::string& text) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(20),
-                             [&] { return told_.find(text) != std::string::npos; });
-  }
-  std::string Told() {
-    const std::lock_guard lock(mutex_);
-    return told_;
-  }
-
-  void OnMesLinkReady(Dova::TMesBase*) override {
-    if (onReady) onReady();
-    Tell("ready;");
-  }
-  void OnMesLinkError(Dova::TMesBase*, const std::string& reason) override { Tell("error " + reason + ";"); }
-  void OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) override {
-    Tell("broken " + reason + ";");
-    if (onBroken) onBroken();
-  }
-  void OnMesRecvReady(Dova::TMesBase*) override {
-    int count = 0;
-    const char* bytes = mes->RecvInPlace(count);
-    if (onReceived) onReceived(std::string(bytes, static_cast<std::size_t>(count)));
-    Tell("received;");
-  }
-
   const Dstl::wise_ref<Dova::TMesBase> mes;
-  bool opened = false;
-  std::function<void()> onReady;
-  std::function<void()> onBroken;
-  std::function<void(std::string)> onReceived;
-
- private:
-  void Tell(const std::string& text) {
-    const std::lock_guard lock(mutex_);
-    told_ += text;
-    changed_.notify_all();
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::string told_;
 };
 
-}  // namespace TestSupport
+}  // namespace vektest

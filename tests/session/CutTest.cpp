@@ -1,5 +1,5 @@
 // Recorded sessions, cut at every byte: what a client tells does not depend on how the bytes come, and a link
-// that ends in the middle has told all that was whole.
+// that ends in the middle has told all that was whole. Calls from inside every event.
 #include "support/SessionFixture.h"
 
 namespace vektest {
@@ -99,6 +99,52 @@ TEST_F(CutTest, EveryByte) {
     }
   }
 }
+
+enum class Act { kDelete, kDisconnect, kReconnect };
+
+// All that the server says comes in one block; the application acts inside the n-th event.
+class InsideEventTest : public CutTest, public testing::WithParamInterface<std::tuple<Act, const char*>> {
+ protected:
+  void Do(VekApi::VekClient& inside) {
+    const Act act = std::get<0>(GetParam());
+    if (act == Act::kDelete) return client.reset();
+    if (act == Act::kDisconnect) return inside.Disconnect();
+    Connect();
+  }
+};
+
+TEST_P(InsideEventTest, NothingOfTheOldLinkFollows) {
+  static const Lines ends[] = {{"destroy"}, {"connect -1 Disconnect()"}, {}};
+  const auto [act, kind] = GetParam();
+  const Recorded session = Sessions()[3];
+  std::string stream;
+  for (const std::string& packet : session.packets) stream += packet;
+  const Lines whole = Receive({stream});
+  ASSERT_GE(whole.size(), 10u);
+  for (std::size_t at = 0; at < whole.size(); ++at) {
+    if (!client) client = std::make_unique<VekApi::VekClient>(recorder);
+    std::size_t count = 0;
+    recorder.onEvent = [&](VekApi::VekClient& inside, const std::string&) {
+      if (count++ == at) Do(inside);
+    };
+    client->Connect(kind, "App", "1", "", "", "");
+    const auto link = TestMes::Last();
+    link->Ready();
+    link->Deliver(stream + "\x09");
+    link->Deliver(Message(130, "more"));
+    recorder.onEvent = nullptr;
+    Lines expected(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at) + 1);
+    for (const std::string& line : ends[static_cast<int>(act)]) expected.push_back(line);
+    EXPECT_EQ(recorder.Take(), expected) << "inside event " << at;
+    if (act == Act::kReconnect) {
+      EXPECT_EQ(Receive({stream}), whole) << "the new link works";
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryAct, InsideEventTest,
+                         testing::Combine(testing::Values(Act::kDelete, Act::kDisconnect, Act::kReconnect),
+                                          testing::Values(":TestMes:lend", ":TestMes:ok")));
 
 }  // namespace
 }  // namespace vektest

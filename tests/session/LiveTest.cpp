@@ -5,14 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "sim/SimServer.h"
-#include "support/FullListener.h"
 #include "support/Recorder.h"
 #include "support/TcpPeer.h"
 #include "support/WholeSession.h"
@@ -162,107 +160,6 @@ TEST(Live, DisconnectWhileSendsWaitDoesNotHang) {
   }
 }
 
-// Reports arrive at full speed while the application's thread closes, reconnects or deletes.
-class StreamingTest : public testing::TestWithParam<const char*> {
- protected:
-  // More than arrives before the application acts.
-  void Flood() {
-    for (int i = 0; i < 3000; ++i) server_.SendReport(SimServer::kAll, "r");
-  }
-
-  SimServer server_;
-};
-
-class Counting : public Recorder {
- public:
-  void OnVekReportEvent(VekClient& client, const std::string& text) override {
-    EXPECT_FALSE(closed) << "an event of a link that is closed";
-    EXPECT_FALSE(inside.exchange(true)) << "events overlap";
-    if (++reports == 3) Recorder::OnVekReportEvent(client, text);
-    inside = false;
-  }
-  std::atomic<bool> closed{false};
-  std::atomic<bool> inside{false};
-  std::atomic<int> reports{0};
-};
-
-TEST_P(StreamingTest, NoEventComesAfterTheCall) {
-  const std::string act = GetParam();
-  Counting recorder;
-  auto client = std::make_unique<VekClient>(recorder);
-  for (int round = 0; round < 30; ++round) {
-    if (!client) client = std::make_unique<VekClient>(recorder);
-    recorder.reports = 0;
-    Connect(*client, Setting(server_));
-    recorder.closed = false;
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    Flood();
-    ASSERT_TRUE(recorder.WaitFor("report "));
-    if (act == "disconnect") client->Disconnect();
-    if (act == "delete") client.reset();
-    if (act == "connect") Connect(*client, "127.0.0.1:1");
-    recorder.closed = true;
-    recorder.Take();
-  }
-}
-
-TEST_P(StreamingTest, TheSameFromInsideAnEvent) {
-  const std::string act = GetParam();
-  std::atomic<bool> acted{false};
-  Recorder recorder;
-  recorder.onEvent = [&](VekClient& inside, const std::string& line) {
-    if (line != "report r" || acted.exchange(true)) return;
-    if (act == "disconnect") inside.Disconnect();
-    if (act == "connect") Connect(inside, Setting(server_));
-    if (act == "delete") delete &inside;
-  };
-  for (int round = 0; round < 30; ++round) {
-    acted = false;
-    auto* client = new VekClient(recorder);
-    Connect(*client, Setting(server_));
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    Flood();
-    ASSERT_TRUE(recorder.WaitFor(act == "disconnect" ? "connect -1"
-                                 : act == "delete"   ? "destroy"
-                                                     : "report r"));
-    recorder.Settle();
-    if (act != "delete") delete client;
-    recorder.Take();
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Acts, StreamingTest, testing::Values("disconnect", "delete", "connect"));
-
-TEST(Live, SendsOnOtherThreadsWhileTheLinkComesAndGoes) {
-  SimConfig config;
-  config.mode = 1;
-  config.key = "0123456789abcdef";
-  config.keepPackets = false;
-  SimServer server(config);
-  Recorder recorder;
-  VekClient client(recorder);
-  std::atomic<bool> stop{false};
-  std::vector<std::thread> senders;
-  senders.reserve(2);
-  for (int i = 0; i < 2; ++i) {
-    senders.emplace_back([&, i] {
-      while (!stop) {
-        if (client.IsSessionConnected()) Send(client, 150, std::string(i == 0 ? 20 : 9000, 'x'));
-      }
-    });
-  }
-  for (int round = 0; round < 40; ++round) {
-    Connect(client, Setting(server));
-    ASSERT_TRUE(recorder.WaitFor(round % 3 == 0 ? "ready" : "connect"));
-    client.Disconnect();
-    recorder.Take();
-  }
-  stop = true;
-  for (auto& sender : senders) sender.join();
-  Connect(client, Setting(server));
-  EXPECT_TRUE(recorder.WaitFor("ready"));
-}
-
 TEST(Live, SlowHandlerDoesNotDelayAnotherClient) {
   SimServer server;
   Recorder slow;
@@ -279,30 +176,6 @@ TEST(Live, SlowHandlerDoesNotDelayAnotherClient) {
   Connect(second, Setting(server));
   EXPECT_TRUE(quick.WaitFor("ready"));
   closed.unlock();
-}
-
-std::size_t ThreadCount() {
-  const std::filesystem::path tasks = "/proc/self/task";
-  if (!std::filesystem::exists(tasks)) return 0;
-  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(tasks), {}));
-}
-
-TEST(Live, ManyClientsLeaveNoThread) {
-  SimServer server;
-  const std::size_t before = ThreadCount();
-  Recorder recorder;
-  for (int round = 0; round < 300; ++round) {
-    VekClient client(recorder);
-    if (round % 3 != 0) Connect(client, Setting(server));
-    if (round % 3 == 2) {
-      ASSERT_TRUE(recorder.WaitFor("ready"));
-    }
-    recorder.Take();
-  }
-  // The threads of the last links see their servers close, and end.
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (ThreadCount() != before && std::chrono::steady_clock::now() < until) std::this_thread::yield();
-  EXPECT_EQ(ThreadCount(), before);
 }
 
 // Ends the process while clients are connecting, connected, and being destroyed. Some static objects are
@@ -333,23 +206,6 @@ TEST(LiveDeathTest, ProcessEndsWithLiveClients) {
   const Stopwatch watch;
   EXPECT_EXIT(ExitWithLiveClients(), testing::ExitedWithCode(0), "");
   EXPECT_LT(watch.Seconds(), 30);
-}
-
-TEST(Live, RealHeartbeatAfterThirtySeconds) {
-  SimServer server;
-  Recorder recorder;
-  VekClient client(recorder);
-  Connect(client, Setting(server));
-  ASSERT_TRUE(recorder.WaitFor("ready"));
-  const Stopwatch watch;
-  ASSERT_TRUE(server.WaitFor(
-      [](const SimSeen& seen) {
-        return std::any_of(seen.packets.begin(), seen.packets.end(),
-                           [](const auto& p) { return p.code == 1; });
-      },
-      std::chrono::seconds(120)));
-  EXPECT_GT(watch.Seconds(), 29);
-  EXPECT_EQ(client.State(), VekApi::vcs_ApReady);
 }
 
 }  // namespace

@@ -91,10 +91,9 @@ def units_cells(rows):
 
 def expectations(head, big5_rows, unit_rows):
     answers = [bytes.fromhex(row[1]) for row in big5_rows]
-    pages = [fnv1a(framed(a) for a in answers[at : at + 256]) for at in range(0, 0x10000, 256)]
     text = head + "// Digests (64-bit FNV-1a) of answers, each preceded by a length byte.\n\n"
-    text += "// All characters of U+pp00 to U+ppFF, surrogates as \"?\", to code page 950, for each pp.\n"
-    text += c_array("constexpr std::uint64_t kBig5OfPage[256]", pages, 16, 4) + "\n"
+    text += "// All characters of U+0000 to U+FFFF, surrogates as \"?\", to code page 950.\n"
+    text += f"constexpr std::uint64_t kBig5OfAll = 0x{fnv1a(map(framed, answers)):016X};\n"
     text += "// Code page 950 to UTF-8: for each lead byte itself (0x00 to 0xFF) and all pairs starting with it.\n"
     to_utf8 = [bytes.fromhex(row[1]).decode("utf-16-be").encode() for row in unit_rows]
     text += f"constexpr std::uint64_t kUtf8OfAll = 0x{fnv1a(map(framed, to_utf8)):016X};\n"

@@ -44,15 +44,6 @@ int LookUpTest(const addrinfo* hints, addrinfo** result) {
 
 extern "C" {
 
-ssize_t send(int socket, const void* bytes, size_t size, int flags) {
-  if (const int error = TestSupport::Faults().sendError) {
-    errno = error;
-    return -1;
-  }
-  static auto* const real = TestSupport::Real<decltype(send)>("send");
-  return real(socket, bytes, size, flags);
-}
-
 int getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result) {
   if (std::string(host).ends_with(".test")) {
     return (hints->ai_flags & AI_NUMERICHOST) != 0 ? EAI_NONAME : TestSupport::LookUpTest(hints, result);

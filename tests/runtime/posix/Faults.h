@@ -11,7 +11,6 @@
 namespace TestSupport {
 
 struct TFaults {
-  std::atomic<int> sendError{0};         // error of every send
   std::atomic<bool> numbersHang{false};  // look-ups of numeric addresses block while true
   std::atomic<bool> lookUpHangs{false};  // look-ups of names ending in ".test" block while true
   std::atomic<int> lookUps{0};           // number of such look-ups started

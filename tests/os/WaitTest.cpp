@@ -1,15 +1,37 @@
-#include "platform/os/Alarm.h"
-
+// Events and alarms: never early, never lost.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
 
+#include "platform/os/Alarm.h"
 #include "platform/os/Clock.h"
+#include "platform/os/Event.h"
 
+namespace Dova::Os {
 namespace {
 
-using Dova::Os::MonotonicNs;
-using Dova::Os::TAlarm;
+TEST(Event, SetsDoNotAddUpAndTimeoutsAreNotEarly) {
+  TEvent event;
+  event.Set();
+  event.Set();
+  EXPECT_TRUE(event.Wait());
+  EXPECT_FALSE(event.Wait(0));
+  const auto began = MonotonicNs();
+  EXPECT_FALSE(event.Wait(30));
+  EXPECT_GE(MonotonicNs() - began, 30'000'000);
+}
+
+// A waiter may destroy the event at once, before Set has returned.
+TEST(Event, DestroyedRightAfterItsWait) {
+  for (int i = 0; i < 300; ++i) {
+    auto event = std::make_unique<TEvent>();
+    std::thread setter([&raw = *event] { raw.Set(); });
+    event->Wait();
+    event.reset();
+    setter.join();
+  }
+}
 
 TEST(Alarm, NeverEarly) {
   TAlarm alarm;
@@ -45,3 +67,4 @@ TEST(Alarm, WakeBeforeTheWaitEndsIt) {
 }
 
 }  // namespace
+}  // namespace Dova::Os

@@ -31,8 +31,7 @@ TEST(Shortage, ARefusedTimerThreadIsAskedForAtEveryChance) {
     const char* name;
     bool withCore;
     std::function<void(TAlarmClock&)> chance;
-  } chances[] = {{"another start, to a later time", false, [](TAlarmClock& clock) { clock.Start(5); }},
-                 {"another timer's start", false, [](TAlarmClock&) { TAlarmClock().Start(1'000'000); }},
+  } chances[] = {{"another timer's start", false, [](TAlarmClock&) { TAlarmClock().Start(1'000'000); }},
                  {"a new timer", false, [](TAlarmClock&) { TAlarmClock(); }},
                  {"the core thread's round", true, [](TAlarmClock&) {}}};
   for (const auto& [name, withCore, chance] : chances) {
@@ -46,37 +45,6 @@ TEST(Shortage, ARefusedTimerThreadIsAskedForAtEveryChance) {
     EXPECT_TRUE(clock.Rings()) << name;
   }
   EXPECT_EQ(TThreadTimerQueue::Instance().ThreadCount(), 0u);
-}
-
-TEST(Shortage, ASlowExpiryThatGotNoSuccessorDelaysNobodyForLong) {
-  const TCoreRunRef core;
-  TAlarmClock quick;
-  TAlarmClock slow([&] {
-    refuseThreads = false;
-    EXPECT_TRUE(quick.Rings());
-  });
-  // One thread, which is the leader: only its successor is refused.
-  slow.Start(1'000'000);
-  quick.Start(1'000'000);
-  refuseThreads = true;
-  slow.Start(0);
-  quick.Start(1);
-  EXPECT_TRUE(slow.Rings());
-}
-
-TEST(Shortage, TimersEndureEveryFailedAllocation) {
-  for (int first = 0;; ++first) {
-    TAlarmClock clock;
-    bool felt = false;
-    {
-      const TNoMemory none(first);
-      clock.Start(0);
-      felt = none.WasFelt();
-    }
-    clock.Start(1);
-    EXPECT_TRUE(clock.Rings()) << first;
-    if (!felt) break;
-  }
 }
 
 TEST(Shortage, WaitingTakesNoMemory) {
@@ -100,22 +68,6 @@ TEST(Shortage, AThreadWithoutMemoryIsRefused) {
     thread.Join();
     if (started) break;
   }
-}
-
-TEST(Shortage, ARefusedCoreThreadIsAskedForByTheNextClient) {
-  refuseThreads = true;
-  TCoreRun& core = TCoreRun::Acquire();
-  EXPECT_EQ(core.State(), TThread::rs_NotStarted);
-  refuseThreads = false;
-  EXPECT_EQ(&TCoreRun::Acquire(), &core);
-  EXPECT_EQ(core.State(), TThread::rs_Running);
-  EXPECT_FALSE(TCoreRun::Release());
-  EXPECT_TRUE(TCoreRun::Release());
-
-  refuseThreads = true;
-  TCoreRun::Acquire();
-  EXPECT_TRUE(TCoreRun::Release());
-  refuseThreads = false;
 }
 
 TEST(Shortage, TheLimiterKeepsToTheRateWithoutMemory) {

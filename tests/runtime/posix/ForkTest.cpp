@@ -78,31 +78,6 @@ TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
   busy.join();
 }
 
-TEST_F(TForkTest, InheritedThreadsAreLetGoOf) {
-  Os::TEvent go;
-  auto thread = std::make_unique<Os::TThread>();
-  ASSERT_TRUE(thread->Start("inherited", [&] { go.Wait(); }));
-  EXPECT_EQ(ExitCodeOfChild([&] {
-              Os::TThread taken = std::move(*thread);
-              const bool ended = taken.Join();
-              thread.reset();
-              return ended ? 0 : 1;
-            }),
-            0);
-  go.Set();
-  EXPECT_TRUE(thread->Join());
-}
-
-TEST_F(TForkTest, AnExpiryMayFork) {
-  std::optional<int> code;
-  {
-    TAlarmClock clock([&] { code = ExitCodeOfChild(UseAll); });
-    clock.Start(0);
-    EXPECT_TRUE(clock.Rings());
-  }
-  EXPECT_EQ(code, 0);
-}
-
 // As an interpreter does to threads that call into it after its end.
 TEST(ForcedUnwind, AnExpiryThatEndsItsThreadHoldsUpNothing) {
   for (int round = 0; round < 20; ++round) {

@@ -1,4 +1,4 @@
-// Events, alarms and threads on a system without free handles.
+// Events, alarms, threads and windows on a system without free handles.
 #include "os/win32/HandleShortage.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include "platform/os/Alarm.h"
 #include "platform/os/Clock.h"
 #include "platform/os/Event.h"
+#include "platform/os/MessageWindow.h"
 #include "platform/os/Socket.h"
 #include "platform/os/Thread.h"
 #include "support/TcpPeer.h"
@@ -88,6 +89,39 @@ TEST(HandleShortage, ASocketSaysThatItCannotConnect) {
   EXPECT_TRUE(error);
   socket->FinishSending();
   socket->Abort();
+}
+
+class TWindow final : public Dova::Os::TMessageHandler {
+ public:
+  static constexpr unsigned kSent = 1100, kPosted = 1101;
+
+  ~TWindow() { Dova::Os::DeallocateHWnd(window); }
+
+  int sent = 0, posted = 0;
+  const Dova::Os::TWindowRef window = Dova::Os::AllocateHWnd_Impl(*this);
+
+ private:
+  bool OnMessage(const Dova::Os::TMessage& message) noexcept override {
+    if (message.code == kSent) ++sent;
+    if (message.code == kPosted) ++posted;
+    return message.code == kSent || message.code == kPosted;
+  }
+  void OnWindowGone() noexcept override {}
+};
+
+TEST(HandleShortage, SentMessagesAreAnsweredInAWaitAndPostedOnesAreNot) {
+  TWindow target;
+  const auto done = MadeWithout<TEvent>(kEvents);
+  TThread other;
+  ASSERT_TRUE(other.Start("sender", [&] {
+    target.window->Post(TWindow::kPosted);
+    for (int i = 0; i < 100; ++i) target.window->Send({TWindow::kSent});
+    done->Set();
+  }));
+  EXPECT_TRUE(done->Wait());
+  EXPECT_EQ(target.sent, 100);
+  EXPECT_EQ(target.posted, 0);
+  EXPECT_TRUE(other.Join());
 }
 
 }  // namespace

@@ -1,34 +1,25 @@
-#include "platform/os/Mutex.h"
+#include "platform/os/Thread.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <mutex>
-#include <thread>
 
 #include "platform/os/Alarm.h"
+#include "platform/os/ErrorText.h"
 #include "platform/os/Event.h"
-#include "platform/os/Thread.h"
+#include "platform/os/Mutex.h"
 
+namespace Dova::Os {
 namespace {
 
-using namespace Dova::Os;
-
-TEST(Mutex, KeepsOthersOut) {
-  TMutex mutex;
-  int count = 0;
-  const auto work = [&] {
-    for (int i = 0; i < 20'000; ++i) {
-      const std::lock_guard lock(mutex);
-      ++count;
-    }
-  };
-  std::thread other(work);
-  work();
-  other.join();
-  EXPECT_EQ(count, 40'000);
-  const std::unique_lock held(mutex);
-  std::thread([&] { EXPECT_FALSE(mutex.try_lock()); }).join();
+TEST(Thread, LetsGoOfItsBodyBeforeTheJoinReturns) {
+  auto held = std::make_shared<int>(1);
+  TThread thread;
+  ASSERT_TRUE(thread.Start("holder", [held] { EXPECT_EQ(*held, 1); }));
+  ASSERT_TRUE(thread.Join());
+  EXPECT_EQ(held.use_count(), 1);
 }
 
 #ifdef VEKAPI_CHECKED
@@ -60,4 +51,12 @@ TEST(MutexDeathTest, NobodyWaitsUnderALock) {
 }
 #endif
 
+TEST(ErrorText, KnownAndUnknown) {
+  const std::string known = SysErrorMessage(2);  // "no such file" on both systems
+  EXPECT_NE(known.find("ile"), std::string::npos) << known;
+  EXPECT_EQ(known.find_last_of("\r\n "), known.find_last_of("\r\n ", known.size() - 2));
+  EXPECT_EQ(SysErrorMessage(123456789), "Error 123456789");
+}
+
 }  // namespace
+}  // namespace Dova::Os
