@@ -9,44 +9,34 @@
 
 namespace VekSim {
 
-/// A raw client on a blocking socket. It scrambles as a client does: outgoing data in mode 1 only, incoming
-/// data if there is a key.
+/// A raw client on a blocking socket, for little-endian servers without a key.
 class RawClient {
  public:
-  RawClient(const SimServer& server, const SimConfig& config)
-      : order_(config.order), key_(config.key), scrambles_(config.mode == 1) {
+  explicit RawClient(const SimServer& server) {
     socket_.connect({asio::ip::make_address("127.0.0.1"), server.Port()});
     socket_.set_option(asio::ip::tcp::no_delay(true));
   }
 
   void Write(std::string_view bytes) { asio::write(socket_, asio::buffer(bytes)); }
-  void Send(std::string packet) {
-    if (scrambles_ && CodeOf(packet) != Code::kConnect) Scramble(packet, key_);
-    Write(packet);
-  }
   void Request(int code, std::string_view text) {
-    for (auto& packet : TextPackets(code, text, order_)) Send(std::move(packet));
+    for (const auto& packet : TextPackets(code, text, ByteOrder::Little)) Write(packet);
   }
 
-  /// The next packet, descrambled; empty at the end of the stream.
+  /// The next packet; empty at the end of the stream.
   std::string Next() {
     for (;;) {
-      if (auto packet = cutter_.Next()) {
-        if (CodeOf(*packet) != Code::kConnect) Scramble(*packet, key_);
-        return *packet;
-      }
+      if (const auto packet = cutter_.Next()) return *packet;
       const std::string bytes = ReadSome();
       if (bytes.empty()) return {};
       cutter_.Feed(bytes);
     }
   }
   /// The text of the next message, pieces joined.
-  std::string NextText(int* code = nullptr) {
+  std::string NextText() {
     std::string text;
     for (;;) {
       const std::string packet = Next();
-      text += TextOf(packet, order_);
-      if (code != nullptr) *code = CodeOf(packet);
+      text += TextOf(packet, ByteOrder::Little);
       if (packet.empty() || CodeOf(packet) != Code::kPiece) return text;
     }
   }
@@ -75,7 +65,7 @@ class RawClient {
   void SignOn(std::string_view identity, std::string_view password) {
     std::string body{'\0', static_cast<char>(identity.size()), '\0', '\0',
                      static_cast<char>(password.size())};
-    Send(Packet(Code::kSession, body.append(4, '\0').append(identity).append(password)));
+    Write(Packet(Code::kSession, body.append(4, '\0').append(identity).append(password)));
   }
   /// Performs connect and sign-on, and reads the answers.
   void Enter() {
@@ -89,9 +79,6 @@ class RawClient {
   asio::io_context io_;
   asio::ip::tcp::socket socket_{io_};
   PacketCutter cutter_;
-  ByteOrder order_;
-  std::string key_;
-  bool scrambles_;
 };
 
 }  // namespace VekSim

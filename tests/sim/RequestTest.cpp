@@ -2,18 +2,9 @@
 
 #include "sim/SimRateWatch.h"
 #include "sim/SimRequests.h"
-#include "sim/SimUsers.h"
 
 namespace VekSim {
 namespace {
-
-TEST(Requests, ArgumentsAreSeparatedByOnesOrBlanks) {
-  const SimRequest request = ParseRequest("w7 new\nprod=TXF\x01side=B qty=2\x01note=a=b\n");
-  EXPECT_EQ(request.workId, "w7");
-  EXPECT_EQ(request.verb, "new");
-  EXPECT_EQ(request.args, (std::map<std::string, std::string>{
-                              {"prod", "TXF"}, {"side", "B"}, {"qty", "2"}, {"note", "a=b"}}));
-}
 
 TEST(Requests, BatchesHoldPairsOfLines) {
   struct {
@@ -50,21 +41,6 @@ TEST(RateWatch, CountsArrivalsAboveTheRateOfAnyWindow) {
   EXPECT_EQ(Violations(two, {0, 1, 2, 1000}), 2u) << "an arrival that broke the rate fills the window too";
   EXPECT_EQ(Violations({2, 1000, 20}, {0, 400, 980, 1379}), 1u);
   EXPECT_EQ(Violations({0, 1000, 0}, {0, 0, 0}), 0u);
-}
-
-TEST(Users, SecondIdNarrowsToAnAccountOfTheUser) {
-  const SimUsers users{SimConfig{}};
-  struct {
-    const char *identity, *password;
-    std::size_t accounts;  // 0: refused
-  } const cases[] = {{"trader/", "secret", 2},        {"trader/trader", "secret", 2},
-                     {"trader", "secret", 2},         {"trader/9800002", "secret", 1},
-                     {"trader/9800009", "secret", 0}, {"trader/", "Secret", 0},
-                     {"nobody/", "secret", 0}};
-  for (const auto& one : cases) {
-    const auto login = users.SignOn(one.identity, one.password);
-    EXPECT_EQ(login ? login->accounts.size() : 0, one.accounts) << one.identity << ' ' << one.password;
-  }
 }
 
 }  // namespace

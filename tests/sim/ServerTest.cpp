@@ -11,54 +11,6 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(Server, RefusesSignOnsAndChangesPasswords) {
-  const SimConfig config;
-  SimServer server(config);
-  RawClient client(server, config);
-  client.Connect();
-  client.Next();
-  client.SignOn("trader/", "wrong");
-  const std::string refusal = client.Next();
-  EXPECT_EQ(refusal.substr(2, 9), "\2\2\7\x14\0\0\0\0\0"s);
-  EXPECT_EQ(refusal.substr(11), "trader/" + ToBig5("使用者代號或密碼錯誤"));
-
-  const auto change = [&](std::string texts) {
-    client.Send(Packet(Code::kSession, "\1\6\6\3"s + texts));
-    return client.Next().substr(2);
-  };
-  EXPECT_EQ(change("traderSecretnew"),
-            "\2\1\6\x17"
-            "trader" +
-                ToBig5("密碼變更失敗:舊密碼錯誤"));
-  EXPECT_EQ(change("tradersecretnew"),
-            "\2\1\6\x0C"
-            "trader" +
-                ToBig5("密碼變更成功"));
-  client.SignOn("trader/", "new");
-  EXPECT_EQ(client.NextText().substr(0, 11), "\x0ASgn.Result");
-  EXPECT_EQ(server.Seen().passChanges.size(), 2u);
-}
-
-TEST(Server, SendsOnDemandInOrder) {
-  SimConfig config;
-  config.key = "key";
-  SimServer server(config);
-  RawClient client(server, config);
-  EXPECT_FALSE(server.SendReport(SimServer::kAll, "nobody is there"));
-  client.Enter();
-  EXPECT_FALSE(server.SendReport(2, "no such session"));
-  EXPECT_TRUE(server.SendLong(1, Code::kReport, "ABCDE", 2, {{Code::kHeartbeat, ""}}));
-  EXPECT_TRUE(server.SendPacket(1, 200, "body"));
-  EXPECT_TRUE(server.SendReport(SimServer::kAll, "last"));
-  EXPECT_TRUE(server.Disconnect(1));
-  for (const std::string& packet : {"\7\0\3\2\0AB"s, "\3\0\1"s, "\7\0\3\2\0CD"s, "\6\0\x82\1\0E"s,
-                                    "\7\0\xC8"
-                                    "body"s,
-                                    "\x09\0\x82\4\0last"s, ""s}) {
-    EXPECT_EQ(client.Next(), packet);
-  }
-}
-
 TEST(Server, HoldsRatesByTheClockItIsGiven) {
   std::atomic<int> ms{0};
   SimConfig config;
@@ -67,7 +19,7 @@ TEST(Server, HoldsRatesByTheClockItIsGiven) {
   config.refuseFast = true;
   config.clock = [&] { return std::chrono::milliseconds(ms); };
   SimServer server(config);
-  RawClient client(server, config);
+  RawClient client(server);
   client.Enter();
   client.Request(Code::kAck,
                  "a new\nprod=TXF side=B qty=1 price=1\nb new\nprod=TXF side=B qty=1 price=1\nc new\n");
@@ -87,31 +39,12 @@ TEST(Server, HoldsRatesByTheClockItIsGiven) {
   EXPECT_EQ(server.Seen().queryViolations, 1u);
 }
 
-TEST(Server, ReportsGoToEverySessionThatSeesTheAccount) {
-  const SimConfig config;
-  SimServer server(config);
-  RawClient one(server, config), other(server, config), stranger(server, config);
-  one.Enter();
-  other.Enter();
-  stranger.Connect();
-  stranger.Next();
-  stranger.SignOn("demo/", "demo");
-  stranger.NextText();
-  one.Request(Code::kAck, "w new\nprod=MXF side=S qty=1 price=20000");
-  EXPECT_EQ(other.NextText().rfind("accepted\1", 0), 0u);
-  one.Request(Code::kAck, "x cancel\nord=A00001");
-  EXPECT_EQ(other.NextText().rfind("cancelled\1", 0), 0u);
-  one.Request(Code::kAck, "y cancel\nord=A00001");
-  stranger.Request(Code::kTask, "q orders");
-  EXPECT_EQ(stranger.NextText().substr(0, 2), "\1q");
-}
-
 TEST(Server, PlaysQueuedFaultsAtTheirEvents) {
   const SimConfig config;
   SimServer server(config);
   server.Faults().Push({SimEvent::SignOn, FaultKind::Refuse, 0, "舊密碼錯誤"});
   server.Faults().Push({SimEvent::Connect, FaultKind::Refuse, 0, "no"});
-  RawClient client(server, config);
+  RawClient client(server);
   client.Connect();
   const std::string hello = client.Next();
   EXPECT_EQ(hello[3], 1);
@@ -149,28 +82,16 @@ TEST(Server, CutsTheStreamBehindTheByteAskedFor) {
     LinkFaults faults = config.link;
     faults.cutAfter = cut;
     server.Faults().PushLink(faults);
-    RawClient client(server, config);
+    RawClient client(server);
     if (cut > 0) client.Connect();
     EXPECT_EQ(client.ReadAll().size(), static_cast<std::size_t>(cut));
   }
 }
 
-TEST(Server, StalledSessionReadsOnWhenItIsLetGo) {
-  SimConfig config;
-  config.link.stall = true;
-  SimServer server(config);
-  RawClient client(server, config);
-  client.Connect();
-  ASSERT_TRUE(server.WaitFor([](const SimSeen& seen) { return seen.sessions == 1; }));
-  EXPECT_TRUE(server.Seen().connects.empty());
-  server.SetLink(1, {});
-  EXPECT_EQ(CodeOf(client.Next()), Code::kConnect);
-}
-
 TEST(Server, BrokenStreamEndsTheLink) {
   const SimConfig config;
   SimServer server(config);
-  RawClient client(server, config);
+  RawClient client(server);
   client.Write("\2\0\1"s);
   EXPECT_EQ(client.Next(), "");
   EXPECT_TRUE(server.WaitFor([](const SimSeen& seen) { return seen.broken == 1 && seen.closed == 1; }));
@@ -183,7 +104,7 @@ TEST(Server, StopsAtAnyMoment) {
     config.heartbeatMs = 1;
     SimServer server(config);
     server.Faults().Push({SimEvent::Request, FaultKind::EndlessPieces, 4000});
-    RawClient endless(server, config), idle(server, config);
+    RawClient endless(server), idle(server);
     LinkFaults slow;
     slow.delayMs = 60000;
     endless.Enter();
@@ -201,31 +122,6 @@ TEST(Server, StopsAtAnyMoment) {
     sender.join();
     EXPECT_FALSE(server.SendReport(SimServer::kAll, "gone")) << "every link is known to have ended";
   }
-}
-
-// A text added without its characters in the table would contain question marks.
-TEST(Server, PlainResultsLackNoCharacter) {
-  SimConfig config;
-  config.utf8 = false;
-  SimServer server(config);
-  RawClient client(server, config);
-  client.Enter();
-  for (const char* verb :
-       {"products", "accounts", "orders", "deals", "positions", "ticks", "cancel", "new", "nothing"}) {
-    client.Request(Code::kTask, "w " + std::string(verb) + "\nprod=TXF side=B qty=0 price=MKT");
-    const std::string result = client.NextText();
-    EXPECT_GT(result.size(), 30u) << verb;
-    EXPECT_EQ(result.find('?'), std::string::npos) << verb;
-  }
-  client.Request(Code::kTask, "w accounts\nenc=utf8");
-  EXPECT_NE(client.NextText().find("UTF8\n\2acc"), std::string::npos);
-}
-
-TEST(Server, PortInUseIsAnError) {
-  SimServer first;
-  SimConfig config;
-  config.port = first.Port();
-  EXPECT_THROW(SimServer second(config), std::system_error);
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "sim/SimText.h"
-
 namespace VekSim {
 namespace {
 
@@ -11,15 +9,6 @@ using namespace std::string_literals;
 
 // Every vector here is written by hand: if simulator and client had the same mistake, no conversation between
 // them would show it.
-
-TEST(Wire, HeaderPacksTwelveBitsEach) {
-  EXPECT_EQ(Head(0x456, 0x123), "\x23\x41\x56");
-  EXPECT_EQ(Head(128, 300), "\x2C\x01\x80");
-  EXPECT_EQ(Head(4095, 4095), "\xFF\xFF\xFF");
-  EXPECT_EQ(CodeOf("\x23\x41\x56"), 0x456);
-  EXPECT_EQ(LengthOf("\x23\x41\x56"), 0x123u);
-  EXPECT_EQ(Packet(Code::kHeartbeat, {}), "\x03\x00\x01"s);
-}
 
 TEST(Wire, ConnectResultInBothByteOrders) {
   const ConnectAnswer answer{0, "GW", {2, 0, 1, 15}, {{"X\n", "?"}, EncItem(1, "\x10\x20\x30")}};
@@ -43,17 +32,6 @@ TEST(Wire, ConnectResultInBothByteOrders) {
             "GW"
             "\2\0\1X\n?"
             "\7\0\5VekEnc\n\1\3\x10\x20\x30"s);
-}
-
-TEST(Wire, RefusalCarriesItsReason) {
-  EXPECT_EQ(ConnectResult({1, "", {}, {ErrorItem("no")}}, ByteOrder::Big),
-            "\x1F\0\0"
-            "\1"
-            "\x12\x34\x56\x78"
-            "\0\0\0\0\0\0\0\0"
-            "\0\0"
-            "\0\x0B"
-            "\6\0\2ERROR\nno"s);
 }
 
 TEST(Wire, SessionAnswersInBothByteOrders) {
@@ -91,19 +69,6 @@ TEST(Wire, TextsAreCutIntoPieces) {
   EXPECT_EQ(two[1], "\6\0\x80\0\1x"s);
 }
 
-TEST(Wire, ScramblingStartsAnewBehindEachHeader) {
-  std::string packet =
-      "\x08\0\x80"
-      "abcde"s;  // 61 62 63 64 65
-  Scramble(packet, "\1\2\3");
-  EXPECT_EQ(packet,
-            "\x08\0\x80"
-            "```eg"s);
-  std::string heartbeat = "\3\0\1"s;
-  Scramble(heartbeat, "\1\2\3");
-  EXPECT_EQ(heartbeat, "\3\0\1"s);
-}
-
 TEST(Wire, ReadsWhatClientsSend) {
   const auto hello = ReadConnect("\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\0\4\2\0\x10\0apVekSocketClient\n"s);
   ASSERT_TRUE(hello);
@@ -123,20 +88,6 @@ TEST(Wire, ReadsWhatClientsSend) {
   EXPECT_EQ(pass->user + '|' + pass->oldPass + '|' + pass->newPass, "a|BB|ccc");
 }
 
-TEST(Wire, PacketsShorterThanTheyStateAreRefused) {
-  for (const std::string& whole : {"\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\4\0\2\0\x10\0apVekSocketClient\n"s,
-                                   "\x13\0\2\0\4\0\0\3\0\0\0\0"
-                                   "me/xpwd"s,
-                                   "\x0D\0\2\1\1\2\3"
-                                   "aBBccc"s}) {
-    const std::string cut = whole.substr(0, whole.size() - 1);
-    const bool connect = CodeOf(whole) == Code::kConnect;
-    EXPECT_FALSE(connect         ? ReadConnect(cut).has_value()
-                 : whole[3] == 0 ? ReadSignOn(cut).has_value()
-                                 : ReadPass(cut).has_value());
-  }
-}
-
 TEST(Wire, CutterWaitsForWholePacketsAndStopsAtLengthsBelowThree) {
   PacketCutter cutter;
   for (const char byte : "\5\0\x80\0\0"s) {
@@ -148,17 +99,6 @@ TEST(Wire, CutterWaitsForWholePacketsAndStopsAtLengthsBelowThree) {
   EXPECT_EQ(cutter.Next(), "\3\0\1"s);
   EXPECT_FALSE(cutter.Next());
   EXPECT_TRUE(cutter.Broken());
-}
-
-TEST(Text, TablesAreMarkedUtf8OrCodePage950) {
-  ResultText text;
-  text.Table("T", {{"DisplayText", "口數"}, {"mkt", "2"}})
-      .Fields({{"A", "帳號"}, {"B", ""}})
-      .Row({"1", "成交"});
-  EXPECT_EQ(Encoded(text, true), "UTF8\n\2T\4DisplayText=口數\4mkt=2\n\3A\4DisplayText=帳號\1B\n1\1成交\n");
-  EXPECT_EQ(Encoded(text, false),
-            "\2T\4DisplayText=\xA4\x66\xBC\xC6\4mkt=2\n"
-            "\3A\4DisplayText=\xB1\x62\xB8\xB9\1B\n1\1\xA6\xA8\xA5\xE6\n");
 }
 
 }  // namespace
