@@ -87,12 +87,17 @@ TEST(Channel, WhatIsThereIsNotMadeAgain) {
   EXPECT_TRUE(second.Open(name, 50, true)) << second.Error();
 }
 
-TEST(EventWait, EitherEventBothEventsAndStop) {
-  const std::string name = FreshName();
+struct EventWait : testing::Test {
+  EventWait() {
+    const std::string name = FreshName();
+    EXPECT_TRUE(up.Open(name + ".C2S", 10, true));
+    EXPECT_TRUE(down.Open(name + ".S2C", 10, true));
+  }
   TShMemChannel up, down;
-  ASSERT_TRUE(up.Open(name + ".C2S", 10, true));
-  ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
   TNamedEventWait wait;
+};
+
+TEST_F(EventWait, EitherEventBothEventsAndStop) {
   up.WriteEvent().Set();
   EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kSecond);
   up.WriteEvent().Set();
@@ -110,12 +115,7 @@ TEST(EventWait, EitherEventBothEventsAndStop) {
   EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kStopped);
 }
 
-TEST(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
-  const std::string name = FreshName();
-  TShMemChannel up, down;
-  ASSERT_TRUE(up.Open(name + ".C2S", 10, true));
-  ASSERT_TRUE(down.Open(name + ".S2C", 10, true));
-  TNamedEventWait wait;
+TEST_F(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
   // Reported once per nudge, at any point of the other thread's falling asleep.
   constexpr int kTimes = 2000;
   Dova::Os::TEvent told;

@@ -97,11 +97,6 @@ TEST_F(ShMemTest, AnAnswerInTimeCountsHoweverLongAnEventTakes) {
   EXPECT_EQ(events.LinkLines(), Lines{"ready"});
 }
 
-TEST_F(ShMemTest, ProxyLinkThatCannotBeMade) {
-  proxy->Fail("no route");
-  EXPECT_EQ(events.LinkLines(), Lines{"error no route"});
-}
-
 TEST_F(ShMemTest, LastBytesOfAGatewayThatIsGone) {
   Link();
   rings.Write("farewell", 8);

@@ -93,58 +93,43 @@ bool LongRun() {
   return std::getenv("VEKAPI_LONG_TESTS") != nullptr;
 }
 
-// The stream of one direction: each message contains its length, its number, and bytes derived from both.
-class Messages {
+// A text without end, of which both ends know every byte. It repeats itself after more than any ring's wrap.
+class Endless {
  public:
-  explicit Messages(unsigned seed) : random_(seed) {}
+  static constexpr std::size_t kMost = 65536;
 
-  // Sizes from 1 byte to 64 KiB, small and large equally likely.
-  std::string Next() {
-    const double exponent = std::uniform_real_distribution<double>(0, 16)(random_);
-    const auto length = static_cast<std::uint32_t>(std::exp2(exponent));
-    std::string message(8 + length, '\0');
-    std::memcpy(message.data(), &length, 4);
-    std::memcpy(message.data() + 4, &number_, 4);
-    std::memset(message.data() + 8, Fill(number_), length);
-    ++number_;
-    return message;
+  // From 1 byte to kMost, small and large equally likely.
+  std::string Next(std::minstd_rand& random) {
+    const auto length = static_cast<std::size_t>(std::exp2(std::uniform_real_distribution<>(0, 16)(random)));
+    return Text().substr(Pass(length), length);
   }
-  static int Fill(std::uint32_t number) { return static_cast<int>(number * 7 % 251); }
+  bool IsNext(const char* bytes, std::size_t length) {
+    return std::memcmp(Text().data() + Pass(length), bytes, length) == 0;
+  }
+  std::uint64_t passed = 0;
 
  private:
-  std::minstd_rand random_;
-  std::uint32_t number_ = 0;
-};
+  static constexpr std::size_t kPeriod = 65521;
 
-// Reassembles the stream and counts the messages that are complete and in order.
-class Checker {
- public:
-  void Take(const char* bytes, std::size_t count) {
-    bytes_.append(bytes, count);
-    std::size_t at = 0;
-    while (good && bytes_.size() - at >= 8) {
-      std::uint32_t head[2];
-      std::memcpy(head, bytes_.data() + at, 8);
-      if (head[1] != whole || head[0] == 0 || head[0] > 65536) good = false;
-      if (!good || bytes_.size() - at - 8 < head[0]) break;
-      const char* const body = bytes_.data() + at + 8;
-      const auto fill = static_cast<char>(Messages::Fill(head[1]));
-      good = body[0] == fill && std::memcmp(body, body + 1, head[0] - 1) == 0;
-      at += 8 + head[0];
-      ++whole;
-    }
-    bytes_.erase(0, at);
+  static const std::string& Text() {
+    static const std::string text = [] {
+      std::minstd_rand random;
+      std::string bytes(kPeriod, '\0');
+      for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
+      return bytes + bytes + bytes;
+    }();
+    return text;
   }
-  std::uint32_t whole = 0;
-  bool good = true;
-
- private:
-  std::string bytes_;
+  std::size_t Pass(std::size_t length) {
+    const std::size_t at = passed % kPeriod;
+    passed += length;
+    return at;
+  }
 };
 
 struct StreamCase {
   std::uint32_t ringBytes;
-  std::uint32_t messages;
+  std::uint64_t bytes;
 };
 
 class StressStream : public ShMemTest,
@@ -160,16 +145,13 @@ class StressStream : public ShMemTest,
   }
 
   void OnMesRecvReady(Dova::TMesBase* from) override {
-    char buffer[65536];
-    for (int count = 0; (count = from->Recv(buffer, sizeof buffer)) > 0;) {
-      down_.Take(buffer, static_cast<std::size_t>(count));
-    }
-    Note(received_, down_);
+    char buffer[Endless::kMost];
+    for (int count = 0; (count = from->Recv(buffer, sizeof buffer)) > 0;) Note(down_, buffer, count);
   }
   void OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) override {
     ADD_FAILURE() << reason;
     const std::lock_guard lock(mutex_);
-    broken_ = true;
+    good_ = false;
     changed_.notify_all();
   }
 
@@ -184,24 +166,17 @@ class StressStream : public ShMemTest,
 
   // The gateway: one thread that reads, checks and writes.
   void Serve() {
-    Messages messages(1);
-    std::string writing;
-    std::size_t at = 0;
-    std::uint32_t made = 0;
-    std::string buffer(65536, '\0');
-    while (up_.good && (up_.whole < total_ || made < total_ || at < writing.size())) {
-      if (at == writing.size() && made < total_) {
-        writing = messages.Next();
-        at = 0;
-        ++made;
-      }
-      const int wrote = rings.Write(writing.data() + at, writing.size() - at);
+    Endless text;
+    std::minstd_rand random(1);
+    std::string writing, buffer(Endless::kMost, '\0');
+    while (up_.passed < total_ || text.passed < total_ || !writing.empty()) {
+      if (writing.empty() && text.passed < total_) writing = text.Next(random);
+      const int wrote = rings.Write(writing.data(), writing.size());
       const int read = rings.Read(buffer.data(), buffer.size());
       ASSERT_GE(wrote, 0);
       ASSERT_GE(read, 0);
-      at += static_cast<std::size_t>(wrote);
-      up_.Take(buffer.data(), static_cast<std::size_t>(read));
-      if (read != 0) Note(arrived_, up_);
+      writing.erase(0, static_cast<std::size_t>(wrote));
+      if (read != 0) Note(up_, buffer.data(), read);
       if (wrote == 0 && read == 0 && rings.Wait() == 0) return;
     }
   }
@@ -213,50 +188,47 @@ class StressStream : public ShMemTest,
     proxy->Deliver("Hb:\n");
   }
 
-  void Note(std::uint32_t& count, const Checker& checker) {
+  void Note(Endless& received, const char* bytes, int count) {
     const std::lock_guard lock(mutex_);
-    count = checker.whole;
-    broken_ = broken_ || !checker.good;
+    if (!received.IsNext(bytes, static_cast<std::size_t>(count))) good_ = false;
     changed_.notify_all();
   }
-  // False if the stream has ended before.
-  bool Await(const std::uint32_t& count, std::uint32_t wanted) {
+  // Until so much has been received; false if something was wrong.
+  bool Await(const Endless& received, std::uint64_t wanted) {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return broken_ || count >= wanted; });
-    return !broken_;
+    changed_.wait(lock, [&] { return !good_ || received.passed >= wanted; });
+    return good_;
   }
 
-  std::uint32_t total_ = LongRun() ? 1'000'000 : GetParam().messages;
-  Checker up_, down_;
+  const std::uint64_t total_ = LongRun() ? std::uint64_t{6} << 30 : GetParam().bytes;
   std::thread gateway_;
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::uint32_t arrived_ = 0;   // of those sent to the gateway
-  std::uint32_t received_ = 0;  // of those from it
-  bool broken_ = false;
+  Endless up_, down_;  // what has been received
+  bool good_ = true;
 };
 
 // The queue accepts everything, so the sender limits itself.
-constexpr std::uint32_t kAhead = 200;
+constexpr std::uint64_t kAhead = 1 << 20;
 
 TEST_P(StressStream, BothWaysInOrderAndWhole) {
   Start();
-  Messages messages(2);
-  for (std::uint32_t i = 0; i < total_; ++i) {
-    const std::string message = messages.Next();
+  Endless text;
+  std::minstd_rand random(2);
+  for (std::uint64_t heartbeat = 0; text.passed < total_;) {
+    const std::string message = text.Next(random);
     ASSERT_EQ(mes->Send(message.data(), static_cast<int>(message.size())), static_cast<int>(message.size()));
-    ASSERT_TRUE(Await(arrived_, i < kAhead ? 0 : i - kAhead)) << "after " << arrived_;
-    if (i % (total_ / 10) == 1) Heartbeat();
+    ASSERT_TRUE(Await(up_, std::max(text.passed, kAhead) - kAhead)) << "after " << up_.passed;
+    if (text.passed < heartbeat) continue;
+    Heartbeat();
+    heartbeat += total_ / 10;
   }
-  ASSERT_TRUE(Await(received_, total_)) << "after " << received_;
-  gateway_.join();
-  EXPECT_TRUE(up_.good) << "at message " << up_.whole;
-  EXPECT_EQ(up_.whole, total_);
-  EXPECT_EQ(down_.whole, total_);
+  ASSERT_TRUE(Await(up_, total_)) << "after " << up_.passed;
+  ASSERT_TRUE(Await(down_, total_)) << "after " << down_.passed;
 }
 INSTANTIATE_TEST_SUITE_P(ByRing, StressStream,
-                         testing::Values(StreamCase{4096, 5'000}, StreamCase{1 << 20, 20'000}));
+                         testing::Values(StreamCase{4096, 30 << 20}, StreamCase{1 << 20, 120 << 20}));
 
 TEST_F(ShMemTest, SendersDoNotMix) {
   Link(256);
