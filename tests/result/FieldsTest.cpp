@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 #include "result/packets.h"
 
@@ -15,20 +14,6 @@ VekFields FieldsOf(const char* visible) {
   fields.SetFields("replaced");
   fields.SetFields(Bytes(visible));
   return fields;
-}
-
-TEST(Fields, ReadTexts) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"Code|Price;DisplayText=P|Qty", "(Code)(Price|DisplayText=P)(Qty)"},
-      {"A;k=1|B|A;k=2|D", "(A|k=1)(B)(D)"},
-      {"", "()"},
-      {"A|", "(A)()"},
-      {"A||", "(A)()"},
-      {"A|B~C|D", "(A)(B)"},
-      {"abcdefgh|abcdefghi|abcdefgi|Xbcdefgh|abcdefghabcdefgh",
-       "(abcdefgh)(abcdefghi)(abcdefgi)(Xbcdefgh)(abcdefghabcdefgh)"},
-  };
-  for (const auto& [text, columns] : cases) EXPECT_EQ(results::Describe(FieldsOf(text)), columns) << text;
 }
 
 TEST(Fields, NullWhereThereIsNone) {
@@ -57,20 +42,6 @@ TEST(Fields, FindEveryNameHoweverMany) {
     }
     EXPECT_EQ(copy.Field("Column"), nullptr);
   }
-}
-
-TEST(Fields, CopiesAreIndependentAndMovesLeaveNothing) {
-  const VekFields original = FieldsOf("A|B");
-  VekFields copy = original;
-  copy.SetFields("C");
-  EXPECT_EQ(original.Field("B")->Index(), 1);
-  copy = original;
-  EXPECT_EQ(copy.Field("C"), nullptr);
-  const VekFields moved = std::move(copy);
-  EXPECT_EQ(moved.Count(), 2);
-  EXPECT_EQ(copy.Count(), 0);  // NOLINT: promised
-  copy.SetFields("E");
-  EXPECT_EQ(copy.Count(), 1);
 }
 
 }  // namespace

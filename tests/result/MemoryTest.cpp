@@ -208,18 +208,6 @@ TEST(Memory, UpToABoundIsKept) {
   }
 }
 
-TEST(Memory, LargeResultsThatComeAgainAllocateNothing) {
-  const std::string packet =
-      results::Packet(Bytes("#T\n@A|B\n") + Repeat(30000, [](unsigned) { return "1|value\n"; }));
-  VekTaskResult result;
-  for (int round = 0; round < 2; ++round) {
-    const std::size_t before = count.calls;
-    results::Parse(result, packet);
-    TTaskResultPeer::ReleaseMemory(result);
-    EXPECT_TRUE(round == 0 || count.calls == before);
-  }
-}
-
 // At the first allocation, at the second...: the result is then empty and can parse the next text.
 void AtEachAllocation(void (*event)(), const std::function<void(VekTaskResult&, const std::string&)>& parse) {
   const std::string expected = "[T|k=v](A)(B|l=w)/1,2";

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 #include "result/packets.h"
 
@@ -74,24 +73,6 @@ TEST(Properties, ValuesStayWherePointersSawThem) {
   for (int i = 0; i < 1000; ++i) properties.Add(std::to_string(i), "x");
   EXPECT_EQ(properties.Get("m"), middle);
   EXPECT_EQ(*middle, "middle");
-}
-
-TEST(Properties, CopiesAreIndependentAndMovesLeaveNothing) {
-  VekProperties original(Bytes("Original;k=a value that is long enough to need memory of its own"));
-  VekProperties copy = original;
-  copy.Add("l", "2");
-  copy.Name("Copy");
-  EXPECT_EQ(original.Name(), "Original");
-  EXPECT_EQ(original.Get("l"), nullptr);
-
-  const VekProperties& self = copy;
-  copy = self;
-  EXPECT_EQ(*copy.Get("l"), "2");
-
-  const VekProperties moved = std::move(copy);
-  EXPECT_EQ(*moved.Get("l"), "2");
-  EXPECT_EQ(copy.ToString(), "");  // NOLINT: promised
-  EXPECT_EQ(copy.Get("l"), nullptr);
 }
 
 }  // namespace

@@ -5,32 +5,9 @@
 #include <random>
 #include <string>
 
-#include "result/packets.h"
-
 namespace {
 
 using VekApi::TByteMarks;
-using VekApi::TRecordCutter;
-using VekApi::TRecordStore;
-using VekApi::TWork;
-
-const std::atomic<bool> kNever{false};
-
-TEST(RecordCutter, StopsAtALineThatIsNoRecord) {
-  for (const char* next : {"#T\nx\n", "@A\nx\n", ""}) {
-    for (std::size_t length = 0; length < 200; ++length) {
-      const std::string records = results::Bytes(std::string(length, 'r') + "\n|\n");
-      const std::string text = "head\n" + records + results::Bytes(next);
-      TRecordStore store;
-      TWork work(kNever);
-      store.Prepare(text.size(), {0, text.size(), 0});
-      store.OpenRun(VekApi::kNone, 2);
-      ASSERT_EQ(TRecordCutter(text, store, work).Cut(5), 5 + records.size());
-      ASSERT_EQ(store.runs.back().rows, 2u);
-      ASSERT_EQ(store.startsCount, 3u);
-    }
-  }
-}
 
 TEST(RecordCutter, FastAndPlainMarksAgree) {
   std::mt19937 random(64);  // NOLINT: the same bytes each time

@@ -123,20 +123,6 @@ TEST(TaskResult, LengthsFollowTheByteOrder) {
   }
 }
 
-TEST(TaskResult, ShortPackets) {
-  VekTaskResult result = ResultOf(Bytes("#T\n"));
-  const std::string head = results::Head("Id");
-  Parse(result, head.substr(0, 5));
-  EXPECT_EQ(result.WorkID() + result.OrigResult(), "");
-  EXPECT_EQ(result.TableCount(), 0u);
-  EXPECT_EQ(result.Table("T"), nullptr);
-  Parse(result, head);  // ends directly after the work id
-  EXPECT_EQ(result.WorkID(), "");
-  Parse(result, head + '\x03');
-  EXPECT_EQ(result.WorkID(), "Id");
-  EXPECT_EQ(result.OrigResult(), "");
-}
-
 // The first line end is searched in the whole packet, not only in the announced text.
 TEST(TaskResult, TextAnnouncedTooShort) {
   VekTaskResult result;
@@ -145,15 +131,6 @@ TEST(TaskResult, TextAnnouncedTooShort) {
   EXPECT_EQ(result.OrigResult(), "\x02T");
   Parse(result, results::Head("") + Bytes("#~UTF8\n#T\n"));
   EXPECT_EQ(result.OrigResult(), "");
-}
-
-TEST(TaskResult, LookUpOfTables) {
-  const VekTaskResult result = ResultOf(Bytes("#T\n@A\n@B\n"));
-  EXPECT_EQ(result.Table(2), nullptr);
-  EXPECT_EQ(result.Table(0xFFFFFFFF), nullptr);
-  EXPECT_EQ(result.Table("t"), nullptr);
-  EXPECT_EQ(result.Table(""), result.Table(1));
-  EXPECT_EQ(VekTaskResult().Table("T"), nullptr);
 }
 
 TEST(TaskResult, CopiesOutliveTheOriginal) {
