@@ -23,7 +23,8 @@ BELOW = {
     "shmem": PLATFORM,
     "flowctrl": ["protocol", "platform/runtime", "platform/os"],
     "session": ["flowctrl", "shmem", "protocol", "result"] + PLATFORM,
-    "flat": ["session", "flowctrl", "protocol", "result", "platform/runtime", "platform/os"],
+    "keeper": ["session", "flowctrl", "protocol", "result"] + PLATFORM,
+    "flat": ["keeper", "session", "flowctrl", "protocol", "result", "platform/runtime", "platform/os"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 

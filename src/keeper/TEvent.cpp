@@ -1,0 +1,64 @@
+#include "keeper/TEvent.h"
+
+#include <utility>
+
+namespace VekApi {
+namespace {
+
+constexpr std::size_t kKeepBytes = 4096;  // of a text's memory
+
+}  // namespace
+
+TEventQueue::~TEventQueue() {
+  while (TEvent* const event = Pop()) {
+    if (!event->isRequest) Free(*event);
+  }
+  while (spare_) delete std::exchange(spare_, spare_->nextQueued);
+}
+
+TEvent& TEventQueue::New() {
+  if (!spare_) return *new TEvent;
+  --spares_;
+  TEvent& event = *std::exchange(spare_, spare_->nextQueued);
+  event.nextQueued = nullptr;
+  return event;
+}
+
+void TEventQueue::Reserve(unsigned count) {
+  while (spares_ < count) Free(*new TEvent);
+}
+
+void TEventQueue::Push(TEvent& event) {
+  event.nextQueued = nullptr;
+  event.queued = true;
+  (last_ ? last_->nextQueued : first_) = &event;
+  last_ = &event;
+  ++size_;
+}
+
+TEvent* TEventQueue::Pop() {
+  TEvent* const event = first_;
+  if (!event) return nullptr;
+  first_ = event->nextQueued;
+  if (!first_) last_ = nullptr;
+  --size_;
+  return event;
+}
+
+void TEventQueue::Free(TEvent& event) {
+  if (spares_ >= kKeep) {
+    delete &event;
+    return;
+  }
+  std::string text = std::move(event.text);
+  std::string detail = std::move(event.detail);
+  event = TEvent();
+  text.clear();
+  detail.clear();
+  if (text.capacity() <= kKeepBytes) event.text.swap(text);
+  if (detail.capacity() <= kKeepBytes) event.detail.swap(detail);
+  event.nextQueued = std::exchange(spare_, &event);
+  ++spares_;
+}
+
+}  // namespace VekApi

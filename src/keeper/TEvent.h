@@ -1,0 +1,78 @@
+// What the application is to be told, as it waits to be told.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "vekapi/VekSessionC.h"
+#include "vekapi/VekTaskResult.h"
+
+namespace VekApi {
+
+inline constexpr std::size_t kIdRoom = 32;
+
+// A request carries its own fate as such an event, so that no fate is lost for want of memory.
+struct TEvent {
+  std::int32_t kind = 0;
+  std::int32_t state = vss_Closed;
+  std::int32_t fate = vsf_None;
+  std::int32_t reason = 0;
+  std::int32_t code = 0;
+  std::uint32_t flags = 0;
+  std::uint32_t link = 0;
+  std::uint32_t attempt = 0;
+  std::uint32_t endpoint = 0;
+  std::int32_t waitMs = 0;
+  std::uint32_t neverSent = 0;
+  std::uint32_t unknown = 0;
+  std::uint64_t ticket = 0;
+  std::uint64_t tag = 0;
+  std::int64_t atNs = 0;
+  std::int64_t unixNs = 0;
+  std::int64_t submittedNs = 0;
+  std::int64_t handedNs = 0;
+  char workId[kIdRoom] = {};
+  std::string text;
+  std::string detail;
+  VekTaskResult result;
+  bool hasResult = false;
+  bool isRequest = false;  // a TRequest, which its ledger owns
+  bool queued = false;
+  TEvent* nextQueued = nullptr;
+};
+
+// First in, first out. Makes and keeps the events that are no requests.
+class TEventQueue {
+ public:
+  bool Empty() const { return first_ == nullptr; }
+  std::uint32_t Size() const { return size_; }
+
+  // One with nothing in it, not in the queue. Throws std::bad_alloc.
+  TEvent& New();
+  // A number of events for which New needs no memory.
+  void Reserve(unsigned count);
+
+  void Push(TEvent& event);
+
+  // Stays `queued` until whoever took it is done with it. Null when there is none.
+  TEvent* Pop();
+
+  // Takes back an event that New gave.
+  void Free(TEvent& event);
+
+  TEventQueue() = default;
+  ~TEventQueue();
+  TEventQueue(const TEventQueue&) = delete;
+  TEventQueue& operator=(const TEventQueue&) = delete;
+
+ private:
+  static constexpr unsigned kKeep = 256;
+
+  TEvent* first_ = nullptr;
+  TEvent* last_ = nullptr;
+  std::uint32_t size_ = 0;
+  TEvent* spare_ = nullptr;
+  unsigned spares_ = 0;
+};
+
+}  // namespace VekApi

@@ -1,0 +1,94 @@
+#include "keeper/TRequestPool.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace VekApi {
+namespace {
+
+constexpr std::size_t kKeepBytes = 1024;  // of a text's memory
+
+}  // namespace
+
+// Nothing is changed until all the memory is there.
+void TRequestPool::AddChunk() {
+  const auto first = static_cast<std::uint32_t>(chunks_.size() * kChunk);
+  auto chunk = std::make_unique<TRequest[]>(kChunk);
+  if (first + kChunk > buckets_.size()) GrowTable();
+  chunks_.push_back(std::move(chunk));
+  for (std::uint32_t i = 0; i < kChunk; ++i) {
+    TRequest& request = At(first + i);
+    request.index = first + i;
+    request.isRequest = true;
+    free_.PushBack(request);
+  }
+}
+
+void TRequestPool::GrowTable() {
+  buckets_ = std::vector<TRequest*>(std::max<std::size_t>(2 * buckets_.size(), kChunk));
+  for (std::uint32_t i = 0; i < chunks_.size() * kChunk; ++i) {
+    TRequest& request = At(i);
+    if (request.idLength == 0) continue;
+    TRequest*& bucket = buckets_[BucketOf(request.Id())];
+    request.nextAlike = std::exchange(bucket, &request);
+  }
+}
+
+TRequest* TRequestPool::New() {
+  if (free_.Empty()) {
+    if (chunks_.size() * kChunk >= std::size_t{1} << kIndexBits) return nullptr;
+    AddChunk();
+  }
+  TRequest& request = *free_.First();
+  free_.Remove(request);
+  ++used_;
+  request.serial = ++serial_;
+  request.ticket = request.serial << kIndexBits | request.index;
+  return &request;
+}
+
+void TRequestPool::Free(TRequest& request) {
+  Unname(request);
+  Leave(request);
+  request.phase = EPhase::Free;
+  request.ticket = 0;
+  request.fate = vsf_None;
+  request.reason = 0;
+  request.placed = request.tried = request.own = false;
+  request.at = TRequest::kNowhere;
+  request.handedNs = 0;
+  request.text.clear();
+  if (request.text.capacity() > kKeepBytes) std::string().swap(request.text);
+  request.detail.clear();
+  if (request.hasResult) request.result = VekTaskResult();
+  request.hasResult = false;
+  free_.PushFront(request);
+  --used_;
+}
+
+TRequest* TRequestPool::Find(std::uint64_t ticket) const {
+  const auto index = static_cast<std::uint32_t>(ticket & ((std::uint64_t{1} << kIndexBits) - 1));
+  if (ticket == 0 || index >= chunks_.size() * kChunk) return nullptr;
+  TRequest& request = At(index);
+  return request.ticket == ticket ? &request : nullptr;
+}
+
+void TRequestPool::Name(TRequest& request, std::string_view id) {
+  request.idLength = static_cast<std::uint8_t>(id.copy(request.workId, kIdRoom - 1));
+  request.workId[request.idLength] = 0;
+  if (id.empty()) return;
+  TRequest*& bucket = buckets_[BucketOf(id)];
+  request.nextAlike = std::exchange(bucket, &request);
+}
+
+void TRequestPool::Unname(TRequest& request) {
+  if (request.idLength == 0) return;
+  TRequest** at = &buckets_[BucketOf(request.Id())];
+  while (*at != &request) at = &(*at)->nextAlike;
+  *at = request.nextAlike;
+  request.nextAlike = nullptr;
+  request.idLength = 0;
+  request.workId[0] = 0;
+}
+
+}  // namespace VekApi
