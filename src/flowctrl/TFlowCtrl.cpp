@@ -50,6 +50,18 @@ unsigned TFlowCtrl::SetAckTime(unsigned n) noexcept {
   return static_cast<unsigned>(acknowledged);
 }
 
+void TFlowCtrl::GiveBack(unsigned n) noexcept {
+  if (!IsActive()) return;
+  const Locker lock(*this);
+  out_ -= std::min<std::int64_t>(n, out_);
+}
+
+int TFlowCtrl::Look() noexcept {
+  if (!IsActive()) return 0;
+  const Locker lock(*this);
+  return CheckFlowCtrl_AfLock(fcf_OnlyLook);
+}
+
 int TFlowCtrl::CheckFlowCtrlWaitAck() noexcept {
   if (!IsActive()) return 0;
   const Locker lock(*this);

@@ -62,6 +62,12 @@ class TFlowCtrl {
   // not 0, a gate that was closed without a known delay now has one and must be checked again.
   unsigned SetAckTime(unsigned n) noexcept;
 
+  // `n` counted as outstanding have not been sent after all.
+  void GiveBack(unsigned n) noexcept;
+
+  // As CheckFlowCtrlWaitAck, but counts nothing.
+  int Look() noexcept;
+
   // 0: one request allowed, and counted as outstanding. Positive: milliseconds after which to ask again.
   // Negative: not before an acknowledgement.
   int CheckFlowCtrlWaitAck() noexcept;

@@ -17,6 +17,7 @@
 namespace VekApi {
 
 class TLink;
+class TLinkWatch;
 
 // The context, the current link, and the sending of packets.
 //
@@ -39,6 +40,12 @@ class VekClient::TImpl : public TRequestPort {
   bool SendPk(char* packet, int length);
 
   bool SendRequest(int msgCode, char* buffer, unsigned length) override;
+  // Tells where in the link's stream it begins (TMesBase::SendAt), when `at` is there.
+  bool SendRequestAt(int msgCode, char* buffer, unsigned length, std::uint64_t* at);
+
+  // Null for plain clients. Set before the first link, and as long as there may be one.
+  TLinkWatch* Watch() const { return watch_; }
+  void SetWatch(TLinkWatch* watch) { watch_ = watch; }
 
   // Marks the current link as about to be replaced by the calling thread, so that its pending work can stop.
   // With `only`, only if it is that client's link.
@@ -79,6 +86,7 @@ class VekClient::TImpl : public TRequestPort {
   const Dstl::wise_ref<Dova::TSyncContext> context_;
   Dova::TFlowCtrl flowCtrl_{true};
   unsigned owners_ = 0;
+  TLinkWatch* watch_ = nullptr;
   // The slot's mutex guards the two members below, so that senders get a consistent snapshot.
   const std::shared_ptr<TCipherSlot> slot_;
   Dstl::wise_ref<TLink> link_;  // changed only inside the context

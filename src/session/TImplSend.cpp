@@ -17,8 +17,8 @@ struct VekClient::TImpl::TWire {
   TCipher cipher;
 
   explicit operator bool() const { return static_cast<bool>(mes); }
-  bool Send(const char* packets, int length) const {
-    const bool sent = mes->Send(packets, length) == length;
+  bool Send(const char* packets, int length, std::uint64_t* at = nullptr) const {
+    const bool sent = (at ? mes->SendAt(packets, length, *at) : mes->Send(packets, length)) == length;
     link->OnSent();
     return sent;
   }
@@ -50,16 +50,21 @@ bool VekClient::TImpl::SendPk(char* packet, int length) {
 }
 
 bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
+  return SendRequestAt(msgCode, buffer, length, nullptr);
+}
+
+bool VekClient::TImpl::SendRequestAt(int msgCode, char* buffer, unsigned length, std::uint64_t* at) {
   if (length <= kPrefixBytes || length > kMaxRequest) return false;
   const TWire wire = Wire();
   if (!wire) return false;
   const std::size_t textLength = length - kPrefixBytes;
-  if (textLength <= kMaxPiece) return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength));
+  if (textLength <= kMaxPiece)
+    return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength), at);
   // Sent in one call, so that no other thread's data comes between the pieces, and the messenger accepts all
   // or none.
   std::string pieces;
   return FrameInPieces(wire.cipher, msgCode, buffer, textLength, pieces) &&
-         wire.Send(pieces.data(), static_cast<int>(pieces.size()));
+         wire.Send(pieces.data(), static_cast<int>(pieces.size()), at);
 }
 
 }  // namespace VekApi

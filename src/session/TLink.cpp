@@ -7,6 +7,7 @@
 #include "platform/transport/TMesRegs.h"
 #include "protocol/ConnectRequest.h"
 #include "protocol/Packet.h"
+#include "session/TLinkWatch.h"
 #include "session/Texts.h"
 #include "shmem/TShMemCli.h"
 
@@ -86,6 +87,10 @@ void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
   if (Over()) return;
   stage_.Start(&TLink::OnHelloTimer, kStageMs);
   OnSent();
+  if (TLinkWatch* const watch = impl_.Watch()) {
+    watch->OnLinked(mes_);
+    watch->OnMessageOut(PkConnect, helloPk_.data(), helloPk_.size());
+  }
   mes->Send(helloPk_.data(), static_cast<int>(helloPk_.size()));
   if (Over()) return;
   recvCount_.store(0);
@@ -114,6 +119,8 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
     End(vcs_LinkBroken, kTextNoMemory);
   }
   recvCount_.fetch_add(1, std::memory_order_relaxed);
+  if (Over()) return;
+  if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceivedAll();
 }
 
 // A bounded amount: other threads may be waiting for the context, and the messenger calls again.
@@ -156,6 +163,7 @@ void TLink::CheckHeartbeat() {
     return client_.OnVekConnectEvent(vcs_HeartbeatTimeout, kTextHeartbeatTimeout);
   char heartbeat[kHeadBytes];
   PutHead(heartbeat, PkHeartbeat, kHeadBytes);
+  if (TLinkWatch* const watch = impl_.Watch()) watch->OnMessageOut(PkHeartbeat, heartbeat, kHeadBytes);
   mes_->Send(heartbeat, kHeadBytes);
   OnSent();
 }

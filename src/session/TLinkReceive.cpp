@@ -9,6 +9,7 @@
 #include "protocol/RequestPrefix.h"
 #include "protocol/SignOn.h"
 #include "session/TLink.h"
+#include "session/TLinkWatch.h"
 
 namespace VekApi {
 namespace {
@@ -32,7 +33,9 @@ int ToInt(unsigned value) {
 
 void TLink::ParsePacket(char* block, unsigned length) {
   const Dstl::wise_ref<TLink> self(this);
-  if (!Over()) packets_.Parse(block, length);
+  if (Over()) return;
+  if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceived(length);
+  packets_.Parse(block, length);
 }
 
 void TLink::ForgetReceived() {
@@ -42,6 +45,8 @@ void TLink::ForgetReceived() {
 }
 
 void TLink::OnPkConnectResult(const char* packet, int length) {
+  if (TLinkWatch* const watch = impl_.Watch())
+    watch->OnMessageIn(PkConnect, packet, static_cast<std::size_t>(length));
   const auto result = ReadConnectResult(packet, length);
   if (!result) return;
   client_.parser_.serverName_ = result->serverName;
@@ -56,6 +61,8 @@ void TLink::OnPkConnectResult(const char* packet, int length) {
 
 void TLink::OnPkSession(const char* packet, int length) {
   if (length <= kHeadBytes) return;
+  if (TLinkWatch* const watch = impl_.Watch())
+    watch->OnMessageIn(PkSession, packet, static_cast<std::size_t>(length));
   if (packet[kHeadBytes] == PkSessionChgPass) OnChgPassResult(packet, length);
   if (packet[kHeadBytes] == PkSessionSignOnReply) OnSgnReply(packet, length);
 }
@@ -73,6 +80,7 @@ void TLink::OnChgPassResult(const char* packet, int length) {
 }
 
 void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
+  if (TLinkWatch* const watch = impl_.Watch()) watch->OnMessageIn(msgCode, message, length);
   switch (msgCode) {
     case PkTaskResult:
       return OnTaskResult(message, length);

@@ -2,6 +2,7 @@
 #include "protocol/Packet.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
+#include "session/TLinkWatch.h"
 #include "session/Texts.h"
 #include "vekapi/VekClient.h"
 
@@ -23,6 +24,7 @@ void VekClient::OnLinkBrokenAfterRefusal() {
   parser_.SetDisconnected();
   WipeSignOn();
   parser_.State(vcs_SgnError);
+  if (TLinkWatch* const watch = impl_->Watch()) watch->OnLostAfterRefusal();
 }
 
 void VekClient::SetState(EVekClientState state) {

@@ -3,6 +3,7 @@
 #include "protocol/SignOn.h"
 #include "session/TImpl.h"
 #include "session/TLink.h"
+#include "session/TLinkWatch.h"
 #include "session/Texts.h"
 #include "vekapi/VekClient.h"
 
@@ -19,6 +20,7 @@ bool VekClient::SendPk(char* packet, int length) {
 bool VekClient::SendSignOn() {
   TSecretPacket packet = MakeSignOnRequest(sgnId_, sgnPass_);
   if (!packet) return false;
+  if (TLinkWatch* const watch = impl_->Watch()) watch->OnSecretSent(PkSession, sgnId_);
   SendPk(packet.Data(), packet.Length());
   return true;
 }
@@ -28,6 +30,7 @@ bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, con
   const auto link = impl->LinkNow();
   if (!IsSessionConnected()) return false;
   TSecretPacket packet = MakeChgPassRequest(user, oldPass, newPass);
+  if (TLinkWatch* const watch = packet ? impl->Watch() : nullptr) watch->OnSecretSent(PkSession, user);
   if (packet) return SendPk(packet.Data(), packet.Length());
   const Dova::TSyncScope inside(impl->Context());
   if (inside && link && impl->Link().get() == link.get())

@@ -72,8 +72,8 @@ bool TCPClient::LetGo() {
     queue_.Clear();
   }
   // An ending process has no thread left to read.
-  if (linked && !Os::ProcessIsExiting()) return TFarewells::Begin(std::move(socket));
-  if (socket) socket->Abort();
+  if (linked && !abrupt_ && !Os::ProcessIsExiting()) return TFarewells::Begin(std::move(socket));
+  if (socket) abrupt_ ? socket->Reset() : socket->Abort();
   return false;
 }
 
@@ -211,16 +211,33 @@ char* TCPClient::RecvInPlace(int& count) {
 // ---- sending: any thread ----
 
 int TCPClient::Send(const char* bytes, int length) {
-  if (length <= 0 || IsInherited()) return 0;
+  return SendSome(bytes, length, nullptr) ? length : 0;
+}
+
+int TCPClient::SendAt(const char* bytes, int length, std::uint64_t& at) {
+  return SendSome(bytes, length, &at) ? length : 0;
+}
+
+bool TCPClient::SendSome(const char* bytes, int length, std::uint64_t* at) {
+  if (length <= 0 || IsInherited()) return false;
   bool queued = false;
   {
     const TLock lock(queue_.Mutex());
-    if (state_ != EState::Linked) return 0;
-    if (!SendOrQueue(lock, bytes, static_cast<std::size_t>(length))) return 0;
+    if (state_ != EState::Linked) return false;
+    const std::uint64_t begin = taken_ + queue_.Size();
+    const bool sent = SendOrQueue(lock, bytes, static_cast<std::size_t>(length));
+    if (at && (sent || taken_ > begin)) *at = begin;
+    if (!sent) return false;
     queued = !queue_.Empty();
   }
   if (queued) WakeDrain();
-  return length;
+  return true;
+}
+
+std::uint64_t TCPClient::TakenBytes() {
+  if (IsInherited()) return 0;
+  const TLock lock(queue_.Mutex());
+  return taken_;
 }
 
 // False if nothing was accepted: the limit was exceeded, or the link has ended.
@@ -234,6 +251,7 @@ bool TCPClient::SendOrQueue(const TLock& lock, const char* bytes, std::size_t si
       return false;
     }
     taken = static_cast<std::size_t>(sent);
+    taken_ += taken;
   }
   if (taken < size) Queue(lock, bytes + taken, size - taken);
   return state_ == EState::Linked;
@@ -297,6 +315,7 @@ bool TCPClient::SendQueued(const TLock&) {
     const std::ptrdiff_t sent = socket_->TrySend(block, count);
     if (sent <= 0) return sent == 0;
     queue_.SetMemUsed(static_cast<std::size_t>(sent));
+    taken_ += static_cast<std::size_t>(sent);
   }
   return true;
 }

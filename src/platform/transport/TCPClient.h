@@ -40,6 +40,9 @@ class TCPClient : public TMesBase {
   bool Open() override;
   void Close() override;
   int Send(const char* bytes, int length) override;
+  int SendAt(const char* bytes, int length, std::uint64_t& at) override;
+  std::uint64_t TakenBytes() override;
+  void SetAbrupt() override { abrupt_ = true; }
   int Recv(char* buffer, int size) override;
   char* RecvInPlace(int& count) override;
   std::size_t SendQueueBytes() const override { return setting_.sendQueueBytes; }
@@ -61,6 +64,7 @@ class TCPClient : public TMesBase {
   std::ptrdiff_t Poll(Os::TSocket& socket);
   void TellEnd();
 
+  bool SendSome(const char* bytes, int length, std::uint64_t* at);
   bool SendOrQueue(const TLock& lock, const char* bytes, std::size_t size);
   void Queue(const TLock& lock, const char* bytes, std::size_t size);
   void WakeDrain();
@@ -89,8 +93,10 @@ class TCPClient : public TMesBase {
   std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next two
   int receivedAt_ = 0;
   int receivedCount_ = 0;
+  bool abrupt_ = false;  // the context's
 
   TMemQueue queue_;  // its lock also guards the members below, and orders the sends
+  std::uint64_t taken_ = 0;  // bytes, by the system
   EState state_ = EState::Idle;
   TSocketRef socket_;   // while connecting and linked
   std::string reason_;  // why it failed or broke

@@ -9,6 +9,12 @@ bool TMesBase::SettingApply(const std::string& setting) {
   return true;
 }
 
+int TMesBase::SendAt(const char* bytes, int length, std::uint64_t& at) {
+  const int sent = Send(bytes, length);
+  if (sent > 0) at = 0;
+  return sent;
+}
+
 void TMesBase::CloseReason(const std::string& reason) {
   if (IsClosed()) return;
   const Dstl::wise_ref<TMesBase> self(this);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -61,6 +62,16 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // All or nothing: returns length, or 0 if nothing was accepted (no link, or the send queue is full). Sends
   // of different threads are not interleaved. Thread-safe; waits only for concurrent calls of Send.
   virtual int Send(const char* bytes, int length) = 0;
+
+  // Send that also reports where in the stream of all accepted bytes these begin. `at` is unchanged if nothing
+  // was accepted, not even a part before the link broke.
+  virtual int SendAt(const char* bytes, int length, std::uint64_t& at);
+
+  // How many bytes of that stream have left this process; UINT64_MAX if not known. Thread-safe.
+  virtual std::uint64_t TakenBytes() { return UINT64_MAX; }
+
+  // Close will not wait for the peer to receive what was sent last. From inside the context.
+  virtual void SetAbrupt() {}
 
   // Copies waiting bytes and returns their number, 0 or less if there are none. From inside OnMesRecvReady.
   virtual int Recv(char* buffer, int size) = 0;
