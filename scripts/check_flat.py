@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks the list of flat functions and the built libraries against VekApiC.h.
+"""Checks the list of flat functions and the built libraries against VekApiC.h and VekSessionC.h.
 
     check_flat.py [--nm PROGRAM] [--objdump PROGRAM] [LIBRARY...]
 
-The list src/flat/exports.txt must contain the functions of VekApiC.h. A library (libvekapi.so, vekapi.dll, or an import
+The list src/flat/exports.txt must contain their functions. A library (libvekapi.so, vekapi.dll, or an import
 library) must export these functions, and otherwise only members of the public classes.
 """
 
@@ -25,7 +25,7 @@ def compare(where, expected, found):
     for name in sorted(expected - found):
         complain(where, f"{name} is missing")
     for name in sorted(found - expected):
-        complain(where, f"{name} is not in VekApiC.h")
+        complain(where, f"{name} is not in the headers")
 
 
 def read(path):
@@ -33,7 +33,8 @@ def read(path):
 
 
 def header():
-    text = re.sub(r"//[^\n]*", "", read("include/vekapi/VekApiC.h"))
+    both = read("include/vekapi/VekApiC.h") + read("include/vekapi/VekSessionC.h")
+    text = re.sub(r"//[^\n]*", "", both)
     return set(re.findall(r"VEKAPI_FLAT\s+[^;()]*?\s*(\w+)\(", text))
 
 

@@ -437,7 +437,7 @@ VEKAPI_FLAT void CVekSession_SetTrace(CVekSession* session, int32_t level);
 VEKAPI_FLAT const char* CVekApi_Text(int32_t what, int32_t value, int32_t language);
 
 // Code page 950 as UTF-8. Returns how many bytes that needs, without the NUL; writes at most `room` bytes,
-// NUL included and no character torn. What is no character becomes U+FFFD.
+// NUL included and no character torn. What is no character becomes a replacement.
 VEKAPI_FLAT uint32_t CVekApi_ToUtf8(const char* big5, uint32_t length, char* out, uint32_t room);
 
 // One line for a log, in English, without a line end and without the event's text. As CVekApi_ToUtf8.

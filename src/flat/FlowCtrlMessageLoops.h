@@ -4,7 +4,7 @@
 #include <atomic>
 
 #include "flat/CVekApiC_FlowCtrlSender.h"
-#include "flat/TLoopNotice.h"
+#include "platform/runtime/TLoopNotice.h"
 #include "vekapi/VekApiC.h"
 
 class TFlowCtrlMessageLoop final : public VekApi::VekFlowCtrl, private TLoopNotice::TOwner {

@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "flat/TLoopPost.h"
+#include "platform/runtime/TLoopPost.h"
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
 #include "platform/runtime/TSyncContext.h"

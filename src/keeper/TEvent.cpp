@@ -17,6 +17,10 @@ TEventQueue::~TEventQueue() {
 }
 
 TEvent& TEventQueue::New() {
+  return spares_ > reserved_ ? NewReserved() : *new TEvent;
+}
+
+TEvent& TEventQueue::NewReserved() {
   if (!spare_) return *new TEvent;
   --spares_;
   TEvent& event = *std::exchange(spare_, spare_->nextQueued);
@@ -26,6 +30,7 @@ TEvent& TEventQueue::New() {
 
 void TEventQueue::Reserve(unsigned count) {
   while (spares_ < count) Free(*new TEvent);
+  reserved_ = count;
 }
 
 void TEventQueue::Push(TEvent& event) {

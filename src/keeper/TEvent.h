@@ -49,7 +49,8 @@ class TEventQueue {
 
   // One with nothing in it, not in the queue. Throws std::bad_alloc.
   TEvent& New();
-  // A number of events for which New needs no memory.
+  // The same from those that Reserve keeps, when there are any left.
+  TEvent& NewReserved();
   void Reserve(unsigned count);
 
   void Push(TEvent& event);
@@ -73,6 +74,7 @@ class TEventQueue {
   std::uint32_t size_ = 0;
   TEvent* spare_ = nullptr;
   unsigned spares_ = 0;
+  unsigned reserved_ = 0;
 };
 
 }  // namespace VekApi

@@ -117,11 +117,19 @@ class TLedger {
   // Only what is held.
   void DropHeld(int reason, std::int64_t now);
 
+  // The thread that is Going is beneath the caller, and its Send will return too late: what it has counts as left.
+  void GiveUpGoing(const TMessage& message, std::int64_t now);
+
+  // An event that is no request's; kept in the queue. Throws std::bad_alloc.
+  TEvent& Tell(int kind, std::uint32_t flags, const TAnswer& answer);
+  void TellStray(const TAnswer& answer);
+
   // An event of the queue has been delivered.
   void OnDelivered(TEvent& event);
 
   // ---- besides ----
 
+  const TRequest* Find(std::uint64_t ticket) const { return pool_.Find(ticket); }
   std::uint32_t Held() const { return urgent_.Size() + normal_.Size(); }
   std::uint32_t HeldMost() const { return heldMost_; }
   std::uint32_t Out() const { return out_; }
@@ -159,7 +167,6 @@ class TLedger {
   void TellAnswer(TRequest& request, int fate, int reason, const TAnswer& answer, std::int64_t now);
   void TellByBytes(TRequest& request, std::int64_t now);
   void TellLate(const TRequest& request, const TAnswer& answer);
-  void TellStray(const TAnswer& answer);
   TEvent& Make(int kind, const TAnswer& answer);
   void Remember(TRequest& request);
   void Forget(TRequest& request);

@@ -97,11 +97,26 @@ void TLedger::TellLate(const TRequest& request, const TAnswer& answer) {
   told_.Push(event);
 }
 
-void TLedger::TellStray(const TAnswer& answer) {
-  TEvent& event = Make(vse_Stray, answer);
-  ++stray_;
+TEvent& TLedger::Tell(int kind, std::uint32_t flags, const TAnswer& answer) {
+  TEvent& event = Make(kind, answer);
+  event.flags = flags;
   port_.Stamp(event);
   told_.Push(event);
+  return event;
+}
+
+void TLedger::TellStray(const TAnswer& answer) {
+  Tell(vse_Stray, 0, answer);
+  ++stray_;
+}
+
+void TLedger::GiveUpGoing(const TMessage& message, std::int64_t now) {
+  if (!std::exchange(going_, false)) return;
+  for (const TMessage::TPart& part : message.parts) {
+    if (part.request->ticket != part.ticket || part.request->phase != EPhase::Going) continue;
+    ++endedUnknown_;
+    Tell(*part.request, vsf_Unknown, endReason_, now);
+  }
 }
 
 // ---- answers ----

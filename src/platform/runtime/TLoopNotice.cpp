@@ -1,4 +1,4 @@
-#include "flat/TLoopNotice.h"
+#include "platform/runtime/TLoopNotice.h"
 
 TLoopNotice::TLoopNotice(TOwner& owner) : owner_(owner), window_(Dova::Os::AllocateHWnd_Impl(*this)) {
   if (window_) post_.emplace(window_, kTold);
@@ -10,6 +10,10 @@ TLoopNotice::~TLoopNotice() {
 
 void TLoopNotice::Tell() noexcept {
   if (!told_.exchange(true)) post_->Post();
+}
+
+void TLoopNotice::TellLast() noexcept {
+  if (!told_.exchange(true) && !window_->PostLast(kTold)) post_->Post();
 }
 
 bool TLoopNotice::OnMessage(const Dova::Os::TMessage& message) {

@@ -1,4 +1,4 @@
-#include "flat/TLoopPost.h"
+#include "platform/runtime/TLoopPost.h"
 
 #include <mutex>
 #include <utility>

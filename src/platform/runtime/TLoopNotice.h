@@ -3,7 +3,7 @@
 #include <atomic>
 #include <optional>
 
-#include "flat/TLoopPost.h"
+#include "platform/runtime/TLoopPost.h"
 #include "platform/os/MessageWindow.h"
 
 // Calls its owner on the creating thread, from that thread's message loop, after any thread has called Tell.
@@ -30,6 +30,9 @@ class TLoopNotice final : private Dova::Os::TMessageHandler {
 
   // Thread-safe, also while holding locks.
   void Tell() noexcept;
+
+  // The same behind everything else that waits for the thread, for going on with long work. Its own thread.
+  void TellLast() noexcept;
 
  private:
   static constexpr unsigned kTold = 1073;

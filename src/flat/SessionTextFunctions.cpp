@@ -1,0 +1,66 @@
+// The functions of VekSessionC.h that are about events, results and words.
+#include <algorithm>
+#include <string>
+
+#include "flat/ForcedUnwind.h"
+#include "keeper/Words.h"
+#include "platform/os/CodePage.h"
+#include "vekapi/VekSessionC.h"
+#include "vekapi/VekTaskResult.h"
+
+namespace {
+
+using VekApi::VekTaskResult;
+
+// What of a UTF-8 text has room, with no character torn; how much all of it needs.
+uint32_t PutUtf8(const std::string& text, char* out, uint32_t room) {
+  if (!out || room == 0) return static_cast<uint32_t>(text.size());
+  std::size_t length = std::min<std::size_t>(text.size(), room - 1);
+  while (length > 0 && length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
+  out[text.copy(out, length)] = '\0';
+  return static_cast<uint32_t>(text.size());
+}
+
+template <class Make>
+uint32_t Put(char* out, uint32_t room, Make make) {
+  try {
+    return PutUtf8(make(), out, room);
+  } catch (...) {
+    VekApi::Flat::PassForcedUnwind();
+    return 0;
+  }
+}
+
+}  // namespace
+
+CVekTaskResult CVekSession_KeepResult(CVekSession* session, const CVekEvent* event) {
+  if (!session || !event || !event->result.object) return {};
+  try {
+    return {new VekTaskResult(*static_cast<const VekTaskResult*>(event->result.object))};
+  } catch (...) {
+    VekApi::Flat::PassForcedUnwind();
+    return {};
+  }
+}
+
+void CVekTaskResult_Free(CVekTaskResult* result) {
+  if (!result) return;
+  delete static_cast<const VekTaskResult*>(result->object);
+  result->object = nullptr;
+}
+
+const char* CVekApi_Text(int32_t what, int32_t value, int32_t language) {
+  return VekApi::WordsOf(what, value, language);
+}
+
+uint32_t CVekApi_ToUtf8(const char* big5, uint32_t length, char* out, uint32_t room) {
+  return Put(out, room, [=] {
+    std::string utf8;
+    if (big5) Dova::Os::CodePage950ToUtf8({big5, length}, utf8);
+    return utf8;
+  });
+}
+
+uint32_t CVekApi_Describe(const CVekEvent* event, char* out, uint32_t room) {
+  return Put(out, room, [=] { return event ? VekApi::Describe(*event) : std::string(); });
+}

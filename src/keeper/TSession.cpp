@@ -1,0 +1,400 @@
+#include "keeper/TSession.h"
+
+#include <algorithm>
+#include <chrono>
+#include <new>
+#include <utility>
+
+#include "platform/os/Thread.h"
+#include "platform/runtime/Wipe.h"
+#include "protocol/Packet.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+constexpr std::int64_t kAgainNs = 100 * kNsPerMs;
+constexpr unsigned kAtOnce = 1000;  // events, before everybody else has a turn
+constexpr unsigned kStateEvents = 8;  // for which there is memory whatever happens
+
+std::int64_t UnixNs() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+TLedgerRules LedgerRules(const TSessionConfig& config) {
+  return {config.ackRule, config.idSeparator, config.maxHeld, config.remember};
+}
+
+TPolicyRules PolicyRules(const TSessionConfig& config) {
+  return {config.maxAttempts, config.firstDelayMs, config.maxDelayMs, config.stableMs, config.maxShortLinks};
+}
+
+std::int64_t After(std::int64_t now, std::uint32_t ms) {
+  return ms == 0 ? INT64_MAX : now + ms * kNsPerMs;
+}
+
+}  // namespace
+
+TSession::TSession(const TSessionConfig& config)
+    : config_(config),
+      clock_(Dova::TTimerQueue::Current()),
+      ledger_(LedgerRules(config), *this, told_),
+      policy_(PolicyRules(config), config.seed),
+      ids_(config.prefix, config.seed),
+      rateCount_(config.rateCount),
+      rateMs_(config.rateMs),
+      madeOn_(Dova::Os::CurrentThreadToken()),
+      client_(*this),
+      due_(Dova::ots_OneShot, *this),
+      work_(Dova::ots_OneShot, *this) {
+  told_.Reserve(kStateEvents);
+  Impl().SetWatch(this);
+  due_.SetTarget(&TSession::OnDueTimer);
+  work_.SetTarget(&TSession::OnWorkTimer);
+  if (config.delivery == vsd_Loop) notice_.emplace(static_cast<TLoopNotice::TOwner&>(*this));
+}
+
+TSession::~TSession() {
+  while (TEvent* const event = told_.Pop()) ledger_.OnDelivered(*event);
+  Dova::WipeText(password_);
+}
+
+// ---- the application ----
+
+int TSession::Open() {
+  const Dstl::wise_ref<TSession> self(this);
+  const Dova::TSyncScope inside(Impl().Context());
+  if (!inside) return vsr_Busy;
+  {
+    TLock lock(mutex_);
+    const bool idle = state_ == vss_Closed || state_ == vss_Refused || state_ == vss_Stopped;
+    if (deleting_ || !idle || ended_ || closing_) return vsr_Busy;
+    if (endpoints_.empty()) return vsr_BadArgument;
+    CloseLink(lock, vsr_Closed, false);  // the one that was refused
+    if (ledger_.Going()) return vsr_Busy;
+    FinishEnd();
+    refused_ = false;
+    policy_.Begin();
+    endReason_ = 0;
+    state_ = vss_Connecting;
+    retryDue_ = NowNs();
+  }
+  Run();
+  return 0;
+}
+
+int TSession::RetryIn(std::uint32_t ms) {
+  TLock lock(mutex_);
+  if (state_ != vss_Waiting) return vsr_Busy;
+  retryDue_ = NowNs() + std::min<std::int64_t>(ms, INT32_MAX) * kNsPerMs;
+  ArmWork();
+  return 0;
+}
+
+int TSession::ResyncDone(std::uint32_t link, bool good) {
+  TLock lock(mutex_);
+  if (state_ != vss_Resyncing || link != linkNumber_ || !resyncByHand_ || ended_) return vsr_TooLate;
+  resyncByHand_ = false;
+  if (!good) {
+    WantEnd(vsr_ResyncFailed);
+  } else if (resyncLeft_ == 0) {
+    GoUp();
+  }
+  Leave(lock);
+  return 0;
+}
+
+void TSession::Close(std::uint32_t drainMs) {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    TLock lock(mutex_);
+    if (state_ == vss_Closed || deleting_) return;
+    closing_ = true;
+    if (drainMs != 0 && IsLinked() && !ended_ && Drain(drainMs)) return Leave(lock);
+  }
+  const Dova::TSyncScope inside(Impl().Context());
+  if (!inside) return;
+  {
+    TLock lock(mutex_);
+    CloseLink(lock, vsr_Closed, false);
+    FinishEnd();
+  }
+  Run();
+}
+
+// False when there is nothing to wait for.
+bool TSession::Drain(std::uint32_t drainMs) {
+  const std::int64_t now = NowNs();
+  ledger_.DropHeld(vsr_Closed, now);
+  if (ledger_.Out() == 0) return false;
+  if (upSinceNs_ >= 0) upNs_ += now - std::exchange(upSinceNs_, -1);
+  SetState(vss_Draining, 0);
+  stageDue_ = After(now, drainMs);
+  ArmWork();
+  return true;
+}
+
+// Whoever is inside Send on another thread comes back, as the link is gone; what this thread itself is inside of
+// counts as left.
+void TSession::Delete() {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    const Dova::TSyncScope inside(Impl().Context());
+    TLock lock(mutex_);
+    if (std::exchange(deleting_, true)) return;
+    closing_ = true;
+    CloseLink(lock, vsr_Closed, false);
+    while (ledger_.Going() && goingThread_ != Dova::Os::CurrentThreadToken()) {
+      lock.unlock();
+      sent_.Wait();
+      lock.lock();
+    }
+    ledger_.GiveUpGoing(message_, NowNs());
+    FinishEnd();
+    const bool tells =
+        config_.delivery == vsd_Threads ||
+        (config_.delivery == vsd_Loop && madeOn_ == Dova::Os::CurrentThreadToken());
+    while (tells && DeliverOne(lock)) continue;
+    dead_ = true;
+    due_.Stop();
+    work_.Stop();
+  }
+  notice_.reset();
+  something_.Set();
+  release();
+}
+
+// ---- the state ----
+
+void TSession::SetState(int state, int reason) {
+  state_ = state;
+  TEvent& event = told_.NewReserved();
+  event.kind = vse_State;
+  event.reason = reason;
+  event.link = linkNumber_;
+  event.neverSent = ledger_.TakeEndedNeverSent();
+  event.unknown = ledger_.TakeEndedUnknown();
+  if (state == vss_Waiting) event.waitMs = WaitOf(retryDue_);
+  try {
+    if (reason != 0) event.detail = endDetail_;
+    if (state == vss_Resyncing || state == vss_Up) {
+      event.result = client_.SgnResult();
+      event.hasResult = true;
+      event.text = event.result.OrigResult();
+    }
+  } catch (const std::bad_alloc&) {
+    event.text.clear();
+  }
+  Stamp(event);
+  told_.Push(event);
+  if (state == vss_Closed || state == vss_Refused || state == vss_Stopped) Dova::WipeText(password_);
+}
+
+int TSession::WaitOf(std::int64_t dueNs) const {
+  if (dueNs == kNever) return -1;
+  return static_cast<int>(std::max<std::int64_t>(dueNs - NowNs() + kNsPerMs - 1, 0) / kNsPerMs);
+}
+
+void TSession::Stamp(TEvent& event) {
+  event.state = state_;
+  event.unixNs = UnixNs();
+  if (event.atNs == 0) event.atNs = NowNs();
+  event.attempt = event.kind == vse_State ? policy_.Attempts() : 0;
+  event.endpoint = endpoint_;
+  if (event.isRequest && (event.flags & vsg_Resync) != 0 && event.fate != vsf_Answered && !ended_ &&
+      static_cast<TRequest&>(event).own)
+    WantEnd(vsr_ResyncFailed);
+  if (config_.delivery != vsd_Threads && told_.Size() >= config_.maxEvents) WantEnd(vsr_SlowConsumer);
+}
+
+void TSession::WantEnd(int reason, bool abrupt) {
+  if (wantedEnd_ != 0 || ended_ || !hasLink_) return;
+  wantedEnd_ = reason;
+  wantedAbrupt_ = abrupt;
+}
+
+// The link is closed.
+void TSession::EndLink(int reason, const std::string& detail) {
+  if (ended_ || !hasLink_) return;
+  ended_ = true;
+  wantedEnd_ = 0;
+  endReason_ = reason;
+  endDetail_ = detail;
+  stageDue_ = kNever;
+  gateWanted_[0] = gateWanted_[1] = false;
+  ledger_.EndLink(reason, NowNs());
+}
+
+// Once everything of the link has its fate.
+void TSession::FinishEnd() {
+  if (ledger_.Going()) return;
+  const std::int64_t up = upSinceNs_ < 0 ? -1 : NowNs() - std::exchange(upSinceNs_, -1);
+  upNs_ += std::max<std::int64_t>(up, 0);
+  const bool ended = std::exchange(ended_, false);
+  if (ended) hasLink_ = false;
+  if (closing_) {
+    closing_ = refused_ = false;
+    retryDue_ = stageDue_ = kNever;
+    if (state_ != vss_Closed) SetState(vss_Closed, vsr_Closed);
+  } else if (refused_) {
+    if (ended && state_ != vss_Refused) SetState(vss_Refused, endReason_);
+  } else if (ended && state_ != vss_Closed) {
+    GoOn(policy_.OnEnd(up));
+  }
+}
+
+void TSession::GoOn(const TPolicy::TNext& next) {
+  if (next.stopped != 0) return SetState(vss_Stopped, next.stopped);
+  if (!next.newRound) {
+    state_ = vss_Connecting;
+    retryDue_ = NowNs();
+    return;
+  }
+  const bool byHand = (config_.flags & vsc_RetryByHand) != 0;
+  retryDue_ = byHand ? kNever : NowNs() + next.delayMs * kNsPerMs;
+  SetState(vss_Waiting, endReason_);
+}
+
+void TSession::GoUp() {
+  upSinceNs_ = NowNs();
+  stageDue_ = kNever;
+  policy_.OnUp();
+  SetState(vss_Up, 0);
+}
+
+// ---- time: inside the context ----
+
+void TSession::LookAtTime() {
+  const std::int64_t now = NowNs();
+  if (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going()) WantEnd(vsr_Closed);
+  if (now >= stageDue_) {
+    stageDue_ = kNever;
+    if (state_ == vss_Connecting) WantEnd(vsr_ConnectTimeout);
+    if (state_ == vss_SigningOn) WantEnd(vsr_SignOnTimeout);
+    if (state_ == vss_Resyncing) WantEnd(vsr_ResyncFailed);
+    if (state_ == vss_Draining) WantEnd(vsr_Closed);
+  }
+  if ((IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && hasLink_ && !ended_) LookAtSilence();
+}
+
+// After half of the time something is sent that may be answered; the other half counts from then, so that a
+// computer that slept asks before it judges.
+void TSession::LookAtSilence() {
+  const std::int64_t now = NowNs();
+  const std::int64_t half = config_.silenceMs * kNsPerMs / 2;
+  if (probedNs_ >= 0 && heardNs_ > probedNs_) probedNs_ = -1;
+  if (probedNs_ < 0 && now >= heardNs_ + half) {
+    probedNs_ = now;
+    probeDue_ = true;
+  } else if (probedNs_ >= 0 && now >= probedNs_ + half) {
+    WantEnd(vsr_Silent, true);
+  }
+}
+
+void TSession::ArmWork() {
+  if (workWanted_) return work_.Start(0);
+  std::int64_t next = std::min(stageDue_, retryDue_);
+  if ((IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && hasLink_) {
+    const std::int64_t since = probedNs_ >= 0 ? probedNs_ : heardNs_;
+    next = std::min(next, since + config_.silenceMs * kNsPerMs / 2);
+  }
+  if (next != kNever) work_.Start(static_cast<unsigned>(std::min<std::int64_t>(WaitOf(next), INT32_MAX)));
+}
+
+void TSession::OnWorkTimer() {
+  const auto self = Dstl::wise_ref<TSession>::try_hold(this);
+  if (self) Run();
+}
+
+// ---- inside the context ----
+
+// Everything that is to be done here, until nothing is left. Called inside itself it leaves that to the outer one.
+void TSession::Run() {
+  const Dstl::wise_ref<TSession> self(this);
+  const Dova::TSyncScope inside(Impl().Context());
+  if (!inside) return;
+  TLock lock(mutex_);
+  workWanted_ = false;
+  if (std::exchange(running_, true)) return;
+  unsigned left = config_.delivery == vsd_Threads ? kAtOnce : 0;
+  while (Step(lock) || (left > 0 && left-- > 0 && DeliverOne(lock))) continue;
+  running_ = false;
+  Leave(lock);
+}
+
+// True when something was done.
+bool TSession::Step(TLock& lock) try {
+  if (dead_) return false;
+  LookAtTime();
+  if (const int reason = std::exchange(wantedEnd_, 0)) {
+    CloseLink(lock, reason, wantedAbrupt_);
+  } else if (std::exchange(probeDue_, false)) {
+    Probe(lock);
+  } else if (ended_ && !ledger_.Going()) {
+    FinishEnd();
+  } else if (NowNs() >= retryDue_ && HasRoom()) {
+    Connect(lock);
+  } else {
+    return false;
+  }
+  return true;
+} catch (const std::bad_alloc&) {
+  if (!lock) lock.lock();
+  retryDue_ = std::max(retryDue_, NowNs() + kAgainNs);
+  return false;
+}
+
+// No new link while the application has not taken what the last ones brought.
+bool TSession::HasRoom() {
+  if (config_.delivery == vsd_Threads || told_.Size() <= config_.maxEvents / 2) return true;
+  retryDue_ = NowNs() + kAgainNs;
+  return false;
+}
+
+void TSession::CloseLink(TLock& lock, int reason, bool abrupt) {
+  if (!hasLink_ || ended_) return;
+  const std::uint32_t link = linkNumber_;
+  const Dstl::wise_ref<Dova::TMesBase> mes = mes_;
+  lock.unlock();
+  if (abrupt && mes) mes->SetAbrupt();
+  client_.Disconnect();
+  lock.lock();
+  if (link == linkNumber_) EndLink(reason, {});
+}
+
+void TSession::Connect(TLock& lock) {
+  const std::string setting = endpoints_[policy_.Upcoming()];
+  std::string password = password_;
+  const int reason = std::exchange(endReason_, 0);
+  ++linkNumber_;
+  endpoint_ = policy_.Attempt();
+  hasLink_ = true;
+  retryDue_ = kNever;
+  probedNs_ = -1;
+  wantedEnd_ = 0;
+  mes_.reset();
+  gate_.Restart(rateCount_, rateMs_);
+  SetState(vss_Connecting, reason);
+  ledger_.BeginLink(linkNumber_);
+  stageDue_ = After(NowNs(), config_.connectMs);
+  lock.unlock();
+  client_.Connect(setting, config_.name, config_.version, config_.firstId, config_.secondId, password);
+  Dova::WipeText(password);
+  lock.lock();
+}
+
+// Servers answer nothing to heartbeats; a query is answered.
+void TSession::Probe(TLock& lock) {
+  if (!config_.probeQuery.empty() && state_ == vss_Up) SubmitOwn(config_.probeQuery, vsg_Urgent);
+  lock.unlock();
+  char heartbeat[kHeadBytes];
+  PutHead(heartbeat, PkHeartbeat, kHeadBytes);
+  OnMessageOut(PkHeartbeat, heartbeat, kHeadBytes);
+  Impl().SendPk(heartbeat, kHeadBytes);
+  lock.lock();
+  Settle(lock);
+}
+
+}  // namespace VekApi

@@ -1,0 +1,218 @@
+// A session that keeps itself: a client beneath, the book of requests, and the policy of reconnecting, joined by
+// one mutex and two timers.
+//
+// Locks: the client's context, then mutex_, then the limiter's, then leaf locks. mutex_ is never held while
+// something is sent, connected, disconnected or told.
+//
+// Timers: due_ serves gate and deadlines and never enters the context, so that a slow callback holds up neither.
+// work_ delivers, connects and closes, inside the context.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "flowctrl/TFlowCtrl.h"
+#include "keeper/SessionConfig.h"
+#include "keeper/TLedger.h"
+#include "keeper/TPolicy.h"
+#include "keeper/WorkIds.h"
+#include "platform/os/Event.h"
+#include "platform/os/Mutex.h"
+#include "platform/os/Signal.h"
+#include "platform/runtime/Ref.h"
+#include "platform/runtime/TLoopNotice.h"
+#include "platform/runtime/TSyncContext.h"
+#include "platform/runtime/TTimer.h"
+#include "session/TImpl.h"
+#include "session/TLinkWatch.h"
+#include "vekapi/VekClient.h"
+
+namespace VekApi {
+
+class TSession final : public Dstl::ref_counter<unsigned>,
+                       private VekClientHandler,
+                       private TLinkWatch,
+                       private TLedgerPort,
+                       private TLoopNotice::TOwner {
+ public:
+  explicit TSession(const TSessionConfig& config);
+  // False: the thread can have no message loop.
+  // Made by the process that this one was forked from.
+  bool IsInherited() const { return TClientParts::ImplOf(client_).Context()->IsInherited(); }
+  bool HasDelivery() const { return config_.delivery != vsd_Loop || (notice_ && *notice_); }
+
+  // As the flat functions that are named alike.
+  int AddEndpoint(const char* setting);
+  int AddResync(const char* query);
+  int SetPassword(const char* password);
+  int Open();
+  int RetryIn(std::uint32_t ms);
+  int ResyncDone(std::uint32_t link, bool good);
+  void Close(std::uint32_t drainMs);
+  void Delete();
+  int Submit(const CVekSubmit& request, CVekReceipt& receipt);
+  int Withdraw(std::uint64_t ticket);
+  int ChangePassword(const char* user, const char* before, const char* after, std::uint64_t tag,
+                     CVekReceipt& receipt);
+  void NewWorkId(char* id);
+  int SetRate(std::int32_t count, std::int32_t ms);
+  int WaitMs(int code);
+  int Next(int timeoutMs, CVekEvent& event);
+  std::intptr_t WaitHandle();
+  bool InCallback() const;
+  void Stats(CVekSessionStats& stats);
+  unsigned RoundTrips(int code, std::uint64_t* counts, unsigned room);
+  void SetTrace(int level);
+
+ private:
+  using TLock = std::unique_lock<Dova::Os::TMutex>;
+  static constexpr std::int64_t kNever = TRequest::kNever;
+
+  ~TSession() override;
+
+  std::int64_t NowNs() const { return clock_.NowNs(); }
+  TClientParts::TImpl& Impl() { return TClientParts::ImplOf(client_); }
+  bool IsLinked() const { return state_ == vss_Resyncing || state_ == vss_Up; }
+
+  // ---- TSessionSend.cpp: any thread ----
+  int Check(const CVekSubmit& request, std::string_view id, bool made) const;
+  int Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt);
+  bool Takes(std::uint32_t flags) const;
+  // True when the one that was `tried` was not taken.
+  bool Pump(TLock& lock, std::uint64_t tried = 0);
+  bool SendTaken(std::uint64_t& at);
+  bool SendPasswords();
+  void OfferGate();
+  void ArmDue();
+  // Sends what may go, and sees to the timer.
+  void Settle(TLock& lock);
+  // The same, to who has to be told, and gives the lock back.
+  void Leave(TLock& lock);
+  void OnDueTimer();
+
+  // ---- TLedgerPort ----
+  int TakePlace(int code) override;
+  void GiveBack(unsigned places) override { gate_.GiveBack(places); }
+  void OnAcknowledged(unsigned places) override { gate_.SetAckTime(places); }
+  std::uint64_t TakenBytes() override;
+  void Stamp(TEvent& event) override;
+
+  // ---- TSession.cpp: the state; with the lock ----
+  void SetState(int state, int reason);
+  void WantEnd(int reason, bool abrupt = false);
+  void EndLink(int reason, const std::string& detail);
+  void FinishEnd();
+  void GoOn(const TPolicy::TNext& next);
+  void GoUp();
+  void LookAtTime();
+  void LookAtSilence();
+  void ArmWork();
+  void SubmitOwn(const std::string& query, std::uint32_t flags);
+  bool Drain(std::uint32_t drainMs);
+  int WaitOf(std::int64_t dueNs) const;
+
+  // ---- inside the context ----
+  void Run();
+  bool Step(TLock& lock);
+  bool HasRoom();
+  // Nothing when there is none; lets go of the lock meanwhile.
+  void CloseLink(TLock& lock, int reason, bool abrupt);
+  void Connect(TLock& lock);
+  void Probe(TLock& lock);
+  void OnWorkTimer();
+
+  // ---- TSessionEvents.cpp: what the client tells, inside the context ----
+  void OnVekConnectEvent(VekClient&, const std::string& reason) override;
+  void OnVekApReadyEvent(VekClient&) override;
+  void OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) override;
+  void OnVekChgPassResultEvent(VekClient&, const std::string& user, const std::string& text) override;
+  void OnVekRequestAckEvent(VekClient&, int msgCode, const std::string& text) override;
+  void OnVekReportEvent(VekClient&, const std::string& text) override;
+  void OnVekUnknownMsgCodeEvent(VekClient&, int msgCode, const char* packet, int length) override;
+  void OnVekClientDestroyEvent(VekClient&) override {}
+  void OnLinked(const Dstl::wise_ref<Dova::TMesBase>& mes) override;
+  void OnReceived(std::size_t bytes) override;
+  void OnReceivedAll() override;
+  void OnMessageIn(int msgCode, const char* message, std::size_t length) override;
+  void OnMessageOut(int msgCode, const char* message, std::size_t length) override;
+  void OnSecretSent(int msgCode, const std::string& user) override;
+  void OnLostAfterRefusal() override;
+  void OnRefused(const std::string& reason);
+  void Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head);
+  void Tell(int kind, int code, std::string_view text);
+  void TellAndRun(int kind, int code, std::string_view text);
+
+  // ---- TSessionDelivery.cpp ----
+  bool DeliverOne(TLock& lock);
+  void CountResync(const TEvent& event);
+  void Call(const TEvent& event);
+  CVekEvent Show(const TEvent& event) const;
+  void OnTold() override;
+
+  const TSessionConfig config_;
+  const Dova::TTimerQueue& clock_;
+  Dova::Os::TMutex mutex_;
+
+  // Under mutex_:
+  TEventQueue told_;
+  TLedger ledger_;
+  TPolicy policy_;
+  TWorkIds ids_;
+  Dova::TFlowCtrl gate_{true};
+  std::int32_t rateCount_;
+  std::int32_t rateMs_;
+  std::vector<std::string> endpoints_;
+  std::vector<std::string> resync_;
+  std::string password_;
+  Dstl::wise_ref<Dova::TMesBase> mes_;  // of the last link
+
+  int state_ = vss_Closed;
+  std::uint32_t linkNumber_ = 0;
+  std::uint32_t endpoint_ = 0;
+  bool hasLink_ = false;   // the client has one, or had and its end is not finished
+  bool ended_ = false;     // it is over; FinishEnd is to come
+  bool closing_ = false;   // to vss_Closed
+  bool refused_ = false;   // to vss_Refused
+  bool deleting_ = false;
+  bool dead_ = false;        // nothing is told any more
+  bool running_ = false;     // Run is at work, and looks again before it ends
+  bool workWanted_ = false;  // work_ is to come at once
+  int wantedEnd_ = 0;      // a reason to end the link
+  bool wantedAbrupt_ = false;
+  int endReason_ = 0;
+  std::string endDetail_;
+  std::int64_t upSinceNs_ = -1;
+  std::int64_t upNs_ = 0;
+  std::int64_t stageDue_ = kNever;
+  std::int64_t retryDue_ = kNever;
+  std::uint32_t resyncLeft_ = 0;
+  bool resyncByHand_ = false;  // still to be said
+  bool gateWanted_[2] = {};    // code 128, code 129
+  std::int64_t heardNs_ = 0;
+  std::int64_t probedNs_ = -1;
+  bool probeDue_ = false;
+  int trace_ = 0;
+  std::uint64_t bytesIn_ = 0, bytesOut_ = 0, messagesIn_ = 0, messagesOut_ = 0;
+  std::int64_t dueArmed_ = kNever;
+  TEvent* polled_ = nullptr;
+  Dova::Os::TSignal signal_;
+
+  TMessage message_;  // of the thread that is Going
+  std::uintptr_t goingThread_ = 0;
+  Dova::Os::TEvent sent_;  // for Delete, which waits for it
+  std::uint64_t passwordTicket_ = 0;
+  const std::uintptr_t madeOn_;  // thread
+  Dova::Os::TEvent something_;  // for Next
+  std::atomic<std::uintptr_t> callbackThread_{0};
+
+  std::optional<TLoopNotice> notice_;
+  VekClient client_;
+  // Last: their destruction waits for an expiry that finds out that the session is gone.
+  Dova::TTimer<TSession> due_;
+  Dova::TTimer<TSession> work_;
+};
+
+}  // namespace VekApi

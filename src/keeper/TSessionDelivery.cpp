@@ -1,0 +1,194 @@
+// Telling the application, and what it asks for besides.
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "keeper/TSession.h"
+#include "platform/os/Thread.h"
+#include "platform/runtime/Wipe.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+constexpr std::int64_t kTurnNs = 10 * kNsPerMs;  // of a message loop
+constexpr int kTurnEvents = 1000;
+constexpr std::int64_t kSlowNs = 1000 * kNsPerMs;
+constexpr std::size_t kMost = 64;  // endpoints, queries
+constexpr std::size_t kMostPassword = 255;
+
+}  // namespace
+
+CVekEvent TSession::Show(const TEvent& event) const {
+  CVekEvent shown{};
+  shown.size = sizeof shown;
+  shown.kind = event.kind;
+  shown.state = event.state;
+  shown.fate = event.fate;
+  shown.reason = event.reason;
+  shown.code = event.code;
+  shown.flags = event.flags;
+  shown.link = event.link;
+  shown.attempt = event.attempt;
+  shown.endpoint = event.endpoint;
+  shown.waitMs = event.waitMs;
+  shown.neverSent = event.neverSent;
+  shown.unknown = event.unknown;
+  shown.ticket = event.ticket;
+  shown.tag = event.tag;
+  shown.atNs = event.atNs;
+  shown.unixNs = event.unixNs;
+  shown.submittedNs = event.submittedNs;
+  shown.handedNs = event.handedNs;
+  shown.workId = event.workId;
+  shown.text = event.text.c_str();
+  shown.detail = event.detail.c_str();
+  shown.textLength = static_cast<std::uint32_t>(event.text.size());
+  if (event.hasResult) shown.result.object = &event.result;
+  return shown;
+}
+
+// With the lock held before and after, not meanwhile. False when there is nothing.
+bool TSession::DeliverOne(TLock& lock) {
+  if (dead_) return false;
+  TEvent* const event = told_.Pop();
+  if (!event) return false;
+  lock.unlock();
+  const std::int64_t begun = NowNs();
+  Call(*event);
+  const std::int64_t took = NowNs() - begun;
+  lock.lock();
+  // Nobody read the link meanwhile: that is not its silence.
+  if (took > kSlowNs && config_.delivery == vsd_Threads) {
+    heardNs_ += took;
+    if (probedNs_ >= 0) probedNs_ += took;
+  }
+  CountResync(*event);
+  ledger_.OnDelivered(*event);
+  return true;
+}
+
+// The last resync query's result has reached the application.
+void TSession::CountResync(const TEvent& event) {
+  const bool resynced = event.isRequest && event.kind == vse_Fate && event.fate == vsf_Answered &&
+                        (event.flags & vsg_Resync) != 0 && static_cast<const TRequest&>(event).own;
+  if (resynced && event.link == linkNumber_ && state_ == vss_Resyncing && !ended_ && --resyncLeft_ == 0 &&
+      !resyncByHand_)
+    GoUp();
+}
+
+void TSession::Call(const TEvent& event) {
+  const CVekEvent shown = Show(event);
+  const std::uintptr_t outer = callbackThread_.exchange(Dova::Os::CurrentThreadToken());
+  config_.tell(*this, config_, shown);
+  callbackThread_.store(outer);
+}
+
+bool TSession::InCallback() const {
+  return callbackThread_.load() == Dova::Os::CurrentThreadToken();
+}
+
+// The thread of the message loop: a bounded part, then everybody else there has a turn.
+void TSession::OnTold() {
+  const Dstl::wise_ref<TSession> self(this);
+  TLock lock(mutex_);
+  const std::int64_t due = NowNs() + kTurnNs;
+  for (int count = 0; count < kTurnEvents && NowNs() < due; ++count) {
+    if (!DeliverOne(lock)) break;
+  }
+  if (dead_) return;
+  if (!told_.Empty()) notice_->TellLast();
+  Leave(lock);
+}
+
+int TSession::Next(int timeoutMs, CVekEvent& event) {
+  if (config_.delivery != vsd_Poll) return -1;
+  const Dstl::wise_ref<TSession> self(this);
+  const std::int64_t due = NowNs() + std::max(timeoutMs, 0) * kNsPerMs;
+  TLock lock(mutex_);
+  if (TEvent* const last = std::exchange(polled_, nullptr)) ledger_.OnDelivered(*last);
+  while (!dead_) {
+    if (TEvent* const next = polled_ = told_.Pop()) {
+      if (told_.Empty()) signal_.Clear();
+      event = Show(*next);
+      CountResync(*next);
+      Leave(lock);
+      return 1;
+    }
+    lock.unlock();
+    const int left = timeoutMs < 0 ? Dova::Os::TEvent::kForever : WaitOf(due);
+    if (left == 0 || !something_.Wait(left)) return 0;
+    lock.lock();
+  }
+  return -1;
+}
+
+std::intptr_t TSession::WaitHandle() {
+  const TLock lock(mutex_);
+  return config_.delivery == vsd_Poll ? signal_.Handle() : Dova::Os::TSignal::kNone;
+}
+
+// ---- besides ----
+
+int TSession::AddEndpoint(const char* setting) {
+  const TLock lock(mutex_);
+  if (*setting == '\0' || endpoints_.size() >= kMost) return vsr_BadArgument;
+  endpoints_.emplace_back(setting);
+  policy_.AddEndpoint();
+  return 0;
+}
+
+int TSession::AddResync(const char* query) {
+  const TLock lock(mutex_);
+  if (*query == '\0' || resync_.size() >= kMost) return vsr_BadArgument;
+  resync_.emplace_back(query);
+  return 0;
+}
+
+int TSession::SetPassword(const char* password) {
+  const std::string_view text = password;
+  if (text.size() > kMostPassword) return vsr_BadArgument;
+  const TLock lock(mutex_);
+  Dova::WipeText(password_);
+  password_.reserve(kMostPassword + 1);
+  password_ = text;
+  return 0;
+}
+
+void TSession::NewWorkId(char* id) {
+  const TLock lock(mutex_);
+  ids_.Next(id);
+}
+
+void TSession::SetTrace(int level) {
+  const TLock lock(mutex_);
+  trace_ = std::clamp(level, 0, 2);
+}
+
+void TSession::Stats(CVekSessionStats& stats) {
+  const TLock lock(mutex_);
+  stats.held = ledger_.Held();
+  stats.heldMost = ledger_.HeldMost();
+  stats.out = ledger_.Out();
+  stats.events = told_.Size();
+  stats.links = linkNumber_;
+  stats.shortLinks = policy_.ShortLinks();
+  for (int fate = 0; fate < 8; ++fate) stats.fates[fate] = ledger_.Fates(fate);
+  stats.late = ledger_.Late();
+  stats.stray = ledger_.Stray();
+  stats.gateWaits = ledger_.GateWaits();
+  stats.bytesIn = bytesIn_;
+  stats.bytesOut = bytesOut_;
+  stats.messagesIn = messagesIn_;
+  stats.messagesOut = messagesOut_;
+  stats.upNs = upNs_ + (upSinceNs_ >= 0 ? NowNs() - upSinceNs_ : 0);
+}
+
+unsigned TSession::RoundTrips(int code, std::uint64_t* counts, unsigned room) {
+  if (code != 128 && code != 129) return 0;
+  const TLock lock(mutex_);
+  for (unsigned i = 0; i < std::min(room, TRoundTrips::kCounts); ++i) counts[i] = ledger_.RoundTrips(code).At(i);
+  return TRoundTrips::kCounts;
+}
+
+}  // namespace VekApi

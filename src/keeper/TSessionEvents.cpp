@@ -1,0 +1,231 @@
+// What the client and its link tell. Everything here runs inside the client's context.
+#include <algorithm>
+#include <new>
+
+#include "keeper/TSession.h"
+#include "platform/runtime/Wipe.h"
+#include "protocol/RequestPrefix.h"
+#include "protocol/TPacketParser.h"
+#include "session/Texts.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+
+int FailureOf(const std::string& reason) {
+  if (reason == kTextBadSetting || reason == kTextBadApName) return vsr_BadSetting;
+  if (reason == kTextNoMemory) return vsr_NoMemory;
+  if (reason == kTextConnectTimeout || reason.find("timed out") != std::string::npos) return vsr_ConnectTimeout;
+  return vsr_ConnectFailed;
+}
+
+int BreakOf(const std::string& reason) {
+  if (reason == kTextNoMemory) return vsr_NoMemory;
+  if (reason == kTextSignOnTimeout) return vsr_SignOnTimeout;
+  return reason == TPacketParser::kBadPacketLength || reason == TPacketParser::kMessageTooLong ? vsr_BadStream : vsr_LinkBroken;
+}
+
+int EndOf(EVekClientState state, const std::string& reason) {
+  switch (state) {
+    case vcs_LinkError:
+      return FailureOf(reason);
+    case vcs_LinkBroken:
+      return BreakOf(reason);
+    case vcs_UnknownServer:
+      return vsr_UnknownServer;
+    case vcs_ConnectError:
+      return vsr_ConnectRefused;
+    case vcs_HeartbeatTimeout:
+      return vsr_Silent;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
+  const Dstl::wise_ref<TSession> self(this);
+  const EVekClientState state = client_.State();
+  if (state == vcs_SgnError) return OnRefused(reason);
+  const int end = EndOf(state, reason);
+  if (state == vcs_Connected) {
+    const TLock lock(mutex_);
+    if (state_ != vss_Connecting || ended_) return;
+    SetState(vss_SigningOn, 0);
+    stageDue_ = config_.signOnMs == 0 ? kNever : NowNs() + config_.signOnMs * kNsPerMs;
+  } else if (end != 0) {
+    const std::string detail = reason;
+    const bool open = state != vcs_LinkError && state != vcs_LinkBroken;
+    TLock lock(mutex_);
+    if (open) CloseLink(lock, end, end == vsr_Silent);
+    EndLink(end, detail);
+    endDetail_ = detail;
+  } else {
+    return;
+  }
+  Run();
+}
+
+// What is out must not be decided by bytes that may still leave: the link has to be closed for that. Otherwise
+// it stays for a password change.
+void TSession::OnRefused(const std::string& reason) {
+  const Dstl::wise_ref<TSession> self(this);
+  const std::string detail = reason;
+  const int why = reason == kTextSignOnTooLong ? vsr_SignOnTooLong : vsr_SignOnRefused;
+  {
+    TLock lock(mutex_);
+    if (ended_ || state_ == vss_Refused || !hasLink_) return;
+    refused_ = !closing_;
+    const bool open = ledger_.Out() > 0;
+    endDetail_ = detail;
+    if (!open && refused_) {
+      ledger_.DropHeld(why, NowNs());
+      stageDue_ = kNever;
+      if (upSinceNs_ >= 0) upNs_ += NowNs() - std::exchange(upSinceNs_, -1);
+      SetState(vss_Refused, why);
+    }
+    if (open) CloseLink(lock, why, true);
+    endDetail_ = detail;
+  }
+  Run();
+}
+
+void TSession::OnLostAfterRefusal() {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    const TLock lock(mutex_);
+    EndLink(vsr_LinkBroken, {});
+  }
+  Run();
+}
+
+void TSession::OnVekApReadyEvent(VekClient&) {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    TLock lock(mutex_);
+    if (state_ != vss_SigningOn || ended_) return;
+    resyncByHand_ = (config_.flags & vsc_ResyncByHand) != 0;
+    resyncLeft_ = 0;
+    heardNs_ = NowNs();
+    if (resync_.empty() && !resyncByHand_) {
+      GoUp();
+    } else {
+      SetState(vss_Resyncing, 0);
+      stageDue_ = config_.resyncMs == 0 ? kNever : NowNs() + config_.resyncMs * kNsPerMs;
+      for (const std::string& query : resync_) SubmitOwn(query, vsg_Resync);
+      resyncLeft_ = static_cast<std::uint32_t>(resync_.size());
+    }
+    Settle(lock);
+  }
+  Run();
+}
+
+void TSession::OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    TLock lock(mutex_);
+    TLedger::TAnswer answer;
+    answer.code = PkTaskResult;
+    answer.id = result.WorkID();
+    answer.text = result.OrigResult();
+    answer.result = &result;
+    ledger_.OnResult(answer, NowNs());
+    Settle(lock);
+  }
+  Run();
+}
+
+void TSession::OnVekRequestAckEvent(VekClient&, int msgCode, const std::string& text) {
+  const Dstl::wise_ref<TSession> self(this);
+  if (msgCode != PkRequestAck) return TellAndRun(vse_Stray, msgCode, text);
+  {
+    TLock lock(mutex_);
+    ledger_.OnAcks(text, NowNs());
+    Settle(lock);
+  }
+  Run();
+}
+
+void TSession::OnVekChgPassResultEvent(VekClient&, const std::string& /*user*/, const std::string& text) {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    TLock lock(mutex_);
+    if (!ledger_.OnPasswordAnswer(text, NowNs())) Tell(vse_Stray, PkSession, text);
+    Settle(lock);
+  }
+  Run();
+}
+
+void TSession::OnVekReportEvent(VekClient&, const std::string& text) {
+  TellAndRun(vse_Report, PkReport, text);
+}
+
+void TSession::OnVekUnknownMsgCodeEvent(VekClient&, int msgCode, const char* packet, int length) {
+  TellAndRun(vse_Stray, msgCode, {packet, static_cast<std::size_t>(length)});
+}
+
+void TSession::TellAndRun(int kind, int code, std::string_view text) {
+  const Dstl::wise_ref<TSession> self(this);
+  {
+    TLock lock(mutex_);
+    Tell(kind, code, text);
+    Settle(lock);
+  }
+  Run();
+}
+
+void TSession::Tell(int kind, int code, std::string_view text) {
+  if (kind == vse_Stray) return ledger_.TellStray({code, {}, text, nullptr});
+  ledger_.Tell(kind, 0, {code, {}, text, nullptr});
+}
+
+// ---- the link ----
+
+void TSession::OnLinked(const Dstl::wise_ref<Dova::TMesBase>& mes) {
+  const TLock lock(mutex_);
+  mes_ = mes;
+  heardNs_ = NowNs();
+}
+
+void TSession::OnReceived(std::size_t bytes) {
+  const TLock lock(mutex_);
+  bytesIn_ += bytes;
+  heardNs_ = NowNs();
+}
+
+// A handler that took its time has not made the link silent.
+void TSession::OnReceivedAll() {
+  const TLock lock(mutex_);
+  heardNs_ = NowNs();
+}
+
+void TSession::OnMessageIn(int msgCode, const char* message, std::size_t length) {
+  const TLock lock(mutex_);
+  ++messagesIn_;
+  const std::size_t head = msgCode >= PkTaskResult ? kPrefixBytes : kHeadBytes;
+  if (trace_ != 0) Trace(msgCode, 0, {message, length}, head);
+}
+
+void TSession::OnMessageOut(int msgCode, const char* message, std::size_t length) {
+  const TLock lock(mutex_);
+  bytesOut_ += length;
+  ++messagesOut_;
+  if (trace_ != 0) Trace(msgCode, vsg_Outbound, {message, length}, kHeadBytes);
+}
+
+void TSession::OnSecretSent(int msgCode, const std::string& user) {
+  const TLock lock(mutex_);
+  ++messagesOut_;
+  if (trace_ != 0) Trace(msgCode, vsg_Outbound, user + " ********", 0);
+}
+
+void TSession::Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head) {
+  const std::size_t skipped = std::min(head, bytes.size());
+  const std::string_view body = trace_ > 1 ? bytes.substr(skipped) : std::string_view();
+  TEvent& event = ledger_.Tell(vse_Trace, flags, {msgCode, {}, body, nullptr});
+  event.detail = std::to_string(bytes.size()) + " bytes";
+}
+
+}  // namespace VekApi

@@ -1,0 +1,307 @@
+// Requests on their way out. Any thread; never inside the context, unless the caller is.
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "keeper/TSession.h"
+#include "platform/os/Thread.h"
+#include "platform/runtime/Wipe.h"
+#include "protocol/RequestPrefix.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+constexpr int kMessagesAtOnce = 64;  // that one thread sends for others
+constexpr unsigned kNoMemoryMs = 10;
+constexpr std::uint32_t kForever = UINT32_MAX;
+constexpr std::uint32_t kMostText = 16u << 20;
+constexpr std::size_t kMostPassword = 255;
+
+// 0: for ever.
+std::uint32_t Ms(std::uint32_t wanted, std::uint32_t configured) {
+  const std::uint32_t ms = wanted == 0 ? configured : wanted;
+  return ms > INT32_MAX ? 0 : ms;
+}
+
+bool IsCode(std::int32_t code) {
+  return code > PkBigPart && code <= 0xFFF;
+}
+
+}  // namespace
+
+// ---- the application ----
+
+int TSession::Check(const CVekSubmit& request, std::string_view id, bool made) const {
+  constexpr std::uint32_t kFlags = vsg_Resync | vsg_Urgent | vsg_Duplicate;
+  const bool numbers = IsCode(request.code) && (request.flags & ~kFlags) == 0 &&
+                       (request.mode == vsm_Try || request.mode == vsm_Hold);
+  if (!numbers || (!request.text && request.textLength != 0)) return vsr_BadArgument;
+  if (request.textLength > kMostText) return vsr_BadText;
+  if (!id.empty() && !IsWorkId(id, config_.idSeparator)) return vsr_BadText;
+  if (id.empty() && request.code == PkRequestAck && config_.ackRule == vsa_ByWorkId) return vsr_BadText;
+  return IsRequestText(request.code, {request.text, request.textLength}, id, made) ? 0 : vsr_BadText;
+}
+
+bool TSession::Takes(std::uint32_t flags) const {
+  if (ended_ || wantedEnd_ != 0 || closing_) return false;
+  return state_ == vss_Up || (state_ == vss_Resyncing && (flags & vsg_Resync) != 0);
+}
+
+int TSession::Submit(const CVekSubmit& request, CVekReceipt& receipt) {
+  TLock lock(mutex_);
+  int reason = 0;
+  try {
+    reason = Enter(request, lock, receipt);
+  } catch (const std::bad_alloc&) {
+    if (!lock) lock.lock();
+    reason = vsr_NoMemory;
+  }
+  if (reason != 0) ledger_.CountRefused();
+  Leave(lock);
+  return reason;
+}
+
+int TSession::Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt) {
+  if (!Takes(request.flags)) return vsr_NotUp;
+  const bool made = !request.workId;
+  if (made) ids_.Next(receipt.workId);
+  const std::string_view id = made ? receipt.workId : request.workId;
+  if (const int reason = Check(request, id, made)) return reason;
+  if (!made) receipt.workId[id.copy(receipt.workId, kIdRoom - 1)] = 0;
+  TNewRequest wanted;
+  wanted.code = request.code;
+  wanted.flags = request.flags;
+  wanted.tried = request.mode == vsm_Try;
+  wanted.putIdInFront = made;
+  wanted.id = id;
+  wanted.text = {request.text, request.textLength};
+  const std::int64_t now = NowNs();
+  const std::uint32_t holdMs = Ms(request.holdMs, config_.holdMs);
+  if (holdMs != 0) wanted.holdUntilNs = now + holdMs * kNsPerMs;
+  wanted.answerMs = Ms(request.answerMs, config_.answerMs);
+  wanted.replaces = request.replaces;
+  wanted.tag = request.tag;
+  TRequest* entered = nullptr;
+  int reason = ledger_.Submit(wanted, now, entered);
+  receipt.link = linkNumber_;
+  if (reason == 0) {
+    receipt.ticket = entered->ticket;
+    if (Pump(lock, wanted.tried ? receipt.ticket : 0)) reason = vsr_LinkFull;
+  }
+  if (reason == vsr_TooFast || reason == vsr_LinkFull) gateWanted_[request.code == PkRequestAck] = true;
+  if (reason != 0) {
+    receipt.ticket = 0;
+    receipt.waitMs = reason == vsr_TooFast ? std::max(ledger_.WaitMs(), 1) : 0;
+    if (reason == vsr_TooFast && ledger_.WaitMs() < 0) receipt.waitMs = -1;
+    return reason;
+  }
+  const TRequest* const still = ledger_.Find(receipt.ticket);
+  if (still && still->phase == EPhase::Held) {
+    receipt.ahead = ledger_.Ahead(*still);
+    receipt.waitMs = ledger_.Going() ? 0 : ledger_.WaitMs();
+  }
+  return 0;
+}
+
+int TSession::Withdraw(std::uint64_t ticket) {
+  TLock lock(mutex_);
+  const int reason = ledger_.Withdraw(ticket, vsr_Withdrawn, NowNs());
+  Leave(lock);
+  return reason;
+}
+
+int TSession::ChangePassword(const char* user, const char* before, const char* after, std::uint64_t tag,
+                             CVekReceipt& receipt) {
+  std::string texts;
+  int reason = 0;
+  TLock lock(mutex_);
+  const TRequest* const pending = ledger_.Find(passwordTicket_);
+  const bool linked = hasLink_ && !ended_ && wantedEnd_ == 0 && !closing_;
+  if (!linked || (state_ != vss_Up && state_ != vss_Refused)) return vsr_NotUp;
+  if (pending && pending->Undecided()) return vsr_Busy;
+  try {
+    texts.reserve(3 * (kMostPassword + 1));
+    for (const char* text : {user, before, after}) {
+      const std::string_view part = text ? text : "";
+      if (part.size() > kMostPassword) reason = vsr_BadText;
+      if (part.size() <= kMostPassword) texts.append(part).push_back('\0');
+    }
+    TNewRequest wanted;
+    wanted.code = PkSession;
+    wanted.flags = vsg_Urgent;
+    wanted.text = texts;
+    wanted.answerMs = config_.answerMs;
+    wanted.tag = tag;
+    TRequest* entered = nullptr;
+    if (reason == 0) reason = ledger_.Submit(wanted, NowNs(), entered);
+    if (reason == 0) passwordTicket_ = receipt.ticket = entered->ticket;
+  } catch (const std::bad_alloc&) {
+    reason = vsr_NoMemory;
+  }
+  Dova::WipeText(texts);
+  receipt.link = linkNumber_;
+  Leave(lock);
+  return reason;
+}
+
+void TSession::SubmitOwn(const std::string& query, std::uint32_t flags) {
+  char id[kIdRoom];
+  TNewRequest wanted;
+  wanted.code = PkTaskResult;
+  wanted.flags = flags;
+  wanted.own = true;
+  wanted.putIdInFront = true;
+  wanted.id = {id, ids_.Next(id)};
+  wanted.text = query;
+  wanted.answerMs = config_.answerMs;
+  TRequest* entered = nullptr;
+  if (ledger_.Submit(wanted, NowNs(), entered) != 0 && (flags & vsg_Resync) != 0) WantEnd(vsr_ResyncFailed);
+}
+
+// ---- handing over ----
+
+// One thread at a time sends, whatever is to be sent; after a while it leaves the rest to the timer.
+bool TSession::Pump(TLock& lock, std::uint64_t tried) {
+  bool notTaken = false;
+  try {
+    for (int count = 0; ledger_.Take(message_, NowNs()); ++count) {
+      goingThread_ = Dova::Os::CurrentThreadToken();
+      bytesOut_ += message_.buffer.size();
+      ++messagesOut_;
+      if (trace_ != 0 && message_.code != PkSession)
+        Trace(message_.code, vsg_Outbound, message_.buffer, kPrefixBytes);
+      lock.unlock();
+      std::uint64_t at = TRequest::kNowhere;
+      const bool sent = SendTaken(at);
+      lock.lock();
+      if (ledger_.OnSent(message_, sent, at, tried, NowNs())) notTaken = true;
+      if (deleting_) sent_.Set();
+      if (count < kMessagesAtOnce) continue;
+      due_.Start(0);
+      break;
+    }
+  } catch (const std::bad_alloc&) {
+    due_.Start(kNoMemoryMs);
+  }
+  return notTaken;
+}
+
+bool TSession::SendTaken(std::uint64_t& at) {
+  if (message_.code != PkSession) {
+    return Impl().SendRequestAt(message_.code, message_.buffer.data(),
+                                static_cast<unsigned>(message_.buffer.size()), &at);
+  }
+  const bool sent = SendPasswords();
+  if (sent) at = 0;
+  return sent;
+}
+
+bool TSession::SendPasswords() try {
+  std::string texts[3];
+  std::size_t from = kPrefixBytes;
+  for (std::string& text : texts) {
+    text = message_.buffer.c_str() + from;
+    from += text.size() + 1;
+  }
+  const bool sent = client_.ChgPass(texts[0], texts[1], texts[2]);
+  for (std::string& text : texts) Dova::WipeText(text);
+  Dova::WipeText(message_.buffer);
+  return sent;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+int TSession::TakePlace(int code) {
+  if (code == PkRequestAck) return gate_.CheckFlowCtrlWaitAck();
+  return code == PkTaskResult ? static_cast<int>(Impl().CheckQueryRate()) : 0;
+}
+
+std::uint64_t TSession::TakenBytes() {
+  return mes_ ? mes_->TakenBytes() : 0;
+}
+
+int TSession::SetRate(std::int32_t count, std::int32_t ms) {
+  TLock lock(mutex_);
+  rateCount_ = count;
+  rateMs_ = ms;
+  gate_.SetFlowCtrl(count, ms);
+  Leave(lock);
+  return 0;
+}
+
+int TSession::WaitMs(int code) {
+  const TLock lock(mutex_);
+  if (!Takes(0)) return -1;
+  if (ledger_.Held() > 0) return std::max(ledger_.WaitMs(), -1);
+  if (code == PkRequestAck) return gate_.Look();
+  return code == PkTaskResult ? std::max(Impl().FlowCtrl().Look(), 0) : 0;
+}
+
+// ---- time ----
+
+// To who tried in vain, once it may go.
+void TSession::OfferGate() {
+  for (const bool orders : {false, true}) {
+    if (!gateWanted_[orders] || ledger_.Held() > 0 || ledger_.IsFull() || !Takes(0)) continue;
+    if ((orders ? gate_.Look() : Impl().FlowCtrl().Look()) != 0) continue;
+    gateWanted_[orders] = false;
+    ledger_.Tell(vse_Gate, 0, {orders ? PkRequestAck : PkTaskResult, {}, {}, nullptr});
+  }
+}
+
+void TSession::ArmDue() {
+  std::int64_t next = ledger_.NextDue();
+  for (const bool orders : {false, true}) {
+    if (!gateWanted_[orders]) continue;
+    const int wait = orders ? gate_.Look() : Impl().FlowCtrl().Look();
+    if (wait >= 0) next = std::min(next, NowNs() + std::max(wait, 1) * kNsPerMs);
+  }
+  if (next >= dueArmed_) return;
+  dueArmed_ = next;
+  due_.Start(static_cast<unsigned>(WaitOf(next)));
+}
+
+void TSession::OnDueTimer() {
+  const auto self = Dstl::wise_ref<TSession>::try_hold(this);
+  if (!self) return;
+  TLock lock(mutex_);
+  if (dead_) return;
+  dueArmed_ = kNever;
+  ledger_.OnTime(NowNs());
+  const std::int64_t handed = ledger_.TakeTimedOut();
+  if (handed != 0 && (config_.flags & vsc_CloseOnTimeout) != 0 && heardNs_ < handed)
+    WantEnd(vsr_Silent, true);
+  if (gate_.IsActive() && ledger_.TimedOutInOrder() >= static_cast<std::uint32_t>(std::max(rateCount_, 1)))
+    WantEnd(vsr_AcksMissing);
+  Leave(lock);
+}
+
+void TSession::Settle(TLock& lock) {
+  if (dead_) return;
+  Pump(lock);
+  if (gateWanted_[0] || gateWanted_[1]) OfferGate();
+  ArmDue();
+}
+
+void TSession::Leave(TLock& lock) {
+  if (dead_) return lock.unlock();
+  try {
+    Settle(lock);
+  } catch (const std::bad_alloc&) {
+    due_.Start(kNoMemoryMs);
+  }
+  const bool step = wantedEnd_ != 0 || (ended_ && !ledger_.Going()) ||
+                    (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going());
+  const bool tell = !told_.Empty();
+  if (tell && config_.delivery == vsd_Poll) {
+    signal_.Set();
+    something_.Set();
+  }
+  if (tell && config_.delivery == vsd_Loop && notice_) notice_->Tell();
+  if (!running_ && (step || (tell && config_.delivery == vsd_Threads))) workWanted_ = true;
+  if (!running_) ArmWork();
+  lock.unlock();
+}
+
+}  // namespace VekApi

@@ -1,0 +1,45 @@
+#include "keeper/WorkIds.h"
+
+#include <algorithm>
+
+#include "protocol/Packet.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::size_t kMaxId = 31;
+constexpr char kDigits[] = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
+
+}  // namespace
+
+TWorkIds::TWorkIds(std::string_view prefix, std::uint64_t seed) : head_(prefix.substr(0, kMaxPrefix)) {
+  std::uint64_t bits = std::mt19937_64(seed)();
+  for (int i = 0; i < 13; ++i, bits >>= 5) head_ += kDigits[bits & 31];
+}
+
+unsigned TWorkIds::Next(char* id) {
+  std::size_t length = head_.copy(id, kMaxId);
+  std::uint64_t count = ++count_;
+  do {
+    id[length++] = kDigits[count & 31];
+    count >>= 5;
+  } while (count != 0 && length < kMaxId);
+  id[length] = 0;
+  return static_cast<unsigned>(length);
+}
+
+bool IsWorkId(std::string_view id, char separator) {
+  if (id.empty() || id.size() > kMaxId || id == "Sgn.Result") return false;
+  return std::all_of(id.begin(), id.end(), [=](char c) {
+    return static_cast<unsigned char>(c) > ' ' && c != ',' && c != separator && c != '\x7F';
+  });
+}
+
+bool IsRequestText(int code, std::string_view text, std::string_view id, bool inFront) {
+  if (text.empty()) return false;
+  if (code == PkRequestAck && std::count(text.begin(), text.end(), '\n') != 1) return false;
+  if (inFront || id.empty()) return true;
+  return text.starts_with(id) && (text.size() == id.size() || text[id.size()] == ' ' || text[id.size()] == '\n');
+}
+
+}  // namespace VekApi
