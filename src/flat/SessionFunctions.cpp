@@ -14,8 +14,8 @@ namespace {
 using VekApi::TSession;
 using VekApi::TSessionConfig;
 
-// A structure as its caller knows it, with 0 for what that does not know; false when `needed` of its bytes are
-// not there.
+// A structure as its caller knows it, with 0 for what that does not know; false when `needed` of its bytes
+// are not there.
 template <class T>
 bool Take(const T* given, std::size_t needed, T& taken) {
   if (!given || given->size < needed) return false;
@@ -170,8 +170,8 @@ int32_t CVekSession_Withdraw(CVekSession* session, uint64_t ticket) {
   return Ask(session, [=](TSession& object) { return object.Withdraw(ticket); });
 }
 
-int32_t CVekSession_ChangePassword(CVekSession* session, const char* user, const char* before, const char* after,
-                                   uint64_t tag, CVekReceipt* receipt) {
+int32_t CVekSession_ChangePassword(CVekSession* session, const char* user, const char* before,
+                                   const char* after, uint64_t tag, CVekReceipt* receipt) {
   if (!user) return vsr_BadArgument;
   return WithReceipt(receipt, [&](CVekReceipt& filled) {
     return Ask(session,

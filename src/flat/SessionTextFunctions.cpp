@@ -16,7 +16,8 @@ using VekApi::VekTaskResult;
 uint32_t PutUtf8(const std::string& text, char* out, uint32_t room) {
   if (!out || room == 0) return static_cast<uint32_t>(text.size());
   std::size_t length = std::min<std::size_t>(text.size(), room - 1);
-  while (length > 0 && length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
+  while (length > 0 && length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
+    --length;
   out[text.copy(out, length)] = '\0';
   return static_cast<uint32_t>(text.size());
 }

@@ -73,7 +73,8 @@ TSessionConfig OwnConfig(const CVekSessionConfig& config) {
   own.secondId = TextOr(config.id2, "");
   own.prefix = TextOr(config.idPrefix, "");
   own.probeQuery = TextOr(config.probe, "");
-  for (std::uint32_t* ms : {&own.connectMs, &own.signOnMs, &own.resyncMs, &own.holdMs, &own.answerMs, &own.silenceMs}) {
+  for (std::uint32_t* ms :
+       {&own.connectMs, &own.signOnMs, &own.resyncMs, &own.holdMs, &own.answerMs, &own.silenceMs}) {
     if (*ms > kLongestMs) *ms = 0;
   }
   own.firstDelayMs = std::min(own.firstDelayMs, kLongestMs);

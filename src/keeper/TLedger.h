@@ -117,7 +117,8 @@ class TLedger {
   // Only what is held.
   void DropHeld(int reason, std::int64_t now);
 
-  // The thread that is Going is beneath the caller, and its Send will return too late: what it has counts as left.
+  // The thread that is Going is beneath the caller, and its Send will return too late: what it has counts as
+  // left.
   void GiveUpGoing(const TMessage& message, std::int64_t now);
 
   // An event that is no request's; kept in the queue. Throws std::bad_alloc.

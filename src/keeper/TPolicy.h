@@ -14,8 +14,8 @@ struct TPolicyRules {
   std::uint32_t maxShortLinks = 5;
 };
 
-// Which endpoint to try when. A round tries each once, the last good one first; between rounds comes a delay. Plain:
-// knows no clock and no link.
+// Which endpoint to try when. A round tries each once, the last good one first; between rounds comes a delay.
+// Plain: knows no clock and no link.
 class TPolicy {
  public:
   struct TNext {

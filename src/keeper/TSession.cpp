@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kAgainNs = 100 * kNsPerMs;
-constexpr unsigned kAtOnce = 1000;  // events, before everybody else has a turn
+constexpr unsigned kAtOnce = 1000;    // events, before everybody else has a turn
 constexpr unsigned kStateEvents = 8;  // for which there is memory whatever happens
 
 std::int64_t UnixNs() {
@@ -136,8 +136,8 @@ bool TSession::Drain(std::uint32_t drainMs) {
   return true;
 }
 
-// Whoever is inside Send on another thread comes back, as the link is gone; what this thread itself is inside of
-// counts as left.
+// Whoever is inside Send on another thread comes back, as the link is gone; what this thread itself is inside
+// of counts as left.
 void TSession::Delete() {
   const Dstl::wise_ref<TSession> self(this);
   {
@@ -153,9 +153,8 @@ void TSession::Delete() {
     }
     ledger_.GiveUpGoing(message_, NowNs());
     FinishEnd();
-    const bool tells =
-        config_.delivery == vsd_Threads ||
-        (config_.delivery == vsd_Loop && madeOn_ == Dova::Os::CurrentThreadToken());
+    const bool tells = config_.delivery == vsd_Threads ||
+                       (config_.delivery == vsd_Loop && madeOn_ == Dova::Os::CurrentThreadToken());
     while (tells && DeliverOne(lock)) continue;
     dead_ = true;
     due_.Stop();
@@ -276,7 +275,8 @@ void TSession::LookAtTime() {
     if (state_ == vss_Resyncing) WantEnd(vsr_ResyncFailed);
     if (state_ == vss_Draining) WantEnd(vsr_Closed);
   }
-  if ((IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && hasLink_ && !ended_) LookAtSilence();
+  if ((IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && hasLink_ && !ended_)
+    LookAtSilence();
 }
 
 // After half of the time something is sent that may be answered; the other half counts from then, so that a
@@ -284,7 +284,6 @@ void TSession::LookAtTime() {
 void TSession::LookAtSilence() {
   const std::int64_t now = NowNs();
   const std::int64_t half = config_.silenceMs * kNsPerMs / 2;
-  if (probedNs_ >= 0 && heardNs_ > probedNs_) probedNs_ = -1;
   if (probedNs_ < 0 && now >= heardNs_ + half) {
     probedNs_ = now;
     probeDue_ = true;
@@ -310,7 +309,8 @@ void TSession::OnWorkTimer() {
 
 // ---- inside the context ----
 
-// Everything that is to be done here, until nothing is left. Called inside itself it leaves that to the outer one.
+// Everything that is to be done here, until nothing is left. Called inside itself it leaves that to the outer
+// one.
 void TSession::Run() {
   const Dstl::wise_ref<TSession> self(this);
   const Dova::TSyncScope inside(Impl().Context());

@@ -1,11 +1,11 @@
-// A session that keeps itself: a client beneath, the book of requests, and the policy of reconnecting, joined by
-// one mutex and two timers.
+// A session that keeps itself: a client beneath, the book of requests, and the policy of reconnecting, joined
+// by one mutex and two timers.
 //
 // Locks: the client's context, then mutex_, then the limiter's, then leaf locks. mutex_ is never held while
 // something is sent, connected, disconnected or told.
 //
-// Timers: due_ serves gate and deadlines and never enters the context, so that a slow callback holds up neither.
-// work_ delivers, connects and closes, inside the context.
+// Timers: due_ serves gate and deadlines and never enters the context, so that a slow callback holds up
+// neither. work_ delivers, connects and closes, inside the context.
 #pragma once
 
 #include <atomic>
@@ -172,15 +172,15 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   int state_ = vss_Closed;
   std::uint32_t linkNumber_ = 0;
   std::uint32_t endpoint_ = 0;
-  bool hasLink_ = false;   // the client has one, or had and its end is not finished
-  bool ended_ = false;     // it is over; FinishEnd is to come
-  bool closing_ = false;   // to vss_Closed
-  bool refused_ = false;   // to vss_Refused
+  bool hasLink_ = false;  // the client has one, or had and its end is not finished
+  bool ended_ = false;    // it is over; FinishEnd is to come
+  bool closing_ = false;  // to vss_Closed
+  bool refused_ = false;  // to vss_Refused
   bool deleting_ = false;
   bool dead_ = false;        // nothing is told any more
   bool running_ = false;     // Run is at work, and looks again before it ends
   bool workWanted_ = false;  // work_ is to come at once
-  int wantedEnd_ = 0;      // a reason to end the link
+  int wantedEnd_ = 0;        // a reason to end the link
   bool wantedAbrupt_ = false;
   int endReason_ = 0;
   std::string endDetail_;
@@ -205,7 +205,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   Dova::Os::TEvent sent_;  // for Delete, which waits for it
   std::uint64_t passwordTicket_ = 0;
   const std::uintptr_t madeOn_;  // thread
-  Dova::Os::TEvent something_;  // for Next
+  Dova::Os::TEvent something_;   // for Next
   std::atomic<std::uintptr_t> callbackThread_{0};
 
   std::optional<TLoopNotice> notice_;

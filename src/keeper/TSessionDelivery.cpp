@@ -187,7 +187,8 @@ void TSession::Stats(CVekSessionStats& stats) {
 unsigned TSession::RoundTrips(int code, std::uint64_t* counts, unsigned room) {
   if (code != 128 && code != 129) return 0;
   const TLock lock(mutex_);
-  for (unsigned i = 0; i < std::min(room, TRoundTrips::kCounts); ++i) counts[i] = ledger_.RoundTrips(code).At(i);
+  for (unsigned i = 0; i < std::min(room, TRoundTrips::kCounts); ++i)
+    counts[i] = ledger_.RoundTrips(code).At(i);
   return TRoundTrips::kCounts;
 }
 

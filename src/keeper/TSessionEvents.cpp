@@ -16,14 +16,17 @@ constexpr std::int64_t kNsPerMs = 1'000'000;
 int FailureOf(const std::string& reason) {
   if (reason == kTextBadSetting || reason == kTextBadApName) return vsr_BadSetting;
   if (reason == kTextNoMemory) return vsr_NoMemory;
-  if (reason == kTextConnectTimeout || reason.find("timed out") != std::string::npos) return vsr_ConnectTimeout;
+  if (reason == kTextConnectTimeout || reason.find("timed out") != std::string::npos)
+    return vsr_ConnectTimeout;
   return vsr_ConnectFailed;
 }
 
 int BreakOf(const std::string& reason) {
   if (reason == kTextNoMemory) return vsr_NoMemory;
   if (reason == kTextSignOnTimeout) return vsr_SignOnTimeout;
-  return reason == TPacketParser::kBadPacketLength || reason == TPacketParser::kMessageTooLong ? vsr_BadStream : vsr_LinkBroken;
+  return reason == TPacketParser::kBadPacketLength || reason == TPacketParser::kMessageTooLong
+             ? vsr_BadStream
+             : vsr_LinkBroken;
 }
 
 int EndOf(EVekClientState state, const std::string& reason) {
@@ -68,8 +71,8 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
   Run();
 }
 
-// What is out must not be decided by bytes that may still leave: the link has to be closed for that. Otherwise
-// it stays for a password change.
+// What is out must not be decided by bytes that may still leave: the link has to be closed for that.
+// Otherwise it stays for a password change.
 void TSession::OnRefused(const std::string& reason) {
   const Dstl::wise_ref<TSession> self(this);
   const std::string detail = reason;
@@ -193,12 +196,14 @@ void TSession::OnReceived(std::size_t bytes) {
   const TLock lock(mutex_);
   bytesIn_ += bytes;
   heardNs_ = NowNs();
+  probedNs_ = -1;
 }
 
 // A handler that took its time has not made the link silent.
 void TSession::OnReceivedAll() {
   const TLock lock(mutex_);
   heardNs_ = NowNs();
+  probedNs_ = -1;
 }
 
 void TSession::OnMessageIn(int msgCode, const char* message, std::size_t length) {

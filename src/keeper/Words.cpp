@@ -67,7 +67,8 @@ constexpr TWords kWords[] = {
 };
 
 const char* KindOf(std::int32_t kind) {
-  constexpr const char* kKinds[] = {"event", "state", "fate", "late answer", "report", "stray", "gate open", "trace"};
+  constexpr const char* kKinds[] = {"event",  "state", "fate",      "late answer",
+                                    "report", "stray", "gate open", "trace"};
   return kind >= vse_State && kind <= vse_Trace ? kKinds[kind] : kKinds[0];
 }
 
@@ -90,7 +91,8 @@ void AddReason(std::string& line, const CVekEvent& event) {
 void AddState(std::string& line, const CVekEvent& event) {
   line.append(": ").append(WordsOf(vst_State, event.state, 0));
   AddReason(line, event);
-  if (event.state == vss_Waiting && event.waitMs >= 0) Add(line, "ms", static_cast<std::uint64_t>(event.waitMs));
+  if (event.state == vss_Waiting && event.waitMs >= 0)
+    Add(line, "ms", static_cast<std::uint64_t>(event.waitMs));
   if (event.neverSent != 0) Add(line, "never sent", event.neverSent);
   if (event.unknown != 0) Add(line, "unknown", event.unknown);
   Add(line, "attempt", event.attempt);

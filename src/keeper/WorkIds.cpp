@@ -39,7 +39,8 @@ bool IsRequestText(int code, std::string_view text, std::string_view id, bool in
   if (text.empty()) return false;
   if (code == PkRequestAck && std::count(text.begin(), text.end(), '\n') != 1) return false;
   if (inFront || id.empty()) return true;
-  return text.starts_with(id) && (text.size() == id.size() || text[id.size()] == ' ' || text[id.size()] == '\n');
+  return text.starts_with(id) &&
+         (text.size() == id.size() || text[id.size()] == ' ' || text[id.size()] == '\n');
 }
 
 }  // namespace VekApi

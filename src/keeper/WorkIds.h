@@ -25,8 +25,8 @@ inline constexpr std::size_t kMaxPrefix = 8;
 // Whether a work id can be one, given the character that ends it in acknowledgements.
 bool IsWorkId(std::string_view id, char separator);
 
-// Whether a text of that code has the lines and the id that it has to have. `inFront`: the id is still to come
-// in front of the text.
+// Whether a text of that code has the lines and the id that it has to have. `inFront`: the id is still to
+// come in front of the text.
 bool IsRequestText(int code, std::string_view text, std::string_view id, bool inFront);
 
 }  // namespace VekApi

@@ -1,0 +1,382 @@
+// A session in virtual time over a messenger whose other end is the test.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "keeper/KeptSession.h"
+#include "support/TVirtualTimerQueue.h"
+#include "support/TestMes.h"
+#include "support/Wire.h"
+
+namespace vektest {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr char kRates[] =
+    "100\x01"
+    "1000";
+constexpr char kUp[] = "up";
+
+class Kept : public testing::Test {
+ protected:
+  void Make(const CVekSessionConfig& config = KeptSession::Config()) {
+    kept.emplace(config);
+    kept->Open({":TestMes:lend"});
+    Connect();
+  }
+  void MakeUp(const CVekSessionConfig& config = KeptSession::Config()) {
+    Make(config);
+    mes->Deliver(SgnResult(kRates));
+    EXPECT_EQ(kept->Take().back(), kUp);
+    mes->TakeSent();
+  }
+  void Connect() {
+    mes = TestMes::Last();
+    ASSERT_TRUE(mes);
+    mes->Ready();
+    mes->Deliver(ConnectResult(false, {}));
+  }
+  void Reconnect() {
+    Connect();
+    mes->Deliver(SgnResult(kRates));
+  }
+  void Ack(const std::string& lines) { mes->Deliver(Message(129, lines)); }
+  Lines After(unsigned ms) {
+    time.Advance(ms);
+    return kept->Take();
+  }
+  // The work ids in the order of the wire.
+  Lines Sent() {
+    Lines ids;
+    for (const Packet& packet : Split(mes->TakeSent())) {
+      if (packet.code < 128) continue;
+      std::string text = packet.bytes.substr(5) + "\n";
+      for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
+        const std::string line = text.substr(at, text.find('\n', at) - at);
+        if (!line.starts_with("prod=")) ids.push_back(line.substr(0, line.find(' ')));
+      }
+    }
+    return ids;
+  }
+
+  TestSupport::TVirtualTimerQueue time;
+  std::optional<KeptSession> kept;
+  Dstl::wise_ref<TestMes> mes;
+};
+
+CVekSessionConfig Rated(int count, int ms) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.rateCount = count;
+  config.rateMs = ms;
+  return config;
+}
+
+TEST_F(Kept, TellsItsWayUpAndDown) {
+  CVekSessionConfig config = KeptSession::Config();
+  kept.emplace(config);
+  CVekSession_AddResync(&kept->session, "orders");
+  EXPECT_EQ(kept->Open({":TestMes:lend"}), 0);
+  Connect();
+  mes->TakeSent();
+  mes->Deliver(SgnResult(kRates));
+  EXPECT_EQ(kept->Take(), (Lines{"connecting", "signing on", "signed on, resynchronising"}));
+  EXPECT_EQ(kept->Order("W1"), vsr_NotUp);
+  const Lines ids = Sent();
+  ASSERT_EQ(ids.size(), 1U);
+  mes->Deliver(TaskResult(ids[0], "none"));
+  mes->Deliver(SgnResult(kRates));  // a second one is no news
+  EXPECT_EQ(kept->Take(), (Lines{ids[0] + " answered", "up"}));
+  EXPECT_EQ(kept->Order("W1"), 0);
+  CVekSession_Close(&kept->session, 1000);
+  EXPECT_EQ(kept->Order("W2"), vsr_NotUp);
+  Ack("W1 ok");
+  EXPECT_EQ(After(0),
+            (Lines{"closing, waiting for answers", "W1 acknowledged", "closed: the session was closed"}));
+}
+
+TEST_F(Kept, HeldRequestsKeepTheRateAndTheirOrder) {
+  MakeUp(Rated(2, 100));
+  for (const char* id : {"W1", "W2", "W3", "W4"}) EXPECT_EQ(kept->Order(id), 0);
+  EXPECT_EQ(kept->receipt.ahead, 1U);
+  EXPECT_EQ(kept->receipt.waitMs, -1);
+  EXPECT_EQ(kept->Order("U1", vsg_Urgent), 0);
+  EXPECT_EQ(kept->Order("T1", 0, vsm_Try), vsr_TooFast);
+  EXPECT_EQ(kept->Order("W5", 0, vsm_Hold, 50), 0);
+  EXPECT_EQ(Sent(), (Lines{"W1", "W2"}));
+  EXPECT_EQ(After(50), (Lines{"W5 not sent: it could not be sent in time"}));
+  Ack("W1 ok\nW2 ok");
+  EXPECT_EQ(kept->Take(), (Lines{"W1 acknowledged", "W2 acknowledged"}));
+  EXPECT_EQ(Sent(), Lines{});
+  After(100);
+  EXPECT_EQ(Sent(), (Lines{"U1", "W3"}));
+  Ack("ok");
+  Ack("");
+  EXPECT_EQ(After(100),
+            (Lines{"U1 acknowledged", "W3 acknowledged: the acknowledgement was empty", "gate 129"}));
+  EXPECT_EQ(Sent(), (Lines{"W4"}));
+  EXPECT_EQ(kept->Order("T1", 0, vsm_Try), 0);
+}
+
+TEST_F(Kept, WithdrawnAndReplacedOnesAreNeverSent) {
+  MakeUp(Rated(1, 100));
+  kept->Order("W1");
+  const std::uint64_t out = kept->receipt.ticket;
+  kept->Order("W2");
+  const std::uint64_t held = kept->receipt.ticket;
+  EXPECT_EQ(kept->Order("W2"), vsr_DuplicateId);
+  EXPECT_EQ(CVekSession_Withdraw(&kept->session, out), vsr_TooLate);
+  const std::string text = "W3 new\nprod=TXF";
+  CVekSubmit request = KeptSession::Request(129, "W3", text);
+  request.replaces = held;
+  EXPECT_EQ(kept->Submit(request), 0);
+  request.workId = "W4";
+  EXPECT_EQ(kept->Submit(request), vsr_BadText);
+  EXPECT_EQ(CVekSession_Withdraw(&kept->session, held), vsr_TooLate);
+  EXPECT_EQ(CVekSession_Withdraw(&kept->session, kept->receipt.ticket), vsr_TooLate);
+  EXPECT_EQ(After(0), (Lines{"W2 not sent: replaced by another request"}));
+}
+
+TEST_F(Kept, LateLinesFindTheirOwnRequest) {
+  for (const std::int32_t rule : {vsa_InOrder, vsa_ByWorkId}) {
+    CVekSessionConfig config = Rated(3, 10);
+    config.ackRule = rule;
+    config.answerMs = 1000;
+    MakeUp(config);
+    kept->Order("W1");
+    EXPECT_EQ(After(1000), (Lines{"W1 sent, no answer in time: no answer in time"}));
+    kept->Order("W2");
+    Ack("W1 ok");
+    EXPECT_EQ(kept->Take(), (Lines{"late W1"}));
+    Ack("W2 ok");
+    Ack("W9 ok");
+    EXPECT_EQ(kept->Take(), (Lines{"W2 acknowledged", "stray W9 ok"}));
+    kept->Query("Q1");
+    mes->Deliver(TaskResult("Q1", "a") + TaskResult("Q1", "b") + TaskResult("Q2", "\x02t\nc\n") +
+                 Message(130, "r"));
+    EXPECT_EQ(kept->Take(), (Lines{"Q1 answered", "late Q1", "stray \x02t\nc\n", "report r"}));
+    kept.reset();
+  }
+}
+
+TEST_F(Kept, SkippedLinesMisleadNothingWhereLinesCarryIds) {
+  CVekSessionConfig config = Rated(2, 100);
+  config.ackRule = vsa_ByWorkId;
+  config.answerMs = 1000;
+  MakeUp(config);
+  kept->Order("W1");
+  kept->Order("W2");
+  kept->Order("W3");
+  Ack("W2 ok\nW2 ok");
+  EXPECT_EQ(After(100), (Lines{"W2 acknowledged", "late W2"}));
+  EXPECT_EQ(Sent(), (Lines{"W1", "W2", "W3"}));  // one place, not two
+  const Lines told = After(1000);
+  ASSERT_EQ(told.size(), 3U);
+  EXPECT_TRUE(told[2].starts_with("waiting to connect again: acknowledgements are missing")) << told[2];
+}
+
+// What comes of what is held, going and out when the link ends.
+TEST_F(Kept, FatesComeBeforeTheStateOfTheEnd) {
+  MakeUp(Rated(1, 100));
+  kept->Order("W1");
+  kept->Order("W2");
+  mes->Break("cut");
+  EXPECT_EQ(kept->Take(),
+            (Lines{"W1 unknown: it may have been sent: the connection broke",
+                   "W2 not sent: the connection broke", "waiting to connect again: the connection broke"}));
+  time.Advance(250);
+  Reconnect();
+  EXPECT_EQ(kept->Take(), (Lines{"connecting: the connection broke", "signing on", "up"}));
+  EXPECT_EQ(Sent(), Lines{});
+  mes->onSend = [this] {
+    mes->onSend = nullptr;
+    mes->Break("cut");
+  };
+  kept->Order("W3");
+  EXPECT_EQ(After(0), (Lines{"W3 unknown: it may have been sent: the connection broke",
+                             "waiting to connect again: the connection broke"}));
+}
+
+TEST_F(Kept, AnswersInsideSend) {
+  MakeUp(Rated(1, 100));
+  mes->onSend = [this] {
+    mes->onSend = nullptr;
+    Ack("W1 ok");
+  };
+  EXPECT_EQ(kept->Order("W1"), 0);
+  EXPECT_EQ(After(0), (Lines{"W1 acknowledged"}));
+}
+
+TEST_F(Kept, AFullLinkGivesThePlaceBack) {
+  MakeUp(Rated(1, 100));
+  mes->refuseSends = true;
+  EXPECT_EQ(kept->Order("W1", 0, vsm_Try), vsr_LinkFull);
+  EXPECT_EQ(kept->Order("W1"), 0);
+  EXPECT_EQ(kept->Order("W2"), 0);
+  mes->refuseSends = false;
+  time.Advance(10);
+  EXPECT_EQ(Sent(), (Lines{"W1"}));
+  Ack("ok");
+  EXPECT_EQ(After(100), (Lines{"W1 acknowledged"}));
+  EXPECT_EQ(Sent(), (Lines{"W2"}));
+}
+
+TEST_F(Kept, EveryStageHasItsTime) {
+  const struct {
+    int stage;
+    const char* told;
+  } cases[] = {{0, "connecting took too long"},
+               {1, "connecting took too long"},
+               {2, "no answer to the sign-on in time"},
+               {3, "resynchronising failed"}};
+  for (const auto& each : cases) {
+    CVekSessionConfig config = KeptSession::Config();
+    config.connectMs = config.signOnMs = config.resyncMs = 1000;
+    config.flags = vsc_ResyncByHand | vsc_RetryByHand;
+    kept.emplace(config);
+    kept->Open({":TestMes:lend"});
+    mes = TestMes::Last();
+    if (each.stage > 0) mes->Ready();
+    if (each.stage > 1) mes->Deliver(ConnectResult(false, {}));
+    if (each.stage > 2) mes->Deliver(SgnResult(kRates));
+    time.Advance(999);
+    kept->Take();
+    EXPECT_EQ(After(1), (Lines{std::string("waiting to connect again: ") + each.told}));
+    EXPECT_EQ(CVekSession_RetryIn(&kept->session, 20), 0);
+    EXPECT_EQ(After(19), Lines{});
+    EXPECT_EQ(After(1), (Lines{std::string("connecting: ") + each.told}));
+    kept.reset();
+  }
+}
+
+TEST_F(Kept, ASilentLinkIsAskedAndThenLeft) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.silenceMs = 10'000;
+  config.probe = "ping";
+  MakeUp(config);
+  time.Advance(5000);
+  const Lines first = Sent();
+  ASSERT_EQ(first.size(), 1U);
+  mes->Deliver(TaskResult(first[0], "pong"));
+  EXPECT_EQ(After(9999), Lines{});
+  EXPECT_EQ(Sent().size(), 1U);
+  EXPECT_EQ(After(1), (Lines{"waiting to connect again: nothing came in time"}));
+}
+
+TEST_F(Kept, ASlowHandlerIsNoSilence) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.silenceMs = 10'000;
+  MakeUp(config);
+  kept->onEvent = [this](CVekSession*, const CVekEvent&) {
+    kept->onEvent = nullptr;
+    time.Advance(1);  // nothing may be told meanwhile
+  };
+  mes->Deliver(Message(130, "r"));
+  EXPECT_EQ(kept->Take(), (Lines{"report r"}));
+}
+
+TEST_F(Kept, ARefusedUserMayChangeThePassword) {
+  Make();
+  mes->Deliver(SgnReply(0, "wrong"));
+  EXPECT_EQ(kept->Take().back(), "sign-on refused: the server refused the sign-on");
+  CVekReceipt receipt{};
+  receipt.size = sizeof receipt;
+  const auto change = [&] {
+    return CVekSession_ChangePassword(&kept->session, "trader", "a", "b", 5, &receipt);
+  };
+  mes->TakeSent();
+  EXPECT_EQ(change(), 0);
+  EXPECT_EQ(Split(mes->TakeSent()).at(0).code, 2);
+  EXPECT_EQ(change(), vsr_Busy);
+  mes->Deliver(ChgPassResult("trader", "done"));
+  EXPECT_EQ(kept->Take(), (Lines{"code 2 answered"}));
+  EXPECT_EQ(change(), 0);
+  mes->Break("cut");
+  EXPECT_EQ(change(), vsr_NotUp);
+  EXPECT_EQ(After(0), (Lines{"code 2 unknown: it may have been sent: the connection broke"}));
+  EXPECT_EQ(CVekSession_Open(&kept->session), 0);
+  Reconnect();
+  EXPECT_EQ(kept->Take().back(), kUp);
+  kept->Order("W1");
+  mes->Deliver(SgnReply(0, "thrown out"));
+  EXPECT_EQ(kept->Take(), (Lines{"W1 unknown: it may have been sent: the server refused the sign-on",
+                                 "sign-on refused: the server refused the sign-on"}));
+}
+
+TEST_F(Kept, RoundsAndDelays) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.maxAttempts = 5;
+  config.firstDelayMs = 100;
+  config.maxDelayMs = 300;
+  kept.emplace(config);
+  Lines waits;
+  kept->onEvent = [&](CVekSession*, const CVekEvent& event) {
+    if (event.kind == vse_State && event.state == vss_Waiting) waits.push_back(std::to_string(event.waitMs));
+  };
+  kept->Open({":TestMes:noopen", ":Unknown:x"});
+  Lines told = kept->Take();
+  EXPECT_EQ(told.size(), 3U);
+  for (int ms = 0; ms < 2000; ++ms) time.Advance(1);
+  told = kept->Take();
+  EXPECT_EQ(told.back(), "given up: no more attempts");
+  ASSERT_EQ(waits.size(), 2U);
+  EXPECT_TRUE(std::stoi(waits[0]) >= 50 && std::stoi(waits[0]) <= 100) << waits[0];
+  EXPECT_TRUE(std::stoi(waits[1]) >= 100 && std::stoi(waits[1]) <= 200) << waits[1];
+}
+
+TEST_F(Kept, ShortLinksEndInStopping) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.maxShortLinks = 2;
+  MakeUp(config);
+  mes->Break("cut");
+  time.Advance(250);
+  Reconnect();
+  time.Advance(9999);
+  kept->Take();
+  mes->Break("cut");
+  EXPECT_EQ(kept->Take().back().substr(0, 8), "given up");
+}
+
+// At every event of a whole life, nothing is told after it but the fates.
+TEST_F(Kept, DeletedInEveryEvent) {
+  for (std::size_t at = 1;; ++at) {
+    kept.emplace(Rated(1, 100));
+    CVekSession_AddResync(&kept->session, "orders");
+    std::size_t seen = 0;
+    bool deleted = false;
+    kept->onEvent = [&](CVekSession* session, const CVekEvent&) {
+      if (++seen != at) return;
+      deleted = true;
+      CVekSession_Delete(session);
+      kept->session.object = nullptr;
+    };
+    const auto step = [&](const std::function<void()>& action) {
+      if (!deleted) action();
+    };
+    step([&] { kept->Open({":TestMes:lend"}); });
+    step([&] { Connect(); });
+    step([&] { mes->TakeSent(), mes->Deliver(SgnResult(kRates)); });
+    step([&] { mes->Deliver(TaskResult(Sent().at(0), "x")); });
+    step([&] { kept->Order("W1"), kept->Order("W2"), kept->Order("W3"); });
+    step([&] { Ack("W1 ok"); });
+    step([&] { mes->Deliver(Message(130, "r") + Message(131, "s")); });
+    step([&] { time.Advance(100); });
+    step([&] { mes->Break("cut"); });
+    const std::size_t told = seen;
+    const bool before = deleted;
+    time.Advance(60'000);
+    if (!deleted) {
+      EXPECT_GT(at, 10U);
+      return;
+    }
+    EXPECT_TRUE(!before || seen == told) << at;
+    for (const auto& [ticket, fates] : kept->fates) EXPECT_EQ(fates.size(), 1U);
+    if (at > 5) {
+      EXPECT_EQ(kept->fates.size(), 4U) << at;
+    }
+    kept.reset();
+  }
+}
+
+}  // namespace
+}  // namespace vektest
