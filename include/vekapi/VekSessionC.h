@@ -195,7 +195,7 @@ typedef struct CVekEvent {
   int64_t atNs;         // monotonic time when it happened, not when it is delivered; its zero is not stated
   int64_t unixNs;       // the same moment by the clock on the wall, since 1970
   int64_t submittedNs;  // monotonic: when the request was submitted,
-  int64_t handedNs;     // and when the link took it; 0: it did not
+  int64_t handedNs;     // and when it was handed to the link that took it; 0: none did
   const char* workId;   // of the request or the answer
   const char* text;     // the server's bytes: result, acknowledgement's line, report, words. NUL behind; may
                         // have NUL inside. vss_Resyncing, vss_Up: the sign-on result

@@ -29,7 +29,8 @@ int TLedger::Submit(const TNewRequest& wanted, std::int64_t now, TRequest*& made
   const auto taken = [this](const TRequest& each) {
     return each.Undecided() || (each.fate == vsf_TimedOut && each.link == link_);
   };
-  if ((wanted.flags & vsg_Duplicate) == 0 && pool_.FindId(wanted.id, taken)) return vsr_DuplicateId;
+  const bool unique = wanted.putIdInFront || (wanted.flags & vsg_Duplicate) != 0;
+  if (!unique && pool_.FindId(wanted.id, taken)) return vsr_DuplicateId;
   TRequest* const replaced = wanted.replaces ? pool_.Find(wanted.replaces) : nullptr;
   if (wanted.replaces && (!replaced || replaced->phase != EPhase::Held)) return vsr_TooLate;
   if (Held() - (replaced ? 1 : 0) >= rules_.maxHeld) return vsr_QueueFull;

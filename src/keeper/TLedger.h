@@ -87,6 +87,8 @@ class TLedger {
   // The next message, when nobody is Going and the head of a lane has a place. Throws std::bad_alloc, with
   // nothing changed but the place.
   bool Take(TMessage& message, std::int64_t now);
+  // Whether that is worth trying.
+  bool MayTake() const { return !going_ && !ended_ && Held() > 0; }
   // Send came back: whether the link took all, and where the message begins; kNowhere: it took nothing. True
   // when `tried` of this ticket was not taken: it is forgotten, without a fate.
   bool OnSent(TMessage& message, bool sent, std::uint64_t at, std::uint64_t tried, std::int64_t now);

@@ -168,8 +168,8 @@ void TSession::Delete() {
 // ---- the state ----
 
 void TSession::SetState(int state, int reason) {
-  state_ = state;
   TEvent& event = told_.NewReserved();
+  state_ = state;
   event.kind = vse_State;
   event.reason = reason;
   event.link = linkNumber_;
@@ -321,6 +321,8 @@ void TSession::Run() {
   unsigned left = config_.delivery == vsd_Threads ? kAtOnce : 0;
   while (Step(lock) || (left > 0 && left-- > 0 && DeliverOne(lock))) continue;
   running_ = false;
+  if (dead_) return;
+  ArmWork();
   Leave(lock);
 }
 

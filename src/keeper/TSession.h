@@ -82,7 +82,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   int Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt);
   bool Takes(std::uint32_t flags) const;
   // True when the one that was `tried` was not taken.
-  bool Pump(TLock& lock, std::uint64_t tried = 0);
+  bool Pump(TLock& lock, std::uint64_t tried = 0, std::int64_t now = 0);
   bool SendTaken(std::uint64_t& at);
   bool SendPasswords();
   void OfferGate();

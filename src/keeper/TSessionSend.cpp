@@ -38,7 +38,7 @@ int TSession::Check(const CVekSubmit& request, std::string_view id, bool made) c
                        (request.mode == vsm_Try || request.mode == vsm_Hold);
   if (!numbers || (!request.text && request.textLength != 0)) return vsr_BadArgument;
   if (request.textLength > kMostText) return vsr_BadText;
-  if (!id.empty() && !IsWorkId(id, config_.idSeparator)) return vsr_BadText;
+  if (!made && !id.empty() && !IsWorkId(id, config_.idSeparator)) return vsr_BadText;
   if (id.empty() && request.code == PkRequestAck && config_.ackRule == vsa_ByWorkId) return vsr_BadText;
   return IsRequestText(request.code, {request.text, request.textLength}, id, made) ? 0 : vsr_BadText;
 }
@@ -87,7 +87,7 @@ int TSession::Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt
   receipt.link = linkNumber_;
   if (reason == 0) {
     receipt.ticket = entered->ticket;
-    if (Pump(lock, wanted.tried ? receipt.ticket : 0)) reason = vsr_LinkFull;
+    if (Pump(lock, wanted.tried ? receipt.ticket : 0, now)) reason = vsr_LinkFull;
   }
   if (reason == vsr_TooFast || reason == vsr_LinkFull) gateWanted_[request.code == PkRequestAck] = true;
   if (reason != 0) {
@@ -162,10 +162,12 @@ void TSession::SubmitOwn(const std::string& query, std::uint32_t flags) {
 // ---- handing over ----
 
 // One thread at a time sends, whatever is to be sent; after a while it leaves the rest to the timer.
-bool TSession::Pump(TLock& lock, std::uint64_t tried) {
+bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
   bool notTaken = false;
   try {
-    for (int count = 0; ledger_.Take(message_, NowNs()); ++count) {
+    for (int count = 0; ledger_.MayTake(); ++count) {
+      if (now == 0) now = NowNs();
+      if (!ledger_.Take(message_, now)) break;
       goingThread_ = Dova::Os::CurrentThreadToken();
       bytesOut_ += message_.buffer.size();
       ++messagesOut_;
@@ -175,7 +177,8 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried) {
       std::uint64_t at = TRequest::kNowhere;
       const bool sent = SendTaken(at);
       lock.lock();
-      if (ledger_.OnSent(message_, sent, at, tried, NowNs())) notTaken = true;
+      if (ledger_.OnSent(message_, sent, at, tried, now)) notTaken = true;
+      now = 0;
       if (deleting_) sent_.Set();
       if (count < kMessagesAtOnce) continue;
       due_.Start(0);
@@ -299,8 +302,10 @@ void TSession::Leave(TLock& lock) {
     something_.Set();
   }
   if (tell && config_.delivery == vsd_Loop && notice_) notice_->Tell();
-  if (!running_ && (step || (tell && config_.delivery == vsd_Threads))) workWanted_ = true;
-  if (!running_) ArmWork();
+  if (!running_ && !workWanted_ && (step || (tell && config_.delivery == vsd_Threads))) {
+    workWanted_ = true;
+    work_.Start(0);
+  }
   lock.unlock();
 }
 

@@ -35,9 +35,18 @@ bool IsWorkId(std::string_view id, char separator) {
   });
 }
 
+namespace {
+
+bool HasOneLineFeed(std::string_view text) {
+  const std::size_t first = text.find('\n');
+  return first != std::string_view::npos && text.find('\n', first + 1) == std::string_view::npos;
+}
+
+}  // namespace
+
 bool IsRequestText(int code, std::string_view text, std::string_view id, bool inFront) {
   if (text.empty()) return false;
-  if (code == PkRequestAck && std::count(text.begin(), text.end(), '\n') != 1) return false;
+  if (code == PkRequestAck && !HasOneLineFeed(text)) return false;
   if (inFront || id.empty()) return true;
   return text.starts_with(id) &&
          (text.size() == id.size() || text[id.size()] == ' ' || text[id.size()] == '\n');
