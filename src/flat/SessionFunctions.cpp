@@ -48,7 +48,8 @@ TSession* Of(const CVekSession* session) {
 // What `call` makes of the session, a reason when there is none or no memory.
 template <class Call>
 std::int32_t Ask(const CVekSession* session, Call call) {
-  TSession* const object = Of(session);
+  // An event that comes inside the call may delete the session.
+  const Dstl::wise_ref<TSession> object(Of(session));
   if (!object) return vsr_BadArgument;
   try {
     return call(*object);

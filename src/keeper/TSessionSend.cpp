@@ -171,8 +171,7 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
       goingThread_ = Dova::Os::CurrentThreadToken();
       bytesOut_ += message_.buffer.size();
       ++messagesOut_;
-      if (trace_ != 0 && message_.code != PkSession)
-        Trace(message_.code, vsg_Outbound, message_.buffer, kPrefixBytes);
+      if (trace_ != 0) TraceTaken();
       lock.unlock();
       std::uint64_t at = TRequest::kNowhere;
       const bool sent = SendTaken(at);
@@ -188,6 +187,12 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
     due_.Start(kNoMemoryMs);
   }
   return notTaken;
+}
+
+// A message that is Going has to go: for want of memory it goes untraced.
+void TSession::TraceTaken() noexcept try {
+  if (message_.code != PkSession) Trace(message_.code, vsg_Outbound, message_.buffer, kPrefixBytes);
+} catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
 }
 
 bool TSession::SendTaken(std::uint64_t& at) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "vekapi/VekApiC.h"
+#include "vekapi/VekSessionC.h"
 
 namespace vektest {
 namespace {
@@ -45,8 +46,11 @@ std::function<bool()> Made(Handle (*create)(const Callbacks*, void*), void (*des
 const CVekField* const kNoField = nullptr;
 
 const std::map<std::string, std::function<bool()>> kWalk = {
+    {"CVekApi_Describe", [] { return CVekApi_Describe(nullptr, buffer, 16) == 0; }},
     {"CVekApi_FreeBSTR", [] { return CVekApi_FreeBSTR(nullptr), true; }},
     {"CVekApi_ReasonOf", [] { return CVekApi_ReasonOf(nullptr) == cvre_Other; }},
+    {"CVekApi_Text", [] { return *CVekApi_Text(-1, -1, -1) == '\0'; }},
+    {"CVekApi_ToUtf8", [] { return CVekApi_ToUtf8(nullptr, 9, nullptr, 0) == 0; }},
     {"CVekApi_Version", [] { return *CVekApi_Version() != '\0'; }},
     {"CstrToBSTR", [] { return CstrToBSTR(nullptr) == nullptr; }},
 
@@ -117,6 +121,31 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekProperties_ToString", NULL_RESULT(CVekProperties, CVekProperties_ToString(h))},
     {"CVekProperties_ToString_B", NULL_RESULT(CVekProperties, CVekProperties_ToString_B(h))},
 
+    {"CVekSession_AddEndpoint", ANSWER(CVekSession, CVekSession_AddEndpoint(h, "e"), vsr_BadArgument)},
+    {"CVekSession_AddResync", ANSWER(CVekSession, CVekSession_AddResync(h, "q"), vsr_BadArgument)},
+    {"CVekSession_ChangePassword",
+     ANSWER(CVekSession, CVekSession_ChangePassword(h, "u", "o", "n", 0, nullptr), vsr_BadArgument)},
+    {"CVekSession_Close", NOTHING(CVekSession, CVekSession_Close(h, 0))},
+    {"CVekSession_Create", [] { return !CVekSession_Create(nullptr, nullptr).object; }},
+    {"CVekSession_Defaults", [] { return CVekSession_Defaults(nullptr, 9), true; }},
+    {"CVekSession_Delete", NOTHING(CVekSession, CVekSession_Delete(h))},
+    {"CVekSession_InCallback", ANSWER(CVekSession, CVekSession_InCallback(h), false)},
+    {"CVekSession_KeepResult", NULL_HANDLE(CVekSession, CVekSession_KeepResult(h, nullptr))},
+    {"CVekSession_NewWorkId", NOTHING(CVekSession, CVekSession_NewWorkId(h, nullptr))},
+    {"CVekSession_Next", ANSWER(CVekSession, CVekSession_Next(h, 0, nullptr), -1)},
+    {"CVekSession_Open", ANSWER(CVekSession, CVekSession_Open(h), vsr_BadArgument)},
+    {"CVekSession_ResyncDone", ANSWER(CVekSession, CVekSession_ResyncDone(h, 1, true), vsr_BadArgument)},
+    {"CVekSession_RetryIn", ANSWER(CVekSession, CVekSession_RetryIn(h, 1), vsr_BadArgument)},
+    {"CVekSession_RoundTrips", ANSWER(CVekSession, CVekSession_RoundTrips(h, 128, nullptr, 0), 0u)},
+    {"CVekSession_SetPassword", ANSWER(CVekSession, CVekSession_SetPassword(h, "p"), vsr_BadArgument)},
+    {"CVekSession_SetRate", ANSWER(CVekSession, CVekSession_SetRate(h, 1, 1), vsr_BadArgument)},
+    {"CVekSession_SetTrace", NOTHING(CVekSession, CVekSession_SetTrace(h, 1))},
+    {"CVekSession_Stats", NOTHING(CVekSession, CVekSession_Stats(h, nullptr))},
+    {"CVekSession_Submit", ANSWER(CVekSession, CVekSession_Submit(h, nullptr, nullptr), vsr_BadArgument)},
+    {"CVekSession_WaitHandle", ANSWER(CVekSession, CVekSession_WaitHandle(h) <= 0, true)},
+    {"CVekSession_WaitMs", ANSWER(CVekSession, CVekSession_WaitMs(h, 129), -1)},
+    {"CVekSession_Withdraw", ANSWER(CVekSession, CVekSession_Withdraw(h, 1), vsr_BadArgument)},
+
     {"CVekTable_Fields", NULL_HANDLE(CVekTable, CVekTable_Fields(h))},
     {"CVekTable_MktFlag", ANSWER(CVekTable, CVekTable_MktFlag(h), 0)},
     {"CVekTable_Properties", NULL_HANDLE(CVekTable, CVekTable_Properties(h))},
@@ -126,6 +155,7 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekTable_RecordIndexField_B", NULL_RESULT(CVekTable, CVekTable_RecordIndexField_B(h, 0, 0))},
     {"CVekTable_RecordsCount", ANSWER(CVekTable, CVekTable_RecordsCount(h), 0)},
 
+    {"CVekTaskResult_Free", NOTHING(CVekTaskResult, CVekTaskResult_Free(h))},
     {"CVekTaskResult_IndexTable", NULL_HANDLE(CVekTaskResult, CVekTaskResult_IndexTable(h, 0))},
     {"CVekTaskResult_NameTable", NULL_HANDLE(CVekTaskResult, CVekTaskResult_NameTable(h, "t"))},
     {"CVekTaskResult_OrigResult", NULL_RESULT(CVekTaskResult, CVekTaskResult_OrigResult(h))},

@@ -337,6 +337,100 @@ TEST_F(Kept, ShortLinksEndInStopping) {
   EXPECT_EQ(kept->Take().back().substr(0, 8), "given up");
 }
 
+TEST_F(Kept, BadInputEntersNothing) {
+  MakeUp();
+  const auto refusal = [&](int code, const char* id, const std::string& text, std::uint32_t flags = 0) {
+    CVekSubmit request = KeptSession::Request(code, id, text);
+    request.flags = flags;
+    return kept->Submit(request);
+  };
+  const struct {
+    int reason;
+    int code;
+    const char* id;
+    const char* text;
+    std::uint32_t flags;
+  } cases[] = {
+      {vsr_BadText, 129, "W1", "W1 new", 0},
+      {vsr_BadText, 129, "W1", "W1 new\na\nb", 0},
+      {vsr_BadText, 129, "W1", "W2 new\na", 0},
+      {vsr_BadText, 129, "W1", "W12 new\na", 0},
+      {vsr_BadText, 128, "Sgn.Result", "Sgn.Result x", 0},
+      {vsr_BadText, 128, "W 1", "W 1 x", 0},
+      {vsr_BadText, 128, "W1", "", 0},
+      {vsr_BadText, 128, nullptr, "", 0},
+      {vsr_BadText, 128, "12345678901234567890123456789012", "12345678901234567890123456789012 x", 0},
+      {vsr_BadArgument, 2, "W1", "W1 x", 0},
+      {vsr_BadArgument, 4096, "W1", "W1 x", 0},
+      {vsr_BadArgument, 128, "W1", "W1 x", 64},
+  };
+  for (const auto& each : cases)
+    EXPECT_EQ(refusal(each.code, each.id, each.text, each.flags), each.reason) << each.text;
+  CVekSubmit request = KeptSession::Request(128, "W1", "W1 x");
+  request.size = 8;
+  EXPECT_EQ(kept->Submit(request), vsr_BadArgument);
+  request.size = sizeof request;
+  request.mode = 2;
+  EXPECT_EQ(kept->Submit(request), vsr_BadArgument);
+  request.mode = vsm_Hold;
+  request.replaces = 12345;
+  EXPECT_EQ(kept->Submit(request), vsr_TooLate);
+  CVekReceipt receipt{};
+  receipt.size = 4;
+  request.replaces = 0;
+  EXPECT_EQ(CVekSession_Submit(&kept->session, &request, &receipt), vsr_BadArgument);
+  EXPECT_EQ(Sent(), Lines{});
+  EXPECT_EQ(After(20'000), Lines{});
+
+  CVekSessionConfig config = KeptSession::Config();
+  config.delivery = 3;
+  std::int32_t reason = 0;
+  EXPECT_EQ(CVekSession_Create(&config, &reason).object, nullptr);
+  EXPECT_EQ(reason, vsr_BadArgument);
+}
+
+TEST_F(Kept, WhoTakesNoEventsLosesTheLinkAndNoReport) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.delivery = vsd_Poll;
+  config.maxEvents = 16;
+  kept.emplace(config);
+  kept->Open({":TestMes:lend"});
+  Connect();
+  mes->Deliver(SgnResult(kRates));
+  std::string reports;
+  for (int i = 0; i < 30; ++i) reports += Message(130, "r");
+  mes->Deliver(reports);
+  time.Advance(0);
+  CVekEvent event{};
+  event.size = sizeof event;
+  int told = 0;
+  std::string last;
+  while (CVekSession_Next(&kept->session, 0, &event) == 1) {
+    last = LineOf(event);
+    told += last == "report r";
+  }
+  EXPECT_EQ(told, 14);  // and three states: one more than may wait; the rest was not taken from the link
+  EXPECT_EQ(last, "waiting to connect again: the application does not take its events");
+}
+
+// Delivers and answers as much as before, whatever was traced; no password is among it.
+TEST_F(Kept, TracesWithoutPasswords) {
+  kept.emplace();
+  CVekSession_SetTrace(&kept->session, 2);
+  std::string traced;
+  kept->onEvent = [&](CVekSession*, const CVekEvent& event) {
+    if (event.kind != vse_Trace) return;
+    traced += ((event.flags & vsg_Outbound) != 0 ? " >" : " <") + std::to_string(event.code);
+    EXPECT_EQ(std::string(event.text, event.textLength).find("secret"), std::string::npos);
+  };
+  kept->Open({":TestMes:lend"});
+  Connect();
+  mes->Deliver(SgnResult(kRates));
+  kept->Query("Q1");
+  mes->Deliver(TaskResult("Q1", "x"));
+  EXPECT_EQ(traced, " >0 <0 >2 <128 >128 <128");
+}
+
 // At every event of a whole life, nothing is told after it but the fates.
 TEST_F(Kept, DeletedInEveryEvent) {
   for (std::size_t at = 1;; ++at) {
