@@ -84,7 +84,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   // True when the one that was `tried` was not taken.
   bool Pump(TLock& lock, std::uint64_t tried = 0, std::int64_t now = 0);
   void TraceTaken() noexcept;
-  bool SendTaken(std::uint64_t& at);
+  bool SendTaken(std::uint64_t& at) noexcept;
   bool SendPasswords();
   void OfferGate();
   void ArmDue();

@@ -195,7 +195,8 @@ void TSession::TraceTaken() noexcept try {
 } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
 }
 
-bool TSession::SendTaken(std::uint64_t& at) {
+// Without memory nothing was taken.
+bool TSession::SendTaken(std::uint64_t& at) noexcept try {
   if (message_.code != PkSession) {
     return Impl().SendRequestAt(message_.code, message_.buffer.data(),
                                 static_cast<unsigned>(message_.buffer.size()), &at);
@@ -203,9 +204,12 @@ bool TSession::SendTaken(std::uint64_t& at) {
   const bool sent = SendPasswords();
   if (sent) at = 0;
   return sent;
+} catch (const std::bad_alloc&) {
+  if (message_.code == PkSession) Dova::WipeText(message_.buffer);
+  return false;
 }
 
-bool TSession::SendPasswords() try {
+bool TSession::SendPasswords() {
   std::string texts[3];
   std::size_t from = kPrefixBytes;
   for (std::string& text : texts) {
@@ -216,8 +220,6 @@ bool TSession::SendPasswords() try {
   for (std::string& text : texts) Dova::WipeText(text);
   Dova::WipeText(message_.buffer);
   return sent;
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
 int TSession::TakePlace(int code) {

@@ -120,6 +120,36 @@ TEST(Live, NoLiesUnderCutsAtAnyByte) {
   ExpectTruth(kept, SeenBy({&server}), tickets);
 }
 
+// More than the system takes while the server does not read: what stayed here was never sent.
+TEST(Live, WhatTheSystemNeverTookWasNeverSent) {
+  VekSim::SimServer server;
+  KeptSession kept;
+  kept.Open({SettingOf(server)});
+  ASSERT_TRUE(kept.WaitFor("up"));
+  VekSim::LinkFaults stalled;
+  stalled.stall = true;
+  server.SetLink(1, stalled);
+  const std::string tail(1 << 20, 'x');
+  std::size_t tickets = 0;
+  for (std::uint64_t tag = 1; tag <= 14; ++tag) {
+    const std::string id = "W" + std::to_string(tag), text = id + " new\n" + tail;
+    CVekSubmit request = KeptSession::Request(129, id.c_str(), text);
+    request.tag = tag;
+    request.holdMs = 1;
+    tickets += kept.Submit(request) == 0;
+  }
+  server.Disconnect(1, true);
+  ASSERT_TRUE(kept.WaitFor("waiting to connect again: the connection broke"));
+  std::size_t never = 0, unknown = 0;
+  for (const auto& [ticket, fates] : kept.fates) {
+    never += fates[0].fate == vsf_NeverSent && fates[0].handedNs != 0;
+    unknown += fates[0].fate == vsf_Unknown;
+  }
+  EXPECT_GT(never, 0U);
+  EXPECT_GT(unknown, 0U);
+  ExpectTruth(kept, SeenBy({&server}), tickets);
+}
+
 TEST(Live, PolledEventsWaitForWhoTakesThem) {
   VekSim::SimServer server;
   CVekSessionConfig config = KeptSession::Config();
