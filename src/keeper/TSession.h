@@ -74,6 +74,10 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   ~TSession() override;
 
   std::int64_t NowNs() const { return clock_.NowNs(); }
+  // Never for 0.
+  static std::int64_t TimeAfter(std::int64_t now, std::uint32_t ms) {
+    return ms == 0 ? kNever : now + ms * std::int64_t{1'000'000};
+  }
   TClientParts::TImpl& Impl() { return TClientParts::ImplOf(client_); }
   bool IsLinked() const { return state_ == vss_Resyncing || state_ == vss_Up; }
 
@@ -115,7 +119,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   bool Drain(std::uint32_t drainMs);
   int WaitOf(std::int64_t dueNs) const;
 
-  // ---- inside the context ----
+  // ---- TSessionWork.cpp: inside the context ----
   void Run();
   bool Step(TLock& lock);
   bool HasRoom();

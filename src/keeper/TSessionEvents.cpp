@@ -11,8 +11,6 @@
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
-
 int FailureOf(const std::string& reason) {
   if (reason == kTextBadSetting || reason == kTextBadApName) return vsr_BadSetting;
   if (reason == kTextNoMemory) return vsr_NoMemory;
@@ -57,7 +55,7 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
     const TLock lock(mutex_);
     if (state_ != vss_Connecting || ended_) return;
     SetState(vss_SigningOn, 0);
-    stageDue_ = config_.signOnMs == 0 ? kNever : NowNs() + config_.signOnMs * kNsPerMs;
+    stageDue_ = TimeAfter(NowNs(), config_.signOnMs);
   } else if (end != 0) {
     const std::string detail = reason;
     const bool open = state != vcs_LinkError && state != vcs_LinkBroken;
@@ -116,7 +114,7 @@ void TSession::OnVekApReadyEvent(VekClient&) {
       GoUp();
     } else {
       SetState(vss_Resyncing, 0);
-      stageDue_ = config_.resyncMs == 0 ? kNever : NowNs() + config_.resyncMs * kNsPerMs;
+      stageDue_ = TimeAfter(NowNs(), config_.resyncMs);
       for (const std::string& query : resync_) SubmitOwn(query, vsg_Resync);
       resyncLeft_ = static_cast<std::uint32_t>(resync_.size());
     }

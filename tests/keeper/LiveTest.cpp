@@ -150,6 +150,31 @@ TEST(Live, WhatTheSystemNeverTookWasNeverSent) {
   ExpectTruth(kept, SeenBy({&server}), tickets);
 }
 
+// Whatever its other threads are doing: every ticket has its fate when Delete returns, and nothing comes
+// afterwards.
+TEST(Live, DeletedAtAnyMoment) {
+  VekSim::SimServer server;
+  for (std::size_t moment = 1; moment <= 60; ++moment) {
+    CVekSessionConfig config = KeptSession::Config();
+    config.rateCount = 3;
+    config.rateMs = 1;
+    std::atomic<std::size_t> events{0};
+    KeptSession kept(config);
+    kept.onEvent = [&](CVekSession*, const CVekEvent&) { events.fetch_add(1), events.notify_all(); };
+    kept.Open({SettingOf(server)});
+    ASSERT_TRUE(kept.WaitFor("up"));
+    std::size_t tickets = 0;
+    for (std::uint64_t tag = 1; tag <= 60; ++tag) tickets += OrderTagged(kept, tag) == 0;
+    for (std::size_t seen = events; seen < 3 + moment; seen = events) events.wait(seen);
+    CVekSession_Delete(&kept.session);
+    const std::size_t told = events;
+    EXPECT_EQ(kept.fates.size(), tickets);
+    for (const auto& [ticket, fates] : kept.fates) EXPECT_EQ(fates.size(), 1U);
+    EXPECT_EQ(kept.Take().back(), "closed: the session was closed");
+    EXPECT_EQ(events, told);
+  }
+}
+
 TEST(Live, PolledEventsWaitForWhoTakesThem) {
   VekSim::SimServer server;
   CVekSessionConfig config = KeptSession::Config();
