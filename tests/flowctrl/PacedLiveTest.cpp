@@ -8,6 +8,7 @@
 
 #include "sim/SimServer.h"
 #include "support/Recorder.h"
+#include "support/SimSession.h"
 #include "vekapi/VekFlowCtrlSender.h"
 
 namespace vektest {
@@ -27,11 +28,11 @@ std::string Order(int number) {
 // A session that passes acknowledgements to its sender.
 class Paced : public Recorder {
  public:
-  explicit Paced(const SimServer& server) : setting_("127.0.0.1:" + std::to_string(server.Port())) {}
+  explicit Paced(const SimServer& server) : setting_(Setting(server)) {}
 
   bool Connect() {
     Take();
-    client.Connect(setting_, "Paced", "1.0.0.0", "trader", "", "secret");
+    vektest::Connect(client, setting_);
     return WaitFor("ready");
   }
   void OnVekRequestAckEvent(VekClient&, int code, const std::string& text) override {

@@ -50,19 +50,6 @@ class Window final : public TMessageHandler {
   const TWindowRef window_;
 };
 
-TEST(MessageWindow, PostedMessagesComeInOrderWhenDispatched) {
-  std::string seen;
-  Window window([&](const TMessage& message) { seen += std::to_string(message.code - kFirst); });
-  std::thread([&] {
-    for (unsigned i = 0; i < 5; ++i) EXPECT_EQ(window->Post(kFirst + i), EPost::Posted);
-  }).join();
-  EXPECT_EQ(seen, "");
-  EXPECT_EQ(DispatchMessages(-1), 5);
-  EXPECT_EQ(seen, "01234");
-  EXPECT_EQ(DispatchMessages(0), 0);
-  EXPECT_EQ(DispatchMessages(20), 0);
-}
-
 // Messages posted as fast as they are handled must not keep the caller longer than those present at the call.
 TEST(MessageWindow, DispatchComesBackToTheCaller) {
   int left = 3 * kMessagesAtOnce;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "result/packets.h"
+#include "support/OwnNew.h"
 
 namespace {
 
@@ -28,42 +29,23 @@ struct TCount {
 
 thread_local TCount count;
 
-void* Take(std::size_t bytes) {
+}  // namespace
+
+void* TestSupport::Take(std::size_t bytes) {
   if (++count.calls == count.eventAt) count.event();
   auto* const memory = static_cast<char*>(std::malloc(bytes + kHead));
-  if (!memory) throw std::bad_alloc();
+  if (!memory) return nullptr;
   *reinterpret_cast<std::size_t*>(memory) = bytes;
   count.bytes += bytes;
   count.most = std::max(count.most, count.bytes);
   return memory + kHead;
 }
 
-void Give(void* memory) {
+void TestSupport::Give(void* memory) noexcept {
   if (!memory) return;
   char* const start = static_cast<char*>(memory) - kHead;
   count.bytes -= *reinterpret_cast<std::size_t*>(start);
   std::free(start);
-}
-
-}  // namespace
-
-void* operator new(std::size_t bytes) {
-  return Take(bytes);
-}
-void* operator new[](std::size_t bytes) {
-  return Take(bytes);
-}
-void operator delete(void* memory) noexcept {
-  Give(memory);
-}
-void operator delete[](void* memory) noexcept {
-  Give(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  Give(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  Give(memory);
 }
 
 namespace VekApi {

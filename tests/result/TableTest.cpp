@@ -20,12 +20,6 @@ VekTable TableOf(const char* fields) {
   return table;
 }
 
-TEST(Table, CutsLinesIntoColumns) {
-  VekTable table = TableOf("P|Q|R");
-  for (const char* line : {"x|y|z", "x", "", "a|b|c|d|", "a~hidden|b\n#|c"}) table.AddRecord(Bytes(line));
-  EXPECT_EQ(Describe(table), "[T](P)(Q)(R)/x,y,z/x,,/,,/a,b,c|d|/a,b\n\x02,c");
-}
-
 TEST(Table, NullWhereThereIsNoValue) {
   VekTable table = TableOf("A|B");
   constexpr int kLeast = std::numeric_limits<int>::min();
@@ -91,11 +85,6 @@ TEST(Table, CopiesAreIndependentAndMovesLeaveNothing) {
   EXPECT_EQ(copy.RecordsCount(), 0);  // NOLINT: promised
   copy.AddRecord("again");
   EXPECT_EQ(copy.RecordsCount(), 1);
-}
-
-TEST(Table, PropertiesAreAtTheTablesAddress) {
-  const VekTable table = TableOf("A");
-  EXPECT_EQ(static_cast<const void*>(&table.Properties()), static_cast<const void*>(&table));
 }
 
 TEST(Table, MarketFlagReadsCNumbersOf32Bits) {

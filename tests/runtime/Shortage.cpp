@@ -1,7 +1,8 @@
 #include "runtime/Shortage.h"
 
 #include <cstdlib>
-#include <new>
+
+#include "support/OwnNew.h"
 
 namespace TestSupport {
 
@@ -16,12 +17,16 @@ namespace {
 thread_local bool limited = false;
 thread_local int left = 0;
 
-void* Allocate(std::size_t size) {
+}  // namespace
+
+void* Take(std::size_t bytes) {
   if (limited && left-- <= 0) return nullptr;
-  return std::malloc(size ? size : 1);
+  return std::malloc(bytes ? bytes : 1);
 }
 
-}  // namespace
+void Give(void* memory) noexcept {
+  std::free(memory);
+}
 
 TNoMemory::TNoMemory(int first) {
   left = first;
@@ -37,29 +42,3 @@ bool TNoMemory::WasFelt() const {
 }
 
 }  // namespace TestSupport
-
-void* operator new(std::size_t size) {
-  if (void* const memory = TestSupport::Allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) {
-  return operator new(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return TestSupport::Allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return TestSupport::Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}

@@ -12,6 +12,7 @@
 
 #include "sim/SimServer.h"
 #include "support/Recorder.h"
+#include "support/SimSession.h"
 #include "support/TcpPeer.h"
 #include "support/WholeSession.h"
 
@@ -22,20 +23,6 @@ using VekApi::VekClient;
 using VekSim::SimConfig;
 using VekSim::SimSeen;
 using VekSim::SimServer;
-
-template <class Listener>
-std::string Setting(const Listener& listener) {
-  return "127.0.0.1:" + std::to_string(listener.Port());
-}
-
-void Connect(VekClient& client, const std::string& setting, const std::string& password = "secret") {
-  client.Connect(setting, "Live", "1.2.3.4", "trader", "9800001", password);
-}
-
-bool Send(VekClient& client, int code, const std::string& text) {
-  std::string request = "....." + text;
-  return client.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
-}
 
 // Time limits far above a healthy run, but below a hang.
 class Stopwatch {

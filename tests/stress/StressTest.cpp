@@ -23,6 +23,7 @@
 #include "support/Forked.h"
 #include "support/Held.h"
 #include "support/Recorder.h"
+#include "support/SimSession.h"
 #include "support/TVirtualTimerQueue.h"
 #include "support/Watchdog.h"
 #include "support/Wire.h"
@@ -89,22 +90,21 @@ const bool registered = [] {
 class TStayer {
  public:
   explicit TStayer(const std::string& setting) {
-    client_->Connect(setting, "Stayer", "1", "trader", "9800001", "secret");
+    vektest::Connect(*client_, setting);
     EXPECT_TRUE(recorder_.WaitFor("ready"));
     recorder_.Take();
   }
 
   // Still the same link, which carries requests and answers.
   void ExpectUp() {
-    std::string request = ".....S" + std::to_string(++asked_) + " products";
-    EXPECT_TRUE(client_->SendVekRequest(128, request.data(), static_cast<unsigned>(request.size())));
+    EXPECT_TRUE(vektest::Send(*client_, 128, "S" + std::to_string(++asked_) + " products"));
     EXPECT_TRUE(recorder_.WaitFor("result S" + std::to_string(asked_)));
     for (const std::string& line : recorder_.Take()) EXPECT_NE(line.rfind("connect", 0), 0U) << line;
   }
 
   void TryInherited(const std::string& setting) {
     recorder_.Take();
-    client_->Connect(setting, "Child", "1", "trader", "9800001", "secret");
+    vektest::Connect(*client_, setting);
     client_->Disconnect();
     client_.reset();
   }
@@ -127,7 +127,7 @@ int BeChild(TStayer& stayer, const std::vector<TWatched*>& inherited, const std:
   if (testing::Test::HasFailure() && !failedBefore) return 2;
   static vektest::Recorder& recorder = *new vektest::Recorder;
   static VekApi::VekClient client(recorder);
-  client.Connect(setting, "Child", "1", "trader", "9800001", "secret");
+  vektest::Connect(client, setting);
   return recorder.WaitFor("ready") ? 0 : 3;
 }
 
@@ -246,7 +246,7 @@ class StressTest : public testing::Test {
   const testing::ScopedTrace trace_{__FILE__, __LINE__, about_};
   TestSupport::TWatchdog watchdog_{about_, 60};
   VekSim::SimServer server_{Config()};
-  const std::string tcp_ = "127.0.0.1:" + std::to_string(server_.Port());
+  const std::string tcp_ = vektest::Setting(server_);
   TStayer stayer_{tcp_};
   TestSupport::TVirtualTimerQueue time_;
 };

@@ -8,6 +8,7 @@
 
 #include "sim/SimServer.h"
 #include "support/Recorder.h"
+#include "support/SimSession.h"
 #include "vekapi/VekFlowCtrlSender.h"
 
 namespace vektest {
@@ -47,28 +48,23 @@ class WholeSession : public Recorder {
   }
 
  private:
-  bool Send(int code, const std::string& text) {
-    std::string request = "....." + text;
-    return client_.SendVekRequest(code, request.data(), static_cast<unsigned>(request.size()));
-  }
-
   void SignOn(const std::string& password) {
-    client_.Connect(setting_, "Whole", "1.2.3.4", "trader", "9800001", password);
+    Connect(client_, setting_, password);
     ASSERT_TRUE(WaitFor("ready"));
   }
 
   void QueryAndOrder() {
-    ASSERT_TRUE(Send(128, "W1 products"));
+    ASSERT_TRUE(Send(client_, 128, "W1 products"));
     ASSERT_TRUE(WaitFor("result W1 "));
-    ASSERT_TRUE(Send(129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
+    ASSERT_TRUE(Send(client_, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
     ASSERT_TRUE(WaitFor("ack 129 "));
     ASSERT_TRUE(WaitFor("report "));
   }
 
   void LongMessages() {
-    ASSERT_TRUE(Send(128, "W3 ticks\nrows=" + std::to_string(text_.size() / 20)));
+    ASSERT_TRUE(Send(client_, 128, "W3 ticks\nrows=" + std::to_string(text_.size() / 20)));
     ASSERT_TRUE(WaitFor("result W3 "));
-    ASSERT_TRUE(Send(150, text_));
+    ASSERT_TRUE(Send(client_, 150, text_));
     ASSERT_TRUE(server_.WaitFor([](const VekSim::SimSeen& seen) {
       return std::any_of(seen.packets.begin(), seen.packets.end(),
                          [](const auto& packet) { return packet.code == 150; });

@@ -34,6 +34,13 @@ TFunction* Next(const char* name) {
     return next;                                          \
   }()
 
+// Overrides a function that tells of its failure by -1.
+#define OVERRIDE(kind, error, result, name, parameters, ...) \
+  result name parameters {                                   \
+    if (Fails(EKind::kind, error)) return -1;                \
+    return NEXT(name)(__VA_ARGS__);                          \
+  }
+
 bool Fails(EKind kind, int error) {
   if (!Faults::Fails(kind)) return false;
   errno = error;
@@ -51,35 +58,21 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*body
 
 // ---- sockets ----
 
-int socket(int domain, int type, int protocol) noexcept {
-  if (Fails(EKind::Socket, EMFILE)) return -1;
-  return NEXT(socket)(domain, type, protocol);
-}
-
-int connect(int fd, const sockaddr* address, socklen_t length) {
-  if (Fails(EKind::Socket, ENETUNREACH)) return -1;
-  return NEXT(connect)(fd, address, length);
-}
-
-ssize_t send(int fd, const void* bytes, size_t length, int flags) {
-  if (Fails(EKind::Socket, ENOBUFS)) return -1;
-  return NEXT(send)(fd, bytes, length, flags);
-}
-
-ssize_t recv(int fd, void* buffer, size_t size, int flags) {
-  if (Fails(EKind::Socket, ENOMEM)) return -1;
-  return NEXT(recv)(fd, buffer, size, flags);
-}
-
-int poll(pollfd* entries, nfds_t count, int timeoutMs) {
-  if (Fails(EKind::Socket, ENOMEM)) return -1;
-  return NEXT(poll)(entries, count, timeoutMs);
-}
-
-int eventfd(unsigned initial, int flags) noexcept {
-  if (Fails(EKind::Socket, EMFILE)) return -1;
-  return NEXT(eventfd)(initial, flags);
-}
+OVERRIDE(Socket, EMFILE, int, socket, (int domain, int type, int protocol) noexcept, domain, type, protocol)
+OVERRIDE(Socket, ENETUNREACH, int, connect, (int fd, const sockaddr* to, socklen_t length), fd, to, length)
+OVERRIDE(Socket, ENOBUFS, ssize_t, send, (int fd, const void* bytes, size_t length, int flags), fd, bytes,
+         length, flags)
+OVERRIDE(Socket, ENOMEM, ssize_t, recv, (int fd, void* buffer, size_t size, int flags), fd, buffer, size,
+         flags)
+OVERRIDE(Socket, ENOMEM, int, poll, (pollfd * entries, nfds_t count, int timeoutMs), entries, count,
+         timeoutMs)
+OVERRIDE(Socket, EMFILE, int, eventfd, (unsigned initial, int flags) noexcept, initial, flags)
+OVERRIDE(Socket, ENOBUFS, int, getsockopt,
+         (int fd, int level, int name, void* value, socklen_t* length) noexcept, fd, level, name, value,
+         length)
+OVERRIDE(Socket, ENOBUFS, int, setsockopt,
+         (int fd, int level, int name, const void* value, socklen_t length) noexcept, fd, level, name, value,
+         length)
 
 int fcntl(int fd, int command, ...) {
   va_list rest;
@@ -88,16 +81,6 @@ int fcntl(int fd, int command, ...) {
   va_end(rest);
   if (Fails(EKind::Socket, EINVAL)) return -1;
   return NEXT(fcntl)(fd, command, argument);
-}
-
-int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
-  if (Fails(EKind::Socket, ENOBUFS)) return -1;
-  return NEXT(getsockopt)(fd, level, name, value, length);
-}
-
-int setsockopt(int fd, int level, int name, const void* value, socklen_t length) noexcept {
-  if (Fails(EKind::Socket, ENOBUFS)) return -1;
-  return NEXT(setsockopt)(fd, level, name, value, length);
 }
 
 // Fails if the connection has already ended.
@@ -114,6 +97,9 @@ int getaddrinfo(const char* host, const char* service, const addrinfo* hints, ad
 }
 
 // ---- shared memory: how rings are found, looked at and mapped ----
+
+OVERRIDE(SharedMemory, ENOMEM, int, fstatfs, (int fd, struct statfs* status) noexcept, fd, status)
+OVERRIDE(SharedMemory, ENOMEM, int, fstat, (int fd, struct stat* status) noexcept, fd, status)
 
 DIR* opendir(const char* path) {
   if (Fails(EKind::SharedMemory, EMFILE)) return nullptr;
@@ -138,19 +124,9 @@ int openat(int folder, const char* path, int flags, ...) {
   return NEXT(openat)(folder, path, flags, mode);
 }
 
-int fstatfs(int fd, struct statfs* status) noexcept {
-  if (Fails(EKind::SharedMemory, ENOMEM)) return -1;
-  return NEXT(fstatfs)(fd, status);
-}
-
 void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
   if (Fails(EKind::SharedMemory, ENOMEM)) return MAP_FAILED;
   return NEXT(mmap)(address, length, protection, flags, fd, offset);
-}
-
-int fstat(int fd, struct stat* status) noexcept {
-  if (Fails(EKind::SharedMemory, ENOMEM)) return -1;
-  return NEXT(fstat)(fd, status);
 }
 
 int open(const char* path, int flags, ...) {

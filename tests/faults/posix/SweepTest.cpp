@@ -95,17 +95,8 @@ class Sweep : public testing::TestWithParam<std::tuple<bool, EKind>> {
 // From one call that is tried to the next.
 unsigned Stride(EKind kind) {
   if (FromEnvironment("VEKAPI_FAULTS_ALL", 0) != 0) return 1;
-  switch (kind) {
-    case EKind::Memory:
-      return 11;
-    case EKind::Thread:
-      return 1;
-    case EKind::Socket:
-      return 3;
-    case EKind::SharedMemory:
-      return 11;
-  }
-  return 1;
+  static constexpr unsigned kStrides[] = {11, 1, 3, 11};
+  return kStrides[static_cast<int>(kind)];
 }
 
 TEST_P(Sweep, EveryCallFailsOnce) {

@@ -15,6 +15,7 @@
 
 #include "platform/os/posix/SharedObject.h"
 #include "shmem/ShMemFixture.h"
+#include "support/Forked.h"
 
 namespace vektest {
 namespace {
@@ -99,16 +100,13 @@ TEST(SharedObject, ExchangedWhileItIsJoined) {
 // In a process that cannot have that much anyway, because the system would kill programs rather than refuse.
 TEST(SharedObject, MoreThanThereIsMemoryIsAnAnswer) {
   const std::string name = FreshName();
-  const pid_t child = fork();
-  if (child == 0) {
-    const rlimit limit{1 << 20, 1 << 20};
-    signal(SIGXFSZ, SIG_IGN);
-    TSharedObject object;
-    _exit(setrlimit(RLIMIT_FSIZE, &limit) == 0 ? object.Make(name, std::uint64_t{1} << 50) : 255);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(WEXITSTATUS(status), ENOMEM);
+  EXPECT_EQ(TestSupport::ExitCodeOfChild([&] {
+              const rlimit limit{1 << 20, 1 << 20};
+              signal(SIGXFSZ, SIG_IGN);
+              TSharedObject object;
+              return setrlimit(RLIMIT_FSIZE, &limit) == 0 ? object.Make(name, std::uint64_t{1} << 50) : 255;
+            }),
+            ENOMEM);
 }
 
 TEST(SharedObject, NamesOfNoProcess) {
@@ -174,17 +172,14 @@ TEST_F(ShMemTest, EventsThatLie) {
 TEST_F(ShMemTest, AForkedChildLeavesTheRingsAlone) {
   Link();
   ASSERT_EQ(mes->Send("mine", 4), 4);
-  const pid_t child = fork();
-  if (child == 0) {
-    char c = 0;
-    const bool inert = mes->Send("child's", 7) == 0 && mes->Recv(&c, 1) == 0;
-    mes->Close();
-    mes.reset();
-    _exit(inert ? 0 : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(TestSupport::ExitCodeOfChild([&] {
+              char c = 0;
+              const bool inert = mes->Send("child's", 7) == 0 && mes->Recv(&c, 1) == 0;
+              mes->Close();
+              mes.reset();
+              return inert ? 0 : 1;
+            }),
+            0);
   char buffer[20] = {};
   EXPECT_EQ(rings.Read(buffer, sizeof buffer), 4);
   EXPECT_STREQ(buffer, "mine");
