@@ -1,10 +1,9 @@
 #include "protocol/ConnectRequest.h"
 
-#include <cstdint>
-#include <string_view>
+#include <algorithm>
 #include <utility>
 
-#include "protocol/Packet.h"
+#include "protocol/PacketReader.h"
 
 namespace VekApi {
 namespace {
@@ -49,6 +48,27 @@ bool MakeConnectRequest(std::string& packet, const std::string& apName, const st
   made.replace(kNameAt + apName.size(), kClientKind.size(), kClientKind);
   packet = std::move(made);
   return true;
+}
+
+bool MayBeConnectRequest(std::string_view start) {
+  char fixed[8] = {};  // code, byte 3 and the probe
+  PutU16(&fixed[4], kByteOrderProbe & 0xFFFF, vek_LittleEndian);
+  PutU16(&fixed[6], kByteOrderProbe >> 16, vek_LittleEndian);
+  if (start.size() > 1 && (start[1] & 0xF0) != 0) return false;
+  for (std::size_t at = 2; at < std::min(start.size(), sizeof fixed); ++at) {
+    if (start[at] != fixed[at]) return false;
+  }
+  return true;
+}
+
+std::optional<TConnectRequest> ReadConnectRequest(std::string_view packet) {
+  if (packet.size() < kNameAt) return {};
+  TPacketReader texts(packet.data(), static_cast<int>(packet.size()), kNameAt, vek_LittleEndian);
+  TConnectRequest request{texts.Text(Byte(packet[16])), {}, {}};
+  request.kind = texts.Text(GetU16(&packet[18], vek_LittleEndian));
+  for (std::size_t i = 0; i < request.version.size(); ++i)
+    request.version[i] = GetU16(&packet[8 + 2 * i], vek_LittleEndian);
+  return request;
 }
 
 }  // namespace VekApi

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace VekApi {
 
@@ -9,5 +13,17 @@ namespace VekApi {
 // line; from 20 the name and the line "VekSocketClient\n". All numbers are little-endian. Returns false if
 // the name makes the packet too long.
 bool MakeConnectRequest(std::string& packet, const std::string& apName, const std::string& apVersion);
+
+struct TConnectRequest {
+  std::string_view name;
+  std::array<std::uint16_t, 4> version;
+  std::string_view kind;  // with its line end
+};
+
+// Whether a packet from its start on may be a connect request, as far as it is there.
+bool MayBeConnectRequest(std::string_view start);
+
+// Nothing when the packet is shorter than its fixed part.
+std::optional<TConnectRequest> ReadConnectRequest(std::string_view packet);
 
 }  // namespace VekApi

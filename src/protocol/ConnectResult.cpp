@@ -54,9 +54,7 @@ TPacketReader ItemsOf(const char* packet, int length, EVekEndian endian) {
 std::optional<TConnectResult> ReadConnectResult(const char* packet, int length) {
   if (length < kConnectResultBytes) return {};
   const EVekEndian endian = packet[4] == 'x' ? vek_LittleEndian : vek_BigEndian;
-  TConnectResult result{ServerNameOf(packet, length, endian), {}, {}};
-  int mode = 0;
-  std::string_view key;
+  TConnectResult result{ServerNameOf(packet, length, endian), {}, {}, 0, {}};
   TPacketReader items = ItemsOf(packet, length, endian);
   while (const auto item = NextItem(items)) {
     if (item->tag == "ERROR\n" && packet[3] == kRefused) {
@@ -64,11 +62,11 @@ std::optional<TConnectResult> ReadConnectResult(const char* packet, int length) 
       break;
     }
     if (item->tag == "VekEnc\n" && item->data.size() >= 2 && 2 + Byte(item->data[1]) <= item->data.size()) {
-      mode = SignedByte(item->data[0]);
-      key = item->data.substr(2, Byte(item->data[1]));
+      result.mode = SignedByte(item->data[0]);
+      result.key = item->data.substr(2, Byte(item->data[1]));
     }
   }
-  result.cipher = TCipher(endian, mode, std::string(key));
+  result.cipher = TCipher(endian, result.mode, result.key);
   return result;
 }
 

@@ -15,6 +15,8 @@ struct TConnectResult {
   std::string serverName;  // with its version, such as "GW.2.0.1.15"
   TCipher cipher;
   std::optional<std::string> refusal;
+  int mode = 0;
+  std::string key;
 };
 
 // Empty if the packet is shorter than its fixed part.

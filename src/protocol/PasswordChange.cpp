@@ -3,21 +3,30 @@
 #include "protocol/PacketReader.h"
 
 namespace VekApi {
+namespace {
+
+constexpr int kRequestTextsAt = 7;
+
+}  // namespace
 
 TSecretPacket MakeChgPassRequest(const std::string& user, const std::string& oldPass,
                                  const std::string& newPass) {
-  constexpr std::size_t kTextsAt = 7;
-  TSecretPacket packet(PkSession, kTextsAt + user.size() + oldPass.size() + newPass.size());
+  TSecretPacket packet(PkSession, kRequestTextsAt + user.size() + oldPass.size() + newPass.size());
   if (!packet) return packet;
   packet.SetSubcode(PkSessionChgPass);
   std::size_t lengthAt = 4;
-  std::size_t textAt = kTextsAt;
+  std::size_t textAt = kRequestTextsAt;
   for (const std::string* text : {&user, &oldPass, &newPass}) {
     packet.SetLength(lengthAt++, *text);
     packet.Put(textAt, *text);
     textAt += text->size();
   }
   return packet;
+}
+
+std::string_view ReadChgPassUser(const char* packet, int length) {
+  if (length < kRequestTextsAt) return {};
+  return TPacketReader(packet, length, kRequestTextsAt, vek_LittleEndian).Text(Byte(packet[4]));
 }
 
 std::optional<TChgPassResult> ReadChgPassResult(const char* packet, int length, EVekEndian endian) {

@@ -19,6 +19,9 @@ namespace VekApi {
 // Empty if the texts are too long.
 TSecretPacket MakeSignOnRequest(const std::string& identity, const std::string& password);
 
+// The identity in a request; empty when the packet is too short.
+std::string_view ReadSignOnIdentity(const char* packet, int length);
+
 struct TSignOnReply {
   std::uint32_t number;  // 0: refused; otherwise the sign-on result follows
   std::string_view message;

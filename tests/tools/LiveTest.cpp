@@ -1,0 +1,135 @@
+// A session of the library, looked at through the proxy, from captures and from a recording.
+#include <gtest/gtest.h>
+
+#include "Line.h"
+#include "vekdump/Chart.h"
+#include "vekdump/Stats.h"
+
+namespace VekDump {
+namespace {
+
+using VekSim::ByteOrder;
+using VekSim::SimConfig;
+
+struct Kind {
+  ByteOrder order;
+  int mode;
+  const char* key;
+};
+
+class VekdumpLive : public testing::TestWithParam<Kind> {
+ protected:
+  static SimConfig Config() {
+    SimConfig config;
+    config.order = GetParam().order;
+    config.mode = GetParam().mode;
+    config.key = GetParam().key;
+    config.signOnReply = 7;
+    return config;
+  }
+};
+
+std::vector<nlohmann::json> Objects(const std::string& jsonLines) {
+  std::vector<nlohmann::json> objects;
+  std::istringstream in(jsonLines);
+  for (std::string line; std::getline(in, line);) objects.push_back(nlohmann::json::parse(line));
+  return objects;
+}
+
+std::size_t CountOf(const std::vector<nlohmann::json>& objects, const std::string& name) {
+  return static_cast<std::size_t>(
+      std::count_if(objects.begin(), objects.end(),
+                    [&](const nlohmann::json& object) { return object.value("name", "") == name; }));
+}
+
+void ExpectNoPassword(const Views& views) {
+  for (const std::string& view : {views.text.str(), views.json.str(), views.recording.str()}) {
+    EXPECT_EQ(view.find("secret"), std::string::npos);
+    EXPECT_EQ(view.find("736563726574"), std::string::npos);
+    EXPECT_EQ(view.find("73 65 63 72 65 74"), std::string::npos);
+    EXPECT_NE(view.find("********"), std::string::npos);
+  }
+}
+
+TEST_P(VekdumpLive, ShowsEveryPacketAndNoPassword) {
+  Views views;
+  RunSession(Config(), views);
+  const auto objects = Objects(views.json.str());
+  for (const char* const twice :
+       {"connect request", "connect result", "sign-on request", "sign-on reply", "sign-on result"})
+    EXPECT_EQ(CountOf(objects, twice), 2U) << twice;
+  EXPECT_EQ(CountOf(objects, "password change"), 1U);
+  EXPECT_EQ(CountOf(objects, "password change result"), 1U);
+  std::size_t acknowledged = 0, sent = 0;
+  for (const auto& object : objects) {
+    EXPECT_FALSE(object.value("kind", "") == "note" || object.value("scrambled", false)) << object;
+    const std::string name = object.value("name", "");
+    if (name == "request batch") sent += object["fields"]["requests"].get<std::size_t>();
+    if (name == "acknowledgement") acknowledged += object["fields"]["requests"].get<std::size_t>();
+    if (name == "task result" && object["fields"]["work id"] == "W1") {
+      EXPECT_EQ(object["tables"][0]["rows"][0][1], "臺股期貨");
+      EXPECT_EQ(object["tables"][0]["columns"][0], "Prod");
+    }
+    if (object.value("code", 0) == 150) {
+      EXPECT_EQ(object["pieces"], 5);
+      EXPECT_EQ(object["messageBytes"], object["text"].get<std::string>().size());
+    }
+  }
+  EXPECT_EQ(sent, 1U + 3U * vektest::WholeSession::kRequestRate.count);
+  EXPECT_EQ(acknowledged, sent);
+  EXPECT_EQ(objects.front()["kind"], "link");
+  ExpectNoPassword(views);
+}
+
+TEST_P(VekdumpLive, CapturesAndRecordingsShowTheSame) {
+  Views views;
+  const auto parts = RunSession(Config(), views);
+  auto live = Plain(views.json.str());
+  for (std::string& line : live) {
+    if (line.find("\"end\"") != std::string::npos)
+      line = R"({"kind":"end",)" + line.substr(line.find("\"link\""));
+  }
+  EXPECT_EQ(PlainOf(views.recording.str()).size(), live.size());
+  for (const auto layer : {LinkLayer::Null, LinkLayer::Ethernet, LinkLayer::Vlan, LinkLayer::Raw,
+                           LinkLayer::Cooked, LinkLayer::Cooked2}) {
+    for (const bool other : {false, true}) {
+      Capture capture(layer, other, other);
+      Written written(capture, other ? 7 : 1460);
+      for (const Part& part : parts) written.Add(part);
+      EXPECT_EQ(PlainOf(capture.bytes), live) << static_cast<unsigned>(layer) << other;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, VekdumpLive,
+                         testing::Values(Kind{ByteOrder::Little, 0, ""}, Kind{ByteOrder::Big, 1, "k\xFFz"},
+                                         Kind{ByteOrder::Little, 0, "server only"}));
+
+// What goes beyond the session's own packets.
+TEST(VekdumpLine, PassesOnWhateverIsSaidAndTellsHowItEnds) {
+  Views views;
+  VekSim::SimConfig config;
+  VekSim::SimServer server(config);
+  {
+    const auto outputs = views.Outputs();
+    Line line(*outputs, "127.0.0.1:" + std::to_string(server.Port()));
+    asio::io_context io;
+    const auto port =
+        static_cast<std::uint16_t>(std::stoi(line.Setting().substr(line.Setting().rfind(':') + 1)));
+    asio::ip::tcp::socket one(io), two(io);
+    for (auto* socket : {&one, &two}) socket->connect({asio::ip::make_address("127.0.0.1"), port});
+    asio::write(one, asio::buffer(std::string("GET / HTTP/1.1\r\npassword: secret\r\n\r\n")));
+    ASSERT_TRUE(
+        server.WaitFor([](const VekSim::SimSeen& seen) { return seen.packetCount > 0 || seen.broken > 0; }));
+    two.close();
+    ASSERT_TRUE(server.WaitFor([](const VekSim::SimSeen& seen) { return seen.closed > 0; }));
+  }
+  const std::string text = views.text.str();
+  EXPECT_NE(text.find("an HTTP request"), std::string::npos) << text;
+  EXPECT_NE(text.find("2  === link ended: closed by the client"), std::string::npos) << text;
+  EXPECT_NE(text.find("1  === link ended"), std::string::npos) << text;
+  EXPECT_EQ(text.find("secret"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace VekDump

@@ -1,0 +1,74 @@
+#include <fmt/core.h>
+
+#include "vekdump/Chart.h"
+#include "vekdump/ChartDrawing.h"
+#include "vekdump/Text.h"
+
+namespace VekDump {
+namespace {
+
+constexpr std::size_t kMostRows = 2000;
+constexpr std::size_t kLongestLabel = 60;
+// So many packets of a kind in a row are drawn one by one.
+constexpr std::size_t kAlone = 3;
+
+// What tells this packet from others of its kind.
+std::string Detail(const Item& item) {
+  for (const char* const field : {"refused", "work id", "identity", "server", "application", "user"}) {
+    if (const std::string* const text = FieldOf(item, field)) return *text;
+  }
+  if (item.code >= 128) return item.text.substr(0, item.text.find('\n'));
+  return {};
+}
+
+std::string Label(const Item& item) {
+  const std::string detail = item.kind == Kind::Packet ? Detail(item) : item.text;
+  const std::string text = item.name + (item.name.empty() || detail.empty() ? "" : " ") + OneLine(detail);
+  return Shortened(text, kLongestLabel);
+}
+
+}  // namespace
+
+// The rows before it are of its kind too.
+bool Chart::Joins(const Panel& panel, const Row& row) {
+  if (row.kind != Kind::Packet || row.state || panel.rows.size() < kAlone) return false;
+  for (std::size_t i = panel.rows.size() - kAlone; i < panel.rows.size(); ++i) {
+    const Row& before = panel.rows[i];
+    if (before.kind != row.kind || before.from != row.from || before.name != row.name || before.state)
+      return false;
+  }
+  return true;
+}
+
+void Chart::Show(const Item& item) {
+  Panel& panel = panels_[item.link];
+  Row row{item.kind, item.from, item.at, item.at, 1, item.name, Label(item), item.state};
+  std::int64_t longestNs = -1;
+  roundTrips_.Add(item, [&](const Answered& answered) { longestNs = std::max(longestNs, answered.tookNs); });
+  if (longestNs >= 0) row.label += ", after " + Duration(longestNs);
+  if (item.kind == Kind::LinkUp) panel.title = OneLine(item.text);
+  if (Joins(panel, row)) {
+    Row& last = panel.rows.back();
+    ++last.count;
+    last.last = row.at;
+    last.label = fmt::format("{} more: {}", last.count, row.name);
+  } else if (rows_ < kMostRows) {
+    ++rows_;
+    panel.rows.push_back(std::move(row));
+  } else {
+    ++panel.leftOut;
+  }
+}
+
+void Chart::End() {
+  Drawing drawing;
+  for (const auto& [link, panel] : panels_) {
+    drawing.Title(fmt::format("link {}", link), panel.title);
+    for (const Row& row : panel.rows) drawing.Add(row);
+    if (panel.leftOut != 0) drawing.LeftOut(panel.leftOut);
+    drawing.EndPanel();
+  }
+  drawing.Write(out_);
+}
+
+}  // namespace VekDump

@@ -1,0 +1,31 @@
+// The command line of vekdump.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "vekdump/Outputs.h"
+
+namespace VekDump {
+
+struct Options {
+  std::string file;  // empty: a live line
+  std::string address = "127.0.0.1";
+  std::uint16_t listen = 0;
+  std::string server;  // HOST:PORT
+  std::string portFile;
+  std::uint16_t serverPort = 0;  // in captures; 0: found out
+  bool json = false;
+  bool stats = false;
+  std::string chart;
+  std::string record;
+  Shown shown;
+  std::vector<std::uint32_t> links;  // empty: all
+  std::vector<int> codes;            // likewise
+};
+
+// False when the program is to end with `exitCode`, everything having been said.
+bool ReadOptions(int argc, char** argv, Options& options, int& exitCode);
+
+}  // namespace VekDump
