@@ -8,7 +8,6 @@
 namespace VekApi {
 namespace {
 
-constexpr std::string_view kClientKind = "VekSocketClient\n";
 constexpr std::size_t kNameAt = 20;
 constexpr unsigned kByteOrderProbe = 0x12345678;
 

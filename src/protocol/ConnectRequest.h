@@ -14,13 +14,16 @@ namespace VekApi {
 // the name makes the packet too long.
 bool MakeConnectRequest(std::string& packet, const std::string& apName, const std::string& apVersion);
 
+inline constexpr std::string_view kClientKind = "VekSocketClient\n";
+
 struct TConnectRequest {
   std::string_view name;
   std::array<std::uint16_t, 4> version;
   std::string_view kind;  // with its line end
 };
 
-// Whether a packet from its start on may be a connect request, as far as it is there.
+// Whether a packet from its start on may be a connect request, as far as it is there. A connect result may
+// start like one: what tells them apart is the client kind line.
 bool MayBeConnectRequest(std::string_view start);
 
 // Nothing when the packet is shorter than its fixed part.

@@ -1,8 +1,11 @@
 // What passes through a proxy: shown, and kept as it went.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <future>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -46,10 +49,17 @@ inline std::vector<std::string> Plain(const std::string& jsonLines) {
   for (std::string line; std::getline(in, line);) {
     auto json = nlohmann::ordered_json::parse(line);
     for (const char* const varying : {"n", "time", "ns", "sinceNs"}) json.erase(varying);
-    if (json["kind"] == "link") json.erase("text");
+    if (json["kind"] == "link" || json["kind"] == "end") json.erase("text");
     lines.push_back(json.dump());
   }
   return lines;
+}
+
+// The first lines that differ; GoogleTest's own comparison takes minutes for long sessions.
+inline std::string Difference(const std::vector<std::string>& one, const std::vector<std::string>& other) {
+  const auto [at, there] = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
+  if (at == one.end() && there == other.end()) return {};
+  return (at == one.end() ? "nothing" : *at) + "\nand not\n" + (there == other.end() ? "nothing" : *there);
 }
 
 inline std::vector<std::string> PlainOf(const std::string& file, std::uint16_t port = 0) {
@@ -85,11 +95,14 @@ class Line : public Decoder {
   void OnLinkEnd(std::uint32_t link, Moment at, std::string_view reason) override {
     parts.push_back({link, Side::Client, {}, true});
     Decoder::OnLinkEnd(link, at, reason);
+    if (!std::exchange(ended_, true)) firstEnd.set_value();
   }
 
-  std::vector<Part> parts;  // once it has stopped
+  std::vector<Part> parts;      // once it has stopped
+  std::promise<void> firstEnd;  // of a link
 
  private:
+  bool ended_ = false;
   Proxy proxy_;
   std::thread thread_;
 };

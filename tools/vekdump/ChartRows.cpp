@@ -1,5 +1,7 @@
 #include <fmt/core.h>
 
+#include <algorithm>
+
 #include "vekdump/Chart.h"
 #include "vekdump/ChartDrawing.h"
 #include "vekdump/Text.h"
@@ -24,7 +26,10 @@ std::string Detail(const Item& item) {
 std::string Label(const Item& item) {
   const std::string detail = item.kind == Kind::Packet ? Detail(item) : item.text;
   const std::string text = item.name + (item.name.empty() || detail.empty() ? "" : " ") + OneLine(detail);
-  return Shortened(text, kLongestLabel);
+  const std::string_view front = Front(text, kLongestLabel);
+  const std::string* const requests = item.from == Side::Client ? FieldOf(item, "requests") : nullptr;
+  return std::string(front) + (front.size() < text.size() ? " ..." : "") +
+         (requests == nullptr || *requests == "1" ? "" : ", " + *requests + " requests");
 }
 
 }  // namespace

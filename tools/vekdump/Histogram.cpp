@@ -31,6 +31,7 @@ void Histogram::Add(std::int64_t ns) {
   most_ = std::max(most_, ns);
   ++count_;
   ++buckets_[BucketOf(ns)];
+  ++bars_[BarOf(ns)];
 }
 
 std::int64_t Histogram::Quantile(unsigned perMille) const {
@@ -41,12 +42,6 @@ std::int64_t Histogram::Quantile(unsigned perMille) const {
     if (seen >= wanted) return std::min(bound, most_);
   }
   return most_;
-}
-
-std::map<std::int64_t, std::uint64_t> Histogram::Bars() const {
-  std::map<std::int64_t, std::uint64_t> bars;
-  for (const auto& [time, count] : buckets_) bars[BarOf(std::min(time, most_))] += count;
-  return bars;
 }
 
 }  // namespace VekDump

@@ -19,10 +19,11 @@ class Histogram {
   std::int64_t Quantile(unsigned perMille) const;
 
   // By upper bounds of 1, 2 and 5 times the powers of ten.
-  std::map<std::int64_t, std::uint64_t> Bars() const;
+  const std::map<std::int64_t, std::uint64_t>& Bars() const { return bars_; }
 
  private:
   std::map<std::int64_t, std::uint64_t> buckets_;  // by the largest time that belongs there
+  std::map<std::int64_t, std::uint64_t> bars_;
   std::uint64_t count_ = 0;
   std::int64_t least_ = 0;
   std::int64_t most_ = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "protocol/Packet.h"
 #include "vekdump/Looks.h"
 
 namespace VekDump {
@@ -51,32 +52,42 @@ void TcpLinks::Add(const Segment& segment, Moment at) {
   connection.last = at;
   const bool fromFirst = segment.from == connection.first;
   TcpStream& stream = connection.streams[fromFirst ? 0 : 1];
+  TcpStream& other = connection.streams[fromFirst ? 1 : 0];
+  Sink otherSink(*this, connection, !fromFirst);
+  if (segment.ack && other.Started()) other.Acknowledged(segment.acknowledged, otherSink);
   Sink sink(*this, connection, fromFirst);
   if (segment.syn) {
     if (!stream.Started()) stream.Start(segment.sequence + 1);
   } else {
     stream.Add(segment, sink);
   }
-  TcpStream& other = connection.streams[fromFirst ? 1 : 0];
-  Sink otherSink(*this, connection, !fromFirst);
-  if (segment.ack && other.Started()) other.Acknowledged(segment.acknowledged, otherSink);
   const bool byClient = fromFirst == connection.clientIsFirst;
   if (segment.reset) return Flush(connection, byClient ? "reset by the client" : "reset by the server");
   if (stream.Finished()) EndLink(connection, byClient ? "closed by the client" : "closed by the server");
+}
+
+// For a connection whose start was not seen: by its handshake, else by the lower port, which is the server's.
+bool TcpLinks::ClientIsFirst(const Connection& connection, bool fromFirst, std::string_view bytes) {
+  if (VekApi::PkCode(bytes.data()) != VekApi::PkConnect)
+    return connection.second.port < connection.first.port;
+  const auto request = VekApi::ReadConnectRequest(bytes);
+  return (request && request->kind == VekApi::kClientKind) == fromFirst;
 }
 
 void TcpLinks::Decide(Connection& connection, bool fromFirst, std::string_view bytes) {
   if (serverPort_ != 0) {
     connection.clientIsFirst = connection.second.port == serverPort_;
     connection.use = Use::Ours;
-  } else if (VekApi::MayBeConnectRequest(bytes)) {
-    connection.clientIsFirst = fromFirst;
-    connection.use = Use::Ours;
-  } else if (!connection.fromStart && LooksLikePackets(bytes)) {
-    connection.clientIsFirst = connection.second.port < connection.first.port;
+  } else if (connection.fromStart) {
+    const bool isOurs = fromFirst == connection.clientIsFirst && VekApi::MayBeConnectRequest(bytes);
+    connection.use = isOurs ? Use::Ours : Use::NotOurs;
+  } else if (LooksLikePackets(bytes)) {
+    connection.clientIsFirst = ClientIsFirst(connection, fromFirst, bytes);
     connection.use = Use::Ours;
   } else {
     connection.use = Use::NotOurs;
+  }
+  if (connection.use == Use::NotOurs) {
     ++leftOut_;
     return;
   }

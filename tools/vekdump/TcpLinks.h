@@ -40,6 +40,7 @@ class TcpLinks {
   class Sink;
 
   Connection& ConnectionOf(const Segment& segment);
+  static bool ClientIsFirst(const Connection& connection, bool fromFirst, std::string_view bytes);
   void Decide(Connection& connection, bool fromFirst, std::string_view bytes);
   void EndLink(Connection& connection, std::string_view reason);
   void Flush(Connection& connection, std::string_view reason);

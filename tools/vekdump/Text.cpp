@@ -113,11 +113,17 @@ std::string HexDigits(std::string_view bytes) {
   return digits;
 }
 
-std::string Shortened(std::string_view utf8, std::size_t most) {
-  if (utf8.size() <= most) return std::string(utf8);
+std::string_view Front(std::string_view utf8, std::size_t most) {
+  if (utf8.size() <= most) return utf8;
   std::size_t end = most;
   while (end > 0 && (utf8[end] & 0xC0) == 0x80) --end;
-  return fmt::format("{} ... {} more bytes", utf8.substr(0, end), utf8.size() - end);
+  return utf8.substr(0, end);
+}
+
+std::string Shortened(std::string_view utf8, std::size_t most) {
+  const std::string_view front = Front(utf8, most);
+  if (front.size() == utf8.size()) return std::string(utf8);
+  return fmt::format("{} ... {} more bytes", front, utf8.size() - front.size());
 }
 
 std::string Counted(std::uint64_t count, std::string_view noun) {

@@ -35,7 +35,8 @@ std::string HexLines(std::string_view bytes, std::string_view indent);
 
 std::string HexDigits(std::string_view bytes);
 
-// Not more than so many bytes, and how many there are beyond; no character is divided.
+// Not more than so many bytes; no character is divided. Shortened tells how many there are beyond.
+std::string_view Front(std::string_view utf8, std::size_t most);
 std::string Shortened(std::string_view utf8, std::size_t most);
 
 // "1 packet", "2 packets"

@@ -79,9 +79,12 @@ local function cipher_at(connection, frame, at)
   return found
 end
 
+-- A connect result may begin with the same bytes: only the request has the line behind the name.
 local function is_connect_request(tvb)
-  return tvb:len() >= 8 and tvb(2, 1):uint() == 0 and bit32.band(tvb(1, 1):uint(), 0xF0) == 0
-    and tvb(3, 1):uint() == 0 and tvb(4, 4):uint() == 0x78563412
+  if tvb:len() < 36 or tvb(2, 1):uint() ~= 0 or bit32.band(tvb(1, 1):uint(), 0xF0) ~= 0 then return false end
+  local at = 20 + tvb(16, 1):uint()
+  return tvb(3, 1):uint() == 0 and tvb(4, 4):uint() == 0x78563412 and tvb:len() >= at + 16
+    and tvb:raw(at, 16) == "VekSocketClient\n"
 end
 
 local function u16(cipher, range)
