@@ -85,6 +85,7 @@ dev_test() {
     need_for_build "$preset"
     need_for_run "$preset"
     [[ -n $quick ]] || need_for_languages "$preset"
+    [[ -n $quick || $preset == windows ]] || need tshark "tries the Wireshark dissector"
   done
   need_install
   for preset in "${tested[@]}"; do test_preset "$preset"; done

@@ -42,16 +42,19 @@ struct Views {
   }
 };
 
-// The lines without what depends on time and place.
+// The lines without what depends on time and place, link by link: in a capture, a link is told of when its
+// first bytes come.
 inline std::vector<std::string> Plain(const std::string& jsonLines) {
-  std::vector<std::string> lines;
+  std::map<int, std::vector<std::string>> links;
   std::istringstream in(jsonLines);
   for (std::string line; std::getline(in, line);) {
     auto json = nlohmann::ordered_json::parse(line);
     for (const char* const varying : {"n", "time", "ns", "sinceNs"}) json.erase(varying);
     if (json["kind"] == "link" || json["kind"] == "end") json.erase("text");
-    lines.push_back(json.dump());
+    links[json["link"].get<int>()].push_back(json.dump());
   }
+  std::vector<std::string> lines;
+  for (const auto& [link, of] : links) lines.insert(lines.end(), of.begin(), of.end());
   return lines;
 }
 
