@@ -1,0 +1,440 @@
+// A session for C++20, in this header alone: everything goes through the flat functions of VekSessionC.h,
+// which say what a session does, what its events and fates mean, and which times and numbers there are. No
+// C++ type crosses into the library, so that any compiler's programs may use it.
+//
+// Texts of the server are bytes in code page 950 (ToUtf8). Words of the library are UTF-8.
+//
+// Exceptions. Only what is said to throw throws, and what allocates (std::bad_alloc). Nothing that an
+// application's function throws inside a callback gets into the library: it is dropped, as if the function
+// had returned.
+#ifndef VEKAPI_SESSION_HPP
+#define VEKAPI_SESSION_HPP
+
+#include <chrono>
+#include <condition_variable>
+#include <coroutine>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "vekapi/VekSessionC.h"
+
+namespace VekApi {
+
+// A function of VekSession that cannot go on.
+class VekError : public std::runtime_error {
+ public:
+  explicit VekError(std::int32_t reason)
+      : std::runtime_error(CVekApi_Text(vst_Reason, reason, 0)), reason_(reason) {}
+  std::int32_t Reason() const { return reason_; }  // vsr_...
+
+ private:
+  std::int32_t reason_;
+};
+
+// A wait inside a callback, which would wait for what comes after it.
+class VekInCallback : public std::logic_error {
+ public:
+  VekInCallback() : std::logic_error("waiting inside a callback of the session") {}
+};
+
+// Code page 950 as UTF-8.
+inline std::string ToUtf8(std::string_view big5) {
+  const auto length = static_cast<std::uint32_t>(big5.size());
+  std::string text(CVekApi_ToUtf8(big5.data(), length, nullptr, 0) + 1u, '\0');
+  CVekApi_ToUtf8(big5.data(), length, text.data(), static_cast<std::uint32_t>(text.size()));
+  text.pop_back();  // the NUL
+  return text;
+}
+
+// One line for a log.
+inline std::string Describe(const CVekEvent& event) {
+  std::string line(CVekApi_Describe(&event, nullptr, 0) + 1u, '\0');
+  CVekApi_Describe(&event, line.data(), static_cast<std::uint32_t>(line.size()));
+  line.pop_back();
+  return line;
+}
+
+// What became of a request; a value. Its texts are empty when there was no memory for them.
+struct VekFate {
+  std::int32_t fate = vsf_None;  // vsf_...
+  std::int32_t reason = 0;       // vsr_..., 0: none
+  std::int32_t waitMs = 0;  // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: not said
+  std::uint32_t link = 0;   // the link that it was for
+  std::uint64_t ticket = 0;
+  std::string workId;
+  std::string text;                        // the server's bytes: result, acknowledgement
+  std::string detail;                      // the system's words, or the server's reason
+  std::shared_ptr<CVekTaskResult> result;  // vsf_Answered: parsed, to keep; else null
+
+  // The server never had it.
+  bool SafeToRepeat() const { return fate == vsf_Refused || fate == vsf_NeverSent; }
+  // Its answer has come.
+  bool IsAnswered() const { return fate == vsf_Answered || fate == vsf_Acknowledged; }
+  // Words, `language` 0 English, 1 Traditional Chinese.
+  const char* FateText(int language = 0) const { return CVekApi_Text(vst_Fate, fate, language); }
+  const char* ReasonText(int language = 0) const { return CVekApi_Text(vst_Reason, reason, language); }
+};
+
+// A session. Its functions may be called on any thread and inside every callback, its destructor too. With
+// vsd_Loop it is destroyed on the thread that created it.
+class VekSession {
+ public:
+  using OnEvent = std::function<void(const CVekEvent&)>;
+  using Then = std::function<void(VekFate)>;
+  using Ms = std::chrono::milliseconds;
+
+  // A configuration with the library's defaults, to be changed and given to the constructor.
+  static CVekSessionConfig Defaults() {
+    CVekSessionConfig config;
+    CVekSession_Defaults(&config, sizeof config);
+    return config;
+  }
+
+  // `onEvent` gets every event but the fates that a Then or an awaiter waits for; its members onEvent and
+  // user in `config` are not looked at. With vsd_Poll it is called inside Next. Throws VekError when the
+  // configuration cannot be.
+  explicit VekSession(CVekSessionConfig config, OnEvent onEvent = {})
+      : onEvent_(std::make_shared<OnEvent>(std::move(onEvent))), delivery_(config.delivery) {
+    config.onEvent = &TakeEvent, config.user = this;
+    std::int32_t reason = 0;
+    session_ = CVekSession_Create(&config, &reason);
+    if (session_.object == nullptr) throw VekError(reason);
+  }
+
+  // Everything that has no fate yet gets it inside; nothing is called afterwards.
+  ~VekSession() {
+    if (delivery_ == vsd_Poll) {
+      CVekSession_Close(&session_, 0);
+      while (Next(Ms(0))) continue;
+    }
+    CVekSession_Delete(&session_);
+  }
+  VekSession(const VekSession&) = delete;
+  VekSession& operator=(const VekSession&) = delete;
+
+  // For the flat functions. What is submitted with it must have the tag 0.
+  CVekSession* Handle() { return &session_; }
+
+  // ---------------------------------------------------------------------------------------------------------
+  // The link
+
+  void AddEndpoint(const std::string& setting) { Check(CVekSession_AddEndpoint(&session_, setting.c_str())); }
+  void AddResync(const std::string& query) { Check(CVekSession_AddResync(&session_, query.c_str())); }
+  void SetPassword(const std::string& password) {
+    Check(CVekSession_SetPassword(&session_, password.c_str()));
+  }
+  // Begins to connect; throws VekError when that is not allowed now, or there is no endpoint.
+  void Open(const std::string& password) {
+    SetPassword(password);
+    Open();
+  }
+  void Open() {
+    SetOpening(true);
+    const std::int32_t reason = CVekSession_Open(&session_);
+    if (reason != 0) SetOpening(false);
+    Check(reason);
+  }
+  void Close(Ms drain = Ms(0)) { CVekSession_Close(&session_, Count(drain)); }
+  std::int32_t RetryIn(Ms delay) { return CVekSession_RetryIn(&session_, Count(delay)); }
+  std::int32_t ResyncDone(std::uint32_t link, bool good) {
+    return CVekSession_ResyncDone(&session_, link, good);
+  }
+
+  // vss_... as of the last state event that was delivered.
+  std::int32_t State() const {
+    const std::lock_guard lock(mutex_);
+    return state_;
+  }
+
+  // Waits until the session is up: true. False when it has been refused, stopped or closed, or `patience` is
+  // over. Delivers events meanwhile with vsd_Poll, and on its own thread with vsd_Loop. Throws VekInCallback.
+  bool WaitUntilUp(Ms patience) {
+    MayWait(false);
+    const auto until = std::chrono::steady_clock::now() + patience;
+    for (Ms left = patience; !Settled() && left > Ms(0);
+         left = std::chrono::ceil<Ms>(until - std::chrono::steady_clock::now())) {
+      WaitOnce(left);
+    }
+    return State() == vss_Up;
+  }
+
+  // ---------------------------------------------------------------------------------------------------------
+  // Requests
+
+  // A request with everything that CVekSubmit offers; its size, text and tag are filled in here. Unless the
+  // fate that this returns is vsf_Refused, it is vsf_None, and `then` is called once with the final one,
+  // perhaps before this function returns, where the delivery says.
+  VekFate Submit(CVekSubmit request, std::string_view text, Then then) {
+    auto kept = std::make_unique<Kept>(std::move(then));
+    VekFate now = Submit(request, text, *kept);
+    if (now.fate != vsf_Refused) static_cast<void>(kept.release());  // it deletes itself
+    return now;
+  }
+
+  // What co_await takes. The fate is handed out, and the coroutine goes on, inside the callback; at once when
+  // the request is refused.
+  class Awaiter;
+  // A query: code 128. A work id is made and put in front. It is held until it may go.
+  Awaiter Query(std::string text, Ms answer, Ms hold = Ms(0));
+  // A request of code 129, two lines, likewise.
+  Awaiter Send(std::string text, Ms answer, Ms hold = Ms(0));
+
+  // The same for threads that wait: get() waits for the fate. Throw VekInCallback in callbacks, and with
+  // vsd_Loop on the session's own thread, where get() would wait for itself; with vsd_Poll another thread has
+  // to call Next.
+  std::future<VekFate> Ask(std::string_view query, Ms answer, Ms hold = Ms(0)) {
+    return Promise(cvmc_TaskResult, query, answer, hold);
+  }
+  std::future<VekFate> AskToSend(std::string_view request, Ms answer, Ms hold = Ms(0)) {
+    return Promise(cvmc_RequestAck, request, answer, hold);
+  }
+
+  // What Query and Send submit: held, with these times; 0: as configured.
+  static CVekSubmit Request(std::int32_t code, Ms answer, Ms hold) {
+    CVekSubmit request{};
+    request.size = sizeof request, request.code = code, request.mode = vsm_Hold;
+    request.answerMs = Count(answer), request.holdMs = Count(hold);
+    return request;
+  }
+
+  // `then` gets the server's words; as Submit.
+  VekFate ChangePassword(const std::string& user, const std::string& before, const std::string& after,
+                         Then then) {
+    auto kept = std::make_unique<Kept>(std::move(then));
+    CVekReceipt receipt = NoReceipt();
+    const std::int32_t reason = CVekSession_ChangePassword(&session_, user.c_str(), before.c_str(),
+                                                           after.c_str(), kept->Tag(), &receipt);
+    VekFate now = Taken(reason, receipt);
+    if (now.fate != vsf_Refused) static_cast<void>(kept.release());
+    return now;
+  }
+
+  // 0, or vsr_TooLate.
+  std::int32_t Withdraw(std::uint64_t ticket) { return CVekSession_Withdraw(&session_, ticket); }
+  std::string NewWorkId() {
+    char id[32];
+    CVekSession_NewWorkId(&session_, id);
+    return id;
+  }
+
+  // ---------------------------------------------------------------------------------------------------------
+  // Besides
+
+  void SetRate(std::int32_t count, Ms within) {
+    Check(CVekSession_SetRate(&session_, count, static_cast<std::int32_t>(within.count())));
+  }
+  std::int32_t WaitMs(std::int32_t code) { return CVekSession_WaitMs(&session_, code); }
+  // vsd_Poll: waits so long (negative: for ever) for one event and calls what it is for; false when none
+  // came.
+  bool Next(Ms timeout) {
+    CVekEvent event;
+    event.size = sizeof event;
+    if (CVekSession_Next(&session_, static_cast<std::int32_t>(timeout.count()), &event) != 1) return false;
+    TakeEvent(&session_, this, &event);
+    return true;
+  }
+  bool InCallback() { return CVekSession_InCallback(&session_); }
+  CVekSessionStats Stats() {
+    CVekSessionStats stats{};
+    stats.size = sizeof stats;
+    CVekSession_Stats(&session_, &stats);
+    return stats;
+  }
+  void SetTrace(std::int32_t level) { CVekSession_SetTrace(&session_, level); }
+
+ private:
+  // Who waits for a fate; its address is the request's tag.
+  class Waiter {
+   public:
+    std::uint64_t Tag() { return reinterpret_cast<std::uintptr_t>(this); }
+    virtual void Told(VekFate fate) = 0;
+
+   protected:
+    ~Waiter() = default;
+  };
+
+  struct Kept final : Waiter {
+    explicit Kept(Then given) : then(std::move(given)) {}
+    void Told(VekFate fate) override {
+      const std::unique_ptr<Kept> own(this);
+      if (then) then(std::move(fate));
+    }
+    Then then;
+  };
+
+  static std::uint32_t Count(Ms time) { return static_cast<std::uint32_t>(time.count()); }
+  static void Check(std::int32_t reason) {
+    if (reason != 0) throw VekError(reason);
+  }
+  static CVekReceipt NoReceipt() {
+    CVekReceipt receipt{};
+    receipt.size = sizeof receipt;
+    return receipt;
+  }
+
+  static VekFate Taken(std::int32_t reason, const CVekReceipt& receipt) {
+    VekFate now;
+    now.fate = reason == 0 ? vsf_None : vsf_Refused, now.reason = reason;
+    now.ticket = receipt.ticket, now.waitMs = receipt.waitMs, now.link = receipt.link;
+    try {
+      now.workId = receipt.workId;
+    } catch (const std::bad_alloc&) {  // it is on its way: that has to be answered
+    }
+    return now;
+  }
+
+  // The waiter may be gone when this returns.
+  VekFate Submit(CVekSubmit request, std::string_view text, Waiter& waiter) {
+    request.size = sizeof request, request.text = text.data();
+    request.textLength = static_cast<std::uint32_t>(text.size());
+    request.tag = waiter.Tag();
+    CVekReceipt receipt = NoReceipt();
+    const std::int32_t reason = CVekSession_Submit(&session_, &request, &receipt);
+    return Taken(reason, receipt);
+  }
+
+  std::future<VekFate> Promise(std::int32_t code, std::string_view text, Ms answer, Ms hold) {
+    MayWait(delivery_ == vsd_Loop);
+    const auto promise = std::make_shared<std::promise<VekFate>>();
+    std::future<VekFate> future = promise->get_future();
+    VekFate now = Submit(Request(code, answer, hold), text,
+                         [promise](VekFate fate) { promise->set_value(std::move(fate)); });
+    if (now.fate == vsf_Refused) promise->set_value(std::move(now));
+    return future;
+  }
+
+  void MayWait(bool ownThreadToo) {
+    if (InCallback() || (ownThreadToo && std::this_thread::get_id() == thread_)) throw VekInCallback();
+  }
+
+  // For the next events; it may return without any.
+  void WaitOnce(Ms left) {
+    if (delivery_ == vsd_Poll) {
+      Next(left);
+    } else if (delivery_ == vsd_Loop && std::this_thread::get_id() == thread_) {
+      CVekMessageLoop_Dispatch(static_cast<int>(left.count()));
+    } else {
+      std::unique_lock lock(mutex_);
+      changed_.wait_for(lock, left, [this] { return IsSettled(); });
+    }
+  }
+
+  void SetOpening(bool opening) {
+    const std::lock_guard lock(mutex_);
+    opening_ = opening;
+  }
+  bool Settled() const {
+    const std::lock_guard lock(mutex_);
+    return IsSettled();
+  }
+  bool IsSettled() const {
+    return !opening_ &&
+           (state_ == vss_Up || state_ == vss_Refused || state_ == vss_Stopped || state_ == vss_Closed);
+  }
+
+  // The fate's numbers are told whatever happens, its texts when there is memory for them.
+  static VekFate FateOf(CVekSession* session, const CVekEvent& event) {
+    VekFate given;
+    given.fate = event.fate, given.reason = event.reason;
+    given.ticket = event.ticket, given.link = event.link;
+    try {
+      given.workId = event.workId, given.detail = event.detail;
+      given.text.assign(event.text, event.textLength);
+      if (event.result.object != nullptr) given.result = Keep(session, event);
+    } catch (const std::bad_alloc&) {
+    }
+    return given;
+  }
+
+  static std::shared_ptr<CVekTaskResult> Keep(CVekSession* session, const CVekEvent& event) {
+    std::shared_ptr<CVekTaskResult> kept(new CVekTaskResult{}, [](CVekTaskResult* result) {
+      CVekTaskResult_Free(result);
+      delete result;
+    });
+    *kept = CVekSession_KeepResult(session, &event);
+    return kept->object != nullptr ? kept : nullptr;
+  }
+
+  static void TakeEvent(CVekSession* session, void* user, const CVekEvent* event) noexcept {
+    try {
+      if (event->kind == vse_Fate && event->tag != 0) {
+        auto* const waiter = reinterpret_cast<Waiter*>(static_cast<std::uintptr_t>(event->tag));
+        waiter->Told(FateOf(session, *event));
+      } else {
+        static_cast<VekSession*>(user)->Tell(*event);
+      }
+    } catch (...) {  // the application's own
+    }
+  }
+
+  // The application may delete *this.
+  void Tell(const CVekEvent& event) {
+    const std::shared_ptr<OnEvent> onEvent = onEvent_;
+    if (event.kind == vse_State) {
+      const std::lock_guard lock(mutex_);
+      state_ = event.state, opening_ = false;
+      changed_.notify_all();
+    }
+    if (*onEvent) (*onEvent)(event);
+  }
+
+  const std::shared_ptr<OnEvent> onEvent_;
+  const std::int32_t delivery_;
+  const std::thread::id thread_ = std::this_thread::get_id();
+  mutable std::mutex mutex_;  // of the two below
+  std::condition_variable changed_;
+  std::int32_t state_ = vss_Closed;
+  bool opening_ = false;  // asked for, and no state told since
+  CVekSession session_{};
+};
+
+class VekSession::Awaiter final : private VekSession::Waiter {
+ public:
+  Awaiter(VekSession& session, CVekSubmit request, std::string text)
+      : session_(session), request_(request), text_(std::move(text)) {}
+
+  bool await_ready() const noexcept { return false; }
+  // Nothing of *this may be touched once it has been submitted: the coroutine may be at its end by then.
+  bool await_suspend(std::coroutine_handle<> waiting) {
+    waiting_ = waiting;
+    const std::string text = std::move(text_);
+    VekFate now = session_.Submit(request_, text, static_cast<Waiter&>(*this));
+    if (now.fate != vsf_Refused) return true;
+    fate_ = std::move(now);
+    return false;
+  }
+  VekFate await_resume() { return std::move(fate_); }
+
+ private:
+  void Told(VekFate fate) override {
+    fate_ = std::move(fate);
+    waiting_.resume();
+  }
+
+  VekSession& session_;
+  CVekSubmit request_;
+  std::string text_;
+  std::coroutine_handle<> waiting_;
+  VekFate fate_;
+};
+
+inline VekSession::Awaiter VekSession::Query(std::string text, Ms answer, Ms hold) {
+  return {*this, Request(cvmc_TaskResult, answer, hold), std::move(text)};
+}
+
+inline VekSession::Awaiter VekSession::Send(std::string text, Ms answer, Ms hold) {
+  return {*this, Request(cvmc_RequestAck, answer, hold), std::move(text)};
+}
+
+}  // namespace VekApi
+
+#endif  // VEKAPI_SESSION_HPP
