@@ -3,6 +3,7 @@
 //
 // VekApi.Declarations.cs declares the functions (class Vek). VekObjects.cs and VekOwned.cs contain classes that handle
 // delegates, exceptions and the end of the program: derive from VekClient and override the events of interest.
+// VekSession.cs contains sessions, which reconnect by themselves and report the fate of every request.
 //
 // If you call CVekClient_Create yourself: the library keeps the addresses of the delegates in the callback table,
 // invisible to the garbage collector. Keep the table, as a field of a living object, until the client is deleted. No

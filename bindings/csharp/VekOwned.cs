@@ -1,4 +1,4 @@
-// Base of clients, gates and senders: tracks their users, their deletion, and the end of the program.
+// Base of clients, gates, senders and sessions: tracks their users, their deletion, and the end of the program.
 //
 // Mono does not exit while a thread it knows is inside native code: a thread of the library that has run an event, or a
 // thread that waits for an event in Connect, Disconnect or Dispose. Because of the former, everything is deleted at the
@@ -42,7 +42,7 @@ namespace VekApi
 
         // Deletes the object, or leaves that to the last thread inside one of its functions or events; no event starts
         // afterwards. A second call does nothing.
-        public void Dispose()
+        public virtual void Dispose()
         {
             if (Interlocked.Exchange(ref disposed, 1) == 0) LetGo();
         }
@@ -137,6 +137,8 @@ namespace VekApi
                 --calls;
             }
         }
+
+        protected void Made() { LetGo(); }
 
         // The object is complete. If the program is ending, it or its client may already be disposed.
         protected void Made(IntPtr handle)

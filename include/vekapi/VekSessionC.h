@@ -149,20 +149,20 @@ enum {
   vsr_NoMoreAttempts = 116,  // stopped: maxAttempts
   vsr_Closed = 117,          // CVekSession_Close or _Delete
   // of a request
-  vsr_NotUp = 201,  // refused: the session takes none in this state
-  vsr_BadText =
-      202,  // refused: empty, too long, its work id is not usable, or its lines are not right for its code
-  vsr_DuplicateId =
-      203,              // refused: a request with this work id has no fate yet, or had timed out on this link
-  vsr_TooFast = 204,    // refused: the rate is used up, or others wait
-  vsr_QueueFull = 205,  // refused: maxHeld
-  vsr_LinkFull = 206,   // refused, or not sent: the link takes nothing for the moment
-  vsr_NoMemory = 207,   // refused, or the reason of a link's end
-  vsr_Expired = 208,    // not sent: holdMs are over
-  vsr_Withdrawn = 209,  // not sent: CVekSession_Withdraw
-  vsr_Replaced = 210,   // not sent: another one replaces it
-  vsr_NoAnswer = 211,   // timed out
-  vsr_EmptyAck = 212,   // acknowledged by a line without text
+  vsr_NotUp = 201,        // refused: the session takes none in this state
+  vsr_BadText = 202,      // refused: empty, too long, its work id is not usable, or its lines are not right
+                          // for its code
+  vsr_DuplicateId = 203,  // refused: a request with this work id has no fate yet, or had timed out on this
+                          // link
+  vsr_TooFast = 204,      // refused: the rate is used up, or others wait
+  vsr_QueueFull = 205,    // refused: maxHeld
+  vsr_LinkFull = 206,     // refused, or not sent: the link takes nothing for the moment
+  vsr_NoMemory = 207,     // refused, or the reason of a link's end
+  vsr_Expired = 208,      // not sent: holdMs are over
+  vsr_Withdrawn = 209,    // not sent: CVekSession_Withdraw
+  vsr_Replaced = 210,     // not sent: another one replaces it
+  vsr_NoAnswer = 211,     // timed out
+  vsr_EmptyAck = 212,     // acknowledged by a line without text
   // of a call
   vsr_TooLate = 301,     // the request is on its way, or has its fate
   vsr_Busy = 302,        // not in this state; or a password change is under way

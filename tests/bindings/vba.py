@@ -99,8 +99,9 @@ def main():
     text = DECLARATIONS.read_text().replace("\r", "")
     lines = list(statements(re.sub(r" _\n'\s*", " ", text), DECLARATIONS))
     declared, callbacks = procedures(lines), procedures(lines, comments=True)
-    header = (DECLARATIONS.parents[2] / "include/vekapi/VekApiC.h").read_text()
-    entries = {entry: kind for kind, entry in re.findall(r"(CVekOn\w+) (OnVek\w+);", header)}
+    include = DECLARATIONS.parents[2] / "include/vekapi"
+    header = "".join((include / name).read_text() for name in ("VekApiC.h", "VekSessionC.h"))
+    entries = {entry: kind for kind, entry in re.findall(r"(CVekOn\w+) (\w+);", header)}
     paths = [pathlib.Path(path) for path in sys.argv[1:]]
     for path in paths:
         declared.update({name: arguments for name, arguments in procedures(statements(path.read_text(), path)).items()})

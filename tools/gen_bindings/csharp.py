@@ -3,9 +3,9 @@
 from xml.sax.saxutils import escape
 
 HEAD = """// {made}
-// The types, constants and functions of VekApiC.h. Texts are passed as bytes terminated by NUL (VekText.Put), or by
-// address, as callbacks receive them; returned texts are addresses (VekText.Get). A buffer written by the library
-// is an array.
+// The types, constants and functions of VekApiC.h and VekSessionC.h. Texts are passed as bytes terminated by NUL
+// (VekText.Put), or by address, as callbacks receive them; returned texts are addresses (VekText.Get). A buffer written
+// by the library is an array.
 using System;
 using System.Runtime.InteropServices;
 
@@ -13,12 +13,16 @@ namespace VekApi
 {{
 """
 RESULTS = {"void": "void", "bool": "bool", "int": "int", "unsigned": "uint", "address": "IntPtr", "text": "IntPtr",
-           "packet": "IntPtr", "bstr": "IntPtr", "handle": "{}", "callback": "{}"}
+           "packet": "IntPtr", "bstr": "IntPtr", "handle": "{}", "callback": "{}", "char": "byte", "long": "long",
+           "ulong": "ulong", "size": "IntPtr"}
 # For a function's arguments.
-ARGUMENTS = {**RESULTS, "text": "byte[]", "buffer": "byte[]", "handle*": "ref {}", "table*": "ref {}"}
+ARGUMENTS = {**RESULTS, "text": "byte[]", "buffer": "byte[]", "handle*": "ref {}", "table*": "ref {}",
+             "record*": "ref {}", "int*": "out int", "ulong*": "ulong[]"}
 # For a callback's arguments, and the second form of text arguments.
 BY_ADDRESS = {**ARGUMENTS, "text": "IntPtr", "buffer": "IntPtr"}
+MEMBERS = {**BY_ADDRESS, "chars": "byte[]", "ulongs": "ulong[]"}
 ONE_BYTE = "MarshalAs(UnmanagedType.I1)"
+KEYWORDS = {"event", "out", "object", "string", "params", "lock", "base"}
 
 
 def spell(type, spelling):
@@ -27,7 +31,11 @@ def spell(type, spelling):
 
 def parameter(part, spelling):
     mark = f"[{ONE_BYTE}] " if part.type.kind == "bool" else ""
-    return f"{mark}{spell(part.type, spelling)} {part.name}"
+    return f"{mark}{spell(part.type, spelling)} {name_of(part)}"
+
+
+def name_of(part):
+    return "@" + part.name if part.name in KEYWORDS else part.name
 
 
 def parameters(declared, spelling):
@@ -57,10 +65,24 @@ def callback(declared):
     return f"{lead}    public delegate {result} {declared.name}({parameters(declared, BY_ADDRESS)});\n"
 
 
-def table(declared):
-    entries = "".join(f"        public {spell(e.type, ARGUMENTS)} {e.name};\n" for e in declared.parts)
+def member(named):
+    array = named.type.kind in ("chars", "ulongs")
+    mark = f"[MarshalAs(UnmanagedType.ByValArray, SizeConst = {named.type.name})] " if array else ""
+    return f"{summary(named.comment, ' ' * 8)}        {mark}public {spell(named.type, MEMBERS)} {name_of(named)};\n"
+
+
+def struct(declared):
+    entries = "".join(map(member, declared.parts))
     lead = f"\n{summary(declared.comment, '    ')}    [StructLayout(LayoutKind.Sequential)]\n"
     return f"{lead}    public struct {declared.name}\n    {{\n{entries}    }}\n"
+
+
+def enumeration(group):
+    """0 is a member always: a member of this type that nothing was put into has it."""
+    none = "" if any(named.type == 0 for named in group.parts) else "        None = 0,\n"
+    members = "".join(f"{summary(named.comment, ' ' * 8)}        {named.name.split('_')[1]} = {named.type},\n"
+                      for named in group.parts)
+    return f"\n{summary(group.comment, '    ')}    public enum Vek{group.name}\n    {{\n{none}{members}    }}\n"
 
 
 def constant(named):
@@ -85,7 +107,8 @@ def declarations(header, made):
         HEAD.format(made=made),
         *map(handle, header.handles),
         *map(callback, header.callbacks),
-        *map(table, header.tables),
+        *map(struct, header.tables + header.records),
+        *(enumeration(group) for group in header.constants if group.name),
         '\n    public static partial class Vek\n    {\n        private const string Library = "vekapi";\n',
         *("\n" + "".join(map(constant, group)) for group in groups),
         *map(function, header.functions),

@@ -1,4 +1,4 @@
-"""Parses VekApiC.h with libclang for the writers of declarations."""
+"""Parses the headers of the flat functions with libclang for the writers of declarations."""
 
 import pathlib
 from typing import List, NamedTuple
@@ -6,13 +6,18 @@ from typing import List, NamedTuple
 from clang.cindex import CursorKind, Index, TypeKind
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-HEADER = ROOT / "include/vekapi/VekApiC.h"
+HEADERS = [ROOT / "include/vekapi/VekApiC.h", ROOT / "include/vekapi/VekSessionC.h"]
 
 # A type is a kind and, if there are several of the kind, a name:
-#   void bool int unsigned address (void*)
+#   void bool char int unsigned long ulong (64 bits) size (intptr_t) address (void*)   int* ulong*
 #   text (const char*, ends with NUL)   packet (const char*, its length follows)   buffer (char*)   bstr
-#   handle (by value)   handle* table* callback
-SIMPLE = {TypeKind.VOID: "void", TypeKind.BOOL: "bool", TypeKind.INT: "int", TypeKind.UINT: "unsigned"}
+#   chars ulongs (arrays in records; the name is their length)
+#   handle (by value)   handle* table* record* callback
+SIMPLE = {TypeKind.VOID: "void", TypeKind.BOOL: "bool", TypeKind.INT: "int", TypeKind.UINT: "unsigned",
+          TypeKind.CHAR_S: "char"}
+FIXED = {"int32_t": "int", "uint32_t": "unsigned", "int64_t": "long", "uint64_t": "ulong", "intptr_t": "size"}
+# Groups of constants that are more than numbers to who reads a program, by what their names begin with.
+ENUMS = {"vss": "State", "vsf": "FateKind", "vse": "EventKind", "vsr": "Reason"}
 
 
 class Type(NamedTuple):
@@ -21,7 +26,7 @@ class Type(NamedTuple):
 
 
 class Named(NamedTuple):
-    """A parameter, an entry of a table, or a constant (its type is then a number)."""
+    """A parameter, an entry of a table or record, or a constant (its type is then a number)."""
 
     name: str
     type: object
@@ -29,7 +34,7 @@ class Named(NamedTuple):
 
 
 class Declared(NamedTuple):
-    """A function, a callback type, a callback table, or a group of constants."""
+    """A function, a callback type, a callback table, a record, or a group of constants (named if it is one of ENUMS)."""
 
     name: str
     result: Type
@@ -42,6 +47,7 @@ class Header(NamedTuple):
     constants: List[Declared]
     callbacks: List[Declared]
     tables: List[Declared]
+    records: List[Declared]
     functions: List[Declared]
 
 
@@ -65,6 +71,8 @@ def pointed_at(type, known):
     if pointee.kind == TypeKind.VOID:
         return Type("address")
     name = pointee.get_declaration().spelling
+    if name in FIXED:
+        return Type(FIXED[name] + "*")
     return Type(known[name].kind + "*", name) if name in known else None
 
 
@@ -72,7 +80,11 @@ def type_of(type, known, where):
     """Fails for a type unknown to the writers."""
     if type.kind in SIMPLE:
         return Type(SIMPLE[type.kind])
+    if type.kind == TypeKind.CONSTANTARRAY:
+        return Type(type_of(type.element_type, known, where).kind + "s", str(type.element_count))
     name = type.get_declaration().spelling
+    if name in FIXED:
+        return Type(FIXED[name])
     found = known.get(name) if name else pointed_at(type, known) if type.kind == TypeKind.POINTER else None
     if found is None:
         raise SystemExit(f"{where.spelling}: no binding knows the type {type.spelling}")
@@ -81,15 +93,21 @@ def type_of(type, known, where):
 
 def parts_of(cursor, types, known):
     arguments = [child for child in cursor.get_children() if child.kind == CursorKind.PARM_DECL]
-    return [Named(a.spelling, type_of(t, known, cursor), []) for a, t in zip(arguments, types)]
+    found = [Named(a.spelling, type_of(t, known, cursor), []) for a, t in zip(arguments, types)]
+    return [part._replace(type=Type("buffer")) if part.type.kind == "chars" else part for part in found]
+
+
+def with_packets(parts):
+    """A text whose length goes with it may hold NULs."""
+    lengths = {part.name for part in parts if part.type.kind in ("int", "unsigned")}
+    is_packet = lambda at, part: part.type.kind == "text" and (
+        part.name + "Length" in lengths or at + 1 < len(parts) and parts[at + 1].name == "length")
+    return [part._replace(type=Type("packet")) if is_packet(at, part) else part for at, part in enumerate(parts)]
 
 
 def callback(cursor, known):
     function = cursor.underlying_typedef_type.get_pointee()
-    parts = parts_of(cursor, function.argument_types(), known)
-    for at, following in enumerate(parts[1:]):
-        if parts[at].type.kind == "text" and following.name == "length":
-            parts[at] = parts[at]._replace(type=Type("packet"))
+    parts = with_packets(parts_of(cursor, function.argument_types(), known))
     return Declared(cursor.spelling, type_of(function.get_result(), known, cursor), parts, comment_of(cursor))
 
 
@@ -100,16 +118,18 @@ def function(cursor, known, comment):
 
 def constants(cursor):
     group = [Named(c.spelling, c.enum_value, comment_of(c)) for c in cursor.get_children()]
-    return Declared("", Type("int"), group, comment_of(cursor))
+    name = ENUMS.get(group[0].name.split("_")[0], "")
+    return Declared(name, Type("int"), group, comment_of(cursor))
 
 
 def struct(cursor, known):
-    """A handle contains a plain pointer, a table contains callbacks."""
+    """A handle contains a plain pointer, a table contains callbacks, a record anything."""
     fields = list(cursor.type.get_fields())
     if [field.type.spelling.replace("const ", "") for field in fields] == ["void *"]:
         return None
     entries = [Named(f.spelling, type_of(f.type, known, cursor), comment_of(f)) for f in fields]
-    return Declared(cursor.spelling, Type("table", cursor.spelling), entries, comment_of(cursor))
+    kind = "table" if all(entry.type.kind == "callback" for entry in entries) else "record"
+    return Declared(cursor.spelling, Type(kind, cursor.spelling), with_packets(entries), comment_of(cursor))
 
 
 def cursors(path):
@@ -119,16 +139,20 @@ def cursors(path):
     return (c for c in unit.cursor.get_children() if c.location.file and c.location.file.name == str(path))
 
 
-def read(path=HEADER):
-    found, known = Header([], [], [], [], []), {}
+def read(paths):
+    found, known = Header([], [], [], [], [], []), {}
+    for path in paths:
+        read_one(path, found, known)
+    return found
+
+
+def read_one(path, found, known):
     comment, last_line = [], 0
     for cursor in cursors(path):
         if cursor.kind == CursorKind.ENUM_DECL:
             found.constants.append(constants(cursor))
         elif cursor.kind == CursorKind.STRUCT_DECL:
-            table = struct(cursor, known)
-            known[cursor.spelling] = Type("table" if table else "handle", cursor.spelling)
-            found.tables.append(table) if table else found.handles.append(cursor.spelling)
+            add_struct(cursor, found, known)
         elif cursor.kind == CursorKind.TYPEDEF_DECL and cursor.underlying_typedef_type.kind == TypeKind.POINTER:
             if cursor.underlying_typedef_type.get_pointee().kind == TypeKind.CHAR_S:
                 known[cursor.spelling] = Type("bstr")
@@ -141,4 +165,12 @@ def read(path=HEADER):
             comment = comment if shared else comment_of(cursor)
             found.functions.append(function(cursor, known, comment))
         last_line = cursor.extent.end.line
-    return found
+
+
+def add_struct(cursor, found, known):
+    declared = struct(cursor, known)
+    known[cursor.spelling] = declared.result if declared else Type("handle", cursor.spelling)
+    if not declared:
+        found.handles.append(cursor.spelling)
+    else:
+        (found.tables if declared.result.kind == "table" else found.records).append(declared)

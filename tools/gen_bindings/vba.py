@@ -4,7 +4,7 @@ HEAD = """Attribute VB_Name = "VekApi"
 Option Explicit
 
 ' {made}
-' The types, constants and functions of VekApiC.h, for 64-bit VBA 7. docs/vba.md explains their use.
+' The types, constants and functions of VekApiC.h and VekSessionC.h, for 64-bit VBA 7. docs/vba.md explains their use.
 '
 ' Functions that take texts are declared twice: under their own name for ASCII texts, and with the suffix _P for the
 ' addresses of texts in code page 950 (VekPut in VekText.bas converts texts).
@@ -15,12 +15,20 @@ LINE = 100  # characters
 TYPES = {"bool": "ByVal {} As Byte", "int": "ByVal {} As Long", "unsigned": "ByVal {} As Long",
          "address": "ByVal {} As LongPtr", "text": "ByVal {} As String", "packet": "ByVal {} As LongPtr",
          "buffer": "ByRef {} As Byte", "bstr": "ByVal {} As LongPtr",
-         "handle*": "ByRef {} As {}", "table*": "ByRef {} As {}"}
-BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr", "handle*": "ByVal {} As LongPtr", "buffer": "ByVal {} As LongPtr"}
+         "long": "ByVal {} As LongLong", "ulong": "ByVal {} As LongLong", "size": "ByVal {} As LongPtr",
+         "int*": "ByRef {} As Long", "ulong*": "ByRef {} As LongLong",
+         "handle*": "ByRef {} As {}", "table*": "ByRef {} As {}", "record*": "ByRef {} As {}"}
+BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr", "handle*": "ByVal {} As LongPtr", "buffer": "ByVal {} As LongPtr",
+              "record*": "ByVal {} As LongPtr"}
 TEXT_BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr"}
 # VBA converts an automation string to a String, and frees it.
 RESULTS = {"bool": "Byte", "int": "Long", "unsigned": "Long", "address": "LongPtr", "text": "LongPtr",
-           "bstr": "String", "handle": "LongPtr"}
+           "bstr": "String", "handle": "LongPtr", "size": "LongPtr"}
+# As a member of a type.
+MEMBERS = {"char": "{} As Byte", "int": "{} As Long", "unsigned": "{} As Long", "long": "{} As LongLong",
+           "ulong": "{} As LongLong", "chars": "{}({}) As Byte", "ulongs": "{}({}) As LongLong",
+           "handle": "{} As {}"}
+KEYWORDS = {"event", "next", "type"}
 
 
 def comments(lines):
@@ -40,7 +48,17 @@ def wrapped(lead, arguments, end):
 
 
 def arguments(declared, spelling):
-    return [spelling[part.type.kind].format(part.name, part.type.name) for part in declared.parts]
+    return [spelling[part.type.kind].format(name_of(part), part.type.name) for part in declared.parts]
+
+
+def name_of(part):
+    return part.name + "_" if part.name in KEYWORDS else part.name
+
+
+def member(part):
+    array = part.type.kind in ("chars", "ulongs")
+    last = f"0 To {int(part.type.name) - 1}" if array else part.type.name
+    return MEMBERS.get(part.type.kind, "{} As LongPtr").format(name_of(part), last)
 
 
 def constants(group):
@@ -49,7 +67,7 @@ def constants(group):
 
 
 def type_(name, members):
-    return f"\nPublic Type {name}\n" + "".join(f"    {member} As LongPtr\n" for member in members) + "End Type\n"
+    return f"\nPublic Type {name}\n" + "".join(f"    {member}\n" for member in members) + "End Type\n"
 
 
 def callback(declared):
@@ -75,8 +93,8 @@ def declarations(header, made):
     text = "".join([
         HEAD.format(made=made),
         *map(constants, header.constants),
-        *(type_(name, ["Object"]) for name in header.handles),
-        *(type_(table.name, [entry.name for entry in table.parts]) for table in header.tables),
+        *(type_(name, ["Object As LongPtr"]) for name in header.handles),
+        *(type_(struct.name, map(member, struct.parts)) for struct in header.tables + header.records),
         "\n' What AddressOf is given for the entries of these tables:\n",
         *map(callback, header.callbacks),
         *map(function, header.functions),

@@ -1,0 +1,370 @@
+// A session that keeps itself signed on and tells the fate of every request; VekSessionC.h says what its states, fates,
+// reasons and times mean.
+using System;
+using System.Collections.Concurrent;
+using System.Collections.Generic;
+using System.Runtime.InteropServices;
+using System.Threading;
+using System.Threading.Tasks;
+
+namespace VekApi
+{
+    /// <summary>
+    /// Set its properties, then open it. Events come one after the other, in the synchronization context of the thread
+    /// that made the session (Windows Forms, WPF), or else on a thread of the session's own; an exception in one is
+    /// written to standard error and dropped. Everything may be called on any thread and in every event.
+    /// </summary>
+    public sealed class VekSession : VekOwned
+    {
+        /// <summary>
+        /// What has no property, to be changed before the session is opened. Its texts, callback, delivery and size are not
+        /// looked at.
+        /// </summary>
+        public CVekSessionConfig Config;
+
+        public string User { get; set; }
+        public string Id2 { get; set; }
+        public string ApName { get; set; }
+        public string ApVersion { get; set; }
+        public string IdPrefix { get; set; }
+        /// <summary>A query that is sent when nothing came for half of Config.silenceMs.</summary>
+        public string Probe { get; set; }
+        public VekAckRule Acks { get; set; }
+
+        /// <summary>At most so many requests of code 129 within so many milliseconds.</summary>
+        public (int Count, int Ms) Rate
+        {
+            get { return (Config.rateCount, Config.rateMs); }
+            set
+            {
+                Config.rateCount = value.Count;
+                Config.rateMs = value.Ms;
+                if (made) Check(Call(() => Vek.CVekSession_SetRate(ref handle, value.Count, value.Ms)));
+            }
+        }
+
+        public event EventHandler<VekEvent> StateChanged;
+        public event EventHandler<VekEvent> Report;
+        /// <summary>An answer to a request whose fate had been told.</summary>
+        public event EventHandler<VekEvent> Late;
+        public event EventHandler<VekEvent> Stray;
+        public event EventHandler<VekEvent> Trace;
+        /// <summary>The fate of a resync query.</summary>
+        public event EventHandler<VekEvent> Resynced;
+
+        private readonly object pumping = new object();
+        private readonly List<string> endpoints, resyncs = new List<string>();
+        private readonly SynchronizationContext context = SynchronizationContext.Current;
+        private readonly ConcurrentDictionary<ulong, TaskCompletionSource<VekFate>> waiting =
+            new ConcurrentDictionary<ulong, TaskCompletionSource<VekFate>>();
+        private readonly List<StateWaiter> stateWaiters = new List<StateWaiter>();
+        private CVekSession handle;
+        private Thread pump;
+        private bool made;
+        private volatile bool disposing;
+        private long lastTag;
+        private volatile VekState state;
+
+        public VekSession(params string[] endpoints) : base(false)
+        {
+            this.endpoints = new List<string>(endpoints);
+            Config.size = (uint)Marshal.SizeOf(typeof(CVekSessionConfig));
+            Vek.CVekSession_Defaults(ref Config, Config.size);
+            Made();
+        }
+
+        /// <summary>As of the last event.</summary>
+        public VekState State { get { return state; } }
+
+        /// <summary>A query that is asked on every new link before the session is Up; Resynced brings its answer.</summary>
+        public void AddResync(string query)
+        {
+            if (made) Check(Call(() => Vek.CVekSession_AddResync(ref handle, VekText.Put(query))));
+            else resyncs.Add(query);
+        }
+
+        /// <summary>"HOST:PORT", or ":KIND:PARAMETERS".</summary>
+        public void AddEndpoint(string setting)
+        {
+            if (made) Check(Call(() => Vek.CVekSession_AddEndpoint(ref handle, VekText.Put(setting))));
+            else endpoints.Add(setting);
+        }
+
+        /// <summary>Opens the session; the task ends when it is Up. VekSessionException when it is refused, stopped or
+        /// closed.</summary>
+        public Task OpenAsync(string password)
+        {
+            lock (pumping)
+            {
+                if (!made) Make();
+                Check(Call(() => Vek.CVekSession_SetPassword(ref handle, VekText.Put(password))));
+                var up = new StateWaiter(e => e.State == VekState.Up ? true
+                                              : IsEnd(e.State) ? throw new VekSessionException(e.Reason, e.Detail) : false);
+                lock (stateWaiters) stateWaiters.Add(up);
+                int reason = Call(() => Vek.CVekSession_Open(ref handle));
+                if (reason != 0) lock (stateWaiters) stateWaiters.Remove(up);
+                Check(reason);
+                if (pump == null) StartPump();
+                return up.Done.Task;
+            }
+        }
+
+        /// <summary>For after a password change; SetPassword counts for the attempts to come.</summary>
+        public void SetPassword(string password)
+        {
+            Check(Call(() => Vek.CVekSession_SetPassword(ref handle, VekText.Put(password))));
+        }
+
+        /// <summary>
+        /// Ends the session; waits at most so long for the answers to what is out, in the state Draining. The task ends
+        /// when it is Closed and every fate was told.
+        /// </summary>
+        public Task CloseAsync(TimeSpan drain = default(TimeSpan))
+        {
+            if (!made || state == VekState.Closed) return Task.FromResult(true);
+            var closed = new StateWaiter(e => e.State == VekState.Closed);
+            lock (stateWaiters) stateWaiters.Add(closed);
+            Call(() => Vek.CVekSession_Close(ref handle, Ms(drain)));
+            return closed.Done.Task;
+        }
+
+        /// <summary>
+        /// Asks a query, held until the rate lets it go. VekNotAnsweredException with its fate when it gets no answer. A
+        /// token that is cancelled ends the wait.
+        /// </summary>
+        public async Task<VekResult> QueryAsync(string text, TimeSpan answer = default(TimeSpan),
+                                                CancellationToken token = default(CancellationToken))
+        {
+            Task<VekFate> asked = Submit(Vek.cvmc_TaskResult, text, default(TimeSpan), answer, 0, token);
+            var cancelled = new TaskCompletionSource<VekFate>();
+            using (token.Register(() => cancelled.TrySetCanceled()))
+                await Task.WhenAny(asked, cancelled.Task).ConfigureAwait(false);
+            token.ThrowIfCancellationRequested();
+            VekFate fate = await asked.ConfigureAwait(false);
+            if (fate.Kind != VekFateKind.Answered) throw new VekNotAnsweredException(fate);
+            return fate.Result;
+        }
+
+        /// <summary>
+        /// Sends a request of code 129, two lines, and tells its fate. It may be held so long. A token that is cancelled
+        /// takes it back while it is held (its fate is NeverSent, Withdrawn); one that is on its way cannot be taken back,
+        /// and the task goes on until its fate is known.
+        /// </summary>
+        /// <param name="flags">Vek.vsg_Urgent: goes before all that wait without it.</param>
+        public Task<VekFate> SendAsync(string text, TimeSpan hold = default(TimeSpan), TimeSpan answer = default(TimeSpan),
+                                       int flags = 0, CancellationToken token = default(CancellationToken))
+        {
+            return Submit(Vek.cvmc_RequestAck, text, hold, answer, flags, token);
+        }
+
+        /// <summary>The fate's text has the server's words, which are for people: success does not show.</summary>
+        public Task<VekFate> ChangePasswordAsync(string user, string before, string after)
+        {
+            return Enter((ref CVekReceipt receipt, ulong tag) => Vek.CVekSession_ChangePassword(
+                ref handle, VekText.Put(user), VekText.Put(before), VekText.Put(after), tag, ref receipt),
+                default(CancellationToken));
+        }
+
+        /// <summary>In the state Waiting: the next attempt comes after so long.</summary>
+        public bool RetryIn(TimeSpan delay) { return Call(() => Vek.CVekSession_RetryIn(ref handle, Ms(delay)) == 0); }
+
+        /// <summary>With Vek.vsc_ResyncByHand: the application has done its part.</summary>
+        public bool ResyncDone(uint link, bool good)
+        {
+            return Call(() => Vek.CVekSession_ResyncDone(ref handle, link, good) == 0);
+        }
+
+        /// <summary>For those who store a work id before they submit it.</summary>
+        public string NewWorkId()
+        {
+            byte[] id = new byte[32];
+            Call(() => Vek.CVekSession_NewWorkId(ref handle, id));
+            return VekText.Decode(id).TrimEnd('\0');
+        }
+
+        public CVekSessionStats Stats()
+        {
+            var stats = new CVekSessionStats { size = (uint)Marshal.SizeOf(typeof(CVekSessionStats)), fates = new ulong[8] };
+            Call(() => Vek.CVekSession_Stats(ref handle, ref stats));
+            return stats;
+        }
+
+        /// <summary>0: off, 1: heads, 2: whole messages.</summary>
+        public void SetTrace(int level) { Call(() => Vek.CVekSession_SetTrace(ref handle, level)); }
+
+        /// <summary>Ends the session; every fate is told before this returns, but for a call made inside an event.</summary>
+        public override void Dispose()
+        {
+            Call(() => Vek.CVekSession_Close(ref handle, 0));
+            disposing = true;  // what is to be told, waits to be taken
+            Thread running;
+            lock (pumping) running = pump;
+            if (running == Thread.CurrentThread) return;  // it goes on until everything is told
+            if (running != null) running.Join();
+            base.Dispose();
+        }
+
+        protected override void Delete() { Vek.CVekSession_Delete(ref handle); }
+
+        // One event after the other until it is closed; idle sessions look up twice a second, so that no program's end
+        // waits for them.
+        private void Pump()
+        {
+            var next = new CVekEvent { size = (uint)Marshal.SizeOf(typeof(CVekEvent)) };
+            for (;;)
+            {
+                int came = Vek.CVekSession_Next(ref handle, disposing ? 0 : 500, ref next);
+                if (came == 1) Tell(ref next);
+                else if (disposing || came < 0) break;
+            }
+            base.Dispose();
+        }
+
+        private void StartPump()
+        {
+            pump = new Thread(Pump) { IsBackground = true, Name = "vek-session" };
+            pump.Start();
+        }
+
+        private void Tell(ref CVekEvent next)
+        {
+            var told = new VekEvent(ref handle, ref next);
+            if (told.Kind == VekEventKind.State) state = told.State;
+            TaskCompletionSource<VekFate> waiter;
+            if (told.Kind == VekEventKind.Fate && waiting.TryRemove(next.tag, out waiter)) waiter.SetResult(told.Fate());
+            else if (HandlerOf(told.Kind) != null) Raise(told);
+            if (told.Kind == VekEventKind.State) TellWaiters(told);
+        }
+
+        private void Raise(VekEvent told)
+        {
+            Action raise = () => Event(() => HandlerOf(told.Kind)?.Invoke(this, told));
+            if (context == null) raise();
+            else context.Post(ignored => raise(), null);
+        }
+
+        private EventHandler<VekEvent> HandlerOf(VekEventKind kind)
+        {
+            switch (kind)
+            {
+                case VekEventKind.State: return StateChanged;
+                case VekEventKind.Report: return Report;
+                case VekEventKind.Late: return Late;
+                case VekEventKind.Stray: return Stray;
+                case VekEventKind.Trace: return Trace;
+                case VekEventKind.Fate: return Resynced;
+                default: return null;
+            }
+        }
+
+        private void TellWaiters(VekEvent told)
+        {
+            List<StateWaiter> waiters;
+            lock (stateWaiters) waiters = new List<StateWaiter>(stateWaiters);
+            foreach (StateWaiter waiter in waiters.FindAll(w => w.Take(told)))
+                lock (stateWaiters) stateWaiters.Remove(waiter);
+        }
+
+        private Task<VekFate> Submit(int code, string text, TimeSpan hold, TimeSpan answer, int flags,
+                                     CancellationToken token)
+        {
+            byte[] bytes = VekText.Encode(text);
+            var request = new CVekSubmit { size = (uint)Marshal.SizeOf(typeof(CVekSubmit)), code = code,
+                                           mode = Vek.vsm_Hold, flags = (uint)flags, textLength = (uint)bytes.Length,
+                                           holdMs = Ms(hold), answerMs = Ms(answer) };
+            GCHandle pinned = GCHandle.Alloc(bytes, GCHandleType.Pinned);
+            try
+            {
+                request.text = pinned.AddrOfPinnedObject();
+                return Enter((ref CVekReceipt receipt, ulong tag) =>
+                {
+                    request.tag = tag;
+                    return Vek.CVekSession_Submit(ref handle, ref request, ref receipt);
+                }, token);
+            }
+            finally { pinned.Free(); }
+        }
+
+        private delegate int Submitting(ref CVekReceipt receipt, ulong tag);
+
+        private Task<VekFate> Enter(Submitting submit, CancellationToken token)
+        {
+            var receipt = new CVekReceipt { size = (uint)Marshal.SizeOf(typeof(CVekReceipt)), workId = new byte[32] };
+            var waiter = new TaskCompletionSource<VekFate>(TaskCreationOptions.RunContinuationsAsynchronously);
+            ulong tag = (ulong)Interlocked.Increment(ref lastTag);
+            waiting[tag] = waiter;
+            int reason = made && Hold() ? Held(submit, ref receipt, tag) : Vek.vsr_NotUp;
+            string workId = VekText.Decode(receipt.workId).TrimEnd('\0');
+            if (reason == 0) return Cancellable(waiter.Task, receipt.ticket, token);
+            waiting.TryRemove(tag, out waiter);
+            return Task.FromResult(new VekFate { Kind = VekFateKind.Refused, Reason = (VekReason)reason,
+                                                 WorkId = workId, Text = "", Detail = "", Link = receipt.link });
+        }
+
+        private int Held(Submitting submit, ref CVekReceipt receipt, ulong tag)
+        {
+            try { return submit(ref receipt, tag); }
+            finally { LetGo(); }
+        }
+
+        private async Task<VekFate> Cancellable(Task<VekFate> fate, ulong ticket, CancellationToken token)
+        {
+            using (token.Register(() => Call(() => Vek.CVekSession_Withdraw(ref handle, ticket))))
+                return await fate.ConfigureAwait(false);
+        }
+
+        private void Make()
+        {
+            var texts = new[] {ApName, ApVersion, User, Id2, IdPrefix, Probe};
+            var pinned = Array.ConvertAll(texts, t => GCHandle.Alloc(VekText.Put(t), GCHandleType.Pinned));
+            CVekSessionConfig config = Config;
+            if (ApName != null) config.apName = pinned[0].AddrOfPinnedObject();
+            if (ApVersion != null) config.apVersion = pinned[1].AddrOfPinnedObject();
+            config.id1 = pinned[2].AddrOfPinnedObject();
+            config.id2 = pinned[3].AddrOfPinnedObject();
+            config.idPrefix = pinned[4].AddrOfPinnedObject();
+            config.probe = pinned[5].AddrOfPinnedObject();
+            config.delivery = Vek.vsd_Poll;
+            config.ackRule = (int)Acks;
+            config.onEvent = null;
+            int reason;
+            handle = Vek.CVekSession_Create(ref config, out reason);
+            Array.ForEach(pinned, p => p.Free());
+            Check(handle.Object == IntPtr.Zero ? reason : 0);
+            made = true;
+            endpoints.ForEach(AddEndpoint);
+            resyncs.ForEach(AddResync);
+        }
+
+        private static bool IsEnd(VekState state)
+        {
+            return state == VekState.Refused || state == VekState.Stopped || state == VekState.Closed;
+        }
+
+        private static void Check(int reason)
+        {
+            if (reason != 0) throw new VekSessionException((VekReason)reason);
+        }
+
+        private static uint Ms(TimeSpan time)
+        {
+            return time < TimeSpan.Zero ? uint.MaxValue : (uint)Math.Min(Math.Ceiling(time.TotalMilliseconds), int.MaxValue);
+        }
+
+        // A task that ends at a state event.
+        private sealed class StateWaiter
+        {
+            public readonly TaskCompletionSource<bool> Done =
+                new TaskCompletionSource<bool>(TaskCreationOptions.RunContinuationsAsynchronously);
+            private readonly Func<VekEvent, bool> ends;
+
+            public StateWaiter(Func<VekEvent, bool> ends) { this.ends = ends; }
+
+            public bool Take(VekEvent told)
+            {
+                try { return ends(told) && Done.TrySetResult(true); }
+                catch (VekSessionException e) { return Done.TrySetException(e); }
+            }
+        }
+    }
+}
