@@ -16,7 +16,7 @@ HEADERS = [ROOT / "include/vekapi/VekApiC.h", ROOT / "include/vekapi/VekSessionC
 SIMPLE = {TypeKind.VOID: "void", TypeKind.BOOL: "bool", TypeKind.INT: "int", TypeKind.UINT: "unsigned",
           TypeKind.CHAR_S: "char"}
 FIXED = {"int32_t": "int", "uint32_t": "unsigned", "int64_t": "long", "uint64_t": "ulong", "intptr_t": "size"}
-# Groups of constants that are more than numbers to who reads a program, by what their names begin with.
+# Groups of constants that become enumerations, by the prefix of their names.
 ENUMS = {"vss": "State", "vsf": "FateKind", "vse": "EventKind", "vsr": "Reason"}
 
 

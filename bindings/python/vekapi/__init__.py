@@ -34,7 +34,14 @@ TaskResult.plain().
 Clients, gates and senders live until close(), even without references to them, and may be closed in any order. Those
 still open when the program ends are closed then, without further events except on_destroy.
 
-The functions of VekApiC.h are in vekapi.lib, its types and constants in this module.
+A Session keeps itself signed on and tells the fate of every request; BlockingSession is the same without asyncio:
+
+    async with vekapi.Session(["gw1:9000", "gw2:9000"], user="trader", password="secret") as session:
+        products = await session.query("products", timeout=3)
+        fate = await session.send("new\\nprod=TXF side=B qty=1 price=MKT", hold=0.5)
+        print(fate, fate.safe_to_repeat)
+
+The functions of VekApiC.h and VekSessionC.h are in vekapi.lib, their types and constants in this module.
 """
 
 from ._declarations import *  # noqa: F401,F403
@@ -51,8 +58,11 @@ from ._declarations import (  # noqa: F401
     cvcs_SgnError as SGN_ERROR,
     cvcs_UnknownServer as UNKNOWN_SERVER,
 )
+from ._enums import EventKind, FateKind, Reason, State  # noqa: F401
+from ._fates import Event, Fate, NotAnswered, Result, SessionError, words  # noqa: F401
 from ._client import Client, Handler  # noqa: F401
 from ._library import dispatch, lib, load, message_loop_fd  # noqa: F401
 from ._pacing import Gate, Sender  # noqa: F401
 from ._results import Properties, Table, TaskResult  # noqa: F401
+from ._session import BlockingSession, Session  # noqa: F401
 from ._text import encode, text  # noqa: F401

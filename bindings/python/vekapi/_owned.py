@@ -1,4 +1,4 @@
-"""Clients, gates and senders: tracks their users, and deletes them."""
+"""Clients, gates, senders and sessions: tracks their users, and deletes them."""
 
 import atexit
 import os
@@ -69,6 +69,9 @@ class Owned:
             _alive.discard(self)
             _events.quieter()
 
+    def _at_exit(self):
+        self.close()
+
     def _forget_user(self):
         """At exit this thread is in no call; after Ctrl-C it may still be recorded as a user."""
         here = threading.get_ident()
@@ -113,7 +116,7 @@ def _end():
         if not owned._left_alone():
             owned._thread = None
             owned._forget_user()
-            owned.close()
+            owned._at_exit()
     _events.wait_until(lambda: not any(o._closed for o in list(_alive)) and _events.elsewhere() <= stuck, _PATIENCE)
 
 

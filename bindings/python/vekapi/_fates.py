@@ -1,0 +1,151 @@
+"""What sessions bring: fates, events, results to keep. Plain values."""
+
+import ctypes
+import weakref
+from ctypes import byref
+from dataclasses import dataclass
+from typing import Any, Optional
+
+from ._declarations import CVekEvent, CVekTaskResult, vst_Fate, vst_Reason, vst_State
+from ._enums import EventKind, FateKind, Named, Reason, State
+from ._library import lib
+from ._results import TaskResult
+from ._text import text
+
+_LANGUAGES = {"en": 0, "zh-TW": 1}
+_KINDS = {State: vst_State, FateKind: vst_Fate, Reason: vst_Reason}
+
+
+def words(member: Optional[Named], language: str = "en") -> str:
+    """What a state, a fate or a reason means, in English ("en") or Traditional Chinese ("zh-TW"); "" for None."""
+    if member is None:
+        return ""
+    told: bytes = lib.CVekApi_Text(_KINDS[type(member)], member.number, _LANGUAGES[language])
+    return told.decode("utf-8")
+
+
+class Result(TaskResult):
+    """The answer to a query; the caller's, to keep."""
+
+    def __init__(self, handle: CVekTaskResult) -> None:
+        super().__init__(handle)
+        weakref.finalize(self, _free, self._handle)
+
+    def __getitem__(self, name: str) -> Any:
+        """A table's records, as dictionaries by the columns' names; KeyError when there is no such table."""
+        table = self.table(name)
+        if table is None:
+            raise KeyError(name)
+        return table.rows()
+
+
+def _free(handle: CVekTaskResult) -> None:
+    lib.CVekTaskResult_Free(byref(handle))
+
+
+@dataclass(frozen=True)
+class Fate:
+    """What became of a request."""
+
+    kind: FateKind
+    reason: Optional[Reason] = None
+    work_id: str = ""
+    text: str = ""  # the server's words: an acknowledgement's line
+    detail: str = ""  # the system's words, or the server's reason
+    ticket: int = 0
+    link: int = 0  # number of the link that it was for, from 1
+    result: Optional[Result] = None  # the answer to a query
+
+    @property
+    def safe_to_repeat(self) -> bool:
+        """The server never had it."""
+        return self.kind in (FateKind.REFUSED, FateKind.NEVER_SENT)
+
+    @property
+    def answered(self) -> bool:
+        """Its answer has come."""
+        return self.kind in (FateKind.ANSWERED, FateKind.ACKNOWLEDGED)
+
+    def fate_text(self, language: str = "en") -> str:
+        return words(self.kind, language)
+
+    def reason_text(self, language: str = "en") -> str:
+        return words(self.reason, language)
+
+    def __str__(self) -> str:
+        return f"{self.work_id}: {self.kind}" + (f", {self.reason_text()}" if self.reason else "")
+
+
+@dataclass(frozen=True)
+class Event:
+    """Something that happened to a session; its text is one line for a log."""
+
+    kind: EventKind
+    state: State  # of the session, as of this event
+    reason: Optional[Reason]
+    code: int
+    link: int  # number of the link, from 1
+    attempt: int
+    endpoint: int  # number of the endpoint, from 0
+    wait: float  # State.WAITING: seconds until the next attempt; negative: until retry_in()
+    never_sent: int  # after a link's end: how many of its requests the server never had because of it,
+    unknown: int  # and how many it may have had
+    ticket: int
+    work_id: str
+    raw: bytes  # the server's bytes
+    detail: str
+    at: float  # seconds since 1970
+    fate: FateKind
+    result: Optional[Result]
+    line: str
+
+    @property
+    def text(self) -> str:
+        """The server's words."""
+        told: str = text(self.raw)
+        return told
+
+    def as_fate(self) -> Fate:
+        """What an event of kind FATE, or LATE, tells."""
+        return Fate(self.fate, self.reason, self.work_id, self.text, self.detail, self.ticket, self.link, self.result)
+
+    def __str__(self) -> str:
+        return self.line
+
+
+class SessionError(Exception):
+    """A session that cannot be made or opened, or whose server does not let the user in."""
+
+    def __init__(self, reason: Optional[Reason], detail: str = "") -> None:
+        super().__init__(": ".join(filter(None, (words(reason), detail))))
+        self.reason = reason
+
+
+class NotAnswered(Exception):
+    """A query that got no answer: see its fate."""
+
+    def __init__(self, fate: Fate) -> None:
+        super().__init__(str(fate))
+        self.fate = fate
+
+
+def reason_of(number: int) -> Optional[Reason]:
+    return Reason.of(number) if number else None
+
+
+def event_of(session: Any, lent: CVekEvent) -> Event:
+    """A copy of what the library lends; `session` is the handle."""
+    line = ctypes.create_string_buffer(512)
+    lib.CVekApi_Describe(byref(lent), line, len(line))
+    return Event(
+        kind=EventKind.of(lent.kind), state=State.of(lent.state), reason=reason_of(lent.reason), code=lent.code,
+        link=lent.link, attempt=lent.attempt, endpoint=lent.endpoint, wait=lent.waitMs / 1000,
+        never_sent=lent.neverSent, unknown=lent.unknown, ticket=lent.ticket, work_id=text(lent.workId) or "",
+        raw=ctypes.string_at(lent.text, lent.textLength) if lent.text else b"", detail=text(lent.detail) or "",
+        at=lent.unixNs / 1e9, fate=FateKind.of(lent.fate), result=_keep(session, lent),
+        line=line.value.decode("utf-8", "replace"))
+
+
+def _keep(session: Any, lent: CVekEvent) -> Optional[Result]:
+    kept = lib.CVekSession_KeepResult(byref(session), byref(lent)) if lent.result else None
+    return Result(kept) if kept else None

@@ -1,0 +1,260 @@
+"""Sessions that keep themselves signed on and tell the fate of every request. VekSessionC.h says what states, fates,
+reasons and times mean."""
+
+import asyncio
+import math
+import queue
+import threading
+import time
+from typing import Any, AsyncIterator, Iterator, Optional
+
+from . import _declarations as d
+from ._enums import FateKind, State
+from ._fates import Event, Fate, NotAnswered, Result
+from ._library import lib
+from ._owned import Owned
+from ._session_base import Entered, SessionBase
+
+_SLICE = 0.2  # seconds a wait lasts before signals are looked after
+_BATCH = 1000  # events that an event loop is given at a time
+
+
+def _answer(fate: Fate) -> Result:
+    if fate.kind is not FateKind.ANSWERED or fate.result is None:
+        raise NotAnswered(fate)
+    return fate.result
+
+
+class Session(SessionBase):
+    """A session for coroutines: `async with vekapi.Session(...) as session:`. Events come on the event loop that opened
+    it, one after the other."""
+
+    async def open(self) -> None:
+        """Opens the session and waits until it is up. SessionError when it is refused, stopped or closed."""
+        loop = asyncio.get_running_loop()
+        up = loop.create_future()
+        self._begin(_bring_to(up))
+        self._watch(loop)
+        self._check_up(await up)
+
+    async def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
+        """The answer to a query. NotAnswered when there is none."""
+        return _answer(await self._ask(d.cvmc_TaskResult, text, None, 0, hold, timeout))
+
+    async def send(self, text: str, hold: Optional[float] = None, timeout: Optional[float] = None,
+                   work_id: Optional[str] = None, flags: int = 0) -> Fate:
+        """The fate of a request of code 129: two lines; a work id of new_work_id() is put in front. It is held for up to
+        `hold` seconds until the rate lets it go, and waited for up to `timeout` seconds from then. A task that is
+        cancelled here withdraws it if it is still held; its fate comes as an event then, whatever it is."""
+        return await self._ask(d.cvmc_RequestAck, text, work_id, flags, hold, timeout)
+
+    async def change_password(self, user: str, before: str, after: str) -> Fate:
+        """Its text has the server's words, which are for people: success does not show."""
+        told = asyncio.get_running_loop().create_future()
+        entered = self._change_password(_bring_to(told), user, before, after)
+        return entered.fate or await told
+
+    def events(self) -> AsyncIterator[Event]:
+        """From now on, every event that nobody waits for, until the session is closed. To be called on the event loop."""
+        came: "asyncio.Queue[Optional[Event]]" = asyncio.Queue()
+        self._listeners.append(came.put_nowait)
+        return self._iterate(came)
+
+    async def close(self, drain: float = 0) -> None:  # type: ignore[override]
+        """Ends the session; waits up to `drain` seconds for the answers to what is out. Every fate and every event is told
+        before this returns."""
+        if drain and self._state is not State.CLOSED:
+            closed = asyncio.get_running_loop().create_future()
+            self._state_waiters.append((lambda event: event.state is State.CLOSED, _bring_to(closed)))
+            self._call(lib.CVekSession_Close, math.ceil(drain * 1000))
+            await closed
+        self._end_now()
+
+    async def __aenter__(self) -> "Session":
+        await self.open()
+        return self
+
+    async def __aexit__(self, *_: Any) -> None:
+        await self.close()
+
+    _loop: Optional[asyncio.AbstractEventLoop] = None
+    _descriptor = -1
+
+    def _watch(self, loop: asyncio.AbstractEventLoop) -> None:
+        if self._loop is loop:
+            return
+        self._loop, descriptor = loop, self._call(lib.CVekSession_WaitHandle)
+        try:
+            loop.add_reader(descriptor, self._look)
+            self._descriptor = descriptor
+        except (NotImplementedError, OSError, ValueError):  # a loop that cannot watch it, as on Windows
+            self._start_pump(lambda tag, event: loop.call_soon_threadsafe(self._told, tag, event))
+
+    def _look(self) -> None:
+        for _ in range(_BATCH):
+            taken = self._take(0)
+            if not taken:
+                return
+            self._told(*taken)
+
+    def _end_now(self) -> None:
+        self._call(lib.CVekSession_Close, 0)
+        self._ending = True
+        if self._loop and self._descriptor >= 0 and not self._loop.is_closed():
+            self._loop.remove_reader(self._descriptor)
+        self._descriptor = -1
+        if self._pump:
+            self._pump.join()  # what it took is told by the loop in its next turn
+        self._tell_rest()
+        Owned.close(self)
+
+    def _at_exit(self) -> None:
+        self._end_now()
+
+    async def _ask(self, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
+                   answer: Optional[float]) -> Fate:
+        told = asyncio.get_running_loop().create_future()
+        entered = self._submit(code, text, _bring_to(told), work_id, flags, hold, answer)
+        try:
+            fate: Fate = entered.fate or await told
+            return fate
+        except asyncio.CancelledError:
+            self._abandon(entered)
+            raise
+
+    async def _iterate(self, came: "asyncio.Queue[Optional[Event]]") -> AsyncIterator[Event]:
+        try:
+            event = await came.get()
+            while event is not None:
+                yield event
+                event = await came.get()
+        finally:
+            self._listeners.remove(came.put_nowait)
+
+
+def _bring_to(future: "asyncio.Future[Any]") -> Any:
+    def bring(value: Any) -> None:
+        if not future.done() and not future.get_loop().is_closed():
+            future.set_result(value)
+
+    return bring
+
+
+class BlockingSession(SessionBase):
+    """A session for threads that wait: `with vekapi.BlockingSession(...) as session:`. Events come on a thread of the
+    session's, one after the other; everything may be called in them, but what waits."""
+
+    def open(self, timeout: Optional[float] = None) -> None:
+        """Opens the session and waits until it is up. SessionError when it is refused, stopped or closed; TimeoutError
+        when `timeout` seconds go by, while the session goes on trying."""
+        slot = _Slot()
+        self._begin(slot.put)
+        if not self._pump:
+            self._start_pump(self._told)
+        self._check_up(slot.wait(timeout))
+
+    def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
+        """The answer to a query. NotAnswered when there is none."""
+        return _answer(self._ask(d.cvmc_TaskResult, text, None, 0, hold, timeout))
+
+    def send(self, text: str, hold: Optional[float] = None, timeout: Optional[float] = None,
+             work_id: Optional[str] = None, flags: int = 0) -> Fate:
+        """The fate of a request of code 129: two lines; a work id of new_work_id() is put in front. It is held for up to
+        `hold` seconds until the rate lets it go, and waited for up to `timeout` seconds from then. Ctrl-C withdraws it if
+        it is still held; its fate comes as an event then, whatever it is."""
+        return self._ask(d.cvmc_RequestAck, text, work_id, flags, hold, timeout)
+
+    def change_password(self, user: str, before: str, after: str) -> Fate:
+        """Its text has the server's words, which are for people: success does not show."""
+        slot = self._slot()
+        return self._wait(slot, self._change_password(slot.put, user, before, after))
+
+    def events(self, timeout: Optional[float] = None) -> Iterator[Event]:
+        """From now on, every event that nobody waits for, until the session is closed, or none came for so long."""
+        slot = _Slot()
+        self._listeners.append(slot.put)
+        return self._iterate(slot, timeout)
+
+    def wait_for(self, *states: State, timeout: Optional[float] = None) -> State:
+        """Waits until the session is in one of these states. TimeoutError."""
+        slot = _Slot()
+        entry = (lambda event: event.state in states, slot.put)
+        self._state_waiters.append(entry)
+        if self._state not in states:
+            slot.wait(timeout)
+        return self._state
+
+    def close(self, drain: float = 0) -> None:
+        """Ends the session; waits up to `drain` seconds for the answers to what is out. Every fate and every event is told
+        before this returns; when it is called inside an event, soon after that event."""
+        if drain and self._state is not State.CLOSED and self._pump is not threading.current_thread():
+            closed = _Slot()
+            self._state_waiters.append((lambda event: event.state is State.CLOSED, closed.put))
+            self._call(lib.CVekSession_Close, math.ceil(drain * 1000))
+            closed.wait(None)
+        self._call(lib.CVekSession_Close, 0)
+        self._ending = True
+        if self._pump is threading.current_thread():
+            return
+        if self._pump:
+            self._pump.join()
+        self._finish()
+
+    def __enter__(self) -> "BlockingSession":
+        self.open()
+        return self
+
+    def _run(self, told: Any) -> None:
+        super()._run(told)
+        self._finish()
+
+    def _finish(self) -> None:
+        self._tell_rest()
+        Owned.close(self)
+
+    def _ask(self, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
+             answer: Optional[float]) -> Fate:
+        slot = self._slot()
+        return self._wait(slot, self._submit(code, text, slot.put, work_id, flags, hold, answer))
+
+    def _slot(self) -> "_Slot":
+        if self._pump is threading.current_thread():
+            raise RuntimeError("waiting inside an event, for what comes after it")
+        return _Slot()
+
+    def _wait(self, slot: "_Slot", entered: Entered) -> Fate:
+        try:
+            fate: Fate = entered.fate or slot.wait(None)
+            return fate
+        except BaseException:
+            self._abandon(entered)
+            raise
+
+    def _iterate(self, slot: "_Slot", timeout: Optional[float]) -> Iterator[Event]:
+        try:
+            event = slot.wait(timeout)
+            while event is not None:
+                yield event
+                event = slot.wait(timeout)
+        except TimeoutError:
+            pass
+        finally:
+            self._listeners.remove(slot.put)
+
+
+class _Slot:
+    """What one thread waits for and another brings. Signals are noticed while it waits."""
+
+    def __init__(self) -> None:
+        self._came: "queue.SimpleQueue[Any]" = queue.SimpleQueue()
+        self.put = self._came.put
+
+    def wait(self, timeout: Optional[float]) -> Any:
+        deadline = math.inf if timeout is None else time.monotonic() + timeout
+        while True:
+            left = min(_SLICE, deadline - time.monotonic())
+            try:
+                return self._came.get(timeout=max(left, 0))
+            except queue.Empty:
+                if left <= 0:
+                    raise TimeoutError("not in time") from None

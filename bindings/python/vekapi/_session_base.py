@@ -1,0 +1,242 @@
+"""What sessions for coroutines and for threads have in common."""
+
+import ctypes
+import itertools
+import threading
+import traceback
+from ctypes import byref
+from typing import Any, Callable, Dict, Iterable, Iterator, List, NamedTuple, Optional, Tuple, Union
+
+from . import _declarations as d
+from ._enums import EventKind, FateKind, State
+from ._fates import Event, Fate, SessionError, event_of, reason_of
+from ._library import lib, load
+from ._owned import Owned
+from ._text import encode
+
+_ENDS = (State.REFUSED, State.STOPPED, State.CLOSED)
+_ACKS = {"in-order": d.vsa_InOrder, "by-id": d.vsa_ByWorkId}
+_LOOK_UP_MS = 500  # a thread that waits for events, whether there is an end to it
+Tell = Callable[[Any], None]
+
+
+def _ms(seconds: Optional[float]) -> int:
+    """None: as configured, 0; infinity: never."""
+    if seconds is None:
+        return 0
+    return min(max(1, round(seconds * 1000)), 0x7FFFFFFF) if seconds < float("inf") else 0xFFFFFFFF
+
+
+class Entered(NamedTuple):
+    """A request that was submitted; its fate when it was refused."""
+
+    tag: int
+    ticket: int
+    fate: Optional[Fate]
+
+
+class SessionBase(Owned):
+    """What both kinds of session have in common."""
+
+    _delete, _rank = "CVekSession_Delete", 0
+
+    def __init__(
+        self, endpoints: Union[str, Iterable[str]], *, user: str = "", password: str = "", id2: str = "",
+        resync: Iterable[str] = (), rate: Tuple[int, int] = (0, 0), acks: str = "in-order", separator: str = " ",
+        app_name: str = "vekapi", app_version: str = "1.0.0.0", probe: Optional[str] = None, id_prefix: str = "",
+        on_event: Optional[Callable[[Event], None]] = None, **settings: int,
+    ) -> None:
+        """`endpoints` are "HOST:PORT" or ":KIND:PARAMETERS"; `resync` the queries that are asked on every new link before
+        the session is up; `rate` at most so many requests within so many milliseconds; `acks` "in-order", or "by-id" when
+        acknowledgements begin with the work id and `separator`. `on_event` gets every event that nobody waits for.
+        `settings` are other members of CVekSessionConfig, in its units: silenceMs=5000. ValueError for one that there is
+        not, SessionError when the session cannot be made."""
+        load()
+        config = d.CVekSessionConfig()
+        lib.CVekSession_Defaults(byref(config), ctypes.sizeof(config))
+        for name, value in settings.items():
+            if not isinstance(getattr(config, name, None), int):
+                raise ValueError(f"no setting is called {name}")
+            setattr(config, name, value)
+        config.apName, config.apVersion, config.id1, config.id2 = map(encode, (app_name, app_version, user, id2))
+        config.idPrefix, config.probe, config.idSeparator = encode(id_prefix), encode(probe), encode(separator)
+        config.ackRule, (config.rateCount, config.rateMs) = _ACKS[acks], rate
+        config.delivery, reason = d.vsd_Poll, ctypes.c_int()
+        handle = lib.CVekSession_Create(byref(config), byref(reason))
+        if not handle:
+            raise SessionError(reason_of(reason.value))
+        super().__init__(handle)
+        self._password, self._on_event, self._state = password, on_event, State.CLOSED
+        self._tags, self._waiters = itertools.count(1), {}  # type: Iterator[int], Dict[int, Tell]
+        self._state_waiters: List[Tuple[Callable[[Event], bool], Tell]] = []
+        self._listeners: List[Callable[[Optional[Event]], None]] = []
+        self._pump: Optional[threading.Thread] = None
+        self._ending = False  # everything that is still to be told, waits to be taken
+        for endpoint in [endpoints] if isinstance(endpoints, str) else endpoints:
+            self.add_endpoint(endpoint)
+        for question in resync:
+            self.add_resync(question)
+
+    @property
+    def state(self) -> State:
+        """As of the last event."""
+        return self._state
+
+    def add_endpoint(self, setting: str) -> None:
+        self._check(self._call(lib.CVekSession_AddEndpoint, encode(setting)))
+
+    def add_resync(self, question: str) -> None:
+        """A query that is asked on every new link before the session is up; its answer comes as an event."""
+        self._check(self._call(lib.CVekSession_AddResync, encode(question)))
+
+    def set_password(self, password: str) -> None:
+        """For the attempts to come: after a password change."""
+        self._password = password
+        self._check(self._call(lib.CVekSession_SetPassword, encode(password)))
+
+    def set_rate(self, count: int, ms: int) -> None:
+        self._check(self._call(lib.CVekSession_SetRate, count, ms))
+
+    def wait_time(self, code: int = d.cvmc_RequestAck) -> Optional[float]:
+        """Seconds that a request would wait; None when that cannot be said."""
+        ms: int = self._call(lib.CVekSession_WaitMs, code)
+        return None if ms < 0 else ms / 1000
+
+    def retry_in(self, seconds: float) -> bool:
+        """In State.WAITING: the next attempt comes after so long."""
+        return not self._call(lib.CVekSession_RetryIn, max(0, round(seconds * 1000)))
+
+    def resync_done(self, link: int, good: bool = True) -> bool:
+        """With flags=vsc_ResyncByHand: the application has done its part."""
+        return not self._call(lib.CVekSession_ResyncDone, link, good)
+
+    def withdraw(self, ticket: int) -> bool:
+        """Takes a held request back: its fate is NeverSent. False when it is on its way, or has its fate."""
+        return not self._call(lib.CVekSession_Withdraw, ticket)
+
+    def new_work_id(self) -> str:
+        """For those who store a work id before they submit it."""
+        buffer = ctypes.create_string_buffer(32)
+        self._call(lib.CVekSession_NewWorkId, buffer)
+        return buffer.value.decode()
+
+    def stats(self) -> Dict[str, Any]:
+        """Counts since the session was made, by their names in CVekSessionStats; fates by their names."""
+        stats = d.CVekSessionStats(size=ctypes.sizeof(d.CVekSessionStats))
+        self._call(lib.CVekSession_Stats, byref(stats))
+        found = {name: getattr(stats, name) for name, *_ in stats._fields_ if name != "size"}
+        found["fates"] = {kind: stats.fates[kind.number] for kind in FateKind if kind.number}
+        return found
+
+    def set_trace(self, level: int) -> None:
+        """Makes the messages of the wire into events: 0 none, 1 their heads, 2 whole."""
+        self._call(lib.CVekSession_SetTrace, level)
+
+    # Submitting. Who waits for a fate is told it; nobody else is.
+
+    def _submit(self, code: int, text: str, tell: Tell, work_id: Optional[str], flags: int, hold: Optional[float],
+                answer: Optional[float]) -> Entered:
+        if work_id is not None:
+            text = f"{work_id} {text}" if work_id else text
+        raw = encode(text)
+        buffer = ctypes.create_string_buffer(raw, len(raw) or 1)
+        request = d.CVekSubmit(
+            size=ctypes.sizeof(d.CVekSubmit), code=code, mode=d.vsm_Hold, flags=flags, workId=encode(work_id),
+            text=ctypes.addressof(buffer), textLength=len(raw), holdMs=_ms(hold), answerMs=_ms(answer))
+
+        def submit(tag: int, receipt: d.CVekReceipt) -> int:
+            request.tag = tag
+            return self._call(lib.CVekSession_Submit, byref(request), byref(receipt))
+
+        return self._enter(submit, tell)
+
+    def _change_password(self, tell: Tell, *texts: str) -> Entered:
+        change = lambda tag, receipt: self._call(
+            lib.CVekSession_ChangePassword, *map(encode, texts), tag, byref(receipt))
+        return self._enter(change, tell)
+
+    def _enter(self, submit: Callable[[int, d.CVekReceipt], int], tell: Tell) -> Entered:
+        receipt, tag = d.CVekReceipt(size=ctypes.sizeof(d.CVekReceipt)), next(self._tags)
+        self._waiters[tag] = tell
+        reason = submit(tag, receipt)
+        if not reason:
+            return Entered(tag, receipt.ticket, None)
+        del self._waiters[tag]
+        return Entered(tag, 0, Fate(FateKind.REFUSED, reason_of(reason), receipt.workId.decode(), link=receipt.link))
+
+    def _abandon(self, entered: Entered) -> None:
+        """Nobody waits any more: it is withdrawn while it is held; its fate comes as an event."""
+        if self._waiters.pop(entered.tag, None):
+            self.withdraw(entered.ticket)
+
+    # Taking events.
+
+    def _take(self, ms: int) -> Optional[Tuple[int, Event]]:
+        lent = d.CVekEvent(size=ctypes.sizeof(d.CVekEvent))
+        if self._call(lib.CVekSession_Next, ms, byref(lent)) != 1:
+            return None
+        return lent.tag, event_of(self._handle, lent)
+
+    def _told(self, tag: int, event: Event) -> None:
+        if event.kind is EventKind.STATE:
+            self._state = event.state
+        waiter = self._waiters.pop(tag, None) if event.kind is EventKind.FATE else None
+        if waiter:
+            waiter(event.as_fate())
+        else:
+            self._hand_out(event)
+        if event.kind is EventKind.STATE:
+            for entry in [e for e in self._state_waiters if e[0](event)]:
+                self._state_waiters.remove(entry)
+                entry[1](event)
+
+    def _hand_out(self, event: Event) -> None:
+        for listener in list(self._listeners):
+            listener(event)
+        if self._on_event:
+            try:
+                self._on_event(event)
+            except Exception:
+                traceback.print_exc()
+
+    def _tell_rest(self) -> None:
+        """After the session has been closed: all that has not been told."""
+        taken = self._take(0)
+        while taken:
+            self._told(*taken)
+            taken = self._take(0)
+        for listener in self._listeners:
+            listener(None)  # the last that it gets
+
+    def _run(self, told: Callable[[int, Event], None]) -> None:
+        """The thread that takes events, where nothing else does; until the end."""
+        while True:
+            taken = self._take(0 if self._ending else _LOOK_UP_MS)
+            if taken:
+                told(*taken)
+            elif self._ending:
+                return
+
+    def _start_pump(self, told: Callable[[int, Event], None]) -> None:
+        self._pump = threading.Thread(target=self._run, args=(told,), name="vek-session", daemon=True)
+        self._pump.start()
+
+    def _begin(self, up: Tell) -> None:
+        """Opens the session; `up` is told the event that says how that went."""
+        entry = (lambda event: event.state is State.UP or event.state in _ENDS, up)
+        self._check(self._call(lib.CVekSession_SetPassword, encode(self._password)))
+        self._state_waiters.append(entry)
+        reason = self._call(lib.CVekSession_Open)
+        if reason:
+            self._state_waiters.remove(entry)
+        self._check(reason)
+
+    @staticmethod
+    def _check(reason: int) -> None:
+        if reason:
+            raise SessionError(reason_of(reason))
+
+    @staticmethod
+    def _check_up(event: Event) -> None:
+        if event.state is not State.UP:
+            raise SessionError(event.reason, event.detail)
