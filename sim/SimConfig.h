@@ -66,6 +66,9 @@ struct SimConfig {
   bool keepPackets =
       true;  ///< keep packets and requests in SimSeen, not only their counts; off for long runs
   std::function<std::chrono::microseconds()> clock{};  ///< stamps arrivals; empty: the steady clock
+  /// A line for each request on arrival, "saw WORKID VERB", and for each order or cancel carried out,
+  /// "did WORKID ORDERNUMBER", before any answer. On the server's thread; may be empty.
+  std::function<void(const std::string&)> record{};
   std::function<void(const std::string&)>
       log{};  ///< one line per event, on the server's thread; may be empty
 };

@@ -28,6 +28,10 @@ struct SimCore {
     if (config.log) config.log(line);
   }
 
+  void Record(const std::string& line) const {
+    if (config.record) config.record(line);
+  }
+
   const SimConfig config;
   SimRecord record;
   SimFaults faults;

@@ -39,6 +39,7 @@ bool SimSession::Arrived(SimRequest& request, int code) {
     if (core_.config.keepPackets) seen.requests.push_back(request);
     if (!inRate) ++(query ? seen.queryViolations : seen.requestViolations);
   });
+  core_.Record("saw " + request.workId + " " + request.verb);
   core_.Log("#" + std::to_string(id_) + " " + request.workId + " " + request.verb +
             (inRate ? "" : " (too fast)"));
   return inRate;
@@ -98,6 +99,7 @@ std::string SimSession::AckOf(const SimRequest& request, const std::string& refu
 SimTrade SimSession::Trade(const SimRequest& request, const std::string& refusal) {
   if (!refusal.empty()) return {false, refusal, {}, {}};
   SimTrade trade = core_.market.Trade(*login_, request);
+  if (trade.accepted) core_.Record("did " + request.workId + " " + trade.order.number);
   if (trade.accepted && request.verb == "new") {
     core_.record.Update([&](SimSeen& seen) { seen.orders.push_back(trade.order); });
   }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <stdexcept>
 
 #include "sim/SimGateway.h"
 #include "sim/SimServer.h"
@@ -32,6 +33,24 @@ bool WritePort(const std::string& path, std::uint16_t port) {
   if (!good) fmt::print(stderr, "veksim: cannot write {}: {}\n", path, std::strerror(errno));
   return good;
 }
+
+/// Its contents survive a kill of this process.
+class RecordFile {
+ public:
+  explicit RecordFile(const std::string& path) : file_(std::fopen(path.c_str(), "ab")) {
+    if (file_ == nullptr) throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+  }
+  ~RecordFile() { std::fclose(file_); }
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+  void Add(const std::string& line) {
+    fmt::print(file_, "{}\n", line);
+    std::fflush(file_);
+  }
+
+ private:
+  std::FILE* const file_;
+};
 
 /// Sends the reports due since the last call.
 class ReportStream {
@@ -81,6 +100,11 @@ int Run(VeksimOptions& options) {
       fmt::print("{}\n", line);
       std::fflush(stdout);
     };
+  }
+  std::optional<RecordFile> record;
+  if (!options.recordFile.empty()) {
+    record.emplace(options.recordFile);
+    options.config.record = [&record](const std::string& line) { record->Add(line); };
   }
   SimServer server(options.config);
   for (const Fault& fault : options.faults) server.Faults().Push(fault);

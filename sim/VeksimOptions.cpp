@@ -98,6 +98,10 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
   app.add_option("--host", c.host, "Address to listen on")->capture_default_str()->check(CLI::ValidIPV4);
   app.add_option("--port", c.port, "Port; 0 lets the system choose")->capture_default_str();
   app.add_option("--port-file", o.portFile, "Write the port to this file once the server listens");
+  app.add_option(
+      "--record", o.recordFile,
+      "Add to this file a line for each request that arrives, \"saw WORKID VERB\", and for each order "
+      "carried out, \"did WORKID ORDERNUMBER\", before it is answered");
   app.add_flag("--shm", o.sharedMemory,
                "Run a gateway for shared-memory clients as well; its setting is logged");
   app.add_flag("--once", o.once, "Exit when the first link has ended");

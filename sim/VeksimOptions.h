@@ -11,6 +11,7 @@ struct VeksimOptions {
   SimConfig config;
   std::vector<Fault> faults;
   std::string portFile;
+  std::string recordFile;
   bool sharedMemory = false;  ///< also run a gateway for shared-memory clients
   bool once = false;          ///< exit when the first link has ended
   bool quiet = false;         ///< no log
