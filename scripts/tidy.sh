@@ -1,6 +1,6 @@
 # Format, lint, and the quick check before a commit.
 
-sources() { find include src sim tools examples tests bench fuzz -name '*.cpp' -o -name '*.h' -o -name '*.c' 2>/dev/null | sort; }
+sources() { find include src sim tools examples tests bench fuzz -name '*.cpp' -o -name '*.h' -o -name '*.hpp' -o -name '*.c' 2>/dev/null | sort; }
 
 need_formatter() { need clang-format "formats the sources"; }
 

@@ -97,16 +97,30 @@ namespace VekApi
             lock (pumping)
             {
                 if (!made) Make();
-                Check(Call(() => Vek.CVekSession_SetPassword(ref handle, VekText.Put(password))));
-                var up = new StateWaiter(e => e.State == VekState.Up ? true
-                                              : IsEnd(e.State) ? throw new VekSessionException(e.Reason, e.Detail) : false);
-                lock (stateWaiters) stateWaiters.Add(up);
+                SetPassword(password);
+                VekState before = state;
+                state = VekState.Connecting;
                 int reason = Call(() => Vek.CVekSession_Open(ref handle));
-                if (reason != 0) lock (stateWaiters) stateWaiters.Remove(up);
+                if (reason != 0) state = before;
                 Check(reason);
                 if (pump == null) StartPump();
-                return up.Done.Task;
+                return UpAsync();
             }
+        }
+
+        /// <summary>Ends when the session is Up. VekSessionException when it is refused, stopped or closed.</summary>
+        public Task UpAsync()
+        {
+            var up = new StateWaiter(e => e.State == VekState.Up || IsEnd(e.State)
+                                          ? e.State == VekState.Up ? true : throw new VekSessionException(e.Reason, e.Detail)
+                                          : false);
+            lock (stateWaiters)
+            {
+                if (state == VekState.Up) return Task.FromResult(true);
+                if (IsEnd(state)) throw new VekSessionException(VekReason.NotUp);
+                stateWaiters.Add(up);
+            }
+            return up.Done.Task;
         }
 
         /// <summary>For after a password change; SetPassword counts for the attempts to come.</summary>
@@ -229,7 +243,6 @@ namespace VekApi
         private void Tell(ref CVekEvent next)
         {
             var told = new VekEvent(ref handle, ref next);
-            if (told.Kind == VekEventKind.State) state = told.State;
             TaskCompletionSource<VekFate> waiter;
             if (told.Kind == VekEventKind.Fate && waiting.TryRemove(next.tag, out waiter)) waiter.SetResult(told.Fate());
             else if (HandlerOf(told.Kind) != null) Raise(told);
@@ -260,7 +273,11 @@ namespace VekApi
         private void TellWaiters(VekEvent told)
         {
             List<StateWaiter> waiters;
-            lock (stateWaiters) waiters = new List<StateWaiter>(stateWaiters);
+            lock (stateWaiters)
+            {
+                state = told.State;
+                waiters = new List<StateWaiter>(stateWaiters);
+            }
             foreach (StateWaiter waiter in waiters.FindAll(w => w.Take(told)))
                 lock (stateWaiters) stateWaiters.Remove(waiter);
         }

@@ -31,11 +31,15 @@ class Session(SessionBase):
 
     async def open(self) -> None:
         """Opens the session and waits until it is up. SessionError when it is refused, stopped or closed."""
-        loop = asyncio.get_running_loop()
-        up = loop.create_future()
-        self._begin(_bring_to(up))
-        self._watch(loop)
-        self._check_up(await up)
+        self._begin()
+        self._watch(asyncio.get_running_loop())
+        await self.until_up()
+
+    async def until_up(self) -> None:
+        """Waits until the session is up. SessionError when it is refused, stopped or closed."""
+        settled = asyncio.get_running_loop().create_future()
+        self._when_settled(_bring_to(settled))
+        self._check_up(await settled)
 
     async def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
         """The answer to a query. NotAnswered when there is none."""
@@ -147,10 +151,15 @@ class BlockingSession(SessionBase):
     def open(self, timeout: Optional[float] = None) -> None:
         """Opens the session and waits until it is up. SessionError when it is refused, stopped or closed; TimeoutError
         when `timeout` seconds go by, while the session goes on trying."""
-        slot = _Slot()
-        self._begin(slot.put)
+        self._begin()
         if not self._pump:
             self._start_pump(self._told)
+        self.until_up(timeout)
+
+    def until_up(self, timeout: Optional[float] = None) -> None:
+        """Waits until the session is up. SessionError when it is refused, stopped or closed; TimeoutError."""
+        slot = self._slot()
+        self._when_settled(slot.put)
         self._check_up(slot.wait(timeout))
 
     def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
@@ -174,15 +183,6 @@ class BlockingSession(SessionBase):
         slot = _Slot()
         self._listeners.append(slot.put)
         return self._iterate(slot, timeout)
-
-    def wait_for(self, *states: State, timeout: Optional[float] = None) -> State:
-        """Waits until the session is in one of these states. TimeoutError."""
-        slot = _Slot()
-        entry = (lambda event: event.state in states, slot.put)
-        self._state_waiters.append(entry)
-        if self._state not in states:
-            slot.wait(timeout)
-        return self._state
 
     def close(self, drain: float = 0) -> None:
         """Ends the session; waits up to `drain` seconds for the answers to what is out. Every fate and every event is told

@@ -8,7 +8,7 @@ from ctypes import byref
 from typing import Any, Callable, Dict, Iterable, Iterator, List, NamedTuple, Optional, Tuple, Union
 
 from . import _declarations as d
-from ._enums import EventKind, FateKind, State
+from ._enums import EventKind, FateKind, Reason, State
 from ._fates import Event, Fate, SessionError, event_of, reason_of
 from ._library import lib, load
 from ._owned import Owned
@@ -187,8 +187,8 @@ class SessionBase(Owned):
             self._hand_out(event)
         if event.kind is EventKind.STATE:
             for entry in [e for e in self._state_waiters if e[0](event)]:
-                self._state_waiters.remove(entry)
-                entry[1](event)
+                if self._stop_waiting(entry):
+                    entry[1](event)
 
     def _hand_out(self, event: Event) -> None:
         for listener in list(self._listeners):
@@ -221,22 +221,36 @@ class SessionBase(Owned):
         self._pump = threading.Thread(target=self._run, args=(told,), name="vek-session", daemon=True)
         self._pump.start()
 
-    def _begin(self, up: Tell) -> None:
-        """Opens the session; `up` is told the event that says how that went."""
-        entry = (lambda event: event.state is State.UP or event.state in _ENDS, up)
+    def _begin(self) -> None:
         self._check(self._call(lib.CVekSession_SetPassword, encode(self._password)))
-        self._state_waiters.append(entry)
+        before, self._state = self._state, State.CONNECTING
         reason = self._call(lib.CVekSession_Open)
         if reason:
-            self._state_waiters.remove(entry)
+            self._state = before
         self._check(reason)
+
+    def _when_settled(self, tell: Tell) -> None:
+        """Tells the state event that says how connecting went; None when the session is up, or not connecting, now."""
+        entry = (lambda event: event.state is State.UP or event.state in _ENDS, tell)
+        self._state_waiters.append(entry)
+        if (self._state is State.UP or self._state in _ENDS) and self._stop_waiting(entry):
+            tell(None)
+
+    def _stop_waiting(self, entry: Any) -> bool:
+        """False when another thread has been faster."""
+        try:
+            self._state_waiters.remove(entry)
+            return True
+        except ValueError:
+            return False
 
     @staticmethod
     def _check(reason: int) -> None:
         if reason:
             raise SessionError(reason_of(reason))
 
-    @staticmethod
-    def _check_up(event: Event) -> None:
-        if event.state is not State.UP:
+    def _check_up(self, event: Optional[Event]) -> None:
+        if event and event.state is not State.UP:
             raise SessionError(event.reason, event.detail)
+        if not event and self._state is not State.UP:
+            raise SessionError(Reason.NOT_UP)
