@@ -17,6 +17,7 @@ all_checks() {
   [[ $1 != linux ]] || check directories python3 scripts/check_rooms.py
   check demo demo_session "$1"
   check demo-shm demo_session "$1" shm
+  check demo-fates demo_fates "$1"
   check_languages "$1"
 }
 

@@ -92,9 +92,22 @@ demo_session() {
   return "$status"
 }
 
+# fates PRESET ARGUMENTS... TRADER...: compares the fates reported to a trader with the records of two servers, which are
+# killed while it sends orders. `launcher` starts the servers.
+fates() {
+  local preset=$1
+  shift
+  python3 "$root/scripts/fates.py" "${launcher[@]/#/--launcher=}" --server "$root/build/$preset/veksim$suffix" "$@"
+}
+
+demo_fates() {
+  launch_as "$1"
+  fates "$1" --table "${launcher[@]}" "$root/build/$1/trader$suffix"
+}
+
 # dev_demo [PRESET] [shm], in any order. Builds only what it runs.
 dev_demo() {
-  local preset=linux over='' argument programs=(vekapi veksim minimal session)
+  local preset=linux over='' argument programs=(vekapi veksim minimal session trader)
   for argument in "$@"; do
     if [[ $argument == shm ]]; then over=shm; else preset=$argument; fi
   done
@@ -102,11 +115,14 @@ dev_demo() {
   [[ -z $over ]] || programs+=(vekgate)
   need_for_programs "$preset"
   need_for_run "$preset"
+  need python3 "compares the fates of orders with the servers' records"
   need_install
   build_preset "$preset" "${programs[@]}" || fail "the build failed"
   launch_as "$preset"
   trap 'stop_gateway; stop_simulator || true; wine_stop || true' EXIT
   step "demo ($preset${over:+, $over}): veksim${over:+, vekgate} and the example clients" demo_session "$preset" $over ||
     fail "the demo failed; see above and build/$preset/veksim.log"
+  [[ -n $over ]] || step "demo ($preset): a trader whose servers are killed" demo_fates "$preset" ||
+    fail "the fates reported to the trader are not what the servers recorded, or the trader failed; see above"
   verdict "demo ($preset${over:+, $over}): every step came through"
 }

@@ -28,6 +28,10 @@ usage: ./dev demo [PRESET] [shm]
 Builds the library, the simulated server and the example clients, starts the server on a free port and runs the clients
 against it. PRESET is linux (default) or windows (under Wine). With shm the session uses shared memory
 through a gateway.
+
+Without shm there is a second part: a trader with two servers, which are killed one after the other while it sends
+orders. It ends with a table of all orders: the fate reported for each, and what the servers recorded. Every row must
+agree.
 TEXT
 }
 

@@ -92,6 +92,17 @@ csharp_session() {
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
 }
 
+trader_python() {
+  launch_as linux
+  fates linux python3 examples/python/trader.py --library build/linux/libvekapi.so
+}
+
+trader_csharp() {
+  compile_csharp trader examples/csharp/Trader.cs || return 1
+  launch_as linux
+  LD_LIBRARY_PATH=build/linux fates linux mono build/linux/csharp/trader.exe
+}
+
 # Programs that make random calls and exit in the middle of them, each exiting once.
 random_programs() {
   simulator_options=(--anyone --heartbeat 1 --rate 1000/1000)
@@ -125,6 +136,8 @@ check_languages() {
       check example_python python_session session
       check example_asyncio python_session asyncio_session
       check example_csharp csharp_session
+      check trader_python trader_python
+      check trader_csharp trader_csharp
       ;;
     windows)
       check flat_functions python3 scripts/check_flat.py --nm x86_64-w64-mingw32-nm \
