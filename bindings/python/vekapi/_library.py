@@ -4,6 +4,7 @@ import ctypes
 import sys
 import threading
 import time
+from typing import Any, Callable, Optional
 
 from . import _declarations
 
@@ -12,16 +13,19 @@ EXITS = (SystemExit, KeyboardInterrupt)
 
 
 class _Functions:
-    """The functions of VekApiC.h, unchanged, as attributes; set by load()."""
+    """The functions of VekApiC.h and VekSessionC.h, unchanged, as attributes; set by load()."""
+
+    def __getattr__(self, name: str) -> Callable[..., Any]:
+        raise AttributeError(f"the library has no function {name}, or load() was not called")
 
 
 lib = _Functions()
 _here = threading.local()
 _loading = threading.Lock()
-_next_hook = None
+_next_hook: Any = None
 
 
-def load(path=None):
+def load(path: Optional[str] = None) -> _Functions:
     """Loads the library, once; without a path from the system's library directories."""
     global _next_hook
     with _loading:
@@ -35,7 +39,7 @@ def load(path=None):
     return lib
 
 
-def call(function, *arguments):
+def call(function: Callable[..., Any], *arguments: Any) -> Any:
     """Calls the library. An exit requested by an event on this thread meanwhile is raised here."""
     _here.depth = getattr(_here, "depth", 0) + 1
     try:
@@ -48,7 +52,7 @@ def call(function, *arguments):
     return result
 
 
-def exit_later(asked):
+def exit_later(asked: BaseException) -> bool:
     """True if this thread is inside call(), which will raise it."""
     if getattr(_here, "depth", 0) == 0:
         return False
@@ -56,14 +60,14 @@ def exit_later(asked):
     return True
 
 
-def _unraisable(what):
+def _unraisable(what: Any) -> None:
     """Ctrl-C may occur between the library's call of a callback and the callback's first line, where only ctypes
     can catch it."""
     if not (isinstance(what.exc_value, EXITS) and exit_later(what.exc_value)):
         _next_hook(what)
 
 
-def dispatch(timeout_ms=0):
+def dispatch(timeout_ms: int = 0) -> int:
     """Runs the events queued for this thread, waiting up to timeout_ms for the first (negative: no limit). Returns the
     number of messages run, negative on error. An exit inside an event is raised here."""
     from ._owned import delete_waiting
@@ -74,9 +78,9 @@ def dispatch(timeout_ms=0):
         left = _SLICE_MS if until is None else min(_SLICE_MS, max(0, int((until - time.monotonic()) * 1000)))
         done = call(lib.CVekMessageLoop_Dispatch, left)
         if done or left == 0:
-            return done
+            return int(done)
 
 
-def message_loop_fd():
+def message_loop_fd() -> int:
     """Readable while dispatch() has something to run on this thread; -1 on Windows."""
-    return lib.CVekMessageLoop_Fd()
+    return int(lib.CVekMessageLoop_Fd())

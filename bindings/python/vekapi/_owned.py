@@ -4,12 +4,13 @@ import atexit
 import os
 import threading
 from ctypes import byref
+from typing import Any, Callable, List, Optional, Set
 
 from . import _events
 from ._library import call, dispatch, lib
 
 _PATIENCE = 3  # seconds, at exit, for threads inside events or calls
-_alive = set()
+_alive: "Set[Owned]" = set()
 
 
 class Owned:
@@ -21,16 +22,16 @@ class Owned:
 
     _delete, _rank = "", 0  # the function that deletes; the order at exit
 
-    def __init__(self, handle, of_thread=None):
+    def __init__(self, handle: Any, of_thread: Optional[threading.Thread] = None) -> None:
         if not handle:
             raise MemoryError(f"a {type(self).__name__} cannot be made: no memory, no window, or its client is closed")
         self._handle, self._thread = handle, of_thread
         self._lock, self._closed = threading.Lock(), _events.ending
-        self._users = []  # threads, once per call or event they are inside
-        self._deleting = None  # the deleting thread
+        self._users: List[int] = []  # threads, once per call or event they are inside
+        self._deleting: Optional[int] = None  # the deleting thread
         _alive.add(self)
 
-    def _call(self, function, *arguments):
+    def _call(self, function: Callable[..., Any], *arguments: Any) -> Any:
         used = self._hold()
         try:
             return call(function, byref(self._handle if used else type(self._handle)()), *arguments)
@@ -38,25 +39,25 @@ class Owned:
             if used:
                 self._leave()
 
-    def _hold(self):
+    def _hold(self) -> bool:
         with self._lock:
             held = not self._closed
             if held:
                 self._users.append(threading.get_ident())
         return held
 
-    def _leave(self):
+    def _leave(self) -> None:
         with self._lock:
             self._users.remove(threading.get_ident())
         if self._closed:
             self._delete_if_last()
 
-    def close(self):
+    def close(self) -> Any:
         """Deletes the object; no event follows. A second call does nothing."""
         self._closed = True
         self._delete_if_last()
 
-    def _delete_if_last(self):
+    def _delete_if_last(self) -> None:
         if self._thread not in (None, threading.current_thread()):
             return  # left to delete_waiting() on the thread of its message loop
         with self._lock:
@@ -69,10 +70,10 @@ class Owned:
             _alive.discard(self)
             _events.quieter()
 
-    def _at_exit(self):
+    def _at_exit(self) -> None:
         self.close()
 
-    def _forget_user(self):
+    def _forget_user(self) -> None:
         """At exit this thread is in no call; after Ctrl-C it may still be recorded as a user."""
         here = threading.get_ident()
         with self._lock:
@@ -80,25 +81,25 @@ class Owned:
             if self._deleting == here:
                 self._deleting = None  # deleting a second time does nothing
 
-    def _left_alone(self):
+    def _left_alone(self) -> bool:
         """At exit: True if its message loop is another thread's, or a thread is inside an event and does not return."""
         foreign = self._thread not in (None, threading.current_thread())
         return foreign and self._thread.is_alive() or _events.is_running(self)
 
-    def __enter__(self):
+    def __enter__(self) -> Any:
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, *_: Any) -> None:
         self.close()
 
 
-def delete_waiting():
+def delete_waiting() -> None:
     """Deletes the objects closed by other threads that belong to this one."""
     for owned in [o for o in list(_alive) if o._closed]:
         owned._delete_if_last()
 
 
-def _end_of_loop():
+def _end_of_loop() -> None:
     """The main thread now waits for the others, which may be waiting, inside calls, for its message loop."""
     here = threading.current_thread()
     mine = lambda: [o for o in list(_alive) if o._thread is here]
@@ -108,7 +109,7 @@ def _end_of_loop():
         dispatch(50)
 
 
-def _end():
+def _end() -> None:
     """When the interpreter ends, no library thread may be about to call it. Objects still in use by a thread are left
     to the end of the process."""
     stuck = _events.stop(_PATIENCE)
@@ -120,7 +121,7 @@ def _end():
     _events.wait_until(lambda: not any(o._closed for o in list(_alive)) and _events.elsewhere() <= stuck, _PATIENCE)
 
 
-def _forget():
+def _forget() -> None:
     """The child of a fork has none of the library's threads: the parent's objects are not usable there."""
     for owned in _alive:
         owned._lock, owned._users, owned._closed = threading.Lock(), [], True

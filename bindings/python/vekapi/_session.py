@@ -64,7 +64,7 @@ class Session(SessionBase):
         self._listeners.append(came.put_nowait)
         return self._iterate(came)
 
-    async def close(self, drain: float = 0) -> None:  # type: ignore[override]
+    async def close(self, drain: float = 0) -> None:
         """Ends the session; waits up to `drain` seconds for the answers to what is out. Every fate and every event is told
         before this returns."""
         if drain and self._state is not State.CLOSED:
@@ -92,7 +92,7 @@ class Session(SessionBase):
             loop.add_reader(descriptor, self._look)
             self._descriptor = descriptor
         except (NotImplementedError, OSError, ValueError):  # a loop that cannot watch it, as on Windows
-            self._start_pump(lambda tag, event: loop.call_soon_threadsafe(self._told, tag, event))
+            self._start_pump(lambda *told: loop.call_soon_threadsafe(self._told, *told))
 
     def _look(self) -> None:
         for _ in range(_BATCH):

@@ -146,7 +146,7 @@ class SessionBase(Owned):
 
         def submit(tag: int, receipt: d.CVekReceipt) -> int:
             request.tag = tag
-            return self._call(lib.CVekSession_Submit, byref(request), byref(receipt))
+            return int(self._call(lib.CVekSession_Submit, byref(request), byref(receipt)))
 
         return self._enter(submit, tell)
 
@@ -208,7 +208,7 @@ class SessionBase(Owned):
         for listener in self._listeners:
             listener(None)  # the last that it gets
 
-    def _run(self, told: Callable[[int, Event], None]) -> None:
+    def _run(self, told: Callable[[int, Event], object]) -> None:
         """The thread that takes events, where nothing else does; until the end."""
         while True:
             taken = self._take(0 if self._ending else _LOOK_UP_MS)
@@ -217,7 +217,7 @@ class SessionBase(Owned):
             elif self._ending:
                 return
 
-    def _start_pump(self, told: Callable[[int, Event], None]) -> None:
+    def _start_pump(self, told: Callable[[int, Event], object]) -> None:
         self._pump = threading.Thread(target=self._run, args=(told,), name="vek-session", daemon=True)
         self._pump.start()
 
