@@ -20,7 +20,7 @@ import sys
 import tempfile
 import threading
 
-KILL_AT = (10, 35)  # fates that are known
+KILL_AT = (8, 30)  # fates that are known
 PATIENCE = 100  # seconds for everything
 FATES = {"acknowledged": "acknowledged", "not sent": "not sent", "sent, no answer in time": "timed out",
          "unknown: it may have been sent": "unknown"}

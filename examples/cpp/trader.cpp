@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
   std::printf("products: %s\n", products.FateText());
 
   // What never left is sent again. What may have arrived is not: a person, or a query, has to settle that.
-  std::size_t left = 60, unsure = 0;
+  std::size_t left = 30, unsure = 0;
   while (left > 0 && session.WaitUntilUp(30s)) {
     std::vector<std::future<VekFate>> orders;
     for (std::size_t i = 0; i < left; ++i) {

@@ -29,7 +29,7 @@ internal static class Trader
             await session.OpenAsync("secret");
             VekResult products = await session.QueryAsync("products", TimeSpan.FromSeconds(3));
             Console.WriteLine("products: {0}", string.Join(", ", products.Table("products").Select(p => p["Prod"])));
-            for (int left = 60; left > 0;)
+            for (int left = 30; left > 0;)
             {
                 await session.UpAsync();
                 bool[] done = await Task.WhenAll(Enumerable.Range(0, left).Select(i => Order(session)));

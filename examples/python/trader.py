@@ -34,7 +34,7 @@ async def trade(servers):
     ) as session:
         products = await session.query("products", timeout=3)
         print("products:", ", ".join(product["Prod"] for product in products["products"]))
-        left = 60
+        left = 30
         while left:
             await session.until_up()
             left -= sum(await asyncio.gather(*(order(session) for _ in range(left))))
