@@ -92,6 +92,8 @@ csharp_session() {
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
 }
 
+sessions_python() { with_simulator linux python3 tests/bindings/sessions.py build/linux/libvekapi.so; }
+
 trader_python() {
   launch_as linux
   fates linux python3 examples/python/trader.py --library build/linux/libvekapi.so
@@ -136,6 +138,7 @@ check_languages() {
       check example_python python_session session
       check example_asyncio python_session asyncio_session
       check example_csharp csharp_session
+      check sessions_python sessions_python
       check trader_python trader_python
       check trader_csharp trader_csharp
       ;;

@@ -1,19 +1,21 @@
 """Events: passing the library's callbacks to Python, and stopping them."""
 
 import threading
+from typing import Any, Callable, Dict, List, Set
 
 from ._library import EXITS, exit_later
 
-_running = {}  # objects whose events are running, by thread, innermost last; each thread changes only its own entry
+# Objects whose events are running, by thread, innermost last; each thread changes only its own entry.
+_running: Dict[int, List[Any]] = {}
 ending = False  # the program is ending: new objects behave like closed ones
 _quiet = threading.Condition()
 
 
-def entry(kind, owner, event, last=False):
+def entry(kind: Any, owner: Any, event: Callable[..., Any], last: bool = False) -> Any:
     """A ctypes callback for an event of `owner`. The owner is not deleted before the event has returned, because the
     event's arguments are borrowed from it. An object is already closed when its last event runs."""
 
-    def run(_handle, _user, *arguments):
+    def run(_handle: Any, _user: Any, *arguments: Any) -> None:
         if ending and not last:
             return
         _running.setdefault(threading.get_ident(), []).append(owner)
@@ -34,7 +36,7 @@ def entry(kind, owner, event, last=False):
     return kind(run)
 
 
-def _leave():
+def _leave() -> None:
     mine = _running[threading.get_ident()]
     mine.pop()
     if not mine:
@@ -42,23 +44,23 @@ def _leave():
     quieter()
 
 
-def elsewhere():
+def elsewhere() -> Set[int]:
     """The other threads that are inside events."""
     return set(_running) - {threading.get_ident()}
 
 
-def is_running(owner):
+def is_running(owner: Any) -> bool:
     """True if an event of `owner` is running on another thread."""
     return any(owner in _running.get(thread, ()) for thread in elsewhere())
 
 
-def quieter():
+def quieter() -> None:
     if ending:
         with _quiet:
             _quiet.notify_all()
 
 
-def wait_until(done, seconds):
+def wait_until(done: Callable[[], bool], seconds: float) -> None:
     try:
         with _quiet:
             _quiet.wait_for(done, seconds)
@@ -66,7 +68,7 @@ def wait_until(done, seconds):
         pass  # Ctrl-C ends the wait
 
 
-def stop(seconds):
+def stop(seconds: float) -> Set[int]:
     """Stops passing events on, and waits for those running on other threads. Returns the threads whose events have not
     returned in time."""
     global ending
@@ -75,7 +77,7 @@ def stop(seconds):
     return elsewhere()
 
 
-def forget():
+def forget() -> None:
     """In the child of a fork, where only this thread exists."""
     global _quiet
     _quiet = threading.Condition()

@@ -4,7 +4,7 @@ import ctypes
 import weakref
 from ctypes import byref
 from dataclasses import dataclass
-from typing import Any, Optional
+from typing import Any, Dict, List, Optional
 
 from ._declarations import CVekEvent, CVekTaskResult, vst_Fate, vst_Reason, vst_State
 from ._enums import EventKind, FateKind, Named, Reason, State
@@ -31,7 +31,7 @@ class Result(TaskResult):
         super().__init__(handle)
         weakref.finalize(self, _free, self._handle)
 
-    def __getitem__(self, name: str) -> Any:
+    def __getitem__(self, name: str) -> List[Dict[str, Optional[str]]]:
         """A table's records, as dictionaries by the columns' names; KeyError when there is no such table."""
         table = self.table(name)
         if table is None:

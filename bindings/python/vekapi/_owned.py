@@ -83,8 +83,9 @@ class Owned:
 
     def _left_alone(self) -> bool:
         """At exit: True if its message loop is another thread's, or a thread is inside an event and does not return."""
-        foreign = self._thread not in (None, threading.current_thread())
-        return foreign and self._thread.is_alive() or _events.is_running(self)
+        thread = self._thread
+        foreign = thread is not None and thread is not threading.current_thread() and thread.is_alive()
+        return foreign or _events.is_running(self)
 
     def __enter__(self) -> Any:
         return self
@@ -102,7 +103,7 @@ def delete_waiting() -> None:
 def _end_of_loop() -> None:
     """The main thread now waits for the others, which may be waiting, inside calls, for its message loop."""
     here = threading.current_thread()
-    mine = lambda: [o for o in list(_alive) if o._thread is here]
+    mine: Callable[[], List[Owned]] = lambda: [o for o in list(_alive) if o._thread is here]
     for owned in mine():
         owned.close()
     while mine() and any(not (t is here or t.daemon) for t in threading.enumerate()):

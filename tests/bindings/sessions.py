@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+"""Sessions of the Python package against the simulated server: for coroutines, for threads that wait, and what is told when
+the program ends, or is interrupted, with requests held.
+
+    sessions.py LIBRARY HOST:PORT
+"""
+
+import asyncio
+import pathlib
+import signal
+import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bindings/python"))
+import vekapi  # noqa: E402
+from vekapi import EventKind, FateKind, Reason, State  # noqa: E402
+
+ORDER = "new\nprod=TXF side=B qty=1 price=MKT"
+library, server, *ending = sys.argv[1:]
+options = dict(user="trader", password="secret", resync=["orders"], acks="by-id", separator="\1", rate=(1, 600_000))
+vekapi.load(library)
+
+
+async def coroutines():
+    session = vekapi.Session(server, **options)
+    try:
+        await session.query("products")
+        raise AssertionError("not open, and answered")
+    except vekapi.NotAnswered as error:
+        assert error.fate.kind is FateKind.REFUSED and error.fate.reason is Reason.NOT_UP, error.fate
+        assert error.fate.safe_to_repeat and error.fate.reason_text("zh-TW") == "連線尚未就緒", error.fate
+    events = session.events()
+    async with session:
+        products, first = await asyncio.gather(session.query("products", timeout=20), session.send(ORDER))
+        assert any(product["Prod"] == "TXF" for product in products["products"])
+        assert first.kind == "Acknowledged" and first.work_id in first.text, first
+        held = asyncio.ensure_future(session.send(ORDER, hold=60))
+        await session.query("stats")  # by now the order before it has been submitted
+        assert session.stats()["held"] == 1
+        held.cancel()
+        withdrawn = [e async for e in until(events, lambda e: e.reason is Reason.WITHDRAWN)][-1]
+        assert withdrawn.as_fate().kind is FateKind.NEVER_SENT, withdrawn
+        held = asyncio.ensure_future(session.send(ORDER, hold=60))
+        await session.query("stats")
+    assert (await held).reason is Reason.CLOSED
+    last = [event async for event in events][-1]
+    assert last.kind is EventKind.STATE and last.state is State.CLOSED and session.state is State.CLOSED, last
+
+
+async def until(events, wanted):
+    async for event in events:
+        yield event
+        if wanted(event):
+            return
+
+
+def threads():
+    complaints, came = [], []
+
+    def on_event(event):
+        came.append(event.kind)
+        if event.kind is EventKind.REPORT:
+            try:
+                session.send(ORDER)
+                complaints.append("an event waited for what comes after it")
+            except RuntimeError:
+                session.close()
+
+    with vekapi.BlockingSession(server, on_event=on_event, **options) as session:
+        answers = session.query("products"), session.send(ORDER)
+        assert answers[1].answered, answers
+        for _ in session.events(timeout=20):
+            pass  # until the report has closed it
+    assert came[-1] is EventKind.STATE and EventKind.FATE in came and not complaints, (came, complaints)
+    try:
+        vekapi.BlockingSession(server, nonsense=1)
+        raise AssertionError("a setting that there is not was taken")
+    except ValueError:
+        pass
+    try:
+        vekapi.BlockingSession(server, user="trader", password="wrong").open(timeout=20)
+        raise AssertionError("a wrong password was taken")
+    except vekapi.SessionError as error:
+        assert error.reason is Reason.SIGN_ON_REFUSED, error
+
+
+def end():
+    """A program that ends with an order held, or is interrupted while it waits for it."""
+    session = vekapi.BlockingSession(server, on_event=lambda event: print(event, flush=True), **options)
+    session.open()
+    session.send(ORDER)
+    if ending[0] == "interrupted":
+        print("waits", flush=True)
+        session.send(ORDER, hold=60)
+    sys.exit(3)
+
+
+def ends(how, code, *wanted):
+    program = subprocess.Popen([sys.executable, __file__, library, server, how], stdout=subprocess.PIPE,
+                               stderr=subprocess.DEVNULL, text=True)
+    said = ""
+    for line in program.stdout:
+        said += line
+        if line == "waits\n":
+            program.send_signal(signal.SIGINT)
+    assert program.wait() == code, (how, program.returncode, said)
+    assert all(words in said for words in wanted), (how, said)
+
+
+if ending:
+    signal.signal(signal.SIGINT, signal.default_int_handler)
+    end()
+else:
+    asyncio.run(coroutines())
+    threads()
+    ends("exits", 3, ": closed (the session was closed)")
+    ends("interrupted", -signal.SIGINT, "not sent (withdrawn)", ": closed (the session was closed)")
+    print("sessions: coroutines, threads, ends of programs")
