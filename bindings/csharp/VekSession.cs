@@ -64,6 +64,7 @@ namespace VekApi
         private volatile bool disposing;
         private long lastTag;
         private volatile VekState state;
+        private volatile int statesTold;
 
         public VekSession(params string[] endpoints) : base(false)
         {
@@ -276,6 +277,7 @@ namespace VekApi
             lock (stateWaiters)
             {
                 state = told.State;
+                ++statesTold;
                 waiters = new List<StateWaiter>(stateWaiters);
             }
             foreach (StateWaiter waiter in waiters.FindAll(w => w.Take(told)))
@@ -310,12 +312,21 @@ namespace VekApi
             var waiter = new TaskCompletionSource<VekFate>(TaskCreationOptions.RunContinuationsAsynchronously);
             ulong tag = (ulong)Interlocked.Increment(ref lastTag);
             waiting[tag] = waiter;
+            int told = statesTold;
             int reason = made && Hold() ? Held(submit, ref receipt, tag) : Vek.vsr_NotUp;
             string workId = VekText.Decode(receipt.workId).TrimEnd('\0');
             if (reason == 0) return Cancellable(waiter.Task, receipt.ticket, token);
             waiting.TryRemove(tag, out waiter);
+            if (reason == Vek.vsr_NotUp) ExpectState(told);
             return Task.FromResult(new VekFate { Kind = VekFateKind.Refused, Reason = (VekReason)reason,
                                                  WorkId = workId, Text = "", Detail = "", Link = receipt.link });
+        }
+
+        // It is not up any more: an event has to come that says so, unless it came after `told` others.
+        private void ExpectState(int told)
+        {
+            lock (stateWaiters)
+                if (told == statesTold && state == VekState.Up) state = VekState.Waiting;
         }
 
         private int Held(Submitting submit, ref CVekReceipt receipt, ulong tag)

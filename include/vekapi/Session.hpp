@@ -10,6 +10,7 @@
 #ifndef VEKAPI_SESSION_HPP
 #define VEKAPI_SESSION_HPP
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <coroutine>
@@ -164,7 +165,7 @@ class VekSession {
          left = std::chrono::ceil<Ms>(until - std::chrono::steady_clock::now())) {
       WaitOnce(left);
     }
-    return State() == vss_Up;
+    return Settled() && State() == vss_Up;
   }
 
   // ---------------------------------------------------------------------------------------------------------
@@ -298,7 +299,9 @@ class VekSession {
     request.textLength = static_cast<std::uint32_t>(text.size());
     request.tag = waiter.Tag();
     CVekReceipt receipt = NoReceipt();
+    const std::uint64_t told = statesTold_;
     const std::int32_t reason = CVekSession_Submit(&session_, &request, &receipt);
+    if (reason == vsr_NotUp) ExpectState(told);
     return Taken(reason, receipt);
   }
 
@@ -330,14 +333,19 @@ class VekSession {
 
   void SetOpening(bool opening) {
     const std::lock_guard lock(mutex_);
-    opening_ = opening;
+    stale_ = opening;
+  }
+  // It is not up any more, so that an event has to come that says so, unless it came after `told` others.
+  void ExpectState(std::uint64_t told) {
+    const std::lock_guard lock(mutex_);
+    if (told == statesTold_ && state_ == vss_Up) stale_ = true;
   }
   bool Settled() const {
     const std::lock_guard lock(mutex_);
     return IsSettled();
   }
   bool IsSettled() const {
-    return !opening_ &&
+    return !stale_ &&
            (state_ == vss_Up || state_ == vss_Refused || state_ == vss_Stopped || state_ == vss_Closed);
   }
 
@@ -381,7 +389,8 @@ class VekSession {
     const std::shared_ptr<OnEvent> onEvent = onEvent_;
     if (event.kind == vse_State) {
       const std::lock_guard lock(mutex_);
-      state_ = event.state, opening_ = false;
+      state_ = event.state, stale_ = false;
+      ++statesTold_;
       changed_.notify_all();
     }
     if (*onEvent) (*onEvent)(event);
@@ -390,10 +399,11 @@ class VekSession {
   const std::shared_ptr<OnEvent> onEvent_;
   const std::int32_t delivery_;
   const std::thread::id thread_ = std::this_thread::get_id();
-  mutable std::mutex mutex_;  // of the two below
+  mutable std::mutex mutex_;  // of what is below
   std::condition_variable changed_;
   std::int32_t state_ = vss_Closed;
-  bool opening_ = false;  // asked for, and no state told since
+  bool stale_ = false;  // another state is on its way
+  std::atomic<std::uint64_t> statesTold_{0};
   CVekSession session_{};
 };
 

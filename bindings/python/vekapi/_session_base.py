@@ -67,6 +67,7 @@ class SessionBase(Owned):
             raise SessionError(reason_of(reason.value))
         super().__init__(handle)
         self._password, self._on_event, self._state = password, on_event, State.CLOSED
+        self._state_lock, self._states_told = threading.Lock(), 0
         self._tags, self._waiters = itertools.count(1), {}  # type: Iterator[int], Dict[int, Tell]
         self._state_waiters: List[Tuple[Callable[[Event], bool], Tell]] = []
         self._listeners: List[Callable[[Optional[Event]], None]] = []
@@ -157,12 +158,21 @@ class SessionBase(Owned):
 
     def _enter(self, submit: Callable[[int, d.CVekReceipt], int], tell: Tell) -> Entered:
         receipt, tag = d.CVekReceipt(size=ctypes.sizeof(d.CVekReceipt)), next(self._tags)
+        told = self._states_told
         self._waiters[tag] = tell
         reason = submit(tag, receipt)
         if not reason:
             return Entered(tag, receipt.ticket, None)
         del self._waiters[tag]
+        if reason == d.vsr_NotUp:
+            self._expect_state(told)
         return Entered(tag, 0, Fate(FateKind.REFUSED, reason_of(reason), receipt.workId.decode(), link=receipt.link))
+
+    def _expect_state(self, told: int) -> None:
+        """It is not up any more: an event has to come that says so, unless it came after `told` others."""
+        with self._state_lock:
+            if told == self._states_told and self._state is State.UP:
+                self._state = State.WAITING
 
     def _abandon(self, entered: Entered) -> None:
         """Nobody waits any more: it is withdrawn while it is held; its fate comes as an event."""
@@ -179,7 +189,8 @@ class SessionBase(Owned):
 
     def _told(self, tag: int, event: Event) -> None:
         if event.kind is EventKind.STATE:
-            self._state = event.state
+            with self._state_lock:
+                self._state, self._states_told = event.state, self._states_told + 1
         waiter = self._waiters.pop(tag, None) if event.kind is EventKind.FATE else None
         if waiter:
             waiter(event.as_fate())

@@ -1,0 +1,111 @@
+#!/usr/bin/env python3
+"""What a session leaves to the program: the grammar of one server's orders, here the simulated one's. Keeps the book of
+the orders by the server's answers and reports, with prices as decimals, and shows it.
+
+    order_book.py [--library PATH] HOST:PORT [HOST:PORT]
+
+A session that comes back to a server asks for its orders again (resync), so the book is whole after every break.
+"""
+
+import argparse
+import asyncio
+import pathlib
+import sys
+from dataclasses import dataclass
+from decimal import Decimal
+from typing import Dict, Iterable, List, Optional
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bindings" / "python"))
+import vekapi  # noqa: E402
+
+
+def new(prod: str, side: str, qty: int, price: Optional[Decimal] = None) -> str:
+    """A request; without a price at the market's."""
+    return f"new\nprod={prod} side={side} qty={qty} price={'MKT' if price is None else price}"
+
+
+def cancel(number: str) -> str:
+    return f"cancel\nord={number}"
+
+
+@dataclass
+class Order:
+    number: str
+    work_id: str
+    prod: str
+    side: str
+    qty: int
+    left: int
+    price: Optional[Decimal]  # None: the market's
+    status: str
+    paid: Decimal = Decimal(0)  # of all fills, quantity times price
+
+
+class OrderBook:
+    """By the servers' order numbers. Filled by the table `orders`, kept up to date by reports."""
+
+    def __init__(self) -> None:
+        self.orders: Dict[str, Order] = {}
+
+    def resynced(self, rows: Iterable[Dict[str, Optional[str]]]) -> None:
+        """The server's book takes the place of what was known; what reports have told of fills stays."""
+        paid = {order.work_id: order.paid for order in self.orders.values()}  # another server has other numbers
+        self.orders = {}
+        for row in rows:
+            self._enter({key: value or "" for key, value in row.items()})
+        for order in self.orders.values():
+            order.paid = paid.get(order.work_id, Decimal(0))
+
+    def report(self, text: str) -> None:
+        kind, *fields = text.split("\1")
+        told = dict(field.split("=", 1) for field in fields)
+        if kind == "accepted":
+            self._enter(told)
+        order = self.orders.get(told.get("OrdNo", ""))
+        if order is None:
+            return
+        order.left, order.status = int(told["Left"]), told["Status"]
+        if kind == "fill":
+            order.paid += int(told["Qty"]) * Decimal(told["Price"])
+
+    def _enter(self, told: Dict[str, str]) -> None:
+        price = None if told["Price"] == "MKT" else Decimal(told["Price"])
+        self.orders[told["OrdNo"]] = Order(told["OrdNo"], told["WorkID"], told["Prod"], told["Side"], int(told["Qty"]),
+                                           int(told["Left"]), price, told["Status"])
+
+    def lines(self) -> List[str]:
+        return [f"{o.number} {o.side} {o.qty - o.left}/{o.qty} {o.prod} at "
+                f"{'market' if o.price is None else format(o.price, 'f')}, paid {o.paid:f}, {o.status}"
+                for o in self.orders.values()]
+
+
+async def run(servers: List[str]) -> None:
+    book = OrderBook()
+
+    def on_event(event: vekapi.Event) -> None:
+        if event.kind is vekapi.EventKind.REPORT:
+            book.report(event.text)
+        elif event.kind is vekapi.EventKind.FATE and event.result:
+            book.resynced(event.result["orders"])
+
+    async with vekapi.Session(servers, user="trader", password="secret", resync=["orders"], acks="by-id", separator="\1",
+                              on_event=on_event) as session:
+        await session.send(new("TXF", "B", 3))
+        resting = await session.send(new("TXF", "B", 2, Decimal("100.00")))
+        await session.send(cancel(resting.text.split("\1")[2]))
+        await session.query("stats")  # its answer comes behind the reports
+        print(*book.lines(), sep="\n")
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--library")
+    parser.add_argument("servers", nargs="+")
+    options = parser.parse_args()
+    sys.stdout.reconfigure(encoding="utf-8")
+    vekapi.load(options.library)
+    asyncio.run(run(options.servers))
+
+
+if __name__ == "__main__":
+    main()
