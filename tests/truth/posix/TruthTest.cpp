@@ -67,7 +67,8 @@ struct World {
     const std::string port = FreePort(), record = folder / port;
     mortals.push_back(std::make_unique<Mortal>([port, record] {
       return std::make_unique<Process>(
-          "veksim", std::vector<std::string>{"-q", "--port", port, "--record", record, "--rate", "1000/100"});
+          "veksim", std::vector<std::string>{"-q", "--port", port, "--record", record, "--rate", "1000/100",
+                                             "--delay", "3"});
     }));
     return port;
   }
@@ -211,7 +212,7 @@ class Killer {
   void Run() {
     std::minstd_rand random(static_cast<unsigned>(Requests()));
     while (going_) {
-      std::this_thread::sleep_for(std::chrono::microseconds(random() % 200'000));  // any moment
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 60'000));  // any moment
       world_.mortals[random() % world_.mortals.size()]->KillAndStart();
       ++kills_;
     }
