@@ -99,6 +99,11 @@ trader_python() {
   fates linux python3 examples/python/trader.py --library build/linux/libvekapi.so
 }
 
+sessions_csharp() {
+  compile_csharp sessions tests/bindings/Sessions.cs || return 1
+  LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/sessions.exe
+}
+
 trader_csharp() {
   compile_csharp trader examples/csharp/Trader.cs || return 1
   launch_as linux
@@ -140,6 +145,7 @@ check_languages() {
       check example_csharp csharp_session
       check sessions_python sessions_python
       check trader_python trader_python
+      check sessions_csharp sessions_csharp
       check trader_csharp trader_csharp
       ;;
     windows)

@@ -182,7 +182,8 @@ class VekSession {
   }
 
   // What co_await takes. The fate is handed out, and the coroutine goes on, inside the callback; at once when
-  // the request is refused.
+  // the request is refused. The thread that awaited may still be inside the library then: a coroutine must
+  // not delete its session.
   class Awaiter;
   // A query: code 128. A work id is made and put in front. It is held until it may go.
   Awaiter Query(std::string text, Ms answer, Ms hold = Ms(0));
