@@ -12,7 +12,7 @@ from . import _declarations as d
 from ._enums import FateKind, State
 from ._fates import Event, Fate, NotAnswered, Result
 from ._library import lib
-from ._owned import Owned
+from ._owned import _PATIENCE, Owned
 from ._session_base import Entered, SessionBase
 
 _SLICE = 0.2  # seconds a wait lasts before signals are looked after
@@ -192,12 +192,20 @@ class BlockingSession(SessionBase):
             self._state_waiters.append((lambda event: event.state is State.CLOSED, closed.put))
             self._call(lib.CVekSession_Close, math.ceil(drain * 1000))
             closed.wait(None)
+        self._end(None)
+
+    def _at_exit(self) -> None:
+        self._end(_PATIENCE)
+
+    def _end(self, patience: Optional[float]) -> None:
         self._call(lib.CVekSession_Close, 0)
         self._ending = True
         if self._pump is threading.current_thread():
             return
         if self._pump:
-            self._pump.join()
+            self._pump.join(patience)
+            if self._pump.is_alive():
+                return  # inside an event that does not return
         self._finish()
 
     def __enter__(self) -> "BlockingSession":
