@@ -228,7 +228,7 @@ namespace VekApi
             var next = new CVekEvent { size = (uint)Marshal.SizeOf(typeof(CVekEvent)) };
             for (;;)
             {
-                int came = Vek.CVekSession_Next(ref handle, disposing ? 0 : 500, ref next);
+                int came = Vek.CVekSession_Next(ref handle, disposing && state == VekState.Closed ? 0 : 500, ref next);
                 if (came == 1) Tell(ref next);
                 else if (disposing || came < 0) break;
             }

@@ -115,7 +115,7 @@ class VekSession {
   ~VekSession() {
     if (delivery_ == vsd_Poll) {
       CVekSession_Close(&session_, 0);
-      while (Next(Ms(0))) continue;
+      while (Next(Ms(State() == vss_Closed ? 0 : kPatienceMs))) continue;
     }
     CVekSession_Delete(&session_);
   }
@@ -254,6 +254,8 @@ class VekSession {
   void SetTrace(std::int32_t level) { CVekSession_SetTrace(&session_, level); }
 
  private:
+  static constexpr int kPatienceMs = 1000;
+
   // Who waits for a fate; its address is the request's tag.
   class Waiter {
    public:

@@ -114,6 +114,7 @@ void TSession::Close(std::uint32_t drainMs) {
   {
     TLock lock(mutex_);
     CloseLink(lock, vsr_Closed, false);
+    AwaitSend(lock);
     FinishEnd();
   }
   Run();
@@ -131,8 +132,16 @@ bool TSession::Drain(std::uint32_t drainMs) {
   return true;
 }
 
-// Whoever is inside Send on another thread comes back, as the link is gone; what this thread itself is inside
-// of counts as left.
+// Whoever is inside Send on another thread comes back, as the link is gone.
+void TSession::AwaitSend(TLock& lock) {
+  while (ledger_.Going() && goingThread_ != Dova::Os::CurrentThreadToken()) {
+    lock.unlock();
+    sent_.Wait();
+    lock.lock();
+  }
+}
+
+// What this thread itself is inside of counts as left.
 void TSession::Delete() {
   const Dstl::wise_ref<TSession> self(this);
   {
@@ -141,11 +150,7 @@ void TSession::Delete() {
     if (std::exchange(deleting_, true)) return;
     closing_ = true;
     CloseLink(lock, vsr_Closed, false);
-    while (ledger_.Going() && goingThread_ != Dova::Os::CurrentThreadToken()) {
-      lock.unlock();
-      sent_.Wait();
-      lock.lock();
-    }
+    AwaitSend(lock);
     ledger_.GiveUpGoing(message_, NowNs());
     FinishEnd();
     const bool tells = config_.delivery == vsd_Threads ||

@@ -125,6 +125,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   bool HasRoom();
   // Nothing when there is none; lets go of the lock meanwhile.
   void CloseLink(TLock& lock, int reason, bool abrupt);
+  void AwaitSend(TLock& lock);
   void Connect(TLock& lock);
   void Probe(TLock& lock);
   void OnWorkTimer();
@@ -207,7 +208,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
 
   TMessage message_;  // of the thread that is Going
   std::uintptr_t goingThread_ = 0;
-  Dova::Os::TEvent sent_;  // for Delete, which waits for it
+  Dova::Os::TEvent sent_;  // for Close and Delete, which wait for it
   std::uint64_t passwordTicket_ = 0;
   const std::uintptr_t madeOn_;  // thread
   Dova::Os::TEvent something_;   // for Next

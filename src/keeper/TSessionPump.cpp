@@ -34,7 +34,7 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
       lock.lock();
       if (ledger_.OnSent(message_, sent, at, tried, now)) notTaken = true;
       now = 0;
-      if (deleting_) sent_.Set();
+      if (closing_) sent_.Set();
       if (count < kMessagesAtOnce) continue;
       due_.Start(0);
       break;

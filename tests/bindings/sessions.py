@@ -6,10 +6,12 @@ the program ends, or is interrupted, with requests held.
 """
 
 import asyncio
+import os
 import pathlib
 import signal
 import subprocess
 import sys
+import threading
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bindings/python"))
 import vekapi  # noqa: E402
@@ -86,25 +88,27 @@ def threads():
 
 def end():
     """A program that ends with an order held, or is interrupted while it waits for it."""
-    session = vekapi.BlockingSession(server, on_event=lambda event: print(event, flush=True), **options)
+    say = lambda words: os.write(1, f"{words}\n".encode())  # from two threads
+    session = vekapi.BlockingSession(server, on_event=say, **options)
     session.open()
     session.send(ORDER)
     if ending[0] == "interrupted":
-        print("waits", flush=True)
+        threading.Thread(target=interrupt, args=(session,), daemon=True).start()
         session.send(ORDER, hold=60)
     sys.exit(3)
 
 
+def interrupt(session):
+    while not session.stats()["held"]:
+        os.sched_yield()
+    os.kill(os.getpid(), signal.SIGINT)
+
+
 def ends(how, code, *wanted):
-    program = subprocess.Popen([sys.executable, __file__, library, server, how], stdout=subprocess.PIPE,
-                               stderr=subprocess.DEVNULL, text=True)
-    said = ""
-    for line in program.stdout:
-        said += line
-        if line == "waits\n":
-            program.send_signal(signal.SIGINT)
-    assert program.wait() == code, (how, program.returncode, said)
-    assert all(words in said for words in wanted), (how, said)
+    program = subprocess.run([sys.executable, __file__, library, server, how], stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL, text=True)
+    assert program.returncode == code, (how, program)
+    assert all(words in program.stdout for words in wanted), (how, program)
 
 
 if ending:

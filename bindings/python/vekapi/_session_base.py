@@ -212,17 +212,19 @@ class SessionBase(Owned):
 
     def _tell_rest(self) -> None:
         """After the session has been closed: all that has not been told."""
-        taken = self._take(0)
-        while taken:
+        while True:
+            taken = self._take(0 if self._state is State.CLOSED else _LOOK_UP_MS)
+            if not taken:
+                break
             self._told(*taken)
-            taken = self._take(0)
         for listener in self._listeners:
             listener(None)  # the last that it gets
 
     def _run(self, told: Callable[[int, Event], object]) -> None:
         """The thread that takes events, where nothing else does; until the end."""
         while True:
-            taken = self._take(0 if self._ending else _LOOK_UP_MS)
+            last = self._ending and self._state is State.CLOSED
+            taken = self._take(0 if last else _LOOK_UP_MS)
             if taken:
                 told(*taken)
             elif self._ending:
