@@ -88,6 +88,27 @@ TEST(SessionWrapper, PolledFatesComeInsideNextAndInTheDestructor) {
   EXPECT_EQ(told, 2);
 }
 
+// Although another thread is inside Submit.
+TEST(SessionWrapper, IsClosedWhenCloseReturns) {
+  VekSim::SimServer server;
+  CVekSessionConfig config = Config(vsd_Poll);
+  config.rateCount = 0;
+  for (int round = 0; round < 20; ++round) {
+    VekSession session(config);
+    Open(session, server);
+    std::atomic<bool> going{true};
+    std::thread other([&] {
+      while (going) session.Submit(VekSession::Request(cvmc_RequestAck, 20s, 0ms), kOrder, {});
+    });
+    session.Next(20s);
+    session.Close();
+    while (session.Next(0ms)) continue;
+    EXPECT_EQ(session.State(), vss_Closed) << "round " << round;
+    going = false;
+    other.join();
+  }
+}
+
 TEST(SessionWrapper, NothingWaitsForItself) {
   VekSim::SimServer server;
   std::promise<bool> threw;
