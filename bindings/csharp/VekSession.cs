@@ -65,6 +65,7 @@ namespace VekApi
         private long lastTag;
         private volatile VekState state;
         private volatile int statesTold;
+        private VekEvent lastTold;  // about a state
 
         public VekSession(params string[] endpoints) : base(false)
         {
@@ -112,13 +113,11 @@ namespace VekApi
         /// <summary>Ends when the session is Up. VekSessionException when it is refused, stopped or closed.</summary>
         public Task UpAsync()
         {
-            var up = new StateWaiter(e => e.State == VekState.Up || IsEnd(e.State)
-                                          ? e.State == VekState.Up ? true : throw new VekSessionException(e.Reason, e.Detail)
-                                          : false);
+            var up = new StateWaiter(e => IsEnd(e.State) ? throw End(e) : e.State == VekState.Up);
             lock (stateWaiters)
             {
                 if (state == VekState.Up) return Task.FromResult(true);
-                if (IsEnd(state)) throw new VekSessionException(VekReason.NotUp);
+                if (IsEnd(state)) throw End(lastTold);
                 stateWaiters.Add(up);
             }
             return up.Done.Task;
@@ -276,6 +275,7 @@ namespace VekApi
             List<StateWaiter> waiters;
             lock (stateWaiters)
             {
+                lastTold = told;
                 state = told.State;
                 ++statesTold;
                 waiters = new List<StateWaiter>(stateWaiters);
@@ -367,6 +367,11 @@ namespace VekApi
         private static bool IsEnd(VekState state)
         {
             return state == VekState.Refused || state == VekState.Stopped || state == VekState.Closed;
+        }
+
+        private static VekSessionException End(VekEvent told)
+        {
+            return told == null ? new VekSessionException(VekReason.NotUp) : new VekSessionException(told.Reason, told.Detail);
         }
 
         private static void Check(int reason)

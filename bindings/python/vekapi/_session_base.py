@@ -68,6 +68,7 @@ class SessionBase(Owned):
         super().__init__(handle)
         self._password, self._on_event, self._state = password, on_event, State.CLOSED
         self._state_lock, self._states_told = threading.Lock(), 0
+        self._last_told: Optional[Event] = None  # about a state
         self._tags, self._waiters = itertools.count(1), {}  # type: Iterator[int], Dict[int, Tell]
         self._state_waiters: List[Tuple[Callable[[Event], bool], Tell]] = []
         self._listeners: List[Callable[[Optional[Event]], None]] = []
@@ -190,7 +191,7 @@ class SessionBase(Owned):
     def _told(self, tag: int, event: Event) -> None:
         if event.kind is EventKind.STATE:
             with self._state_lock:
-                self._state, self._states_told = event.state, self._states_told + 1
+                self._state, self._states_told, self._last_told = event.state, self._states_told + 1, event
         waiter = self._waiters.pop(tag, None) if event.kind is EventKind.FATE else None
         if waiter:
             waiter(event.as_fate())
@@ -243,11 +244,11 @@ class SessionBase(Owned):
         self._check(reason)
 
     def _when_settled(self, tell: Tell) -> None:
-        """Tells the state event that says how connecting went; None when the session is up, or not connecting, now."""
+        """Tells the state event that says how connecting went, at once when it has come; None when there was none."""
         entry = (lambda event: event.state is State.UP or event.state in _ENDS, tell)
         self._state_waiters.append(entry)
         if (self._state is State.UP or self._state in _ENDS) and self._stop_waiting(entry):
-            tell(None)
+            tell(self._last_told)
 
     def _stop_waiting(self, entry: Any) -> bool:
         """False when another thread has been faster."""
@@ -262,8 +263,9 @@ class SessionBase(Owned):
         if reason:
             raise SessionError(reason_of(reason))
 
-    def _check_up(self, event: Optional[Event]) -> None:
-        if event and event.state is not State.UP:
-            raise SessionError(event.reason, event.detail)
-        if not event and self._state is not State.UP:
+    @staticmethod
+    def _check_up(event: Optional[Event]) -> None:
+        if event is None:
             raise SessionError(Reason.NOT_UP)
+        if event.state is not State.UP:
+            raise SessionError(event.reason, event.detail)
