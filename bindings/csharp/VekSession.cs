@@ -1,5 +1,5 @@
-// A session that keeps itself signed on and tells the fate of every request; VekSessionC.h says what its states, fates,
-// reasons and times mean.
+// A session that reconnects by itself and reports the fate of every request. VekSessionC.h documents its states, fates,
+// reasons and times.
 using System;
 using System.Collections.Concurrent;
 using System.Collections.Generic;
@@ -10,15 +10,15 @@ using System.Threading.Tasks;
 namespace VekApi
 {
     /// <summary>
-    /// Set its properties, then open it. Events come one after the other, in the synchronization context of the thread
-    /// that made the session (Windows Forms, WPF), or else on a thread of the session's own; an exception in one is
-    /// written to standard error and dropped. Everything may be called on any thread and in every event.
+    /// Set its properties, then open it. Events are raised one at a time, in the synchronization context of the thread
+    /// that created the session (Windows Forms, WPF), or else on a thread of the session. An exception in an event is
+    /// written to standard error and dropped. All members may be used on any thread and in events.
     /// </summary>
     public sealed class VekSession : VekOwned
     {
         /// <summary>
-        /// What has no property, to be changed before the session is opened. Its texts, callback, delivery and size are not
-        /// looked at.
+        /// Settings without a property, to be changed before the session is opened. Texts, callback, delivery and size are
+        /// ignored.
         /// </summary>
         public CVekSessionConfig Config;
 
@@ -45,7 +45,7 @@ namespace VekApi
 
         public event EventHandler<VekEvent> StateChanged;
         public event EventHandler<VekEvent> Report;
-        /// <summary>An answer to a request whose fate had been told.</summary>
+        /// <summary>An answer to a request whose fate had been reported.</summary>
         public event EventHandler<VekEvent> Late;
         public event EventHandler<VekEvent> Stray;
         public event EventHandler<VekEvent> Trace;
@@ -65,7 +65,7 @@ namespace VekApi
         private long lastTag;
         private volatile VekState state;
         private volatile int statesTold;
-        private VekEvent lastTold;  // about a state
+        private VekEvent lastTold;  // the last state event
 
         public VekSession(params string[] endpoints) : base(false)
         {
@@ -78,7 +78,7 @@ namespace VekApi
         /// <summary>As of the last event.</summary>
         public VekState State { get { return state; } }
 
-        /// <summary>A query that is asked on every new link before the session is Up; Resynced brings its answer.</summary>
+        /// <summary>Adds a query that is sent on every new link before the session is Up; Resynced brings its result.</summary>
         public void AddResync(string query)
         {
             if (made) Check(Call(() => Vek.CVekSession_AddResync(ref handle, VekText.Put(query))));
@@ -131,7 +131,7 @@ namespace VekApi
 
         /// <summary>
         /// Ends the session; waits at most so long for the answers to what is out, in the state Draining. The task ends
-        /// when it is Closed and every fate was told.
+        /// when it is Closed and all fates have been reported.
         /// </summary>
         public Task CloseAsync(TimeSpan drain = default(TimeSpan))
         {
@@ -143,8 +143,8 @@ namespace VekApi
         }
 
         /// <summary>
-        /// Asks a query, held until the rate lets it go. VekNotAnsweredException with its fate when it gets no answer. A
-        /// token that is cancelled ends the wait.
+        /// Sends a query, as soon as the rate allows. VekNotAnsweredException with its fate if it is not answered.
+        /// Cancelling the token ends the wait.
         /// </summary>
         public async Task<VekResult> QueryAsync(string text, TimeSpan answer = default(TimeSpan),
                                                 CancellationToken token = default(CancellationToken))
@@ -160,9 +160,9 @@ namespace VekApi
         }
 
         /// <summary>
-        /// Sends a request of code 129, two lines, and tells its fate. It may be held so long. A token that is cancelled
-        /// takes it back while it is held (its fate is NeverSent, Withdrawn); one that is on its way cannot be taken back,
-        /// and the task goes on until its fate is known.
+        /// Sends a request of code 129 (two lines) and returns its fate. `hold`: how long it may be held; `answer`: how long
+        /// to wait for its acknowledgement. Cancelling the token withdraws it while it is held (NeverSent, Withdrawn);
+        /// once sent it cannot be withdrawn, and the task waits for its fate.
         /// </summary>
         /// <param name="flags">Vek.vsg_Urgent: goes before all that wait without it.</param>
         public Task<VekFate> SendAsync(string text, TimeSpan hold = default(TimeSpan), TimeSpan answer = default(TimeSpan),
@@ -171,7 +171,7 @@ namespace VekApi
             return Submit(Vek.cvmc_RequestAck, text, hold, answer, flags, token);
         }
 
-        /// <summary>The fate's text has the server's words, which are for people: success does not show.</summary>
+        /// <summary>The fate's text is the server's message for the user; it does not say whether the change succeeded.</summary>
         public Task<VekFate> ChangePasswordAsync(string user, string before, string after)
         {
             return Enter((ref CVekReceipt receipt, ulong tag) => Vek.CVekSession_ChangePassword(
@@ -179,16 +179,16 @@ namespace VekApi
                 default(CancellationToken));
         }
 
-        /// <summary>In the state Waiting: the next attempt comes after so long.</summary>
+        /// <summary>In the state Waiting: makes the next attempt after this delay.</summary>
         public bool RetryIn(TimeSpan delay) { return Call(() => Vek.CVekSession_RetryIn(ref handle, Ms(delay)) == 0); }
 
-        /// <summary>With Vek.vsc_ResyncByHand: the application has done its part.</summary>
+        /// <summary>With Vek.vsc_ResyncByHand: the application has finished resyncing.</summary>
         public bool ResyncDone(uint link, bool good)
         {
             return Call(() => Vek.CVekSession_ResyncDone(ref handle, link, good) == 0);
         }
 
-        /// <summary>For those who store a work id before they submit it.</summary>
+        /// <summary>A new work id, for programs that store it before they submit the request.</summary>
         public string NewWorkId()
         {
             byte[] id = new byte[32];
@@ -206,22 +206,22 @@ namespace VekApi
         /// <summary>0: off, 1: heads, 2: whole messages.</summary>
         public void SetTrace(int level) { Call(() => Vek.CVekSession_SetTrace(ref handle, level)); }
 
-        /// <summary>Ends the session; every fate is told before this returns, but for a call made inside an event.</summary>
+        /// <summary>Ends the session. All fates are reported before this returns, or, inside an event, soon after it.</summary>
         public override void Dispose()
         {
             Call(() => Vek.CVekSession_Close(ref handle, 0));
-            disposing = true;  // what is to be told, waits to be taken
+            disposing = true;  // all remaining events are queued
             Thread running;
             lock (pumping) running = pump;
-            if (running == Thread.CurrentThread) return;  // it goes on until everything is told
+            if (running == Thread.CurrentThread) return;  // the thread reports the remaining events, then disposes
             if (running != null) running.Join();
             base.Dispose();
         }
 
         protected override void Delete() { Vek.CVekSession_Delete(ref handle); }
 
-        // One event after the other until it is closed; idle sessions look up twice a second, so that no program's end
-        // waits for them.
+        // Takes events until the session is closed. Returns from the library twice a second, because Mono does not exit
+        // while a thread is inside native code.
         private void Pump()
         {
             var next = new CVekEvent { size = (uint)Marshal.SizeOf(typeof(CVekEvent)) };
@@ -322,7 +322,7 @@ namespace VekApi
                                                  WorkId = workId, Text = "", Detail = "", Link = receipt.link });
         }
 
-        // It is not up any more: an event has to come that says so, unless it came after `told` others.
+        // The session is no longer up: a state event must follow, unless it has been taken since `told`.
         private void ExpectState(int told)
         {
             lock (stateWaiters)
@@ -384,7 +384,7 @@ namespace VekApi
             return time < TimeSpan.Zero ? uint.MaxValue : (uint)Math.Min(Math.Ceiling(time.TotalMilliseconds), int.MaxValue);
         }
 
-        // A task that ends at a state event.
+        // A task completed by a state event.
         private sealed class StateWaiter
         {
             public readonly TaskCompletionSource<bool> Done =

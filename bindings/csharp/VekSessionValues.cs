@@ -1,4 +1,4 @@
-// What sessions bring: events, fates, results. Plain values, to keep.
+// Events, fates and results of sessions: plain values that stay valid.
 using System;
 using System.Collections.Generic;
 using System.Runtime.InteropServices;
@@ -8,35 +8,35 @@ namespace VekApi
 {
     public enum VekLanguage { English, TraditionalChinese }
 
-    /// <summary>How acknowledgements find their requests.</summary>
+    /// <summary>How acknowledgements are assigned to requests.</summary>
     public enum VekAckRule
     {
         /// <summary>Line k is for request k of that link.</summary>
         InOrder = Vek.vsa_InOrder,
-        /// <summary>A line begins with the request's work id: missing and surplus lines mislead nothing.</summary>
+        /// <summary>A line starts with the request's work id: missing and surplus lines do no harm.</summary>
         ByWorkId = Vek.vsa_ByWorkId,
     }
 
-    /// <summary>What became of a request.</summary>
+    /// <summary>The fate of a request.</summary>
     public sealed class VekFate
     {
         public VekFateKind Kind { get; internal set; }
         public VekReason Reason { get; internal set; }
         public ulong Ticket { get; internal set; }
         public string WorkId { get; internal set; }
-        /// <summary>The server's words: an acknowledgement's line.</summary>
+        /// <summary>The server's text: the acknowledgement line.</summary>
         public string Text { get; internal set; }
-        /// <summary>The system's words, or the server's reason.</summary>
+        /// <summary>The system's message, or the server's reason.</summary>
         public string Detail { get; internal set; }
         /// <summary>The answer to a query; null when there is none.</summary>
         public VekResult Result { get; internal set; }
-        /// <summary>Number of the link that it was for, from 1.</summary>
+        /// <summary>Number of its link, from 1.</summary>
         public uint Link { get; internal set; }
 
-        /// <summary>The server never had it.</summary>
+        /// <summary>The server never received it.</summary>
         public bool SafeToRepeat { get { return Kind == VekFateKind.Refused || Kind == VekFateKind.NeverSent; } }
 
-        /// <summary>Its answer has come.</summary>
+        /// <summary>Its answer has arrived.</summary>
         public bool IsAnswered { get { return Kind == VekFateKind.Answered || Kind == VekFateKind.Acknowledged; } }
 
         public string FateText(VekLanguage language = VekLanguage.English)
@@ -55,7 +55,7 @@ namespace VekApi
         }
     }
 
-    /// <summary>Something that happened to a session.</summary>
+    /// <summary>An event of a session.</summary>
     public sealed class VekEvent : EventArgs
     {
         private readonly string line;
@@ -90,9 +90,9 @@ namespace VekApi
         public uint Endpoint { get; private set; }
         /// <summary>In the state Waiting: until the next attempt; negative: until RetryIn.</summary>
         public TimeSpan Wait { get; private set; }
-        /// <summary>After a link's end: how many of its requests the server never had because of it,</summary>
+        /// <summary>After a link's end: how many of its requests were not sent because of it,</summary>
         public uint NeverSent { get; private set; }
-        /// <summary>and how many it may have had.</summary>
+        /// <summary>and how many the server may have received.</summary>
         public uint Unknown { get; private set; }
         public ulong Ticket { get; private set; }
         public DateTime WhenUtc { get; private set; }
@@ -101,7 +101,7 @@ namespace VekApi
         public string Detail { get; private set; }
         public VekResult Result { get; private set; }
 
-        /// <summary>Of Fate events, and of late answers: the fate that had been told.</summary>
+        /// <summary>Of Fate events; of late answers, the fate reported before.</summary>
         public VekFateKind FateKind { get; private set; }
 
         /// <summary>One line for a log.</summary>
@@ -115,7 +115,7 @@ namespace VekApi
         }
     }
 
-    /// <summary>A task result that is kept. The functions of Vek take Handle, while the result is referred to.</summary>
+    /// <summary>A copy of a task result. Functions of Vek may use Handle while the object is referenced.</summary>
     public sealed class VekResult
     {
         public CVekTaskResult Handle;
@@ -161,7 +161,7 @@ namespace VekApi
         }
     }
 
-    /// <summary>The session cannot be made or opened, or its server does not let the user in.</summary>
+    /// <summary>The session cannot be created or opened, or the server rejects the user.</summary>
     public class VekSessionException : Exception
     {
         public VekSessionException(VekReason reason, string detail = "")
@@ -174,7 +174,7 @@ namespace VekApi
         public VekReason Reason { get; private set; }
     }
 
-    /// <summary>A query that got no answer.</summary>
+    /// <summary>A query was not answered.</summary>
     public sealed class VekNotAnsweredException : Exception
     {
         public VekNotAnsweredException(VekFate fate) : base(fate.ToString()) { Fate = fate; }

@@ -1,12 +1,11 @@
-// A session for C++20, in this header alone: everything goes through the flat functions of VekSessionC.h,
-// which say what a session does, what its events and fates mean, and which times and numbers there are. No
-// C++ type crosses into the library, so that any compiler's programs may use it.
+// A session for C++20, header-only, over the flat functions of VekSessionC.h. That header documents what a
+// session does, its events, fates, times and numbers. No C++ type is passed to the library, so programs built
+// with any compiler may use it.
 //
-// Texts of the server are bytes in code page 950 (ToUtf8). Words of the library are UTF-8.
+// The server's texts are bytes in code page 950 (ToUtf8); the library's are UTF-8.
 //
-// Exceptions. Only what is said to throw throws, and what allocates (std::bad_alloc). Nothing that an
-// application's function throws inside a callback gets into the library: it is dropped, as if the function
-// had returned.
+// Exceptions. Functions throw only where documented, and std::bad_alloc. An exception thrown by an
+// application's function inside a callback is dropped, as if the function had returned.
 #ifndef VEKAPI_SESSION_HPP
 #define VEKAPI_SESSION_HPP
 
@@ -30,7 +29,7 @@
 
 namespace VekApi {
 
-// A function of VekSession that cannot go on.
+// Failure of a function of VekSession.
 class VekError : public std::runtime_error {
  public:
   explicit VekError(std::int32_t reason)
@@ -41,7 +40,7 @@ class VekError : public std::runtime_error {
   std::int32_t reason_;
 };
 
-// A wait inside a callback, which would wait for what comes after it.
+// A wait inside a callback would wait for itself.
 class VekInCallback : public std::logic_error {
  public:
   VekInCallback() : std::logic_error("waiting inside a callback of the session") {}
@@ -64,23 +63,23 @@ inline std::string Describe(const CVekEvent& event) {
   return line;
 }
 
-// What became of a request; a value. Its texts are empty when there was no memory for them.
+// The fate of a request. Its texts are empty if there was no memory for them.
 struct VekFate {
   std::int32_t fate = vsf_None;  // vsf_...
   std::int32_t reason = 0;       // vsr_..., 0: none
-  std::int32_t waitMs = 0;  // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: not said
-  std::uint32_t link = 0;   // the link that it was for
+  std::int32_t waitMs = 0;       // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: unknown
+  std::uint32_t link = 0;        // the link that it was for
   std::uint64_t ticket = 0;
   std::string workId;
   std::string text;                        // the server's bytes: result, acknowledgement
   std::string detail;                      // the system's words, or the server's reason
   std::shared_ptr<CVekTaskResult> result;  // vsf_Answered: parsed, to keep; else null
 
-  // The server never had it.
+  // The server never received it.
   bool SafeToRepeat() const { return fate == vsf_Refused || fate == vsf_NeverSent; }
-  // Its answer has come.
+  // Its answer has arrived.
   bool IsAnswered() const { return fate == vsf_Answered || fate == vsf_Acknowledged; }
-  // Words, `language` 0 English, 1 Traditional Chinese.
+  // Texts; `language` is 0 for English, 1 for Traditional Chinese.
   const char* FateText(int language = 0) const { return CVekApi_Text(vst_Fate, fate, language); }
   const char* ReasonText(int language = 0) const { return CVekApi_Text(vst_Reason, reason, language); }
 };
@@ -93,16 +92,16 @@ class VekSession {
   using Then = std::function<void(VekFate)>;
   using Ms = std::chrono::milliseconds;
 
-  // A configuration with the library's defaults, to be changed and given to the constructor.
+  // The default configuration, to be changed and passed to the constructor.
   static CVekSessionConfig Defaults() {
     CVekSessionConfig config;
     CVekSession_Defaults(&config, sizeof config);
     return config;
   }
 
-  // `onEvent` gets every event but the fates that a Then or an awaiter waits for; its members onEvent and
-  // user in `config` are not looked at. With vsd_Poll it is called inside Next. Throws VekError when the
-  // configuration cannot be.
+  // `onEvent` receives all events except the fates passed to a Then or an awaiter. The members onEvent and
+  // user of `config` are ignored. With vsd_Poll it is called inside Next. Throws VekError if the
+  // configuration is invalid.
   explicit VekSession(CVekSessionConfig config, OnEvent onEvent = {})
       : onEvent_(std::make_shared<OnEvent>(std::move(onEvent))), delivery_(config.delivery) {
     config.onEvent = &TakeEvent, config.user = this;
@@ -111,7 +110,7 @@ class VekSession {
     if (session_.object == nullptr) throw VekError(reason);
   }
 
-  // Everything that has no fate yet gets it inside; nothing is called afterwards.
+  // Requests without a fate get theirs before it returns; nothing is called afterwards.
   ~VekSession() {
     if (delivery_ == vsd_Poll) {
       CVekSession_Close(&session_, 0);
@@ -122,7 +121,7 @@ class VekSession {
   VekSession(const VekSession&) = delete;
   VekSession& operator=(const VekSession&) = delete;
 
-  // For the flat functions. What is submitted with it must have the tag 0.
+  // For the flat functions. Requests submitted through it must have the tag 0.
   CVekSession* Handle() { return &session_; }
 
   // ---------------------------------------------------------------------------------------------------------
@@ -133,7 +132,7 @@ class VekSession {
   void SetPassword(const std::string& password) {
     Check(CVekSession_SetPassword(&session_, password.c_str()));
   }
-  // Begins to connect; throws VekError when that is not allowed now, or there is no endpoint.
+  // Starts to connect; throws VekError if not allowed in this state, or without an endpoint.
   void Open(const std::string& password) {
     SetPassword(password);
     Open();
@@ -150,7 +149,7 @@ class VekSession {
     return CVekSession_ResyncDone(&session_, link, good);
   }
 
-  // vss_... as of the last state event that was delivered.
+  // vss_... as of the last state event delivered.
   std::int32_t State() const {
     const std::lock_guard lock(mutex_);
     return state_;
@@ -171,9 +170,9 @@ class VekSession {
   // ---------------------------------------------------------------------------------------------------------
   // Requests
 
-  // A request with everything that CVekSubmit offers; its size, text and tag are filled in here. Unless the
-  // fate that this returns is vsf_Refused, it is vsf_None, and `then` is called once with the final one,
-  // perhaps before this function returns, where the delivery says.
+  // A request with all options of CVekSubmit; size, text and tag are filled in here. Returns vsf_Refused, or
+  // vsf_None: then `then` is called exactly once with the final fate, as an event, possibly before this
+  // function returns.
   VekFate Submit(CVekSubmit request, std::string_view text, Then then) {
     auto kept = std::make_unique<Kept>(std::move(then));
     VekFate now = Submit(request, text, *kept);
@@ -190,9 +189,8 @@ class VekSession {
   // A request of code 129, two lines, likewise.
   Awaiter Send(std::string text, Ms answer, Ms hold = Ms(0));
 
-  // The same for threads that wait: get() waits for the fate. Throw VekInCallback in callbacks, and with
-  // vsd_Loop on the session's own thread, where get() would wait for itself; with vsd_Poll another thread has
-  // to call Next.
+  // The same for threads that wait in get(). Throw VekInCallback in callbacks, and with vsd_Loop on the
+  // session's thread, where get() would deadlock. With vsd_Poll another thread must call Next.
   std::future<VekFate> Ask(std::string_view query, Ms answer, Ms hold = Ms(0)) {
     return Promise(cvmc_TaskResult, query, answer, hold);
   }
@@ -200,7 +198,7 @@ class VekSession {
     return Promise(cvmc_RequestAck, request, answer, hold);
   }
 
-  // What Query and Send submit: held, with these times; 0: as configured.
+  // As submitted by Query and Send: held if necessary, with these times; 0: as configured.
   static CVekSubmit Request(std::int32_t code, Ms answer, Ms hold) {
     CVekSubmit request{};
     request.size = sizeof request, request.code = code, request.mode = vsm_Hold;
@@ -208,7 +206,7 @@ class VekSession {
     return request;
   }
 
-  // `then` gets the server's words; as Submit.
+  // `then` receives the server's text; otherwise like Submit.
   VekFate ChangePassword(const std::string& user, const std::string& before, const std::string& after,
                          Then then) {
     auto kept = std::make_unique<Kept>(std::move(then));
@@ -256,7 +254,7 @@ class VekSession {
  private:
   static constexpr int kPatienceMs = 1000;
 
-  // Who waits for a fate; its address is the request's tag.
+  // Receiver of a fate; its address is the request's tag.
   class Waiter {
    public:
     std::uint64_t Tag() { return reinterpret_cast<std::uintptr_t>(this); }
@@ -291,12 +289,12 @@ class VekSession {
     now.ticket = receipt.ticket, now.waitMs = receipt.waitMs, now.link = receipt.link;
     try {
       now.workId = receipt.workId;
-    } catch (const std::bad_alloc&) {  // it is on its way: that has to be answered
+    } catch (const std::bad_alloc&) {  // the request is accepted: that must be returned
     }
     return now;
   }
 
-  // The waiter may be gone when this returns.
+  // The waiter may be deleted before this returns.
   VekFate Submit(CVekSubmit request, std::string_view text, Waiter& waiter) {
     request.size = sizeof request, request.text = text.data();
     request.textLength = static_cast<std::uint32_t>(text.size());
@@ -322,7 +320,7 @@ class VekSession {
     if (InCallback() || (ownThreadToo && std::this_thread::get_id() == thread_)) throw VekInCallback();
   }
 
-  // For the next events; it may return without any.
+  // Waits for events; may return without any.
   void WaitOnce(Ms left) {
     if (delivery_ == vsd_Poll) {
       Next(left);
@@ -338,7 +336,7 @@ class VekSession {
     const std::lock_guard lock(mutex_);
     stale_ = opening;
   }
-  // It is not up any more, so that an event has to come that says so, unless it came after `told` others.
+  // The session is no longer up: a state event must follow, unless it has been delivered since `told`.
   void ExpectState(std::uint64_t told) {
     const std::lock_guard lock(mutex_);
     if (told == statesTold_ && state_ == vss_Up) stale_ = true;
@@ -352,7 +350,7 @@ class VekSession {
            (state_ == vss_Up || state_ == vss_Refused || state_ == vss_Stopped || state_ == vss_Closed);
   }
 
-  // The fate's numbers are told whatever happens, its texts when there is memory for them.
+  // The numbers are always delivered, the texts if there is memory for them.
   static VekFate FateOf(CVekSession* session, const CVekEvent& event) {
     VekFate given;
     given.fate = event.fate, given.reason = event.reason;
@@ -405,7 +403,7 @@ class VekSession {
   mutable std::mutex mutex_;  // of what is below
   std::condition_variable changed_;
   std::int32_t state_ = vss_Closed;
-  bool stale_ = false;  // another state is on its way
+  bool stale_ = false;  // another state event will follow
   std::atomic<std::uint64_t> statesTold_{0};
   CVekSession session_{};
 };
@@ -416,7 +414,7 @@ class VekSession::Awaiter final : private VekSession::Waiter {
       : session_(session), request_(request), text_(std::move(text)) {}
 
   bool await_ready() const noexcept { return false; }
-  // Nothing of *this may be touched once it has been submitted: the coroutine may be at its end by then.
+  // Once submitted, *this must not be used: the coroutine may have ended.
   bool await_suspend(std::coroutine_handle<> waiting) {
     waiting_ = waiting;
     const std::string text = std::move(text_);

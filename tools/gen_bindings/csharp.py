@@ -78,7 +78,7 @@ def struct(declared):
 
 
 def enumeration(group):
-    """0 is a member always: a member of this type that nothing was put into has it."""
+    """Always has a member 0, the default value."""
     none = "" if any(named.type == 0 for named in group.parts) else "        None = 0,\n"
     members = "".join(f"{summary(named.comment, ' ' * 8)}        {named.name.split('_')[1]} = {named.type},\n"
                       for named in group.parts)

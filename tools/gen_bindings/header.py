@@ -98,7 +98,7 @@ def parts_of(cursor, types, known):
 
 
 def with_packets(parts):
-    """A text whose length goes with it may hold NULs."""
+    """A text accompanied by its length may contain NULs."""
     lengths = {part.name for part in parts if part.type.kind in ("int", "unsigned")}
     is_packet = lambda at, part: part.type.kind == "text" and (
         part.name + "Length" in lengths or at + 1 < len(parts) and parts[at + 1].name == "length")

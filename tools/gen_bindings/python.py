@@ -56,8 +56,7 @@ def struct(declared):
 
 
 def callbacks_and_structs(header):
-    """A callback names what it gets, a record the callbacks that it has: each is written as soon as all is there that it
-    names."""
+    """In an order in which each declaration follows those it uses."""
     waiting = [(part, callback) for part in header.callbacks]
     waiting += [(part, struct) for part in header.tables + header.records]
     while waiting:

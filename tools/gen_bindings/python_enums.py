@@ -1,9 +1,9 @@
-"""The enumerations of Python: the constants with a type, and with the texts of their names as values."""
+"""Writes the enumerations for Python. The value of a member is its name in the header."""
 
 import re
 
 HEAD = '''# {made}
-"""Numbers of VekSessionC.h as enumerations. A member is its name as well, as the header has it: State.UP == "Up"."""
+"""Constants of VekSessionC.h as enumerations. A member equals its name in the header: State.UP == "Up"."""
 
 import enum
 from typing import Type, TypeVar
@@ -12,7 +12,7 @@ _Member = TypeVar("_Member", bound="Named")
 
 
 class Named(str, enum.Enum):
-    """A member that is the text of its name, and has a number."""
+    """A string with the number of the constant."""
 
     number: int
 
@@ -27,7 +27,7 @@ class Named(str, enum.Enum):
 
     @classmethod
     def of(cls: Type[_Member], number: int) -> _Member:
-        """The member with that number; ValueError when there is none."""
+        """The member with that number; ValueError if there is none."""
         for member in cls:
             if member.number == number:
                 return member

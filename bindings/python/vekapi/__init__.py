@@ -34,7 +34,7 @@ TaskResult.plain().
 Clients, gates and senders live until close(), even without references to them, and may be closed in any order. Those
 still open when the program ends are closed then, without further events except on_destroy.
 
-A Session keeps itself signed on and tells the fate of every request; BlockingSession is the same without asyncio:
+A Session reconnects by itself and reports the fate of every request; BlockingSession does so without asyncio:
 
     async with vekapi.Session(["gw1:9000", "gw2:9000"], user="trader", password="secret") as session:
         products = await session.query("products", timeout=3)

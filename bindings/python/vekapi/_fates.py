@@ -1,4 +1,4 @@
-"""What sessions bring: fates, events, results to keep. Plain values."""
+"""Fates, events and results of sessions: plain values that stay valid."""
 
 import ctypes
 import weakref
@@ -17,7 +17,7 @@ _KINDS = {State: vst_State, FateKind: vst_Fate, Reason: vst_Reason}
 
 
 def words(member: Optional[Named], language: str = "en") -> str:
-    """What a state, a fate or a reason means, in English ("en") or Traditional Chinese ("zh-TW"); "" for None."""
+    """The text of a state, fate or reason, in English ("en") or Traditional Chinese ("zh-TW"); "" for None."""
     if member is None:
         return ""
     told: bytes = lib.CVekApi_Text(_KINDS[type(member)], member.number, _LANGUAGES[language])
@@ -25,14 +25,14 @@ def words(member: Optional[Named], language: str = "en") -> str:
 
 
 class Result(TaskResult):
-    """The answer to a query; the caller's, to keep."""
+    """A copy of the result of a query."""
 
     def __init__(self, handle: CVekTaskResult) -> None:
         super().__init__(handle)
         weakref.finalize(self, _free, self._handle)
 
     def __getitem__(self, name: str) -> List[Dict[str, Optional[str]]]:
-        """A table's records, as dictionaries by the columns' names; KeyError when there is no such table."""
+        """A table's records, as dictionaries keyed by column name; KeyError if there is no such table."""
         table = self.table(name)
         if table is None:
             raise KeyError(name)
@@ -45,25 +45,25 @@ def _free(handle: CVekTaskResult) -> None:
 
 @dataclass(frozen=True)
 class Fate:
-    """What became of a request."""
+    """The fate of a request."""
 
     kind: FateKind
     reason: Optional[Reason] = None
     work_id: str = ""
-    text: str = ""  # the server's words: an acknowledgement's line
-    detail: str = ""  # the system's words, or the server's reason
+    text: str = ""  # the server's text: the acknowledgement line
+    detail: str = ""  # the system's message, or the server's reason
     ticket: int = 0
-    link: int = 0  # number of the link that it was for, from 1
-    result: Optional[Result] = None  # the answer to a query
+    link: int = 0  # number of its link, from 1
+    result: Optional[Result] = None  # of a query
 
     @property
     def safe_to_repeat(self) -> bool:
-        """The server never had it."""
+        """The server never received it."""
         return self.kind in (FateKind.REFUSED, FateKind.NEVER_SENT)
 
     @property
     def answered(self) -> bool:
-        """Its answer has come."""
+        """Its answer has arrived."""
         return self.kind in (FateKind.ANSWERED, FateKind.ACKNOWLEDGED)
 
     def fate_text(self, language: str = "en") -> str:
@@ -78,7 +78,7 @@ class Fate:
 
 @dataclass(frozen=True)
 class Event:
-    """Something that happened to a session; its text is one line for a log."""
+    """An event of a session; str() gives one line for a log."""
 
     kind: EventKind
     state: State  # of the session, as of this event
@@ -88,8 +88,8 @@ class Event:
     attempt: int
     endpoint: int  # number of the endpoint, from 0
     wait: float  # State.WAITING: seconds until the next attempt; negative: until retry_in()
-    never_sent: int  # after a link's end: how many of its requests the server never had because of it,
-    unknown: int  # and how many it may have had
+    never_sent: int  # after a link's end: how many of its requests were not sent because of it,
+    unknown: int  # and how many the server may have received
     ticket: int
     work_id: str
     raw: bytes  # the server's bytes
@@ -101,12 +101,12 @@ class Event:
 
     @property
     def text(self) -> str:
-        """The server's words."""
+        """The server's text."""
         told: str = text(self.raw)
         return told
 
     def as_fate(self) -> Fate:
-        """What an event of kind FATE, or LATE, tells."""
+        """The fate, of events of kind FATE or LATE."""
         return Fate(self.fate, self.reason, self.work_id, self.text, self.detail, self.ticket, self.link, self.result)
 
     def __str__(self) -> str:
@@ -114,7 +114,7 @@ class Event:
 
 
 class SessionError(Exception):
-    """A session that cannot be made or opened, or whose server does not let the user in."""
+    """The session cannot be created or opened, or the server rejects the user."""
 
     def __init__(self, reason: Optional[Reason], detail: str = "") -> None:
         super().__init__(": ".join(filter(None, (words(reason), detail))))
@@ -122,7 +122,7 @@ class SessionError(Exception):
 
 
 class NotAnswered(Exception):
-    """A query that got no answer: see its fate."""
+    """A query was not answered; `fate` has its fate."""
 
     def __init__(self, fate: Fate) -> None:
         super().__init__(str(fate))
@@ -134,7 +134,7 @@ def reason_of(number: int) -> Optional[Reason]:
 
 
 def event_of(session: Any, lent: CVekEvent) -> Event:
-    """A copy of what the library lends; `session` is the handle."""
+    """A copy of a borrowed event; `session` is the handle."""
     line = ctypes.create_string_buffer(512)
     lib.CVekApi_Describe(byref(lent), line, len(line))
     return Event(

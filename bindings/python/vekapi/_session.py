@@ -1,5 +1,5 @@
-"""Sessions that keep themselves signed on and tell the fate of every request. VekSessionC.h says what states, fates,
-reasons and times mean."""
+"""Sessions that reconnect by themselves and report the fate of every request. VekSessionC.h documents states, fates, reasons
+and times."""
 
 import asyncio
 import math
@@ -15,8 +15,8 @@ from ._library import lib
 from ._owned import _PATIENCE, Owned
 from ._session_base import Entered, SessionBase
 
-_SLICE = 0.2  # seconds a wait lasts before signals are looked after
-_BATCH = 1000  # events that an event loop is given at a time
+_SLICE = 0.2  # seconds; longest single wait: signals are handled in between
+_BATCH = 1000  # events taken per turn of an event loop
 
 
 def _answer(fate: Fate) -> Result:
@@ -26,47 +26,47 @@ def _answer(fate: Fate) -> Result:
 
 
 class Session(SessionBase):
-    """A session for coroutines: `async with vekapi.Session(...) as session:`. Events come on the event loop that opened
-    it, one after the other."""
+    """A session for coroutines: `async with vekapi.Session(...) as session:`. Events run on the event loop that opened it,
+    one at a time."""
 
     async def open(self) -> None:
-        """Opens the session and waits until it is up. SessionError when it is refused, stopped or closed."""
+        """Opens the session and waits until it is up. SessionError if it is refused, stopped or closed."""
         self._begin()
         self._watch(asyncio.get_running_loop())
         await self.until_up()
 
     async def until_up(self) -> None:
-        """Waits until the session is up. SessionError when it is refused, stopped or closed."""
+        """Waits until the session is up. SessionError if it is refused, stopped or closed."""
         settled = asyncio.get_running_loop().create_future()
         self._when_settled(_bring_to(settled))
         self._check_up(await settled)
 
     async def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
-        """The answer to a query. NotAnswered when there is none."""
+        """The result of a query. NotAnswered if it has none."""
         return _answer(await self._ask(d.cvmc_TaskResult, text, None, 0, hold, timeout))
 
     async def send(self, text: str, hold: Optional[float] = None, timeout: Optional[float] = None,
                    work_id: Optional[str] = None, flags: int = 0) -> Fate:
-        """The fate of a request of code 129: two lines; a work id of new_work_id() is put in front. It is held for up to
-        `hold` seconds until the rate lets it go, and waited for up to `timeout` seconds from then. A task that is
-        cancelled here withdraws it if it is still held; its fate comes as an event then, whatever it is."""
+        """Sends a request of code 129 (two lines), prefixed with `work_id` if given, and returns its fate. It is held for up
+        to `hold` seconds if the rate requires it; its acknowledgement is awaited for up to `timeout` seconds after that.
+        Cancelling the task withdraws the request if it is still held; its fate then becomes an event."""
         return await self._ask(d.cvmc_RequestAck, text, work_id, flags, hold, timeout)
 
     async def change_password(self, user: str, before: str, after: str) -> Fate:
-        """Its text has the server's words, which are for people: success does not show."""
+        """The fate's text is the server's message for the user; it does not say whether the change succeeded."""
         told = asyncio.get_running_loop().create_future()
         entered = self._change_password(_bring_to(told), user, before, after)
         return entered.fate or await told
 
     def events(self) -> AsyncIterator[Event]:
-        """From now on, every event that nobody waits for, until the session is closed. To be called on the event loop."""
+        """All events from now on that nobody waits for, until the session is closed. Call it on the event loop."""
         came: "asyncio.Queue[Optional[Event]]" = asyncio.Queue()
         self._listeners.append(came.put_nowait)
         return self._iterate(came)
 
     async def close(self, drain: float = 0) -> None:
-        """Ends the session; waits up to `drain` seconds for the answers to what is out. Every fate and every event is told
-        before this returns."""
+        """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
+        this returns."""
         if drain and self._state is not State.CLOSED:
             closed = asyncio.get_running_loop().create_future()
             self._state_waiters.append((lambda event: event.state is State.CLOSED, _bring_to(closed)))
@@ -108,7 +108,7 @@ class Session(SessionBase):
             self._loop.remove_reader(self._descriptor)
         self._descriptor = -1
         if self._pump:
-            self._pump.join()  # what it took is told by the loop in its next turn
+            self._pump.join()  # the loop passes on what it took, in its next turn
         self._tell_rest()
         Owned.close(self)
 
@@ -145,48 +145,48 @@ def _bring_to(future: "asyncio.Future[Any]") -> Any:
 
 
 class BlockingSession(SessionBase):
-    """A session for threads that wait: `with vekapi.BlockingSession(...) as session:`. Events come on a thread of the
-    session's, one after the other; everything may be called in them, but what waits."""
+    """A session for blocking calls: `with vekapi.BlockingSession(...) as session:`. Events run on a thread of the session,
+    one at a time; they may call everything except functions that wait."""
 
     def open(self, timeout: Optional[float] = None) -> None:
-        """Opens the session and waits until it is up. SessionError when it is refused, stopped or closed; TimeoutError
-        when `timeout` seconds go by, while the session goes on trying."""
+        """Opens the session and waits until it is up. SessionError if it is refused, stopped or closed; TimeoutError
+        after `timeout` seconds, while the session continues trying."""
         self._begin()
         if not self._pump:
             self._start_pump(self._told)
         self.until_up(timeout)
 
     def until_up(self, timeout: Optional[float] = None) -> None:
-        """Waits until the session is up. SessionError when it is refused, stopped or closed; TimeoutError."""
+        """Waits until the session is up. SessionError if it is refused, stopped or closed; TimeoutError."""
         slot = self._slot()
         self._when_settled(slot.put)
         self._check_up(slot.wait(timeout))
 
     def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
-        """The answer to a query. NotAnswered when there is none."""
+        """The result of a query. NotAnswered if it has none."""
         return _answer(self._ask(d.cvmc_TaskResult, text, None, 0, hold, timeout))
 
     def send(self, text: str, hold: Optional[float] = None, timeout: Optional[float] = None,
              work_id: Optional[str] = None, flags: int = 0) -> Fate:
-        """The fate of a request of code 129: two lines; a work id of new_work_id() is put in front. It is held for up to
-        `hold` seconds until the rate lets it go, and waited for up to `timeout` seconds from then. Ctrl-C withdraws it if
-        it is still held; its fate comes as an event then, whatever it is."""
+        """Sends a request of code 129 (two lines), prefixed with `work_id` if given, and returns its fate. It is held for up
+        to `hold` seconds if the rate requires it; its acknowledgement is awaited for up to `timeout` seconds after that.
+        Ctrl-C withdraws the request if it is still held; its fate then becomes an event."""
         return self._ask(d.cvmc_RequestAck, text, work_id, flags, hold, timeout)
 
     def change_password(self, user: str, before: str, after: str) -> Fate:
-        """Its text has the server's words, which are for people: success does not show."""
+        """The fate's text is the server's message for the user; it does not say whether the change succeeded."""
         slot = self._slot()
         return self._wait(slot, self._change_password(slot.put, user, before, after))
 
     def events(self, timeout: Optional[float] = None) -> Iterator[Event]:
-        """From now on, every event that nobody waits for, until the session is closed, or none came for so long."""
+        """All events from now on that nobody waits for, until the session is closed or none came for `timeout` seconds."""
         slot = _Slot()
         self._listeners.append(slot.put)
         return self._iterate(slot, timeout)
 
     def close(self, drain: float = 0) -> None:
-        """Ends the session; waits up to `drain` seconds for the answers to what is out. Every fate and every event is told
-        before this returns; when it is called inside an event, soon after that event."""
+        """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
+        this returns, or, inside an event, soon after it."""
         if drain and self._state is not State.CLOSED and self._pump is not threading.current_thread():
             closed = _Slot()
             self._state_waiters.append((lambda event: event.state is State.CLOSED, closed.put))
@@ -205,7 +205,7 @@ class BlockingSession(SessionBase):
         if self._pump:
             self._pump.join(patience)
             if self._pump.is_alive():
-                return  # inside an event that does not return
+                return  # its event does not return
         self._finish()
 
     def __enter__(self) -> "BlockingSession":
@@ -251,7 +251,7 @@ class BlockingSession(SessionBase):
 
 
 class _Slot:
-    """What one thread waits for and another brings. Signals are noticed while it waits."""
+    """Passes a value from one thread to another. Signals are handled while waiting."""
 
     def __init__(self) -> None:
         self._came: "queue.SimpleQueue[Any]" = queue.SimpleQueue()

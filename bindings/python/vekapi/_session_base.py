@@ -1,4 +1,4 @@
-"""What sessions for coroutines and for threads have in common."""
+"""Base of the sessions for coroutines and for threads."""
 
 import ctypes
 import itertools
@@ -16,7 +16,7 @@ from ._text import encode
 
 _ENDS = (State.REFUSED, State.STOPPED, State.CLOSED)
 _ACKS = {"in-order": d.vsa_InOrder, "by-id": d.vsa_ByWorkId}
-_LOOK_UP_MS = 500  # a thread that waits for events, whether there is an end to it
+_LOOK_UP_MS = 500  # longest single wait for events
 Tell = Callable[[Any], None]
 
 
@@ -28,7 +28,7 @@ def _ms(seconds: Optional[float]) -> int:
 
 
 class Entered(NamedTuple):
-    """A request that was submitted; its fate when it was refused."""
+    """A submitted request; `fate` is set if it was refused."""
 
     tag: int
     ticket: int
@@ -36,7 +36,7 @@ class Entered(NamedTuple):
 
 
 class SessionBase(Owned):
-    """What both kinds of session have in common."""
+    """Settings, submission of requests, and taking of events."""
 
     _delete, _rank = "CVekSession_Delete", 0
 
@@ -46,11 +46,11 @@ class SessionBase(Owned):
         app_name: str = "vekapi", app_version: str = "1.0.0.0", probe: Optional[str] = None, id_prefix: str = "",
         on_event: Optional[Callable[[Event], None]] = None, **settings: int,
     ) -> None:
-        """`endpoints` are "HOST:PORT" or ":KIND:PARAMETERS"; `resync` the queries that are asked on every new link before
-        the session is up; `rate` at most so many requests within so many milliseconds; `acks` "in-order", or "by-id" when
-        acknowledgements begin with the work id and `separator`. `on_event` gets every event that nobody waits for.
-        `settings` are other members of CVekSessionConfig, in its units: silenceMs=5000. ValueError for one that there is
-        not, SessionError when the session cannot be made."""
+        """`endpoints` are "HOST:PORT" or ":KIND:PARAMETERS"; `resync` the queries sent on every new link before the
+        session is up; `rate` (requests, milliseconds) limits requests of code 129; `acks` is "in-order", or "by-id" if
+        acknowledgements start with the work id and `separator`. `on_event` is called with every event nobody waits for.
+        `settings` are other members of CVekSessionConfig, in its units: silenceMs=5000. Raises ValueError for unknown
+        ones, SessionError if the session cannot be created."""
         load()
         config = d.CVekSessionConfig()
         lib.CVekSession_Defaults(byref(config), ctypes.sizeof(config))
@@ -68,12 +68,12 @@ class SessionBase(Owned):
         super().__init__(handle)
         self._password, self._on_event, self._state = password, on_event, State.CLOSED
         self._state_lock, self._states_told = threading.Lock(), 0
-        self._last_told: Optional[Event] = None  # about a state
+        self._last_told: Optional[Event] = None  # the last state event
         self._tags, self._waiters = itertools.count(1), {}  # type: Iterator[int], Dict[int, Tell]
         self._state_waiters: List[Tuple[Callable[[Event], bool], Tell]] = []
         self._listeners: List[Callable[[Optional[Event]], None]] = []
         self._pump: Optional[threading.Thread] = None
-        self._ending = False  # everything that is still to be told, waits to be taken
+        self._ending = False  # closed: all remaining events are queued
         for endpoint in [endpoints] if isinstance(endpoints, str) else endpoints:
             self.add_endpoint(endpoint)
         for question in resync:
@@ -81,18 +81,18 @@ class SessionBase(Owned):
 
     @property
     def state(self) -> State:
-        """As of the last event."""
+        """As of the last state event."""
         return self._state
 
     def add_endpoint(self, setting: str) -> None:
         self._check(self._call(lib.CVekSession_AddEndpoint, encode(setting)))
 
     def add_resync(self, question: str) -> None:
-        """A query that is asked on every new link before the session is up; its answer comes as an event."""
+        """Adds a query that is sent on every new link before the session is up; its result arrives as an event."""
         self._check(self._call(lib.CVekSession_AddResync, encode(question)))
 
     def set_password(self, password: str) -> None:
-        """For the attempts to come: after a password change."""
+        """For later attempts, after a password change."""
         self._password = password
         self._check(self._call(lib.CVekSession_SetPassword, encode(password)))
 
@@ -100,30 +100,30 @@ class SessionBase(Owned):
         self._check(self._call(lib.CVekSession_SetRate, count, ms))
 
     def wait_time(self, code: int = d.cvmc_RequestAck) -> Optional[float]:
-        """Seconds that a request would wait; None when that cannot be said."""
+        """Seconds that a request would wait; None if unknown."""
         ms: int = self._call(lib.CVekSession_WaitMs, code)
         return None if ms < 0 else ms / 1000
 
     def retry_in(self, seconds: float) -> bool:
-        """In State.WAITING: the next attempt comes after so long."""
+        """In State.WAITING: makes the next attempt after this delay."""
         return not self._call(lib.CVekSession_RetryIn, max(0, round(seconds * 1000)))
 
     def resync_done(self, link: int, good: bool = True) -> bool:
-        """With flags=vsc_ResyncByHand: the application has done its part."""
+        """With flags=vsc_ResyncByHand: the application has finished resyncing."""
         return not self._call(lib.CVekSession_ResyncDone, link, good)
 
     def withdraw(self, ticket: int) -> bool:
-        """Takes a held request back: its fate is NeverSent. False when it is on its way, or has its fate."""
+        """Withdraws a held request: its fate is NeverSent. False if it was sent already, or has its fate."""
         return not self._call(lib.CVekSession_Withdraw, ticket)
 
     def new_work_id(self) -> str:
-        """For those who store a work id before they submit it."""
+        """A new work id, for programs that store it before they submit the request."""
         buffer = ctypes.create_string_buffer(32)
         self._call(lib.CVekSession_NewWorkId, buffer)
         return buffer.value.decode()
 
     def stats(self) -> Dict[str, Any]:
-        """Counts since the session was made, by their names in CVekSessionStats; fates by their names."""
+        """Counts since creation, keyed by their names in CVekSessionStats; fates keyed by FateKind."""
         stats = d.CVekSessionStats(size=ctypes.sizeof(d.CVekSessionStats))
         self._call(lib.CVekSession_Stats, byref(stats))
         found = {name: getattr(stats, name) for name, *_ in stats._fields_ if name != "size"}
@@ -131,10 +131,10 @@ class SessionBase(Owned):
         return found
 
     def set_trace(self, level: int) -> None:
-        """Makes the messages of the wire into events: 0 none, 1 their heads, 2 whole."""
+        """Reports messages on the wire as events: 0 none, 1 headers, 2 whole messages."""
         self._call(lib.CVekSession_SetTrace, level)
 
-    # Submitting. Who waits for a fate is told it; nobody else is.
+    # Submitting. A fate goes to the waiter of its request, if there is one, else to listeners and on_event.
 
     def _submit(self, code: int, text: str, tell: Tell, work_id: Optional[str], flags: int, hold: Optional[float],
                 answer: Optional[float]) -> Entered:
@@ -170,13 +170,13 @@ class SessionBase(Owned):
         return Entered(tag, 0, Fate(FateKind.REFUSED, reason_of(reason), receipt.workId.decode(), link=receipt.link))
 
     def _expect_state(self, told: int) -> None:
-        """It is not up any more: an event has to come that says so, unless it came after `told` others."""
+        """The session is no longer up: a state event must follow, unless it has been taken since `told`."""
         with self._state_lock:
             if told == self._states_told and self._state is State.UP:
                 self._state = State.WAITING
 
     def _abandon(self, entered: Entered) -> None:
-        """Nobody waits any more: it is withdrawn while it is held; its fate comes as an event."""
+        """Nobody waits any more: withdraws it if it is held; its fate becomes an event."""
         if self._waiters.pop(entered.tag, None):
             self.withdraw(entered.ticket)
 
@@ -212,17 +212,17 @@ class SessionBase(Owned):
                 traceback.print_exc()
 
     def _tell_rest(self) -> None:
-        """After the session has been closed: all that has not been told."""
+        """Passes on the remaining events of a closed session."""
         while True:
             taken = self._take(0 if self._state is State.CLOSED else _LOOK_UP_MS)
             if not taken:
                 break
             self._told(*taken)
         for listener in self._listeners:
-            listener(None)  # the last that it gets
+            listener(None)  # end of events
 
     def _run(self, told: Callable[[int, Event], object]) -> None:
-        """The thread that takes events, where nothing else does; until the end."""
+        """The thread that takes events, if no event loop does."""
         while True:
             last = self._ending and self._state is State.CLOSED
             taken = self._take(0 if last else _LOOK_UP_MS)
@@ -244,14 +244,14 @@ class SessionBase(Owned):
         self._check(reason)
 
     def _when_settled(self, tell: Tell) -> None:
-        """Tells the state event that says how connecting went, at once when it has come; None when there was none."""
+        """Passes on the state event that ends connecting, or at once the last one if it is over; None if there is none."""
         entry = (lambda event: event.state is State.UP or event.state in _ENDS, tell)
         self._state_waiters.append(entry)
         if (self._state is State.UP or self._state in _ENDS) and self._stop_waiting(entry):
             tell(self._last_told)
 
     def _stop_waiting(self, entry: Any) -> bool:
-        """False when another thread has been faster."""
+        """False if another thread did so first."""
         try:
             self._state_waiters.remove(entry)
             return True
