@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Holds what a trader was told about its orders against what the servers saw.
+"""Compares the fates reported to a trader with what the servers recorded.
 
     fates.py [--launcher PROGRAM] --server VEKSIM [--table] TRADER...
 
-Runs two simulated servers and the trader with both addresses. When the trader knows the fate of some orders, the server
-that it is signed on to is killed; when it is up again, that server is started again on the same port, and later the other
-one is killed. At the end every order's fate must agree with what the servers have recorded: what was acknowledged was
-carried out once, what was not sent nobody saw, whatever a server saw has a fate. With --table all of them are listed.
+Runs two simulated servers and the trader with both addresses. After some fates the first server is killed; when the
+session is up again, that server is restarted on the same port, and later the other one is killed. At the end all fates
+must agree with the servers' records: an acknowledged order was executed once, an order not sent was not seen, and
+every order seen has a fate. --table lists all orders.
 
-The trader prints its session's states, and "order ID: FATE REASON" as CVekApi_Text has it.
+The trader must print its session's states, and "order ID: FATE REASON" with the texts of CVekApi_Text.
 """
 
 import argparse
@@ -20,11 +20,11 @@ import sys
 import tempfile
 import threading
 
-KILL_AT = (8, 30)  # fates that are known
-PATIENCE = 100  # seconds for everything
+KILL_AT = (8, 30)  # number of fates
+PATIENCE = 100  # seconds for the trader
 FATES = {"acknowledged": "acknowledged", "not sent": "not sent", "sent, no answer in time": "timed out",
          "unknown: it may have been sent": "unknown"}
-# What the servers may have to say to a fate: how often they saw the order, and carried it out.
+# How often the servers may have seen and executed an order, by fate.
 AGREES = {"acknowledged": {(1, 1)}, "not sent": {(0, 0)}, "timed out": {(0, 0), (1, 0), (1, 1)},
           "unknown": {(0, 0), (1, 0), (1, 1)}}
 
@@ -45,7 +45,7 @@ class Server:
                 break
         else:
             sys.exit(f"{self.name} did not start")
-        threading.Thread(target=self.process.stdout.read, daemon=True).start()  # its log, so that it need not wait
+        threading.Thread(target=self.process.stdout.read, daemon=True).start()  # the log, or the server would block
         print(f"-- {self.name} listens on port {self.port}", flush=True)
 
     def kill(self):
@@ -61,7 +61,7 @@ class Server:
 
 
 def follow(trader, servers):
-    """What the trader was told: fates by work id, in their order; ids that have two of them end it."""
+    """Returns all fates by work id, in their order, and the number of servers killed."""
     fates, killed, restarted = {}, 0, False
     for line in trader.stdout:
         print(line, end="", flush=True)
@@ -80,7 +80,7 @@ def follow(trader, servers):
 
 
 def judge(fates, servers, table):
-    """The complaints."""
+    """Returns the discrepancies."""
     saw, did = (collections.Counter(i for s in servers for i in s.recorded(what)) for what in ("saw", "did"))
     where = {i: s.name for s in servers for i in s.recorded("saw")}
     complaints = [f"{i} was seen by a server, and has no fate" for i in did if i not in fates]

@@ -1,5 +1,5 @@
-// A small trader on a session: two servers, a query, orders that are paced and held, and what became of each. A server
-// may go in the middle of it.
+// A small trader: two servers, a query, paced orders, and the fate of each. It survives the restart of a
+// server.
 //
 //     trader HOST:PORT [HOST:PORT]
 #include <cstdio>
@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 int main(int argc, char** argv) {
   CVekSessionConfig config = VekSession::Defaults();
   config.id1 = "trader";
-  config.rateCount = 5, config.rateMs = 200;  // what this server takes
+  config.rateCount = 5, config.rateMs = 200;  // the server's limit
   config.ackRule = vsa_ByWorkId, config.idSeparator = '\x01';
 
   VekSession session(config, [](const CVekEvent& event) {
@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
   const VekFate products = session.Ask("products", 3s).get();
   std::printf("products: %s\n", products.FateText());
 
-  // What never left is sent again. What may have arrived is not: a person, or a query, has to settle that.
+  // Orders that were never sent are repeated. Those that may have arrived are not: ask the server about them.
   std::size_t left = 30, unsure = 0;
   while (left > 0 && session.WaitUntilUp(30s)) {
     std::vector<std::future<VekFate>> orders;
@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
     }
     for (std::future<VekFate>& order : orders) {
       const VekFate fate = order.get();
-      if (fate.fate == vsf_Refused) continue;  // the link has just gone
+      if (fate.fate == vsf_Refused) continue;  // the link has just ended
       std::printf("order %s: %s %s\n", fate.workId.c_str(), fate.FateText(), fate.ReasonText());
       std::fflush(stdout);
       if (!fate.SafeToRepeat()) --left;

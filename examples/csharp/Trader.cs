@@ -1,5 +1,4 @@
-// A small trader on a session: two servers, a query, orders that are paced and held, and what became of each. A server
-// may go in the middle of it.
+// A small trader: two servers, a query, paced orders, and the fate of each. It survives the restart of a server.
 //
 //     mono trader.exe HOST:PORT [HOST:PORT]
 using System;
@@ -9,12 +8,12 @@ using VekApi;
 
 internal static class Trader
 {
-    // True when it need not be sent again: what never left may be; what may have arrived has to be asked about.
+    // False if it may be repeated, because it was never sent. One that may have arrived is not: ask the server about it.
     private static async Task<bool> Order(VekSession session)
     {
         VekFate fate = await session.SendAsync("new\nprod=TXF side=B qty=1 price=MKT", TimeSpan.FromSeconds(30),
                                                TimeSpan.FromSeconds(10));
-        if (fate.Kind != VekFateKind.Refused)  // the link has just gone
+        if (fate.Kind != VekFateKind.Refused)  // the link has just ended
             Console.WriteLine("order {0}: {1} {2}", fate.WorkId, fate.FateText(), fate.ReasonText());
         return !fate.SafeToRepeat;
     }

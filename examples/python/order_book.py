@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""What a session leaves to the program: the grammar of one server's orders, here the simulated one's. Keeps the book of
-the orders by the server's answers and reports, with prices as decimals, and shows it.
+"""The order grammar of the simulated server, which sessions do not know: formats requests, and maintains an order book
+with decimal prices from results and reports.
 
     order_book.py [--library PATH] HOST:PORT [HOST:PORT]
 
-A session that comes back to a server asks for its orders again (resync), so the book is whole after every break.
+The session queries the orders on every new link (resync), so the book is complete after each reconnection.
 """
 
 import argparse
@@ -20,7 +20,7 @@ import vekapi  # noqa: E402
 
 
 def new(prod: str, side: str, qty: int, price: Optional[Decimal] = None) -> str:
-    """A request; without a price at the market's."""
+    """A new order; a market order without a price."""
     return f"new\nprod={prod} side={side} qty={qty} price={'MKT' if price is None else price}"
 
 
@@ -36,20 +36,20 @@ class Order:
     side: str
     qty: int
     left: int
-    price: Optional[Decimal]  # None: the market's
+    price: Optional[Decimal]  # None: market order
     status: str
-    paid: Decimal = Decimal(0)  # of all fills, quantity times price
+    paid: Decimal = Decimal(0)  # quantity times price, over all fills
 
 
 class OrderBook:
-    """By the servers' order numbers. Filled by the table `orders`, kept up to date by reports."""
+    """Orders by number, from the table `orders` and from reports."""
 
     def __init__(self) -> None:
         self.orders: Dict[str, Order] = {}
 
     def resynced(self, rows: Iterable[Dict[str, Optional[str]]]) -> None:
-        """The server's book takes the place of what was known; what reports have told of fills stays."""
-        paid = {order.work_id: order.paid for order in self.orders.values()}  # another server has other numbers
+        """Replaces the book by the server's; the amounts paid, known from reports, are kept."""
+        paid = {order.work_id: order.paid for order in self.orders.values()}  # order numbers differ between servers
         self.orders = {}
         for row in rows:
             self._enter({key: value or "" for key, value in row.items()})
@@ -93,7 +93,7 @@ async def run(servers: List[str]) -> None:
         await session.send(new("TXF", "B", 3))
         resting = await session.send(new("TXF", "B", 2, Decimal("100.00")))
         await session.send(cancel(resting.text.split("\1")[2]))
-        await session.query("stats")  # its answer comes behind the reports
+        await session.query("stats")  # its result arrives after the reports
         print(*book.lines(), sep="\n")
 
 

@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""A small trader on a session: two servers, a query, orders that are paced and held, and what became of each. A server
-may go in the middle of it.
+"""A small trader: two servers, a query, paced orders, and the fate of each. It survives the restart of a server.
 
     trader.py [--library PATH] HOST:PORT [HOST:PORT]
 """
@@ -20,9 +19,9 @@ def show(event):
 
 
 async def order(session):
-    """True when it need not be sent again: what never left may be; what may have arrived has to be asked about."""
+    """False if it may be repeated, because it was never sent. One that may have arrived is not: ask the server about it."""
     fate = await session.send("new\nprod=TXF side=B qty=1 price=MKT", hold=30, timeout=10)
-    if fate.kind is not vekapi.FateKind.REFUSED:  # the link has just gone
+    if fate.kind is not vekapi.FateKind.REFUSED:  # the link has just ended
         print(f"order {fate.work_id}: {fate.fate_text()} {fate.reason_text()}", flush=True)
     return not fate.safe_to_repeat
 

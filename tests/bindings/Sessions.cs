@@ -1,4 +1,4 @@
-// Sessions of the C# package against the simulated server: what is refused, withdrawn, closed inside an event.
+// Tests of the C# package's sessions with the simulated server: refusals, withdrawal, closing inside an event.
 //
 //     mono sessions.exe HOST:PORT
 using System;

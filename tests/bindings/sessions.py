@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Sessions of the Python package against the simulated server: for coroutines, for threads that wait, and what is told when
-the program ends, or is interrupted, with requests held.
+"""Tests of the Python package's sessions with the simulated server: coroutines, blocking calls, and the events of programs
+that exit, or are interrupted, with requests held.
 
     sessions.py LIBRARY HOST:PORT
 """
@@ -87,7 +87,7 @@ def threads():
 
 
 def end():
-    """A program that ends with an order held, or is interrupted while it waits for it."""
+    """A program that exits with an open session, or is interrupted while it waits for a held order."""
     say = lambda words: os.write(1, f"{words}\n".encode())  # from two threads
     session = vekapi.BlockingSession(server, on_event=say, **options)
     session.open()

@@ -1,5 +1,5 @@
-// What a session told about each request, held against what the servers saw: real processes, killed at any
-// moment while requests go. Not under Wine, which keeps sockets of killed processes.
+// Compares the fate of each request with what the servers recorded, while server and gateway processes are
+// killed at random moments. Not under Wine, which keeps sockets of killed processes open.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -35,7 +35,7 @@ std::string FreePort() {
   return std::to_string(VekSim::SimServer().Port());
 }
 
-// A program that is killed and started again, with the same port, from the first round on.
+// A process that is killed and restarted.
 class Mortal {
  public:
   explicit Mortal(std::function<std::unique_ptr<Process>()> start) : start_(std::move(start)) { Start(); }
@@ -52,7 +52,7 @@ class Mortal {
   std::unique_ptr<Process> process_;
 };
 
-// Servers, and gateways where there are some, with the record of what they saw.
+// Servers and gateways, and the servers' records.
 struct World {
   World() : folder(std::filesystem::temp_directory_path() / FreshName()) {
     std::filesystem::create_directory(folder);
@@ -86,7 +86,7 @@ struct World {
     return ":ShMemCli:TCPClient:127.0.0.1:" + port + " n M0";
   }
 
-  // How often the servers saw each request, by its number.
+  // How often the servers received each request, by its number.
   std::map<int, int> Seen() const {
     std::map<int, int> seen;
     for (const auto& record : std::filesystem::directory_iterator(folder)) {
@@ -122,7 +122,7 @@ class Trader {
     settled_.wait_for(lock, 60s, [this] { return out_ == 0; });
   }
 
-  // Every fate against what was seen; returns how often each was told.
+  // Compares fates with records; returns the number of requests by fate.
   std::array<int, 8> Judge(std::map<int, int> seen) const {
     std::array<int, 8> counts{};
     for (int i = 0; i < next_; ++i) {
@@ -198,7 +198,7 @@ class Trader {
   VekSession session_;
 };
 
-// Kills one of them now and then, until it is told to stop.
+// Kills and restarts processes until stopped.
 class Killer {
  public:
   explicit Killer(World& world) : world_(world), thread_([this] { Run(); }) {}
