@@ -57,11 +57,11 @@ async def until(events, wanted):
 
 
 def threads():
-    complaints, came = [], []
+    complaints, came, fates, submitted = [], [], [], threading.Event()
 
     def on_event(event):
         came.append(event.kind)
-        if event.kind is EventKind.REPORT:
+        if event.kind is EventKind.REPORT and submitted.wait(20):
             try:
                 session.send(ORDER)
                 complaints.append("an event waited for what comes after it")
@@ -71,8 +71,14 @@ def threads():
     with vekapi.BlockingSession(server, on_event=on_event, **options) as session:
         answers = session.query("products"), session.send(ORDER)
         assert answers[1].answered, answers
+        refused = session.submit(ORDER, hold=0)
+        assert refused.reason is Reason.TOO_FAST and refused.wait > 0, refused
+        held = session.submit(ORDER, fates.append, hold=60)
+        assert held.kind is FateKind.NONE and session.withdraw(held.ticket) and not session.withdraw(held.ticket), held
+        submitted.set()
         for _ in session.events(timeout=20):
             pass  # until the report has closed it
+    assert [fate.reason for fate in fates] == [Reason.WITHDRAWN], fates
     assert came[-1] is EventKind.STATE and EventKind.FATE in came and not complaints, (came, complaints)
     try:
         vekapi.BlockingSession(server, nonsense=1)

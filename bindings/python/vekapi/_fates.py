@@ -55,6 +55,7 @@ class Fate:
     ticket: int = 0
     link: int = 0  # number of its link, from 1
     result: Optional[Result] = None  # of a query
+    wait: float = 0  # Reason.TOO_FAST: seconds until it may be repeated; negative: unknown
 
     @property
     def safe_to_repeat(self) -> bool:

@@ -32,7 +32,20 @@ class Entered(NamedTuple):
 
     tag: int
     ticket: int
+    work_id: str
     fate: Optional[Fate]
+
+
+def _guarded(function: Callable[[Any], None]) -> Tell:
+    """An exception in the application's function is printed and dropped."""
+
+    def call(value: Any) -> None:
+        try:
+            function(value)
+        except Exception:
+            traceback.print_exc()
+
+    return call
 
 
 class SessionBase(Owned):
@@ -134,16 +147,25 @@ class SessionBase(Owned):
         """Reports messages on the wire as events: 0 none, 1 headers, 2 whole messages."""
         self._call(lib.CVekSession_SetTrace, level)
 
+    def submit(self, text: str, then: Optional[Callable[[Fate], None]] = None, *, code: int = d.cvmc_RequestAck,
+               hold: Optional[float] = None, timeout: Optional[float] = None, work_id: Optional[str] = None,
+               flags: int = 0) -> Fate:
+        """Submits a request without waiting. Returns a fate of kind REFUSED; or of kind NONE, with the ticket for
+        withdraw(): then `then` is called once with the final fate, where events run; without `then` the fate is an event.
+        hold=0 refuses a request that cannot be sent at once (Reason.TOO_FAST)."""
+        entered = self._submit(code, text, _guarded(then) if then else None, work_id, flags, hold, timeout)
+        return entered.fate or Fate(FateKind.NONE, work_id=entered.work_id, ticket=entered.ticket)
+
     # Submitting. A fate goes to the waiter of its request, if there is one, else to listeners and on_event.
 
-    def _submit(self, code: int, text: str, tell: Tell, work_id: Optional[str], flags: int, hold: Optional[float],
+    def _submit(self, code: int, text: str, tell: Optional[Tell], work_id: Optional[str], flags: int, hold: Optional[float],
                 answer: Optional[float]) -> Entered:
         if work_id is not None:
             text = f"{work_id} {text}" if work_id else text
         raw = encode(text)
         buffer = ctypes.create_string_buffer(raw, len(raw) or 1)
         request = d.CVekSubmit(
-            size=ctypes.sizeof(d.CVekSubmit), code=code, mode=d.vsm_Hold, flags=flags, workId=encode(work_id),
+            size=ctypes.sizeof(d.CVekSubmit), code=code, mode=d.vsm_Try if hold == 0 else d.vsm_Hold, flags=flags, workId=encode(work_id),
             text=ctypes.addressof(buffer), textLength=len(raw), holdMs=_ms(hold), answerMs=_ms(answer))
 
         def submit(tag: int, receipt: d.CVekReceipt) -> int:
@@ -157,17 +179,20 @@ class SessionBase(Owned):
             lib.CVekSession_ChangePassword, *map(encode, texts), tag, byref(receipt))
         return self._enter(change, tell)
 
-    def _enter(self, submit: Callable[[int, d.CVekReceipt], int], tell: Tell) -> Entered:
+    def _enter(self, submit: Callable[[int, d.CVekReceipt], int], tell: Optional[Tell]) -> Entered:
         receipt, tag = d.CVekReceipt(size=ctypes.sizeof(d.CVekReceipt)), next(self._tags)
         told = self._states_told
-        self._waiters[tag] = tell
+        if tell:
+            self._waiters[tag] = tell
         reason = submit(tag, receipt)
         if not reason:
-            return Entered(tag, receipt.ticket, None)
-        del self._waiters[tag]
+            return Entered(tag, receipt.ticket, receipt.workId.decode(), None)
+        self._waiters.pop(tag, None)
         if reason == d.vsr_NotUp:
             self._expect_state(told)
-        return Entered(tag, 0, Fate(FateKind.REFUSED, reason_of(reason), receipt.workId.decode(), link=receipt.link))
+        refused = Fate(FateKind.REFUSED, reason_of(reason), receipt.workId.decode(), link=receipt.link,
+                       wait=receipt.waitMs / 1000)
+        return Entered(tag, 0, refused.work_id, refused)
 
     def _expect_state(self, told: int) -> None:
         """The session is no longer up: a state event must follow, unless it has been taken since `told`."""
@@ -206,10 +231,7 @@ class SessionBase(Owned):
         for listener in list(self._listeners):
             listener(event)
         if self._on_event:
-            try:
-                self._on_event(event)
-            except Exception:
-                traceback.print_exc()
+            _guarded(self._on_event)(event)
 
     def _tell_rest(self) -> None:
         """Passes on the remaining events of a closed session."""
