@@ -93,7 +93,7 @@ TEST(SessionWrapper, IsClosedWhenCloseReturns) {
   VekSim::SimServer server;
   CVekSessionConfig config = Config(vsd_Poll);
   config.rateCount = 0;
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 12; ++round) {
     VekSession session(config);
     Open(session, server);
     std::atomic<bool> going{true};
