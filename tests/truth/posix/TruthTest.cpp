@@ -120,6 +120,16 @@ class Trader {
     session_.Close(2s);
     std::unique_lock lock(mutex_);
     settled_.wait_for(lock, 60s, [this] { return out_ == 0; });
+    over_ = true;
+    settled_.notify_all();
+  }
+
+  // Waits for so many more answers; false once all requests have their fates.
+  bool AwaitAnswers(int count) {
+    std::unique_lock lock(mutex_);
+    const int wanted = answered_ + count;
+    settled_.wait(lock, [&] { return over_ || answered_ >= wanted; });
+    return !over_;
   }
 
   // Compares fates with records; returns the number of requests by fate.
@@ -187,6 +197,7 @@ class Trader {
     fates_[i] = fate;
     const std::lock_guard lock(mutex_);
     --out_;
+    if (fate == vsf_Acknowledged || fate == vsf_Answered) ++answered_;
     settled_.notify_all();
   }
 
@@ -195,15 +206,16 @@ class Trader {
   std::mutex mutex_;
   std::condition_variable settled_;
   int out_ = 0;  // submitted, without fate
+  int answered_ = 0;
+  bool over_ = false;
   VekSession session_;
 };
 
-// Kills and restarts processes until stopped.
+// Kills and restarts processes while the trader makes progress.
 class Killer {
  public:
-  explicit Killer(World& world) : world_(world), thread_([this] { Run(); }) {}
-  int Stop() {
-    going_ = false;
+  Killer(World& world, Trader& trader) : world_(world), trader_(trader), thread_([this] { Run(); }) {}
+  int Kills() {
     thread_.join();
     return kills_;
   }
@@ -211,24 +223,24 @@ class Killer {
  private:
   void Run() {
     std::minstd_rand random(static_cast<unsigned>(Requests()));
-    while (going_) {
-      std::this_thread::sleep_for(std::chrono::microseconds(random() % 60'000));  // any moment
+    while (trader_.AwaitAnswers(static_cast<int>(random() % 200))) {
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 30'000));  // any moment
       world_.mortals[random() % world_.mortals.size()]->KillAndStart();
       ++kills_;
     }
   }
 
   World& world_;
-  std::atomic<bool> going_{true};
+  Trader& trader_;
   int kills_ = 0;
   std::thread thread_;
 };
 
 void RunAndJudge(World& world, const std::vector<std::string>& endpoints, std::int32_t ackRule) {
   Trader trader(endpoints, ackRule);
-  Killer killer(world);
+  Killer killer(world, trader);
   trader.Run();
-  const int kills = killer.Stop();
+  const int kills = killer.Kills();
   const auto counts = trader.Judge(world.Seen());
   EXPECT_GT(counts[vsf_Acknowledged], 0);
   std::cout << Requests() << " requests, " << kills << " processes killed";
