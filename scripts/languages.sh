@@ -6,6 +6,7 @@ need_for_languages() {
   case $1 in
     linux)
       need python3-clang "reads the header for the bindings' declarations"
+      need clang "compiles the C++ header of sessions"
       need mono-mcs "compiles the C# example"
       need mono-runtime "runs the C# example"
       need libmono-i18n-cjk4.0-cil "code page 950 for the C# example"
@@ -92,6 +93,11 @@ csharp_session() {
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
 }
 
+# The C++ header of sessions, with the third compiler; the builds do it with GCC and MinGW-w64.
+header_with_clang() {
+  clang++ -std=c++20 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -Iinclude -fsyntax-only examples/cpp/trader.cpp
+}
+
 sessions_python() { with_simulator linux python3 tests/bindings/sessions.py build/linux/libvekapi.so; }
 
 trader_python() {
@@ -143,6 +149,7 @@ check_languages() {
       check example_python python_session session
       check example_asyncio python_session asyncio_session
       check example_csharp csharp_session
+      check header_with_clang header_with_clang
       check sessions_python sessions_python
       check trader_python trader_python
       check sessions_csharp sessions_csharp
