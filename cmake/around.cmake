@@ -1,12 +1,12 @@
 # Debian libraries for the programs around the library (simulator, tools, examples, tests, benchmarks). The cross
 # compiler has its own include root, so the headers it needs are linked into the build directory. Asio's sources are
 # compiled once, here, not in each file that includes it.
-file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/asio.cpp CONTENT "#include <asio/impl/src.hpp>\n")
-add_library(around STATIC ${CMAKE_BINARY_DIR}/generated/asio.cpp)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/asio.cpp CONTENT "#include <asio/impl/src.hpp>\n")
+add_library(around STATIC ${PROJECT_BINARY_DIR}/generated/asio.cpp)
 target_link_libraries(around PRIVATE vekapi_options)
 target_compile_definitions(around PUBLIC ASIO_STANDALONE ASIO_SEPARATE_COMPILATION)
 if(WIN32)
-  set(headers ${CMAKE_BINARY_DIR}/debian-headers)
+  set(headers ${PROJECT_BINARY_DIR}/debian-headers)
   file(MAKE_DIRECTORY ${headers})
   foreach(entry asio asio.hpp CLI fmt nlohmann)
     if(EXISTS /usr/include/${entry})

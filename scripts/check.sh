@@ -6,7 +6,7 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 # shellcheck source-path=SCRIPTDIR
-for part in report run demo languages; do source "scripts/$part.sh"; done
+for part in report build run demo languages consumers; do source "scripts/$part.sh"; done
 
 # readme_shows FILE: the README's C++ block is that file, to the letter.
 # shellcheck disable=SC2016
@@ -19,6 +19,7 @@ all_checks() {
   check demo-shm demo_session "$1" shm
   check demo-fates demo_fates "$1"
   check_languages "$1"
+  check_consumers "$1"
 }
 
 if [[ ${1:-} == --list ]]; then

@@ -57,7 +57,9 @@ def shown(library, tools):
     if library.suffix in (".lib", ".a"):
         symbols = re.findall(r" T (\w+)", run(tools.nm, library))
         return [name for name in symbols if not name.startswith("__imp_")]
-    return [line.split()[-1].split("@")[0] for line in run(tools.nm, "-D", "--defined-only", library).splitlines()]
+    lines = run(tools.nm, "-D", "--defined-only", library).splitlines()
+    # The version nodes themselves are absolute symbols.
+    return [line.split()[-1].split("@")[0] for line in lines if line.split()[-2] != "A"]
 
 
 def check_library(library, tools, functions):

@@ -12,6 +12,7 @@ usage: ./dev COMMAND [ARGUMENT...]
   fuzz [SECONDS]                  run the fuzz targets
   sim SEED..SEED                  simulate sessions, one from each seed
   plant [NAME...]                 put known faults into a copy and see whether the simulation finds them
+  package [KIND...]               make the packages for users
   format [--check]                format the sources
   lint [--changed]                clang-tidy and the format check
   help [COMMAND]                  this text, or more about a command
@@ -80,6 +81,21 @@ Builds the linux preset and runs its benchmarks one at a time on the last proces
 TEXT
 }
 
+help_package() {
+  cat <<'TEXT'
+usage: ./dev package [KIND...]
+
+Makes what is given to users from the last commit, all kinds if none is named, into build/package/out with a file of
+checksums. The same commit makes the same bytes.
+
+  deb     Debian packages: library, development files, tools, and their debug symbols
+  tar     the same for any Linux, debug symbols apart
+  zip     for Windows: DLL, import libraries for MinGW and MSVC, headers, programs, documents
+  wheel   Python packages with the library inside, for Linux and Windows
+  nupkg   the C# classes with the libraries of both systems
+TEXT
+}
+
 help_fuzz() {
   cat <<'TEXT'
 usage: ./dev fuzz [SECONDS]
@@ -122,14 +138,6 @@ usage: ./dev lint [--all | --changed]
 
 Builds the linux preset, then runs clang-tidy and the format check. With --changed, clang-tidy checks only the sources
 changed since the branch left main; a changed header is checked through one source that includes it.
-TEXT
-}
-
-help_package() {
-  cat <<'TEXT'
-usage: ./dev package
-
-Builds the release archives.
 TEXT
 }
 

@@ -84,7 +84,7 @@ dev_test() {
   for preset in "${tested[@]}"; do
     need_for_build "$preset"
     need_for_run "$preset"
-    [[ -n $quick ]] || need_for_languages "$preset"
+    [[ -n $quick ]] || { need_for_languages "$preset" && need_for_consumers "$preset"; }
     [[ -n $quick || $preset == windows ]] || need tshark "tries the Wireshark dissector"
   done
   need_install

@@ -10,9 +10,9 @@ set(test_timeout 300)
 function(add_ctest_entries name)
   gtest_discover_tests(test_${name}
     DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 NO_PRETTY_TYPES NO_PRETTY_VALUES
-    TEST_PREFIX ${name}. XML_OUTPUT_DIR test-results WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+    TEST_PREFIX ${name}. XML_OUTPUT_DIR test-results WORKING_DIRECTORY ${PROJECT_BINARY_DIR}
     PROPERTIES LABELS case TIMEOUT ${test_timeout})
-  add_test(NAME ${name} CONFIGURATIONS programs WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+  add_test(NAME ${name} CONFIGURATIONS programs WORKING_DIRECTORY ${PROJECT_BINARY_DIR}
     COMMAND test_${name} --gtest_output=xml:test-results/${name}.xml)
   set_tests_properties(${name} PROPERTIES LABELS program TIMEOUT ${test_timeout})
   # For the report: a program without tests has no entry.
@@ -22,13 +22,13 @@ endfunction()
 # The scripts identify builds by the preset's name.
 function(add_ctest_checks)
   get_property(programs GLOBAL PROPERTY vekapi_test_programs)
-  file(WRITE ${CMAKE_BINARY_DIR}/test-programs.txt "${programs}")
-  get_filename_component(preset ${CMAKE_BINARY_DIR} NAME)
-  if(NOT CMAKE_BINARY_DIR STREQUAL "${CMAKE_SOURCE_DIR}/build/${preset}")
+  file(WRITE ${PROJECT_BINARY_DIR}/test-programs.txt "${programs}")
+  get_filename_component(preset ${PROJECT_BINARY_DIR} NAME)
+  if(NOT PROJECT_BINARY_DIR STREQUAL "${PROJECT_SOURCE_DIR}/build/${preset}")
     return()
   endif()
-  set(script ${CMAKE_SOURCE_DIR}/scripts/check.sh)
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${script} ${CMAKE_SOURCE_DIR}/scripts/languages.sh)
+  set(script ${PROJECT_SOURCE_DIR}/scripts/check.sh)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${script} ${PROJECT_SOURCE_DIR}/scripts/languages.sh)
   execute_process(COMMAND bash ${script} --list ${preset} OUTPUT_VARIABLE checks COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "[^\n]+" checks "${checks}")
   foreach(check ${checks})

@@ -1,6 +1,7 @@
 """The library: loading it, calling it, and handling an exit requested inside an event."""
 
 import ctypes
+import os
 import sys
 import threading
 import time
@@ -25,12 +26,18 @@ _loading = threading.Lock()
 _next_hook: Any = None
 
 
+def _own_library() -> str:
+    name = "vekapi.dll" if sys.platform == "win32" else "libvekapi.so.0"
+    inside = os.path.join(os.path.dirname(os.path.abspath(__file__)), name)
+    return inside if os.path.exists(inside) else name
+
+
 def load(path: Optional[str] = None) -> _Functions:
-    """Loads the library, once; without a path from the system's library directories."""
+    """Loads the library, once; without a path the one in the package, or else in the system's library directories."""
     global _next_hook
     with _loading:
         if not vars(lib):
-            loaded = ctypes.CDLL(path or ("vekapi.dll" if sys.platform == "win32" else "libvekapi.so.0"))
+            loaded = ctypes.CDLL(path or _own_library())
             for name, (result, arguments) in _declarations.PROTOTYPES.items():
                 function = getattr(loaded, name)
                 function.restype, function.argtypes = result, arguments

@@ -1,0 +1,161 @@
+# ./dev package: what is given to users, in build/package/out. Everything is made from the last commit, and the same commit
+# makes the same bytes.
+
+package_kinds=(deb tar zip wheel nupkg)
+packages=$root/build/package
+made=$packages/out
+
+need_for_package() {
+  need_for_programs linux
+  need nlohmann-json3-dev "JSON in the programs"
+  case $1 in
+    deb) need debhelper "makes the Debian packages" ;;
+    zip) need zip "packs the Windows files" ;;
+    wheel)
+      need python3-setuptools "makes the wheels"
+      need python3-wheel "makes the wheels"
+      ;;
+    nupkg) need mono-mcs "compiles the C# classes" ;;
+  esac
+  case $1 in zip | wheel | nupkg) need g++-mingw-w64-x86-64-posix "cross compiler for Windows" ;; esac
+}
+
+# The sources as committed, in a place whose name does not end up in what is built.
+export_sources() {
+  rm -rf "$packages/source"
+  mkdir -p "$packages/source" "$made"
+  git archive HEAD | tar -x -C "$packages/source"
+}
+
+package_version() { sed -n 's/^project(vekapi VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
+
+# built_tree SYSTEM: builds the library and the programs, and installs them into build/package/SYSTEM/tree with the debug
+# symbols beside, in .../symbols. Once a run.
+built_tree() {
+  local at=$packages/$1 flags=-ffile-prefix-map=$packages/source/= system=()
+  [[ ! -e $at/done ]] || return 0
+  rm -rf "$at/tree" "$at/symbols"
+  mkdir -p "$at"
+  # A linker that writes no time into the file.
+  [[ $1 != windows ]] || system=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DVEKAPI_PROGRAMS=ON
+    -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-insert-timestamp -DCMAKE_EXE_LINKER_FLAGS=-Wl,--no-insert-timestamp)
+  # shellcheck disable=SC2046
+  cmake -G Ninja -S "$packages/source" -B "$at/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVEKAPI_TESTS=OFF \
+    -DVEKAPI_BENCH=OFF -DVEKAPI_EXAMPLES=OFF -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_C_FLAGS="$flags" \
+    -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_DOCDIR=doc "${system[@]}" $(compiler_cache) >"$at/log" &&
+    cmake --build "$at/build" >>"$at/log" && cmake --install "$at/build" --prefix "$at/tree" >>"$at/log" || {
+    cat "$at/log"
+    return 1
+  }
+  part_symbols "$1" "$at" && touch "$at/done"
+}
+
+# part_symbols SYSTEM DIRECTORY: debuggers find the symbols of X in X.debug.
+part_symbols() {
+  local tools='' file
+  [[ $1 != windows ]] || tools=x86_64-w64-mingw32-
+  mkdir -p "$2/symbols"
+  while read -r file; do
+    "${tools}objcopy" --only-keep-debug "$file" "$2/symbols/${file##*/}.debug" &&
+      "${tools}strip" --strip-unneeded "$file" &&
+      (cd "$2/symbols" && "${tools}objcopy" --add-gnu-debuglink="${file##*/}.debug" "$file") || return 1
+  done < <(find "$2/tree/bin" "$2/tree/lib" -type f \( -name 'libvekapi.so.*' -o -name '*.dll' -o -perm -100 \) ! -name '*.cmake' ! -name '*.a' ! -name '*.lib')
+}
+
+# Times of the commit, so that archives do not differ.
+same_times() { find "$1" -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +; }
+
+# tar_of NAME DIRECTORY: NAME.tar.gz with everything below a directory NAME.
+tar_of() {
+  tar --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" --transform="s,^\.,$1," \
+    -C "$2" -c . | gzip -n >"$made/$1.tar.gz"
+}
+
+# zip_of NAME DIRECTORY
+zip_of() {
+  local at=$packages/zip/$1
+  rm -rf "$at" "$made/$1.zip"
+  mkdir -p "${at%/*}"
+  cp -a "$2" "$at"
+  same_times "$at"
+  (cd "${at%/*}" && find "$1" | LC_ALL=C sort | TZ=UTC zip -q -X -@ "$made/$1.zip")
+}
+
+make_deb() {
+  local at=$packages/deb/vekapi-$version
+  rm -rf "$packages/deb"
+  mkdir -p "$packages/deb"
+  cp -a "$packages/source" "$at"
+  cp -a packaging/debian "$at/debian"
+  printf 'vekapi (%s) unstable; urgency=medium\n\n  * See CHANGELOG.md.\n\n -- VekApi developers <vekapi@localhost>  %s\n' \
+    "$version" "$(date -u -R -d "@$SOURCE_DATE_EPOCH")" >"$at/debian/changelog"
+  (cd "$at" && VEKAPI_CMAKE_OPTIONS=$(compiler_cache) dpkg-buildpackage -us -uc -b >"$packages/deb/log" 2>&1) || {
+    tail -n 60 "$packages/deb/log"
+    return 1
+  }
+  cp "$packages"/deb/*.deb "$made"
+}
+
+make_tar() {
+  built_tree linux && tar_of "vekapi-$version-linux-x86_64" "$packages/linux/tree" &&
+    tar_of "vekapi-$version-linux-x86_64-symbols" "$packages/linux/symbols"
+}
+
+make_zip() {
+  built_tree windows && zip_of "vekapi-$version-windows-x86_64" "$packages/windows/tree" &&
+    zip_of "vekapi-$version-windows-x86_64-symbols" "$packages/windows/symbols"
+}
+
+# wheel_with LIBRARY PLATFORM: the package with the library inside.
+wheel_with() {
+  local at=$packages/wheel
+  rm -rf "$at"
+  cp -a "$packages/source/bindings/python" "$at"
+  cp -L "$1" "$at/vekapi/"
+  same_times "$at"
+  (cd "$at" && VEKAPI_VERSION=$version python3 setup.py -q bdist_wheel --plat-name "$2" --dist-dir "$made") >"$packages/wheel.log" 2>&1 || {
+    cat "$packages/wheel.log"
+    return 1
+  }
+}
+
+make_wheel() {
+  built_tree linux && built_tree windows && wheel_with "$packages/linux/tree/lib/libvekapi.so.${version%%.*}" linux_x86_64 &&
+    wheel_with "$packages/windows/tree/bin/vekapi.dll" win_amd64
+}
+
+make_nupkg() {
+  local at=$packages/nupkg
+  built_tree linux && built_tree windows || return 1
+  rm -rf "$at"
+  mkdir -p "$at/lib/net45" "$at/runtimes/linux-x64/native" "$at/runtimes/win-x64/native"
+  mcs -warnaserror -target:library -deterministic "-pathmap:$packages/source=/vekapi" "-doc:$at/lib/net45/VekApi.xml" \
+    "-out:$at/lib/net45/VekApi.dll" "$packages"/source/bindings/csharp/*.cs || return 1
+  cp -L "$packages/linux/tree/lib/libvekapi.so.${version%%.*}" "$at/runtimes/linux-x64/native/libvekapi.so"
+  cp "$packages/windows/tree/bin/vekapi.dll" "$at/runtimes/win-x64/native/"
+  cp -a packaging/nuget/. "$at"
+  sed -i "s/@VERSION@/$version/" "$at/VekApi.nuspec"
+  same_times "$at"
+  rm -f "$made/VekApi.$version.nupkg"
+  (cd "$at" && find . -type f | LC_ALL=C sort | sed 's,^\./,,' | TZ=UTC zip -q -X -@ "$made/VekApi.$version.nupkg")
+}
+
+dev_package() {
+  local kinds=("$@") kind version SOURCE_DATE_EPOCH
+  ((${#kinds[@]})) || kinds=("${package_kinds[@]}")
+  for kind in "${kinds[@]}"; do
+    [[ " ${package_kinds[*]} " == *" $kind "* ]] || fail "package: unknown kind: $kind (there are ${package_kinds[*]})"
+    need_for_package "$kind"
+  done
+  need_install
+  version=$(package_version)
+  SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
+  export SOURCE_DATE_EPOCH
+  [[ -z $(git status --porcelain) ]] || warn "what is not committed is not in the packages"
+  step "export the sources" export_sources || fail "the sources cannot be exported"
+  rm -f "$packages"/{linux,windows}/done
+  for kind in "${kinds[@]}"; do step "$kind" "make_$kind" || fail "the package was not made: $kind"; done
+  (cd "$made" && find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS)
+  cat "$made/SHA256SUMS"
+  verdict "packages: build/package/out"
+}
