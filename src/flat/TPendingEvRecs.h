@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "platform/runtime/TLoopPost.h"
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
+#include "platform/runtime/TLoopPost.h"
 #include "platform/runtime/TSyncContext.h"
 #include "vekapi/VekTaskResult.h"
 #include "vekapi/VekTypes.h"

@@ -4,8 +4,8 @@
 
 namespace Dova::Os {
 
-// Something that other event loops can wait for: a descriptor that polls readable, on Windows a HANDLE that is
-// signalled, from Set to Clear. Made when first asked for.
+// Something that other event loops can wait for: a descriptor that polls readable, on Windows a HANDLE that
+// is signalled, from Set to Clear. Made when first asked for.
 class TSignal {
  public:
   TSignal() = default;

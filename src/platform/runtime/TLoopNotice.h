@@ -3,8 +3,8 @@
 #include <atomic>
 #include <optional>
 
-#include "platform/runtime/TLoopPost.h"
 #include "platform/os/MessageWindow.h"
+#include "platform/runtime/TLoopPost.h"
 
 // Calls its owner on the creating thread, from that thread's message loop, after any thread has called Tell.
 // Several calls of Tell before the callback result in one callback.

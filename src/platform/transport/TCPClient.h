@@ -95,7 +95,7 @@ class TCPClient : public TMesBase {
   int receivedCount_ = 0;
   bool abrupt_ = false;  // the context's
 
-  TMemQueue queue_;  // its lock also guards the members below, and orders the sends
+  TMemQueue queue_;          // its lock also guards the members below, and orders the sends
   std::uint64_t taken_ = 0;  // bytes, by the system
   EState state_ = EState::Idle;
   TSocketRef socket_;   // while connecting and linked

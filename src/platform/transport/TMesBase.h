@@ -63,8 +63,8 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // of different threads are not interleaved. Thread-safe; waits only for concurrent calls of Send.
   virtual int Send(const char* bytes, int length) = 0;
 
-  // Send that also reports where in the stream of all accepted bytes these begin. `at` is unchanged if nothing
-  // was accepted, not even a part before the link broke.
+  // Send that also reports where in the stream of all accepted bytes these begin. `at` is unchanged if
+  // nothing was accepted, not even a part before the link broke.
   virtual int SendAt(const char* bytes, int length, std::uint64_t& at);
 
   // How many bytes of that stream have left this process; UINT64_MAX if not known. Thread-safe.
