@@ -14,7 +14,7 @@ readme_shows() { diff -u <(sed -n '/^```cpp$/,/^```$/{/^```/d;p}' README.md) "$1
 
 all_checks() {
   [[ $1 != linux ]] || check readme_example readme_shows examples/cpp/minimal.cpp
-  [[ $1 != linux ]] || check directories python3 scripts/check_rooms.py
+  [[ $1 != linux ]] || check directories python3 scripts/check_directories.py
   check demo demo_session "$1"
   check demo-shm demo_session "$1" shm
   check demo-fates demo_fates "$1"

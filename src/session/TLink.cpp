@@ -41,7 +41,7 @@ TLink::TLink(VekClient& client, VekClient::TImpl& impl)
 }
 
 const char* TLink::Open(const std::string& setting, const std::string& apName, const std::string& apVersion) {
-  if (!MakeConnectRequest(helloPk_, apName, apVersion)) return kTextBadApName;
+  if (!MakeConnectRequest(connectPk_, apName, apVersion)) return kTextBadApName;
   return MesOpen(setting);
 }
 
@@ -85,13 +85,13 @@ void TLink::End(EVekClientState state, const std::string& reason) {
 void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
-  stage_.Start(&TLink::OnHelloTimer, kStageMs);
+  stage_.Start(&TLink::OnConnectTimer, kStageMs);
   OnSent();
   if (TLinkWatch* const watch = impl_.Watch()) {
     watch->OnLinked(mes_);
-    watch->OnMessageOut(PkConnect, helloPk_.data(), helloPk_.size());
+    watch->OnMessageOut(PkConnect, connectPk_.data(), connectPk_.size());
   }
-  mes->Send(helloPk_.data(), static_cast<int>(helloPk_.size()));
+  mes->Send(connectPk_.data(), static_cast<int>(connectPk_.size()));
   if (Over()) return;
   recvCount_.store(0);
   impl_.LetSend(*this);

@@ -88,7 +88,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   // On timer threads, outside the context.
   void OnHeartbeatTimer() { OnTimer(&TLink::CheckHeartbeat); }
   void OnOpenTimer() { OnTimer(&TLink::EndUnopened); }
-  void OnHelloTimer() { OnTimer(&TLink::TellUnknownServer); }
+  void OnConnectTimer() { OnTimer(&TLink::TellUnknownServer); }
   void OnSignOnTimer() { OnTimer(&TLink::EndUnsigned); }
   void OnTimer(void (TLink::*check)());
 
@@ -104,7 +104,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   TPacketParser packets_{*this};
   std::unique_ptr<VekTaskResult> spareResult_;
   std::string spareText_;
-  std::string helloPk_;  // the connect request
+  std::string connectPk_;  // the connect request
   Dstl::wise_ref<Dova::TMesBase> mes_;
   std::atomic<unsigned> recvCount_{0};  // receive events since the last heartbeat check
   // Last members: their destruction waits for a running expiry, which may find the link gone.
