@@ -24,6 +24,7 @@ class TcpLink : public MesRecorder {
     Open();
     peer.Accept();
     EXPECT_TRUE(WaitFor("ready"));
+    Settle();  // whoever sets onEvent now does not meet this event
   }
   ~TcpLink() override {
     InContext([&] {

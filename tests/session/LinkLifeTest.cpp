@@ -63,30 +63,6 @@ TEST_F(LinkLifeTest, ServerThatFallsSilentTimesOut) {
   EXPECT_EQ(recorder.Take(), Lines{"report late"}) << "the link itself is not closed";
 }
 
-TEST_F(LinkLifeTest, BrokenStreamEndsTheLink) {
-  SignOn();
-  mes->Deliver(std::string(3, '\0') + Message(130, "not believed"));
-  EXPECT_EQ(recorder.Take(), Lines{"connect -3 Invalid packet length"});
-  EXPECT_FALSE(TestMes::Last()) << "closed";
-}
-
-TEST_F(LinkLifeTest, DisconnectForgetsTheLink) {
-  SignOn(false, 1, "key");
-  mes->Deliver(Scrambled(Message(130, "half"), "key").substr(0, 6));
-  client->Disconnect();
-  EXPECT_EQ(recorder.Take(), Lines{"connect -1 Disconnect()"});
-  EXPECT_EQ(client->ServerName(), "");
-  std::string request = ".....x";
-  EXPECT_FALSE(client->SendVekRequest(129, request.data(), 6));
-  EXPECT_EQ(request, ".....x") << "what was not sent is not consumed";
-  EXPECT_FALSE(client->SendPk(request.data(), 6));
-  time.Advance(10 * kPeriodMs);
-  EXPECT_EQ(recorder.Take(), Lines{});
-  SignOn();
-  FromServer(Message(130, "whole"));
-  EXPECT_EQ(recorder.Take(), Lines{"report whole"});
-}
-
 TEST_F(LinkLifeTest, SendsTakeAllOrNothing) {
   SignOn();
   std::string request(5 + 4091, 'r');

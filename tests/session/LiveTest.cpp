@@ -80,23 +80,6 @@ TEST(Live, LinksThatCannotBeMade) {
   }
 }
 
-TEST(Live, ConnectThatNeverCompletes) {
-  const TestSupport::TFullListener listener;
-  Recorder recorder;
-  auto client = std::make_unique<VekClient>(recorder);
-  Connect(*client, Setting(listener) + " ct=100");
-  ASSERT_TRUE(recorder.WaitFor("connect -2 "));
-  recorder.Take();
-
-  const Stopwatch watch;
-  Connect(*client, Setting(listener));
-  client->Disconnect();
-  Connect(*client, Setting(listener));
-  client.reset();
-  EXPECT_LT(watch.Seconds(), 10) << "the connect time-out is 20 seconds";
-  EXPECT_EQ(recorder.Take(), (std::vector<std::string>{"connect -1 Disconnect()", "destroy"}));
-}
-
 TEST(Live, StalledServerBacksUpAndLosesNothing) {
   SimConfig config;
   config.link.stall = false;

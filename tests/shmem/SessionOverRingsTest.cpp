@@ -57,54 +57,38 @@ INSTANTIATE_TEST_SUITE_P(ByWireAndRing, EveryRing,
 
 // ---- ending it ----
 
-enum class Way { Disconnect, Reconnect, Delete };
-
-struct EndCase {
-  std::string event;
-  Way way;
-};
-class EndInsideAnEvent : public testing::TestWithParam<EndCase> {};
-
-TEST_P(EndInsideAnEvent, LeavesNothingRunning) {
-  SimServer server;
-  SimGateway gateway(Behind(server));
-  Recorder recorder;
-  auto client = std::make_unique<VekClient>(recorder);
-  std::atomic<bool> done{false};
-  recorder.onEvent = [&](VekClient& inside, const std::string& line) {
-    if (line.rfind(GetParam().event, 0) != 0 || done.exchange(true)) return;
-    switch (GetParam().way) {
-      case Way::Disconnect:
-        return inside.Disconnect();
-      case Way::Reconnect:
-        return Connect(inside, gateway.Setting());
-      case Way::Delete:
-        delete client.release();
+TEST(OverRings, EndInsideEveryEventLeavesNothingRunning) {
+  const auto disconnect = [](VekClient& inside, const std::string&) { inside.Disconnect(); };
+  const auto reconnect = [](VekClient& inside, const std::string& setting) { Connect(inside, setting); };
+  const auto destroy = [](VekClient& inside, const std::string&) { delete &inside; };
+  const std::pair<std::function<void(VekClient&, const std::string&)>, const char*> ways[] = {
+      {disconnect, "connect -1 Disconnect()"}, {reconnect, "ready"}, {destroy, "destroy"}};
+  for (const std::string event : {"connect 2", "ready", "report", "connect -3"}) {
+    for (const auto& [act, last] : ways) {
+      SimServer server;
+      SimGateway gateway(Behind(server));
+      Recorder recorder;
+      auto* const client = new VekClient(recorder);
+      std::atomic<bool> done{false};
+      recorder.onEvent = [&, &way = act](VekClient& inside, const std::string& line) {
+        if (line.rfind(event, 0) == 0 && !done.exchange(true)) way(inside, gateway.Setting());
+      };
+      Connect(*client, gateway.Setting());
+      if (event == "report" || event == "connect -3") {
+        ASSERT_TRUE(recorder.WaitFor("ready"));
+        recorder.Take();
+      }
+      if (event == "report") {
+        ASSERT_TRUE(Send(*client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
+      }
+      if (event == "connect -3") gateway.DropLinks();
+      EXPECT_TRUE(recorder.WaitFor(last)) << event;
+      recorder.Settle();
+      EXPECT_TRUE(done);
+      if (last != std::string("destroy")) delete client;
     }
-  };
-  Connect(*client, gateway.Setting());
-  if (GetParam().event != "connect 2") {
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    if (GetParam().event != "ready") recorder.Take();
-    if (GetParam().event == "report") {
-      ASSERT_TRUE(Send(*client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
-    }
-    if (GetParam().event == "connect -3") gateway.DropLinks();
   }
-  const char* const last[] = {"connect -1 Disconnect()", "ready", "destroy"};
-  EXPECT_TRUE(recorder.WaitFor(last[static_cast<int>(GetParam().way)]));
-  recorder.Settle();
-  EXPECT_TRUE(done);
-  client.reset();
 }
-std::vector<EndCase> EndCases() {
-  std::vector<EndCase> cases;
-  for (const char* const event : {"connect 2", "ready", "report", "connect -3"}) {
-    for (const Way way : {Way::Disconnect, Way::Reconnect, Way::Delete}) cases.push_back({event, way});
-  }
-  return cases;
-}
-INSTANTIATE_TEST_SUITE_P(ByEvent, EndInsideAnEvent, testing::ValuesIn(EndCases()));
 
 TEST(OverRings, ManyRoundsLeaveTheSystemAsItWas) {
   SimConfig config;

@@ -1,19 +1,16 @@
 // A handler of a messenger that records its events, one line each, and the received bytes.
 #pragma once
 
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "platform/transport/TMesBase.h"
+#include "support/LineLog.h"
 
 namespace vektest {
 
-class MesRecorder : public Dova::TMesEvHandler {
+class MesRecorder : public Dova::TMesEvHandler, public LineLog {
  public:
   std::function<void(const std::string&)> onEvent;  // called inside the event, with its line
 
@@ -30,9 +27,6 @@ class MesRecorder : public Dova::TMesEvHandler {
     Note("received");
   }
 
-  bool WaitFor(const std::string& line) {
-    return WaitUntil([&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
-  }
   // The line that reports the link's end.
   std::string WaitForEnd() {
     std::string end;
@@ -51,9 +45,9 @@ class MesRecorder : public Dova::TMesEvHandler {
     return WaitUntil([&] { return received_ == bytes; });
   }
   // All lines except those for data and space, whose number varies.
-  std::vector<std::string> LinkLines() {
+  Lines LinkLines() {
     const std::lock_guard lock(mutex_);
-    std::vector<std::string> lines;
+    Lines lines;
     for (const std::string& line : lines_) {
       if (line != "received" && line != "empty") lines.push_back(line);
     }
@@ -61,24 +55,12 @@ class MesRecorder : public Dova::TMesEvHandler {
   }
 
  private:
-  template <class TPredicate>
-  bool WaitUntil(const TPredicate& predicate) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(60), predicate);
-  }
   void Note(const std::string& line) {
-    {
-      const std::lock_guard lock(mutex_);
-      lines_.push_back(line);
-    }
-    if (onEvent) onEvent(line);
-    const std::lock_guard lock(mutex_);
-    changed_.notify_all();
+    LineLog::Note(line, [&] {
+      if (onEvent) onEvent(line);
+    });
   }
 
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<std::string> lines_;
   std::string received_;
 };
 

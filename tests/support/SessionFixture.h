@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "support/Recorder.h"
 #include "support/TVirtualTimerQueue.h"
@@ -13,8 +12,6 @@
 #include "support/Wire.h"
 
 namespace vektest {
-
-using Lines = std::vector<std::string>;
 
 class SessionTest : public testing::Test {
  protected:
