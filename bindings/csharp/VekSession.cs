@@ -17,8 +17,8 @@ namespace VekApi
     public sealed class VekSession : VekOwned
     {
         /// <summary>
-        /// Settings without a property, to be changed before the session is opened. Texts, callback, delivery and size are
-        /// ignored.
+        /// Settings without a property, to be changed before the session is opened. Texts, callback, delivery and size
+        /// are ignored.
         /// </summary>
         public CVekSessionConfig Config;
 
@@ -78,7 +78,7 @@ namespace VekApi
         /// <summary>As of the last event.</summary>
         public VekState State { get { return state; } }
 
-        /// <summary>Adds a query that is sent on every new link before the session is Up; Resynced brings its result.</summary>
+        /// <summary>Adds a query sent on every new link before the session is Up; Resynced brings its result.</summary>
         public void AddResync(string query)
         {
             if (made) Check(Call(() => Vek.CVekSession_AddResync(ref handle, VekText.Put(query))));
@@ -149,7 +149,7 @@ namespace VekApi
         public async Task<VekResult> QueryAsync(string text, TimeSpan answer = default(TimeSpan),
                                                 CancellationToken token = default(CancellationToken))
         {
-            Task<VekFate> asked = Submit(Vek.cvmc_TaskResult, text, default(TimeSpan), answer, 0, token);
+            Task<VekFate> asked = Submit(Vek.cvmc_TaskResult, text, null, answer, 0, token);
             var cancelled = new TaskCompletionSource<VekFate>();
             using (token.Register(() => cancelled.TrySetCanceled()))
                 await Task.WhenAny(asked, cancelled.Task).ConfigureAwait(false);
@@ -160,18 +160,21 @@ namespace VekApi
         }
 
         /// <summary>
-        /// Sends a request of code 129 (two lines) and returns its fate. `hold`: how long it may be held; `answer`: how long
-        /// to wait for its acknowledgement. Cancelling the token withdraws it while it is held (NeverSent, Withdrawn);
+        /// Sends a request of code 129 (two lines) and returns its fate. `hold`: how long it may be held (null: as
+        /// configured; zero: it is refused if it cannot be sent at once); `answer`: how long to wait for its
+        /// acknowledgement. Cancelling the token withdraws it while it is held (NeverSent, Withdrawn);
         /// once sent it cannot be withdrawn, and the task waits for its fate.
         /// </summary>
         /// <param name="flags">Vek.vsg_Urgent: goes before all that wait without it.</param>
-        public Task<VekFate> SendAsync(string text, TimeSpan hold = default(TimeSpan), TimeSpan answer = default(TimeSpan),
+        public Task<VekFate> SendAsync(string text, TimeSpan? hold = null, TimeSpan answer = default(TimeSpan),
                                        int flags = 0, CancellationToken token = default(CancellationToken))
         {
             return Submit(Vek.cvmc_RequestAck, text, hold, answer, flags, token);
         }
 
-        /// <summary>The fate's text is the server's message for the user; it does not say whether the change succeeded.</summary>
+        /// <summary>
+        /// The fate's text is the server's message for the user; it does not say whether the change succeeded.
+        /// </summary>
         public Task<VekFate> ChangePasswordAsync(string user, string before, string after)
         {
             return Enter((ref CVekReceipt receipt, ulong tag) => Vek.CVekSession_ChangePassword(
@@ -206,7 +209,9 @@ namespace VekApi
         /// <summary>0: off, 1: heads, 2: whole messages.</summary>
         public void SetTrace(int level) { Call(() => Vek.CVekSession_SetTrace(ref handle, level)); }
 
-        /// <summary>Ends the session. All fates are reported before this returns, or, inside an event, soon after it.</summary>
+        /// <summary>
+        /// Ends the session. All fates are reported before this returns, or, inside an event, soon after it.
+        /// </summary>
         public override void Dispose()
         {
             Call(() => Vek.CVekSession_Close(ref handle, 0));
@@ -284,13 +289,14 @@ namespace VekApi
                 lock (stateWaiters) stateWaiters.Remove(waiter);
         }
 
-        private Task<VekFate> Submit(int code, string text, TimeSpan hold, TimeSpan answer, int flags,
+        private Task<VekFate> Submit(int code, string text, TimeSpan? hold, TimeSpan answer, int flags,
                                      CancellationToken token)
         {
             byte[] bytes = VekText.Encode(text);
             var request = new CVekSubmit { size = (uint)Marshal.SizeOf(typeof(CVekSubmit)), code = code,
-                                           mode = Vek.vsm_Hold, flags = (uint)flags, textLength = (uint)bytes.Length,
-                                           holdMs = Ms(hold), answerMs = Ms(answer) };
+                                           mode = hold == TimeSpan.Zero ? Vek.vsm_Try : Vek.vsm_Hold,
+                                           flags = (uint)flags, textLength = (uint)bytes.Length,
+                                           holdMs = Ms(hold ?? TimeSpan.Zero), answerMs = Ms(answer) };
             GCHandle pinned = GCHandle.Alloc(bytes, GCHandleType.Pinned);
             try
             {
@@ -319,7 +325,8 @@ namespace VekApi
             waiting.TryRemove(tag, out waiter);
             if (reason == Vek.vsr_NotUp) ExpectState(told);
             return Task.FromResult(new VekFate { Kind = VekFateKind.Refused, Reason = (VekReason)reason,
-                                                 WorkId = workId, Text = "", Detail = "", Link = receipt.link });
+                                                 WorkId = workId, Text = "", Detail = "", Link = receipt.link,
+                                                 Wait = TimeSpan.FromMilliseconds(receipt.waitMs) });
         }
 
         // The session is no longer up: a state event must follow, unless it has been taken since `told`.

@@ -30,6 +30,8 @@ namespace VekApi
         public string Detail { get; internal set; }
         /// <summary>The answer to a query; null when there is none.</summary>
         public VekResult Result { get; internal set; }
+        /// <summary>Refused as TooFast: may be repeated after so long; negative: unknown.</summary>
+        public TimeSpan Wait { get; internal set; }
         /// <summary>Number of its link, from 1.</summary>
         public uint Link { get; internal set; }
 

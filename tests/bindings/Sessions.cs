@@ -45,6 +45,8 @@ internal static class Sessions
         await session.OpenAsync("secret");
         VekFate first = await session.SendAsync(Order);
         Expect(first.Kind == VekFateKind.Acknowledged && first.Text.StartsWith(first.WorkId), first.ToString());
+        VekFate fast = await session.SendAsync(Order, TimeSpan.Zero);
+        Expect(fast.Reason == VekReason.TooFast && fast.Wait > TimeSpan.Zero, "refused");
         await Cancel(session);
         Task<VekFate> held = session.SendAsync(Order);
         Expect(session.Stats().held == 1, "held");
