@@ -12,7 +12,6 @@ namespace VekApi {
 namespace {
 
 constexpr std::int64_t kNsPerMs = 1'000'000;
-constexpr unsigned kAtOnce = 1000;    // events, before everybody else has a turn
 constexpr unsigned kStateEvents = 8;  // for which there is memory whatever happens
 
 std::int64_t UnixNs() {
