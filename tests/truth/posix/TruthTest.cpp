@@ -27,7 +27,7 @@ using VekApi::VekSession;
 
 int Requests() {
   const char* const count = std::getenv("VEKAPI_TRUTH_REQUESTS");
-  return count != nullptr ? std::atoi(count) : 3000;
+  return count != nullptr ? std::atoi(count) : 8000;
 }
 
 // A port that was free a moment ago.
