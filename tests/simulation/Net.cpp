@@ -126,7 +126,8 @@ void Line::Arrive(const std::string& bytes) {
 
 bool Line::WaitWritable() {
   Scheduler::Current()->Point();
-  while (room_ == 0 && !IsCut() && !finished_) Scheduler::Current()->Wait(writers_, kNever);
+  // A peer that sends no more may still read.
+  while (room_ == 0 && cut_ != Cut::Reset && !finished_) Scheduler::Current()->Wait(writers_, kNever);
   return !finished_;
 }
 
