@@ -2,6 +2,7 @@
 // keeps the sockets of a process killed during a receive, and its server then never sleeps again.
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -16,6 +17,14 @@ using VekSim::SimSeen;
 int Rounds() {
   const char* const rounds = std::getenv("VEKAPI_KILL_ROUNDS");
   return rounds != nullptr ? std::atoi(rounds) : 30;
+}
+
+// Memory of this process alone.
+long OwnKib() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind("RssAnon:", 0) == 0) return std::atol(line.c_str() + 8);
+  return 0;
 }
 
 // A delay between zero and slightly more than a session needs to start.
@@ -37,12 +46,17 @@ class Killed : public testing::Test {
     if (round > 2) {
       ASSERT_TRUE(SettlesTo(held_)) << "round " << round;
     }
+    if (round == Rounds() / 2) kib_ = OwnKib();
+    if (round + 1 == Rounds()) {
+      EXPECT_LT(OwnKib(), kib_ + 8192);
+    }
   }
 
   VekSim::SimServer server_;
 
  private:
   std::map<std::string, std::size_t> held_;
+  long kib_ = 0;
 };
 
 bool AskForALot(VekApi::VekClient& client) {
