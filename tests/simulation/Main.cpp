@@ -1,7 +1,7 @@
 // Runs seeds. Without arguments: those of every day, as a test.
 //
 //   --seeds FROM..TO   runs them; the first that fails is told, made shorter (but with --long), and the exit
-//   status is 1
+//   status is 1; --sessions: only those of sessions that keep themselves
 //   --seed N           runs one; with --without I,J,... these steps are left out, --calm threads change over
 //   only
 //                      where one waits, --plain servers all behave, --tell says what happens
@@ -23,7 +23,7 @@
 #include <string>
 #include <utility>
 
-#include "simulation/World.h"
+#include "simulation/SessionWorld.h"
 
 namespace {
 
@@ -56,7 +56,7 @@ namespace {
 struct Options {
   std::uint64_t from = 0, to = 0;
   std::set<int> without;
-  bool calm = false, plain = false;
+  bool calm = false, plain = false, sessions = false;
 };
 
 std::string Arguments(const Options& run) {
@@ -73,8 +73,10 @@ std::uint64_t RunOne(const Options& run, std::uint64_t seed) {
   if (World::tell) std::printf("%s", story.Tell().c_str());
   Scheduler scheduler(seed, story.chances);
   {
-    World world(story, scheduler);
-    scheduler.Start("main", [&] { world.Run(); });
+    std::unique_ptr<World> world;
+    if (story.sessions) world = std::make_unique<SessionWorld>(story, scheduler);
+    if (!world) world = std::make_unique<World>(story, scheduler);
+    scheduler.Start("main", [&] { world->Run(); });
     scheduler.Run();
   }
   return scheduler.Trace();
@@ -154,14 +156,16 @@ Options Shorter(Options run, const std::string& failure) {
 void RunSeeds(const Options& run) {
   const auto begun = std::chrono::steady_clock::now();
   std::uint64_t trace = 0;
+  unsigned long long count = 0;
   for (std::uint64_t seed = run.from; seed <= run.to; ++seed) {
+    if (run.sessions && !Story::HasSessions(seed)) continue;
+    ++count;
     trace ^= RunCounted(run, seed);
     if (seed % 20000 != 19999) continue;
     std::printf("... %llu, %zu states\n", static_cast<unsigned long long>(seed), World::reached.size());
     std::fflush(stdout);
   }
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begun;
-  const auto count = static_cast<unsigned long long>(run.to - run.from + 1);
   std::printf("%llu seeds in %.1f s, %.0f a second, %zu states, trace %016llx\n", count, took.count(),
               static_cast<double>(count) / took.count(), World::reached.size(),
               static_cast<unsigned long long>(trace));
@@ -184,6 +188,7 @@ Options Parse(int argc, char** argv) {
         run.without.insert(static_cast<int>(std::strtol(at, const_cast<char**>(&at), 10)));
     }
     if (word == "--long") shrinks = false;
+    run.sessions = run.sessions || word == "--sessions";
     run.calm = run.calm || word == "--calm";
     run.plain = run.plain || word == "--plain";
     World::tell = World::tell || word == "--tell";

@@ -106,6 +106,7 @@ std::ptrdiff_t Line::TrySend(const char* bytes, std::size_t size, const char*& e
   if (count > 1 && script_.fragment && draw_.Chance(100)) count = draw_.From(1, static_cast<unsigned>(count));
   room_ -= count;
   const auto arrive = [self = shared_from_this(), part = std::string(bytes, count)] { self->Arrive(part); };
+  taken_.append(bytes, count);
   if (count != 0) Scheduler::Current()->At(Later(lastUp_), arrive);
   return static_cast<std::ptrdiff_t>(count);
 }

@@ -54,6 +54,8 @@ class Line : public std::enable_shared_from_this<Line> {
   bool SendRefused() const { return sendRefused_; }
   Ns FrozenSince() const;  // kNever when it is not
   void Thaw();
+  // What the client's system took and has not come.
+  std::string_view Rest() const { return std::string_view(taken_).substr(arrived_); }
   std::size_t BackedUp() const { return script_.window - room_; }
 
   // ---- the client's socket ----
@@ -80,6 +82,7 @@ class Line : public std::enable_shared_from_this<Line> {
   std::size_t written_ = 0, delivered_ = 0, arrived_ = 0;
   Cut cut_ = Cut::None;  // as the client sees it
   std::string inbox_;
+  std::string taken_;  // from the client
   std::size_t room_;
   int sends_ = 0;
   bool sendRefused_ = false;

@@ -25,6 +25,18 @@ void Server::OnBytes(std::string_view bytes) {
     Fail("torn", "what came over link " + std::to_string(link_) + " is no stream of packets");
 }
 
+int Server::TakeRest(std::string_view bytes) {
+  ended_ = true;
+  OnBytes(bytes);
+  const std::string rest = cutter_.Rest();
+  return rest.size() < kHeadSize ? 0 : CodeOf(rest);
+}
+
+std::string Server::Half() const {
+  const std::string rest = cutter_.Rest();
+  return pieces_ + rest + Descrambled(rest);
+}
+
 void Server::OnFinished() {
   ended_ = true;
   Later(kMs, 3 * kSecond, [this] { line_.End(Cut::Finish); });
@@ -36,7 +48,7 @@ void Server::OnPacket(const std::string& packet) {
   if (!std::exchange(greeted_, true)) {
     const auto request = code == Code::kConnect ? ReadConnect(packet) : std::nullopt;
     if (!request) Fail("early", "code " + std::to_string(code) + " before the connect request");
-    if (request->name != "App" + std::to_string(link_))
+    if (request->name != "App" + std::to_string(world_.Who(link_)))
       Fail("mixed", "the connect request of another link: " + request->name);
     if (script_.hello == ServerScript::Never) return;
     const Ns late = script_.hello == ServerScript::Late ? script_.late : kMs;
@@ -81,8 +93,9 @@ void Server::OnSession(const std::string& packet) {
   for (const std::string& plain : {Descrambled(packet), packet}) {
     if (plain[kHeadSize] == 0) {
       const auto request = ReadSignOn(plain);
-      const std::string id = std::to_string(link_);
-      if (request && request->identity == "u" + id + "/s" + id && request->password == "p" + id)
+      const std::string id = std::to_string(world_.Who(link_));
+      if (request && request->identity == "u" + id + "/s" + id &&
+          (request->password == "p" + id || (world_.story.sessions && request->password.empty())))
         return OnSignOn();
     } else if (plain[kHeadSize] == 1) {
       const auto request = ReadPass(plain);
@@ -121,16 +134,17 @@ void Server::OnText(int code, const std::string& text) {
 }
 
 void Server::OnBatch(const std::string& text) {
-  unsigned count = 0;
+  std::vector<std::string> requests;
   const bool trueAcks = script_.acks != ServerScript::Doubled && script_.acks != ServerScript::Surplus;
-  for (std::size_t at = 0; at < text.size(); ++count) {
+  for (std::size_t at = 0; at < text.size();) {
     const std::size_t middle = text.find('\n', at);
     if (middle == std::string::npos) Fail("torn", "half a request in a batch");
     const std::size_t end = std::min(text.find('\n', middle + 1), text.size());
-    world_.OnPaced(text.substr(at, end - at), link_, trueAcks);
+    requests.push_back(text.substr(at, end - at));
+    world_.OnPaced(requests.back(), link_, trueAcks);
     at = end + 1;
   }
-  Acknowledge(count);
+  Acknowledge(requests);
 }
 
 // ---- what goes ----
@@ -223,15 +237,21 @@ void Server::SendReport() {
   if (marks_ < script_.reports) Later(kMs / 10, script_.reportGap, [this] { SendReport(); });
 }
 
-void Server::Acknowledge(unsigned requests) {
+void Server::Acknowledge(const std::vector<std::string>& requests) {
   if (script_.acks == ServerScript::Missing && draw_.Chance(300)) return;
   const Ns slow = script_.acks == ServerScript::Slow ? 10 * kSecond : 200 * kMs;
-  if (script_.acks == ServerScript::Surplus) requests += draw_.Below(4);
-  std::string text = Mark();
-  for (unsigned i = 1; i < requests; ++i) text += "\nack";
+  const unsigned surplus = script_.acks == ServerScript::Surplus ? draw_.Below(4) : 0;
+  std::string text = world_.AckLine(requests[0]);
+  if (text.empty()) text = Mark();
+  for (std::size_t i = 1; i < requests.size() + surplus; ++i) {
+    const std::string line = i < requests.size() ? world_.AckLine(requests[i]) : "";
+    text += "\n" + (line.empty() ? "ack" : line);
+  }
   const auto send = [this, text] { SendText(Code::kAck, text, "ack 129 " + text); };
-  Later(kMs / 10, slow, send);
-  if (script_.acks == ServerScript::Doubled) Later(kMs / 10, slow, send);
+  for (int i = script_.acks == ServerScript::Doubled ? 2 : 1; i > 0; --i) {
+    lastAck_ = std::max(lastAck_, world_.Now() + draw_.Time(kMs / 10, slow));
+    Later(lastAck_ - world_.Now(), lastAck_ - world_.Now(), send);
+  }
 }
 
 }  // namespace vektest

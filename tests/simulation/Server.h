@@ -13,6 +13,11 @@ class Server final : public Far {
   void OnBytes(std::string_view bytes) override;
   void OnFinished() override;
 
+  // The code of what is there of the next packet, 0 when that does not show. Answers nothing.
+  int TakeRest(std::string_view bytes);
+  // The beginning of a message, and the same as if it were plain.
+  std::string Half() const;
+
   bool SignedOn() const { return reporting_; }
   Ns LastPacket() const { return lastPacket_; }
   bool AcksAll() const { return script_.acks == ServerScript::True; }
@@ -32,7 +37,7 @@ class Server final : public Far {
   void SendHello(bool refuse);
   void SendSignOn(bool refuse);
   void SendReport();
-  void Acknowledge(unsigned requests);
+  void Acknowledge(const std::vector<std::string>& requests);
   void HangUp();
   std::string Mark();
 
@@ -51,6 +56,7 @@ class Server final : public Far {
   bool ended_ = false;
   unsigned marks_ = 0;
   Ns lastPacket_;
+  Ns lastAck_ = 0;  // they go in order
 };
 
 }  // namespace vektest

@@ -36,18 +36,32 @@ Act WhichAct(Draw& draw, bool inside, bool orders) {
   return static_cast<Act>(act);
 }
 
+Act WhichSessionAct(Draw& draw) {
+  static const Act acts[] = {Act::Open,       Act::Open,       Act::Close,   Act::Drain, Act::EndSession,
+                             Act::Withdraw,   Act::Withdraw,   Act::Replace, Act::Rate,  Act::Retry,
+                             Act::SubmitMany, Act::SubmitMany, Act::Busy};
+  return draw.Chance(400) ? Act::Submit : acts[draw.Below(13)];
+}
+
 }  // namespace
 
 const char* Name(Act act) {
   static const char* const names[] = {"connect",         "disconnect",    "delete",
                                       "order",           "query",         "long request",
                                       "change password", "paced request", "many paced requests",
-                                      "new sender",      "busy"};
+                                      "new sender",      "busy",          "open",
+                                      "close",           "drain",         "end",
+                                      "submit",          "submit many",   "withdraw",
+                                      "replace",         "rate",          "retry"};
   return names[static_cast<int>(act)];
 }
 
 Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool plainServers)
-    : seed(which), without(std::move(leftOut)), calm(calmThreads), plain(plainServers) {
+    : seed(which),
+      without(std::move(leftOut)),
+      calm(calmThreads),
+      plain(plainServers),
+      sessions(HasSessions(which)) {
   Draw draw(seed, 2);
   clients = draw.From(1, 3);
   threads = draw.From(1, 3);
@@ -83,6 +97,10 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
       step.act = acts[draw.Below(4)];
       step.client = draw.Below(clients);
       step.time = draw.Time(kMs, 500 * kMs);
+    }
+    if (sessions) {
+      step.act = id < static_cast<int>(clients) ? Act::Open : WhichSessionAct(draw);
+      step.answersWindow = false;
     }
     if (!without.count(id)) steps.push_back(step);
   }
@@ -168,9 +186,9 @@ std::string Story::Tell(const ServerScript& s) {
 }
 
 std::string Story::Tell() const {
-  std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) + " clients, " +
-                     std::to_string(threads) + " threads, " + std::to_string(pace) + " requests in " +
-                     std::to_string(paceMs) + " ms";
+  std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) +
+                     (sessions ? " sessions, " : " clients, ") + std::to_string(threads) + " threads, " +
+                     std::to_string(pace) + " requests in " + std::to_string(paceMs) + " ms";
   if (chances.stall) text += ", threads that stall for up to " + Seconds(chances.longestStall);
   if (chances.noThread) text += ", a lack of threads";
   text += "\n";

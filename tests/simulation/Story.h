@@ -22,7 +22,18 @@ enum class Act {
   PacedMany,
   NewSender,
   Busy,
-  kCount
+  kCount,
+  // Of sessions that keep themselves.
+  Open = kCount,
+  Close,
+  Drain,
+  EndSession,
+  Submit,
+  SubmitMany,
+  Withdraw,
+  Replace,
+  Rate,
+  Retry
 };
 
 struct Step {
@@ -62,6 +73,7 @@ struct Story {
   std::set<int> without;  // steps left out
   bool calm = false;      // no changes of threads but where one waits
   bool plain = false;     // every server behaves
+  bool sessions = false;  // that keep themselves; else clients
 
   Scheduler::Chances chances;
   unsigned clients = 1;
@@ -73,7 +85,9 @@ struct Story {
   explicit Story(std::uint64_t which, std::set<int> leftOut = {}, bool calmThreads = false,
                  bool plainServers = false);
 
-  // Of the link that a step makes.
+  static bool HasSessions(std::uint64_t seed) { return seed % 8 == 7; }
+
+  // Of the link that a step makes; of the n-th link of a run of sessions.
   ServerScript Server(int step) const;
 
   std::string Tell() const;

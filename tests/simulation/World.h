@@ -131,13 +131,13 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   std::map<int, Row> rows_;  // by link
 };
 
-class World final : public Net {
+class World : public Net {
  public:
   World(const Story& story, Scheduler& scheduler);
   ~World() override;
 
   // The whole run, on a thread.
-  void Run();
+  virtual void Run();
 
   Attempt Try(unsigned port, unsigned address) override;
   std::shared_ptr<Line> Accept(unsigned port) override;
@@ -155,8 +155,12 @@ class World final : public Net {
 
   void Do(const Step& step, VekApi::VekClient* inside);
   void RunInside(unsigned host, VekApi::VekClient& client);
-  void OnRequest(const std::string& text, int link);
-  void OnPaced(const std::string& text, int link, bool trueAcks);
+  // Whose name and password come over that link.
+  virtual int Who(int link) const { return link; }
+  // What acknowledges it; empty: any line.
+  virtual std::string AckLine(const std::string&) const { return {}; }
+  virtual void OnRequest(const std::string& text, int link);
+  virtual void OnPaced(const std::string& text, int link, bool trueAcks);
   Ns Now() const { return scheduler_.Now(); }
   Ns Slack() const { return scheduler_.Stalled(); }
   void Log(const std::string& text);
