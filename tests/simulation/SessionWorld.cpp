@@ -264,6 +264,7 @@ void SessionWorld::SetRate(Keep& keep, Draw& draw) {
   CVekSession_SetRate(&keep.session, static_cast<int>(count), static_cast<int>(ms));
   keep.count = count, keep.ms = ms;
   keep.rateSince = Tick();
+  for (auto& [link, row] : rows_) row.arrivals.clear();
 }
 
 // Where another thread closes in between, the password is gone again.
