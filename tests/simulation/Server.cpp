@@ -33,8 +33,7 @@ int Server::TakeRest(std::string_view bytes) {
 }
 
 std::string Server::Half() const {
-  const std::string rest = cutter_.Rest();
-  return pieces_ + rest + Descrambled(rest);
+  return pieces_ + Descrambled(cutter_.Rest());
 }
 
 void Server::OnFinished() {

@@ -15,7 +15,7 @@ class Server final : public Far {
 
   // The code of what is there of the next packet, 0 when that does not show. Answers nothing.
   int TakeRest(std::string_view bytes);
-  // The beginning of a message, and the same as if it were plain.
+  // The beginning of a message.
   std::string Half() const;
 
   bool SignedOn() const { return reporting_; }
