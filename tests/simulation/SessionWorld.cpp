@@ -415,7 +415,9 @@ void SessionWorld::OnPaced(const std::string& text, int link, bool trueAcks) {
   row.push_back(Now());
   if ((trueAcks || keep.byId) && keep.count != 0 && row.size() > keep.count &&
       row.back() - row[row.size() - 1 - keep.count] < keep.ms * kMs)
-    Fail("pace", asked->Mark() + " came too soon");
+    Fail("pace", asked->Mark() + " came too soon, " +
+                     std::to_string((row.back() - row[row.size() - 1 - keep.count]) / 1000) + " us behind, " +
+                     std::to_string(keep.count) + " in " + std::to_string(keep.ms) + " ms");
 }
 
 // Every byte that the system took counts, whether it came or not.
