@@ -56,6 +56,12 @@ void TFlowCtrl::GiveBack(unsigned n) noexcept {
   out_ -= std::min<std::int64_t>(n, out_);
 }
 
+void TFlowCtrl::AddOut(unsigned n) noexcept {
+  if (!IsActive()) return;
+  const Locker lock(*this);
+  out_ += n;
+}
+
 int TFlowCtrl::Look() noexcept {
   if (!IsActive()) return 0;
   const Locker lock(*this);

@@ -65,6 +65,9 @@ class TFlowCtrl {
   // `n` counted as outstanding have not been sent after all.
   void GiveBack(unsigned n) noexcept;
 
+  // Counts `n` sent before there was a rate as outstanding, since their acknowledgements will come.
+  void AddOut(unsigned n) noexcept;
+
   // As CheckFlowCtrlWaitAck, but counts nothing.
   int Look() noexcept;
 

@@ -136,6 +136,8 @@ class TLedger {
   std::uint32_t Held() const { return urgent_.Size() + normal_.Size(); }
   std::uint32_t HeldMost() const { return heldMost_; }
   std::uint32_t Out() const { return out_; }
+  // Requests of this link whose acknowledgement line has not come, timed out or not.
+  std::uint32_t AwaitingLines() const { return order_.Size(); }
   std::uint32_t Ahead(const TRequest& request) const;
   // Of the place that was refused last.
   int WaitMs() const { return waitMs_; }

@@ -91,7 +91,10 @@ int TSession::SetRate(std::int32_t count, std::int32_t ms) {
   TLock lock(mutex_);
   rateCount_ = count;
   rateMs_ = ms;
+  const bool wasPaced = gate_.IsActive();
   gate_.SetFlowCtrl(count, ms);
+  // What was sent without a rate was not counted, but its acknowledgements will be.
+  if (!wasPaced) gate_.AddOut(ledger_.AwaitingLines());
   Leave(lock);
   return 0;
 }

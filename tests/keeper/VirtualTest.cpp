@@ -118,6 +118,19 @@ TEST_F(Kept, HeldRequestsKeepTheRateAndTheirOrder) {
   EXPECT_EQ(kept->Order("T1", 0, vsm_Try), 0);
 }
 
+// Acknowledgements of what was sent without a rate free no slots of one that was set afterwards.
+TEST_F(Kept, ARateCountsWhatIsOutAlready) {
+  MakeUp(Rated(0, 0));
+  for (const char* id : {"W1", "W2", "W3"}) EXPECT_EQ(kept->Order(id), 0);
+  EXPECT_EQ(Sent(), (Lines{"W1", "W2", "W3"}));
+  CVekSession_SetRate(&kept->session, 2, 100);
+  EXPECT_EQ(kept->Order("W4"), 0);
+  Ack("W1 ok\nW2 ok\nW3 ok");
+  EXPECT_EQ(Sent(), Lines{});
+  After(100);
+  EXPECT_EQ(Sent(), Lines{"W4"});
+}
+
 TEST_F(Kept, WithdrawnAndReplacedOnesAreNeverSent) {
   MakeUp(Rated(1, 100));
   kept->Order("W1");
