@@ -126,9 +126,9 @@ void SubmitUnderCuts(VekSim::SimServer& server, const std::string& setting,
 
 TEST(Live, NoLiesWhenTheServerCuts) {
   VekSim::SimServer server;
-  int session = 0;
+  bool reset = false;
   SubmitUnderCuts(server, SettingOf(server),
-                  [&] { ++session, server.Disconnect(session, session % 2 == 0); });
+                  [&] { server.Disconnect(VekSim::SimServer::kAll, reset = !reset); });
 }
 
 TEST(Live, NoLiesOverSharedMemory) {
