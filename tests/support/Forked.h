@@ -3,15 +3,13 @@
 #include <functional>
 #include <optional>
 
+#include "support/Sanitized.h"
+
 namespace TestSupport {
 
 // Whether a process may be forked whatever its threads do. The allocator and the thread registry of the
 // sanitizers do not follow a fork: there all other threads have to be asleep.
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-constexpr bool kForksAtAnyMoment = false;
-#else
-constexpr bool kForksAtAnyMoment = true;
-#endif
+constexpr bool kForksAtAnyMoment = !kSanitized;
 
 // The exit code of a forked child that runs `body` and then ends in order; -1 when it crashed, or took too
 // long. None where no child was tried: the system has no such thing.
