@@ -259,6 +259,7 @@ Asked* SessionWorld::Pending(Keep& keep, Draw& draw) {
 }
 
 void SessionWorld::SetRate(Keep& keep, Draw& draw) {
+  if (keep.rateSince == UINT64_MAX) return;  // which of two calls at once came last could not be told
   keep.rateSince = UINT64_MAX;
   const unsigned count = draw.Below(8), ms = draw.From(1, 3000);
   CVekSession_SetRate(&keep.session, static_cast<int>(count), static_cast<int>(ms));
