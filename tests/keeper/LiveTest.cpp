@@ -94,6 +94,8 @@ void SubmitUnderCuts(VekSim::SimServer& server, const std::string& setting,
   CVekSessionConfig config = KeptSession::Config();
   config.firstDelayMs = config.maxDelayMs = 1;
   config.maxShortLinks = 0;
+  config.rateCount = 20, config.rateMs = 10;  // as much as a slow machine can look through
+  config.maxHeld = 100;
   KeptSession kept(config);
   kept.Open({setting});
   std::atomic<std::size_t> tickets{0};

@@ -8,6 +8,7 @@
 #include "platform/os/Event.h"
 #include "platform/os/NamedMapping.h"
 #include "shmem/Process.h"
+#include "shmem/Resources.h"
 #include "shmem/TShMemChannel.h"
 
 namespace vektest {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ShMemFixture.h"
+#include "shmem/Resources.h"
 #include "sim/SimServer.h"
 #include "support/Recorder.h"
 #include "support/SimSession.h"

@@ -5,12 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "support/Held.h"
-
 namespace vektest {
-
-using TestSupport::Held;
-using TestSupport::SettlesTo;
 
 // A program of this build's folder. Its standard input ends when this goes out of scope; one that then runs
 // on is killed after a while.

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "OtherProcess.h"
+#include "shmem/Resources.h"
 #include "sim/SimGateway.h"
 #include "support/WholeSession.h"
 

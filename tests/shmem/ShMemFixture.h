@@ -6,6 +6,7 @@
 #include <string>
 
 #include "shmem/Process.h"
+#include "shmem/Resources.h"
 #include "shmem/TShMemCli.h"
 #include "sim/SimRings.h"
 #include "support/MesRecorder.h"

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "support/Held.h"
+
+namespace vektest {
+
+using TestSupport::Held;
+using TestSupport::SettlesTo;
+
+}  // namespace vektest
