@@ -380,7 +380,8 @@ TEST_F(Kept, BadInputEntersNothing) {
   };
   for (const auto& each : cases)
     EXPECT_EQ(refusal(each.code, each.id, each.text, each.flags), each.reason) << each.text;
-  CVekSubmit request = KeptSession::Request(128, "W1", "W1 x");
+  const std::string query = "W1 x";
+  CVekSubmit request = KeptSession::Request(128, "W1", query);
   request.size = 8;
   EXPECT_EQ(kept->Submit(request), vsr_BadArgument);
   request.size = sizeof request;
