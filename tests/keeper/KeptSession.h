@@ -122,7 +122,8 @@ class KeptSession {
       if (event->kind == vse_Fate) self.fates[event->ticket].push_back(*event);
       self.changed_.notify_all();
     }
-    if (self.onEvent) self.onEvent(handle, *event);
+    const auto act = self.onEvent;  // which may be gone before it returns
+    if (act) act(handle, *event);
   }
 
   std::mutex mutex_;
