@@ -2,7 +2,9 @@
 # runs it against the simulated server.
 
 need_for_consumers() {
-  [[ $1 != linux ]] || need pkgconf "finds the installed library for a Makefile"
+  [[ $1 == linux ]] || return 0
+  need make "builds the example project of a Makefile"
+  need pkgconf "finds the installed library for it"
 }
 
 # installed PRESET: sets `prefix` to an installation that nothing else touches.
