@@ -86,7 +86,7 @@ help_package() {
 usage: ./dev package [KIND...]
 
 Makes what is given to users from the last commit, all kinds if none is named, into build/package/out with a file of
-checksums. The same commit makes the same bytes.
+checksums. Archives carry the commit's time.
 
   deb     Debian packages: library, development files, tools, and their debug symbols
   tar     the same for any Linux, debug symbols apart

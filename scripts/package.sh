@@ -1,5 +1,5 @@
-# ./dev package: what is given to users, in build/package/out. Everything is made from the last commit, and the same commit
-# makes the same bytes.
+# ./dev package: what is given to users, in build/package/out. Everything is made from the last commit; archives carry
+# its time.
 
 package_kinds=(deb tar zip wheel nupkg)
 packages=$root/build/package

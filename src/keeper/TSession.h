@@ -39,9 +39,9 @@ class TSession final : public Dstl::ref_counter<unsigned>,
                        private TLoopNotice::TOwner {
  public:
   explicit TSession(const TSessionConfig& config);
-  // False: the thread can have no message loop.
   // Made by the process that this one was forked from.
   bool IsInherited() const { return TClientParts::ImplOf(client_).Context()->IsInherited(); }
+  // False: the thread can have no message loop.
   bool HasDelivery() const { return config_.delivery != vsd_Loop || (notice_ && *notice_); }
 
   // As the flat functions that are named alike.
