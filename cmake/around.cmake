@@ -1,8 +1,7 @@
 # Debian libraries for the programs around the library (simulator, tools, examples, tests, benchmarks). The cross
-# compiler has its own include root, so the headers it needs are linked into the build directory. Asio's sources are
-# compiled once, here, not in each file that includes it.
-file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/asio.cpp CONTENT "#include <asio/impl/src.hpp>\n")
-add_library(around STATIC ${PROJECT_BINARY_DIR}/generated/asio.cpp)
+# compiler has its own include root, so the headers it needs are linked into the build directory. What Asio and fmt
+# have beside declarations is compiled once, here, not in each file that includes them.
+add_library(around STATIC ${CMAKE_CURRENT_LIST_DIR}/around/asio.cpp ${CMAKE_CURRENT_LIST_DIR}/around/fmt.cpp)
 target_link_libraries(around PRIVATE vekapi_options)
 target_compile_definitions(around PUBLIC ASIO_STANDALONE ASIO_SEPARATE_COMPILATION)
 if(WIN32)
@@ -21,13 +20,6 @@ else()
   target_link_libraries(around PUBLIC Threads::Threads)
 endif()
 
-# Static, so that the programs have no run-time dependency. Debian has no fmt for the cross compiler.
-find_library(VEKAPI_FMT libfmt.a)
-if(VEKAPI_FMT)
-  target_link_libraries(around PUBLIC ${VEKAPI_FMT})
-else()
-  target_compile_definitions(around PUBLIC FMT_HEADER_ONLY)
-endif()
 if(VEKAPI_SANITIZE MATCHES thread)
   # ThreadSanitizer does not support fences, and the compiler warns about the remaining ones. Asio's fences are not
   # needed if handlers are queued under a lock, as they are here.

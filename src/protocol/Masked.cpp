@@ -6,7 +6,7 @@ namespace VekApi {
 namespace {
 
 constexpr std::string_view kStars = "********";
-constexpr std::size_t kNameLengthAt = 4;
+constexpr std::size_t kUserLengthAt = 4;
 
 // Where the requests keep their texts: a name, then passwords.
 struct TLayout {
@@ -18,13 +18,13 @@ constexpr TLayout kLayouts[] = {{PkSessionSignOn, 12, "\x07"}, {PkSessionChgPass
 
 bool Fits(std::string_view packet, const TLayout& layout) {
   if (packet.size() < layout.textsAt || packet[kHeadBytes] != layout.subcode) return false;
-  std::size_t texts = Byte(packet[kNameLengthAt]);
+  std::size_t texts = Byte(packet[kUserLengthAt]);
   for (const char at : layout.passwordLengthsAt) texts += Byte(packet[Byte(at)]);
   return layout.textsAt + texts <= packet.size();
 }
 
 std::string MaskTexts(std::string_view packet, const TLayout& layout) {
-  const std::size_t name = Byte(packet[kNameLengthAt]);
+  const std::size_t name = Byte(packet[kUserLengthAt]);
   std::string masked(packet.substr(0, layout.textsAt + name));
   for (const char at : layout.passwordLengthsAt) {
     masked[Byte(at)] = static_cast<char>(kStars.size());

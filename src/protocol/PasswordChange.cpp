@@ -5,17 +5,17 @@
 namespace VekApi {
 namespace {
 
-constexpr int kRequestTextsAt = 7;
+constexpr int kPasswordChangeTextsAt = 7;
 
 }  // namespace
 
 TSecretPacket MakeChgPassRequest(const std::string& user, const std::string& oldPass,
                                  const std::string& newPass) {
-  TSecretPacket packet(PkSession, kRequestTextsAt + user.size() + oldPass.size() + newPass.size());
+  TSecretPacket packet(PkSession, kPasswordChangeTextsAt + user.size() + oldPass.size() + newPass.size());
   if (!packet) return packet;
   packet.SetSubcode(PkSessionChgPass);
   std::size_t lengthAt = 4;
-  std::size_t textAt = kRequestTextsAt;
+  std::size_t textAt = kPasswordChangeTextsAt;
   for (const std::string* text : {&user, &oldPass, &newPass}) {
     packet.SetLength(lengthAt++, *text);
     packet.Put(textAt, *text);
@@ -25,8 +25,8 @@ TSecretPacket MakeChgPassRequest(const std::string& user, const std::string& old
 }
 
 std::string_view ReadChgPassUser(const char* packet, int length) {
-  if (length < kRequestTextsAt) return {};
-  return TPacketReader(packet, length, kRequestTextsAt, vek_LittleEndian).Text(Byte(packet[4]));
+  if (length < kPasswordChangeTextsAt) return {};
+  return TPacketReader(packet, length, kPasswordChangeTextsAt, vek_LittleEndian).Text(Byte(packet[4]));
 }
 
 std::optional<TChgPassResult> ReadChgPassResult(const char* packet, int length, EVekEndian endian) {

@@ -6,24 +6,24 @@ namespace VekApi {
 
 namespace {
 
-constexpr int kRequestTextsAt = 12;
+constexpr int kSignOnTextsAt = 12;
 
 }  // namespace
 
 TSecretPacket MakeSignOnRequest(const std::string& identity, const std::string& password) {
-  TSecretPacket packet(PkSession, kRequestTextsAt + identity.size() + password.size());
+  TSecretPacket packet(PkSession, kSignOnTextsAt + identity.size() + password.size());
   if (!packet) return packet;
   packet.SetSubcode(PkSessionSignOn);
   packet.SetLength(4, identity);
   packet.SetLength(7, password);
-  packet.Put(kRequestTextsAt, identity);
-  packet.Put(kRequestTextsAt + identity.size(), password);
+  packet.Put(kSignOnTextsAt, identity);
+  packet.Put(kSignOnTextsAt + identity.size(), password);
   return packet;
 }
 
 std::string_view ReadSignOnIdentity(const char* packet, int length) {
-  if (length < kRequestTextsAt) return {};
-  return TPacketReader(packet, length, kRequestTextsAt, vek_LittleEndian).Text(Byte(packet[4]));
+  if (length < kSignOnTextsAt) return {};
+  return TPacketReader(packet, length, kSignOnTextsAt, vek_LittleEndian).Text(Byte(packet[4]));
 }
 
 std::optional<TSignOnReply> ReadSignOnReply(const char* packet, int length, EVekEndian endian) {

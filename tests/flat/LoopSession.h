@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "flat/FlatSession.h"
+#include "platform/os/MessageWindow.h"
 #include "platform/runtime/TSyncContext.h"
 
 namespace vektest {
@@ -67,6 +68,11 @@ class LoopSession : public FlatSession {
     network.join();
     DispatchAll();
   }
+};
+
+struct NoHandler final : Dova::Os::TMessageHandler {
+  bool OnMessage(const Dova::Os::TMessage&) noexcept override { return true; }
+  void OnWindowGone() noexcept override {}
 };
 
 }  // namespace vektest

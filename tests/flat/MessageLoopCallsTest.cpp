@@ -6,7 +6,7 @@
 namespace vektest {
 namespace {
 
-const std::string kResult = TaskResult("w", "\x02T\n");
+const std::string kTableResult = TaskResult("w", "\x02T\n");
 const std::string kChange = ChgPassResult("id", "x");
 
 class LoopCalls : public LoopSession {
@@ -36,7 +36,7 @@ class LoopCalls : public LoopSession {
     SignOn();
     DispatchAll();
     Take();
-    DeliverFromLink(kResult + Message(130, "r"));
+    DeliverFromLink(kTableResult + Message(130, "r"));
     DispatchAll();
     return Take() == Lines{"result w", "report r"};
   }
@@ -45,12 +45,12 @@ class LoopCalls : public LoopSession {
 // The link's thread waits inside the context for an answer while the callback wants the context.
 TEST_F(LoopCalls, InsideAResultThatTheLinkWaitsFor) {
   for (const char* act : kActs) {
-    for (const std::string& message : {kResult, kChange}) {
+    for (const std::string& message : {kTableResult, kChange}) {
       SCOPED_TRACE(act);
       onEvent = nullptr;
       SignOnOnLoop();
-      ActInside(message == kResult ? "result" : "chgpass", act);
-      DeliverFromLink(message + Message(130, "late") + kResult);
+      ActInside(message == kTableResult ? "result" : "chgpass", act);
+      DeliverFromLink(message + Message(130, "late") + kTableResult);
       DispatchAll();
       const Lines seen = Take();
       EXPECT_EQ(std::count(seen.begin(), seen.end(), "report late"), 0) << "the rest of the block is dropped";
@@ -68,7 +68,7 @@ TEST_F(LoopCalls, InsideAQueuedEvent) {
     SCOPED_TRACE(act);
     SignOnOnLoop();
     ActInside("report", act);
-    DeliverFromLink(Message(130, "a") + Message(130, "b") + kResult + Message(130, "c"));
+    DeliverFromLink(Message(130, "a") + Message(130, "b") + kTableResult + Message(130, "c"));
     DispatchAll();
     const Lines seen = Take();
     if (client.object) {
@@ -92,7 +92,7 @@ TEST_F(LoopCalls, WhileAResultIsOnItsWay) {
       SCOPED_TRACE(std::string(act) + ", inside it " + inner);
       SignOnOnLoop();
       ActInside("result", inner);
-      WithOnItsWay(kResult + Message(130, "late"), [&] { Act(act); });
+      WithOnItsWay(kTableResult + Message(130, "late"), [&] { Act(act); });
       const Lines seen = Take();
       const auto result = std::find(seen.begin(), seen.end(), "result w");
       EXPECT_TRUE(result == seen.begin() || result == seen.end());
@@ -117,8 +117,8 @@ const Trigger kTriggers[] = {
     {"ready", [](TestMes& link) { link.Deliver(SgnResult() + Message(130, "late")); }},
     {"ack", [](TestMes& link) { link.Deliver(Message(129, "w1") + Message(130, "late")); }},
     {"report", [](TestMes& link) { link.Deliver(Message(130, "r") + Message(130, "late")); }},
-    {"result", [](TestMes& link) { link.Deliver(kResult + Message(130, "late")); }},
-    {"chgpass", [](TestMes& link) { link.Deliver(kChange + kResult); }},
+    {"result", [](TestMes& link) { link.Deliver(kTableResult + Message(130, "late")); }},
+    {"chgpass", [](TestMes& link) { link.Deliver(kChange + kTableResult); }},
 };
 
 TEST_F(LoopCalls, TheClientMayBeDeletedInsideEveryEvent) {
@@ -157,7 +157,7 @@ TEST_F(LoopCalls, EventsOfTheCallbacksOwnMakingComeBehindTheResult) {
     SignOnOnLoop();
     ActInside("report a", "disconnect");
     Queue(Message(130, "a") + Message(130, "b"));
-    WithOnItsWay(kResult, [] { DispatchAll(); });
+    WithOnItsWay(kTableResult, [] { DispatchAll(); });
     Lines seen = Take();
     if (seen.size() == 4) {
       EXPECT_EQ(seen[2], "result w");
@@ -191,7 +191,7 @@ TEST_F(LoopCalls, LoopsInsideCallbacks) {
       for (int box = 1; box <= kBoxes; ++box) {
         link->Deliver(Message(130, "open"));
         while (open != box) std::this_thread::yield();
-        link->Deliver(kResult + kResult);
+        link->Deliver(kTableResult + kTableResult);
         expected.insert(expected.end(), {"report open", "result w", "result w"});
       }
       link->Deliver(Message(130, "end"));
@@ -221,11 +221,11 @@ TEST_F(LoopCalls, ClientsMayBeDeletedInsideOneAnothersResults) {
   };
   std::atomic<int> done{0};
   std::thread one([&] {
-    firstLink->Deliver(kResult + kResult);
+    firstLink->Deliver(kTableResult + kTableResult);
     ++done;
   });
   std::thread two([&] {
-    secondLink->Deliver(kResult + kResult);
+    secondLink->Deliver(kTableResult + kTableResult);
     ++done;
   });
   while (done < 2) CVekMessageLoop_Dispatch(5);

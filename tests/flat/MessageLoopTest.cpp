@@ -3,7 +3,6 @@
 
 #include "flat/LoopSession.h"
 #include "flat/TPendingEvRecs.h"
-#include "platform/os/MessageWindow.h"
 
 namespace vektest {
 namespace {
@@ -140,11 +139,6 @@ TEST_F(LoopSession, ATextThatIsTooLongIsToldOnTheLoopsThread) {
   DispatchAll();
   EXPECT_EQ(Take().size(), 2u);
 }
-
-struct NoHandler final : Dova::Os::TMessageHandler {
-  bool OnMessage(const Dova::Os::TMessage&) noexcept override { return true; }
-  void OnWindowGone() noexcept override {}
-};
 
 TEST_F(LoopSession, DeletionDropsWhatIsQueued) {
   SignOnOnLoop();

@@ -16,7 +16,7 @@ const char* const kExports[] = {
 #include "vekapi_exports.inc"
 };
 
-char buffer[16];
+char anyBytes[16];
 
 // Calls a function with `handle` and with a null address; true if both results are as expected.
 template <class Handle>
@@ -46,7 +46,7 @@ std::function<bool()> Made(Handle (*create)(const Callbacks*, void*), void (*des
 const CVekField* const kNoField = nullptr;
 
 const std::map<std::string, std::function<bool()>> kWalk = {
-    {"CVekApi_Describe", [] { return CVekApi_Describe(nullptr, buffer, 16) == 0; }},
+    {"CVekApi_Describe", [] { return CVekApi_Describe(nullptr, anyBytes, 16) == 0; }},
     {"CVekApi_FreeBSTR", [] { return CVekApi_FreeBSTR(nullptr), true; }},
     {"CVekApi_ReasonOf", [] { return CVekApi_ReasonOf(nullptr) == cvre_Other; }},
     {"CVekApi_Text", [] { return *CVekApi_Text(-1, -1, -1) == '\0'; }},
@@ -60,11 +60,12 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekClient_Create_OnMessageLoop", Made(CVekClient_Create_OnMessageLoop, CVekClient_Delete)},
     {"CVekClient_Delete", NOTHING(CVekClient, CVekClient_Delete(h))},
     {"CVekClient_Disconnect", NOTHING(CVekClient, CVekClient_Disconnect(h))},
-    {"CVekClient_EncPacket", NOTHING(CVekClient, CVekClient_EncPacket(h, buffer, 16))},
+    {"CVekClient_EncPacket", NOTHING(CVekClient, CVekClient_EncPacket(h, anyBytes, 16))},
     {"CVekClient_IsSessionConnected", ANSWER(CVekClient, CVekClient_IsSessionConnected(h), false)},
-    {"CVekClient_SendPk", ANSWER(CVekClient, CVekClient_SendPk(h, buffer, 16), false)},
-    {"CVekClient_SendVekRequest", ANSWER(CVekClient, CVekClient_SendVekRequest(h, 129, buffer, 16), false)},
-    {"CVekClient_SendVekQueryRequest", ANSWER(CVekClient, CVekClient_SendVekQueryRequest(h, buffer, 16), -1)},
+    {"CVekClient_SendPk", ANSWER(CVekClient, CVekClient_SendPk(h, anyBytes, 16), false)},
+    {"CVekClient_SendVekRequest", ANSWER(CVekClient, CVekClient_SendVekRequest(h, 129, anyBytes, 16), false)},
+    {"CVekClient_SendVekQueryRequest",
+     ANSWER(CVekClient, CVekClient_SendVekQueryRequest(h, anyBytes, 16), -1)},
     {"CVekClient_ServerName", NULL_RESULT(CVekClient, CVekClient_ServerName(h))},
     {"CVekClient_SgnResult", NULL_HANDLE(CVekClient, CVekClient_SgnResult(h))},
     {"CVekClient_State", ANSWER(CVekClient, CVekClient_State(h), 0)},
@@ -95,15 +96,15 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekFlowCtrlSender_DropPending", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_DropPending(h), 0u)},
     {"CVekFlowCtrlSender_RefusedCount", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_RefusedCount(h), 0u)},
     {"CVekFlowCtrlSender_TakePending",
-     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_TakePending(h, buffer, 16), 0u)},
+     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_TakePending(h, anyBytes, 16), 0u)},
     {"CVekFlowCtrlSender_Create", NULL_HANDLE(CVekClient, CVekFlowCtrlSender_Create(h))},
     {"CVekFlowCtrlSender_Delete", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_Delete(h))},
     {"CVekFlowCtrlSender_IsFlowCfg", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_IsFlowCfg(h), 0)},
     {"CVekFlowCtrlSender_PendingCount", ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_PendingCount(h), 0u)},
     {"CVekFlowCtrlSender_SendVekRequest",
-     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequest(h, buffer, 16), false)},
+     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequest(h, anyBytes, 16), false)},
     {"CVekFlowCtrlSender_SendVekRequests",
-     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequests(h, buffer, 16), 0u)},
+     ANSWER(CVekFlowCtrlSender, CVekFlowCtrlSender_SendVekRequests(h, anyBytes, 16), 0u)},
     {"CVekFlowCtrlSender_SetAckTime", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_SetAckTime(h, 1, 2))},
     {"CVekFlowCtrlSender_SetFlowCtrl", NOTHING(CVekFlowCtrlSender, CVekFlowCtrlSender_SetFlowCtrl(h, 1, 1))},
 

@@ -68,7 +68,7 @@ using VekApi::VekTaskResult;
 constexpr std::size_t kKept = 16 << 20;
 constexpr std::size_t kSlack = 64 * 1024;
 
-std::atomic<bool> over;
+std::atomic<bool> linkOver;
 
 // Different names, of bytes without another meaning.
 std::string NameOf(unsigned number, unsigned bytes) {
@@ -233,15 +233,15 @@ TEST(Memory, ParsingCanBeGivenUp) {
   for (const THostile& hostile : LargeTexts()) {
     const std::string packet = results::Packet(hostile.text);
     VekTaskResult result;
-    over = false;
-    ASSERT_TRUE(TTaskResultPeer::Parse(result, packet, over));
+    linkOver = false;
+    ASSERT_TRUE(TTaskResultPeer::Parse(result, packet, linkOver));
     EXPECT_GT(result.TableCount(), 0u) << hostile.what;
     for (const std::size_t nth : {0, 1, 2}) {
-      over = nth == 0;
-      count.event = [] { over = true; };
+      linkOver = nth == 0;
+      count.event = [] { linkOver = true; };
       VekTaskResult other;
       count.eventAt = nth ? count.calls + nth : 0;
-      ASSERT_FALSE(TTaskResultPeer::Parse(other, packet, over)) << hostile.what << nth;
+      ASSERT_FALSE(TTaskResultPeer::Parse(other, packet, linkOver)) << hostile.what << nth;
       count.eventAt = 0;
       ASSERT_EQ(other.WorkID() + other.OrigResult(), "");
       ASSERT_EQ(other.TableCount(), 0u);

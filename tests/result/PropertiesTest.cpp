@@ -10,14 +10,14 @@ using results::Bytes;
 using results::Visible;
 using VekApi::VekProperties;
 
-struct TCase {
+struct TTextCase {
   const char* text;
   std::string name;
   std::string pairText;
 };
 
 TEST(Properties, ReadsTexts) {
-  const TCase kCases[] = {
+  const TTextCase kCases[] = {
       {"", "", ""},
       {"abc", "abc", ""},
       {"T;k=1;k=2", "T", "|k=1"},
@@ -30,7 +30,7 @@ TEST(Properties, ReadsTexts) {
       {";k=v", "", "|k=v"},
       {"T;k=v~w;l=w", "T", "|k=v"},
   };
-  for (const TCase& c : kCases) {
+  for (const TTextCase& c : kCases) {
     const VekProperties properties(Bytes(c.text));
     EXPECT_EQ(properties.Name(), c.name) << c.text;
     EXPECT_EQ(Visible(properties.ToDispString()), c.pairText) << c.text;

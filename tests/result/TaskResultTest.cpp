@@ -18,14 +18,14 @@ using results::ResultOf;
 using VekApi::VekTable;
 using VekApi::VekTaskResult;
 
-struct TCase {
+struct TTableCase {
   const char* what;
   const char* text;
   const char* tables;
 };
 
 TEST(TaskResult, ReadsTablesFromText) {
-  constexpr TCase kCases[] = {
+  constexpr TTableCase kCases[] = {
       {"one table", "#Orders\n@No|Qty\nA1|5\n", "[Orders](No)(Qty)/A1,5"},
       {"last line without an end", "#T\n@A|B\n1|2\n3|4", "[T](A)(B)/1,2/3,4"},
       {"attributes", "#T;mkt=2\n@A;k=v\n", "[T|mkt=2](A|k=v)"},
@@ -54,7 +54,7 @@ TEST(TaskResult, ReadsTablesFromText) {
   };
   VekTaskResult reused;
   for (int round = 0; round < 2; ++round) {
-    for (const TCase& c : kCases) {
+    for (const TTableCase& c : kCases) {
       const std::string text = Bytes(c.text);
       EXPECT_EQ(Describe(ResultOf(text)), c.tables) << c.what;
       Parse(reused, results::Packet(text));

@@ -9,12 +9,14 @@
 
 namespace TestSupport {
 
+constexpr int kPatienceMs = 60'000;  // for what should take none
+
 class TAlarmClock {
  public:
   explicit TAlarmClock(std::function<void()> onExpiry = {}) : onExpiry_(std::move(onExpiry)) {}
   void Start(unsigned ms) { timer_.Start(&TAlarmClock::OnTimer, ms); }
   void Stop() { timer_.Stop(); }
-  bool Rings() { return rang_.Wait(60'000); }
+  bool Rings() { return rang_.Wait(kPatienceMs); }
 
  private:
   void OnTimer() {

@@ -19,12 +19,10 @@
 namespace {
 
 using namespace Dova;
+using TestSupport::kPatienceMs;
 using TestSupport::refuseThreads;
-using TestSupport::TNoMemory;
-
-constexpr int kPatienceMs = 60'000;
-
 using TestSupport::TAlarmClock;
+using TestSupport::TNoMemory;
 
 TEST(Shortage, ARefusedTimerThreadIsAskedForAtEveryChance) {
   const struct {

@@ -7,14 +7,6 @@
 #include "simulation/World.h"
 
 namespace vektest {
-namespace {
-
-bool Begins(const std::string& text, const std::string& start) {
-  return text.rfind(start, 0) == 0;
-}
-
-}  // namespace
-
 // Any call that began when the one that made this link was back, and is back itself, has ended it.
 bool Life::Allows(int link) const {
   const auto made =

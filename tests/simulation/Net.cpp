@@ -158,12 +158,6 @@ namespace {
 
 constexpr int kRefused = 111;
 
-struct TTry {
-  Net::Attempt::Outcome outcome;
-  vektest::Ns decided;
-  unsigned port;
-};
-
 const char*& Failure() {
   return Scheduler::Current()->Self().error;
 }
@@ -171,6 +165,11 @@ const char*& Failure() {
 }  // namespace
 
 struct TSocket::TNative {
+  struct TTry {
+    Net::Attempt::Outcome outcome;
+    vektest::Ns decided;
+    unsigned port;
+  };
   std::shared_ptr<Line> line;
   std::list<TTry> tries;
   bool over = false;
@@ -205,7 +204,7 @@ TSocket::EAttempt TSocket::Await(std::int64_t dueNs, int& failure) {
         next = std::min(next, each->decided);
         continue;
       }
-      const TTry decided = *each;
+      const TNative::TTry decided = *each;
       native_->tries.erase(each);
       if (decided.outcome == Net::Attempt::Accepts) {
         native_->line = Net::current->Accept(decided.port);

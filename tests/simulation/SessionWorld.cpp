@@ -8,20 +8,7 @@
 namespace vektest {
 namespace {
 
-constexpr unsigned kFirstPort = 1000;
 constexpr unsigned kPortsEach = 10;
-
-Task* Me() {
-  return &Scheduler::Current()->Self();
-}
-
-bool OnlyMe(const std::vector<Task*>& tasks) {
-  return std::all_of(tasks.begin(), tasks.end(), [](const Task* each) { return each == Me(); });
-}
-
-bool Begins(const std::string& text, const std::string& start) {
-  return text.rfind(start, 0) == 0;
-}
 
 }  // namespace
 

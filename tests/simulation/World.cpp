@@ -10,16 +10,6 @@ namespace vektest {
 namespace {
 
 constexpr Ns kHung = 6000 * kSecond;
-constexpr unsigned kFirstPort = 1000;
-
-Task* Me() {
-  return &Scheduler::Current()->Self();
-}
-
-bool OnlyMe(const std::vector<Task*>& tasks) {
-  return std::all_of(tasks.begin(), tasks.end(), [](const Task* each) { return each == Me(); });
-}
-
 Server* ServerOf(const LinkBook& book) {
   return book.line ? static_cast<Server*>(book.line->far.get()) : nullptr;
 }

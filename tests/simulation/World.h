@@ -1,6 +1,7 @@
 // A run: the clients, the application's threads, the servers, and what must hold for all of them.
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +18,20 @@ namespace vektest {
 
 class World;
 class Server;
+
+constexpr unsigned kFirstPort = 1000;
+
+inline Task* Me() {
+  return &Scheduler::Current()->Self();
+}
+
+inline bool OnlyMe(const std::vector<Task*>& tasks) {
+  return std::all_of(tasks.begin(), tasks.end(), [](const Task* each) { return each == Me(); });
+}
+
+inline bool Begins(const std::string& text, const std::string& start) {
+  return text.rfind(start, 0) == 0;
+}
 
 // What a client is to be told over one link, in the order of the wire.
 struct LinkBook {

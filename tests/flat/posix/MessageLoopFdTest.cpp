@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include "flat/LoopSession.h"
-#include "platform/os/MessageWindow.h"
 
 namespace vektest {
 namespace {
@@ -32,11 +31,6 @@ TEST_F(LoopSession, TheDescriptorIsReadableWhileThereIsWork) {
   CVekClient_Delete(&client);
   EXPECT_FALSE(IsReadable(fd)) << "what is dropped does not wait";
 }
-
-struct NoHandler final : Dova::Os::TMessageHandler {
-  bool OnMessage(const Dova::Os::TMessage&) noexcept override { return true; }
-  void OnWindowGone() noexcept override {}
-};
 
 TEST_F(LoopSession, AFullMessageQueueIsTriedAgain) {
   SignOnOnLoop();

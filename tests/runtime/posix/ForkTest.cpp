@@ -17,9 +17,8 @@ namespace {
 
 using namespace Dova;
 
-constexpr int kPatienceMs = 60'000;
-
 using TestSupport::ExitCodeOfChild;
+using TestSupport::kPatienceMs;
 using TestSupport::TAlarmClock;
 
 // A static client's objects; destroyed in the exit handlers of the children and of this process.

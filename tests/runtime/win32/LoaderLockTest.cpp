@@ -5,6 +5,7 @@
 
 #include "platform/os/Event.h"
 #include "platform/os/Thread.h"
+#include "runtime/AlarmClock.h"
 #include "runtime/Shortage.h"
 
 namespace {
@@ -12,8 +13,7 @@ namespace {
 using Dova::Os::HoldsLoaderLock;
 using Dova::Os::TEvent;
 using Dova::Os::TThread;
-
-constexpr int kPatienceMs = 30'000;
+using TestSupport::kPatienceMs;
 
 template <class TFunction>
 TFunction Find(const char* name) {
