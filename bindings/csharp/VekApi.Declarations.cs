@@ -85,6 +85,7 @@ namespace VekApi
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekClientCallbacks
     {
+        /// <summary>Each is called for the event of its type.</summary>
         public CVekOnUnknownMsgCode OnVekUnknownMsgCodeEvent;
         public CVekOnConnect OnVekConnectEvent;
         public CVekOnApReady OnVekApReadyEvent;
@@ -95,6 +96,7 @@ namespace VekApi
         public CVekOnClientDestroy OnVekClientDestroyEvent;
     }
 
+    /// <summary>Callbacks of a gate.</summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekFlowCtrlCallbacks
     {
@@ -102,6 +104,7 @@ namespace VekApi
         public CVekOnFlowCtrlFree OnVekFlowCtrlFree;
     }
 
+    /// <summary>Callbacks of a sender.</summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekFlowCtrlSenderCallbacks
     {
@@ -174,6 +177,7 @@ namespace VekApi
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekSessionConfig
     {
+        /// <summary>of this structure</summary>
         public uint size;
         /// <summary>vsc_... [0]</summary>
         public uint flags;
@@ -183,6 +187,7 @@ namespace VekApi
         public IntPtr apVersion;
         /// <summary>user identity: id1/id2 []</summary>
         public IntPtr id1;
+        /// <summary>may be empty []</summary>
         public IntPtr id2;
         /// <summary>in front of work ids that the session makes, up to 8 letters or digits []</summary>
         public IntPtr idPrefix;
@@ -260,7 +265,9 @@ namespace VekApi
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekSubmit
     {
+        /// <summary>of this structure</summary>
         public uint size;
+        /// <summary>of the message: 128, 129 or another</summary>
         public int code;
         /// <summary>vsm_...</summary>
         public int mode;
@@ -289,9 +296,11 @@ namespace VekApi
         public ulong tag;
     }
 
+    /// <summary>What CVekSession_Submit made of a request.</summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekReceipt
     {
+        /// <summary>of this structure</summary>
         public uint size;
         /// <summary>
         /// vsr_TooFast: so long; taken and held: when the rate allows the next one. -1: until an
@@ -312,6 +321,7 @@ namespace VekApi
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekSessionStats
     {
+        /// <summary>of this structure</summary>
         public uint size;
         /// <summary>now</summary>
         public uint held;
@@ -327,13 +337,19 @@ namespace VekApi
         public uint shortLinks;
         /// <summary>by vsf_...; [vsf_Refused]: by CVekSession_Submit</summary>
         [MarshalAs(UnmanagedType.ByValArray, SizeConst = 8)] public ulong[] fates;
+        /// <summary>events of kind vse_Late</summary>
         public ulong late;
+        /// <summary>and vse_Stray</summary>
         public ulong stray;
         /// <summary>how often the head of the queue had to wait for the rate</summary>
         public ulong gateWaits;
+        /// <summary>of all links together</summary>
         public ulong bytesIn;
+        /// <summary>of all links together</summary>
         public ulong bytesOut;
+        /// <summary>of all links together</summary>
         public ulong messagesIn;
+        /// <summary>of all links together</summary>
         public ulong messagesOut;
         /// <summary>time in vss_Up, all links together</summary>
         public long upNs;
@@ -352,6 +368,7 @@ namespace VekApi
         SigningOn = 3,
         /// <summary>signed on; the queries of CVekSession_AddResync are being answered</summary>
         Resyncing = 4,
+        /// <summary>requests are taken</summary>
         Up = 5,
         /// <summary>CVekSession_Close waits for what is out</summary>
         Draining = 6,
@@ -569,6 +586,7 @@ namespace VekApi
         public const int vss_SigningOn = 3;
         /// <summary>signed on; the queries of CVekSession_AddResync are being answered</summary>
         public const int vss_Resyncing = 4;
+        /// <summary>requests are taken</summary>
         public const int vss_Up = 5;
         /// <summary>CVekSession_Close waits for what is out</summary>
         public const int vss_Draining = 6;
@@ -896,6 +914,7 @@ namespace VekApi
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_IndexTable(ref CVekTaskResult result, uint index);
 
+        /// <summary>Number of tables.</summary>
         [DllImport(Library)]
         public static extern uint CVekTaskResult_TableCount(ref CVekTaskResult result);
 
@@ -1261,6 +1280,7 @@ namespace VekApi
         [DllImport(Library)]
         public static extern int CVekMessageLoop_Fd();
 
+        /// <summary>Fills the first `size` bytes of `config` with the defaults.</summary>
         [DllImport(Library)]
         public static extern void CVekSession_Defaults(ref CVekSessionConfig config, uint size);
 
@@ -1443,6 +1463,7 @@ namespace VekApi
         [DllImport(Library)]
         public static extern void CVekTaskResult_Free(ref CVekTaskResult result);
 
+        /// <summary>Fills `stats`, whose size the caller has set.</summary>
         [DllImport(Library)]
         public static extern void CVekSession_Stats(ref CVekSession session, ref CVekSessionStats stats);
 

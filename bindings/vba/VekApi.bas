@@ -57,7 +57,7 @@ Public Const vss_Waiting As Long = 1  ' no link; the next attempt comes after a 
 Public Const vss_Connecting As Long = 2  ' a link is being made
 Public Const vss_SigningOn As Long = 3  ' the server accepted the connection
 Public Const vss_Resyncing As Long = 4  ' signed on; the queries of CVekSession_AddResync are being answered
-Public Const vss_Up As Long = 5
+Public Const vss_Up As Long = 5  ' requests are taken
 Public Const vss_Draining As Long = 6  ' CVekSession_Close waits for what is out
 Public Const vss_Refused As Long = 7  ' the server did not let the user in: no retry; CVekSession_ChangePassword works while the
 Public Const vss_Stopped As Long = 8  ' given up: CVekSession_Open begins anew
@@ -485,6 +485,7 @@ Public Declare PtrSafe Function CVekTaskResult_NameTable_P Lib "vekapi.dll" Alia
 Public Declare PtrSafe Function CVekTaskResult_IndexTable Lib "vekapi.dll" ( _
     ByRef result As CVekTaskResult, ByVal index As Long) As LongPtr
 
+' Number of tables.
 Public Declare PtrSafe Function CVekTaskResult_TableCount Lib "vekapi.dll" ( _
     ByRef result As CVekTaskResult) As Long
 
@@ -748,6 +749,7 @@ Public Declare PtrSafe Function CVekMessageLoop_Dispatch Lib "vekapi.dll" (ByVal
 ' message loop serves everything.
 Public Declare PtrSafe Function CVekMessageLoop_Fd Lib "vekapi.dll" () As Long
 
+' Fills the first `size` bytes of `config` with the defaults.
 Public Declare PtrSafe Sub CVekSession_Defaults Lib "vekapi.dll" ( _
     ByRef config As CVekSessionConfig, ByVal size As Long)
 
@@ -869,6 +871,7 @@ Public Declare PtrSafe Function CVekSession_KeepResult Lib "vekapi.dll" ( _
 ' Frees what CVekSession_KeepResult returned, and nothing else; the handle becomes null.
 Public Declare PtrSafe Sub CVekTaskResult_Free Lib "vekapi.dll" (ByRef result As CVekTaskResult)
 
+' Fills `stats`, whose size the caller has set.
 Public Declare PtrSafe Sub CVekSession_Stats Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByRef stats As CVekSessionStats)
 

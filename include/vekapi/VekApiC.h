@@ -70,8 +70,9 @@ VEKAPI_FLAT void CVekApi_FreeBSTR(CVekBSTR text);
 // ---------------------------------------------------------------------------------------------------------
 // Properties: a name and key/value pairs. Keys are compared bytewise.
 
+// The properties of a table or a column. Borrowed.
 typedef struct CVekProperties {
-  const void* object;
+  const void* object;  // null: a null handle
 } CVekProperties;
 
 // The value of `key`, or null if there is none.
@@ -97,12 +98,14 @@ VEKAPI_FLAT CVekBSTR CVekProperties_ToString_B(const CVekProperties* properties)
 // ---------------------------------------------------------------------------------------------------------
 // Fields: the columns of a table
 
+// One column of a table. Borrowed.
 typedef struct CVekField {
-  const void* object;
+  const void* object;  // null: a null handle
 } CVekField;
 
+// All columns of a table. Borrowed.
 typedef struct CVekFields {
-  const void* object;
+  const void* object;  // null: a null handle
 } CVekFields;
 
 // The column's name and attributes.
@@ -121,8 +124,9 @@ VEKAPI_FLAT int CVekFields_Count(const CVekFields* fields);
 // ---------------------------------------------------------------------------------------------------------
 // Tables
 
+// A table of a result. Borrowed.
 typedef struct CVekTable {
-  const void* object;
+  const void* object;  // null: a null handle
 } CVekTable;
 
 // Account market of a table, as CVekTable_MktFlag returns it. The server may send other values.
@@ -158,8 +162,9 @@ VEKAPI_FLAT int CVekTable_MktFlag(const CVekTable* table);
 // ---------------------------------------------------------------------------------------------------------
 // Task results: the answer to a request
 
+// The result of a query. Borrowed, unless a function says that the caller owns it.
 typedef struct CVekTaskResult {
-  const void* object;
+  const void* object;  // null: a null handle
 } CVekTaskResult;
 
 // The id that matches this answer to its request.
@@ -174,13 +179,15 @@ VEKAPI_FLAT CVekBSTR CVekTaskResult_OrigResult_B(const CVekTaskResult* result);
 VEKAPI_FLAT CVekTable CVekTaskResult_NameTable(const CVekTaskResult* result, const char* name);
 VEKAPI_FLAT CVekTable CVekTaskResult_IndexTable(const CVekTaskResult* result, unsigned index);
 
+// Number of tables.
 VEKAPI_FLAT unsigned CVekTaskResult_TableCount(const CVekTaskResult* result);
 
 // ---------------------------------------------------------------------------------------------------------
 // Client: one session with an order-routing server
 
+// A client, owned by the caller: CVekClient_Delete.
 typedef struct CVekClient {
-  void* object;
+  void* object;  // null: a null handle
 } CVekClient;
 
 // States of a client (CVekClient_State). docs/events.md lists the transitions.
@@ -272,6 +279,7 @@ typedef void (*CVekOnClientDestroy)(CVekClient* client, void* user);
 // Events whose entry is null are dropped. A caller in a managed language must keep the delegates behind the
 // entries alive until the client is deleted.
 typedef struct CVekClientCallbacks {
+  // Each is called for the event of its type.
   CVekOnUnknownMsgCode OnVekUnknownMsgCodeEvent;
   CVekOnConnect OnVekConnectEvent;
   CVekOnApReady OnVekApReadyEvent;
@@ -360,8 +368,9 @@ VEKAPI_FLAT int CVekClient_SendVekQueryRequest(CVekClient* client, char* buffer,
 // A gate is waiting once CVekFlowCtrl_StartCheckTimer, or an acknowledgement, has found it closed.
 // OnVekFlowCtrlFree ends the wait. A new rate also applies to a waiting gate: the timer then calls back soon.
 
+// A gate, owned by the caller: CVekFlowCtrl_Delete.
 typedef struct CVekFlowCtrl {
-  void* object;
+  void* object;  // null: a null handle
 } CVekFlowCtrl;
 
 // The gate is open again. Runs inside CVekFlowCtrl_SetAckTime and CVekFlowCtrl_StartCheckTimer on the
@@ -372,6 +381,7 @@ typedef struct CVekFlowCtrl {
 // returns.
 typedef void (*CVekOnFlowCtrlFree)(CVekFlowCtrl* gate, void* user);
 
+// Callbacks of a gate.
 typedef struct CVekFlowCtrlCallbacks {
   CVekOnFlowCtrlFree OnVekFlowCtrlFree;  // may be null
 } CVekFlowCtrlCallbacks;
@@ -435,8 +445,9 @@ VEKAPI_FLAT void CVekFlowCtrl_Unlock(CVekFlowCtrl* gate);
 // CVekFlowCtrlSender_DropPending or _TakePending in OnVekConnectEvent. After a new rate is set, or the rate
 // removed, the timer soon sends what is then allowed.
 
+// A sender, owned by the caller: CVekFlowCtrlSender_Delete.
 typedef struct CVekFlowCtrlSender {
-  void* object;
+  void* object;  // null: a null handle
 } CVekFlowCtrlSender;
 
 // Returns a new sender, owned by the caller. It may outlive the client; all requests are then refused. Until
@@ -449,6 +460,7 @@ VEKAPI_FLAT CVekFlowCtrlSender CVekFlowCtrlSender_Create(CVekClient* client);
 typedef void (*CVekOnFlowCtrlSenderSent)(CVekFlowCtrlSender* sender, void* user, unsigned sent,
                                          unsigned refused);
 
+// Callbacks of a sender.
 typedef struct CVekFlowCtrlSenderCallbacks {
   CVekOnFlowCtrlSenderSent OnVekFlowCtrlSenderSent;  // may be null
 } CVekFlowCtrlSenderCallbacks;

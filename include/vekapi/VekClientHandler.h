@@ -32,6 +32,7 @@ class VEKAPI_EXPORT VekClientHandler {
   virtual void OnVekUnknownMsgCodeEvent(VekClient& client, int msgCode, const char* packet, int length);
 
  public:
+  // A handler has no state of its own.
   VekClientHandler() = default;
   VekClientHandler(const VekClientHandler&) = default;
   VekClientHandler& operator=(const VekClientHandler&) = default;

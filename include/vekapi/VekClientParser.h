@@ -23,16 +23,21 @@ class VekClient;
 // synchronised context.
 class VEKAPI_EXPORT VekClientParser {
  public:
+  // `client` owns the parser.
   explicit VekClientParser(VekClient& client);
   VekClientParser(const VekClientParser& other);
   VekClientParser& operator=(const VekClientParser&) = delete;
   ~VekClientParser();
 
+  // The session's state.
   EVekClientState State() const { return state_.load(std::memory_order_acquire); }
   void State(EVekClientState state) { state_.store(state, std::memory_order_release); }
 
+  // Name and version of the server; empty while not connected.
   const std::string& ServerName() const { return serverName_; }
+  // Byte order of the server, as announced in the last connect result.
   EVekEndian ServerEndian() const;
+  // The result that ended the last sign-on.
   const VekTaskResult& SgnResult() const { return sgnResult_; }
 
   // Parses a block of received bytes, descrambling it in place, and raises events from inside the call. An

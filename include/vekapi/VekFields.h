@@ -14,6 +14,7 @@ namespace VekApi {
 // not being changed may be read by any number of threads.
 class VEKAPI_EXPORT VekFields {
  public:
+  // No columns.
   VekFields();
   VekFields(const VekFields& other);
   VekFields& operator=(const VekFields& other);
@@ -22,6 +23,7 @@ class VEKAPI_EXPORT VekFields {
   VekFields& operator=(VekFields&& other) noexcept;
   ~VekFields();
 
+  // Removes all columns.
   void Clear();
 
   // Replaces the columns by those of `text`: property texts (see VekProperties) separated by 0x01, up to the
@@ -29,6 +31,7 @@ class VEKAPI_EXPORT VekFields {
   // column with an empty name.
   void SetFields(const std::string& text);
 
+  // Number of columns.
   int Count() const;
 
   // A column by index, counted from 0, or by name; null if there is no such column.

@@ -103,6 +103,7 @@ class VEKAPI_EXPORT VekFlowCtrl {
 // Holds a gate's user lock for its lifetime.
 class VEKAPI_EXPORT VekFlowCtrlLocker {
  public:
+  // `gate` must outlive the locker.
   explicit VekFlowCtrlLocker(const VekFlowCtrl& gate) : gate_(gate) { gate_.Lock(); }
   ~VekFlowCtrlLocker() { gate_.Unlock(); }
   VekFlowCtrlLocker(const VekFlowCtrlLocker&) = delete;

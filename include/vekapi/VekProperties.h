@@ -36,6 +36,7 @@ class VEKAPI_EXPORT VekProperties {
   // The value of `key`, or null. The pointer is valid as long as the object; Add does not invalidate it.
   const std::string* Get(const std::string& key) const;
 
+  // The name of the table or column.
   void Name(const std::string& name);
   const std::string& Name() const;
 

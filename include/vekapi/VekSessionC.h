@@ -42,7 +42,7 @@ extern "C" {
 
 // Belongs to the caller, who deletes it.
 typedef struct CVekSession {
-  void* object;
+  void* object;  // null: a null handle
 } CVekSession;
 
 // ---------------------------------------------------------------------------------------------------------
@@ -55,11 +55,11 @@ enum {
   vss_Connecting,  // a link is being made
   vss_SigningOn,   // the server accepted the connection
   vss_Resyncing,   // signed on; the queries of CVekSession_AddResync are being answered
-  vss_Up,
-  vss_Draining,  // CVekSession_Close waits for what is out
-  vss_Refused,   // the server did not let the user in: no retry; CVekSession_ChangePassword works while the
-                 // link is there, then CVekSession_SetPassword and CVekSession_Open
-  vss_Stopped    // given up: CVekSession_Open begins anew
+  vss_Up,          // requests are taken
+  vss_Draining,    // CVekSession_Close waits for what is out
+  vss_Refused,     // the server did not let the user in: no retry; CVekSession_ChangePassword works while the
+                   // link is there, then CVekSession_SetPassword and CVekSession_Open
+  vss_Stopped      // given up: CVekSession_Open begins anew
 };
 
 // What became of a request.
@@ -215,13 +215,13 @@ typedef void (*CVekOnEvent)(CVekSession* session, void* user, const CVekEvent* e
 
 // CVekSession_Defaults fills it with the values in brackets.
 typedef struct CVekSessionConfig {
-  uint32_t size;
+  uint32_t size;          // of this structure
   uint32_t flags;         // vsc_... [0]
   const char* apName;     // the application, for the server; up to 255 bytes ["VekSession"]
   const char* apVersion;  // four numbers ["1.0.0.0"]
   const char* id1;        // user identity: id1/id2 []
-  const char* id2;
-  const char* idPrefix;  // in front of work ids that the session makes, up to 8 letters or digits []
+  const char* id2;        // may be empty []
+  const char* idPrefix;   // in front of work ids that the session makes, up to 8 letters or digits []
   char idSeparator;  // ByWorkId: what ends the work id in an acknowledgement's line; the end of the line does
                      // too [' ']
   int32_t delivery;  // vsd_... [vsd_Threads]
@@ -261,6 +261,7 @@ typedef struct CVekSessionConfig {
   uint64_t seed;        // of delays and of the made work ids; 0: from the system [0]
 } CVekSessionConfig;
 
+// Fills the first `size` bytes of `config` with the defaults.
 VEKAPI_FLAT void CVekSession_Defaults(CVekSessionConfig* config, uint32_t size);
 
 // A new session, vss_Closed, without an endpoint. A null handle with `reason` (may be null) when the
@@ -318,8 +319,8 @@ VEKAPI_FLAT void CVekSession_Close(CVekSession* session, uint32_t drainMs);
 // "REST", with exactly one line feed. Other codes (4 to 4095) have no answer that the session could know:
 // their fate is vsf_Left.
 typedef struct CVekSubmit {
-  uint32_t size;
-  int32_t code;
+  uint32_t size;   // of this structure
+  int32_t code;    // of the message: 128, 129 or another
   int32_t mode;    // vsm_...
   uint32_t flags;  // vsg_Resync, vsg_Urgent, vsg_Duplicate
   const char*
@@ -335,8 +336,9 @@ typedef struct CVekSubmit {
   uint64_t tag;       // for the caller
 } CVekSubmit;
 
+// What CVekSession_Submit made of a request.
 typedef struct CVekReceipt {
-  uint32_t size;
+  uint32_t size;    // of this structure
   int32_t waitMs;   // vsr_TooFast: so long; taken and held: when the rate allows the next one. -1: until an
                     // acknowledgement comes, or cannot be said. 0: it went
   uint64_t ticket;  // from 1, never given twice by one session; 0: refused
@@ -400,24 +402,25 @@ VEKAPI_FLAT void CVekTaskResult_Free(CVekTaskResult* result);
 
 // Counts since the session was created. `size` is to be set.
 typedef struct CVekSessionStats {
-  uint32_t size;
-  uint32_t held;        // now
-  uint32_t heldMost;    // ever
-  uint32_t out;         // now: sent, without fate
-  uint32_t events;      // now: waiting for the application
-  uint32_t links;       // attempts
-  uint32_t shortLinks;  // in a row
-  uint64_t fates[8];    // by vsf_...; [vsf_Refused]: by CVekSession_Submit
-  uint64_t late;
-  uint64_t stray;
-  uint64_t gateWaits;  // how often the head of the queue had to wait for the rate
-  uint64_t bytesIn;
-  uint64_t bytesOut;
-  uint64_t messagesIn;
-  uint64_t messagesOut;
-  int64_t upNs;  // time in vss_Up, all links together
+  uint32_t size;         // of this structure
+  uint32_t held;         // now
+  uint32_t heldMost;     // ever
+  uint32_t out;          // now: sent, without fate
+  uint32_t events;       // now: waiting for the application
+  uint32_t links;        // attempts
+  uint32_t shortLinks;   // in a row
+  uint64_t fates[8];     // by vsf_...; [vsf_Refused]: by CVekSession_Submit
+  uint64_t late;         // events of kind vse_Late
+  uint64_t stray;        // and vse_Stray
+  uint64_t gateWaits;    // how often the head of the queue had to wait for the rate
+  uint64_t bytesIn;      // of all links together
+  uint64_t bytesOut;     // of all links together
+  uint64_t messagesIn;   // of all links together
+  uint64_t messagesOut;  // of all links together
+  int64_t upNs;          // time in vss_Up, all links together
 } CVekSessionStats;
 
+// Fills `stats`, whose size the caller has set.
 VEKAPI_FLAT void CVekSession_Stats(CVekSession* session, CVekSessionStats* stats);
 
 // How long answers took from being handed to the link, for requests of code 128 or 129: counts[i] of those

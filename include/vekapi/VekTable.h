@@ -16,6 +16,7 @@ namespace VekApi {
 // being changed may be read by any number of threads.
 class VEKAPI_EXPORT VekTable {
  public:
+  // A table without columns and records; its name and attributes are `properties`.
   explicit VekTable(const VekProperties& properties);
   VekTable(const VekTable& other);
   VekTable& operator=(const VekTable& other);
@@ -32,6 +33,7 @@ class VEKAPI_EXPORT VekTable {
   const VekFields& Fields() const;
   VekFields& Fields();
 
+  // Number of records.
   int RecordsCount() const;
 
   // Appends a record: values separated by 0x01. Missing values are "". Surplus values stay in the value of

@@ -17,6 +17,7 @@ class TLink;
 // Copies are independent and cheap. A result that is not being changed may be read by any number of threads.
 class VEKAPI_EXPORT VekTaskResult {
  public:
+  // An empty result.
   VekTaskResult();
   VekTaskResult(const VekTaskResult& other);
   VekTaskResult& operator=(const VekTaskResult& other);
@@ -38,6 +39,7 @@ class VEKAPI_EXPORT VekTaskResult {
   // that line said UTF-8. May contain any bytes; tables were parsed up to the first NUL.
   const std::string& OrigResult() const;
 
+  // Number of tables.
   unsigned TableCount() const;
 
   // A table by index, counted from 0, or by name, in arrival order; null if there is no such table. Pointers

@@ -71,7 +71,7 @@ vss_Waiting = 1  # no link; the next attempt comes after a delay
 vss_Connecting = 2  # a link is being made
 vss_SigningOn = 3  # the server accepted the connection
 vss_Resyncing = 4  # signed on; the queries of CVekSession_AddResync are being answered
-vss_Up = 5
+vss_Up = 5  # requests are taken
 vss_Draining = 6  # CVekSession_Close waits for what is out
 vss_Refused = 7  # the server did not let the user in: no retry; CVekSession_ChangePassword works while the link is there, then CVekSession_SetPassword and CVekSession_Open
 vss_Stopped = 8  # given up: CVekSession_Open begins anew
@@ -256,7 +256,9 @@ class CVekEvent(Structure):
 # their fate is vsf_Left.
 class CVekSubmit(Structure):
     _fields_ = [
+        # of this structure
         ("size", c_uint),
+        # of the message: 128, 129 or another
         ("code", c_int),
         # vsm_...
         ("mode", c_int),
@@ -284,8 +286,10 @@ class CVekSubmit(Structure):
 
 
 
+# What CVekSession_Submit made of a request.
 class CVekReceipt(Structure):
     _fields_ = [
+        # of this structure
         ("size", c_uint),
         # vsr_TooFast: so long; taken and held: when the rate allows the next one. -1: until an
         # acknowledgement comes, or cannot be said. 0: it went
@@ -306,6 +310,7 @@ class CVekReceipt(Structure):
 # Counts since the session was created. `size` is to be set.
 class CVekSessionStats(Structure):
     _fields_ = [
+        # of this structure
         ("size", c_uint),
         # now
         ("held", c_uint),
@@ -321,13 +326,19 @@ class CVekSessionStats(Structure):
         ("shortLinks", c_uint),
         # by vsf_...; [vsf_Refused]: by CVekSession_Submit
         ("fates", c_uint64 * 8),
+        # events of kind vse_Late
         ("late", c_uint64),
+        # and vse_Stray
         ("stray", c_uint64),
         # how often the head of the queue had to wait for the rate
         ("gateWaits", c_uint64),
+        # of all links together
         ("bytesIn", c_uint64),
+        # of all links together
         ("bytesOut", c_uint64),
+        # of all links together
         ("messagesIn", c_uint64),
+        # of all links together
         ("messagesOut", c_uint64),
         # time in vss_Up, all links together
         ("upNs", c_int64),
@@ -344,6 +355,7 @@ CVekOnEvent = CFUNCTYPE(None, POINTER(CVekSession), c_void_p, POINTER(CVekEvent)
 # entries alive until the client is deleted.
 class CVekClientCallbacks(Structure):
     _fields_ = [
+        # Each is called for the event of its type.
         ("OnVekUnknownMsgCodeEvent", CVekOnUnknownMsgCode),
         ("OnVekConnectEvent", CVekOnConnect),
         ("OnVekApReadyEvent", CVekOnApReady),
@@ -357,6 +369,7 @@ class CVekClientCallbacks(Structure):
 
 
 
+# Callbacks of a gate.
 class CVekFlowCtrlCallbacks(Structure):
     _fields_ = [
         # may be null
@@ -366,6 +379,7 @@ class CVekFlowCtrlCallbacks(Structure):
 
 
 
+# Callbacks of a sender.
 class CVekFlowCtrlSenderCallbacks(Structure):
     _fields_ = [
         # may be null
@@ -378,6 +392,7 @@ class CVekFlowCtrlSenderCallbacks(Structure):
 # CVekSession_Defaults fills it with the values in brackets.
 class CVekSessionConfig(Structure):
     _fields_ = [
+        # of this structure
         ("size", c_uint),
         # vsc_... [0]
         ("flags", c_uint),
@@ -387,6 +402,7 @@ class CVekSessionConfig(Structure):
         ("apVersion", c_char_p),
         # user identity: id1/id2 []
         ("id1", c_char_p),
+        # may be empty []
         ("id2", c_char_p),
         # in front of work ids that the session makes, up to 8 letters or digits []
         ("idPrefix", c_char_p),
@@ -514,6 +530,7 @@ PROTOTYPES = {
     "CVekTaskResult_NameTable": (CVekTable, [POINTER(CVekTaskResult), c_char_p]),
     # A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
     "CVekTaskResult_IndexTable": (CVekTable, [POINTER(CVekTaskResult), c_uint]),
+    # Number of tables.
     "CVekTaskResult_TableCount": (c_uint, [POINTER(CVekTaskResult)]),
     # The cvre_... value of a reason text, compared as a whole. cvre_Other for null and for unknown texts.
     "CVekApi_ReasonOf": (c_int, [c_char_p]),
@@ -691,6 +708,7 @@ PROTOTYPES = {
     # valid for the thread's lifetime; do not read or close it. -1 on error, and on Windows, where the thread's
     # message loop serves everything.
     "CVekMessageLoop_Fd": (c_int, []),
+    # Fills the first `size` bytes of `config` with the defaults.
     "CVekSession_Defaults": (None, [POINTER(CVekSessionConfig), c_uint]),
     # A new session, vss_Closed, without an endpoint. A null handle with `reason` (may be null) when the
     # configuration cannot be: vsr_BadArgument, vsr_NoMemory; vsr_Busy when the thread can have no message loop.
@@ -763,6 +781,7 @@ PROTOTYPES = {
     "CVekSession_KeepResult": (CVekTaskResult, [POINTER(CVekSession), POINTER(CVekEvent)]),
     # Frees what CVekSession_KeepResult returned, and nothing else; the handle becomes null.
     "CVekTaskResult_Free": (None, [POINTER(CVekTaskResult)]),
+    # Fills `stats`, whose size the caller has set.
     "CVekSession_Stats": (None, [POINTER(CVekSession), POINTER(CVekSessionStats)]),
     # How long answers took from being handed to the link, for requests of code 128 or 129: counts[i] of those
     # between 2^(i/8) and 2^((i+1)/8) us, shorter ones in counts[0], longer ones in the last. Returns how many

@@ -43,6 +43,7 @@ class State(Named):
     SIGNING_ON = ("SigningOn", 3)
     # signed on; the queries of CVekSession_AddResync are being answered
     RESYNCING = ("Resyncing", 4)
+    # requests are taken
     UP = ("Up", 5)
     # CVekSession_Close waits for what is out
     DRAINING = ("Draining", 6)
