@@ -85,14 +85,21 @@ namespace VekApi
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekClientCallbacks
     {
-        /// <summary>Each is called for the event of its type.</summary>
+        /// <summary>a message with an unknown code</summary>
         public CVekOnUnknownMsgCode OnVekUnknownMsgCodeEvent;
+        /// <summary>a change of state</summary>
         public CVekOnConnect OnVekConnectEvent;
+        /// <summary>signed on</summary>
         public CVekOnApReady OnVekApReadyEvent;
+        /// <summary>the result of a query</summary>
         public CVekOnTaskResult OnVekTaskResultEvent;
+        /// <summary>the answer to a password change</summary>
         public CVekOnChgPassResult OnVekChgPassResultEvent;
+        /// <summary>an acknowledgement</summary>
         public CVekOnRequestAck OnVekRequestAckEvent;
+        /// <summary>a report</summary>
         public CVekOnReport OnVekReportEvent;
+        /// <summary>the end of the client</summary>
         public CVekOnClientDestroy OnVekClientDestroyEvent;
     }
 
@@ -832,15 +839,15 @@ namespace VekApi
         [DllImport(Library)]
         public static extern int CVekField_Index(ref CVekField field);
 
-        /// <summary>A column by name, or by index counted from 0. Null handle if there is no such column.</summary>
+        /// <summary>The column of that name. Null handle if there is none.</summary>
         [DllImport(Library)]
         public static extern CVekField CVekFields_NameField(ref CVekFields fields, byte[] name);
 
-        /// <summary>A column by name, or by index counted from 0. Null handle if there is no such column.</summary>
+        /// <summary>The column of that name. Null handle if there is none.</summary>
         [DllImport(Library)]
         public static extern CVekField CVekFields_NameField(ref CVekFields fields, IntPtr name);
 
-        /// <summary>A column by name, or by index counted from 0. Null handle if there is no such column.</summary>
+        /// <summary>The column with that index, counted from 0. Null handle if there is none.</summary>
         [DllImport(Library)]
         public static extern CVekField CVekFields_IndexField(ref CVekFields fields, int index);
 
@@ -902,15 +909,15 @@ namespace VekApi
         [DllImport(Library)]
         public static extern IntPtr CVekTaskResult_OrigResult_B(ref CVekTaskResult result);
 
-        /// <summary>A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.</summary>
+        /// <summary>The table of that name. Null handle if there is none.</summary>
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_NameTable(ref CVekTaskResult result, byte[] name);
 
-        /// <summary>A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.</summary>
+        /// <summary>The table of that name. Null handle if there is none.</summary>
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_NameTable(ref CVekTaskResult result, IntPtr name);
 
-        /// <summary>A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.</summary>
+        /// <summary>The table with that index, counted from 0 in arrival order. Null handle if there is none.</summary>
         [DllImport(Library)]
         public static extern CVekTable CVekTaskResult_IndexTable(ref CVekTaskResult result, uint index);
 
@@ -1125,16 +1132,13 @@ namespace VekApi
         public static extern void CVekFlowCtrl_StartCheckTimer(ref CVekFlowCtrl gate);
 
         /// <summary>
-        /// Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-        /// thread must not connect, disconnect or delete a client.
+        /// Takes the gate's user lock. It is recursive: unlock as often as locked. While holding it, a thread must not
+        /// connect, disconnect or delete a client.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Lock(ref CVekFlowCtrl gate);
 
-        /// <summary>
-        /// Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-        /// thread must not connect, disconnect or delete a client.
-        /// </summary>
+        /// <summary>Releases the gate's user lock once.</summary>
         [DllImport(Library)]
         public static extern void CVekFlowCtrl_Unlock(ref CVekFlowCtrl gate);
 

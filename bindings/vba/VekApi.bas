@@ -416,13 +416,13 @@ Public Declare PtrSafe Function CVekField_Properties Lib "vekapi.dll" (ByRef fie
 ' Position in the table, counted from 0; -1 for a null handle.
 Public Declare PtrSafe Function CVekField_Index Lib "vekapi.dll" (ByRef field As CVekField) As Long
 
-' A column by name, or by index counted from 0. Null handle if there is no such column.
+' The column of that name. Null handle if there is none.
 Public Declare PtrSafe Function CVekFields_NameField Lib "vekapi.dll" (ByRef fields As CVekFields, _
     ByVal name As String) As LongPtr
 Public Declare PtrSafe Function CVekFields_NameField_P Lib "vekapi.dll" Alias "CVekFields_NameField" ( _
     ByRef fields As CVekFields, ByVal name As LongPtr) As LongPtr
 
-' A column by name, or by index counted from 0. Null handle if there is no such column.
+' The column with that index, counted from 0. Null handle if there is none.
 Public Declare PtrSafe Function CVekFields_IndexField Lib "vekapi.dll" (ByRef fields As CVekFields, _
     ByVal index As Long) As LongPtr
 
@@ -475,13 +475,13 @@ Public Declare PtrSafe Function CVekTaskResult_OrigResult Lib "vekapi.dll" ( _
 Public Declare PtrSafe Function CVekTaskResult_OrigResult_B Lib "vekapi.dll" ( _
     ByRef result As CVekTaskResult) As String
 
-' A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
+' The table of that name. Null handle if there is none.
 Public Declare PtrSafe Function CVekTaskResult_NameTable Lib "vekapi.dll" ( _
     ByRef result As CVekTaskResult, ByVal name As String) As LongPtr
 Public Declare PtrSafe Function CVekTaskResult_NameTable_P Lib "vekapi.dll" Alias "CVekTaskResult_NameTable" ( _
     ByRef result As CVekTaskResult, ByVal name As LongPtr) As LongPtr
 
-' A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
+' The table with that index, counted from 0 in arrival order. Null handle if there is none.
 Public Declare PtrSafe Function CVekTaskResult_IndexTable Lib "vekapi.dll" ( _
     ByRef result As CVekTaskResult, ByVal index As Long) As LongPtr
 
@@ -626,12 +626,11 @@ Public Declare PtrSafe Sub CVekFlowCtrl_Sleep Lib "vekapi.dll" (ByVal ms As Long
 ' Calls OnVekFlowCtrlFree when a request may be sent: immediately or later. Does nothing if no rate is set.
 Public Declare PtrSafe Sub CVekFlowCtrl_StartCheckTimer Lib "vekapi.dll" (ByRef gate As CVekFlowCtrl)
 
-' Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-' thread must not connect, disconnect or delete a client.
+' Takes the gate's user lock. It is recursive: unlock as often as locked. While holding it, a thread must not
+' connect, disconnect or delete a client.
 Public Declare PtrSafe Sub CVekFlowCtrl_Lock Lib "vekapi.dll" (ByRef gate As CVekFlowCtrl)
 
-' Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-' thread must not connect, disconnect or delete a client.
+' Releases the gate's user lock once.
 Public Declare PtrSafe Sub CVekFlowCtrl_Unlock Lib "vekapi.dll" (ByRef gate As CVekFlowCtrl)
 
 ' Returns a new sender, owned by the caller. It may outlive the client; all requests are then refused. Until

@@ -114,8 +114,10 @@ VEKAPI_FLAT CVekProperties CVekField_Properties(const CVekField* field);
 // Position in the table, counted from 0; -1 for a null handle.
 VEKAPI_FLAT int CVekField_Index(const CVekField* field);
 
-// A column by name, or by index counted from 0. Null handle if there is no such column.
+// The column of that name. Null handle if there is none.
 VEKAPI_FLAT CVekField CVekFields_NameField(const CVekFields* fields, const char* name);
+
+// The column with that index, counted from 0. Null handle if there is none.
 VEKAPI_FLAT CVekField CVekFields_IndexField(const CVekFields* fields, int index);
 
 // Number of columns.
@@ -175,8 +177,10 @@ VEKAPI_FLAT CVekBSTR CVekTaskResult_WorkID_B(const CVekTaskResult* result);
 VEKAPI_FLAT const char* CVekTaskResult_OrigResult(const CVekTaskResult* result);
 VEKAPI_FLAT CVekBSTR CVekTaskResult_OrigResult_B(const CVekTaskResult* result);
 
-// A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
+// The table of that name. Null handle if there is none.
 VEKAPI_FLAT CVekTable CVekTaskResult_NameTable(const CVekTaskResult* result, const char* name);
+
+// The table with that index, counted from 0 in arrival order. Null handle if there is none.
 VEKAPI_FLAT CVekTable CVekTaskResult_IndexTable(const CVekTaskResult* result, unsigned index);
 
 // Number of tables.
@@ -279,15 +283,14 @@ typedef void (*CVekOnClientDestroy)(CVekClient* client, void* user);
 // Events whose entry is null are dropped. A caller in a managed language must keep the delegates behind the
 // entries alive until the client is deleted.
 typedef struct CVekClientCallbacks {
-  // Each is called for the event of its type.
-  CVekOnUnknownMsgCode OnVekUnknownMsgCodeEvent;
-  CVekOnConnect OnVekConnectEvent;
-  CVekOnApReady OnVekApReadyEvent;
-  CVekOnTaskResult OnVekTaskResultEvent;
-  CVekOnChgPassResult OnVekChgPassResultEvent;
-  CVekOnRequestAck OnVekRequestAckEvent;
-  CVekOnReport OnVekReportEvent;
-  CVekOnClientDestroy OnVekClientDestroyEvent;
+  CVekOnUnknownMsgCode OnVekUnknownMsgCodeEvent;  // a message with an unknown code
+  CVekOnConnect OnVekConnectEvent;                // a change of state
+  CVekOnApReady OnVekApReadyEvent;                // signed on
+  CVekOnTaskResult OnVekTaskResultEvent;          // the result of a query
+  CVekOnChgPassResult OnVekChgPassResultEvent;    // the answer to a password change
+  CVekOnRequestAck OnVekRequestAckEvent;          // an acknowledgement
+  CVekOnReport OnVekReportEvent;                  // a report
+  CVekOnClientDestroy OnVekClientDestroyEvent;    // the end of the client
 } CVekClientCallbacks;
 
 // Returns a new client, owned by the caller. The table is copied; a null table has null entries only. `user`
@@ -430,9 +433,11 @@ VEKAPI_FLAT void CVekFlowCtrl_Sleep(unsigned ms);
 // Calls OnVekFlowCtrlFree when a request may be sent: immediately or later. Does nothing if no rate is set.
 VEKAPI_FLAT void CVekFlowCtrl_StartCheckTimer(CVekFlowCtrl* gate);
 
-// Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-// thread must not connect, disconnect or delete a client.
+// Takes the gate's user lock. It is recursive: unlock as often as locked. While holding it, a thread must not
+// connect, disconnect or delete a client.
 VEKAPI_FLAT void CVekFlowCtrl_Lock(CVekFlowCtrl* gate);
+
+// Releases the gate's user lock once.
 VEKAPI_FLAT void CVekFlowCtrl_Unlock(CVekFlowCtrl* gate);
 
 // ---------------------------------------------------------------------------------------------------------

@@ -79,8 +79,10 @@ class VEKAPI_EXPORT VekFlowCtrl {
   // result of CheckFlowCtrl may be passed.
   static void Sleep(unsigned ms);
 
-  // Locks and unlocks the user lock. Recursive: unlock as often as locked.
+  // Takes the user lock. Recursive: unlock as often as locked.
   void Lock() const;
+
+  // Releases it once.
   void Unlock() const;
 
  protected:

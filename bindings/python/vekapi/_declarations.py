@@ -355,14 +355,21 @@ CVekOnEvent = CFUNCTYPE(None, POINTER(CVekSession), c_void_p, POINTER(CVekEvent)
 # entries alive until the client is deleted.
 class CVekClientCallbacks(Structure):
     _fields_ = [
-        # Each is called for the event of its type.
+        # a message with an unknown code
         ("OnVekUnknownMsgCodeEvent", CVekOnUnknownMsgCode),
+        # a change of state
         ("OnVekConnectEvent", CVekOnConnect),
+        # signed on
         ("OnVekApReadyEvent", CVekOnApReady),
+        # the result of a query
         ("OnVekTaskResultEvent", CVekOnTaskResult),
+        # the answer to a password change
         ("OnVekChgPassResultEvent", CVekOnChgPassResult),
+        # an acknowledgement
         ("OnVekRequestAckEvent", CVekOnRequestAck),
+        # a report
         ("OnVekReportEvent", CVekOnReport),
+        # the end of the client
         ("OnVekClientDestroyEvent", CVekOnClientDestroy),
     ]
 
@@ -494,9 +501,9 @@ PROTOTYPES = {
     "CVekField_Properties": (CVekProperties, [POINTER(CVekField)]),
     # Position in the table, counted from 0; -1 for a null handle.
     "CVekField_Index": (c_int, [POINTER(CVekField)]),
-    # A column by name, or by index counted from 0. Null handle if there is no such column.
+    # The column of that name. Null handle if there is none.
     "CVekFields_NameField": (CVekField, [POINTER(CVekFields), c_char_p]),
-    # A column by name, or by index counted from 0. Null handle if there is no such column.
+    # The column with that index, counted from 0. Null handle if there is none.
     "CVekFields_IndexField": (CVekField, [POINTER(CVekFields), c_int]),
     # Number of columns.
     "CVekFields_Count": (c_int, [POINTER(CVekFields)]),
@@ -526,9 +533,9 @@ PROTOTYPES = {
     "CVekTaskResult_OrigResult": (c_char_p, [POINTER(CVekTaskResult)]),
     # The text that the tables were read from, as far as its first NUL.
     "CVekTaskResult_OrigResult_B": (c_void_p, [POINTER(CVekTaskResult)]),
-    # A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
+    # The table of that name. Null handle if there is none.
     "CVekTaskResult_NameTable": (CVekTable, [POINTER(CVekTaskResult), c_char_p]),
-    # A table by name, or by index counted from 0, in arrival order. Null handle if there is no such table.
+    # The table with that index, counted from 0 in arrival order. Null handle if there is none.
     "CVekTaskResult_IndexTable": (CVekTable, [POINTER(CVekTaskResult), c_uint]),
     # Number of tables.
     "CVekTaskResult_TableCount": (c_uint, [POINTER(CVekTaskResult)]),
@@ -622,11 +629,10 @@ PROTOTYPES = {
     "CVekFlowCtrl_Sleep": (None, [c_uint]),
     # Calls OnVekFlowCtrlFree when a request may be sent: immediately or later. Does nothing if no rate is set.
     "CVekFlowCtrl_StartCheckTimer": (None, [POINTER(CVekFlowCtrl)]),
-    # Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-    # thread must not connect, disconnect or delete a client.
+    # Takes the gate's user lock. It is recursive: unlock as often as locked. While holding it, a thread must not
+    # connect, disconnect or delete a client.
     "CVekFlowCtrl_Lock": (None, [POINTER(CVekFlowCtrl)]),
-    # Locks and unlocks the gate's user lock. It is recursive: unlock as often as locked. While holding it, a
-    # thread must not connect, disconnect or delete a client.
+    # Releases the gate's user lock once.
     "CVekFlowCtrl_Unlock": (None, [POINTER(CVekFlowCtrl)]),
     # Returns a new sender, owned by the caller. It may outlive the client; all requests are then refused. Until
     # a rate is set, requests are sent immediately.
