@@ -32,6 +32,7 @@ namespace VekApi {
 // Failure of a function of VekSession.
 class VekError : public std::runtime_error {
  public:
+  // The text is that of CVekApi_Text.
   explicit VekError(std::int32_t reason)
       : std::runtime_error(CVekApi_Text(vst_Reason, reason, 0)), reason_(reason) {}
   std::int32_t Reason() const { return reason_; }  // vsr_...
@@ -69,18 +70,19 @@ struct VekFate {
   std::int32_t reason = 0;       // vsr_..., 0: none
   std::int32_t waitMs = 0;       // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: unknown
   std::uint32_t link = 0;        // the link that it was for
-  std::uint64_t ticket = 0;
-  std::string workId;
-  std::string text;                        // the server's bytes: result, acknowledgement
-  std::string detail;                      // the system's words, or the server's reason
+  std::uint64_t ticket = 0;      // 0: refused
+  std::string workId;            // given or made
+  std::string text;              // the server's bytes: result, acknowledgement
+  std::string detail;            // the system's words, or the server's reason
   std::shared_ptr<CVekTaskResult> result;  // vsf_Answered: parsed, to keep; else null
 
   // The server never received it.
   bool SafeToRepeat() const { return fate == vsf_Refused || fate == vsf_NeverSent; }
   // Its answer has arrived.
   bool IsAnswered() const { return fate == vsf_Answered || fate == vsf_Acknowledged; }
-  // Texts; `language` is 0 for English, 1 for Traditional Chinese.
+  // The fate in words; `language` is 0 for English, 1 for Traditional Chinese.
   const char* FateText(int language = 0) const { return CVekApi_Text(vst_Fate, fate, language); }
+  // The reason in words, likewise.
   const char* ReasonText(int language = 0) const { return CVekApi_Text(vst_Reason, reason, language); }
 };
 
@@ -88,8 +90,11 @@ struct VekFate {
 // vsd_Loop it is destroyed on the thread that created it.
 class VekSession {
  public:
+  // Receives events; lent until it returns.
   using OnEvent = std::function<void(const CVekEvent&)>;
+  // Receives the fate of one request.
   using Then = std::function<void(VekFate)>;
+  // All times.
   using Ms = std::chrono::milliseconds;
 
   // The default configuration, to be changed and passed to the constructor.
@@ -127,8 +132,11 @@ class VekSession {
   // ---------------------------------------------------------------------------------------------------------
   // The link
 
+  // As CVekSession_AddEndpoint; throws VekError.
   void AddEndpoint(const std::string& setting) { Check(CVekSession_AddEndpoint(&session_, setting.c_str())); }
+  // As CVekSession_AddResync; throws VekError.
   void AddResync(const std::string& query) { Check(CVekSession_AddResync(&session_, query.c_str())); }
+  // As CVekSession_SetPassword; throws VekError.
   void SetPassword(const std::string& password) {
     Check(CVekSession_SetPassword(&session_, password.c_str()));
   }
@@ -143,8 +151,11 @@ class VekSession {
     if (reason != 0) SetOpening(false);
     Check(reason);
   }
+  // As CVekSession_Close.
   void Close(Ms drain = Ms(0)) { CVekSession_Close(&session_, Count(drain)); }
+  // As CVekSession_RetryIn: 0, or the reason why not.
   std::int32_t RetryIn(Ms delay) { return CVekSession_RetryIn(&session_, Count(delay)); }
+  // As CVekSession_ResyncDone: 0, or the reason why not.
   std::int32_t ResyncDone(std::uint32_t link, bool good) {
     return CVekSession_ResyncDone(&session_, link, good);
   }
@@ -194,6 +205,7 @@ class VekSession {
   std::future<VekFate> Ask(std::string_view query, Ms answer, Ms hold = Ms(0)) {
     return Promise(cvmc_TaskResult, query, answer, hold);
   }
+  // A request of code 129, likewise.
   std::future<VekFate> AskToSend(std::string_view request, Ms answer, Ms hold = Ms(0)) {
     return Promise(cvmc_RequestAck, request, answer, hold);
   }
@@ -220,6 +232,7 @@ class VekSession {
 
   // 0, or vsr_TooLate.
   std::int32_t Withdraw(std::uint64_t ticket) { return CVekSession_Withdraw(&session_, ticket); }
+  // A work id that the session has not given before.
   std::string NewWorkId() {
     char id[32];
     CVekSession_NewWorkId(&session_, id);
@@ -229,9 +242,11 @@ class VekSession {
   // ---------------------------------------------------------------------------------------------------------
   // Besides
 
+  // As CVekSession_SetRate; throws VekError.
   void SetRate(std::int32_t count, Ms within) {
     Check(CVekSession_SetRate(&session_, count, static_cast<std::int32_t>(within.count())));
   }
+  // How long a request of that code would wait: 0 not at all, -1 unknown.
   std::int32_t WaitMs(std::int32_t code) { return CVekSession_WaitMs(&session_, code); }
   // vsd_Poll: waits so long (negative: for ever) for one event and calls what it is for; false when none
   // came.
@@ -242,13 +257,16 @@ class VekSession {
     TakeEvent(&session_, this, &event);
     return true;
   }
+  // True on a thread that is inside a callback of this session.
   bool InCallback() { return CVekSession_InCallback(&session_); }
+  // Counts since the session was created.
   CVekSessionStats Stats() {
     CVekSessionStats stats{};
     stats.size = sizeof stats;
     CVekSession_Stats(&session_, &stats);
     return stats;
   }
+  // As CVekSession_SetTrace.
   void SetTrace(std::int32_t level) { CVekSession_SetTrace(&session_, level); }
 
  private:
@@ -408,11 +426,14 @@ class VekSession {
   CVekSession session_{};
 };
 
+// What Query and Send return, for co_await.
 class VekSession::Awaiter final : private VekSession::Waiter {
  public:
+  // `session` must live until the coroutine goes on.
   Awaiter(VekSession& session, CVekSubmit request, std::string text)
       : session_(session), request_(request), text_(std::move(text)) {}
 
+  // The request is not sent before the coroutine waits.
   bool await_ready() const noexcept { return false; }
   // Once submitted, *this must not be used: the coroutine may have ended.
   bool await_suspend(std::coroutine_handle<> waiting) {
@@ -423,6 +444,7 @@ class VekSession::Awaiter final : private VekSession::Waiter {
     fate_ = std::move(now);
     return false;
   }
+  // The fate.
   VekFate await_resume() { return std::move(fate_); }
 
  private:
