@@ -6,14 +6,11 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 # shellcheck source-path=SCRIPTDIR
-for part in report build run demo languages consumers; do source "scripts/$part.sh"; done
-
-# readme_shows FILE: the README's C++ block is that file, to the letter.
-# shellcheck disable=SC2016
-readme_shows() { diff -u <(sed -n '/^```cpp$/,/^```$/{/^```/d;p}' README.md) "$1"; }
+for part in report build run demo languages consumers docs; do source "scripts/$part.sh"; done
 
 all_checks() {
-  [[ $1 != linux ]] || check readme_example readme_shows examples/cpp/minimal.cpp
+  [[ $1 != linux ]] || check docs_code check_blocks
+  [[ $1 != linux ]] || check docs_links python3 scripts/check_links.py
   [[ $1 != linux ]] || check directories python3 scripts/check_directories.py
   check demo demo_session "$1"
   check demo-shm demo_session "$1" shm

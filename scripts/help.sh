@@ -13,6 +13,7 @@ usage: ./dev COMMAND [ARGUMENT...]
   sim SEED..SEED                  simulate sessions, one from each seed
   plant [NAME...]                 put known faults into a copy and see whether the simulation finds them
   package [KIND...]               make the packages for users
+  docs                            make the site of guides and references, check its code and links
   format [--check]                format the sources
   lint [--changed]                clang-tidy and the format check
   help [COMMAND]                  this text, or more about a command
@@ -93,6 +94,16 @@ checksums. Archives carry the commit's time.
   zip     for Windows: DLL, import libraries for MinGW and MSVC, headers, programs, documents
   wheel   Python packages with the library inside, for Linux and Windows
   nupkg   the C# classes with the libraries of both systems
+TEXT
+}
+
+help_docs() {
+  cat <<'TEXT'
+usage: ./dev docs
+
+Makes build/site: the guides and the references of C, C++ and Python. It needs no server and no network: open
+build/site/index.html. Then checks every link, compiles or runs every code block of the guides and of README.md, and
+fails if a public declaration has no comment.
 TEXT
 }
 

@@ -1,0 +1,81 @@
+"""The site of ./dev docs: the guides, and the reference of every language. Builds offline."""
+
+import pathlib
+import re
+import sys
+from xml.etree import ElementTree
+
+from docutils import nodes
+from pygments.lexers.dotnet import VbNetLexer
+
+root = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(root / "bindings/python"))
+
+project = "VekApi"
+author = "the VekApi developers"
+version = release = re.search(r"project\(vekapi VERSION ([\d.]+)", (root / "CMakeLists.txt").read_text())[1]
+extensions = ["myst_parser", "breathe", "sphinx.ext.autodoc"]
+exclude_patterns = ["site"]
+
+myst_heading_anchors = 3
+myst_enable_extensions = ["colon_fence"]
+
+breathe_projects = {"vekapi": str(root / "build/site-work/doxygen/xml")}
+breathe_default_project = "vekapi"
+breathe_show_include = False
+cpp_id_attributes = ["VEKAPI_EXPORT"]
+
+autodoc_member_order = "bysource"
+autodoc_typehints = "signature"
+python_use_unqualified_type_names = True
+add_module_names = False
+
+html_theme = "furo"
+html_title = f"VekApi {version}"
+html_static_path = ["static"]
+html_css_files = ["site.css"]
+html_copy_source = False
+html_show_sphinx = False
+html_show_copyright = False
+
+# Files above docs/, and the pages that stand for them.
+PAGES = {"CHANGELOG.md": "changes", "CONTRIBUTING.md": "contributing", "SECURITY.md": "security"}
+
+
+def read_pages(_app, page, source):
+    """A page that stands for a file has its text; links to the file lead to the page."""
+    files = [file for file, name in PAGES.items() if name == page]
+    if files:
+        source[0] = (root / files[0]).read_text(encoding="utf-8").replace("](docs/", "](")
+    for file, name in PAGES.items():
+        source[0] = re.sub(rf"\]\((?:\.\./)?{re.escape(file)}", f"]({name}.md", source[0])
+
+
+def sort_groups(_app):
+    """Doxygen lists groups of declarations in no order: puts them in that of the header."""
+    for path in (root / "build/site-work/doxygen/xml").glob("*.xml"):
+        tree = ElementTree.parse(path)
+        for compound in tree.iter("compounddef"):
+            groups = [part for part in compound if part.get("kind") == "user-defined"]
+            places = [list(compound).index(group) for group in groups]
+            groups.sort(key=lambda group: int(group.find("memberdef/location").get("line")))
+            for place, group in zip(places, groups):
+                compound[place] = group
+        tree.write(path, encoding="utf-8", xml_declaration=True)
+
+
+def make_sections(_app, document):
+    """Groups of declarations become sections, for the table of contents."""
+    for group in list(document.findall(lambda node: "breathe-sectiondef" in node.get("classes", ())
+                                       if isinstance(node, nodes.Element) else False)):
+        if isinstance(group.parent, nodes.section) and isinstance(group[0], nodes.rubric):
+            title = group[0].astext()
+            section = nodes.section("", nodes.title("", title), *group[1:], ids=[nodes.make_id(title)], names=[])
+            group.replace_self(section)
+
+
+def setup(app):
+    app.add_lexer("vba", VbNetLexer)
+    app.connect("builder-inited", sort_groups)
+    app.connect("doctree-read", make_sections, priority=400)  # before the table of contents is collected
+    app.connect("source-read", read_pages)
