@@ -9,7 +9,8 @@ from docutils import nodes
 from pygments.lexers.dotnet import VbNetLexer
 
 root = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(root / "bindings/python"))
+sys.path[:0] = [str(root / "bindings/python"), str(root / "docs/site")]
+import csharp  # noqa: E402
 
 project = "VekApi"
 author = "the VekApi developers"
@@ -25,6 +26,7 @@ breathe_default_project = "vekapi"
 breathe_show_include = False
 cpp_id_attributes = ["VEKAPI_EXPORT"]
 
+default_role = "code"
 autodoc_member_order = "bysource"
 autodoc_typehints = "signature"
 python_use_unqualified_type_names = True
@@ -44,6 +46,8 @@ PAGES = {"CHANGELOG.md": "changes", "CONTRIBUTING.md": "contributing", "SECURITY
 
 def read_pages(_app, page, source):
     """A page that stands for a file has its text; links to the file lead to the page."""
+    if page == "reference/csharp":
+        source[0] += csharp.reference(root)
     files = [file for file, name in PAGES.items() if name == page]
     if files:
         source[0] = (root / files[0]).read_text(encoding="utf-8").replace("](docs/", "](")
@@ -74,8 +78,17 @@ def make_sections(_app, document):
             group.replace_self(section)
 
 
+def mark_code(_app, _what, _name, _object, _options, lines):
+    """Indented parts of docstrings are code."""
+    for at in range(len(lines) - 2, 0, -1):
+        above = lines[at - 1]
+        if not lines[at] and lines[at + 1].startswith("    ") and above and not above.startswith(" "):
+            lines[at:at] = ["", "::"]
+
+
 def setup(app):
     app.add_lexer("vba", VbNetLexer)
+    app.connect("autodoc-process-docstring", mark_code)
     app.connect("builder-inited", sort_groups)
     app.connect("doctree-read", make_sections, priority=400)  # before the table of contents is collected
     app.connect("source-read", read_pages)

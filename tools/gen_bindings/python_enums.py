@@ -41,7 +41,7 @@ def upper(name):
 
 def member(named):
     name = named.name.split("_")[1]
-    comments = "".join(f"    # {line}".rstrip() + "\n" for line in named.comment)
+    comments = "".join(f"    #: {line}".rstrip() + "\n" for line in named.comment)
     return f'{comments}    {upper(name)} = ("{name}", {named.type})\n'
 
 

@@ -33,133 +33,133 @@ class Named(str, enum.Enum):
 class State(Named):
     """What a session is doing. Requests are taken in vss_Up, and those with vsg_Resync in vss_Resyncing too."""
 
-    # new, or after CVekSession_Close
+    #: new, or after CVekSession_Close
     CLOSED = ("Closed", 0)
-    # no link; the next attempt comes after a delay
+    #: no link; the next attempt comes after a delay
     WAITING = ("Waiting", 1)
-    # a link is being made
+    #: a link is being made
     CONNECTING = ("Connecting", 2)
-    # the server accepted the connection
+    #: the server accepted the connection
     SIGNING_ON = ("SigningOn", 3)
-    # signed on; the queries of CVekSession_AddResync are being answered
+    #: signed on; the queries of CVekSession_AddResync are being answered
     RESYNCING = ("Resyncing", 4)
-    # requests are taken
+    #: requests are taken
     UP = ("Up", 5)
-    # CVekSession_Close waits for what is out
+    #: CVekSession_Close waits for what is out
     DRAINING = ("Draining", 6)
-    # the server did not let the user in: no retry; CVekSession_ChangePassword works while the
-    # link is there, then CVekSession_SetPassword and CVekSession_Open
+    #: the server did not let the user in: no retry; CVekSession_ChangePassword works while the
+    #: link is there, then CVekSession_SetPassword and CVekSession_Open
     REFUSED = ("Refused", 7)
-    # given up: CVekSession_Open begins anew
+    #: given up: CVekSession_Open begins anew
     STOPPED = ("Stopped", 8)
 
 
 class FateKind(Named):
     """What became of a request."""
 
-    # not known yet
+    #: not known yet
     NONE = ("None", 0)
-    # never accepted; only CVekSession_Submit answers so, by its reason: no event tells it
+    #: never accepted; only CVekSession_Submit answers so, by its reason: no event tells it
     REFUSED = ("Refused", 1)
-    # no byte of it has left this process, and none will: safe to repeat
+    #: no byte of it has left this process, and none will: safe to repeat
     NEVER_SENT = ("NeverSent", 2)
-    # all of it was handed to the link, and its code has no answer
+    #: all of it was handed to the link, and its code has no answer
     LEFT = ("Left", 3)
-    # code 129: its line came
+    #: code 129: its line came
     ACKNOWLEDGED = ("Acknowledged", 4)
-    # code 128: its result came
+    #: code 128: its result came
     ANSWERED = ("Answered", 5)
-    # the link has it and lives, nothing came within answerMs: it may still act; ask before
-    # repeating
+    #: the link has it and lives, nothing came within answerMs: it may still act; ask before
+    #: repeating
     TIMED_OUT = ("TimedOut", 6)
-    # bytes of its message left, then the link ended: it may have acted; ask before repeating
+    #: bytes of its message left, then the link ended: it may have acted; ask before repeating
     UNKNOWN = ("Unknown", 7)
 
 
 class EventKind(Named):
     """What an event is about."""
 
-    # the state changed
+    #: the state changed
     STATE = ("State", 1)
-    # the one and only fate of a ticket
+    #: the one and only fate of a ticket
     FATE = ("Fate", 2)
-    # an answer to a request whose fate had been told; changes nothing
+    #: an answer to a request whose fate had been told; changes nothing
     LATE = ("Late", 3)
-    # the server reports (code 130)
+    #: the server reports (code 130)
     REPORT = ("Report", 4)
-    # an answer that belongs to no request, a message of code 131, or one of an unknown code
+    #: an answer that belongs to no request, a message of code 131, or one of an unknown code
     STRAY = ("Stray", 5)
-    # what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of
-    # them
+    #: what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of
+    #: them
     GATE = ("Gate", 6)
-    # a message of the wire (CVekSession_SetTrace)
+    #: a message of the wire (CVekSession_SetTrace)
     TRACE = ("Trace", 7)
 
 
 class Reason(Named):
     """Why."""
 
-    # nothing can be made of the endpoint's setting
+    #: nothing can be made of the endpoint's setting
     BAD_SETTING = ("BadSetting", 101)
-    # detail says why
+    #: detail says why
     CONNECT_FAILED = ("ConnectFailed", 102)
     CONNECT_TIMEOUT = ("ConnectTimeout", 103)
-    # the server refused the connect request; detail has its words
+    #: the server refused the connect request; detail has its words
     CONNECT_REFUSED = ("ConnectRefused", 104)
     SIGN_ON_TIMEOUT = ("SignOnTimeout", 105)
-    # detail has the server's words. Ends in vss_Refused
+    #: detail has the server's words. Ends in vss_Refused
     SIGN_ON_REFUSED = ("SignOnRefused", 106)
-    # identity and password are too long. Ends in vss_Refused
+    #: identity and password are too long. Ends in vss_Refused
     SIGN_ON_TOO_LONG = ("SignOnTooLong", 107)
-    # detail says why
+    #: detail says why
     LINK_BROKEN = ("LinkBroken", 108)
-    # what came was no stream of packets
+    #: what came was no stream of packets
     BAD_STREAM = ("BadStream", 109)
-    # nothing came in time
+    #: nothing came in time
     SILENT = ("Silent", 110)
-    # the connect request was not answered
+    #: the connect request was not answered
     UNKNOWN_SERVER = ("UnknownServer", 111)
-    # a resync query was not answered in time, or CVekSession_ResyncDone said so
+    #: a resync query was not answered in time, or CVekSession_ResyncDone said so
     RESYNC_FAILED = ("ResyncFailed", 112)
-    # requests that timed out keep every place of the rate
+    #: requests that timed out keep every place of the rate
     ACKS_MISSING = ("AcksMissing", 113)
-    # maxEvents wait for the application
+    #: maxEvents wait for the application
     SLOW_CONSUMER = ("SlowConsumer", 114)
-    # stopped: maxShortLinks in a row ended early
+    #: stopped: maxShortLinks in a row ended early
     SHORT_LINKS = ("ShortLinks", 115)
-    # stopped: maxAttempts
+    #: stopped: maxAttempts
     NO_MORE_ATTEMPTS = ("NoMoreAttempts", 116)
-    # CVekSession_Close or _Delete
+    #: CVekSession_Close or _Delete
     CLOSED = ("Closed", 117)
-    # refused: the session takes none in this state
+    #: refused: the session takes none in this state
     NOT_UP = ("NotUp", 201)
-    # refused: empty, too long, its work id is not usable, or its lines are not right
-    # for its code
+    #: refused: empty, too long, its work id is not usable, or its lines are not right
+    #: for its code
     BAD_TEXT = ("BadText", 202)
-    # refused: a request with this work id has no fate yet, or had timed out on this
-    # link
+    #: refused: a request with this work id has no fate yet, or had timed out on this
+    #: link
     DUPLICATE_ID = ("DuplicateId", 203)
-    # refused: the rate is used up, or others wait
+    #: refused: the rate is used up, or others wait
     TOO_FAST = ("TooFast", 204)
-    # refused: maxHeld
+    #: refused: maxHeld
     QUEUE_FULL = ("QueueFull", 205)
-    # refused, or not sent: the link takes nothing for the moment
+    #: refused, or not sent: the link takes nothing for the moment
     LINK_FULL = ("LinkFull", 206)
-    # refused, or the reason of a link's end
+    #: refused, or the reason of a link's end
     NO_MEMORY = ("NoMemory", 207)
-    # not sent: holdMs are over
+    #: not sent: holdMs are over
     EXPIRED = ("Expired", 208)
-    # not sent: CVekSession_Withdraw
+    #: not sent: CVekSession_Withdraw
     WITHDRAWN = ("Withdrawn", 209)
-    # not sent: another one replaces it
+    #: not sent: another one replaces it
     REPLACED = ("Replaced", 210)
-    # timed out
+    #: timed out
     NO_ANSWER = ("NoAnswer", 211)
-    # acknowledged by a line without text
+    #: acknowledged by a line without text
     EMPTY_ACK = ("EmptyAck", 212)
-    # the request is on its way, or has its fate
+    #: the request is on its way, or has its fate
     TOO_LATE = ("TooLate", 301)
-    # not in this state; or a password change is under way
+    #: not in this state; or a password change is under way
     BUSY = ("Busy", 302)
-    # a null address, a wrong size, a number out of range, a handle that is gone
+    #: a null address, a wrong size, a number out of range, a handle that is gone
     BAD_ARGUMENT = ("BadArgument", 303)
