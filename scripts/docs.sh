@@ -24,6 +24,7 @@ dev_docs() {
   at_most 0 docs "$@"
   need_for_programs linux
   need_for_languages linux
+  need_for_consumers linux
   need nlohmann-json3-dev "JSON in the programs"
   need_for_docs
   need_install

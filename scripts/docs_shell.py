@@ -49,9 +49,9 @@ def run_page(blocks, place):
 
 def run(block, directory, place):
     text = SERVERS.sub(place.server, block.whole)
-    command = [sys.executable, "-"] if block.language == "python" else ["bash", "-euo", "pipefail", "-s"]
     if block.language == "console":
-        text = "\n".join(line[2:] for line in text.split("\n") if line.startswith("$ "))
+        text = "\n".join(typed(block, text))
+    command = [sys.executable, "-"] if block.language == "python" else ["bash", "-euo", "pipefail", "-s"]
     try:
         ran = subprocess.run(command, input=text, capture_output=True, text=True, cwd=directory, env=place.environment,
                              timeout=SECONDS, check=False)
@@ -75,12 +75,15 @@ def compared(block, shown, output):
     return []
 
 
+def typed(block, text):
+    """What a reader types: of a console the lines behind its prompt."""
+    lines = re.sub(r"\\\n\s*", " ", text).split("\n")
+    return [line[2:] for line in lines if line.startswith("$ ")] if block.language == "console" else lines
+
+
 def commands_of(block):
     """The simple commands of a block, as lists of words."""
-    lines = re.sub(r"\\\n\s*", " ", block.text).split("\n")
-    if block.language == "console":
-        lines = [line[2:] for line in lines if line.startswith("$ ")]
-    for line in lines:
+    for line in typed(block, block.text):
         line = re.sub(r"(^|\s)#.*", "", line)
         for command in re.split(r"&&|\|\|?|;|&(?!\d)", re.sub(r'"[^"]*"|\$\([^)]*\)|\'[^\']*\'', "TEXT", line)):
             words = [word for word in shlex.split(command)]
@@ -91,14 +94,14 @@ def commands_of(block):
 
 
 @functools.cache
-def help_of(program):
-    found = shutil.which(program, path="build/linux")
+def help_of(program, build):
+    found = shutil.which(program, path=build)
     return subprocess.run([found, "--help"], capture_output=True, text=True, check=False).stdout if found else None
 
 
 def look_up(block, root):
-    checked = subprocess.run(["bash", "-n"], input="\n".join(map(shlex.join, commands_of(block))), text=True,
-                             capture_output=True, check=False)
+    checked = subprocess.run(["bash", "-n"], input="\n".join(typed(block, block.text)), text=True, capture_output=True,
+                             check=False)
     faults = [block.fault(checked.stderr)] if checked.returncode else []
     for words in commands_of(block):
         faults += [block.fault(fault) for fault in look_up_command(words, root)]
@@ -111,7 +114,7 @@ def look_up_command(words, root):
         commands = re.search(r"^commands=\((.*)\)$", (root / "dev").read_text(), re.MULTILINE)[1].split()
         return [] if len(words) == 1 or words[1] in commands else [f"./dev has no command {words[1]}"]
     if name in OURS:
-        told = help_of(name)
+        told = help_of(name, root / "build/linux")
         if told is None:
             return [f"{name} is not built"]
         options = [word.partition("=")[0] for word in words[1:] if word.startswith("-")]

@@ -86,8 +86,24 @@ def mark_code(_app, _what, _name, _object, _options, lines):
             lines[at:at] = ["", "::"]
 
 
+def complete_theme(app, error):
+    """The theme's script and dark colours come unfinished where the package was built without its bundler: the script
+    imports another, which pages opened as files must not, and only the switch gives dark pages, not the system."""
+    static = pathlib.Path(app.outdir) / "_static"
+    script, style = static / "scripts/furo.js", static / "styles/furo.css"
+    first, _, rest = script.read_text(encoding="utf-8").partition("\n")
+    if error is None and first.startswith("import Gumshoe"):
+        script.write_text((static / "scripts/gumshoe-patched.js").read_text(encoding="utf-8") + rest, encoding="utf-8")
+    colours = style.read_text(encoding="utf-8")
+    if error is None and "prefers-color-scheme" not in colours:
+        dark = re.search(r'body\[data-theme="dark"\] (\{.*?\})', colours, re.DOTALL)[1]
+        style.write_text(f"{colours}\n@media screen and (prefers-color-scheme: dark) {{\n"
+                         f'body:not([data-theme="light"]) {dark}\n}}\n', encoding="utf-8")
+
+
 def setup(app):
     app.add_lexer("vba", VbNetLexer)
+    app.connect("build-finished", complete_theme)
     app.connect("autodoc-process-docstring", mark_code)
     app.connect("builder-inited", sort_groups)
     app.connect("doctree-read", make_sections, priority=400)  # before the table of contents is collected
