@@ -120,6 +120,28 @@ namespace VekApi
     }
 
     /// <summary>
+    /// Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c` of
+    /// the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`. The
+    /// bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after record.
+    /// They belong to the table and are valid as long as its texts are.
+    /// </summary>
+    [StructLayout(LayoutKind.Sequential)]
+    public struct CVekRecordBlock
+    {
+        /// <summary>null if the records have no values</summary>
+        public IntPtr text;
+        /// <summary>positions in `text`</summary>
+        public IntPtr starts;
+        public uint textEnd;
+        /// <summary>of each record; those from `values` on are ""</summary>
+        public int columns;
+        /// <summary>of each record in `text`</summary>
+        public int values;
+        /// <summary>`values`, or more if the records have surplus values, which belong to the last column's</summary>
+        public int stride;
+    }
+
+    /// <summary>
     /// One event. Every member is set; what does not apply is 0 or "". Lent: it, its texts and its result live
     /// until the callback returns; those of CVekSession_Next until that function is called again or the session is
     /// deleted.
@@ -855,6 +877,13 @@ namespace VekApi
         [DllImport(Library)]
         public static extern int CVekFields_Count(ref CVekFields fields);
 
+        /// <summary>
+        /// The names of all columns in table order, each ended by NUL; `*length` is set to their bytes, these NULs
+        /// included. Borrowed like the columns. Null, with length 0, for a null handle; null if `length` is null.
+        /// </summary>
+        [DllImport(Library)]
+        public static extern IntPtr CVekFields_Names(ref CVekFields fields, out int length);
+
         /// <summary>The table's name and attributes.</summary>
         [DllImport(Library)]
         public static extern CVekProperties CVekTable_Properties(ref CVekTable table);
@@ -888,6 +917,17 @@ namespace VekApi
         /// <summary>As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.</summary>
         [DllImport(Library)]
         public static extern IntPtr CVekTable_RecordField_B(ref CVekTable table, int row, ref CVekField field);
+
+        /// <summary>
+        /// Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+        /// those that follow each other in the server's text and have the same number of values. A table of complete
+        /// records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with the
+        /// block zeroed, if there is no such record. All of a table:
+        ///
+        ///   for (row = 0; (count = CVekTable_RecordBlock(&amp;table, row, &amp;block)) &gt; 0; row += count) ...
+        /// </summary>
+        [DllImport(Library)]
+        public static extern int CVekTable_RecordBlock(ref CVekTable table, int row, ref CVekRecordBlock block);
 
         /// <summary>The number in the table's "mkt" attribute: cvam_..., or another value if the server sent one.</summary>
         [DllImport(Library)]

@@ -199,6 +199,15 @@ Public Type CVekFlowCtrlSenderCallbacks
     OnVekFlowCtrlSenderSent As LongPtr
 End Type
 
+Public Type CVekRecordBlock
+    text As LongPtr
+    starts As LongPtr
+    textEnd As Long
+    columns As Long
+    values As Long
+    stride As Long
+End Type
+
 Public Type CVekEvent
     size As Long
     kind As Long
@@ -429,6 +438,11 @@ Public Declare PtrSafe Function CVekFields_IndexField Lib "vekapi.dll" (ByRef fi
 ' Number of columns.
 Public Declare PtrSafe Function CVekFields_Count Lib "vekapi.dll" (ByRef fields As CVekFields) As Long
 
+' The names of all columns in table order, each ended by NUL; `*length` is set to their bytes, these NULs
+' included. Borrowed like the columns. Null, with length 0, for a null handle; null if `length` is null.
+Public Declare PtrSafe Function CVekFields_Names Lib "vekapi.dll" (ByRef fields As CVekFields, _
+    ByRef length As Long) As LongPtr
+
 ' The table's name and attributes.
 Public Declare PtrSafe Function CVekTable_Properties Lib "vekapi.dll" (ByRef table As CVekTable) As LongPtr
 
@@ -455,6 +469,15 @@ Public Declare PtrSafe Function CVekTable_RecordField Lib "vekapi.dll" (ByRef ta
 ' As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.
 Public Declare PtrSafe Function CVekTable_RecordField_B Lib "vekapi.dll" (ByRef table As CVekTable, _
     ByVal row As Long, ByRef field As CVekField) As String
+
+' Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+' those that follow each other in the server's text and have the same number of values. A table of complete
+' records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with the
+' block zeroed, if there is no such record. All of a table:
+'
+'   for (row = 0; (count = CVekTable_RecordBlock(&table, row, &block)) > 0; row += count) ...
+Public Declare PtrSafe Function CVekTable_RecordBlock Lib "vekapi.dll" (ByRef table As CVekTable, _
+    ByVal row As Long, ByRef block As CVekRecordBlock) As Long
 
 ' The number in the table's "mkt" attribute: cvam_..., or another value if the server sent one.
 Public Declare PtrSafe Function CVekTable_MktFlag Lib "vekapi.dll" (ByRef table As CVekTable) As Long

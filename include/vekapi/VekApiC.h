@@ -44,6 +44,7 @@
 #define VEKAPI_VEKAPIC_H
 
 #include <stdbool.h>
+#include <stdint.h>
 
 #include "vekapi/VekExport.h"
 
@@ -123,6 +124,10 @@ VEKAPI_FLAT CVekField CVekFields_IndexField(const CVekFields* fields, int index)
 // Number of columns.
 VEKAPI_FLAT int CVekFields_Count(const CVekFields* fields);
 
+// The names of all columns in table order, each ended by NUL; `*length` is set to their bytes, these NULs
+// included. Borrowed like the columns. Null, with length 0, for a null handle; null if `length` is null.
+VEKAPI_FLAT const char* CVekFields_Names(const CVekFields* fields, int32_t* length);
+
 // ---------------------------------------------------------------------------------------------------------
 // Tables
 
@@ -157,6 +162,27 @@ VEKAPI_FLAT CVekBSTR CVekTable_RecordIndexField_B(const CVekTable* table, int ro
 // As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.
 VEKAPI_FLAT const char* CVekTable_RecordField(const CVekTable* table, int row, const CVekField* field);
 VEKAPI_FLAT CVekBSTR CVekTable_RecordField_B(const CVekTable* table, int row, const CVekField* field);
+
+// Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c`
+// of the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`.
+// The bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after
+// record. They belong to the table and are valid as long as its texts are.
+typedef struct CVekRecordBlock {
+  const char* text;        // null if the records have no values
+  const uint32_t* starts;  // positions in `text`
+  uint32_t textEnd;
+  int columns;  // of each record; those from `values` on are ""
+  int values;   // of each record in `text`
+  int stride;   // `values`, or more if the records have surplus values, which belong to the last column's
+} CVekRecordBlock;
+
+// Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+// those that follow each other in the server's text and have the same number of values. A table of complete
+// records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
+// the block zeroed, if there is no such record. All of a table:
+//
+//   for (row = 0; (count = CVekTable_RecordBlock(&table, row, &block)) > 0; row += count) ...
+VEKAPI_FLAT int CVekTable_RecordBlock(const CVekTable* table, int row, CVekRecordBlock* block);
 
 // The number in the table's "mkt" attribute: cvam_..., or another value if the server sent one.
 VEKAPI_FLAT int CVekTable_MktFlag(const CVekTable* table);

@@ -2,6 +2,7 @@
 #define VEKAPI_VEKFIELDS_H
 
 #include <string>
+#include <string_view>
 
 #include "vekapi/VekExport.h"
 #include "vekapi/VekField.h"
@@ -37,6 +38,9 @@ class VEKAPI_EXPORT VekFields {
   // A column by index, counted from 0, or by name; null if there is no such column.
   const VekField* Field(int index) const;
   const VekField* Field(const std::string& name) const;
+
+  // The names of all columns in order, each ended by NUL.
+  std::string_view Names() const;
 
  private:
   class VEKAPI_HIDDEN TImpl;

@@ -1,6 +1,7 @@
 #ifndef VEKAPI_VEKTABLE_H
 #define VEKAPI_VEKTABLE_H
 
+#include <cstdint>
 #include <string>
 
 #include "vekapi/VekExport.h"
@@ -9,6 +10,19 @@
 #include "vekapi/VekTypes.h"
 
 namespace VekApi {
+
+// Consecutive records of a table as they lie in the library's memory; nothing is copied. Value `c` of the
+// block's record `r` is at text + starts[r * stride + c] and ends with NUL, for c below `values`. The bytes
+// from text + starts[0] up to text + textEnd are these values and their NULs alone, record after record.
+struct VekRecordBlock {
+  const char* text = nullptr;             // null if there are no values
+  const std::uint32_t* starts = nullptr;  // positions in `text`
+  std::uint32_t textEnd = 0;
+  int records = 0;  // 0: there is no such record
+  int columns = 0;  // of each record; those from `values` on are ""
+  int values = 0;   // of each record in `text`
+  int stride = 0;   // `values`, or more if the records have surplus values, which belong to the last column's
+};
 
 // A table of a result: attributes, columns, and records with one text per column.
 //
@@ -48,6 +62,11 @@ class VEKAPI_EXPORT VekTable {
 
   // The same, by the index of `field`, which may belong to another table; null if `field` is null.
   const char* RecordField(int row, const VekField* field) const;
+
+  // The records from `row` on that can be handed out together: those that follow each other in the text and
+  // have the same number of values. A table of complete records is usually one block. Takes time in
+  // proportion to the block. Its pointers are valid as those of RecordField.
+  VekRecordBlock RecordBlock(int row) const;
 
   // The attribute "mkt" as a 32-bit number in C notation (10, 0xA, 012); 0 if there is none. The value need
   // not be a member of the enumeration.

@@ -2,6 +2,7 @@
 #include "flat/Guard.h"
 #include "vekapi/VekApiC.h"
 
+using VekApi::VekRecordBlock;
 using VekApi::Flat::Ask;
 using VekApi::Flat::ObjectOf;
 
@@ -20,6 +21,13 @@ CVekField CVekFields_NameField(const CVekFields* fields, const char* name) {
 
 CVekField CVekFields_IndexField(const CVekFields* fields, int index) {
   return Ask(fields, {}, [=](auto& object) { return CVekField{object.Field(index)}; });
+}
+
+const char* CVekFields_Names(const CVekFields* fields, std::int32_t* length) {
+  if (!length) return nullptr;
+  const std::string_view names = Ask(fields, {}, [](auto& object) { return object.Names(); });
+  *length = static_cast<std::int32_t>(names.size());
+  return names.data();
 }
 
 int CVekFields_Count(const CVekFields* fields) {
@@ -44,6 +52,13 @@ const char* CVekTable_RecordIndexField(const CVekTable* table, int row, int col)
 
 const char* CVekTable_RecordField(const CVekTable* table, int row, const CVekField* field) {
   return Ask(table, nullptr, [=](auto& object) { return object.RecordField(row, ObjectOf(field)); });
+}
+
+int CVekTable_RecordBlock(const CVekTable* table, int row, CVekRecordBlock* block) {
+  if (!block) return 0;
+  const VekRecordBlock found = Ask(table, {}, [=](auto& object) { return object.RecordBlock(row); });
+  *block = {found.text, found.starts, found.textEnd, found.columns, found.values, found.stride};
+  return found.records;
 }
 
 CVekBSTR CVekTable_RecordIndexField_B(const CVekTable* table, int row, int col) {

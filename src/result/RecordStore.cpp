@@ -1,6 +1,7 @@
 #include "result/RecordStore.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace VekApi {
 
@@ -44,6 +45,32 @@ void TRecordStore::EndRecord(std::size_t start, std::size_t end) {
   }
   ends.Data()[endsCount_++] = static_cast<std::uint16_t>(std::min<std::size_t>(end - groupAt_, kRunEnd));
   ++runs.back().rows;
+}
+
+// Behind the NUL of the record's last value.
+std::size_t TRecordStore::TextEnd(const TRun& run, TStarts record) const {
+  const std::size_t values = std::min<std::size_t>(record.end - record.first, run.columns);
+  const std::uint32_t last = starts.Data()[record.first + values - 1];
+  return last + std::strlen(copy.Data() + last) + 1;
+}
+
+VekRecordBlock TRecordStore::Block(const TRun& run, std::size_t startsEnd, std::size_t row) const {
+  const TStarts first = StartsOf(run, startsEnd, row);
+  const std::size_t stride = first.end - first.first;
+  std::size_t textEnd = TextEnd(run, first);
+  std::size_t behind = row + 1;
+  for (; behind < run.rows; ++behind) {
+    const TStarts next = StartsOf(run, startsEnd, behind);
+    if (next.end - next.first != stride || starts.Data()[next.first] != textEnd) break;
+    textEnd = TextEnd(run, next);
+  }
+  return {copy.Data(),
+          starts.Data() + first.first,
+          static_cast<std::uint32_t>(textEnd),
+          static_cast<int>(behind - row),
+          static_cast<int>(run.columns),
+          static_cast<int>(std::min<std::size_t>(stride, run.columns)),
+          static_cast<int>(stride)};
 }
 
 }  // namespace VekApi

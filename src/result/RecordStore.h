@@ -11,6 +11,7 @@
 
 #include "result/ByteMarks.h"
 #include "result/NameTable.h"
+#include "vekapi/VekTable.h"
 
 namespace VekApi {
 
@@ -80,6 +81,10 @@ class TRecordStore {
   // The value in a row of a run that has this column; `startsEnd` is the end of the run's starts.
   const char* Value(const TRun& run, std::size_t startsEnd, std::size_t row, std::size_t column) const;
 
+  // The records from `row` of a run with columns on that follow each other in the copy without a gap and have
+  // the same number of values.
+  VekRecordBlock Block(const TRun& run, std::size_t startsEnd, std::size_t row) const;
+
   TRoom<char> copy;
   TRoom<std::uint32_t> starts;  // positions in the copy
   std::size_t startsCount = 0;
@@ -93,6 +98,14 @@ class TRecordStore {
   static constexpr std::uint16_t kRunEnd =
       0xFFFF;  // as an end: that of the run, which consists of this record only
 
+  // The starts of a record: from `first` up to `end`.
+  struct TStarts {
+    std::size_t first;
+    std::size_t end;
+  };
+
+  TStarts StartsOf(const TRun& run, std::size_t startsEnd, std::size_t row) const;
+  std::size_t TextEnd(const TRun& run, TStarts record) const;
   static std::size_t Words(std::size_t rows) { return rows + rows / kGroup * kGroupHead; }
   void OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt);
   void OpenGroup(std::size_t start);
@@ -103,15 +116,19 @@ class TRecordStore {
   std::size_t groupAt_ = 0;  // index in the starts where the last group of the last run begins
 };
 
-inline const char* TRecordStore::Value(const TRun& run, std::size_t startsEnd, std::size_t row,
-                                       std::size_t column) const {
+inline TRecordStore::TStarts TRecordStore::StartsOf(const TRun& run, std::size_t startsEnd,
+                                                    std::size_t row) const {
   const std::size_t first = row / kGroup * kGroup;
   const std::uint16_t* const group = ends.Data() + run.endsAt + Words(first);
   const std::size_t base = run.startsAt + (first ? GroupBase(group) : 0);
-  const std::size_t value = base + (row == first ? 0 : group[row - first - 1]) + column;
   const std::uint16_t end = group[row - first];
-  if (value >= (end == kRunEnd ? startsEnd : base + end)) return "";
-  return copy.Data() + starts.Data()[value];
+  return {base + (row == first ? 0 : group[row - first - 1]), end == kRunEnd ? startsEnd : base + end};
+}
+
+inline const char* TRecordStore::Value(const TRun& run, std::size_t startsEnd, std::size_t row,
+                                       std::size_t column) const {
+  const TStarts record = StartsOf(run, startsEnd, row);
+  return record.first + column < record.end ? copy.Data() + starts.Data()[record.first + column] : "";
 }
 
 }  // namespace VekApi

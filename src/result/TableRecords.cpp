@@ -59,6 +59,29 @@ const char* VekTable::TRecords::Value(std::size_t row, std::size_t column) const
   return column < line.starts.size() ? line.text.c_str() + line.starts[column] : "";
 }
 
+VekRecordBlock VekTable::TRecords::Block(std::size_t row) const {
+  VekRecordBlock block;
+  if (row >= Count()) return block;
+  if (row >= shown_) return BlockOf(*added_[row - shown_]);
+  const TShownRun* const shown = runs_.empty() ? nullptr : &RunOf(row);
+  if (shown && shown->run->columns > 0)
+    return body_->records.Block(*shown->run, shown->startsEnd, row - shown->firstRow);
+  block.records = static_cast<int>(shown ? shown->firstRow + shown->run->rows - row : shown_ - row);
+  return block;
+}
+
+VekRecordBlock VekTable::TRecords::BlockOf(const TLine& line) {
+  VekRecordBlock block;
+  block.records = 1;
+  if (line.columns == 0) return block;
+  block.text = line.text.c_str();
+  block.starts = line.starts.data();
+  block.textEnd = static_cast<std::uint32_t>(line.text.size() + 1);
+  block.columns = static_cast<int>(line.columns);
+  block.values = block.stride = static_cast<int>(line.starts.size());
+  return block;
+}
+
 void VekTable::TRecords::Add(std::string_view text, std::uint32_t columns) {
   if (text.size() >= std::numeric_limits<std::uint32_t>::max()) throw std::length_error("string too long");
   TLine line{std::string(text), {}, columns};

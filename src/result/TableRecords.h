@@ -25,6 +25,9 @@ class VekTable::TRecords {
   // Null if there is no such value.
   const char* Value(std::size_t row, std::size_t column) const;
 
+  // No records if there is no such row.
+  VekRecordBlock Block(std::size_t row) const;
+
   void Add(std::string_view line, std::uint32_t columns);
 
   // Shows the runs of a result up to `lastRun`, replacing what was shown before. The result must outlive this
@@ -48,6 +51,7 @@ class VekTable::TRecords {
   };
 
   const TShownRun& RunOf(std::size_t row) const;
+  static VekRecordBlock BlockOf(const TLine& line);
 
   TBodyRef<const TResultBody> held_;  // null if the body itself owns this object
   const TResultBody* body_ = nullptr;

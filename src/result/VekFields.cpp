@@ -33,6 +33,7 @@ class VekFields::TImpl {
   }
 
   const std::vector<VekField>& Columns() const { return columns_; }
+  const std::string& NameText() const { return nameText_; }
 
  private:
   struct TIsNamed {
@@ -52,15 +53,15 @@ class VekFields::TImpl {
     properties.Read(text);
     const std::string& name = properties.Name();
     std::uint32_t& slot = names_.Slot(HashOf(name), TIsNamed{columns_, name});
-    if (slot == kNone)
-      slot = index;
-    else
-      columns_.pop_back();
+    if (slot != kNone) return columns_.pop_back();
+    slot = index;
+    nameText_.append(name).push_back('\0');
   }
 
   // The application has read-only access to the columns, so names do not change.
   std::vector<VekField> columns_;
   TNameTable names_;
+  std::string nameText_;
 };
 
 VekFields::VekFields() = default;
@@ -95,6 +96,10 @@ void VekFields::SetFields(const std::string& text) {
 
 int VekFields::Count() const {
   return impl_ ? static_cast<int>(impl_->Columns().size()) : 0;
+}
+
+std::string_view VekFields::Names() const {
+  return impl_ ? impl_->NameText() : std::string_view();
 }
 
 const VekField* VekFields::Field(int index) const {

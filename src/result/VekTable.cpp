@@ -92,6 +92,10 @@ const char* VekTable::RecordField(int row, const VekField* field) const {
   return field ? RecordField(row, field->Index()) : nullptr;
 }
 
+VekRecordBlock VekTable::RecordBlock(int row) const {
+  return records_ && row >= 0 ? records_->Block(static_cast<std::size_t>(row)) : VekRecordBlock{};
+}
+
 EVekAccMkt VekTable::MktFlag() const {
   const std::string* const mkt = properties_.Get("mkt");
   const std::uint32_t number = mkt ? ToUnsigned32(mkt->c_str()) : 0;

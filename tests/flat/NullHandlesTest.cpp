@@ -75,6 +75,7 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekFields_Count", ANSWER(CVekFields, CVekFields_Count(h), 0)},
     {"CVekFields_IndexField", NULL_HANDLE(CVekFields, CVekFields_IndexField(h, 0))},
     {"CVekFields_NameField", NULL_HANDLE(CVekFields, CVekFields_NameField(h, "n"))},
+    {"CVekFields_Names", NULL_RESULT(CVekFields, CVekFields_Names(h, nullptr))},
 
     {"CVekFlowCtrl_CheckFlowCtrl", ANSWER(CVekFlowCtrl, CVekFlowCtrl_CheckFlowCtrl(h), 0)},
     {"CVekFlowCtrl_Clear", NOTHING(CVekFlowCtrl, CVekFlowCtrl_Clear(h))},
@@ -150,6 +151,7 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekTable_Fields", NULL_HANDLE(CVekTable, CVekTable_Fields(h))},
     {"CVekTable_MktFlag", ANSWER(CVekTable, CVekTable_MktFlag(h), 0)},
     {"CVekTable_Properties", NULL_HANDLE(CVekTable, CVekTable_Properties(h))},
+    {"CVekTable_RecordBlock", ANSWER(CVekTable, CVekTable_RecordBlock(h, 0, nullptr), 0)},
     {"CVekTable_RecordField", NULL_RESULT(CVekTable, CVekTable_RecordField(h, 0, kNoField))},
     {"CVekTable_RecordField_B", NULL_RESULT(CVekTable, CVekTable_RecordField_B(h, 0, kNoField))},
     {"CVekTable_RecordIndexField", NULL_RESULT(CVekTable, CVekTable_RecordIndexField(h, 0, 0))},

@@ -66,6 +66,23 @@ TEST_F(ResultTest, ColumnsByIndexAndName) {
   EXPECT_STREQ(CVekProperties_Description(&ofFirst), "d");
 }
 
+TEST_F(ResultTest, RecordsInBlocks) {
+  CVekRecordBlock block{};
+  EXPECT_EQ(CVekTable_RecordBlock(&table, 0, &block), 1);
+  EXPECT_EQ(std::string(block.text + block.starts[0], block.text + block.textEnd),
+            std::string("x\0\xA5\x5C\xFF\0", 6));
+  EXPECT_EQ(CVekTable_RecordBlock(&table, 1, &block), 1);
+  EXPECT_STREQ(block.text + block.starts[0], "y");
+  EXPECT_EQ(block.values, 1);
+  EXPECT_EQ(block.columns, 2);
+  for (const int row : {-1, 2, INT32_MAX}) EXPECT_EQ(CVekTable_RecordBlock(&table, row, &block), 0);
+  EXPECT_EQ(block.text, nullptr);
+  EXPECT_EQ(CVekTable_RecordBlock(&table, 0, nullptr), 0);
+  std::int32_t length = 0;
+  const char* const names = CVekFields_Names(&fields, &length);
+  EXPECT_EQ(std::string(names, static_cast<std::size_t>(length)), std::string("P\0Q\0", 4));
+}
+
 TEST_F(ResultTest, RecordsByIndexAndField) {
   EXPECT_EQ(CVekTable_RecordsCount(&table), 2);
   EXPECT_EQ(CVekTable_MktFlag(&table), cvam_Futures);

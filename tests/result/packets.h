@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -64,7 +65,26 @@ inline std::string Describe(const VekApi::VekFields& fields) {
   return Visible(text);
 }
 
+// Both ways to the values must agree: one by one, and in blocks, whose texts hold nothing else.
+inline bool BlocksAgree(const VekApi::VekTable& table) {
+  int row = 0;
+  for (VekApi::VekRecordBlock block; (block = table.RecordBlock(row)).records > 0; row += block.records) {
+    std::string values;
+    for (int i = 0; i < block.records * block.columns; ++i) {
+      const int r = i / block.columns, c = i % block.columns;
+      const char* const value = c < block.values ? block.text + block.starts[r * block.stride + c] : "";
+      if (std::strcmp(value, table.RecordField(row + r, c)) != 0) return false;
+      if (c < block.values) values.append(value).push_back('\0');
+    }
+    if (table.RecordField(row, block.columns)) return false;
+    if (block.text && std::string(block.text + block.starts[0], block.text + block.textEnd) != values)
+      return false;
+  }
+  return row == table.RecordsCount();
+}
+
 inline std::string Describe(const VekApi::VekTable& table) {
+  if (!BlocksAgree(table)) return "the blocks differ from the values";
   std::string text = "[" + table.Properties().ToString() + "]" + Describe(table.Fields());
   for (int row = 0; row < table.RecordsCount(); ++row) {
     text += '/';

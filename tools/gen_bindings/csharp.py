@@ -17,7 +17,7 @@ RESULTS = {"void": "void", "bool": "bool", "int": "int", "unsigned": "uint", "ad
            "ulong": "ulong", "size": "IntPtr"}
 # For a function's arguments.
 ARGUMENTS = {**RESULTS, "text": "byte[]", "buffer": "byte[]", "handle*": "ref {}", "table*": "ref {}",
-             "record*": "ref {}", "int*": "out int", "ulong*": "ulong[]"}
+             "record*": "ref {}", "int*": "out int", "unsigned*": "IntPtr", "ulong*": "ulong[]"}
 # For a callback's arguments, and the second form of text arguments.
 BY_ADDRESS = {**ARGUMENTS, "text": "IntPtr", "buffer": "IntPtr"}
 MEMBERS = {**BY_ADDRESS, "chars": "byte[]", "ulongs": "ulong[]"}

@@ -9,7 +9,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 HEADERS = [ROOT / "include/vekapi/VekApiC.h", ROOT / "include/vekapi/VekSessionC.h"]
 
 # A type is a kind and, if there are several of the kind, a name:
-#   void bool char int unsigned long ulong (64 bits) size (intptr_t) address (void*)   int* ulong*
+#   void bool char int unsigned long ulong (64 bits) size (intptr_t) address (void*)   int* unsigned* ulong*
 #   text (const char*, ends with NUL)   packet (const char*, its length follows)   buffer (char*)   bstr
 #   chars ulongs (arrays in records; the name is their length)
 #   handle (by value)   handle* table* record* callback
@@ -101,7 +101,7 @@ def with_packets(parts):
     """A text accompanied by its length may contain NULs."""
     lengths = {part.name for part in parts if part.type.kind in ("int", "unsigned")}
     is_packet = lambda at, part: part.type.kind == "text" and (
-        part.name + "Length" in lengths or at + 1 < len(parts) and parts[at + 1].name == "length")
+        {part.name + "Length", part.name + "End"} & lengths or at + 1 < len(parts) and parts[at + 1].name == "length")
     return [part._replace(type=Type("packet")) if is_packet(at, part) else part for at, part in enumerate(parts)]
 
 
@@ -113,7 +113,10 @@ def callback(cursor, known):
 
 def function(cursor, known, comment):
     parts = parts_of(cursor, cursor.type.argument_types(), known)
-    return Declared(cursor.spelling, type_of(cursor.result_type, known, cursor), parts, comment)
+    result = type_of(cursor.result_type, known, cursor)
+    if result.kind == "text" and any(part.name == "length" and part.type.kind == "int*" for part in parts):
+        result = Type("packet")
+    return Declared(cursor.spelling, result, parts, comment)
 
 
 def constants(cursor):

@@ -19,7 +19,7 @@ class Handle(Structure):
 # c_char_p would lose the address needed to free an automation string; a packet may contain NULs.
 TYPES = {"void": "None", "bool": "c_bool", "int": "c_int", "unsigned": "c_uint", "address": "c_void_p",
          "text": "c_char_p", "packet": "c_void_p", "buffer": "POINTER(c_char)", "bstr": "c_void_p",
-         "char": "c_char", "long": "c_int64", "ulong": "c_uint64", "size": "c_ssize_t", "int*": "POINTER(c_int)",
+         "char": "c_char", "long": "c_int64", "ulong": "c_uint64", "size": "c_ssize_t", "int*": "POINTER(c_int)", "unsigned*": "POINTER(c_uint)",
          "ulong*": "POINTER(c_uint64)", "chars": "c_char * {}", "ulongs": "c_uint64 * {}",
          "handle": "{}", "callback": "{}", "handle*": "POINTER({})", "table*": "POINTER({})", "record*": "POINTER({})"}
 

@@ -23,7 +23,7 @@ BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr", "handle*": "ByVal {} As Lo
 TEXT_BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr"}
 # VBA converts an automation string to a String, and frees it.
 RESULTS = {"bool": "Byte", "int": "Long", "unsigned": "Long", "address": "LongPtr", "text": "LongPtr",
-           "bstr": "String", "handle": "LongPtr", "size": "LongPtr"}
+           "packet": "LongPtr", "bstr": "String", "handle": "LongPtr", "size": "LongPtr"}
 # As a member of a type.
 MEMBERS = {"char": "{} As Byte", "int": "{} As Long", "unsigned": "{} As Long", "long": "{} As LongLong",
            "ulong": "{} As LongLong", "chars": "{}({}) As Byte", "ulongs": "{}({}) As LongLong",

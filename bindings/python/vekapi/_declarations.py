@@ -192,6 +192,28 @@ CVekOnFlowCtrlFree = CFUNCTYPE(None, POINTER(CVekFlowCtrl), c_void_p)
 CVekOnFlowCtrlSenderSent = CFUNCTYPE(None, POINTER(CVekFlowCtrlSender), c_void_p, c_uint, c_uint)
 
 
+# Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c` of
+# the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`. The
+# bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after record.
+# They belong to the table and are valid as long as its texts are.
+class CVekRecordBlock(Structure):
+    _fields_ = [
+        # null if the records have no values
+        ("text", c_void_p),
+        # positions in `text`
+        ("starts", POINTER(c_uint)),
+        ("textEnd", c_uint),
+        # of each record; those from `values` on are ""
+        ("columns", c_int),
+        # of each record in `text`
+        ("values", c_int),
+        # `values`, or more if the records have surplus values, which belong to the last column's
+        ("stride", c_int),
+    ]
+
+
+
+
 # One event. Every member is set; what does not apply is 0 or "". Lent: it, its texts and its result live
 # until the callback returns; those of CVekSession_Next until that function is called again or the session is
 # deleted.
@@ -507,6 +529,9 @@ PROTOTYPES = {
     "CVekFields_IndexField": (CVekField, [POINTER(CVekFields), c_int]),
     # Number of columns.
     "CVekFields_Count": (c_int, [POINTER(CVekFields)]),
+    # The names of all columns in table order, each ended by NUL; `*length` is set to their bytes, these NULs
+    # included. Borrowed like the columns. Null, with length 0, for a null handle; null if `length` is null.
+    "CVekFields_Names": (c_void_p, [POINTER(CVekFields), POINTER(c_int)]),
     # The table's name and attributes.
     "CVekTable_Properties": (CVekProperties, [POINTER(CVekTable)]),
     # The columns, in table order.
@@ -523,6 +548,13 @@ PROTOTYPES = {
     "CVekTable_RecordField": (c_char_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
     # As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.
     "CVekTable_RecordField_B": (c_void_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
+    # Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+    # those that follow each other in the server's text and have the same number of values. A table of complete
+    # records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with the
+    # block zeroed, if there is no such record. All of a table:
+    #
+    #   for (row = 0; (count = CVekTable_RecordBlock(&table, row, &block)) > 0; row += count) ...
+    "CVekTable_RecordBlock": (c_int, [POINTER(CVekTable), c_int, POINTER(CVekRecordBlock)]),
     # The number in the table's "mkt" attribute: cvam_..., or another value if the server sent one.
     "CVekTable_MktFlag": (c_int, [POINTER(CVekTable)]),
     # The id that matches this answer to its request.
