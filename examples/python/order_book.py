@@ -13,7 +13,7 @@ import pathlib
 import sys
 from dataclasses import dataclass
 from decimal import Decimal
-from typing import Dict, Iterable, List, Optional
+from typing import Dict, Iterable, List, Mapping, Optional
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bindings" / "python"))
 import vekapi  # noqa: E402
@@ -47,12 +47,12 @@ class OrderBook:
     def __init__(self) -> None:
         self.orders: Dict[str, Order] = {}
 
-    def resynced(self, rows: Iterable[Dict[str, Optional[str]]]) -> None:
+    def resynced(self, rows: Iterable[Mapping[str, str]]) -> None:
         """Replaces the book by the server's; the amounts paid, known from reports, are kept."""
         paid = {order.work_id: order.paid for order in self.orders.values()}  # order numbers differ between servers
         self.orders = {}
         for row in rows:
-            self._enter({key: value or "" for key, value in row.items()})
+            self._enter(row)
         for order in self.orders.values():
             order.paid = paid.get(order.work_id, Decimal(0))
 
@@ -68,7 +68,7 @@ class OrderBook:
         if kind == "fill":
             order.paid += int(told["Qty"]) * Decimal(told["Price"])
 
-    def _enter(self, told: Dict[str, str]) -> None:
+    def _enter(self, told: Mapping[str, str]) -> None:
         price = None if told["Price"] == "MKT" else Decimal(told["Price"])
         self.orders[told["OrdNo"]] = Order(told["OrdNo"], told["WorkID"], told["Prod"], told["Side"], int(told["Qty"]),
                                            int(told["Left"]), price, told["Status"])

@@ -27,9 +27,15 @@ its Windows message loop or calls dispatch() or wait(). With asyncio on Linux:
 
     loop.add_reader(vekapi.message_loop_fd(), vekapi.dispatch)
 
-The server's texts are bytes in code page 950; here they are str (U+FFFD marks invalid bytes). Results, tables
-and columns passed to an event are borrowed until it returns: copy what must be kept with Table.rows() or
-TaskResult.plain().
+The server's texts are bytes in code page 950; here they are str (U+FFFD marks invalid bytes). A result holds tables by name,
+a table is a sequence of records, and a record maps column names to values:
+
+    result["orders"][0]["Price"]
+    [(row["Prod"], row.decimal("Price")) for row in result["orders"]]
+    result["orders"].to_dicts(decimals=["Price"])
+
+The result passed to an event of a Client is borrowed: after the event it raises ReferenceError, except for records that
+have been read (Table.tuples(), rows(), to_dicts()). Results of a Session stay valid.
 
 Clients, gates and senders live until close(), even without references to them, and may be closed in any order. Those
 still open when the program ends are closed then, without further events except on_destroy.
@@ -63,6 +69,6 @@ from ._fates import Event, Fate, NotAnswered, Result, SessionError, words  # noq
 from ._client import Client, Handler  # noqa: F401
 from ._library import dispatch, lib, load, message_loop_fd  # noqa: F401
 from ._pacing import Gate, Sender  # noqa: F401
-from ._results import Properties, Table, TaskResult  # noqa: F401
+from ._results import Block, Properties, Row, Table, TaskResult  # noqa: F401
 from ._session import BlockingSession, Session  # noqa: F401
 from ._text import encode, text  # noqa: F401

@@ -46,7 +46,7 @@ class Client(Owned):
             lambda code, packet, size: h.on_unknown(self, code, ctypes.string_at(packet, size)),
             lambda reason: self._on_connect(h, text(reason)),
             lambda: h.on_ready(self),
-            lambda result: h.on_task_result(self, TaskResult(result.contents)),
+            lambda result: self._on_task_result(h, TaskResult(result.contents)),
             lambda user, answer: h.on_password(self, text(user), text(answer)),
             lambda code, ack: h.on_ack(self, code, ack),
             lambda report: h.on_report(self, text(report)),
@@ -61,6 +61,12 @@ class Client(Owned):
             handler.on_connect(self, reason)
         finally:
             self._over = self.state < 0
+
+    def _on_task_result(self, handler, result):
+        try:
+            handler.on_task_result(self, result)
+        finally:
+            result.end()
 
     def _happened(self):
         # No lock: if Ctrl-C interrupted the main thread holding it, it would stay locked and block events.

@@ -4,7 +4,7 @@ import ctypes
 import weakref
 from ctypes import byref
 from dataclasses import dataclass
-from typing import Any, Dict, List, Optional
+from typing import Any, Optional
 
 from ._declarations import CVekEvent, CVekTaskResult, vst_Fate, vst_Reason, vst_State
 from ._enums import EventKind, FateKind, Named, Reason, State
@@ -25,18 +25,11 @@ def words(member: Optional[Named], language: str = "en") -> str:
 
 
 class Result(TaskResult):
-    """A copy of the result of a query."""
+    """The result of a query; valid as long as anything refers to it or its parts."""
 
     def __init__(self, handle: CVekTaskResult) -> None:
-        super().__init__(handle)
-        weakref.finalize(self, _free, self._handle)
-
-    def __getitem__(self, name: str) -> List[Dict[str, Optional[str]]]:
-        """A table's records, as dictionaries keyed by column name; KeyError if there is no such table."""
-        table = self.table(name)
-        if table is None:
-            raise KeyError(name)
-        return table.rows()
+        super().__init__(handle, lent=False)
+        weakref.finalize(self._memory, _free, self._memory.handle)
 
 
 def _free(handle: CVekTaskResult) -> None:

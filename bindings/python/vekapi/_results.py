@@ -1,6 +1,6 @@
 """Task results, their tables and records."""
 
-from ctypes import addressof, byref, c_char, c_int, c_uint, string_at
+from ctypes import addressof, byref, c_char, c_int, c_uint, sizeof, string_at
 from decimal import Decimal, InvalidOperation
 from typing import (
     Any, Dict, Iterable, Iterator, List, Mapping, NamedTuple, Optional, Sequence, Tuple, Union, overload,
@@ -22,10 +22,14 @@ class Memory:
 
     @property
     def handle(self) -> Any:
-        """The result's handle. ReferenceError after `end`."""
+        """The result's handle; ReferenceError after `end`."""
+        self.check()
+        return self._handle
+
+    def check(self) -> None:
+        """ReferenceError after `end`."""
         if self._handle is None:
             raise ReferenceError("the result was borrowed, and its event has returned")
-        return self._handle
 
     def end(self) -> None:
         """The library takes its memory back."""
@@ -39,7 +43,7 @@ class Properties:
         self._handle, self._memory = handle, memory
 
     def _ask(self, function: Any, *arguments: Any) -> Any:
-        assert self._memory.handle
+        self._memory.check()
         return text(function(byref(self._handle), *arguments))
 
     def get(self, key: str) -> Optional[str]:
@@ -76,22 +80,22 @@ class Row(Mapping[str, str]):
     """A record: its values by column name, or by position. It stays valid. A record that arrived before its table's
     columns has no values."""
 
-    __slots__ = ("values_", "_at")
+    __slots__ = ("_values", "_at")
 
     def __init__(self, values: Tuple[str, ...], at: Dict[str, int]) -> None:
-        self.values_, self._at = values, at
+        self._values, self._at = values, at
 
     def __getitem__(self, key: Union[str, int]) -> str:
         try:
-            return self.values_[self._at[key] if isinstance(key, str) else key]
+            return self._values[self._at[key] if isinstance(key, str) else key]
         except IndexError:
             raise KeyError(key) from None
 
     def __iter__(self) -> Iterator[str]:
-        return iter(self._at if self.values_ else ())
+        return iter(self._at if self._values else ())
 
     def __len__(self) -> int:
-        return len(self.values_)
+        return len(self._values)
 
     def decimal(self, key: Union[str, int]) -> Optional[Decimal]:
         """A value as a number, exactly; None if it is empty. ValueError if it is not a number."""
@@ -126,7 +130,7 @@ class Table(Properties, Sequence[Row]):
     def __len__(self) -> int:
         if self._tuples is not None:
             return len(self._tuples)
-        assert self._memory.handle
+        self._memory.check()
         return int(lib.CVekTable_RecordsCount(byref(self._table)))
 
     @overload
@@ -146,7 +150,7 @@ class Table(Properties, Sequence[Row]):
     @property
     def mkt_flag(self) -> int:
         """The account market, cvam_... or another number."""
-        assert self._memory.handle
+        self._memory.check()
         return int(lib.CVekTable_MktFlag(byref(self._table)))
 
     @property
@@ -163,7 +167,7 @@ class Table(Properties, Sequence[Row]):
 
     def value(self, row: int, column: int) -> Optional[str]:
         """One value, read from the library; None if there is no such record or column."""
-        assert self._memory.handle
+        self._memory.check()
         return text(lib.CVekTable_RecordIndexField(byref(self._table), row, column))
 
     def tuples(self) -> List[Tuple[str, ...]]:
@@ -210,24 +214,25 @@ class Table(Properties, Sequence[Row]):
         """All records, undecoded. The buffers of a result that a session returned share the library's memory and keep it
         alive; those of a borrowed one are copies."""
         for block, count in self._blocks():
-            first = block.starts[0] if block.text else 0
-            starts = count * block.stride
-            yield Block(self._buffer(c_char, block.text + first, block.textEnd - first) if starts else memoryview(b""),
-                        self._buffer(c_uint, addressof(block.starts.contents), starts) if starts else memoryview(b""),
-                        count, block.columns, block.values, block.stride)
+            text_, starts = memoryview(b""), memoryview(b"")
+            if block.text:
+                first = block.starts[0]
+                text_ = self._buffer(block.text + first, block.textEnd - first)
+                starts = self._buffer(addressof(block.starts.contents), count * block.stride * sizeof(c_uint))
+            yield Block(text_, starts.cast("I"), count, block.columns, block.values, block.stride)
 
-    def _buffer(self, kind: Any, address: int, count: int) -> memoryview:
-        array = (kind * count).from_address(address)
+    def _buffer(self, address: int, size: int) -> memoryview:
         if self._memory.lent:
-            array = (kind * count).from_buffer_copy(array)
-        array.memory = self._memory  # held as long as the buffer
-        return memoryview(array).cast("B").cast("I" if kind is c_uint else "B").toreadonly()
+            return memoryview(string_at(address, size))
+        array = (c_char * size).from_address(address)
+        setattr(array, "memory", self._memory)  # held as long as the buffer
+        return memoryview(array).cast("B").toreadonly()
 
     def _blocks(self) -> Iterator[Tuple[CVekRecordBlock, int]]:
         row = 0
         while True:
             block = CVekRecordBlock()
-            assert self._memory.handle
+            self._memory.check()
             count = lib.CVekTable_RecordBlock(byref(self._table), row, byref(block))
             if not count:
                 return
@@ -235,7 +240,7 @@ class Table(Properties, Sequence[Row]):
             row += count
 
     def _fields(self) -> CVekFields:
-        assert self._memory.handle
+        self._memory.check()
         fields: CVekFields = lib.CVekTable_Fields(byref(self._table))
         return fields
 
@@ -243,7 +248,7 @@ class Table(Properties, Sequence[Row]):
         if self._columns is None:
             fields, length = self._fields(), c_int()
             address = lib.CVekFields_Names(byref(fields), byref(length))
-            self._columns = _names_in(string_at(address, length.value) if length else b"")
+            self._columns = _names_in(string_at(address, length.value) if address else b"")
         return self._columns
 
     def _at(self) -> Dict[str, int]:
@@ -290,7 +295,7 @@ class TaskResult:
     @property
     def raw(self) -> bytes:
         """The server's text as bytes."""
-        return bytes(lib.CVekTaskResult_OrigResult(byref(self._memory.handle)))
+        return bytes(lib.CVekTaskResult_OrigResult(byref(self._memory.handle)) or b"")
 
     def __len__(self) -> int:
         return int(lib.CVekTaskResult_TableCount(byref(self._memory.handle)))

@@ -31,6 +31,8 @@ class _Characters(Dict[str, str]):
 _BYTES = {character: code for code, character in [*_user_defined(), *_SINGLE.items()]}
 _CHARACTERS = _Characters({code.decode("latin-1"): character for character, code in _BYTES.items()})
 _NOT_ASCII = re.compile("[\x81-\xfe][\x40-\x7e\x80-\xfe]|[\x80-\xff]")
+# The characters to which Python assigns user-defined codes. Of other such codes it leaves nothing, or the ASCII byte.
+_REASSIGNED = re.compile("[" + "".join(c for b in _BYTES.values() for c in b.decode("cp950", "ignore") if c > "\x7f") + "]")
 
 
 def _encode_user_defined(error: UnicodeError) -> Tuple[bytes, int]:
@@ -50,6 +52,14 @@ def text(raw: Optional[bytes]) -> Optional[str]:
     """A text of the library as str; invalid bytes become U+FFFD. None stays None."""
     if raw is None:
         return None
+    if raw.isascii():
+        return raw.decode("ascii")
+    try:
+        plain = raw.decode("cp950")
+        if not _REASSIGNED.search(plain):
+            return plain
+    except UnicodeDecodeError:
+        pass
     return _NOT_ASCII.sub(lambda code: _CHARACTERS[code[0]], raw.decode("latin-1"))
 
 
