@@ -12,6 +12,7 @@ import signal
 import subprocess
 import sys
 import threading
+from decimal import Decimal
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bindings/python"))
 import vekapi  # noqa: E402
@@ -35,6 +36,7 @@ async def coroutines():
     async with session:
         products, first = await asyncio.gather(session.query("products", timeout=20), session.send(ORDER))
         assert any(product["Prod"] == "TXF" for product in products["products"])
+        read(products, next((await session.query("products"))["products"].blocks()))
         assert first.kind == "Acknowledged" and first.work_id in first.text, first
         held = asyncio.ensure_future(session.send(ORDER, hold=60))
         await session.query("stats")  # by now the order before it has been submitted
@@ -47,6 +49,18 @@ async def coroutines():
     assert (await held).reason is Reason.CLOSED
     last = [event async for event in events][-1]
     assert last.kind is EventKind.STATE and last.state is State.CLOSED and session.state is State.CLOSED, last
+
+
+def read(result, block):
+    """All ways to the values agree; buffers (`block`, of the same table) outlive their result."""
+    table = result["products"]
+    cells = [tuple(table.value(row, column) for column in range(len(table.names))) for row in range(len(table))]
+    assert table.tuples() == cells and [row["Name"] for row in table] == table.column("Name"), cells
+    assert table[1:] == table.to_dicts()[1:] == table.rows()[1:] and table[-1][0] == cells[-1][0], table[1:]
+    assert table[0].decimal("Last") == table.decimals("Last")[0] == Decimal(cells[0][table.names.index("Last")])
+    assert "products" in result and "nothing" not in result and table[0]["Name"] == "臺股期貨", table[0]
+    values = vekapi.text(bytes(block.text)).split("\0")
+    assert values == [value for row in cells for value in row] + [""] and len(block.starts) == len(values) - 1
 
 
 async def until(events, wanted):

@@ -45,6 +45,24 @@ assert not (client.send(129, "w new\\nx") or sender.send("w new\\nx") or sender.
 assert client.query("q products") == -1 and not client.connect("127.0.0.1:1", "", "", "", "", "")
 client.sign_on_result().plain(), client.disconnect(), sender.drop(), gate.call_when_free()
 """),
+    "keeps a borrowed result": (0, "", """
+came = threading.Event()
+class Keeps(Session):
+    def on_ready(self, client): client.send(128, "q products")
+    def on_task_result(self, client, result):
+        self.result, self.read, self.rest = result, result["products"][0], next(iter(result))
+        came.set()
+session = Keeps()
+with begin(session) as client:
+    assert came.wait(20)
+assert session.read["Prod"] == "TXF" and session.rest[0]["Prod"] == "TXF"
+for ask in (session.result.plain, session.rest.blocks, lambda: session.rest.name):
+    try:
+        list(ask())
+        sys.exit("a result was read after its end")
+    except ReferenceError:
+        pass
+"""),
     "exits in an event": (9, "", """
 class Exits(Session):
     def on_ready(self, client): sys.exit(9)

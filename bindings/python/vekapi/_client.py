@@ -37,11 +37,11 @@ class Client(Owned):
     def __init__(self, handler, on_message_loop=False):
         load()
         self._waiters, self._over, self._exit = [], True, None
-        self._callbacks = self._table(handler)
+        self._callbacks = self._table(handler, on_message_loop)
         create = lib.CVekClient_Create_OnMessageLoop if on_message_loop else lib.CVekClient_Create
         super().__init__(create(byref(self._callbacks), None), threading.current_thread() if on_message_loop else None)
 
-    def _table(self, h):
+    def _table(self, h, on_message_loop):
         events = (
             lambda code, packet, size: h.on_unknown(self, code, ctypes.string_at(packet, size)),
             lambda reason: self._on_connect(h, text(reason)),
@@ -54,7 +54,10 @@ class Client(Owned):
         )
         kinds = [kind for _, kind in CVekClientCallbacks._fields_]
         last = len(events) - 1
-        return CVekClientCallbacks(*(entry(kinds[i], self, event, i == last) for i, event in enumerate(events)))
+        # Acknowledgements and reports come on the link's thread, and are many.
+        keeps = () if on_message_loop else (5, 6)
+        return CVekClientCallbacks(*(
+            entry(kinds[i], self, event, i == last, i in keeps) for i, event in enumerate(events)))
 
     def _on_connect(self, handler, reason):
         try:
@@ -70,7 +73,7 @@ class Client(Owned):
 
     def _happened(self):
         # No lock: if Ctrl-C interrupted the main thread holding it, it would stay locked and block events.
-        for waiter in list(self._waiters):
+        for waiter in self._waiters and list(self._waiters):
             waiter.put(None)
 
     def _exits(self, asked):

@@ -1,8 +1,10 @@
 """Events: passing the library's callbacks to Python, and stopping them."""
 
 import threading
+from threading import get_ident
 from typing import Any, Callable, Dict, List, Set
 
+from . import _threads
 from ._library import EXITS, exit_later
 
 # Objects whose events are running, by thread, innermost last; each thread changes only its own entry.
@@ -11,14 +13,20 @@ ending = False  # the program is ending: new objects behave like closed ones
 _quiet = threading.Condition()
 
 
-def entry(kind: Any, owner: Any, event: Callable[..., Any], last: bool = False) -> Any:
+def entry(kind: Any, owner: Any, event: Callable[..., Any], last: bool = False, keeps: bool = False) -> Any:
     """A ctypes callback for an event of `owner`. The owner is not deleted before the event has returned, because the
-    event's arguments are borrowed from it. An object is already closed when its last event runs."""
+    event's arguments are borrowed from it. An object is already closed when its last event runs. With
+    `keeps` it comes on a library thread only, whose state is kept."""
+    keeps, kept = keeps and _threads.can_keep, _threads.kept
 
     def run(_handle: Any, _user: Any, *arguments: Any) -> None:
         if ending and not last:
             return
-        _running.setdefault(threading.get_ident(), []).append(owner)
+        here = get_ident()
+        if keeps and here not in kept:
+            _threads.keep()
+        mine = _running.setdefault(here, [])
+        mine.append(owner)
         held = False
         try:
             held = not last and owner._hold()
@@ -31,22 +39,18 @@ def entry(kind: Any, owner: Any, event: Callable[..., Any], last: bool = False) 
             owner._happened()
             if held:
                 owner._leave()
-            _leave()  # last: at exit, threads still in here are waited for
+            mine.pop()
+            if not mine:
+                del _running[here]
+            if ending:
+                quieter()  # last: at exit, threads still in here are waited for
 
     return kind(run)
 
 
-def _leave() -> None:
-    mine = _running[threading.get_ident()]
-    mine.pop()
-    if not mine:
-        del _running[threading.get_ident()]
-    quieter()
-
-
 def elsewhere() -> Set[int]:
     """The other threads that are inside events."""
-    return set(_running) - {threading.get_ident()}
+    return set(_running) - {get_ident()}
 
 
 def is_running(owner: Any) -> bool:
@@ -58,6 +62,9 @@ def quieter() -> None:
     if ending:
         with _quiet:
             _quiet.notify_all()
+
+
+_threads.told = quieter
 
 
 def wait_until(done: Callable[[], bool], seconds: float) -> None:
@@ -81,6 +88,7 @@ def forget() -> None:
     """In the child of a fork, where only this thread exists."""
     global _quiet
     _quiet = threading.Condition()
-    here = threading.get_ident()
+    _threads.forget()
+    here = get_ident()
     for thread in [t for t in _running if t != here]:
         del _running[thread]

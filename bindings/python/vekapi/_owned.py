@@ -4,9 +4,10 @@ import atexit
 import os
 import threading
 from ctypes import byref
+from threading import get_ident
 from typing import Any, Callable, List, Optional, Set
 
-from . import _events
+from . import _events, _threads
 from ._library import call, dispatch, lib
 
 _PATIENCE = 3  # seconds, at exit, for threads inside events or calls
@@ -40,15 +41,15 @@ class Owned:
                 self._leave()
 
     def _hold(self) -> bool:
-        with self._lock:
-            held = not self._closed
-            if held:
-                self._users.append(threading.get_ident())
-        return held
+        # No lock: closing looks for users after it is told, a user for the closing after it is entered.
+        self._users.append(get_ident())
+        if not self._closed:
+            return True
+        self._leave()
+        return False
 
     def _leave(self) -> None:
-        with self._lock:
-            self._users.remove(threading.get_ident())
+        self._users.remove(get_ident())
         if self._closed:
             self._delete_if_last()
 
@@ -63,7 +64,7 @@ class Owned:
         with self._lock:
             if self._users or self._deleting or self not in _alive:
                 return
-            self._deleting = threading.get_ident()
+            self._deleting = get_ident()
         try:
             call(getattr(lib, self._delete), byref(self._handle))
         finally:
@@ -75,7 +76,7 @@ class Owned:
 
     def _forget_user(self) -> None:
         """At exit this thread is in no call; after Ctrl-C it may still be recorded as a user."""
-        here = threading.get_ident()
+        here = get_ident()
         with self._lock:
             self._users = [user for user in self._users if user != here]
             if self._deleting == here:
@@ -119,7 +120,8 @@ def _end() -> None:
             owned._thread = None
             owned._forget_user()
             owned._at_exit()
-    _events.wait_until(lambda: not any(o._closed for o in list(_alive)) and _events.elsewhere() <= stuck, _PATIENCE)
+    over = lambda: not any(o._closed for o in list(_alive)) and _events.elsewhere() | _threads.kept <= stuck
+    _events.wait_until(over, _PATIENCE)
 
 
 def _forget() -> None:
