@@ -32,7 +32,8 @@ package_version() { sed -n 's/^project(vekapi VERSION \([0-9.]*\).*/\1/p' CMakeL
 # built_tree SYSTEM: builds the library and the programs, and installs them into build/package/SYSTEM/tree with the debug
 # symbols beside, in .../symbols. Once a run.
 built_tree() {
-  local at=$packages/$1 flags=-ffile-prefix-map=$packages/source/= system=()
+  local at=$packages/$1 system=()
+  local flags="-ffile-prefix-map=$packages/$1/build=build -ffile-prefix-map=$packages/source=."
   [[ ! -e $at/done ]] || return 0
   rm -rf "$at/tree" "$at/symbols"
   mkdir -p "$at"
@@ -113,7 +114,7 @@ wheel_with() {
   cp -a "$packages/source/bindings/python" "$at"
   cp -L "$1" "$at/vekapi/"
   same_times "$at"
-  (cd "$at" && VEKAPI_VERSION=$version python3 setup.py -q bdist_wheel --plat-name "$2" --dist-dir "$made") >"$packages/wheel.log" 2>&1 || {
+  (cd "$at" && VEKAPI_VERSION=$version /usr/bin/python3 setup.py -q bdist_wheel --plat-name "$2" --dist-dir "$made") >"$packages/wheel.log" 2>&1 || {
     cat "$packages/wheel.log"
     return 1
   }
