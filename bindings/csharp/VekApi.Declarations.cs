@@ -709,6 +709,23 @@ namespace VekApi
         public const int vsg_Duplicate = 4;
         /// <summary>events of kind vse_Trace: it was sent, not received</summary>
         public const int vsg_Outbound = 8;
+        /// <summary>and: text is a whole packet, header first (vtl_Packets);</summary>
+        public const int vsg_Packet = 16;
+        /// <summary>its numbers are low byte first,</summary>
+        public const int vsg_LowFirst = 32;
+        /// <summary>or high byte first; neither: that is not known yet</summary>
+        public const int vsg_HighFirst = 64;
+
+        public const int vtl_None = 0;
+        /// <summary>of messages: code, length and direction</summary>
+        public const int vtl_Heads = 1;
+        /// <summary>their bytes too, without header, long ones in one; passwords as eight stars</summary>
+        public const int vtl_Messages = 2;
+        /// <summary>
+        /// packets as they go, header first, in pieces; passwords as eight stars with the lengths put
+        /// right; detail has their fields. What CVekApi_RecordOf makes records of
+        /// </summary>
+        public const int vtl_Packets = 3;
 
         public const int vst_State = 0;
         public const int vst_Fate = 1;
@@ -1520,12 +1537,29 @@ namespace VekApi
         public static extern uint CVekSession_RoundTrips(ref CVekSession session, int code, ulong[] counts, uint room);
 
         /// <summary>
-        /// Makes messages of the wire into events: 0 none, 1 their code, length and direction, 2 their bytes too,
-        /// descrambled, every password as eight stars. Codes below 4 are messages of the link itself: 0 connecting, 1
-        /// heartbeat, 2 sign-on and password change.
+        /// Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
+        /// messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_SetTrace(ref CVekSession session, int level);
+
+        /// <summary>
+        /// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+        /// vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+        /// when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+        /// the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+        /// </summary>
+        [DllImport(Library)]
+        public static extern uint CVekApi_RecordOf(ref CVekEvent @event, byte[] @out, uint room);
+
+        /// <summary>
+        /// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+        /// vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+        /// when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+        /// the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+        /// </summary>
+        [DllImport(Library)]
+        public static extern uint CVekApi_RecordHeader(byte[] @out, uint room);
 
         /// <summary>
         /// Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1

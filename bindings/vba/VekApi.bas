@@ -104,6 +104,15 @@ Public Const vsg_Resync As Long = 1  ' taken in vss_Resyncing as well. Events: t
 Public Const vsg_Urgent As Long = 2  ' goes before all that wait without it
 Public Const vsg_Duplicate As Long = 4  ' the work id may be in use already, or not be unique in the link's life. Answers to
 Public Const vsg_Outbound As Long = 8  ' events of kind vse_Trace: it was sent, not received
+Public Const vsg_Packet As Long = 16  ' and: text is a whole packet, header first (vtl_Packets);
+Public Const vsg_LowFirst As Long = 32  ' its numbers are low byte first,
+Public Const vsg_HighFirst As Long = 64  ' or high byte first; neither: that is not known yet
+
+' How much is traced (CVekSession_SetTrace, CVekClient_SetTrace).
+Public Const vtl_None As Long = 0
+Public Const vtl_Heads As Long = 1  ' of messages: code, length and direction
+Public Const vtl_Messages As Long = 2  ' their bytes too, without header, long ones in one; passwords as eight stars
+Public Const vtl_Packets As Long = 3  ' packets as they go, header first, in pieces; passwords as eight stars with the lengths put
 
 ' For CVekApi_Text.
 Public Const vst_State As Long = 0
@@ -903,11 +912,24 @@ Public Declare PtrSafe Sub CVekSession_Stats Lib "vekapi.dll" (ByRef session As 
 Public Declare PtrSafe Function CVekSession_RoundTrips Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal code As Long, ByRef counts As LongLong, ByVal room As Long) As Long
 
-' Makes messages of the wire into events: 0 none, 1 their code, length and direction, 2 their bytes too,
-' descrambled, every password as eight stars. Codes below 4 are messages of the link itself: 0 connecting, 1
-' heartbeat, 2 sign-on and password change.
+' Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
+' messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
 Public Declare PtrSafe Sub CVekSession_SetTrace Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal level As Long)
+
+' The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+' vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+' when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+' the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+Public Declare PtrSafe Function CVekApi_RecordOf Lib "vekapi.dll" (ByRef event_ As CVekEvent, _
+    ByRef out As Byte, ByVal room As Long) As Long
+
+' The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+' vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+' when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+' the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+Public Declare PtrSafe Function CVekApi_RecordHeader Lib "vekapi.dll" (ByRef out As Byte, _
+    ByVal room As Long) As Long
 
 ' Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
 ' Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason

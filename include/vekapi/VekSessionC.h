@@ -122,7 +122,19 @@ enum {
   vsg_Urgent = 2,     // goes before all that wait without it
   vsg_Duplicate = 4,  // the work id may be in use already, or not be unique in the link's life. Answers to
                       // equal ids go to the oldest one
-  vsg_Outbound = 8    // events of kind vse_Trace: it was sent, not received
+  vsg_Outbound = 8,   // events of kind vse_Trace: it was sent, not received
+  vsg_Packet = 16,    // and: text is a whole packet, header first (vtl_Packets);
+  vsg_LowFirst = 32,  // its numbers are low byte first,
+  vsg_HighFirst = 64  // or high byte first; neither: that is not known yet
+};
+
+// How much is traced (CVekSession_SetTrace, CVekClient_SetTrace).
+enum {
+  vtl_None,
+  vtl_Heads,     // of messages: code, length and direction
+  vtl_Messages,  // their bytes too, without header, long ones in one; passwords as eight stars
+  vtl_Packets    // packets as they go, header first, in pieces; passwords as eight stars with the lengths put
+                 // right; detail has their fields. What CVekApi_RecordOf makes records of
 };
 
 // For CVekApi_Text.
@@ -429,10 +441,16 @@ VEKAPI_FLAT void CVekSession_Stats(CVekSession* session, CVekSessionStats* stats
 VEKAPI_FLAT uint32_t CVekSession_RoundTrips(CVekSession* session, int32_t code, uint64_t* counts,
                                             uint32_t room);
 
-// Makes messages of the wire into events: 0 none, 1 their code, length and direction, 2 their bytes too,
-// descrambled, every password as eight stars. Codes below 4 are messages of the link itself: 0 connecting, 1
-// heartbeat, 2 sign-on and password change.
+// Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
+// messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
 VEKAPI_FLAT void CVekSession_SetTrace(CVekSession* session, int32_t level);
+
+// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+// vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+// when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+// the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+VEKAPI_FLAT uint32_t CVekApi_RecordOf(const CVekEvent* event, char* out, uint32_t room);
+VEKAPI_FLAT uint32_t CVekApi_RecordHeader(char* out, uint32_t room);
 
 // Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
 // Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason

@@ -3,8 +3,10 @@
 #include <string>
 
 #include "flat/ForcedUnwind.h"
+#include "keeper/Records.h"
 #include "keeper/Words.h"
 #include "platform/os/CodePage.h"
+#include "protocol/Recording.h"
 #include "vekapi/VekSessionC.h"
 #include "vekapi/VekTaskResult.h"
 
@@ -20,6 +22,12 @@ uint32_t PutUtf8(const std::string& text, char* out, uint32_t room) {
     --length;
   out[text.copy(out, length)] = '\0';
   return static_cast<uint32_t>(text.size());
+}
+
+// All or nothing.
+uint32_t PutBytes(std::string_view bytes, char* out, uint32_t room) {
+  if (out && bytes.size() <= room) bytes.copy(out, bytes.size());
+  return static_cast<uint32_t>(bytes.size());
 }
 
 template <class Make>
@@ -64,4 +72,18 @@ uint32_t CVekApi_ToUtf8(const char* big5, uint32_t length, char* out, uint32_t r
 
 uint32_t CVekApi_Describe(const CVekEvent* event, char* out, uint32_t room) {
   return Put(out, room, [=] { return event ? VekApi::Describe(*event) : std::string(); });
+}
+
+uint32_t CVekApi_RecordOf(const CVekEvent* event, char* out, uint32_t room) {
+  if (!event) return 0;
+  try {
+    return PutBytes(VekApi::RecordOf(*event), out, room);
+  } catch (...) {
+    VekApi::Flat::PassForcedUnwind();
+    return 0;
+  }
+}
+
+uint32_t CVekApi_RecordHeader(char* out, uint32_t room) {
+  return PutBytes(VekApi::kRecordingMagic, out, room);
 }

@@ -87,14 +87,15 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   bool Takes(std::uint32_t flags) const;
   // True when the one that was `tried` was not taken.
   bool Pump(TLock& lock, std::uint64_t tried = 0, std::int64_t now = 0);
-  void TraceTaken() noexcept;
   bool SendTaken(std::uint64_t& at) noexcept;
   bool SendPasswords();
   void OfferGate();
   void ArmDue();
   // Sends what may go, and sees to the timer.
   void Settle(TLock& lock);
-  // The same, to who has to be told, and gives the lock back.
+  // Sees to it that what is told is delivered, and what Run has to do done.
+  void Notify();
+  // Both, and gives the lock back.
   void Leave(TLock& lock);
   void OnDueTimer();
 
@@ -147,9 +148,15 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void OnSecretSent(int msgCode, const std::string& user) override;
   void OnLostAfterRefusal() override;
   void OnRefused(const std::string& reason);
-  void Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head);
   void Tell(int kind, int code, std::string_view text);
   void TellAndRun(int kind, int code, std::string_view text);
+
+  // ---- TSessionTrace.cpp ----
+  class TTap;
+  void TellTapped(const TTapped& tapped);
+  void TellTrace(std::uint32_t flags, int code, std::string_view bytes, std::string detail);
+  void Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head);
+  void TraceTaken() noexcept;
 
   // ---- TSessionDelivery.cpp ----
   bool DeliverOne(TLock& lock);

@@ -160,11 +160,6 @@ void TSession::NewWorkId(char* id) {
   ids_.Next(id);
 }
 
-void TSession::SetTrace(int level) {
-  const TLock lock(mutex_);
-  trace_ = std::clamp(level, 0, 2);
-}
-
 void TSession::Stats(CVekSessionStats& stats) {
   const TLock lock(mutex_);
   stats.held = ledger_.Held();

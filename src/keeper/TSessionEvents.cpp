@@ -224,11 +224,4 @@ void TSession::OnSecretSent(int msgCode, const std::string& user) {
   if (trace_ != 0) Trace(msgCode, vsg_Outbound, user + " ********", 0);
 }
 
-void TSession::Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head) {
-  const std::size_t skipped = std::min(head, bytes.size());
-  const std::string_view body = trace_ > 1 ? bytes.substr(skipped) : std::string_view();
-  TEvent& event = ledger_.Tell(vse_Trace, flags, {msgCode, {}, body, nullptr});
-  event.detail = std::to_string(bytes.size()) + " bytes";
-}
-
 }  // namespace VekApi

@@ -45,12 +45,6 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
   return notTaken;
 }
 
-// A message that is Going has to go: for want of memory it goes untraced.
-void TSession::TraceTaken() noexcept try {
-  if (message_.code != PkSession) Trace(message_.code, vsg_Outbound, message_.buffer, kPrefixBytes);
-} catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
-}
-
 // Without memory nothing was taken.
 bool TSession::SendTaken(std::uint64_t& at) noexcept try {
   if (message_.code != PkSession) {
@@ -160,6 +154,11 @@ void TSession::Leave(TLock& lock) {
   } catch (const std::bad_alloc&) {
     due_.Start(kNoMemoryMs);
   }
+  Notify();
+  lock.unlock();
+}
+
+void TSession::Notify() {
   const bool step = wantedEnd_ != 0 || (ended_ && !ledger_.Going()) ||
                     (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going());
   const bool tell = !told_.Empty();
@@ -172,7 +171,6 @@ void TSession::Leave(TLock& lock) {
     workWanted_ = true;
     work_.Start(0);
   }
-  lock.unlock();
 }
 
 }  // namespace VekApi

@@ -53,8 +53,12 @@ bool TPacketParser::CompleteCarried(char*& block, unsigned& length) {
 
 void TPacketParser::Dispatch(char* packet, int length) {
   const int code = PkCode(packet);
+  if (code != PkConnect) cipher_.Xor(packet, length);
+  if (tapped_.load(std::memory_order_relaxed)) {
+    events_.OnPacket(packet, length);
+    if (events_.Over()) return;
+  }
   if (code == PkConnect) return events_.OnPkConnectResult(packet, length);
-  cipher_.Xor(packet, length);
   switch (code) {
     case PkHeartbeat:
       return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 
@@ -14,6 +15,9 @@ class TPacketEvents {
   // True if the rest of the stream is no longer wanted. Checked after each of the calls below; the parser
   // then drops the rest of its block and accesses only members that its owner keeps alive.
   virtual bool Over() const = 0;
+
+  // Every packet by itself, before what it means. Only while the parser is tapped.
+  virtual void OnPacket(const char* /*packet*/, int /*length*/) {}
 
   virtual void OnPkConnectResult(const char* packet, int length) = 0;  // code 0
   virtual void OnPkSession(const char* packet, int length) = 0;        // code 2
@@ -38,7 +42,9 @@ class TPacketParser {
   static constexpr char kBadPacketLength[] = "Invalid packet length";
   static constexpr char kMessageTooLong[] = "Message too long";
 
-  explicit TPacketParser(TPacketEvents& events) : events_(events) {}
+  explicit TPacketParser(TPacketEvents& events) : TPacketParser(events, kNotTapped) {}
+  // OnPacket is called while `tapped`, which must live as long as the parser.
+  TPacketParser(TPacketEvents& events, const std::atomic<bool>& tapped) : events_(events), tapped_(tapped) {}
 
   // Scrambling and byte order of the bytes that follow.
   void SetCipher(const TCipher& cipher) { cipher_ = cipher; }
@@ -55,11 +61,14 @@ class TPacketParser {
   void Clear();
 
  private:
+  static inline const std::atomic<bool> kNotTapped{false};
+
   bool CompleteCarried(char*& block, unsigned& length);
   void Dispatch(char* packet, int length);
   bool AppendToBigPk(const char* packet, unsigned length);
 
   TPacketEvents& events_;
+  const std::atomic<bool>& tapped_;
   TCipher cipher_;
   std::size_t maxMessageBytes_ = 0;
   std::string bigPkBuf_;  // five lead bytes and the pieces received so far, or empty

@@ -11,6 +11,7 @@
 #include "platform/runtime/TSyncContext.h"
 #include "platform/transport/TMesBase.h"
 #include "session/CipherSlot.h"
+#include "session/TPacketTap.h"
 #include "shmem/TCoreRun.h"
 #include "vekapi/VekClient.h"
 
@@ -47,6 +48,9 @@ class VekClient::TImpl : public TRequestPort {
   TLinkWatch* Watch() const { return watch_; }
   void SetWatch(TLinkWatch* watch) { watch_ = watch; }
 
+  // Who looks on at the packets; null: nobody.
+  TTapSlot& Tap() { return tap_; }
+
   // Marks the current link as about to be replaced by the calling thread, so that its pending work can stop.
   // With `only`, only if it is that client's link.
   void Abandon(const VekClient* only = nullptr);
@@ -60,6 +64,8 @@ class VekClient::TImpl : public TRequestPort {
   void RemoveOwner(const VekClient& client);
 
   const Dstl::wise_ref<TLink>& Link() const { return link_; }
+
+  std::uint32_t NextLinkNumber() { return ++links_; }
 
   // Creates a link, makes it the current one, and opens it. Returns null, or an error text; then there is no
   // link.
@@ -86,7 +92,9 @@ class VekClient::TImpl : public TRequestPort {
   const Dstl::wise_ref<Dova::TSyncContext> context_;
   Dova::TFlowCtrl flowCtrl_{true};
   unsigned owners_ = 0;
+  std::uint32_t links_ = 0;
   TLinkWatch* watch_ = nullptr;
+  TTapSlot tap_;
   // The slot's mutex guards the two members below, so that senders get a consistent snapshot.
   const std::shared_ptr<TCipherSlot> slot_;
   Dstl::wise_ref<TLink> link_;  // changed only inside the context

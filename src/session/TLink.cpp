@@ -35,6 +35,8 @@ TLink::TLink(VekClient& client, VekClient::TImpl& impl)
     : client_(client),
       impl_(impl),
       context_(impl.Context()),
+      number_(impl.NextLinkNumber()),
+      packets_(*this, impl.Tap().On()),
       heartbeat_(Dova::ots_OneShot, *this),
       stage_(Dova::ots_OneShot, *this) {
   heartbeat_.SetTarget(&TLink::OnHeartbeatTimer);
@@ -91,6 +93,7 @@ void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
     watch->OnLinked(mes_);
     watch->OnMessageOut(PkConnect, connectPk_.data(), connectPk_.size());
   }
+  if (!TapOwn(connectPk_)) return;
   mes->Send(connectPk_.data(), static_cast<int>(connectPk_.size()));
   if (Over()) return;
   recvCount_.store(0);
@@ -121,6 +124,12 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
   recvCount_.fetch_add(1, std::memory_order_relaxed);
   if (Over()) return;
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceivedAll();
+}
+
+bool TLink::TapOwn(std::string_view packet) {
+  // The connect request's numbers are low byte first, whatever the server's are; heartbeats have none.
+  if (const auto tap = impl_.Tap().Get()) tap->OnPacket({number_, false, ERecordOrder::Little, packet});
+  return !Over();
 }
 
 // A bounded amount: other threads may be waiting for the context, and the messenger calls again.
@@ -164,6 +173,7 @@ void TLink::CheckHeartbeat() {
   char heartbeat[kHeadBytes];
   PutHead(heartbeat, PkHeartbeat, kHeadBytes);
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnMessageOut(PkHeartbeat, heartbeat, kHeadBytes);
+  if (!TapOwn({heartbeat, kHeadBytes})) return;
   mes_->Send(heartbeat, kHeadBytes);
   OnSent();
 }

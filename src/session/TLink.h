@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/runtime/Ref.h"
 #include "platform/runtime/TSyncContext.h"
@@ -46,6 +47,11 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   // events. May be called repeatedly.
   void Close();
 
+  // Of the client's links, from 1. Thread-safe.
+  std::uint32_t Number() const { return number_; }
+  // Byte order of the numbers in packets. Thread-safe.
+  ERecordOrder OrderOf(const TCipher& cipher) const;
+
   bool IsOf(const VekClient& client) const { return &client == &client_; }
   const Dstl::wise_ref<Dova::TMesBase>& Mes() const { return mes_; }
 
@@ -75,6 +81,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void MesClose();
   void ReceiveByCopy(Dova::TMesBase& mes);
 
+  void OnPacket(const char* packet, int length) override;
   void OnPkConnectResult(const char* packet, int length) override;
   void OnPkSession(const char* packet, int length) override;
   void OnMessage(int msgCode, const char* message, std::size_t length) override;
@@ -92,6 +99,9 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void OnSignOnTimer() { OnTimer(&TLink::EndUnsigned); }
   void OnTimer(void (TLink::*check)());
 
+  // A packet that the link itself sends. False if the link is over.
+  bool TapOwn(std::string_view packet);
+
   void CheckHeartbeat();
   void EndUnopened();
   void TellUnknownServer();
@@ -100,8 +110,10 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   VekClient& client_;
   VekClient::TImpl& impl_;
   const Dstl::wise_ref<Dova::TSyncContext> context_;
+  const std::uint32_t number_;
   std::atomic<bool> over_{false};
-  TPacketParser packets_{*this};
+  std::atomic<bool> knowsOrder_{false};  // the connect result came
+  TPacketParser packets_;
   std::unique_ptr<VekTaskResult> spareResult_;
   std::string spareText_;
   std::string connectPk_;  // the connect request

@@ -10,8 +10,11 @@ namespace VekApi {
 
 void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& reason) {
   if (newState == vcs_LinkBroken && State() == vcs_SgnError) return OnLinkBrokenAfterRefusal();
-  if (newState == vcs_Connected && reason.empty() && !SendSignOn()) {
-    return OnVekConnectEvent(vcs_SgnError, kTextSignOnTooLong);
+  const Dstl::wise_ref<TLink> link = impl_->Link();
+  if (newState == vcs_Connected && reason.empty()) {
+    const bool sent = SendSignOn();
+    if (!link || link->Over()) return;  // inside the tap
+    if (!sent) return OnVekConnectEvent(vcs_SgnError, kTextSignOnTooLong);
   }
   // Nothing may fail from here on: otherwise the state would change without an event.
   SetState(newState);

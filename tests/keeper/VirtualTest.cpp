@@ -1,9 +1,11 @@
 // A session in virtual time over a messenger whose other end is the test.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "keeper/KeptSession.h"
+#include "protocol/Recording.h"
 #include "support/TVirtualTimerQueue.h"
 #include "support/TestMes.h"
 #include "support/Wire.h"
@@ -444,6 +446,48 @@ TEST_F(Kept, TracesWithoutPasswords) {
   kept->Query("Q1");
   mes->Deliver(TaskResult("Q1", "x"));
   EXPECT_EQ(traced, " >0 <0 >2 <128 >128 <128");
+}
+
+// Every packet of both directions as a record that can be read back; the password nowhere.
+TEST_F(Kept, RecordsItsPackets) {
+  kept.emplace();
+  CVekSession_SetTrace(&kept->session, vtl_Packets);
+  std::string recorded;
+  kept->onEvent = [&](CVekSession*, const CVekEvent& event) {
+    char record[5000];
+    const std::uint32_t length = CVekApi_RecordOf(&event, record, sizeof record);
+    if (length == 0) return;
+    VekApi::TRecordHeadBytes bytes;
+    std::copy_n(record, bytes.size(), bytes.begin());
+    const auto head = VekApi::ReadRecordHead(bytes);
+    ASSERT_TRUE(head);
+    const std::string content(record + bytes.size(), head->length);
+    EXPECT_EQ(bytes.size() + head->length, length);
+    EXPECT_EQ(content.find("secret"), std::string::npos);
+    const bool isPacket = head->kind == VekApi::ERecord::Packet;
+    const auto packets =
+        isPacket ? Split(content) : std::vector<Packet>(1, {static_cast<int>(head->kind), ""});
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(packets[0].bytes, isPacket ? content : "");
+    recorded += !isPacket ? " !" : head->fromServer ? " <" : " >";
+    recorded += std::to_string(packets[0].code) + (head->order == VekApi::ERecordOrder::Big ? "+" : "");
+    if (packets[0].code == 2) recorded += content.substr(3);
+  };
+  kept->Open({":TestMes:lend"});
+  mes = TestMes::Last();
+  mes->Ready();
+  mes->Deliver(ConnectResult(true, {{"VekEnc\n", EncItem(1, "key")}}));
+  mes->Deliver(Scrambled(SgnResult(kRates, true), "key"));
+  const std::string tail = std::string("\0\x0E\0\0\x08\0\0\0\0trader/9800001********", 31);
+  EXPECT_EQ(recorded, " !1 >0 <0+ >2+" + tail + " !3 <128+ !3");
+  recorded.clear();
+  kept->Query("Q1", std::string(5000, 'x'));
+  mes->Deliver(Scrambled(Pack(1, "") + TaskResult("Q1", "x", true), "key"));
+  EXPECT_EQ(recorded, " >3+ >128+ <1+ <128+");
+  CVekSession_SetTrace(&kept->session, vtl_None);
+  kept->Query("Q2");
+  EXPECT_EQ(recorded, " >3+ >128+ <1+ <128+");
+  kept.reset();
 }
 
 // At every event of a whole life, nothing is told after it but the fates.

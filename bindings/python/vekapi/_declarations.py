@@ -118,6 +118,15 @@ vsg_Resync = 1  # taken in vss_Resyncing as well. Events: the request had it
 vsg_Urgent = 2  # goes before all that wait without it
 vsg_Duplicate = 4  # the work id may be in use already, or not be unique in the link's life. Answers to equal ids go to the oldest one
 vsg_Outbound = 8  # events of kind vse_Trace: it was sent, not received
+vsg_Packet = 16  # and: text is a whole packet, header first (vtl_Packets);
+vsg_LowFirst = 32  # its numbers are low byte first,
+vsg_HighFirst = 64  # or high byte first; neither: that is not known yet
+
+# How much is traced (CVekSession_SetTrace, CVekClient_SetTrace).
+vtl_None = 0
+vtl_Heads = 1  # of messages: code, length and direction
+vtl_Messages = 2  # their bytes too, without header, long ones in one; passwords as eight stars
+vtl_Packets = 3  # packets as they go, header first, in pieces; passwords as eight stars with the lengths put right; detail has their fields. What CVekApi_RecordOf makes records of
 
 # For CVekApi_Text.
 vst_State = 0
@@ -825,10 +834,19 @@ PROTOTYPES = {
     # between 2^(i/8) and 2^((i+1)/8) us, shorter ones in counts[0], longer ones in the last. Returns how many
     # counts there are; fills at most `room`. 0 for other codes.
     "CVekSession_RoundTrips": (c_uint, [POINTER(CVekSession), c_int, POINTER(c_uint64), c_uint]),
-    # Makes messages of the wire into events: 0 none, 1 their code, length and direction, 2 their bytes too,
-    # descrambled, every password as eight stars. Codes below 4 are messages of the link itself: 0 connecting, 1
-    # heartbeat, 2 sign-on and password change.
+    # Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
+    # messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
     "CVekSession_SetTrace": (None, [POINTER(CVekSession), c_int]),
+    # The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+    # vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+    # when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+    # the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+    "CVekApi_RecordOf": (c_uint, [POINTER(CVekEvent), POINTER(c_char), c_uint]),
+    # The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
+    # vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
+    # when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
+    # the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+    "CVekApi_RecordHeader": (c_uint, [POINTER(c_char), c_uint]),
     # Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
     # Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
     # (0) has "".

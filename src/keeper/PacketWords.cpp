@@ -1,0 +1,100 @@
+#include "keeper/PacketWords.h"
+
+#include <algorithm>
+
+#include "platform/os/CodePage.h"
+#include "protocol/ConnectRequest.h"
+#include "protocol/ConnectResult.h"
+#include "protocol/Masked.h"
+#include "protocol/PasswordChange.h"
+#include "protocol/RequestPrefix.h"
+#include "protocol/SignOn.h"
+
+namespace VekApi {
+namespace {
+
+constexpr std::size_t kMostText = 120;
+
+// Texts of the wire are code page 950. A line stays a line.
+std::string Shown(std::string_view text) {
+  const bool cut = text.size() > kMostText;
+  std::string line;
+  Dova::Os::CodePage950ToUtf8(text.substr(0, kMostText), line);
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return Byte(c) < ' ' || c == '\x7F'; }, ' ');
+  return cut ? line + "..." : line;
+}
+
+int Size(std::string_view bytes) {
+  return static_cast<int>(bytes.size());
+}
+
+std::string ConnectRequestWords(std::string_view packet) {
+  const auto request = ReadConnectRequest(packet);
+  if (!request) return "connect request";
+  std::string words = "connect request: application " + Shown(request->name) + ", version ";
+  for (const unsigned number : request->version) words += std::to_string(number) + '.';
+  words.pop_back();
+  return words;
+}
+
+std::string ConnectResultWords(std::string_view packet) {
+  const auto result = ReadConnectResult(packet.data(), Size(packet));
+  if (!result) return "connect result";
+  if (result->refusal) return "connect result: refused, " + Shown(*result->refusal);
+  const bool low = result->cipher.Endian() == vek_LittleEndian;
+  return "connect result: server " + Shown(result->serverName) + ", " + (low ? "low" : "high") +
+         " byte first, scrambling " + std::to_string(result->mode) + ", key of " +
+         std::to_string(result->key.size()) + " bytes";
+}
+
+std::string RequestWords(std::string_view packet) {
+  const std::string stars = ", password ********";
+  if (packet.size() > kHeadBytes && packet[kHeadBytes] == PkSessionSignOn)
+    return "sign-on request: identity " + Shown(ReadSignOnIdentity(packet.data(), Size(packet))) + stars;
+  if (packet.size() > kHeadBytes && packet[kHeadBytes] == PkSessionChgPass)
+    return "password change: user " + Shown(ReadChgPassUser(packet.data(), Size(packet))) + stars + stars;
+  return "session packet";
+}
+
+std::string AnswerWords(std::string_view packet, EVekEndian endian) {
+  const int subcode = packet.size() > kHeadBytes ? packet[kHeadBytes] : -1;
+  if (subcode == PkSessionSignOnReply) {
+    const auto reply = ReadSignOnReply(packet.data(), Size(packet), endian);
+    if (reply) return "sign-on reply: " + std::to_string(reply->number) + ", " + Shown(reply->message);
+  }
+  if (subcode == PkSessionChgPass) {
+    const auto result = ReadChgPassResult(packet.data(), Size(packet), endian);
+    if (result) return "password change result: " + Shown(result->user) + ", " + Shown(result->message);
+  }
+  return "session packet";
+}
+
+std::string NameOf(int code, bool fromServer) {
+  switch (code) {
+    case PkBigPart:
+      return "piece";
+    case PkTaskResult:
+      return fromServer ? "task result" : "query";
+    case PkRequestAck:
+      return fromServer ? "acknowledgement" : "request";
+    case PkReport:
+      return "report";
+    default:
+      return "code " + std::to_string(code);
+  }
+}
+
+}  // namespace
+
+std::string WordsOfPacket(std::string_view packet, bool fromServer, ERecordOrder order) {
+  const EVekEndian endian = order == ERecordOrder::Big ? vek_BigEndian : vek_LittleEndian;
+  const int code = PkCode(packet.data());
+  if (code == PkConnect) return fromServer ? ConnectResultWords(packet) : ConnectRequestWords(packet);
+  if (code == PkHeartbeat) return "heartbeat";
+  if (code == PkSession) return fromServer ? AnswerWords(packet, endian) : RequestWords(packet);
+  packet.remove_prefix(std::min<std::size_t>(packet.size(), kPrefixBytes));
+  return NameOf(code, fromServer) + " of " + std::to_string(packet.size()) + " bytes: " + Shown(packet);
+}
+
+}  // namespace VekApi

@@ -1,0 +1,13 @@
+// Events as records of a recording (protocol/Recording.h).
+#pragma once
+
+#include <string>
+
+#include "vekapi/VekSessionC.h"
+
+namespace VekApi {
+
+// Head and content; empty when nothing of the event is worth recording. Throws std::bad_alloc.
+std::string RecordOf(const CVekEvent& event);
+
+}  // namespace VekApi
