@@ -79,6 +79,20 @@ namespace VekApi
     public delegate void CVekOnEvent(ref CVekSession session, IntPtr user, ref CVekEvent @event);
 
     /// <summary>
+    /// The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
+    /// `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
+    /// setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
+    /// another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
+    /// returns. A packet that was shown and then not taken by the link is followed by an event without text whose
+    /// detail says so.
+    ///
+    /// Called where the packet comes or goes: on the library's threads and on those that send, several at once,
+    /// also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
+    /// send of a CVekFlowCtrlSender, what its free event may call. What is sent inside is traced, too.
+    /// </summary>
+    public delegate void CVekOnTrace(ref CVekClient client, IntPtr user, ref CVekEvent @event);
+
+    /// <summary>
     /// Events whose entry is null are dropped. A caller in a managed language must keep the delegates behind the
     /// entries alive until the client is deleted.
     /// </summary>
@@ -1542,6 +1556,17 @@ namespace VekApi
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_SetTrace(ref CVekSession session, int level);
+
+        /// <summary>
+        /// Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
+        /// vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
+        /// calls that were under way on other threads may still be: their `user` must live until those have returned.
+        /// Any time, on any thread. Nothing is called after CVekClient_Delete. False for a null handle, or without
+        /// memory: then all is as before.
+        /// </summary>
+        [return: MarshalAs(UnmanagedType.I1)]
+        [DllImport(Library)]
+        public static extern bool CVekClient_SetTrace(ref CVekClient client, CVekOnTrace onTrace, IntPtr user, int level);
 
         /// <summary>
         /// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of

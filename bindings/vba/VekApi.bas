@@ -371,6 +371,18 @@ End Type
 ' configured. Everything may be called in it, CVekSession_Delete too (with either handle), except waiting for
 ' another event of that session (CVekSession_InCallback).
 '     Public Sub CVekOnEvent(ByVal session As LongPtr, ByVal user As LongPtr, ByVal event_ As LongPtr)
+'
+' The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
+' `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
+' setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
+' another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
+' returns. A packet that was shown and then not taken by the link is followed by an event without text whose
+' detail says so.
+'
+' Called where the packet comes or goes: on the library's threads and on those that send, several at once,
+' also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
+' send of a CVekFlowCtrlSender, what its free event may call. What is sent inside is traced, too.
+'     Public Sub CVekOnTrace(ByVal client As LongPtr, ByVal user As LongPtr, ByVal event_ As LongPtr)
 
 ' The library's version, such as "0.1.0". The text is valid until the library is unloaded.
 Public Declare PtrSafe Function CVekApi_Version Lib "vekapi.dll" () As LongPtr
@@ -916,6 +928,14 @@ Public Declare PtrSafe Function CVekSession_RoundTrips Lib "vekapi.dll" ( _
 ' messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
 Public Declare PtrSafe Sub CVekSession_SetTrace Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal level As Long)
+
+' Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
+' vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
+' calls that were under way on other threads may still be: their `user` must live until those have returned.
+' Any time, on any thread. Nothing is called after CVekClient_Delete. False for a null handle, or without
+' memory: then all is as before.
+Public Declare PtrSafe Function CVekClient_SetTrace Lib "vekapi.dll" (ByRef client As CVekClient, _
+    ByVal onTrace As LongPtr, ByVal user As LongPtr, ByVal level As Long) As Byte
 
 ' The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
 ' vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0

@@ -445,6 +445,25 @@ VEKAPI_FLAT uint32_t CVekSession_RoundTrips(CVekSession* session, int32_t code, 
 // messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
 VEKAPI_FLAT void CVekSession_SetTrace(CVekSession* session, int32_t level);
 
+// The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
+// `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
+// setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
+// another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
+// returns. A packet that was shown and then not taken by the link is followed by an event without text whose
+// detail says so.
+//
+// Called where the packet comes or goes: on the library's threads and on those that send, several at once,
+// also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
+// send of a CVekFlowCtrlSender, what its free event may call. What is sent inside is traced, too.
+typedef void (*CVekOnTrace)(CVekClient* client, void* user, const CVekEvent* event);
+
+// Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
+// vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
+// calls that were under way on other threads may still be: their `user` must live until those have returned.
+// Any time, on any thread. Nothing is called after CVekClient_Delete. False for a null handle, or without
+// memory: then all is as before.
+VEKAPI_FLAT bool CVekClient_SetTrace(CVekClient* client, CVekOnTrace onTrace, void* user, int32_t level);
+
 // The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
 // vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
 // when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with

@@ -41,14 +41,21 @@ void VekClient::TImpl::RemoveOwner(const VekClient& client) {
   if (--owners_ == 0) context_->Abort();
 }
 
-bool VekClient::TImpl::CloseSession() {
+// What is called inside may be the client's end, or a new link.
+bool VekClient::TImpl::CloseSession(EVekClientState state, const char* reason) {
   const auto link = link_;
   if (!link) return true;
   link->SetOver();
   link->Close();
+  link->TapEnd(state, reason);
   if (link_.get() != link.get()) return false;
   SetLink({});
   return true;
+}
+
+void VekClient::TImpl::EndTap(const VekClient& client) {
+  if (const auto link = link_; link && link->IsOf(client)) link->TapEnd(vcs_Disconnected, kTextDisconnect);
+  tap_.Set({});
 }
 
 const char* VekClient::TImpl::OpenSession(VekClient& client, const std::string& setting,
@@ -62,7 +69,7 @@ const char* VekClient::TImpl::OpenSession(VekClient& client, const std::string& 
     error = kTextNoMemory;
   }
   if (!error || link->Over()) return nullptr;
-  return CloseSession() ? error : nullptr;
+  return CloseSession(vcs_LinkError, error) ? error : nullptr;
 }
 
 }  // namespace VekApi

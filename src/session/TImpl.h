@@ -12,6 +12,7 @@
 #include "platform/transport/TMesBase.h"
 #include "session/CipherSlot.h"
 #include "session/TPacketTap.h"
+#include "session/Texts.h"
 #include "shmem/TCoreRun.h"
 #include "vekapi/VekClient.h"
 
@@ -74,7 +75,10 @@ class VekClient::TImpl : public TRequestPort {
 
   // Closes the current link, if any, and waits for its threads. Returns false if another call has created a
   // new one meanwhile, or deleted the client.
-  bool CloseSession();
+  bool CloseSession(EVekClientState state = vcs_Disconnected, const char* reason = kTextDisconnect);
+
+  // Before the last event of a client: nothing of it is shown afterwards.
+  void EndTap(const VekClient& client);
 
   // Called by the current link to permit or forbid senders to use its messenger.
   void LetSend(TLink& link);

@@ -17,16 +17,11 @@ struct VekClient::TImpl::TWire {
   TCipher cipher;
 
   explicit operator bool() const { return static_cast<bool>(mes); }
-  TTapped About() const { return {link->Number(), false, link->OrderOf(cipher), {}}; }
-  // What the tap was shown has to be taken back if it is not sent. No member of the session is touched any
-  // more: inside the tap, its client may have been deleted.
-  bool Taken(const TPacketTapRef& tap, bool sent) const {
-    if (tap && !sent) tap->OnNote(link->Number(), "not sent: the link did not take it");
-    return sent;
-  }
+  // The client may have been deleted in the meantime, inside a tap: the session is not touched any more.
   bool Send(const char* packets, int length, std::uint64_t* at = nullptr) const {
     const bool sent = (at ? mes->SendAt(packets, length, *at) : mes->Send(packets, length)) == length;
     link->OnSent();
+    if (!sent) link->TapRefused();
     return sent;
   }
 };
@@ -52,10 +47,9 @@ bool VekClient::TImpl::SendPk(char* packet, int length) {
   if (length < kHeadBytes) return false;
   const TWire wire = Wire();
   if (!wire) return false;
-  const TPacketTapRef tap = tap_.Get();
-  if (tap) TapSent(*tap, wire.About(), {packet, static_cast<std::size_t>(length)});
+  if (tap_.IsOn()) wire.link->TapSent(wire.cipher, {packet, static_cast<std::size_t>(length)});
   wire.cipher.EncPacket(packet, length);
-  return wire.Taken(tap, wire.Send(packet, length));
+  return wire.Send(packet, length);
 }
 
 bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
@@ -67,15 +61,14 @@ bool VekClient::TImpl::SendRequestAt(int msgCode, char* buffer, unsigned length,
   const TWire wire = Wire();
   if (!wire) return false;
   const std::size_t textLength = length - kPrefixBytes;
-  const TPacketTapRef tap = tap_.Get();
-  if (tap) TapRequest(*tap, wire.About(), msgCode, {buffer + kPrefixBytes, textLength});
+  if (tap_.IsOn()) wire.link->TapRequest(wire.cipher, msgCode, {buffer + kPrefixBytes, textLength});
   if (textLength <= kMaxPiece)
-    return wire.Taken(tap, wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength), at));
+    return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength), at);
   // Sent in one call, so that no other thread's data comes between the pieces, and the messenger accepts all
   // or none.
   std::string pieces;
-  const bool framed = FrameInPieces(wire.cipher, msgCode, buffer, textLength, pieces);
-  return wire.Taken(tap, framed && wire.Send(pieces.data(), static_cast<int>(pieces.size()), at));
+  return FrameInPieces(wire.cipher, msgCode, buffer, textLength, pieces) &&
+         wire.Send(pieces.data(), static_cast<int>(pieces.size()), at);
 }
 
 }  // namespace VekApi

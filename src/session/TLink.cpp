@@ -43,6 +43,7 @@ TLink::TLink(VekClient& client, VekClient::TImpl& impl)
 }
 
 const char* TLink::Open(const std::string& setting, const std::string& apName, const std::string& apVersion) {
+  if (!TapState(vcs_Connecting, setting)) return nullptr;
   if (!MakeConnectRequest(connectPk_, apName, apVersion)) return kTextBadApName;
   return MesOpen(setting);
 }
@@ -78,6 +79,8 @@ void TLink::End(EVekClientState state, const std::string& reason) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
   Close();
+  if (Over()) return;
+  TapEnd(state, reason);
   if (SetOver()) client_.OnVekConnectEvent(state, reason);
 }
 
@@ -124,12 +127,6 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
   recvCount_.fetch_add(1, std::memory_order_relaxed);
   if (Over()) return;
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceivedAll();
-}
-
-bool TLink::TapOwn(std::string_view packet) {
-  // The connect request's numbers are low byte first, whatever the server's are; heartbeats have none.
-  if (const auto tap = impl_.Tap().Get()) tap->OnPacket({number_, false, ERecordOrder::Little, packet});
-  return !Over();
 }
 
 // A bounded amount: other threads may be waiting for the context, and the messenger calls again.

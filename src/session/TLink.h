@@ -49,11 +49,22 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
 
   // Of the client's links, from 1. Thread-safe.
   std::uint32_t Number() const { return number_; }
-  // Byte order of the numbers in packets. Thread-safe.
-  ERecordOrder OrderOf(const TCipher& cipher) const;
-
   bool IsOf(const VekClient& client) const { return &client == &client_; }
   const Dstl::wise_ref<Dova::TMesBase>& Mes() const { return mes_; }
+
+  // ---- to the tap (TLinkTap.cpp); the first three thread-safe ----
+
+  // Packets that are about to be sent, not yet scrambled. What is no packet is only told of: it might hold a
+  // password.
+  void TapSent(const TCipher& cipher, std::string_view bytes) noexcept;
+  // The same for a text, in as many packets as it takes.
+  void TapRequest(const TCipher& cipher, int msgCode, std::string_view text) noexcept;
+  // The messenger did not take what was shown last.
+  void TapRefused() noexcept;
+  // False if the link is over then, and its client may be gone.
+  bool TapState(EVekClientState state, std::string_view reason);
+  // Once.
+  void TapEnd(EVekClientState state, std::string_view reason);
 
   // Starts the deadline of the next handshake stage; any other state stops it.
   void OnState(EVekClientState state);
@@ -99,7 +110,9 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void OnSignOnTimer() { OnTimer(&TLink::EndUnsigned); }
   void OnTimer(void (TLink::*check)());
 
-  // A packet that the link itself sends. False if the link is over.
+  ERecordOrder OrderOf(const TCipher& cipher) const;
+  bool TapOne(ERecordOrder order, bool fromServer, std::string_view packet);
+  // A packet that the link itself sends.
   bool TapOwn(std::string_view packet);
 
   void CheckHeartbeat();
@@ -112,6 +125,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   const Dstl::wise_ref<Dova::TSyncContext> context_;
   const std::uint32_t number_;
   std::atomic<bool> over_{false};
+  bool endTapped_ = false;
   std::atomic<bool> knowsOrder_{false};  // the connect result came
   TPacketParser packets_;
   std::unique_ptr<VekTaskResult> spareResult_;

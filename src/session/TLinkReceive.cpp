@@ -44,24 +44,6 @@ void TLink::ForgetReceived() {
   std::string().swap(spareText_);
 }
 
-ERecordOrder TLink::OrderOf(const TCipher& cipher) const {
-  if (!knowsOrder_.load(std::memory_order_relaxed)) return ERecordOrder::Unknown;
-  return cipher.Endian() == vek_LittleEndian ? ERecordOrder::Little : ERecordOrder::Big;
-}
-
-// The connect result says its byte order itself.
-void TLink::OnPacket(const char* packet, int length) {
-  const auto tap = impl_.Tap().Get();
-  if (!tap) return;
-  ERecordOrder order = OrderOf(packets_.Cipher());
-  if (PkCode(packet) == PkConnect) {
-    const auto result = ReadConnectResult(packet, length);
-    if (result)
-      order = result->cipher.Endian() == vek_LittleEndian ? ERecordOrder::Little : ERecordOrder::Big;
-  }
-  tap->OnPacket({number_, true, order, {packet, static_cast<std::size_t>(length)}});
-}
-
 void TLink::OnPkConnectResult(const char* packet, int length) {
   if (TLinkWatch* const watch = impl_.Watch())
     watch->OnMessageIn(PkConnect, packet, static_cast<std::size_t>(length));

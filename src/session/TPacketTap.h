@@ -40,8 +40,9 @@ using TPacketTapRef = Dstl::wise_ref<TPacketTap>;
 class TTapSlot {
  public:
   const std::atomic<bool>& On() const { return on_; }
+  bool IsOn() const { return on_.load(std::memory_order_relaxed); }
 
-  TPacketTapRef Get() { return on_.load(std::memory_order_relaxed) ? Hold() : TPacketTapRef(); }
+  TPacketTapRef Get() { return IsOn() ? Hold() : TPacketTapRef(); }
 
   void Set(TPacketTapRef tap) {
     const std::lock_guard lock(mutex_);
@@ -59,12 +60,5 @@ class TTapSlot {
   Dova::Os::TMutex mutex_;  // leaf
   TPacketTapRef tap_;
 };
-
-// Shows packets that are about to be sent, not yet scrambled. What is no packet is only told of: it might
-// hold a password.
-void TapSent(TPacketTap& tap, TTapped about, std::string_view bytes) noexcept;
-
-// The same for a text, in as many packets as it takes.
-void TapRequest(TPacketTap& tap, TTapped about, int msgCode, std::string_view text) noexcept;
 
 }  // namespace VekApi

@@ -47,6 +47,7 @@ VekClient::~VekClient() {
   impl_->Abandon(this);
   {
     const Dova::TSyncScope inside(impl_->Context());
+    if (inside) impl_->EndTap(*this);
     handler_.OnVekClientDestroyEvent(*this);
     if (inside) impl_->RemoveOwner(*this);
     WipeSignOn();

@@ -16,6 +16,7 @@ void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& r
     if (!link || link->Over()) return;  // inside the tap
     if (!sent) return OnVekConnectEvent(vcs_SgnError, kTextSignOnTooLong);
   }
+  if (link && !link->Over() && !link->TapState(newState, reason)) return;
   // Nothing may fail from here on: otherwise the state would change without an event.
   SetState(newState);
   handler_.OnVekConnectEvent(*this, reason);
@@ -44,6 +45,8 @@ void VekClient::OnVekUnknownMsgCodeEvent(int msgCode, const char* packet, int le
 }
 
 void VekClient::OnVekApReadyEvent() {
+  const Dstl::wise_ref<TLink> link = impl_->Link();
+  if (link && !link->TapState(vcs_ApReady, {})) return;
   SetState(vcs_ApReady);
   handler_.OnVekApReadyEvent(*this);
 }

@@ -17,6 +17,7 @@ TYPES = {"bool": "ByVal {} As Byte", "int": "ByVal {} As Long", "unsigned": "ByV
          "buffer": "ByRef {} As Byte", "bstr": "ByVal {} As LongPtr",
          "long": "ByVal {} As LongLong", "ulong": "ByVal {} As LongLong", "size": "ByVal {} As LongPtr",
          "int*": "ByRef {} As Long", "ulong*": "ByRef {} As LongLong",
+         "callback": "ByVal {} As LongPtr",
          "handle*": "ByRef {} As {}", "table*": "ByRef {} As {}", "record*": "ByRef {} As {}"}
 BY_ADDRESS = {**TYPES, "text": "ByVal {} As LongPtr", "handle*": "ByVal {} As LongPtr", "buffer": "ByVal {} As LongPtr",
               "record*": "ByVal {} As LongPtr"}

@@ -1,0 +1,165 @@
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "flat/FlatSession.h"
+#include "vekapi/VekSessionC.h"
+
+namespace vektest {
+namespace {
+
+class TracedClient : public FlatSession {
+ protected:
+  TracedClient() { Begin(); }
+  ~TracedClient() override { onTrace = nullptr; }
+
+  void Begin() {
+    Create();
+    EXPECT_TRUE(CVekClient_SetTrace(&client, &OnTrace, this, vtl_Packets));
+  }
+  // Everything that may be traced, until the client is gone.
+  void Live() {
+    const auto connect = [&](const char* setting = ":TestMes:lend") {
+      if (client.object) Connect(setting);
+    };
+    const auto when = [&](const std::function<void()>& act) {
+      mes = client.object ? TestMes::Last() : Dstl::wise_ref<TestMes>();
+      if (mes) act();
+    };
+    connect();
+    when([&] { mes->Ready(); });
+    when([&] { mes->Deliver(ConnectResult(false, {})); });
+    when([&] { mes->Deliver(SgnResult() + Message(3, "x") + Message(130, "y") + Message(130, "z")); });
+    when([&] { Send(129, std::string(9000, 'x')); });
+    when([&] { CVekClient_ChgPass(&client, "u", "o", "n"); });
+    when([&] { time.Advance(30'000); });
+    when([&] { mes->refuseSends = true, Send(128, "x"); });
+    when([&] { mes->Deliver(SgnReply(0, "no")); });
+    connect();
+    when([&] { mes->Fail("no"); });
+    connect("nowhere");
+    connect();
+    when([&] { mes->Ready(), mes->Break("gone"); });
+    connect();
+    when([&] { CVekClient_Delete(&client); });
+  }
+
+  bool Send(int code, const std::string& text) {
+    std::string buffer = std::string(5, '\0') + text;
+    return CVekClient_SendVekRequest(&client, code, buffer.data(), static_cast<unsigned>(buffer.size()));
+  }
+  std::string Traced() { return std::exchange(traced, {}); }
+
+  std::string traced;
+  std::function<void(CVekClient*)> onTrace;
+
+ private:
+  // ">128" is sent, "<128" received, "=up" a state, "!..." a note.
+  static void OnTrace(CVekClient* handle, void* user, const CVekEvent* event) {
+    auto& self = *static_cast<TracedClient*>(user);
+    const std::string bytes(event->text, event->textLength);
+    std::string line = "!";
+    if (event->kind == vse_State) line = std::string("=") + CVekApi_Text(vst_State, event->state, 0);
+    if ((event->flags & vsg_Packet) != 0) {
+      line = ((event->flags & vsg_Outbound) != 0 ? ">" : "<") + std::to_string(event->code);
+      EXPECT_EQ(Split(bytes).at(0).bytes, bytes);
+    } else if (*event->detail) {
+      line += std::string(" ") + event->detail;
+    }
+    EXPECT_EQ((bytes + event->detail).find("secret"), std::string::npos);
+    self.traced += std::to_string(event->link) + line + "\n";
+    const auto act = self.onTrace;
+    if (act) act(handle);
+  }
+};
+
+TEST_F(TracedClient, ShowsLinksFromBeginToEnd) {
+  SignOn();
+  EXPECT_EQ(Traced(), "1=connecting :TestMes:lend\n1>0\n1<0\n1>2\n1=signing on\n1<128\n1=up\n");
+  Send(128, "Q1 products");
+  mes->Deliver(Pack(1, "") + TaskResult("Q1", "x"));
+  mes->refuseSends = true;
+  std::string bare("\x09\0\x02secret", 9);
+  Send(129, std::string(4091, 'x'));
+  CVekClient_SendPk(&client, bare.data(), 9);
+  EXPECT_EQ(Traced(),
+            "1>128\n1<1\n1<128\n1>3\n1>129\n1! not sent: the link did not take it\n"
+            "1>2\n1! not sent: the link did not take it\n");
+  mes->refuseSends = false;
+  std::string torn = "secret";
+  CVekClient_SendPk(&client, torn.data(), 6);
+  CVekClient_ChgPass(&client, "u", "secret", "secret2");
+  mes->Break("gone");
+  EXPECT_EQ(Traced(), "1! 6 bytes to be sent that are no packet\n1>2\n1=given up gone\n");
+  Connect();
+  mes->Fail("no route");
+  Connect("nowhere");
+  EXPECT_EQ(Traced(),
+            "2=connecting :TestMes:lend\n2=given up no route\n3=connecting nowhere\n"
+            "3=given up \xB3\x73\xBD\x75\xB0\xD1\xBC\xC6\xBF\xF9\xBB\x7E\n");
+  Link();
+  mes->Deliver(SgnReply(0, "no"));
+  CVekClient_Disconnect(&client);
+  SignOn();
+  CVekClient_Delete(&client);
+  EXPECT_EQ(Traced(),
+            "4=connecting :TestMes:lend\n4>0\n4<0\n4>2\n4=signing on\n4<2\n4=sign-on refused no\n"
+            "4=closed Disconnect()\n5=connecting :TestMes:lend\n5>0\n5<0\n5>2\n5=signing on\n5<128\n"
+            "5=up\n5=closed Disconnect()\n");
+}
+
+// At every event of a life: deleted, disconnected, connected anew, the trace ended. What is gone is not
+// touched.
+TEST_F(TracedClient, EndedInEveryEvent) {
+  const std::function<void(CVekClient*)> acts[] = {
+      [](CVekClient* h) { CVekClient_Delete(h); }, [](CVekClient* h) { CVekClient_Disconnect(h); },
+      [](CVekClient* h) { CVekClient_Connect(h, ":TestMes:ok", "App", "1", "id", "sub", ""); },
+      [](CVekClient* h) { CVekClient_SetTrace(h, nullptr, nullptr, vtl_None); }};
+  for (const auto& act : acts) {
+    for (std::size_t at = 1, seen = 1; seen >= at; ++at) {
+      CVekClient_Delete(&client);
+      Begin();
+      seen = 0;
+      onTrace = [&, act](CVekClient* handle) {
+        if (++seen != at) return;
+        act(handle);
+        client.object = handle->object;
+      };
+      Live();
+      onTrace = nullptr;
+    }
+  }
+}
+
+// One thread sends and one receives, while a third one switches. Every call has its own trace's `user`.
+TEST_F(TracedClient, SwitchedWhilePacketsFlow) {
+  constexpr int kCount = 2000;
+  SignOn();
+  std::atomic<int> shown[2]{};
+  const CVekOnTrace count = [](CVekClient*, void* user, const CVekEvent* event) {
+    EXPECT_EQ(event->textLength, 6u);
+    ++*static_cast<std::atomic<int>*>(user);
+  };
+  std::atomic<bool> done{false};
+  std::thread sends([&] {
+    for (int i = 0; i < kCount; ++i) EXPECT_TRUE(Send(129, "x"));
+    done = true;
+  });
+  std::thread receives([&] {
+    for (int i = 0; i < kCount; ++i) mes->Deliver(Message(130, "r"));
+  });
+  for (int i = 0; !done || shown[0] == 0 || shown[1] == 0; ++i) {
+    CVekClient_SetTrace(&client, i % 3 == 2 ? nullptr : count, &shown[i % 2], vtl_Packets);
+    if (done) Send(129, "x");
+  }
+  sends.join();
+  receives.join();
+  CVekClient_SetTrace(&client, count, &shown[0], vtl_Packets);
+  shown[0] = 0;
+  Send(129, "x"), mes->Deliver(Message(130, "r"));
+  EXPECT_EQ(shown[0], 2);
+  CVekClient_SetTrace(&client, nullptr, nullptr, vtl_None);
+}
+
+}  // namespace
+}  // namespace vektest
