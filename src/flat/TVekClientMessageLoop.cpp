@@ -11,7 +11,7 @@ namespace {
 
 // Limits of one message's part of the events; whichever is reached first.
 constexpr int kEventsAtOnce = 1000;
-constexpr std::int64_t kNsAtOnce = 10'000'000;
+constexpr std::chrono::milliseconds kTimeAtOnce(10);
 
 std::uintptr_t Parameter(const void* pointer) {
   return reinterpret_cast<std::uintptr_t>(pointer);
@@ -213,7 +213,7 @@ void TVekClientMessageLoop::OnEventsQueued() {
 // All: nothing is queued, or the next event must follow a result. Destroyed: a callback has deleted the
 // client and this loop.
 TVekClientMessageLoop::EDrained TVekClientMessageLoop::Drain(TFrame& frame, bool bounded) {
-  const std::int64_t end = clock_.NowNs() + kNsAtOnce;
+  const Dova::Os::TTime end = clock_.Now() + kTimeAtOnce;
   TPendingEvRec rec;
   for (int count = 0; pending_->Pop(rec); ++count) {
     if (rec.view) view_ = std::move(rec.view);
@@ -221,7 +221,7 @@ TVekClientMessageLoop::EDrained TVekClientMessageLoop::Drain(TFrame& frame, bool
     frame.state = rec.state;
     Deliver(rec);
     if (frame.destroyed) return EDrained::Destroyed;
-    if (bounded && (count + 1 >= kEventsAtOnce || clock_.NowNs() >= end)) return EDrained::Part;
+    if (bounded && (count + 1 >= kEventsAtOnce || clock_.Now() >= end)) return EDrained::Part;
   }
   return EDrained::All;
 }

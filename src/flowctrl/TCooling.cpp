@@ -6,13 +6,14 @@
 
 namespace Dova {
 
-void TCooling::Reserve(std::int64_t slots, std::int64_t periodNs) noexcept {
+void TCooling::Reserve(std::int64_t slots, Os::TClock::duration period) noexcept {
   const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(slots, kMany));
   if (wanted > capacity_) Grow(wanted);
-  periodNs_ = periodNs;
+  period_ = period;
   // Entries of this span, plus the two at the ends of the period, at most fill the list.
   const auto steps = static_cast<std::int64_t>(capacity_) - 2;
-  stepNs_ = slots <= static_cast<std::int64_t>(capacity_) ? 0 : periodNs / steps + 1;
+  step_ = {};
+  if (slots > static_cast<std::int64_t>(capacity_)) step_ = period / steps + Os::TClock::duration(1);
 }
 
 bool TCooling::Grow(std::size_t capacity) noexcept {
@@ -32,13 +33,13 @@ void TCooling::Clear() noexcept {
   slots_ = 0;
 }
 
-bool TCooling::FitsNewest(std::int64_t now) const noexcept {
+bool TCooling::FitsNewest(Os::TTime now) const noexcept {
   if (size_ == 0) return false;
   const TEntry& newest = Entries()[At(size_ - 1)];
-  return newest.last == now || now - newest.first < stepNs_ || size_ == capacity_;
+  return newest.last == now || now - newest.first < step_ || size_ == capacity_;
 }
 
-void TCooling::Add(std::int64_t now, std::int64_t slots) noexcept {
+void TCooling::Add(Os::TTime now, std::int64_t slots) noexcept {
   if (FitsNewest(now)) {
     TEntry& newest = Entries()[At(size_ - 1)];
     newest.last = now;
@@ -49,20 +50,20 @@ void TCooling::Add(std::int64_t now, std::int64_t slots) noexcept {
   slots_ += slots;
 }
 
-void TCooling::FreeUntil(std::int64_t now) noexcept {
-  for (; size_ > 0 && now - Entries()[front_].last >= periodNs_; --size_) {
+void TCooling::FreeUntil(Os::TTime now) noexcept {
+  for (; size_ > 0 && now - Entries()[front_].last >= period_; --size_) {
     slots_ -= Entries()[front_].slots;
     front_ = At(1);
   }
 }
 
-std::int64_t TCooling::FreeAt(std::int64_t missing) const noexcept {
+Os::TTime TCooling::FreeAt(std::int64_t missing) const noexcept {
   for (std::size_t i = 0; i < size_; ++i) {
     const TEntry& entry = Entries()[At(i)];
     missing -= entry.slots;
-    if (missing <= 0) return entry.last + periodNs_;
+    if (missing <= 0) return entry.last + period_;
   }
-  return -1;
+  return Os::kNever;
 }
 
 }  // namespace Dova

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/os/Clock.h"
+
 namespace Dova {
 
 // The cooling slots of a limiter, oldest first, with the start of each one's cooling. Only Reserve allocates
@@ -16,27 +18,27 @@ class TCooling {
   TCooling(const TCooling&) = delete;
   TCooling& operator=(const TCooling&) = delete;
 
-  // Reserves memory for `slots` that cool for `periodNs`. Without memory it continues with the entries it
+  // Reserves memory for `slots` that cool for `period`. Without memory it continues with the entries it
   // has.
-  void Reserve(std::int64_t slots, std::int64_t periodNs) noexcept;
+  void Reserve(std::int64_t slots, Os::TClock::duration period) noexcept;
 
   // Removes all entries and frees the memory.
   void Clear() noexcept;
 
-  void Add(std::int64_t now, std::int64_t slots) noexcept;
+  void Add(Os::TTime now, std::int64_t slots) noexcept;
 
   // Removes the slots that have cooled for the period.
-  void FreeUntil(std::int64_t now) noexcept;
+  void FreeUntil(Os::TTime now) noexcept;
 
   std::int64_t Slots() const noexcept { return slots_; }
 
-  // When `missing` more slots will be free; negative if fewer are cooling.
-  std::int64_t FreeAt(std::int64_t missing) const noexcept;
+  // When `missing` more slots will be free; Os::kNever if fewer are cooling.
+  Os::TTime FreeAt(std::int64_t missing) const noexcept;
 
  private:
   struct TEntry {
-    std::int64_t first;
-    std::int64_t last;
+    Os::TTime first;
+    Os::TTime last;
     std::int64_t slots;
   };
 
@@ -44,7 +46,7 @@ class TCooling {
   static constexpr std::size_t kMany = 1024;
 
   bool Grow(std::size_t capacity) noexcept;
-  bool FitsNewest(std::int64_t now) const noexcept;
+  bool FitsNewest(Os::TTime now) const noexcept;
   TEntry* Entries() noexcept { return more_ ? more_.get() : few_; }
   const TEntry* Entries() const noexcept { return more_ ? more_.get() : few_; }
   std::size_t At(std::size_t index) const noexcept { return (front_ + index) % capacity_; }
@@ -55,8 +57,8 @@ class TCooling {
   std::size_t front_ = 0;
   std::size_t size_ = 0;
   std::int64_t slots_ = 0;
-  std::int64_t periodNs_ = 0;
-  std::int64_t stepNs_ = 0;  // time span that one entry may cover
+  Os::TClock::duration period_{};
+  Os::TClock::duration step_{};  // time span that one entry may cover
 };
 
 }  // namespace Dova

@@ -3,11 +3,7 @@
 #include <algorithm>
 
 namespace Dova {
-namespace {
-
-constexpr std::int64_t kNsPerMs = 1'000'000;
-
-}  // namespace
+namespace {}  // namespace
 
 TFlowCtrl::TFlowCtrl(bool ownMutex) noexcept : clock_(TTimerQueue::Current()), ownMutex_(ownMutex) {}
 
@@ -44,7 +40,7 @@ unsigned TFlowCtrl::SetAckTime(unsigned n) noexcept {
   const std::int64_t acknowledged = std::min<std::int64_t>(n, out_);
   if (acknowledged == 0) return 0;
   out_ -= acknowledged;
-  const std::int64_t now = clock_.NowNs();
+  const Os::TTime now = clock_.Now();
   cooling_.FreeUntil(now);
   cooling_.Add(now, acknowledged);
   return static_cast<unsigned>(acknowledged);
@@ -87,7 +83,7 @@ int TFlowCtrl::CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept {
   if (count == 0) return 0;
   // The clock is read only if it matters.
   if (flag != fcf_WaitAck || out_ + cooling_.Slots() >= count) {
-    const std::int64_t now = clock_.NowNs();
+    const Os::TTime now = clock_.Now();
     cooling_.FreeUntil(now);
     if (out_ + cooling_.Slots() >= count) return WaitMs(now);
     if (flag == fcf_NoAck) cooling_.Add(now, 1);
@@ -97,11 +93,12 @@ int TFlowCtrl::CheckFlowCtrl_AfLock(ECheckFlowCtrlFlag flag) noexcept {
 }
 
 // Milliseconds until a slot is free, rounded up; negative if no cooling slot would help.
-int TFlowCtrl::WaitMs(std::int64_t now) const noexcept {
+int TFlowCtrl::WaitMs(Os::TTime now) const noexcept {
   // More than one slot must become free only after the count was lowered.
   const std::int64_t missing = out_ + cooling_.Slots() - count_.load(std::memory_order_relaxed) + 1;
-  const std::int64_t freeAt = cooling_.FreeAt(missing);
-  return freeAt < 0 ? -1 : static_cast<int>((freeAt - now + kNsPerMs - 1) / kNsPerMs);
+  const Os::TTime freeAt = cooling_.FreeAt(missing);
+  if (freeAt == Os::kNever) return -1;
+  return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(freeAt - now).count());
 }
 
 }  // namespace Dova

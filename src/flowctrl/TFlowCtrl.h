@@ -105,7 +105,7 @@ class TFlowCtrl {
  private:
   void Forget() noexcept;
   void Configure(int count, int ms) noexcept;
-  int WaitMs(std::int64_t now) const noexcept;
+  int WaitMs(Os::TTime now) const noexcept;
 
   const TTimerQueue& clock_;
   const bool ownMutex_;

@@ -73,7 +73,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
 
   ~TSession() override;
 
-  std::int64_t NowNs() const { return clock_.NowNs(); }
+  std::int64_t NowNs() const { return clock_.Now().time_since_epoch().count(); }
   // Never for 0.
   static std::int64_t TimeAfter(std::int64_t now, std::uint32_t ms) {
     return ms == 0 ? kNever : now + ms * std::int64_t{1'000'000};

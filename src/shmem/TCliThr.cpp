@@ -74,13 +74,13 @@ unsigned TShMemCli::TCliThr::WaitFor(int timeoutMs) {
 // Returns events that occur within the poll time of the setting, or 0. Checks the ring itself, so the writer
 // need not have signalled yet.
 unsigned TShMemCli::TCliThr::Poll() {
-  const std::int64_t until = Os::MonotonicNs() + std::int64_t{owner_.spinUs_} * 1000;
+  const Os::TTime until = Os::TClock::now() + std::chrono::microseconds(owner_.spinUs_);
   do {
     bool there = false;
     for (int i = 0; i < kLooksAtOnce && !there; ++i) there = owner_.receiveChannel_.Ring().HasNews();
     const unsigned news = WaitFor(0);
     if (there || news != 0) return news | (there ? Os::TNamedEventWait::kFirst : 0);
-  } while (Os::MonotonicNs() < until);
+  } while (Os::TClock::now() < until);
   return 0;
 }
 

@@ -108,7 +108,7 @@ void TShMemCli::SetLinkReady() {
 
 // The gateway's last data is still delivered, up to the capacity of the ring.
 void TShMemCli::OnInnerGone(const std::string& reason) {
-  if (dueNs_ == INT64_MAX) return End(reason);  // it was never ready
+  if (due_ == Os::kNever) return End(reason);  // it was never ready
   Guarded([&] {
     if (State() == EState::Asking) return End(joinError_.empty() ? "ShMem name: " + reason : joinError_);
     BeginEnd(("ShMem proxy link: " + reason).c_str(), receiveChannel_.Ring().Capacity());

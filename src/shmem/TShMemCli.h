@@ -116,7 +116,7 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   std::string joinError_;     // for the last name that could not be joined
   std::size_t received_ = 0;  // in this event
   EAwait await_ = EAwait::Name;
-  std::int64_t dueNs_ = INT64_MAX;
+  Os::TTime due_ = Os::kNever;
 
   TTimerQueue& clock_;
   TTimer<TShMemCli> timer_;  // last member: its destruction waits for an expiry, which uses the others

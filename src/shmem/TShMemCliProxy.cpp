@@ -89,7 +89,7 @@ void TShMemCli::OnProxyLine(const std::string& line) {
 // The due time is stored before the timer is started, so it has passed when the timer expires.
 void TShMemCli::Await(EAwait what, unsigned ms) {
   await_ = what;
-  dueNs_ = clock_.NowNs() + std::int64_t{ms} * 1'000'000;
+  due_ = clock_.Now() + std::chrono::milliseconds(ms);
   timer_.Start(ms);
 }
 
@@ -98,7 +98,7 @@ void TShMemCli::OnTimer() {
   const auto self = Dstl::wise_ref<TShMemCli>::try_hold(this);
   if (!self) return;
   RunInContext([this] {
-    if (clock_.NowNs() >= dueNs_) Guarded([this] { OnOverdue(); });
+    if (clock_.Now() >= due_) Guarded([this] { OnOverdue(); });
   });
 }
 

@@ -29,8 +29,8 @@ std::string Pattern(std::size_t size) {
   return bytes;
 }
 
-std::int64_t InMs(int ms) {
-  return Dova::Os::MonotonicNs() + std::int64_t{ms} * 1'000'000;
+Dova::Os::TTime InMs(int ms) {
+  return Dova::Os::TClock::now() + std::chrono::milliseconds(ms);
 }
 
 std::vector<TEndpoint> Local(std::uint16_t port, const char* address = "127.0.0.1") {

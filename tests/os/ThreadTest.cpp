@@ -33,7 +33,7 @@ TEST(MutexDeathTest, NobodyWaitsUnderALock) {
     const char* name;
     std::function<void()> wait;
   } waits[] = {{"TEvent::Wait", [&] { event.Wait(1); }},
-               {"TAlarm::WaitUntil", [&] { alarm.WaitUntil(0); }},
+               {"TAlarm::WaitUntil", [&] { alarm.WaitUntil({}); }},
                {"TThread::Join", [&] { thread.Join(1); }}};
   TMutex mutex;
   for (const auto& [name, wait] : waits) {

@@ -53,7 +53,7 @@ TEST(Shortage, WaitingTakesNoMemory) {
   EXPECT_TRUE(event.Wait());
   Os::TAlarm alarm;
   alarm.Wake();
-  alarm.WaitUntil(Os::TAlarm::kNever);
+  alarm.WaitUntil(Os::kNever);
   EXPECT_FALSE(none.WasFelt());
 }
 

@@ -108,7 +108,8 @@ struct TAlarm::TNative {
 TAlarm::TAlarm() noexcept = default;
 TAlarm::~TAlarm() = default;
 
-void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+void TAlarm::WaitUntil(TTime due) noexcept {
+  const std::int64_t dueNs = due.time_since_epoch().count();
   AssertNoLockHeld("TAlarm::WaitUntil");
   Scheduler& scheduler = *Scheduler::Current();
   scheduler.Point();

@@ -15,34 +15,36 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
   TVirtualTimerQueue() { Replace(this); }
   ~TVirtualTimerQueue() override { Replace(nullptr); }
 
-  std::int64_t NowNs() const noexcept override { return now_.load(); }
+  Dova::Os::TTime Now() const noexcept override { return now_.load(); }
+  std::int64_t NowNs() const noexcept { return Now().time_since_epoch().count(); }
 
   // Advances the time and runs all expiries due, including those armed by expiries for a time within it.
-  void Advance(unsigned ms) { AdvanceTo(NowNs() + std::int64_t{ms} * 1'000'000); }
+  void Advance(unsigned ms) { AdvanceTo(Now() + std::chrono::milliseconds(ms)); }
+  void AdvanceTo(std::int64_t ns) { AdvanceTo(Dova::Os::TTime(std::chrono::nanoseconds(ns))); }
 
-  void AdvanceTo(std::int64_t toNs) {
+  void AdvanceTo(Dova::Os::TTime to) {
     TLock lock(mutex_);
     for (;;) {
       // One due time after the other: an expiry may arm a timer that is due before the next one.
-      const std::int64_t next = NextLook();
-      if (next == kNever || next > toNs) break;
+      const Dova::Os::TTime next = NextLook();
+      if (next == Dova::Os::kNever || next > to) break;
       Dova::TTimerBase* const due = TakeDue(next);
       if (due == nullptr) continue;
       MoveTo(next);
       Run(*due, lock, [] {});
     }
-    MoveTo(toNs);
+    MoveTo(to);
   }
 
  private:
-  void MoveTo(std::int64_t ns) {
-    if (ns > now_.load()) now_.store(ns);
+  void MoveTo(Dova::Os::TTime to) {
+    if (to > now_.load()) now_.store(to);
   }
 
   void OnSooner(TLock&) noexcept override {}
   void OnLastGone(TLock&) noexcept override {}
 
-  std::atomic<std::int64_t> now_{1'000'000'000};
+  std::atomic<Dova::Os::TTime> now_{Dova::Os::TTime(std::chrono::seconds(1))};
 };
 
 }  // namespace TestSupport

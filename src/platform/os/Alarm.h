@@ -1,7 +1,6 @@
 #pragma once
 
-#include <cstdint>
-
+#include "platform/os/Clock.h"
 #include "platform/os/Room.h"
 
 namespace Dova::Os {
@@ -10,16 +9,14 @@ namespace Dova::Os {
 // it earlier. Allocates no memory. If the system has no handle left, it polls every few milliseconds.
 class TAlarm {
  public:
-  static constexpr std::int64_t kNever = INT64_MAX;
-
   TAlarm() noexcept;
   ~TAlarm();
   TAlarm(const TAlarm&) = delete;
   TAlarm& operator=(const TAlarm&) = delete;
 
-  // Returns at dueNs of MonotonicNs, or after a Wake. A Wake before the call ends it at once. One thread at a
+  // Returns at `due`, or after a Wake. A Wake before the call ends it at once. One thread at a
   // time.
-  void WaitUntil(std::int64_t dueNs) noexcept;
+  void WaitUntil(TTime due) noexcept;
   void Wake() noexcept;
 
  private:

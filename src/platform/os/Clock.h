@@ -1,10 +1,34 @@
 #pragma once
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 
 namespace Dova::Os {
 
 // Nanoseconds of a monotonic clock with an arbitrary origin.
 std::int64_t MonotonicNs() noexcept;
+
+// The same clock, as std::chrono expects one.
+struct TClock {
+  using duration = std::chrono::nanoseconds;
+  using rep = duration::rep;
+  using period = duration::period;
+  using time_point = std::chrono::time_point<TClock>;
+  static constexpr bool is_steady = true;
+
+  static time_point now() noexcept { return time_point(duration(MonotonicNs())); }
+};
+
+using TTime = TClock::time_point;
+constexpr TTime kNever = TTime::max();
+
+// Whole milliseconds from now until `due`, rounded up; 0 if it has passed. At most a day, which every wait of
+// the system takes.
+inline int MsUntil(TTime due) noexcept {
+  using namespace std::chrono;
+  const auto left = ceil<milliseconds>(due - TClock::now());
+  return static_cast<int>(std::clamp<milliseconds>(left, 0ms, hours(24)).count());
+}
 
 }  // namespace Dova::Os

@@ -38,9 +38,9 @@ class TSocket {
   // Connects to one of several addresses of a host and waits for the outcome. A new attempt starts a quarter
   // of a second after the previous one, or at once if one has failed; earlier ones continue in parallel. The
   // first connection is kept, the others are closed. Address families alternate. Returns false and sets
-  // `error` if all failed (the last one's error), at dueNs (Os::MonotonicNs), or if aborted. May be called
+  // `error` if all failed (the last one's error), at `due`, or if aborted. May be called
   // again after a failure. Throws only std::bad_alloc.
-  bool Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, TError& error);
+  bool Connect(const std::vector<TEndpoint>& to, TTime due, TError& error);
 
   // Disables Nagle's algorithm. Call it after Connect.
   void SetNoDelay() noexcept;

@@ -25,9 +25,9 @@ std::vector<TEndpoint> TakeTurns(std::vector<TEndpoint> from) {
 
 }  // namespace
 
-bool TSocket::Connect(const std::vector<TEndpoint>& to, std::int64_t dueNs, TError& error) {
+bool TSocket::Connect(const std::vector<TEndpoint>& to, TTime due, TError& error) {
   int failure = 0;
-  const EAttempt outcome = Race(TakeTurns(to), dueNs, failure);
+  const EAttempt outcome = Race(TakeTurns(to), due.time_since_epoch().count(), failure);
   DropAttempts();
   if (outcome == EAttempt::Made) return true;
   if (outcome == EAttempt::Failed) error = {nullptr, failure};

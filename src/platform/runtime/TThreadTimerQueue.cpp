@@ -10,7 +10,7 @@
 namespace Dova {
 namespace {
 
-constexpr std::int64_t kIdleNs = 5'000'000'000;
+constexpr std::chrono::seconds kIdle(5);
 
 }  // namespace
 
@@ -33,8 +33,8 @@ void TThreadTimerQueue::ForgetParent() noexcept {
 
 const Os::TForkedChildStep TThreadTimerQueue::forgetParent(&TThreadTimerQueue::ForgetParent);
 
-std::int64_t TThreadTimerQueue::NowNs() const noexcept {
-  return Os::MonotonicNs();
+Os::TTime TThreadTimerQueue::Now() const noexcept {
+  return Os::TClock::now();
 }
 
 bool TThreadTimerQueue::AskForThread() noexcept {
@@ -108,7 +108,7 @@ class TThreadTimerQueue::TStay {
       std::erase_if(queue_.workers_, [this](auto& each) { return each.get() == &worker_; });
       worker_.thread.Detach();
       // The expired timer may have been restarted in its expiry while there was no other worker.
-      if (queue_.NextLook() != kNever) queue_.AppointLeader();
+      if (queue_.NextLook() != Os::kNever) queue_.AppointLeader();
     }
     queue_.threads_.fetch_sub(1);
   }
@@ -137,23 +137,23 @@ void TThreadTimerQueue::Work(const TWorkerRef& self) {
   }
 }
 
-void TThreadTimerQueue::Sleep(TWorker& self, TLock& lock, std::int64_t dueNs) {
+void TThreadTimerQueue::Sleep(TWorker& self, TLock& lock, Os::TTime due) {
   lock.unlock();
-  self.alarm.WaitUntil(dueNs);
+  self.alarm.WaitUntil(due);
   wakes_.fetch_add(1, std::memory_order_relaxed);
   lock.lock();
 }
 
 void TThreadTimerQueue::Lead(const TWorkerRef& self, TLock& lock) {
   SetLacksThread(false);
-  TTimerBase* const due = TakeDue(NowNs());
+  TTimerBase* const due = TakeDue(Now());
   if (due == nullptr) {
     Sleep(*self, lock, NextLook());
     return;
   }
   leader_.reset();
   // Without pending timers no thread needs to wait; the next Start appoints a leader.
-  const TWorkerRef next = NextLook() == kNever ? nullptr : AppointLeader();
+  const TWorkerRef next = NextLook() == Os::kNever ? nullptr : AppointLeader();
   self->busy = true;
   const bool sooner = Run(*due, lock, [&] {
     if (next) next->alarm.Wake();
@@ -166,8 +166,8 @@ void TThreadTimerQueue::Lead(const TWorkerRef& self, TLock& lock) {
 // Waits for work; false if none arrived for a while.
 bool TThreadTimerQueue::Idle(TWorker& self, TLock& lock) {
   self.idle = true;
-  const std::int64_t until = NowNs() + kIdleNs;
-  while (self.idle && !self.retired && NowNs() < until) Sleep(self, lock, until);
+  const Os::TTime until = Now() + kIdle;
+  while (self.idle && !self.retired && Now() < until) Sleep(self, lock, until);
   if (!self.idle || self.retired) return true;
   self.idle = false;
   return false;

@@ -26,7 +26,7 @@ class TThreadTimerQueue final : public TTimerQueue {
   // Never destroyed: timers may outlive every static object.
   static TThreadTimerQueue& Instance() noexcept;
 
-  std::int64_t NowNs() const noexcept override;
+  Os::TTime Now() const noexcept override;
 
   // Retries to start a missing thread; true if it is still missing.
   static bool AskForThread() noexcept;
@@ -72,7 +72,7 @@ class TThreadTimerQueue final : public TTimerQueue {
   void Lead(const TWorkerRef& self, TLock& lock);
   bool Idle(TWorker& self, TLock& lock);
   void Leave(const TWorkerRef& self, TLock& lock);
-  void Sleep(TWorker& self, TLock& lock, std::int64_t dueNs);
+  void Sleep(TWorker& self, TLock& lock, Os::TTime due);
 
   // Guarded by the queue's lock:
   TWorkerRef leader_;

@@ -3,11 +3,6 @@
 #include "platform/runtime/TTimerQueue.h"
 
 namespace Dova {
-namespace {
-
-constexpr std::int64_t kNsPerMs = 1'000'000;
-
-}  // namespace
 
 TTimerBase::TTimerBase(TOnTimerStyle /*style*/) : queue_(TTimerQueue::Current()) {
   queue_.Attach();
@@ -18,7 +13,7 @@ TTimerBase::~TTimerBase() {
 }
 
 void TTimerBase::Start(unsigned ms) noexcept {
-  const std::int64_t due = queue_.NowNs() + std::int64_t{ms} * kNsPerMs;
+  const Os::TTime due = queue_.Now() + std::chrono::milliseconds(ms);
   due_.store(due);
   if (queued_.load() > due || queue_.LacksThread()) queue_.Arm(*this);
 }

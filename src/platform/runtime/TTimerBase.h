@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/os/Clock.h"
 #include "platform/os/Process.h"
 
 namespace Dova {
@@ -29,7 +30,7 @@ class TTimerBase {
   void Start(unsigned ms) noexcept;
 
   // Cancels the request. An expiry that has begun, or is just beginning on another thread, still runs.
-  void Stop() noexcept { due_.store(kNever); }
+  void Stop() noexcept { due_.store(Os::kNever); }
 
  protected:
   explicit TTimerBase(TOnTimerStyle style);  // throws std::bad_alloc
@@ -46,7 +47,6 @@ class TTimerBase {
   friend class TTimerHeap;
   struct TRun;
 
-  static constexpr std::int64_t kNever = INT64_MAX;
   static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 
   virtual void OnExpiry() = 0;
@@ -56,9 +56,9 @@ class TTimerBase {
   TTimerQueue& queue_;
   const unsigned generation_ = Os::ProcessGeneration();
   // Requested expiry time. Written without a lock; TTimerQueue.cpp explains how the two atomics interact.
-  std::atomic<std::int64_t> due_{kNever};
-  // When the queue will check this timer, kNever if it will not. Written under the queue's lock.
-  std::atomic<std::int64_t> queued_{kNever};
+  std::atomic<Os::TTime> due_{Os::kNever};
+  // When the queue will check this timer, Os::kNever if it will not. Written under the queue's lock.
+  std::atomic<Os::TTime> queued_{Os::kNever};
   // Guarded by the queue's lock:
   std::size_t heapIndex_ = kNowhere;
   std::uint64_t sequence_ = 0;

@@ -3,8 +3,8 @@
 namespace Dova {
 
 bool TTimerHeap::Before(const TTimerBase* left, const TTimerBase* right) noexcept {
-  const std::int64_t leftKey = Key(left);
-  const std::int64_t rightKey = Key(right);
+  const Os::TTime leftKey = Key(left);
+  const Os::TTime rightKey = Key(right);
   return leftKey != rightKey ? leftKey < rightKey : left->sequence_ < right->sequence_;
 }
 
@@ -37,7 +37,7 @@ void TTimerHeap::SiftDown(std::size_t index) noexcept {
   SetAt(index, timer);
 }
 
-void TTimerHeap::Put(TTimerBase& timer, std::int64_t key) noexcept {
+void TTimerHeap::Put(TTimerBase& timer, Os::TTime key) noexcept {
   timer.queued_.store(key);
   timer.sequence_ = sequence_++;
   if (!Holds(timer)) {
@@ -53,7 +53,7 @@ void TTimerHeap::Remove(TTimerBase& timer) noexcept {
   TTimerBase* const last = timers_.back();
   timers_.pop_back();
   timer.heapIndex_ = TTimerBase::kNowhere;
-  timer.queued_.store(TTimerBase::kNever);
+  timer.queued_.store(Os::kNever);
   if (last == &timer) return;
   SetAt(index, last);
   SiftUp(index);

@@ -13,7 +13,7 @@ class TTimerHeap {
  public:
   bool Empty() const noexcept { return timers_.empty(); }
   const TTimerBase* Top() const noexcept { return timers_.front(); }
-  std::int64_t TopKey() const noexcept { return timers_.empty() ? TTimerBase::kNever : Key(timers_.front()); }
+  Os::TTime TopKey() const noexcept { return timers_.empty() ? Os::kNever : Key(timers_.front()); }
 
   static bool Holds(const TTimerBase& timer) noexcept { return timer.heapIndex_ != TTimerBase::kNowhere; }
 
@@ -23,11 +23,11 @@ class TTimerHeap {
   }
 
   // Inserts the timer, or moves it if already present.
-  void Put(TTimerBase& timer, std::int64_t key) noexcept;
+  void Put(TTimerBase& timer, Os::TTime key) noexcept;
   void Remove(TTimerBase& timer) noexcept;
 
  private:
-  static std::int64_t Key(const TTimerBase* timer) noexcept {
+  static Os::TTime Key(const TTimerBase* timer) noexcept {
     return timer->queued_.load(std::memory_order_relaxed);
   }
   static bool Before(const TTimerBase* left, const TTimerBase* right) noexcept;

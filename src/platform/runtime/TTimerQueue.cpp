@@ -43,7 +43,7 @@ void TTimerQueue::Detach(TTimerBase& timer) noexcept {
   // No expiries run any more, and a killed thread may hold the lock.
   if (Os::ProcessIsExiting() || timer.IsInherited()) return;
   TLock lock(mutex_);
-  timer.due_.store(kNever);
+  timer.due_.store(Os::kNever);
   if (TTimerHeap::Holds(timer)) heap_.Remove(timer);
   if (TRun* const run = timer.run_; run != nullptr) {
     if (run->thread == Os::CurrentThreadToken()) {
@@ -69,20 +69,20 @@ void TTimerQueue::Arm(TTimerBase& timer) noexcept {
 
 // Makes the queue check the timer in time. Returns true if that is earlier than all its other timers.
 bool TTimerQueue::PutAsDue(TTimerBase& timer) noexcept {
-  const std::int64_t due = timer.due_.load();
+  const Os::TTime due = timer.due_.load();
   if (due >= timer.queued_.load(std::memory_order_relaxed)) return false;
   heap_.Put(timer, due);
   return heap_.Top() == &timer;
 }
 
-TTimerBase* TTimerQueue::TakeDue(std::int64_t now) noexcept {
+TTimerBase* TTimerQueue::TakeDue(Os::TTime now) noexcept {
   while (heap_.TopKey() <= now && !heap_.Empty()) {
-    const std::int64_t key = heap_.TopKey();
+    const Os::TTime key = heap_.TopKey();
     TTimerBase& timer = const_cast<TTimerBase&>(*heap_.Top());
     heap_.Remove(timer);
-    std::int64_t due = timer.due_.load();
+    Os::TTime due = timer.due_.load();
     while (due <= key) {
-      if (timer.due_.compare_exchange_weak(due, kNever)) return &timer;
+      if (timer.due_.compare_exchange_weak(due, Os::kNever)) return &timer;
     }
     // Requested for later than `key`, if at all: other timers may be due first.
     PutAsDue(timer);

@@ -24,13 +24,10 @@ class TTimerQueue {
   // created meanwhile.
   static void Replace(TTimerQueue* queue) noexcept;
 
-  // Nanoseconds of a monotonic clock.
-  virtual std::int64_t NowNs() const noexcept = 0;
+  virtual Os::TTime Now() const noexcept = 0;
 
  protected:
   using TLock = std::unique_lock<Os::TMutex>;
-  static constexpr std::int64_t kNever = TTimerBase::kNever;
-
   // A running expiry; lives on the stack of its thread.
   using TRun = TTimerBase::TRun;
 
@@ -45,10 +42,10 @@ class TTimerQueue {
   virtual void OnLastGone(TLock& lock) noexcept = 0;
 
   // With the lock held: the earliest time at which a timer may be due.
-  std::int64_t NextLook() const noexcept { return heap_.TopKey(); }
+  Os::TTime NextLook() const noexcept { return heap_.TopKey(); }
 
   // With the lock held: removes and disarms the first timer due at `now`; null if there is none.
-  TTimerBase* TakeDue(std::int64_t now) noexcept;
+  TTimerBase* TakeDue(Os::TTime now) noexcept;
 
   // Runs the expiry of a timer returned by TakeDue: releases the lock, calls `beforeExpiry`, runs the expiry,
   // and takes the lock again, also if the expiry is unwound. Returns true if the timer was armed meanwhile

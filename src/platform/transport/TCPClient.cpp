@@ -129,10 +129,10 @@ void TCPClient::Work(Os::TSocket& socket) {
 }
 
 bool TCPClient::Connect(Os::TSocket& socket) {
-  const std::int64_t dueNs = Os::MonotonicNs() + std::int64_t{setting_.connectTimeoutMs} * 1'000'000;
+  const Os::TTime due = Os::TClock::now() + std::chrono::milliseconds(setting_.connectTimeoutMs);
   Os::TError error;
-  const auto endpoints = resolver_.Resolve(setting_.host, setting_.port, dueNs, error);
-  if (endpoints.empty() || !socket.Connect(endpoints, dueNs, error)) {
+  const auto endpoints = resolver_.Resolve(setting_.host, setting_.port, due, error);
+  if (endpoints.empty() || !socket.Connect(endpoints, due, error)) {
     End(Address() + ": " + error.Text());
     return false;
   }
@@ -174,11 +174,11 @@ std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {
 }
 
 std::ptrdiff_t TCPClient::Poll(Os::TSocket& socket) {
-  const std::int64_t dueNs = Os::MonotonicNs() + std::int64_t{setting_.spinUs} * 1000;
+  const Os::TTime due = Os::TClock::now() + std::chrono::microseconds(setting_.spinUs);
   std::ptrdiff_t count = 0;
   do {
     count = socket.TryRecv(received_.get(), kReceiveBytes);
-  } while (count == Os::TSocket::kWouldWait && Os::MonotonicNs() < dueNs);
+  } while (count == Os::TSocket::kWouldWait && Os::TClock::now() < due);
   return count;
 }
 

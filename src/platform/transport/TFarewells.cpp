@@ -16,7 +16,7 @@ namespace {
 
 struct TFarewell {
   std::weak_ptr<Os::TSocket> socket;
-  std::int64_t dueNs;
+  Os::TTime due;
 };
 
 struct TList {
@@ -28,24 +28,20 @@ struct TList {
 
 // Removes sockets that are gone or overdue.
 void CutDue(TList& list, const std::unique_lock<Os::TMutex>&) {
-  const std::int64_t now = Os::MonotonicNs();
+  const Os::TTime now = Os::TClock::now();
   std::erase_if(list.farewells, [&](const TFarewell& each) {
     const auto socket = each.socket.lock();
-    if (socket && each.dueNs <= now) socket->Reset();
-    return !socket || each.dueNs <= now;
+    if (socket && each.due <= now) socket->Reset();
+    return !socket || each.due <= now;
   });
-}
-
-int MsUntil(std::int64_t dueNs) {
-  return std::max(0, static_cast<int>((dueNs - Os::MonotonicNs() + 999'999) / 1'000'000));
 }
 
 void Watch(TList& list) noexcept {
   std::unique_lock lock(list.mutex);
   for (CutDue(list, lock); !list.farewells.empty(); CutDue(list, lock)) {
-    const std::int64_t dueNs = list.farewells.front().dueNs;
+    const Os::TTime due = list.farewells.front().due;
     lock.unlock();
-    list.changed.Wait(MsUntil(dueNs));
+    list.changed.Wait(Os::MsUntil(due));
     lock.lock();
   }
   list.watched = false;
@@ -59,7 +55,7 @@ bool Add(const std::shared_ptr<Os::TSocket>& socket) {
   list.farewells.reserve(TFarewells::kMost);
   if (!list.watched) list.watched = Os::TThread().Start("vek-farewell", [&list] { Watch(list); });
   if (!list.watched) return false;
-  list.farewells.push_back({socket, Os::MonotonicNs() + std::int64_t{TFarewells::kLongestMs} * 1'000'000});
+  list.farewells.push_back({socket, Os::TClock::now() + std::chrono::milliseconds(TFarewells::kLongestMs)});
   return true;
 }
 

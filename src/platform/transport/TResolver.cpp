@@ -64,14 +64,14 @@ TLookupRef Find(TLookups& lookups, const std::unique_lock<Os::TMutex>&, const TH
 }
 
 // Waits until it has finished, was aborted, or timed out.
-void Await(TLookup& lookup, Os::TEvent& changed, const std::atomic<bool>& aborted, std::int64_t dueNs,
+void Await(TLookup& lookup, Os::TEvent& changed, const std::atomic<bool>& aborted, Os::TTime due,
            std::unique_lock<Os::TMutex>& lock) {
   lookup.waiters.push_back(&changed);
   for (;;) {
-    const std::int64_t leftMs = (dueNs - Os::MonotonicNs() + 999'999) / 1'000'000;
-    if (lookup.done || aborted || leftMs <= 0) break;
+    const int leftMs = Os::MsUntil(due);
+    if (lookup.done || aborted || leftMs == 0) break;
     lock.unlock();
-    changed.Wait(static_cast<int>(leftMs));
+    changed.Wait(leftMs);
     lock.lock();
   }
   std::erase(lookup.waiters, &changed);
@@ -79,7 +79,7 @@ void Await(TLookup& lookup, Os::TEvent& changed, const std::atomic<bool>& aborte
 
 }  // namespace
 
-std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint16_t port, std::int64_t dueNs,
+std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint16_t port, Os::TTime due,
                                               Os::TError& error) {
   if (auto numeric = Os::ResolveNumeric(host, port); !numeric.empty()) return numeric;
   TLookups& lookups = PerProcess<TLookups>();
@@ -89,7 +89,7 @@ std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint
     error = {"no thread to look the host up"};
     return {};
   }
-  Await(*lookup, changed_, aborted_, dueNs, lock);
+  Await(*lookup, changed_, aborted_, due, lock);
   if (lookup->done) {
     error = lookup->error;
     return lookup->endpoints;

@@ -15,9 +15,9 @@ namespace Dova {
 // hangs costs one thread, however often it is requested.
 class TResolver {
  public:
-  // Waits for the addresses. If there are none by dueNs (Os::MonotonicNs), or after Abort, returns an empty
+  // Waits for the addresses. If there are none by `due`, or after Abort, returns an empty
   // list and sets `error`. Numeric hosts need no thread and no wait. Throws only std::bad_alloc.
-  std::vector<Os::TEndpoint> Resolve(const std::string& host, std::uint16_t port, std::int64_t dueNs,
+  std::vector<Os::TEndpoint> Resolve(const std::string& host, std::uint16_t port, Os::TTime due,
                                      Os::TError& error);
 
   // Thread-safe; may be called repeatedly.

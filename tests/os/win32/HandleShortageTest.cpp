@@ -16,10 +16,13 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using Dova::Os::MonotonicNs;
 using Dova::Os::TAlarm;
+using Dova::Os::TClock;
 using Dova::Os::TEvent;
 using Dova::Os::TThread;
+using Dova::Os::TTime;
 using namespace TestSupport;
 
 TEST(HandleShortage, AnEventKeepsItsPromises) {
@@ -49,12 +52,12 @@ TEST(HandleShortage, AnEventKeepsItsPromises) {
 TEST(HandleShortage, AnAlarmKeepsItsPromises) {
   for (const unsigned kinds : {kEvents + kTimers, kEvents + 0, kTimers + 0}) {
     const auto alarm = MadeWithout<TAlarm>(kinds);
-    for (const std::int64_t ns : {1LL, 300'000LL, 7'000'000LL, 80'000'000LL}) {
-      const auto due = MonotonicNs() + ns;
+    for (const std::chrono::nanoseconds time : {1ns, 300'000ns, 7'000'000ns, 80'000'000ns}) {
+      const TTime due = TClock::now() + time;
       alarm->WaitUntil(due);
-      EXPECT_GE(MonotonicNs(), due);
+      EXPECT_TRUE(TClock::now() >= due);
     }
-    for (const std::int64_t ahead : {TAlarm::kNever, MonotonicNs() + 3'600'000'000'000}) {
+    for (const TTime ahead : {Dova::Os::kNever, TClock::now() + 1h}) {
       alarm->Wake();
       alarm->WaitUntil(ahead);
       TThread other;
@@ -84,8 +87,8 @@ TEST(HandleShortage, ASocketSaysThatItCannotConnect) {
   TTcpPeer peer;
   const auto socket = MadeWithout<Dova::Os::TSocket>(kEvents);
   Dova::Os::TError error;
-  EXPECT_FALSE(socket->Connect(Dova::Os::ResolveNumeric("127.0.0.1", peer.Port()),
-                               MonotonicNs() + 10'000'000'000, error));
+  EXPECT_FALSE(
+      socket->Connect(Dova::Os::ResolveNumeric("127.0.0.1", peer.Port()), TClock::now() + 10s, error));
   EXPECT_TRUE(error);
   socket->FinishSending();
   socket->Abort();

@@ -13,7 +13,8 @@ struct TAlarm::TNative : TMonotonicCondition {
 TAlarm::TAlarm() noexcept = default;
 TAlarm::~TAlarm() = default;
 
-void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+void TAlarm::WaitUntil(TTime due) noexcept {
+  const std::int64_t dueNs = due.time_since_epoch().count();
   AssertNoLockHeld("TAlarm::WaitUntil");
   pthread_mutex_lock(&native_->mutex);
   while (!native_->woken && MonotonicNs() < dueNs) native_->WaitUntil(dueNs);

@@ -18,6 +18,7 @@ namespace Dova::Os {
 namespace {
 
 constexpr std::int64_t kMs = 1'000'000;
+constexpr std::int64_t kForEver = INT64_MAX;
 // Without a high-resolution timer the clock ticks every 15.6 ms. A finer tick costs power system-wide, so it
 // is requested only this close to the due time.
 constexpr std::int64_t kNear = 50 * kMs;
@@ -75,17 +76,17 @@ bool TAlarm::TNative::WaitLooking(std::int64_t left) noexcept {
 
 bool TAlarm::TNative::Wait(std::int64_t left) noexcept {
   if (wake == nullptr) return WaitLooking(left);
-  if (left == kNever) return WaitForSingleObject(wake, INFINITE) == WAIT_OBJECT_0;
+  if (left == kForEver) return WaitForSingleObject(wake, INFINITE) == WAIT_OBJECT_0;
   return timer != nullptr ? WaitFine(left) : WaitCoarse(left);
 }
 
 TAlarm::TAlarm() noexcept = default;
 TAlarm::~TAlarm() = default;
 
-void TAlarm::WaitUntil(std::int64_t dueNs) noexcept {
+void TAlarm::WaitUntil(TTime due) noexcept {
   AssertNoLockHeld("TAlarm::WaitUntil");
   for (;;) {
-    const std::int64_t left = dueNs == kNever ? kNever : dueNs - MonotonicNs();
+    const std::int64_t left = due == kNever ? kForEver : (due - TClock::now()).count();
     if (left <= 0) break;
     if (native_->Wait(left)) return;
   }
