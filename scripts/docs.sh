@@ -20,7 +20,7 @@ make_site() {
 }
 
 dev_docs() {
-  local programs=(vekapi veksim vekgate vekdump session trader)
+  local programs=(vekapi veksim vekgate vekdump)
   at_most 0 docs "$@"
   need_for_programs linux
   need_for_languages linux
