@@ -1,0 +1,28 @@
+// The network below a session, tried by hand.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace VekTerm {
+
+struct Lookup {
+  std::vector<std::string> addresses;  // as numbers
+  std::string error;
+};
+Lookup LookUp(const std::string& host);
+
+struct Attempt {
+  bool made = false;
+  bool timedOut = false;
+  bool refused = false;
+  std::string error;
+};
+Attempt Connect(const std::string& address, unsigned short port, std::chrono::milliseconds limit);
+
+// The first bytes that come after a connect request was sent; empty when none came in time.
+std::string FirstBytes(const std::string& address, unsigned short port, std::chrono::milliseconds limit);
+
+}  // namespace VekTerm

@@ -1,0 +1,93 @@
+// What events are called.
+#include <fmt/core.h>
+
+#include "vekdump/Text.h"
+#include "vekterm/Client.h"
+#include "vekterm/Tables.h"
+
+namespace VekTerm {
+namespace {
+
+const char* CodeName(std::int32_t code) {
+  switch (code) {
+    case 0:
+      return "connect";
+    case 1:
+      return "heartbeat";
+    case 2:
+      return "session";
+    case 128:
+      return "query";
+    case 129:
+      return "request";
+    case 130:
+      return "report";
+    default:
+      return "message";
+  }
+}
+
+}  // namespace
+
+Note StateNote(const CVekEvent& event) {
+  const std::string reason = CVekApi_Text(vst_Reason, event.reason, 0);
+  const std::string detail = VekApi::ToUtf8(event.detail);
+  std::string text = CVekApi_Text(vst_State, event.state, 0);
+  if (event.reason != 0) text += fmt::format(" ({}: {})", event.reason, reason);
+  if (!detail.empty()) text += ": " + detail;
+  if (event.waitMs > 0) text += fmt::format("; again in {:.1f} s", event.waitMs / 1000.0);
+  if (event.neverSent != 0) text += fmt::format("; {} never sent", event.neverSent);
+  if (event.unknown != 0) text += fmt::format("; {} unknown", event.unknown);
+  return {"state",
+          text,
+          {{"state", CVekApi_Text(vst_State, event.state, 0)},
+           {"number", std::int64_t{event.state}},
+           {"link", std::int64_t{event.link}},
+           {"reason", std::int64_t{event.reason}},
+           {"reasonText", reason},
+           {"detail", detail},
+           {"waitMs", std::int64_t{event.waitMs}}},
+          {}};
+}
+
+Note FateNote(const Request& request) {
+  const std::string fate = CVekApi_Text(vst_Fate, request.fate, 0);
+  const std::string reason = CVekApi_Text(vst_Reason, request.reason, 0);
+  std::string answer;
+  for (const std::string& part : Parts(request.answer)) answer += (answer.empty() ? "" : " ") + part;
+  std::string text = fmt::format("#{} {}: {}", request.number, request.workId, fate);
+  if (request.reason != 0) text += " (" + reason + ")";
+  if (!answer.empty()) text += ": " + answer;
+  if (request.tookNs != 0) text += " in " + VekDump::Duration(request.tookNs);
+  return {"fate",
+          text,
+          {{"ticket", request.number},
+           {"workId", request.workId},
+           {"code", std::int64_t{request.code}},
+           {"request", request.text},
+           {"fate", fate},
+           {"number", std::int64_t{request.fate}},
+           {"reason", std::int64_t{request.reason}},
+           {"reasonText", reason},
+           {"answer", answer},
+           {"rejected", request.Rejected()},
+           {"tookNs", request.tookNs}},
+          {}};
+}
+
+Note TraceNote(const CVekEvent& event) {
+  const bool out = (event.flags & vsg_Outbound) != 0;
+  const std::string body = VekApi::ToUtf8({event.text, event.textLength});
+  return {"trace",
+          fmt::format("{} {} ({}), {}  {}", out ? "-->" : "<--", CodeName(event.code), event.code,
+                      event.detail, VekDump::Shortened(VekDump::OneLine(body), 200)),
+          {{"from", out ? "client" : "server"},
+           {"code", std::int64_t{event.code}},
+           {"link", std::int64_t{event.link}},
+           {"ns", event.atNs},
+           {"bytes", std::string(event.detail)},
+           {"body", body}},
+          {}};
+}
+
+}  // namespace VekTerm

@@ -1,0 +1,35 @@
+// The command line of vekterm.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace VekTerm {
+
+struct Options {
+  std::vector<std::string> servers;  // HOST:PORT, or KIND:PARAMETERS with or without a colon before
+  std::string user;                  // ID or ID/ACCOUNT
+  std::string passwordFile;
+  std::string record;
+  std::size_t rows = 100;
+  int rateCount = 0, rateMs = 0;  // of orders; 0: no pacing
+  unsigned patienceSeconds = 20;  // for the session to come up; for every step of a check
+  unsigned answerSeconds = 10;
+  bool json = false;
+  bool keepGoing = false;
+
+  bool check = false;
+  unsigned rounds = 20;
+  std::string query = "accounts";
+  unsigned slowMs = 200;
+};
+
+// "COUNT/MS" or "off", which gives two zeros. False when it is neither.
+bool ReadRate(const std::string& text, int& count, int& ms);
+
+// False when the program is to end with `exitCode`, everything having been said.
+bool ReadOptions(int argc, char** argv, Options& options, int& exitCode);
+
+}  // namespace VekTerm

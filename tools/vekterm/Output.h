@@ -1,0 +1,70 @@
+// What the terminal has to say, for people or for programs.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace VekTerm {
+
+struct Field {
+  std::string name;
+  std::variant<std::string, std::int64_t, double, bool> value;
+};
+
+// An event, an answer or an error: a text for people, fields for programs. All texts are UTF-8.
+struct Note {
+  std::string kind;
+  std::string text;
+  std::vector<Field> fields;
+  std::vector<std::pair<std::string, std::string>> values;  // named by the server
+};
+
+struct Grid {
+  std::string name, title;
+  std::vector<std::string> columns;   // names
+  std::vector<std::string> headings;  // what users read above them
+  std::vector<std::vector<std::string>> rows;
+};
+
+class Output {
+ public:
+  virtual ~Output() = default;
+  virtual void Tell(const Note& note) = 0;
+  virtual void Show(const Grid& grid) = 0;
+};
+
+// Where finished lines go. `error`: beside the output, for people.
+class Screen {
+ public:
+  virtual ~Screen() = default;
+  virtual void Print(const std::string& lines) = 0;
+  virtual void PrintError(const std::string& lines) = 0;
+};
+
+// Notes of kind "error" go to the screen's errors. Tables are cut off behind `rows` rows, unless it is 0.
+class TextOutput : public Output {
+ public:
+  TextOutput(Screen& screen, std::size_t rows) : screen_(screen), rows_(rows) {}
+  void Tell(const Note& note) override;
+  void Show(const Grid& grid) override;
+
+ private:
+  Screen& screen_;
+  const std::size_t rows_;
+};
+
+// One JSON object a line, errors too.
+class JsonOutput : public Output {
+ public:
+  explicit JsonOutput(Screen& screen) : screen_(screen) {}
+  void Tell(const Note& note) override;
+  void Show(const Grid& grid) override;
+
+ private:
+  Screen& screen_;
+};
+
+}  // namespace VekTerm

@@ -1,0 +1,13 @@
+// Lines of standard input while the session's events are told.
+#pragma once
+
+#include "vekterm/Client.h"
+#include "vekterm/ExitCodes.h"
+#include "vekterm/Shell.h"
+
+namespace VekTerm {
+
+// Until the end of input, "quit", or the first line that fails, unless `keepGoing`.
+EExit RunScript(Shell& shell, Client& client, Output& output, bool keepGoing);
+
+}  // namespace VekTerm

@@ -1,0 +1,115 @@
+#include "vekterm/Console.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace VekTerm::Console {
+namespace {
+
+std::atomic<bool> interrupted{false};
+std::atomic<bool> mustEnd{false};
+
+void OnSignal(int number) {
+  (number == SIGINT ? interrupted : mustEnd) = true;
+}
+
+void WriteTo(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// Without echo while it lives.
+class Quiet {
+ public:
+  explicit Quiet(int terminal) : terminal_(terminal) {
+    tcgetattr(terminal_, &before_);
+    termios quiet = before_;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(terminal_, TCSAFLUSH, &quiet);
+  }
+  ~Quiet() { tcsetattr(terminal_, TCSAFLUSH, &before_); }
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+
+ private:
+  const int terminal_;
+  termios before_{};
+};
+
+std::optional<std::string> ReadLine(int terminal) {
+  std::string line;
+  for (char c = 0;;) {
+    const ssize_t count = read(terminal, &c, 1);
+    if (count <= 0 || c == 4) return {};
+    if (c == '\n') return line;
+    line += c;
+  }
+}
+
+}  // namespace
+
+bool InputIsTerminal() {
+  return isatty(STDIN_FILENO) != 0;
+}
+
+bool OutputIsTerminal() {
+  return isatty(STDOUT_FILENO) != 0;
+}
+
+void Write(std::string_view text) {
+  WriteTo(STDOUT_FILENO, text);
+}
+
+void WriteError(std::string_view text) {
+  WriteTo(STDERR_FILENO, text);
+}
+
+std::size_t ReadInput(char* bytes, std::size_t room) {
+  for (;;) {
+    const ssize_t count = read(STDIN_FILENO, bytes, room);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) return 0;
+  }
+}
+
+std::optional<std::string> AskSecret(std::string_view prompt) {
+  const int terminal = open("/dev/tty", O_RDWR | O_CLOEXEC);
+  if (terminal < 0) return {};
+  WriteTo(terminal, prompt);
+  std::optional<std::string> line;
+  {
+    const Quiet quiet(terminal);
+    line = ReadLine(terminal);
+  }
+  WriteTo(terminal, "\n");
+  close(terminal);
+  return line;
+}
+
+// A pipe whose reader has gone is found when writing to it fails.
+void WatchSignals() {
+  struct sigaction action {};
+  action.sa_handler = OnSignal;  // without SA_RESTART: a wait for input ends
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+  action.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &action, nullptr);
+}
+
+bool TakeInterrupt() {
+  return interrupted.exchange(false);
+}
+
+bool MustEnd() {
+  return mustEnd;
+}
+
+}  // namespace VekTerm::Console

@@ -1,0 +1,107 @@
+#include "vekterm/Console.h"
+
+#include <atomic>
+
+#include "vekterm/win32/Wide.h"
+
+namespace VekTerm::Console {
+namespace {
+
+std::atomic<bool> interrupted{false};
+std::atomic<bool> mustEnd{false};
+
+bool IsConsole(HANDLE handle) {
+  DWORD mode = 0;
+  return GetConsoleMode(handle, &mode) != 0;
+}
+
+void WriteTo(HANDLE handle, std::string_view text) {
+  DWORD written = 0;
+  if (IsConsole(handle)) {
+    const std::wstring wide = Wide(text);
+    WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
+    return;
+  }
+  while (!text.empty() && WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr))
+    text.remove_prefix(written);
+}
+
+// On a thread of the system. When it returns for a closed window, the process ends at once.
+BOOL WINAPI OnSignal(DWORD kind) {
+  if (kind == CTRL_C_EVENT) {
+    interrupted = true;
+    return TRUE;
+  }
+  mustEnd = true;
+  if (kind != CTRL_BREAK_EVENT) Sleep(INFINITE);
+  return TRUE;
+}
+
+std::optional<std::string> ReadLine(HANDLE input) {
+  std::wstring line;
+  for (wchar_t unit = 0;;) {
+    DWORD count = 0;
+    if (!ReadConsoleW(input, &unit, 1, &count, nullptr) || count == 0 || interrupted || mustEnd) return {};
+    if (unit == L'\n') return Narrow(line);
+    if (unit != L'\r') line += unit;
+  }
+}
+
+}  // namespace
+
+bool InputIsTerminal() {
+  return IsConsole(GetStdHandle(STD_INPUT_HANDLE));
+}
+
+bool OutputIsTerminal() {
+  return IsConsole(GetStdHandle(STD_OUTPUT_HANDLE));
+}
+
+void Write(std::string_view text) {
+  WriteTo(GetStdHandle(STD_OUTPUT_HANDLE), text);
+}
+
+void WriteError(std::string_view text) {
+  WriteTo(GetStdHandle(STD_ERROR_HANDLE), text);
+}
+
+std::size_t ReadInput(char* bytes, std::size_t room) {
+  DWORD count = 0;
+  const BOOL read =
+      ReadFile(GetStdHandle(STD_INPUT_HANDLE), bytes, static_cast<DWORD>(room), &count, nullptr);
+  return read ? count : 0;
+}
+
+std::optional<std::string> AskSecret(std::string_view prompt) {
+  const auto open = [](const wchar_t* name) {
+    return CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                       OPEN_EXISTING, 0, nullptr);
+  };
+  const HANDLE input = open(L"CONIN$"), output = open(L"CONOUT$");
+  std::optional<std::string> line;
+  DWORD mode = 0;
+  if (input != INVALID_HANDLE_VALUE && GetConsoleMode(input, &mode)) {
+    WriteTo(output, prompt);
+    SetConsoleMode(input, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT);
+    line = ReadLine(input);
+    SetConsoleMode(input, mode);
+    WriteTo(output, "\r\n");
+  }
+  for (const HANDLE handle : {input, output})
+    if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+  return line;
+}
+
+void WatchSignals() {
+  SetConsoleCtrlHandler(OnSignal, TRUE);
+}
+
+bool TakeInterrupt() {
+  return interrupted.exchange(false);
+}
+
+bool MustEnd() {
+  return mustEnd;
+}
+
+}  // namespace VekTerm::Console
