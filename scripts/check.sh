@@ -8,6 +8,12 @@ cd "$root"
 # shellcheck source-path=SCRIPTDIR
 for part in report build run demo languages consumers docs; do source "scripts/$part.sh"; done
 
+# The terminal client, as users and scripts run it.
+vekterm_cases() {
+  launch_as "$1"
+  python3 tests/tools/vekterm.py "build/$1" "$suffix" "${launcher[@]}"
+}
+
 all_checks() {
   [[ $1 != linux ]] || check docs_code check_blocks
   [[ $1 != linux ]] || check docs_links python3 scripts/check_links.py
@@ -15,6 +21,7 @@ all_checks() {
   check demo demo_session "$1"
   check demo-shm demo_session "$1" shm
   check demo-fates demo_fates "$1"
+  [[ $1 == linux-tsan ]] || check vekterm vekterm_cases "$1"
   check_languages "$1"
   check_consumers "$1"
 }

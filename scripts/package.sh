@@ -7,7 +7,6 @@ made=$packages/out
 
 need_for_package() {
   need_for_programs linux
-  need nlohmann-json3-dev "JSON in the programs"
   case $1 in
     deb) need debhelper "makes the Debian packages" ;;
     zip) need zip "packs the Windows files" ;;

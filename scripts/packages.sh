@@ -53,6 +53,8 @@ need_for_programs() {
   need libcli11-dev "command lines of the programs"
   need libfmt-dev "text formatting in the programs"
   need libasio-dev "sockets of the simulated server"
+  need nlohmann-json3-dev "JSON in the programs"
+  [[ $1 == windows ]] || need libedit-dev "line editing in the terminal client"
   [[ $1 == windows ]] && need g++-mingw-w64-x86-64-posix "cross compiler for Windows"
   return 0
 }
@@ -61,7 +63,6 @@ need_for_programs() {
 need_for_build() {
   need_for_programs "$1"
   need googletest "sources of the test framework"
-  need nlohmann-json3-dev "JSON in the programs"
   [[ $1 != windows && -e bench/CMakeLists.txt ]] && need libbenchmark-dev "the benchmarks are written with it"
   return 0
 }

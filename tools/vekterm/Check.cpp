@@ -26,6 +26,8 @@ struct Fault {
 // Nothing is sent or received for so long: a heartbeat has gone.
 constexpr std::chrono::milliseconds kIdle{2 * kCheckSilenceMs};
 
+constexpr std::chrono::milliseconds kFirstBytes{3000};
+
 class Silent : public Output {
   void Tell(const Note&) override {}
   void Show(const Grid&) override {}
@@ -134,15 +136,14 @@ class Check : private EventSink {
     client.Open(password);
     client.WaitUntil([&] { return accepted_ || Ended(client); }, limit_ + limit_);
     if (accepted_) return "answered";
-    std::string advice = Advice(end_);
-    std::string what = Why();
     const std::string bytes =
-        connected_.empty() ? "" : FirstBytes(connected_, place_.port, std::chrono::seconds(3));
-    if (const auto other = VekDump::OtherProtocol(bytes); !other.empty()) {
-      what = fmt::format("another protocol: what answers looks like {}", other);
-      advice = "The port belongs to another service. Compare host and port.";
-    }
-    throw Fault{kNoConnect, what, advice};
+        connected_.empty() ? "" : FirstBytes(connected_, place_.port, std::min(limit_, kFirstBytes));
+    if (const auto other = VekDump::OtherProtocol(bytes); !other.empty())
+      throw Fault{kNoConnect, fmt::format("another protocol: what answers looks like {}", other),
+                  Advice(vsr_BadStream)};
+    // The address was connected: it is the server that says nothing.
+    if (end_ == vsr_ConnectTimeout && !connected_.empty()) end_ = vsr_UnknownServer;
+    throw Fault{kNoConnect, Why(), Advice(end_)};
   }
 
   std::string SignOn(Client& client) {

@@ -1,0 +1,152 @@
+"""Runs vekterm against the simulated server and against listeners that are none:
+
+    vekterm.py BUILD-DIRECTORY SUFFIX [LAUNCHER...]
+"""
+import json
+import pathlib
+import re
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+
+BUILD, SUFFIX, LAUNCHER = sys.argv[1], sys.argv[2], sys.argv[3:]
+FILES = pathlib.Path(tempfile.mkdtemp(prefix="vekterm", dir=BUILD))
+
+
+def command(program, *arguments):
+    return [*LAUNCHER, f"{BUILD}/{program}{SUFFIX}", *arguments]
+
+
+def secret(name, text):
+    (FILES / name).write_text(text + "\n")
+    return f"{FILES}/{name}"
+
+
+def listener(answer):
+    """A port where `answer` is sent to whatever comes; None listens and says nothing."""
+    server = socket.create_server(("127.0.0.1", 0))
+
+    def serve():
+        kept = []
+        while True:
+            link, _ = server.accept()
+            kept.append(link)
+            if answer and link.recv(1000):
+                link.sendall(answer)
+                link.shutdown(socket.SHUT_WR)
+
+    threading.Thread(target=serve, daemon=True).start()
+    return f"127.0.0.1:{server.getsockname()[1]}"
+
+
+def nobody():
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        return f"127.0.0.1:{server.getsockname()[1]}"
+
+
+def start_server():
+    """The process, its address, and its setting for shared memory."""
+    server = subprocess.Popen(command("veksim", "--shm", "--request-rate", "5/200"), stdout=subprocess.PIPE, text=True)
+    found = ""
+    while "ShMemCli" not in found:
+        line = server.stdout.readline()
+        assert line, found
+        found += line
+    threading.Thread(target=server.stdout.read, daemon=True).start()
+    return server, re.search(r"127\.0\.0\.1:\d+", found)[0], re.search(r":ShMemCli:[^\r\n]*", found)[0]
+
+
+simulator, good, shared = start_server()
+right, wrong = secret("right", "secret"), secret("wrong", "guess")
+demo, fresh = secret("demo", "demo"), secret("fresh", "changed")
+recording = f"{FILES}/day.vekrec"
+user = ["--user", "trader", "--password-file"]
+ORDER = "prod=TXF side=B qty=1 price=15000"
+
+# Name, arguments, script, exit code, and patterns that have to match one behind the other in what is printed.
+CASES = [
+    ("tables and orders", [good, *user, right, "--record", recording],
+     "query accounts\nnew prod=TXF side=B qty=2 price=MKT\nexpect Left=0\nfates\ntimes\ncounters\nstate\nhelp new\n", 0,
+     [r"state    up", r"交易帳號 \(acc\), 2 records", r"帳號  戶名    幣別   權益數", r"9800001  王小明  TWD   1000000",
+      r"report   fill OrdNo=A\d+ .*Left=0", r"orders +1 ", r"acknowledged +1", r"up; link 1, 0 held, 0 out",
+      r"Example:\n  new prod=TXF"]),
+    ("paced burst", [good, *user, right, "--rate", "5/200"], f"burst 12 new {ORDER}\nquery stats\n", 0,
+     [r"burst    12 orders in .*: 12 accepted, 0 rejected", r"RequestViolations|委託過於頻繁", r" 0\n"]),
+    ("held orders are withdrawn", [good, *user, right],
+     f"limits 1/60000\nnew {ORDER}\nnew {ORDER} &\nwithdraw all\nwait\n", 0, [r"#2 \w+: not sent \(withdrawn\)"]),
+    ("a script stops where it fails", [good, *user, right], "# first\nnew prod=NONE side=B qty=1 price=1\nhelp\n", 1,
+     [r"vekterm: line 2: new prod=NONE .*: the server rejects it: 無此商品"]),
+    ("a script keeps going", [good, *user, right, "--keep-going"],
+     'bogus\nquery "x\nraw 3 x\nnew x\nburst x new a=b\nexpect never 1\nquery nothing\nwithdraw 99\n\0\nquery deals', 1,
+     [r"line 1: bogus: no command", r"line 2: .*a quote", r"line 3: .*from 4 to 4095", r"line 4: .*KEY=VALUE",
+      r"line 5: ", r"line 6: .*no report", r"line 7: .*answered with an error", r"line 8: .*not held", r"line 9: .*no text",
+      "成交口數"]),
+    ("nothing but noise", [good, *user, right, "--keep-going"], bytes(range(256)) * 300, 1, [r"line 1: "]),
+    ("shared memory", [shared, *user, right], "query accounts\n", 0, [r"9800001"]),
+    ("the second server", [nobody(), good, *user, right], "state\n", 0, [r"up; link 2"]),
+    ("a new password", [good, "--user", "demo", "--password-file", demo], f"password {fresh}\nclose\nopen\nquery accounts\n",
+     0, [r"the server says: ", r"9800009"]),
+    ("wrong password", [good, *user, wrong], "state\n", 3, [r"refused the sign-on: 使用者代號或密碼錯誤"]),
+    ("nothing listens", [nobody(), *user, right], "state\n", 2, [r"could not be made"]),
+    ("no terminal to ask", [good, "--user", "trader"], "", 4, [r"--password-file"]),
+    ("no such file", [good, *user, "no/such/file"], "", 4, [r"no/such/file"]),
+    ("no server", ["--user", "trader"], "", None, [r"HOST:PORT"]),
+    ("bad rate", [good, *user, right, "--rate", "5"], "", None, [r"COUNT/MS"]),
+    ("check: good", ["check", good, *user, right], "", 0,
+     [r"✓ look-up", r"✓ address", r"✓ connect request", r"✓ sign-on", r"✓ round trips .*median", r"✓ heartbeat", r"everything"]),
+    ("check: setting", ["check", "host:9000 zz", *user, right], "", 11, [r"✗ setting .*\"zz\""]),
+    ("check: name", ["check", "a..b:9000", *user, right], "", 12, [r"✗ look-up", r"misspelt"]),
+    ("check: nothing listens", ["check", nobody(), *user, right], "", 13, [r"✗ address", r"nothing listens on this port"]),
+    ("check: silence", ["check", listener(None), *user, right, "--timeout", "1"], "", 14,
+     [r"✗ connect request", r"does not answer the connect request"]),
+    ("check: HTTP", ["check", listener(b"HTTP/1.1 400 Bad Request\r\n\r\n"), *user, right], "", 14,
+     [r"✗ connect request .*HTTP", r"another service"]),
+    ("check: password", ["check", good, *user, wrong], "", 15, [r"✗ sign-on", r"User or password is wrong"]),
+]
+
+
+def run(arguments, script, program="vekterm"):
+    given = script.encode() if isinstance(script, str) else script
+    # A session of its own: no terminal.
+    ended = subprocess.run(command(program, *arguments), input=given, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                           timeout=60, start_new_session=True)
+    return ended.returncode, ended.stdout.decode(errors="replace").replace("\r\n", "\n")
+
+
+def fault(case):
+    """What is wrong, or nothing."""
+    _, arguments, script, code, patterns = case
+    ended, text = run(arguments, script)
+    if not (ended > 100 and ended < 128 if code is None else ended == code):
+        return f"exit code {ended}\n{text}"
+    at = 0
+    for pattern in patterns:
+        found = re.compile(pattern).search(text, at)
+        if not found:
+            return f"no {pattern!r}\n{text}"
+        at = found.end()
+    return None
+
+
+def json_fault():
+    ended, text = run([good, *user, right, "--json"], f"query accounts\nnew {ORDER}\nnew side=B\n")
+    objects = [json.loads(line) for line in text.splitlines()]
+    wanted = {"state", "table", "fate", "report", "error"} - {each["kind"] for each in objects}
+    error = [each for each in objects if each["kind"] == "error"]
+    return None if ended == 1 and not wanted and error[0]["line"] == 3 else f"{ended} {wanted}\n{text}"
+
+
+def recording_fault():
+    ended, text = run([recording], "", "vekdump")
+    wanted = ["connect request", "identity: trader", "password: ********", "交易帳號", "accepted"]
+    missing = [each for each in wanted if each not in text]
+    return None if ended == 0 and not missing and "secret" not in text else f"{ended} {missing}\n{text}"
+
+
+faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("recording", recording_fault())]
+simulator.kill()
+for name, what in faults:
+    print("ok  " if what is None else "FAIL", name, "" if what is None else "\n" + what)
+sys.exit(any(what for _, what in faults))
