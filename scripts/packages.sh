@@ -52,6 +52,7 @@ need_for_programs() {
   need g++ "native compiler; CMake asks for one in every preset"
   need libcli11-dev "command lines of the programs"
   need libfmt-dev "text formatting in the programs"
+  need nlohmann-json3-dev "JSON in the programs"
   need libasio-dev "sockets of the simulated server"
   need nlohmann-json3-dev "JSON in the programs"
   [[ $1 == windows ]] || need libedit-dev "line editing in the terminal client"

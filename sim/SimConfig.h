@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "sim/SimDay.h"
 #include "sim/SimFaults.h"
+#include "sim/SimNote.h"
 #include "sim/SimWire.h"
 
 namespace VekSim {
@@ -69,8 +71,10 @@ struct SimConfig {
   /// A line for each request on arrival, "saw WORKID VERB", and for each order or cancel carried out,
   /// "did WORKID ORDERNUMBER", before any answer. On the server's thread; may be empty.
   std::function<void(const std::string&)> record{};
-  std::function<void(const std::string&)>
-      log{};  ///< one line per event, on the server's thread; may be empty
+  std::function<void(const SimNote&)> log{};  ///< every event, on the server's thread; may be empty
+  SimDay day{};                               ///< what is played, and the time of day
+  /// Orders, deals and prices are written to this file, and read from it at the start; empty: no file.
+  std::string persistFile{};
 };
 
 }  // namespace VekSim

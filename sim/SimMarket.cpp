@@ -1,3 +1,4 @@
+// The part of SimMarket that carries out requests.
 #include "sim/SimMarket.h"
 
 #include <algorithm>
@@ -10,13 +11,7 @@ namespace VekSim {
 
 namespace {
 
-/// Hundredths from a text such as 18250 or 18250.5; 0 if it is not a positive price.
-int ReadPrice(std::string_view text) {
-  double points = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), points);
-  if (error != std::errc() || end != text.data() + text.size() || points < 0 || points > 1e6) return 0;
-  return static_cast<int>(std::lround(points * 100));
-}
+constexpr int kMostLots = 499;
 
 int ReadCount(std::string_view text) {
   int count = 0;
@@ -24,43 +19,64 @@ int ReadCount(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? count : 0;
 }
 
-std::string Number(char kind, std::size_t number) {
+std::string NumberOf(std::size_t order) {
   char text[24];
-  std::snprintf(text, sizeof text, "%c%05u", kind, static_cast<unsigned>(number));
+  std::snprintf(text, sizeof text, "A%05u", static_cast<unsigned>(order));
   return text;
 }
 
-std::string ReportOf(const char* kind, const SimOrder& order, const std::string& more) {
-  return std::string(kind) + "\x01OrdNo=" + order.number + "\x01WorkID=" + order.workId + "\x01" +
-         "Acc=" + order.account + "\x01Prod=" + order.product + "\x01Side=" + order.side + more +
-         "\x01Left=" + std::to_string(LeftOf(order)) + "\x01Status=" + OrderStateText(order);
+/// Market orders cannot rest: without a word they are IOC, others ROD. False for an unknown word.
+bool ReadForce(std::string_view word, bool market, TimeInForce& force) {
+  force = market ? TimeInForce::ImmediateOrCancel : TimeInForce::RestOfDay;
+  if (word.empty()) return true;
+  for (const TimeInForce one :
+       {TimeInForce::RestOfDay, TimeInForce::ImmediateOrCancel, TimeInForce::FillOrKill}) {
+    if (word != ForceText(one)) continue;
+    force = one;
+    return !market || one != TimeInForce::RestOfDay;
+  }
+  return false;
 }
 
-SimTrade No(std::string reason) {
-  return {false, std::move(reason), {}, {}};
+bool IsPrice(int price, const SimMarket::Product& product) {
+  return price > 0 && price % product.tick == 0;
+}
+
+SimTrade No(SimRejection why) {
+  return {std::move(why), {}, {}};
 }
 
 }  // namespace
 
-SimTrade SimMarket::Trade(const SimLogin& login, const SimRequest& request) {
-  if (request.verb == "new") return New(login, request);
-  if (request.verb == "cancel") return Cancel(login, request);
-  return No("不支援的指令");
+int ReadPrice(std::string_view text) {
+  double points = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), points);
+  if (error != std::errc() || end != text.data() + text.size() || !(points >= 0 && points <= 1e6)) return 0;
+  return static_cast<int>(std::lround(points * 100));
 }
 
-std::string SimMarket::Fault(const SimLogin& login, const SimOrder& order, std::string_view side,
-                             std::string_view price) {
+SimTrade SimMarket::Trade(const SimLogin& login, const SimRequest& request, bool hold) {
+  if (request.verb == "new") return New(login, request, hold);
+  if (request.verb == "amend") return Amend(login, request);
+  if (request.verb == "cancel") return Cancel(login, request);
+  return No(SimReject::UnknownVerb);
+}
+
+SimRejection SimMarket::Fault(const SimLogin& login, const SimOrder& order, const SimRequest& request) {
+  const std::string side = ArgumentOf(request, "side"), price = ArgumentOf(request, "price");
   const Product* product = Find(order.product);
-  if (!login.Sees(order.account)) return "無此帳號";
-  if (product == nullptr) return "無此商品";
-  if (side != "B" && side != "S") return "買賣別錯誤";
-  if (order.quantity < 1 || order.quantity > 499) return "委託口數錯誤";
-  if (price != "MKT" && (order.price < 1 || order.price % product->tick != 0)) return "委託價格錯誤";
+  TimeInForce force{};
+  if (!login.Sees(order.account)) return SimReject::UnknownAccount;
+  if (product == nullptr) return SimReject::UnknownProduct;
+  if (side != "B" && side != "S") return SimReject::BadSide;
+  if (order.quantity < 1 || order.quantity > kMostLots) return SimReject::BadQuantity;
+  if (price != "MKT" && !IsPrice(order.price, *product)) return SimReject::BadPrice;
+  if (!ReadForce(ArgumentOf(request, "tif"), price == "MKT", force)) return SimReject::BadTimeInForce;
   return {};
 }
 
-SimTrade SimMarket::New(const SimLogin& login, const SimRequest& request) {
-  const std::string side = ArgumentOf(request, "side"), price = ArgumentOf(request, "price");
+SimTrade SimMarket::New(const SimLogin& login, const SimRequest& request, bool hold) {
+  const std::string price = ArgumentOf(request, "price");
   SimOrder order;
   order.session = request.session;
   order.workId = request.workId;
@@ -69,46 +85,58 @@ SimTrade SimMarket::New(const SimLogin& login, const SimRequest& request) {
   order.product = ArgumentOf(request, "prod");
   order.quantity = ReadCount(ArgumentOf(request, "qty"));
   order.price = ReadPrice(price);
-  if (std::string fault = Fault(login, order, side, price); !fault.empty()) return No(std::move(fault));
+  if (SimRejection why = Fault(login, order, request)) return No(std::move(why));
 
-  order.side = side[0];
-  order.number = Number('A', orders_.size() + 1);
-  orders_.push_back(order);
-  SimTrade trade{true, {}, order, {}};
-  trade.reports.push_back(ReportOf(
-      "accepted", order, "\x01Qty=" + std::to_string(order.quantity) + "\x01Price=" + OrderPriceText(order)));
+  ReadForce(ArgumentOf(request, "tif"), price == "MKT", order.force);
+  order.side = ArgumentOf(request, "side")[0];
+  order.number = NumberOf(orders_.size() + 1);
+  order.held = hold;
+  order.at = TimeOfDay();
+  Make({SimChange::Kind::New, {}, 0, 0, order});
+  SimTrade trade;
+  trade.reports.push_back(ReportOf("accepted", orders_.back(),
+                                   "\x01Qty=" + std::to_string(order.quantity) +
+                                       "\x01Price=" + OrderPriceText(order) +
+                                       "\x01Tif=" + std::string(ForceText(order.force))));
   Match(orders_.back(), trade.reports);
   trade.order = orders_.back();
   return trade;
 }
 
-void SimMarket::Match(SimOrder& order, std::vector<std::string>& reports) {
-  const int last = Find(order.product)->last;
-  const bool crosses = order.side == 'B' ? order.price >= last : order.price <= last;
-  if (order.price != 0 && !crosses) return;
-  // In two parts if there are two lots, so that clients see partial fills.
-  if (order.quantity > 1) Fill(order, last, order.quantity / 2, reports);
-  Fill(order, last, LeftOf(order), reports);
+SimOrder* SimMarket::Seen(const SimLogin& login, const SimRequest& request) {
+  SimOrder* const order = OrderOf(ArgumentOf(request, "ord"));
+  return order != nullptr && login.Sees(order->account) ? order : nullptr;
 }
 
-void SimMarket::Fill(SimOrder& order, int price, int quantity, std::vector<std::string>& reports) {
-  order.filled += quantity;
-  const std::string number = Number('D', deals_.size() + 1);
-  deals_.push_back({number, order, quantity, price});
-  reports.push_back(ReportOf("fill", order,
-                             "\x01" + ("DealNo=" + number) + "\x01Qty=" + std::to_string(quantity) +
-                                 "\x01Price=" + PriceText(price)));
+SimTrade SimMarket::Amend(const SimLogin& login, const SimRequest& request) {
+  SimOrder* const order = Seen(login, request);
+  if (order == nullptr) return No(SimReject::UnknownOrder);
+  if (LeftOf(*order) == 0) return No(SimReject::NothingLeft);
+  const std::string lots = ArgumentOf(request, "qty"), points = ArgumentOf(request, "price");
+  const int quantity = lots.empty() ? order->quantity : ReadCount(lots);
+  const int price = points.empty() ? order->price : ReadPrice(points);
+  // Not below what is filled: then nothing would be left, and that is a cancel.
+  if (quantity <= order->filled) return No(SimReject::BadQuantity);
+  if (quantity > order->quantity) return No(SimReject::QuantityNotLess);
+  if (!points.empty() && !IsPrice(price, *Find(order->product))) return No(SimReject::BadPrice);
+  if (quantity == order->quantity && price == order->price) return No(SimReject::NothingToAmend);
+  Make({SimChange::Kind::Amend, order->number, quantity, price, {}});
+  SimTrade trade;
+  trade.reports.push_back(ReportOf(
+      "amended", *order, "\x01Qty=" + std::to_string(quantity) + "\x01Price=" + OrderPriceText(*order)));
+  Match(*order, trade.reports);
+  trade.order = *order;
+  return trade;
 }
 
 SimTrade SimMarket::Cancel(const SimLogin& login, const SimRequest& request) {
-  const std::string number = ArgumentOf(request, "ord");
-  const auto found = std::find_if(orders_.begin(), orders_.end(),
-                                  [&](const SimOrder& order) { return order.number == number; });
-  if (found == orders_.end() || !login.Sees(found->account)) return No("無此委託書號");
-  if (LeftOf(*found) == 0) return No("無剩餘口數可取消");
-  const int gone = LeftOf(*found);
-  found->cancelled += gone;
-  return {true, {}, *found, {ReportOf("cancelled", *found, "\x01Qty=" + std::to_string(gone))}};
+  SimOrder* const order = Seen(login, request);
+  if (order == nullptr) return No(SimReject::UnknownOrder);
+  if (LeftOf(*order) == 0) return No(SimReject::NothingLeft);
+  SimTrade trade;
+  Drop(*order, trade.reports);
+  trade.order = *order;
+  return trade;
 }
 
 }  // namespace VekSim

@@ -20,13 +20,16 @@ void OrderColumns(ResultText& text) {
                {"Filled", "成交口數"},
                {"Left", "剩餘口數"},
                {"Price", "委託價"},
-               {"Status", "狀態"}});
+               {"Tif", "委託條件"},
+               {"Status", "狀態"},
+               {"Time", "委託時間"}});
 }
 
 void OrderRow(ResultText& text, const SimOrder& order) {
   text.Row({order.number, order.workId, order.account, order.product, std::string(1, order.side),
             std::to_string(order.quantity), std::to_string(order.filled), std::to_string(LeftOf(order)),
-            OrderPriceText(order), OrderStateText(order)});
+            OrderPriceText(order), std::string(ForceText(order.force)), OrderStateText(order),
+            TimeText(order.at)});
 }
 
 }  // namespace
@@ -52,11 +55,11 @@ ResultText OrderTable(const SimOrder& order) {
   return text;
 }
 
-ResultText ErrorTable(std::string_view code, std::string_view reason) {
+ResultText ErrorTable(const SimRejection& rejection) {
   ResultText text;
   text.Table("error", {{"DisplayText", "錯誤"}})
       .Fields({{"Code", "錯誤代碼"}, {"Message", "錯誤訊息"}})
-      .Row({std::string(code), std::string(reason)});
+      .Row({std::to_string(rejection.code), rejection.text});
   return text;
 }
 
@@ -75,7 +78,21 @@ int LeftOf(const SimOrder& order) {
   return order.quantity - order.filled - order.cancelled;
 }
 
+std::string_view ForceText(TimeInForce force) {
+  if (force == TimeInForce::RestOfDay) return "ROD";
+  return force == TimeInForce::ImmediateOrCancel ? "IOC" : "FOK";
+}
+
+std::string TimeText(std::chrono::microseconds timeOfDay) {
+  const auto ms = static_cast<long>(timeOfDay.count() / 1000 % (24 * 3600 * 1000L));
+  char text[40];
+  std::snprintf(text, sizeof text, "%02ld:%02ld:%02ld.%03ld", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60,
+                ms % 1000);
+  return text;
+}
+
 std::string OrderStateText(const SimOrder& order) {
+  if (order.rejectCode != 0) return "委託失敗";
   if (order.cancelled > 0) return "已取消";
   if (LeftOf(order) == 0) return "全部成交";
   return order.filled > 0 ? "部分成交" : "委託成功";
@@ -93,10 +110,12 @@ ResultText SimMarket::Query(const SimLogin& login, const SimRequest& request) co
     AddDeals(text, login);
   } else if (request.verb == "positions") {
     AddPositions(text, login);
+  } else if (request.verb == "book") {
+    AddBook(text, request);
   } else if (request.verb == "ticks") {
     AddTicks(text, request);
   } else {
-    return ErrorTable("VERB", "不支援的查詢");
+    return ErrorTable(SimReject::UnknownQuery);
   }
   return text;
 }
@@ -128,8 +147,8 @@ void SimMarket::AddProducts(ResultText& text, const SimRequest& request) const {
   for (const Product& p : Products()) {
     if ((!group.empty() && group != p.group) || (!id.empty() && id != p.id)) continue;
     text.Row({std::string(p.id), std::string(p.name), std::string(p.description), std::string(p.group),
-              std::string(p.currency), PriceText(p.last), PriceText(p.tick), std::to_string(p.multiplier),
-              std::to_string(p.margin)});
+              std::string(p.currency), PriceText(QuoteOf(p.id).last), PriceText(p.tick),
+              std::to_string(p.multiplier), std::to_string(p.margin)});
   }
 }
 
@@ -174,7 +193,22 @@ void SimMarket::AddPositions(ResultText& text, const SimLogin& login) const {
   for (const auto& [key, net] : nets) {
     if (net == 0) continue;
     text.Row({key.first, key.second, net > 0 ? "B" : "S", std::to_string(std::abs(net)),
-              PriceText(Find(key.second)->last)});
+              PriceText(QuoteOf(key.second).last)});
+  }
+}
+
+void SimMarket::AddBook(ResultText& text, const SimRequest& request) const {
+  const std::string id = ArgumentOf(request, "prod");
+  text.Table("book", {{"DisplayText", "委託簿"}, {"mkt", "2"}})
+      .Fields(
+          {{"Prod", "商品"}, {"Side", "買賣別"}, {"Price", "委託價"}, {"Qty", "口數"}, {"Orders", "筆數"}});
+  for (const Product& product : Products()) {
+    if (!id.empty() && id != product.id) continue;
+    for (const Level& level : Book(product.id)) {
+      text.Row({std::string(product.id), std::string(1, level.side),
+                level.price == 0 ? "MKT" : PriceText(level.price), std::to_string(level.lots),
+                std::to_string(level.orders)});
+    }
   }
 }
 
@@ -189,7 +223,7 @@ void SimMarket::AddTicks(ResultText& text, const SimRequest& request) const {
   if (product == nullptr) return;
   for (int i = 0; i < rows; ++i) {
     text.Row({std::to_string(i + 1), std::string(product->id),
-              PriceText(product->last + i % 21 * product->tick), std::to_string(i % 9 + 1)});
+              PriceText(product->first + i % 21 * product->tick), std::to_string(i % 9 + 1)});
   }
 }
 

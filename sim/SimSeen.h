@@ -50,6 +50,12 @@ struct SimRequest {
   std::chrono::microseconds at{};
 };
 
+enum class TimeInForce : char {
+  RestOfDay = 'R',          ///< ROD: what does not trade at once rests
+  ImmediateOrCancel = 'I',  ///< IOC: what does not trade at once is cancelled
+  FillOrKill = 'F',         ///< FOK: trades whole at once, or is cancelled
+};
+
 struct SimOrder {
   int session = 0;
   std::string number{};
@@ -61,6 +67,11 @@ struct SimOrder {
   int filled = 0;
   int cancelled = 0;
   int price = 0;  ///< in ticks of a hundredth; 0 for a market order
+  TimeInForce force = TimeInForce::RestOfDay;
+  bool held = false;   ///< the market leaves it alone: it trades when a script or the page says so
+  int rejectCode = 0;  ///< not 0: the exchange rejected what was left of it
+  unsigned rank = 0;   ///< lower trades first at the same price
+  std::chrono::microseconds at{};  ///< time of day of its acceptance
 };
 
 /// What a server has received since it started, or since the last Forget(). A plain value: copies do not
@@ -82,6 +93,7 @@ struct SimSeen {
   std::size_t queryViolations = 0;    ///< code-128 arrivals above SimConfig::queryRate
   std::size_t requestViolations = 0;  ///< code-129 arrivals above SimConfig::requestRate
   std::size_t broken = 0;             ///< links ended by a length below 3
+  std::string failure{};              ///< not empty: the server gave up, and why
   std::size_t strays = 0;             ///< requests before sign-on, and bodies shorter than their lengths
 };
 

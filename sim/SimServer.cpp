@@ -1,24 +1,44 @@
 #include "sim/SimServer.h"
 
 #include <asio.hpp>
+#include <future>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "sim/SimOrderFile.h"
 #include "sim/SimSession.h"
 
 namespace VekSim {
 
 using asio::ip::tcp;
 
+namespace {
+
+constexpr std::chrono::milliseconds kRelistenPeriod{200};
+
+}  // namespace
+
 class SimServer::Impl {
  public:
-  explicit Impl(SimConfig config) : core(std::move(config)), acceptor_(core.io) {
+  explicit Impl(SimConfig config)
+      : core(std::move(config)),
+        acceptor_(core.io),
+        port_(core.config.port),
+        orders_(core.config.persistFile) {
+    if (orders_.IsOpen()) {
+      orders_.Restore(core.market);
+      core.market.changed = [this](const SimChange& change) { orders_.Add(change); };
+    }
+    core.restart = [this](bool memory, std::chrono::milliseconds down) { Restart(memory, down); };
     Listen();
     // Posted to the thread that handles the results: a system may deliver them through the thread that
     // started the operation.
-    asio::post(core.io, [this] { Accept(); });
-    thread_ = std::thread([this] { core.io.run(); });
+    asio::post(core.io, [this] {
+      core.player.Start();
+      Accept();
+    });
+    thread_ = std::thread([this] { Run(); });
   }
 
   ~Impl() { Stop(); }
@@ -27,9 +47,8 @@ class SimServer::Impl {
     const std::lock_guard lock(stopping_);
     if (!thread_.joinable()) return;
     asio::post(core.io, [this] {
-      asio::error_code ignored;
-      acceptor_.close(ignored);
-      for (const auto& [id, session] : core.sessions) session->Link().Close(false);
+      CloseAll();
+      work_.reset();
     });
     thread_.join();  // run() returns when the last operation has been cancelled
   }
@@ -56,11 +75,72 @@ class SimServer::Impl {
     return true;
   }
 
+  /// Runs an action on the server's thread and waits for it; nothing happens once the server has stopped.
+  template <class Action>
+  void Await(const Action& action) {
+    const std::lock_guard lock(stopping_);
+    if (!thread_.joinable()) return;
+    std::promise<void> done;
+    asio::post(core.io, [&] {
+      action();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+
   SimCore core;
 
  private:
+  // An exception is an order that could not be written to its file: then nothing more may be answered.
+  void Run() {
+    for (;;) {
+      try {
+        core.io.run();
+        return;
+      } catch (const std::exception& error) {
+        CloseAll();
+        core.record.Update([&](SimSeen& seen) { seen.failure = error.what(); });
+      }
+    }
+  }
+
+  void CloseAll() {
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    core.player.Stop();
+    for (const auto& [id, session] : core.sessions) session->Link().Close(false);
+  }
+
+  void Restart(bool memory, std::chrono::milliseconds down) {
+    const auto up = core.Now() + down;  // before a client knows of it
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    for (const auto& [id, session] : std::map(core.sessions)) session->Link().Close(true);
+    if (!memory) {
+      core.market.Forget();
+      core.users = SimUsers(core.config);
+    }
+    core.player.At(up, [this] { Relisten(); });
+  }
+
+  // Another program may have taken the port meanwhile.
+  void Relisten() {
+    if (acceptor_.is_open()) return;  // a second restart while the server was down
+    try {
+      Listen();
+    } catch (const std::system_error& error) {
+      asio::error_code ignored;
+      acceptor_.close(ignored);
+      core.Note({{}, 0, "listening", {}, {}, "failed", 0, {}, error.what()});
+      core.player.At(core.Now() + kRelistenPeriod, [this] { Relisten(); });
+      return;
+    }
+    core.Note({{}, 0, "listening", {}, {}, {}, 0, {}, "again on port " + std::to_string(port_)});
+    Accept();
+  }
+
   void Listen() {
-    const tcp::endpoint at(asio::ip::make_address(core.config.host), core.config.port);
+    const tcp::endpoint at(asio::ip::make_address(core.config.host), port_);
     acceptor_.open(at.protocol());
     if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));
     acceptor_.bind(at);
@@ -85,8 +165,11 @@ class SimServer::Impl {
   }
 
   tcp::acceptor acceptor_;
-  std::uint16_t port_ = 0;
+  std::uint16_t port_;
+  SimOrderFile orders_;
   int lastId_ = 0;
+  // Without it the thread would end while a server that is down has neither links nor an acceptor.
+  asio::executor_work_guard<asio::io_context::executor_type> work_{core.io.get_executor()};
   std::mutex stopping_;
   std::thread thread_;
 };
@@ -157,6 +240,19 @@ bool SimServer::Disconnect(int session, bool reset) {
     if (reset) return to.Link().Close(true);
     to.Link().Finish();
   });
+}
+
+bool SimServer::Play(const SimAction& action, int session, const std::string& order) {
+  bool good = false;
+  impl_->Await([&] {
+    good = impl_->core.player.Do(action, session, order);
+    impl_->core.player.Tick();
+  });
+  return good;
+}
+
+void SimServer::Tick() {
+  impl_->Await([this] { impl_->core.player.Tick(); });
 }
 
 SimSeen SimServer::Seen() const {

@@ -30,7 +30,8 @@ class SimServer {
  public:
   static constexpr int kAll = 0;  ///< stands for every session that is signed on
 
-  /// Throws std::system_error if it cannot listen on the address.
+  /// Throws std::system_error if it cannot listen on the address, std::runtime_error if
+  /// SimConfig::persistFile cannot be used.
   explicit SimServer(SimConfig config = {});
   ~SimServer();
   SimServer(const SimServer&) = delete;
@@ -61,6 +62,14 @@ class SimServer {
   bool SendResult(int session, std::string_view workId, std::string_view text);
   /// Ends the link: after sending what is queued, or at once with a reset.
   bool Disconnect(int session, bool reset = false);
+
+  /// Does what a script could do. Session kAll stands for every session; `order` is an order's number, for a
+  /// Fill or a Reject. It is done when this returns; false if there is no such order, or nothing is left of
+  /// it.
+  bool Play(const SimAction& action, int session = kAll, const std::string& order = {});
+  /// With SimConfig::clock: does what has become due, and returns when it is done. Timed actions wait for
+  /// this.
+  void Tick();
 
   // What the server has received.
   SimSeen Seen() const;

@@ -26,7 +26,7 @@ void SimSession::Start() {
     ++seen.sessions;
     seen.signedOn[id_] = false;
   });
-  core_.Log("#" + std::to_string(id_) + " accepted");
+  core_.Note({{}, id_, "link", {}, {}, {}, 0, {}, {}});
   link_->Start({[self](std::string_view bytes) { self->OnBytes(bytes); }, [self] { self->SendPiece(); },
                 [self] { self->OnClosed(); }},
                core_.faults.TakeLink().value_or(core_.config.link));
@@ -36,7 +36,7 @@ void SimSession::Start() {
 void SimSession::OnClosed() {
   beat_.cancel();
   core_.sessions.erase(id_);
-  core_.Log("#" + std::to_string(id_) + " closed");
+  core_.Note({{}, id_, "closed", {}, {}, {}, 0, {}, {}});
   core_.record.Update([&](SimSeen& seen) {
     ++seen.closed;
     seen.signedOn.erase(id_);
@@ -95,6 +95,17 @@ void SimSession::OnMessage(int code, std::string text) {
   OnTask(ParseRequest(text));
 }
 
+Fault SimSession::FaultOf(SimEvent event, const SimPlay& play) {
+  if (!play.rejection) return core_.faults.Take(event);
+  return {event, FaultKind::Refuse, 0, play.rejection.text};
+}
+
+void SimSession::Finish(const SimPlay& play, std::vector<std::string> packets, const Fault& fault) {
+  core_.player.PlayFirst(play, id_);
+  Answer(std::move(packets), fault);
+  core_.player.PlayLater(play, id_, {});
+}
+
 void SimSession::OnConnect(std::string_view packet) {
   const auto request = ReadConnect(packet);
   if (!request) return Stray();
@@ -102,7 +113,8 @@ void SimSession::OnConnect(std::string_view packet) {
     seen.connects.push_back({id_, request->name, request->version, request->kindLine});
   });
   const SimConfig& config = core_.config;
-  const auto fault = core_.faults.Take(SimEvent::Connect);
+  const SimPlay play = core_.player.MeetHandshake("connect");
+  const Fault fault = FaultOf(SimEvent::Connect, play);
   ConnectAnswer answer{config.outcome, config.serverName, config.serverVersion, config.items};
   std::string error = config.connectError;
   if (fault.Refuses()) {
@@ -111,15 +123,17 @@ void SimSession::OnConnect(std::string_view packet) {
   }
   if (!error.empty() || answer.outcome == 1) answer.items.push_back(ErrorItem(ToBig5(error)));
   if (config.mode != 0 || !config.key.empty()) answer.items.push_back(EncItem(config.mode, config.key));
-  core_.Log("#" + std::to_string(id_) + " connect " + request->name);
-  Answer({ConnectResult(answer, config.order)}, fault);
+  core_.Note(
+      {{}, id_, "connect", {}, {}, answer.outcome == 1 ? "refused" : "answered", 0, {}, request->name});
+  Finish(play, {ConnectResult(answer, config.order)}, fault);
 }
 
 void SimSession::OnSignOn(std::string_view packet) {
   const auto request = ReadSignOn(packet);
   if (!request) return Stray();
   const ByteOrder order = core_.config.order;
-  const auto fault = core_.faults.Take(SimEvent::SignOn);
+  const SimPlay play = core_.player.MeetHandshake("sign-on");
+  const Fault fault = FaultOf(SimEvent::SignOn, play);
   login_ = core_.users.SignOn(request->identity, request->password);
   if (fault.Refuses()) login_.reset();
   std::vector<std::string> packets;
@@ -134,18 +148,19 @@ void SimSession::OnSignOn(std::string_view packet) {
       packets.push_back(std::move(piece));
     }
   }
-  core_.Log("#" + std::to_string(id_) + (login_ ? " signed on " : " refused ") + request->identity);
+  core_.Note({{}, id_, "sign-on", {}, {}, login_ ? "accepted" : "refused", 0, {}, request->identity});
   core_.record.Update([&](SimSeen& seen) {
     seen.signOns.push_back({id_, request->identity, request->password, login_.has_value()});
     seen.signedOn[id_] = login_.has_value();
   });
-  Answer(packets, fault);
+  Finish(play, std::move(packets), fault);
 }
 
 void SimSession::OnPassChange(std::string_view packet) {
   const auto request = ReadPass(packet);
   if (!request) return Stray();
-  const auto fault = core_.faults.Take(SimEvent::PassChange);
+  const SimPlay play = core_.player.MeetHandshake("password");
+  const Fault fault = FaultOf(SimEvent::PassChange, play);
   const std::string reason =
       fault.Refuses() ? fault.text
                       : core_.users.ChangePassword(request->user, request->oldPass, request->newPass);
@@ -153,9 +168,9 @@ void SimSession::OnPassChange(std::string_view packet) {
   core_.record.Update([&](SimSeen& seen) {
     seen.passChanges.push_back({id_, request->user, request->oldPass, request->newPass, accepted});
   });
-  core_.Log("#" + std::to_string(id_) + " password change of " + request->user +
-            (accepted ? "" : " refused"));
-  Answer({PassResult(request->user, ToBig5(accepted ? "密碼變更成功" : "密碼變更失敗:" + reason))}, fault);
+  core_.Note({{}, id_, "password", {}, {}, accepted ? "changed" : "refused", 0, {}, request->user});
+  Finish(play, {PassResult(request->user, ToBig5(accepted ? "密碼變更成功" : "密碼變更失敗:" + reason))},
+         fault);
 }
 
 }  // namespace VekSim

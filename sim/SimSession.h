@@ -40,11 +40,23 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   void OnBatch(const std::string& text);
   /// Timestamps and records a request; true if it was within the rate.
   bool Arrived(SimRequest& request, int code);
-  std::string ResultOf(const SimRequest& request, const std::string& refusal, std::vector<SimTrade>& trades);
-  std::string AckOf(const SimRequest& request, const std::string& refusal, std::vector<SimTrade>& trades);
-  SimTrade Trade(const SimRequest& request, const std::string& refusal);
-  std::string Refusal(const Fault& fault, bool inRate) const;
-  void Report(const std::vector<SimTrade>& trades);
+  /// A request's text of the answer, with what became of it.
+  struct Done {
+    SimPlay play;
+    SimTrade trade;
+    std::string text;
+  };
+  Done Carry(SimRequest& request, int code, const Fault& fault);
+  std::string ResultOf(const SimRequest& request, Done& done);
+  static std::string AckOf(const SimRequest& request, const SimTrade& trade);
+  void Acknowledge(const std::vector<Done>& all, const Fault& fault);
+  SimTrade Trade(const SimRequest& request, const SimPlay& play);
+  SimRejection Refusal(const Fault& fault, bool inRate, const SimPlay& play) const;
+  void SendLate(std::chrono::milliseconds late, std::vector<std::string> packets);
+  void Follow(const std::vector<Done>& all);
+  /// The queued fault of an event, or the refusal that the day wants.
+  Fault FaultOf(SimEvent event, const SimPlay& play);
+  void Finish(const SimPlay& play, std::vector<std::string> packets, const Fault& fault);
   std::string SignOnText() const;
 
   void Answer(std::vector<std::string> packets, const Fault& fault);

@@ -8,6 +8,8 @@ namespace VekSim {
 
 namespace {
 
+const Fault kNoFault{SimEvent::Request, FaultKind::None};
+
 bool WantsUtf8(const SimRequest& request, bool otherwise) {
   const auto found = request.args.find("enc");
   return found == request.args.end() ? otherwise : found->second == "utf8";
@@ -40,80 +42,120 @@ bool SimSession::Arrived(SimRequest& request, int code) {
     if (!inRate) ++(query ? seen.queryViolations : seen.requestViolations);
   });
   core_.Record("saw " + request.workId + " " + request.verb);
-  core_.Log("#" + std::to_string(id_) + " " + request.workId + " " + request.verb +
-            (inRate ? "" : " (too fast)"));
   return inRate;
 }
 
-std::string SimSession::Refusal(const Fault& fault, bool inRate) const {
-  if (fault.Refuses()) return fault.text.empty() ? "系統拒絕" : fault.text;
-  return core_.config.refuseFast && !inRate ? "傳送過於頻繁" : "";
+SimRejection SimSession::Refusal(const Fault& fault, bool inRate, const SimPlay& play) const {
+  if (fault.Refuses()) return {static_cast<int>(SimReject::Refused), fault.text};
+  if (play.rejection) return play.rejection;
+  return core_.config.refuseFast && !inRate ? SimReject::TooFast : SimReject::None;
+}
+
+SimSession::Done SimSession::Carry(SimRequest& request, int code, const Fault& fault) {
+  Done done;
+  const bool inRate = Arrived(request, code);
+  done.play = core_.player.Meet(request);
+  done.play.rejection = Refusal(fault, inRate, done.play);
+  const bool trades = code == Code::kAck ||
+                      (SimMarket::IsTrade(request.verb) && core_.config.answers.count(request.verb) == 0);
+  if (trades || done.play.rejection) done.trade = Trade(request, done.play);
+  done.text = code == Code::kTask ? ResultOf(request, done) : AckOf(request, done.trade);
+  if (core_.Noting()) {
+    const SimRejection& no = done.trade.rejection;
+    const char* const outcome = no ? "rejected" : trades ? "accepted" : "answered";
+    core_.Note({{},
+                id_,
+                "request",
+                request.workId,
+                request.verb,
+                outcome,
+                no.code,
+                done.trade.order.number,
+                inRate ? "" : "too fast"});
+  }
+  return done;
 }
 
 void SimSession::OnTask(SimRequest request) {
-  const bool inRate = Arrived(request, Code::kTask);
   const Fault fault = core_.faults.Take(SimEvent::Request);
-  std::vector<SimTrade> trades;
-  const std::string text = ResultOf(request, Refusal(fault, inRate), trades);
+  const std::vector<Done> done{Carry(request, Code::kTask, fault)};
   const ByteOrder order = core_.config.order;
-  Answer(TextPackets(Code::kTask, TaskBody(request.workId, text, order), order), fault);
-  Report(trades);
+  const SimPlay& play = done.front().play;
+  auto packets = TextPackets(Code::kTask, TaskBody(request.workId, done.front().text, order), order);
+  core_.player.PlayFirst(play, id_);
+  if (play.late.count() > 0) {
+    SendLate(play.late, std::move(packets));
+  } else {
+    for (int i = 0; i < play.copies; ++i) Answer(packets, fault);
+  }
+  Follow(done);
 }
 
-std::string SimSession::ResultOf(const SimRequest& request, const std::string& refusal,
-                                 std::vector<SimTrade>& trades) {
+std::string SimSession::ResultOf(const SimRequest& request, Done& done) {
   const bool utf8 = WantsUtf8(request, core_.config.utf8);
-  if (!refusal.empty()) return Encoded(ErrorTable("REFUSED", refusal), utf8);
+  if (done.trade.rejection) return Encoded(ErrorTable(done.trade.rejection), utf8);
   const auto own = core_.config.answers.find(request.verb);
   if (own != core_.config.answers.end()) return own->second;
   if (request.verb == "stats") return Encoded(core_.record.Read(StatsTable), utf8);
   if (!SimMarket::IsTrade(request.verb)) return Encoded(core_.market.Query(*login_, request), utf8);
-  trades.push_back(Trade(request, refusal));
-  const SimTrade& trade = trades.back();
-  return Encoded(trade.accepted ? OrderTable(trade.order) : ErrorTable("ORDER", trade.reason), utf8);
+  return Encoded(OrderTable(done.trade.order), utf8);
 }
 
 void SimSession::OnBatch(const std::string& text) {
   const Fault fault = core_.faults.Take(SimEvent::Request);
-  std::vector<SimTrade> trades;
-  std::string acks;
+  std::vector<Done> all;
   core_.record.Update([](SimSeen& seen) { ++seen.batches; });
-  for (SimRequest& request : ParseBatch(text)) {
-    const bool inRate = Arrived(request, Code::kAck);
+  for (SimRequest& request : ParseBatch(text)) all.push_back(Carry(request, Code::kAck, fault));
+  for (const Done& done : all) core_.player.PlayFirst(done.play, id_);
+  if (core_.config.autoAck) Acknowledge(all, fault);
+  Follow(all);
+}
+
+// One message for all that are acknowledged as they should be, and one for each other line.
+void SimSession::Acknowledge(const std::vector<Done>& all, const Fault& fault) {
+  const auto packets = [this](const std::string& lines) {
+    return TextPackets(Code::kAck, lines, core_.config.order);
+  };
+  std::string lines;
+  bool any = all.empty();
+  for (const Done& done : all) {
+    if (done.play.copies == 0 || done.play.late.count() > 0) continue;
     // Line feeds only between the lines: clients count the text after the last one as another line.
-    if (!acks.empty()) acks += '\n';
-    acks += AckOf(request, Refusal(fault, inRate), trades);
+    lines += (std::exchange(any, true) ? "\n" : "") + done.text;
   }
-  if (core_.config.autoAck) Answer(TextPackets(Code::kAck, acks, core_.config.order), fault);
-  Report(trades);
+  if (any) Answer(packets(lines), fault);
+  for (const Done& done : all) {
+    if (done.play.late.count() > 0) SendLate(done.play.late, packets(done.text));
+    if (done.play.copies == 2) Answer(packets(done.text), kNoFault);
+  }
 }
 
-std::string SimSession::AckOf(const SimRequest& request, const std::string& refusal,
-                              std::vector<SimTrade>& trades) {
-  trades.push_back(Trade(request, refusal));
-  const SimTrade& trade = trades.back();
-  if (!trade.accepted) return request.workId + "\x01rejected\x01" + ToBig5(trade.reason);
-  return request.workId + "\x01" + "accepted\x01" + trade.order.number;
+void SimSession::SendLate(std::chrono::milliseconds late, std::vector<std::string> packets) {
+  core_.player.At(core_.Now() + late, [self = shared_from_this(), packets = std::move(packets)] {
+    self->core_.Note({{}, self->id_, "played", {}, {}, {}, 0, {}, "late answer"});
+    if (self->link_->Open()) self->Answer(packets, kNoFault);
+  });
 }
 
-SimTrade SimSession::Trade(const SimRequest& request, const std::string& refusal) {
-  if (!refusal.empty()) return {false, refusal, {}, {}};
-  SimTrade trade = core_.market.Trade(*login_, request);
-  if (trade.accepted) core_.Record("did " + request.workId + " " + trade.order.number);
-  if (trade.accepted && request.verb == "new") {
+std::string SimSession::AckOf(const SimRequest& request, const SimTrade& trade) {
+  if (trade.Accepted()) return request.workId + "\x01" + "accepted\x01" + trade.order.number;
+  return request.workId + "\x01rejected\x01" + ToBig5(trade.rejection.text) + "\x01" +
+         std::to_string(trade.rejection.code);
+}
+
+SimTrade SimSession::Trade(const SimRequest& request, const SimPlay& play) {
+  if (play.rejection) return {play.rejection, {}, {}};
+  SimTrade trade = core_.market.Trade(*login_, request, play.hold);
+  if (trade.Accepted()) core_.Record("did " + request.workId + " " + trade.order.number);
+  if (trade.Accepted() && request.verb == "new") {
     core_.record.Update([&](SimSeen& seen) { seen.orders.push_back(trade.order); });
   }
   return trade;
 }
 
-void SimSession::Report(const std::vector<SimTrade>& trades) {
-  for (const SimTrade& trade : trades) {
-    for (const auto& [id, session] : core_.sessions) {
-      if (!session->login_ || !session->login_->Sees(trade.order.account)) continue;
-      if (session->link_->Faults().silent) continue;
-      for (const std::string& report : trade.reports) session->SendText(Code::kReport, ToBig5(report));
-    }
-  }
+void SimSession::Follow(const std::vector<Done>& all) {
+  for (const Done& done : all) core_.Report(done.trade);
+  for (const Done& done : all) core_.player.PlayLater(done.play, id_, done.trade.order.number);
 }
 
 std::string SimSession::SignOnText() const {

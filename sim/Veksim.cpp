@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 
@@ -81,6 +83,9 @@ void WaitForEnd(SimServer& server, const VeksimOptions& options) {
     signals.run_for(std::chrono::milliseconds(options.reportsPerSecond != 0 ? 5 : 100));
     reports.Send(server);
     const auto over = [](const SimSeen& seen) { return seen.closed > 0; };
+    if (server.WaitFor([](const SimSeen& seen) { return !seen.failure.empty(); },
+                       std::chrono::milliseconds(0)))
+      return;
     if (options.once && server.WaitFor(over, std::chrono::milliseconds(0))) return;
   }
 }
@@ -90,17 +95,33 @@ void StartGateway(std::optional<SimGateway>& gateway, const SimServer& server, c
   config.host = config.upstreamHost = options.config.host;
   config.upstreamPort = server.Port();
   gateway.emplace(std::move(config));
-  if (!options.quiet) options.config.log("shared memory through " + gateway->Setting());
+  SimNote note;
+  note.what = "listening";
+  note.detail = "shared memory through " + gateway->Setting();
+  if (options.config.log) options.config.log(note);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// The day, and the log, which shows its times.
+void Prepare(VeksimOptions& options) {
+  SimConfig& config = options.config;
+  config.keepPackets = false;
+  if (!options.scriptFile.empty()) config.day = ReadDay(ReadFile(options.scriptFile), options.scriptFile);
+  if (options.seed) config.day.seed = *options.seed;
+  if (options.quiet) return;
+  config.log = [json = options.logForm == "json", start = config.day.start](const SimNote& note) {
+    fmt::print("{}\n", json ? JsonOf(note, start) : TextOf(note, start));
+    std::fflush(stdout);
+  };
 }
 
 int Run(VeksimOptions& options) {
-  options.config.keepPackets = false;
-  if (!options.quiet) {
-    options.config.log = [](const std::string& line) {
-      fmt::print("{}\n", line);
-      std::fflush(stdout);
-    };
-  }
+  Prepare(options);
   std::optional<RecordFile> record;
   if (!options.recordFile.empty()) {
     record.emplace(options.recordFile);
@@ -108,7 +129,8 @@ int Run(VeksimOptions& options) {
   }
   SimServer server(options.config);
   for (const Fault& fault : options.faults) server.Faults().Push(fault);
-  if (!options.quiet) options.config.log(fmt::format("listening on {}", server.Setting()));
+  if (options.config.log)
+    options.config.log({{}, 0, "listening", {}, {}, {}, 0, {}, "on " + server.Setting()});
   std::optional<SimGateway> gateway;
   if (options.sharedMemory) StartGateway(gateway, server, options);
   if (!options.portFile.empty() && !WritePort(options.portFile, server.Port())) return 1;
@@ -116,7 +138,8 @@ int Run(VeksimOptions& options) {
   gateway.reset();
   server.Stop();
   const SimSeen seen = server.Seen();
-  if (!options.quiet) {
+  if (!seen.failure.empty()) throw std::runtime_error(seen.failure);
+  if (!options.quiet && options.logForm == "text") {
     fmt::print("ended: {} links, {} packets, {} requests, {} orders, {} too fast\n", seen.sessions,
                seen.packetCount, seen.requestCount, seen.orders.size(),
                seen.queryViolations + seen.requestViolations);

@@ -102,6 +102,13 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
       "--record", o.recordFile,
       "Add to this file a line for each request that arrives, \"saw WORKID VERB\", and for each order "
       "carried out, \"did WORKID ORDERNUMBER\", before it is answered");
+  app.add_option("--persist", c.persistFile,
+                 "Keep orders, deals and prices in this file: they survive a restart of the program");
+  app.add_option("--script", o.scriptFile, "Play this day; docs/simulator.md describes the file");
+  app.add_option("--seed", o.seed, "Seed of noise and prices, instead of the script's");
+  app.add_option("--log", o.logForm, "text, or json: one object per line")
+      ->capture_default_str()
+      ->check(CLI::IsMember({"text", "json"}));
   app.add_flag("--shm", o.sharedMemory,
                "Run a gateway for shared-memory clients as well; its setting is logged");
   app.add_flag("--once", o.once, "Exit when the first link has ended");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "sim/SimConfig.h"
@@ -12,10 +14,13 @@ struct VeksimOptions {
   std::vector<Fault> faults;
   std::string portFile;
   std::string recordFile;
-  bool sharedMemory = false;  ///< also run a gateway for shared-memory clients
-  bool once = false;          ///< exit when the first link has ended
-  bool quiet = false;         ///< no log
-  int reportsPerSecond = 0;   ///< to all sessions signed on
+  std::string scriptFile;
+  std::optional<std::uint32_t> seed;  ///< instead of the script's
+  std::string logForm = "text";       ///< or "json"
+  bool sharedMemory = false;          ///< also run a gateway for shared-memory clients
+  bool once = false;                  ///< exit when the first link has ended
+  bool quiet = false;                 ///< no log
+  int reportsPerSecond = 0;           ///< to all sessions signed on
 };
 
 /// Parses the command line. Returns false if the program must exit at once with `exitCode`: help was

@@ -27,13 +27,15 @@ TEST(Server, HoldsRatesByTheClockItIsGiven) {
             "a\1accepted\1"
             "A00001\nb\1accepted\1"
             "A00002\nc\1rejected\1" +
-                ToBig5("傳送過於頻繁"));
+                ToBig5("傳送過於頻繁") +
+                "\1"
+                "190");
   client.NextText();
   client.NextText();
   for (const int at : {0, 99, 199}) {
     ms = at;
     client.Request(Code::kTask, "q deals");
-    EXPECT_EQ(client.NextText().find("REFUSED") != std::string::npos, at == 99) << at;
+    EXPECT_EQ(client.NextText().find("190\1") != std::string::npos, at == 99) << at;
   }
   EXPECT_EQ(server.Seen().requestViolations, 1u);
   EXPECT_EQ(server.Seen().queryViolations, 1u);

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "sim/SimChange.h"
+
+namespace VekSim {
+
+class SimMarket;
+
+/// A file of a market's changes, one line each, written before anybody is told. A last line that is not whole
+/// is dropped: the change was not told to anybody. A whole line that does not fit is an error. For one
+/// thread.
+class SimOrderFile {
+ public:
+  /// Creates the file if it is not there; an empty path opens nothing. Throws std::runtime_error.
+  explicit SimOrderFile(const std::string& path);
+  ~SimOrderFile();
+  SimOrderFile(const SimOrderFile&) = delete;
+  SimOrderFile& operator=(const SimOrderFile&) = delete;
+
+  bool IsOpen() const { return file_ != nullptr; }
+  /// Repeats the file's changes. Throws std::runtime_error, "FILE:LINE: words".
+  void Restore(SimMarket& market);
+  /// Survives a kill of this process. Throws std::runtime_error if the line could not be written.
+  void Add(const SimChange& change);
+
+ private:
+  std::string path_;
+  std::string text_;  ///< whole lines found at the start
+  std::FILE* file_ = nullptr;
+};
+
+}  // namespace VekSim

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <asio.hpp>
+#include <chrono>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/SimDay.h"
+#include "sim/SimRejects.h"
+#include "sim/SimSeen.h"
+#include "sim/SimTimetable.h"
+
+namespace VekSim {
+
+struct SimCore;
+
+/// What the day's rules do to one request, or to one step of a handshake.
+struct SimPlay {
+  SimRejection rejection{};
+  bool hold = false;                  ///< a new order waits for its fills
+  int copies = 1;                     ///< of its acknowledgement
+  std::chrono::milliseconds late{0};  ///< of its acknowledgement
+  std::vector<SimAction> first{};     ///< done before the answer is sent
+  std::vector<SimAction> later{};     ///< done after it, or at their times
+};
+
+/// Plays a day's rules, and actions that are asked for. Used on the server's thread only.
+class SimPlayer {
+ public:
+  explicit SimPlayer(SimCore& core);
+  void Start();
+  void Stop();
+
+  SimPlay Meet(const SimRequest& request);
+  SimPlay MeetHandshake(std::string_view step);
+  /// Before the answer: ends, garbage, and whatever else happens to the stream.
+  void PlayFirst(const SimPlay& play, int session);
+  /// After the answer; `order` is the order's number, if there is one.
+  void PlayLater(const SimPlay& play, int session, const std::string& order);
+
+  /// Session 0 stands for all. False if there is no such order, or nothing is left of it.
+  bool Do(const SimAction& action, int session, const std::string& order);
+  void At(std::chrono::microseconds due, std::function<void()> what);
+  /// Does what is due. With SimConfig::clock nobody else calls it.
+  void Tick();
+
+ private:
+  /// How often a rule's event has happened.
+  struct Counted {
+    SimRule rule;
+    int met = 0;
+  };
+  template <class Fits>
+  SimPlay Meet(const Fits& fits, bool handshake);
+  static void Add(const SimAction& action, bool handshake, SimPlay& play);
+  void Repeat(std::size_t rule, std::chrono::microseconds due, int time);
+  void DoToLinks(const SimAction& action, int session);
+  void Move(const SimAction& action);
+  void Burst(const SimAction& action, int session);
+  void Arm();
+
+  SimCore& core_;
+  std::vector<Counted> rules_;
+  std::mt19937 random_;
+  SimTimetable timetable_;
+  asio::steady_timer timer_;
+  bool stopped_ = false;
+};
+
+}  // namespace VekSim
