@@ -6,7 +6,8 @@ need_for_languages() {
   case $1 in
     linux)
       need python3-clang "reads the header for the bindings' declarations"
-      need clang "compiles the C++ header of sessions"
+      need clang "compiles the C++ headers over the flat functions"
+      need g++-mingw-w64-x86-64 "has the standard library with which Clang reads them as MSVC would"
       need mono-mcs "compiles the C# example"
       need mono-runtime "runs the C# example"
       need libmono-i18n-cjk4.0-cil "code page 950 for the C# example"
@@ -93,9 +94,16 @@ csharp_session() {
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/session.exe
 }
 
-# The C++ header of sessions, with the third compiler; the builds do it with GCC and MinGW-w64.
-header_with_clang() {
-  clang++ -std=c++20 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -Iinclude -fsyntax-only examples/cpp/trader.cpp
+# The C++ headers with the third compiler, and as MSVC would read them: its target, extensions and macros, but
+# MinGW-w64's standard library. The builds compile them with GCC and MinGW-w64.
+headers_with_clang() {
+  local flags=(-std=c++20 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -Iinclude -fsyntax-only) mingw=() path
+  for path in c++ c++/x86_64-w64-mingw32; do mingw+=(-isystem "$(x86_64-w64-mingw32-g++ -print-file-name=include)/$path"); done
+  mingw+=(-isystem /usr/x86_64-w64-mingw32/include -fgnuc-version=4.2.1 -D__STRICT_ANSI__ -D__declspec=__declspec
+    -D__GCC_ATOMIC_TEST_AND_SET_TRUEVAL=1)
+  for path in examples/cpp/trader.cpp tests/wrapper/AllHeaders.cpp; do
+    clang++ "${flags[@]}" "$path" && clang++ --target=x86_64-pc-windows-msvc "${mingw[@]}" "${flags[@]}" "$path" || return 1
+  done
 }
 
 sessions_python() { with_simulator linux python3 tests/bindings/sessions.py build/linux/libvekapi.so; }
@@ -149,7 +157,7 @@ check_languages() {
       check example_python python_session session
       check example_asyncio python_session asyncio_session
       check example_csharp csharp_session
-      check header_with_clang header_with_clang
+      check headers_with_clang headers_with_clang
       check sessions_python sessions_python
       check trader_python trader_python
       check sessions_csharp sessions_csharp

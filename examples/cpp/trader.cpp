@@ -25,7 +25,13 @@ int main(int argc, char** argv) {
   session.Open("secret");
   if (!session.WaitUntilUp(30s)) return 1;
   const VekFate products = session.Ask("products", 3s).get();
-  std::printf("products: %s\n", products.FateText());
+  std::printf("products: %s", products.FateText());
+  if (products.IsAnswered()) {
+    for (const VekApi::VekRecord product : products.result["products"]) {
+      std::printf(" %s", product["Prod"].data());
+    }
+  }
+  std::printf("\n");
 
   // Orders that were never sent are repeated. Those that may have arrived are not: ask the server about them.
   std::size_t left = 30, unsure = 0;

@@ -2,7 +2,8 @@
 // session does, its events, fates, times and numbers. No C++ type is passed to the library, so programs built
 // with any compiler may use it.
 //
-// The server's texts are bytes in code page 950 (ToUtf8); the library's are UTF-8.
+// The server's texts are bytes in code page 950 (ToUtf8); the library's are UTF-8. Result.hpp has the classes
+// of results.
 //
 // Exceptions. Functions throw only where documented, and std::bad_alloc. An exception thrown by an
 // application's function inside a callback is dropped, as if the function had returned.
@@ -19,72 +20,17 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 
+#include "vekapi/Detached.hpp"
+#include "vekapi/Fate.hpp"
+#include "vekapi/Text.hpp"
 #include "vekapi/VekSessionC.h"
 
 namespace VekApi {
-
-// Failure of a function of VekSession.
-class VekError : public std::runtime_error {
- public:
-  // The text is that of CVekApi_Text.
-  explicit VekError(std::int32_t reason)
-      : std::runtime_error(CVekApi_Text(vst_Reason, reason, 0)), reason_(reason) {}
-  std::int32_t Reason() const { return reason_; }  // vsr_...
-
- private:
-  std::int32_t reason_;
-};
-
-// A wait inside a callback would wait for itself.
-class VekInCallback : public std::logic_error {
- public:
-  VekInCallback() : std::logic_error("waiting inside a callback of the session") {}
-};
-
-// Code page 950 as UTF-8.
-inline std::string ToUtf8(std::string_view big5) {
-  const auto length = static_cast<std::uint32_t>(big5.size());
-  std::string text(CVekApi_ToUtf8(big5.data(), length, nullptr, 0) + 1u, '\0');
-  CVekApi_ToUtf8(big5.data(), length, text.data(), static_cast<std::uint32_t>(text.size()));
-  text.pop_back();  // the NUL
-  return text;
-}
-
-// One line for a log.
-inline std::string Describe(const CVekEvent& event) {
-  std::string line(CVekApi_Describe(&event, nullptr, 0) + 1u, '\0');
-  CVekApi_Describe(&event, line.data(), static_cast<std::uint32_t>(line.size()));
-  line.pop_back();
-  return line;
-}
-
-// The fate of a request. Its texts are empty if there was no memory for them.
-struct VekFate {
-  std::int32_t fate = vsf_None;  // vsf_...
-  std::int32_t reason = 0;       // vsr_..., 0: none
-  std::int32_t waitMs = 0;       // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: unknown
-  std::uint32_t link = 0;        // the link that it was for
-  std::uint64_t ticket = 0;      // 0: refused
-  std::string workId;            // given or made
-  std::string text;              // the server's bytes: result, acknowledgement
-  std::string detail;            // the system's words, or the server's reason
-  std::shared_ptr<CVekTaskResult> result;  // vsf_Answered: parsed, to keep; else null
-
-  // The server never received it.
-  bool SafeToRepeat() const { return fate == vsf_Refused || fate == vsf_NeverSent; }
-  // Its answer has arrived.
-  bool IsAnswered() const { return fate == vsf_Answered || fate == vsf_Acknowledged; }
-  // The fate in words; `language` is 0 for English, 1 for Traditional Chinese.
-  const char* FateText(int language = 0) const { return CVekApi_Text(vst_Fate, fate, language); }
-  // The reason in words, likewise.
-  const char* ReasonText(int language = 0) const { return CVekApi_Text(vst_Reason, reason, language); }
-};
 
 // A session. Its functions may be called on any thread and inside every callback, its destructor too. With
 // vsd_Loop it is destroyed on the thread that created it.
@@ -376,19 +322,10 @@ class VekSession {
     try {
       given.workId = event.workId, given.detail = event.detail;
       given.text.assign(event.text, event.textLength);
-      if (event.result.object != nullptr) given.result = Keep(session, event);
+      given.result = VekResult::Keep(session, event);
     } catch (const std::bad_alloc&) {
     }
     return given;
-  }
-
-  static std::shared_ptr<CVekTaskResult> Keep(CVekSession* session, const CVekEvent& event) {
-    std::shared_ptr<CVekTaskResult> kept(new CVekTaskResult{}, [](CVekTaskResult* result) {
-      CVekTaskResult_Free(result);
-      delete result;
-    });
-    *kept = CVekSession_KeepResult(session, &event);
-    return kept->object != nullptr ? kept : nullptr;
   }
 
   static void TakeEvent(CVekSession* session, void* user, const CVekEvent* event) noexcept {

@@ -1,0 +1,219 @@
+// Gates and senders for C++20, header-only, over the flat functions of VekApiC.h, which documents them. No
+// C++ type is passed to the library, so programs built with any compiler may use it. An exception thrown by
+// an application's function inside a callback is dropped.
+#ifndef VEKAPI_FLOWCONTROL_HPP
+#define VEKAPI_FLOWCONTROL_HPP
+
+#include <chrono>
+#include <coroutine>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "vekapi/Detached.hpp"
+#include "vekapi/Text.hpp"
+#include "vekapi/VekApiC.h"
+
+namespace VekApi {
+
+// Where callbacks run: on the library's threads, or on the creating thread in its message loop.
+enum class VekDelivery { Threads, Loop };
+
+// Limits requests of code 129 to a count per interval. Any thread may use it.
+class VekGate {
+ public:
+  using Ms = std::chrono::milliseconds;
+
+  // `onFree` is called when a request may be sent, after CallWhenFree or an acknowledgement that found the
+  // gate closed; others may have sent by then. With VekDelivery::Threads it runs with the gate's locks held:
+  // it, and coroutines that take turns, must not connect, disconnect or delete a client then, nor wait for a
+  // thread that uses the gate. Throws std::bad_alloc, for a thread that can have no message loop too.
+  explicit VekGate(std::function<void()> onFree = {}, VekDelivery delivery = VekDelivery::Threads)
+      : onFree_(std::move(onFree)) {
+    CVekFlowCtrlCallbacks table{};
+    table.OnVekFlowCtrlFree = &TakeFree;
+    gate_ = delivery == VekDelivery::Loop ? CVekFlowCtrl_Create_OnMessageLoop(&table, this)
+                                          : CVekFlowCtrl_Create(&table, this);
+    if (gate_.object == nullptr) throw std::bad_alloc();
+  }
+  // Coroutines that still wait get false. No other thread uses the gate any more; not inside `onFree`, nor in
+  // a coroutine that took a turn without returning since.
+  ~VekGate() {
+    CVekFlowCtrl_Delete(&gate_);
+    while (!waiting_.empty()) Next(false)->waiting_.resume();
+  }
+  VekGate(const VekGate&) = delete;
+  VekGate& operator=(const VekGate&) = delete;
+
+  // `count` requests within any `within`; either below 1: no limit. To be called for each new session.
+  void SetRate(int count, Ms within) {
+    CVekFlowCtrl_SetFlowCtrl(&gate_, count, static_cast<int>(within.count()));
+  }
+  bool HasRate() const { return CVekFlowCtrl_IsFlowCfg(&gate_); }
+  void Acknowledged(unsigned requests) { CVekFlowCtrl_SetAckTime(&gate_, requests); }
+  // 0: one request may go now, and counts as sent. Else not now: try again after so many ms; -1: not before
+  // an acknowledgement.
+  int Check() {
+    const int answer = CVekFlowCtrl_CheckFlowCtrl(&gate_);
+    return answer < 0 ? -1 : answer;
+  }
+  bool Take() { return Check() == 0; }
+  void CallWhenFree() { CVekFlowCtrl_StartCheckTimer(&gate_); }
+
+  // co_await: true when one request may go; it counts as sent. False when the gate is deleted. In the order
+  // of waiting.
+  class Turn {
+   public:
+    explicit Turn(VekGate& gate) : gate_(gate) {}
+    bool await_ready() const noexcept { return false; }
+    // Once waiting, *this must not be used: the coroutine may have ended.
+    bool await_suspend(std::coroutine_handle<> waiting) {
+      waiting_ = waiting;
+      return gate_.Wait(*this);
+    }
+    bool await_resume() const noexcept { return granted_; }
+
+   private:
+    friend class VekGate;
+    VekGate& gate_;
+    std::coroutine_handle<> waiting_;
+    bool granted_ = false;
+  };
+  Turn NextTurn() { return Turn(*this); }
+
+  CVekFlowCtrl* Handle() { return &gate_; }
+
+ private:
+  class Locker {
+   public:
+    explicit Locker(CVekFlowCtrl& gate) : gate_(gate) { CVekFlowCtrl_Lock(&gate_); }
+    ~Locker() { CVekFlowCtrl_Unlock(&gate_); }
+    Locker(const Locker&) = delete;
+    Locker& operator=(const Locker&) = delete;
+
+   private:
+    CVekFlowCtrl& gate_;
+  };
+
+  // Checks and starts the timer under one lock: a rate removed in between would leave nobody to call.
+  bool Wait(Turn& turn) {
+    if (gate_.object == nullptr) return false;  // in the destructor
+    const Locker lock(gate_);
+    turn.granted_ = waiting_.empty() && Take();
+    if (turn.granted_) return false;
+    waiting_.push_back(&turn);
+    if (!granting_) CallWhenFree();
+    return true;
+  }
+
+  Turn* Next(bool granted) {
+    Turn* const next = waiting_.front();
+    waiting_.pop_front();
+    next->granted_ = granted;
+    return next;
+  }
+
+  Turn* NextThatMayGo() {
+    const Locker lock(gate_);
+    granting_ = !waiting_.empty() && Take();
+    if (granting_) return Next(true);
+    if (!waiting_.empty()) CallWhenFree();
+    return nullptr;
+  }
+
+  void Grant() {
+    {
+      const Locker lock(gate_);
+      if (granting_) return;  // by the function further up the stack
+    }
+    while (Turn* const next = NextThatMayGo()) next->waiting_.resume();
+  }
+
+  static void TakeFree(CVekFlowCtrl*, void* user) noexcept {
+    auto* const self = static_cast<VekGate*>(user);
+    self->Grant();
+    try {
+      if (self->onFree_) self->onFree_();
+    } catch (...) {  // the application's own
+    }
+  }
+
+  const std::function<void()> onFree_;
+  std::deque<Turn*> waiting_;  // guarded by the gate's user lock, as is `granting_`
+  bool granting_ = false;
+  CVekFlowCtrl gate_{};
+};
+
+// Sends requests of code 129, two lines each, at the rate set and holds the others. Any thread may use it. It
+// may outlive its client.
+class VekSender {
+ public:
+  using Ms = std::chrono::milliseconds;
+  using OnSent = std::function<void(unsigned sent, unsigned refused)>;
+
+  explicit VekSender(CVekClient* client) : sender_(CVekFlowCtrlSender_Create(client)) { Created(); }
+  // `onSent` is called on this thread, in its message loop: how many held requests the link took since the
+  // last call, and how many requests it refused.
+  VekSender(CVekClient* client, OnSent onSent) : onSent_(std::move(onSent)) {
+    CVekFlowCtrlSenderCallbacks table{};
+    table.OnVekFlowCtrlSenderSent = &TakeSent;
+    sender_ = CVekFlowCtrlSender_Create_OnMessageLoop(client, &table, this);
+    Created();
+  }
+  // What is held is dropped. Not inside `onSent`.
+  ~VekSender() { CVekFlowCtrlSender_Delete(&sender_); }
+  VekSender(const VekSender&) = delete;
+  VekSender& operator=(const VekSender&) = delete;
+
+  void SetRate(int count, Ms within) {
+    CVekFlowCtrlSender_SetFlowCtrl(&sender_, count, static_cast<int>(within.count()));
+  }
+  // True if nothing is held after the call. A refused request is counted by Refused alone.
+  bool Send(std::string_view request) {
+    std::string buffer = Detail::RequestBuffer(request);
+    return CVekFlowCtrlSender_SendVekRequest(&sender_, buffer.data(), static_cast<unsigned>(buffer.size()));
+  }
+  // To be called with what a client's acknowledgement brings; `text` as it came, with its NUL.
+  void Acknowledge(int code, std::string_view text) {
+    CVekFlowCtrlSender_AckParser(&sender_, code, text.data());
+  }
+  unsigned Held() const { return CVekFlowCtrlSender_PendingCount(&sender_); }
+  unsigned Refused() const { return CVekFlowCtrlSender_RefusedCount(&sender_); }
+  unsigned DropHeld() { return CVekFlowCtrlSender_DropPending(&sender_); }
+  // Takes the oldest held request back; nothing if none is held.
+  std::optional<std::string> TakeHeld() {
+    std::string text;
+    for (unsigned length = 64;;) {
+      text.resize(length);
+      length = CVekFlowCtrlSender_TakePending(&sender_, text.data(), static_cast<unsigned>(text.size()));
+      if (length == 0) return std::nullopt;
+      if (length > text.size()) continue;
+      text.resize(length);
+      return text;
+    }
+  }
+  CVekFlowCtrlSender* Handle() { return &sender_; }
+
+ private:
+  void Created() const {
+    if (sender_.object == nullptr) throw std::bad_alloc();
+  }
+  static void TakeSent(CVekFlowCtrlSender*, void* user, unsigned sent, unsigned refused) noexcept {
+    try {
+      static_cast<VekSender*>(user)->onSent_(sent, refused);
+    } catch (...) {  // the application's own
+    }
+  }
+
+  const OnSent onSent_;
+  CVekFlowCtrlSender sender_{};
+};
+
+}  // namespace VekApi
+
+#endif  // VEKAPI_FLOWCONTROL_HPP

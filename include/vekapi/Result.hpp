@@ -1,0 +1,249 @@
+// Results for C++20, header-only, over the flat functions of VekApiC.h. No C++ type is passed to the library,
+// so programs built with any compiler may use it.
+//
+//     for (VekApi::VekRecord record : result["orders"]) Show(record["Prod"], record["Price"]);
+//
+// All classes but VekResult are views, cheap to copy. They, and the texts they return, are valid as long as
+// the owner of the result: a VekResult, or the callback that lent it. Texts end with NUL and are bytes in
+// code page 950 (ToUtf8). A result does not change: all threads may read it.
+//
+// operator[] throws std::out_of_range for what is not there; Find returns nothing.
+#ifndef VEKAPI_RESULT_HPP
+#define VEKAPI_RESULT_HPP
+
+#include <memory>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "vekapi/IndexRange.hpp"
+#include "vekapi/Text.hpp"
+#include "vekapi/VekApiC.h"
+#include "vekapi/VekSessionC.h"
+
+namespace VekApi {
+
+namespace Detail {
+
+[[noreturn]] inline void NotThere(const char* what, std::string_view which) {
+  throw std::out_of_range("there is no " + std::string(what) + " " + std::string(which));
+}
+
+inline std::optional<std::string_view> Present(const char* text) {
+  return text != nullptr ? std::optional<std::string_view>(text) : std::nullopt;
+}
+
+}  // namespace Detail
+
+// Name and attributes of a table or column.
+class VekAttributes {
+ public:
+  VekAttributes() = default;
+  explicit VekAttributes(CVekProperties handle) : handle_(handle) {}
+
+  std::string_view Name() const { return Detail::View(CVekProperties_Name(&handle_)); }
+  std::string_view DisplayText() const { return Detail::View(CVekProperties_DisplayText(&handle_)); }
+  std::string_view Description() const { return Detail::View(CVekProperties_Description(&handle_)); }
+  std::optional<std::string_view> Find(const char* key) const {
+    return Detail::Present(CVekProperties_Get(&handle_, key));
+  }
+
+ private:
+  CVekProperties handle_{};
+};
+
+class VekColumn {
+ public:
+  VekColumn() = default;
+  explicit VekColumn(CVekField handle) : handle_(handle) {}
+
+  std::string_view Name() const { return Attributes().Name(); }
+  VekAttributes Attributes() const { return VekAttributes(CVekField_Properties(&handle_)); }
+  int Index() const { return CVekField_Index(&handle_); }
+  const CVekField& Handle() const { return handle_; }
+
+ private:
+  CVekField handle_{};
+};
+
+// The columns of a table.
+class VekColumns : public Detail::IndexRange<VekColumns> {
+ public:
+  using Item = VekColumn;
+
+  VekColumns() = default;
+  explicit VekColumns(CVekFields handle) : handle_(handle) {}
+
+  int size() const { return CVekFields_Count(&handle_); }
+  VekColumn At(int index) const { return VekColumn(CVekFields_IndexField(&handle_, index)); }
+  std::optional<VekColumn> Find(const char* name) const {
+    const CVekField found = CVekFields_NameField(&handle_, name);
+    return found.object != nullptr ? std::optional(VekColumn(found)) : std::nullopt;
+  }
+  VekColumn operator[](const char* name) const {
+    const CVekField found = CVekFields_NameField(&handle_, name);
+    if (found.object == nullptr) Detail::NotThere("column", name);
+    return VekColumn(found);
+  }
+  VekColumn operator[](const std::string& name) const { return (*this)[name.c_str()]; }
+
+ private:
+  CVekFields handle_{};
+};
+
+// The value of a column of a record.
+struct VekValue {
+  VekColumn column;
+  std::string_view text;
+};
+
+// The range of its values. `record["Price"]` looks the column up; in long loops take it from the table once:
+// `record[price]`.
+class VekRecord : public Detail::IndexRange<VekRecord> {
+ public:
+  using Item = VekValue;
+
+  VekRecord() = default;
+  VekRecord(CVekTable table, int row) : table_(table), row_(row) {}
+
+  int size() const { return Columns().size(); }
+  VekValue At(int index) const { return {Columns().At(index), (*this)[index]}; }
+  VekColumns Columns() const { return VekColumns(CVekTable_Fields(&table_)); }
+
+  std::string_view operator[](int column) const {
+    return Text(CVekTable_RecordIndexField(&table_, row_, column));
+  }
+  std::string_view operator[](const VekColumn& column) const {
+    return Text(CVekTable_RecordField(&table_, row_, &column.Handle()));
+  }
+  std::string_view operator[](const char* name) const { return (*this)[Columns()[name]]; }
+  std::string_view operator[](const std::string& name) const { return (*this)[name.c_str()]; }
+  std::optional<std::string_view> Find(const char* name) const {
+    const std::optional<VekColumn> column = Columns().Find(name);
+    if (!column) return std::nullopt;
+    return Detail::Present(CVekTable_RecordField(&table_, row_, &column->Handle()));
+  }
+
+ private:
+  std::string_view Text(const char* text) const {
+    if (text == nullptr) Detail::NotThere("value in record", std::to_string(row_));
+    return text;
+  }
+
+  CVekTable table_{};
+  int row_ = 0;
+};
+
+// The range of its records.
+class VekTableView : public Detail::IndexRange<VekTableView> {
+ public:
+  using Item = VekRecord;
+
+  VekTableView() = default;
+  explicit VekTableView(CVekTable handle) : handle_(handle) {}
+
+  std::string_view Name() const { return Attributes().Name(); }
+  VekAttributes Attributes() const { return VekAttributes(CVekTable_Properties(&handle_)); }
+  VekColumns Columns() const { return VekColumns(CVekTable_Fields(&handle_)); }
+  int Market() const { return CVekTable_MktFlag(&handle_); }  // cvam_..., or another value
+
+  int size() const { return CVekTable_RecordsCount(&handle_); }
+  VekRecord At(int row) const { return {handle_, row}; }
+  VekRecord operator[](int row) const {
+    if (row < 0 || row >= size()) Detail::NotThere("record", std::to_string(row));
+    return At(row);
+  }
+  const CVekTable& Handle() const { return handle_; }
+
+ private:
+  CVekTable handle_{};
+};
+
+// A result that is lent, as in a callback: VekResultView(event.result). The range of its tables.
+class VekResultView : public Detail::IndexRange<VekResultView> {
+ public:
+  using Item = VekTableView;
+
+  VekResultView() = default;
+  explicit VekResultView(CVekTaskResult handle) : handle_(handle) {}
+
+  explicit operator bool() const { return handle_.object != nullptr; }
+  std::string_view WorkId() const { return Detail::View(CVekTaskResult_WorkID(&handle_)); }
+  // What the tables were read from, up to its first NUL.
+  std::string_view Text() const { return Detail::View(CVekTaskResult_OrigResult(&handle_)); }
+
+  int size() const { return static_cast<int>(CVekTaskResult_TableCount(&handle_)); }
+  VekTableView At(int index) const {
+    return VekTableView(CVekTaskResult_IndexTable(&handle_, static_cast<unsigned>(index)));
+  }
+  std::optional<VekTableView> Find(const char* name) const {
+    const CVekTable found = CVekTaskResult_NameTable(&handle_, name);
+    return found.object != nullptr ? std::optional(VekTableView(found)) : std::nullopt;
+  }
+  VekTableView operator[](const char* name) const {
+    const CVekTable found = CVekTaskResult_NameTable(&handle_, name);
+    if (found.object == nullptr) Detail::NotThere("table", name);
+    return VekTableView(found);
+  }
+  VekTableView operator[](const std::string& name) const { return (*this)[name.c_str()]; }
+  VekTableView operator[](int index) const {
+    if (index < 0 || index >= size()) Detail::NotThere("table", std::to_string(index));
+    return At(index);
+  }
+  const CVekTaskResult& Handle() const { return handle_; }
+
+ private:
+  CVekTaskResult handle_{};
+};
+
+// A result that is kept. Copies share it; the last one frees it.
+class VekResult : public VekResultView {
+ public:
+  VekResult() = default;
+  // The result of an event; empty if it has none. Throws std::bad_alloc.
+  static VekResult Keep(CVekSession* session, const CVekEvent& event) {
+    if (event.result.object == nullptr) return {};
+    auto owner = std::make_shared<Owner>();
+    owner->handle = CVekSession_KeepResult(session, &event);
+    if (owner->handle.object == nullptr) throw std::bad_alloc();
+    return VekResult(std::move(owner));
+  }
+
+  template <class Which>
+  VekTableView operator[](const Which& which) const& {
+    return VekResultView::operator[](which);
+  }
+  // Of a temporary, whose tables would be gone at the end of the statement.
+  template <class Which>
+  VekTableView operator[](const Which& which) const&& = delete;
+
+ private:
+  struct Owner {
+    Owner() = default;
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    ~Owner() { CVekTaskResult_Free(&handle); }
+    CVekTaskResult handle{};
+  };
+  explicit VekResult(std::shared_ptr<Owner> owner) : VekResultView(owner->handle), owner_(std::move(owner)) {}
+
+  std::shared_ptr<Owner> owner_;
+};
+
+}  // namespace VekApi
+
+namespace std::ranges {
+template <>
+inline constexpr bool enable_borrowed_range<VekApi::VekColumns> = true;
+template <>
+inline constexpr bool enable_borrowed_range<VekApi::VekRecord> = true;
+template <>
+inline constexpr bool enable_borrowed_range<VekApi::VekTableView> = true;
+template <>
+inline constexpr bool enable_borrowed_range<VekApi::VekResultView> = true;
+}  // namespace std::ranges
+
+#endif  // VEKAPI_RESULT_HPP

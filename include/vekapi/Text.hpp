@@ -1,0 +1,48 @@
+// Texts for C++20, header-only, over the flat functions. The server's texts are bytes in code page 950
+// (ToUtf8); the library's are UTF-8.
+#ifndef VEKAPI_TEXT_HPP
+#define VEKAPI_TEXT_HPP
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "vekapi/VekSessionC.h"
+
+namespace VekApi {
+
+// Code page 950 as UTF-8.
+inline std::string ToUtf8(std::string_view big5) {
+  const auto length = static_cast<std::uint32_t>(big5.size());
+  std::string text(CVekApi_ToUtf8(big5.data(), length, nullptr, 0) + 1u, '\0');
+  CVekApi_ToUtf8(big5.data(), length, text.data(), static_cast<std::uint32_t>(text.size()));
+  text.pop_back();  // the NUL
+  return text;
+}
+
+// One line for a log.
+inline std::string Describe(const CVekEvent& event) {
+  std::string line(CVekApi_Describe(&event, nullptr, 0) + 1u, '\0');
+  CVekApi_Describe(&event, line.data(), static_cast<std::uint32_t>(line.size()));
+  line.pop_back();
+  return line;
+}
+
+namespace Detail {
+
+// Null is "".
+inline std::string_view View(const char* text) {
+  return text != nullptr ? std::string_view(text) : std::string_view();
+}
+
+// Five bytes for the library, then the text: what the functions that send requests take.
+inline std::string RequestBuffer(std::string_view text) {
+  std::string buffer(5, ' ');
+  buffer += text;
+  return buffer;
+}
+
+}  // namespace Detail
+}  // namespace VekApi
+
+#endif  // VEKAPI_TEXT_HPP
