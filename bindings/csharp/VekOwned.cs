@@ -4,6 +4,9 @@
 // thread that waits for an event in Connect, Disconnect or Dispose. Because of the former, everything is deleted at the
 // program's end. Because of the latter, do not call Environment.Exit in an event while another thread may wait for that
 // event: have the event wake Main, and return from there.
+//
+// Mono may also hang if a thread waits for a contended monitor (`lock`) at the moment when Environment.Exit suspends it:
+// both threads then hold what the other one needs. So when the program's end goes on, no thread is left at ours.
 using System;
 using System.Collections.Generic;
 using System.Threading;
@@ -17,6 +20,7 @@ namespace VekApi
         private const int PatienceMs = 2000;  // at the program's end, for events running on other threads
         private static readonly HashSet<VekOwned> alive = new HashSet<VekOwned>();
         private static volatile bool ending;                        // guarded by the lock on `alive`, as is `inside`
+        private static int guests;                                  // threads at the lock on `alive`, other than the one in End
         private static readonly HashSet<Thread> libraryThreads = new HashSet<Thread>();  // that have run events
         [ThreadStatic] private static int calls;                    // calls into the library in progress on this thread
         private readonly List<Thread> inside = new List<Thread>();  // threads in an event, or in a call that starts a session
@@ -33,11 +37,12 @@ namespace VekApi
         protected VekOwned(bool onMessageLoop)
         {
             if (onMessageLoop) loop = Thread.CurrentThread;
-            lock (alive)
+            if (Visit())
             {
                 alive.Add(this);
-                if (ending) Dispose();
+                EndVisit();
             }
+            else Dispose();
         }
 
         // Deletes the object, or leaves that to the last thread inside one of its functions or events; no event starts
@@ -65,11 +70,7 @@ namespace VekApi
         {
             if (Interlocked.Decrement(ref users) != 0) return;
             Delete();
-            lock (alive)
-            {
-                alive.Remove(this);  // not earlier: until then events may run, and need this object's delegates
-                Monitor.PulseAll(alive);
-            }
+            Forget();  // not earlier: until then events may run, and need this object's delegates
         }
 
         protected abstract void Delete();
@@ -80,12 +81,10 @@ namespace VekApi
         // Event arguments are borrowed from the object, which is not deleted before the event has returned.
         protected void Event(Action action)
         {
-            if (calls == 0 && loop != Thread.CurrentThread)
+            if (calls == 0 && loop != Thread.CurrentThread && Visit())
             {
-                lock (alive)
-                {
-                    if (libraryThreads.Add(Thread.CurrentThread)) libraryThreads.RemoveWhere(t => !t.IsAlive);
-                }
+                if (libraryThreads.Add(Thread.CurrentThread)) libraryThreads.RemoveWhere(t => !t.IsAlive);
+                EndVisit();
             }
             Call(() => LastEvent(action));
         }
@@ -145,27 +144,51 @@ namespace VekApi
         {
             LetGo();
             if (handle != IntPtr.Zero || ending) return;
-            lock (alive) alive.Remove(this);
+            Forget();
             throw new OutOfMemoryException("no memory, no window or no client for a " + GetType().Name);
         }
 
         private bool Enter()
         {
-            lock (alive)
-            {
-                if (ending) return false;
-                inside.Add(Thread.CurrentThread);
-                return true;
-            }
+            if (!Visit()) return false;
+            inside.Add(Thread.CurrentThread);
+            EndVisit();
+            return true;
         }
 
         private void Leave()
         {
-            lock (alive)
+            Visit(true);
+            inside.Remove(Thread.CurrentThread);
+            EndVisit();
+        }
+
+        // Locks `alive`. Returns false without the lock if the program is ending, unless this counts then too.
+        private static bool Visit(bool evenThen = false)
+        {
+            Interlocked.Increment(ref guests);
+            if (evenThen || !ending)
             {
-                inside.Remove(Thread.CurrentThread);
-                Monitor.PulseAll(alive);
+                Monitor.Enter(alive);
+                if (evenThen || !ending) return true;
+                Monitor.Exit(alive);
             }
+            Interlocked.Decrement(ref guests);
+            return false;
+        }
+
+        private static void EndVisit()
+        {
+            Monitor.PulseAll(alive);
+            Monitor.Exit(alive);
+            Interlocked.Decrement(ref guests);
+        }
+
+        private void Forget()
+        {
+            if (!Visit()) return;
+            alive.Remove(this);
+            EndVisit();
         }
 
         private bool IsBusyElsewhere() { return inside.Exists(t => t != Thread.CurrentThread); }
@@ -188,6 +211,8 @@ namespace VekApi
             foreach (VekOwned owned in quiet) owned.EndOne();
             lock (alive) WaitWhile(o => !o.BelongsElsewhere() && o.disposed != 0 && o.users != 0, until);
             WaitForLibraryThreads(until);
+            // Threads inside events are the only ones that still come.
+            SpinWait.SpinUntil(() => Volatile.Read(ref guests) == 0, Left(until));
         }
 
         // Mono aborts if a thread it knows ends while it frees the program's memory.
@@ -197,9 +222,15 @@ namespace VekApi
             lock (alive) left = new List<Thread>(libraryThreads);
             foreach (Thread thread in left.FindAll(t => t != Thread.CurrentThread))
             {
-                TimeSpan patience = until - DateTime.UtcNow;
+                TimeSpan patience = Left(until);
                 if (patience > TimeSpan.Zero) thread.Join(patience);
             }
+        }
+
+        private static TimeSpan Left(DateTime until)
+        {
+            TimeSpan left = until - DateTime.UtcNow;
+            return left > TimeSpan.Zero ? left : TimeSpan.Zero;
         }
 
         private void EndOne()
@@ -223,7 +254,7 @@ namespace VekApi
 
         private static void WaitWhile(Predicate<VekOwned> any, DateTime until)
         {
-            while (new List<VekOwned>(alive).Exists(any) && DateTime.UtcNow < until) Monitor.Wait(alive, 100);
+            while (new List<VekOwned>(alive).Exists(any) && DateTime.UtcNow < until) Monitor.Wait(alive, 10);
         }
     }
 }

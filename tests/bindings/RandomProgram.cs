@@ -158,12 +158,21 @@ internal static class RandomProgram
         return thread;
     }
 
+    // While threads wait for each other's locks, Mono's exit may hang.
+    private static void ExitContended()
+    {
+        for (int i = 0; i < 8; ++i)
+            new Thread(() => { for (;;) new Gate().Dispose(); }) { IsBackground = true }.Start();
+        Environment.Exit(7);
+    }
+
     private static int Main(string[] args)
     {
         server = args[0];
         Ending = args[1];
         int seed = int.Parse(args[2]);
         Random dice = new Random(seed);
+        if (Ending.StartsWith("contended")) ExitContended();
         Begin(dice);
         if (!busy.Wait(20000)) return 100;
         // Mono's exit waits for threads inside the library: none may wait for the event that exits.

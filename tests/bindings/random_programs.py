@@ -39,6 +39,8 @@ ENDINGS = {
         "event_exit": (5, "", False),
         "raise": (1, "the program's own", False),
         "daemon": (0, "", False),
+        # One in three hung once.
+        **{f"contended {i}": (7, "", False) for i in range(8)},
     },
 }
 
