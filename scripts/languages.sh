@@ -10,6 +10,7 @@ need_for_languages() {
       need g++-mingw-w64-x86-64 "has the standard library with which Clang reads them as MSVC would"
       need mono-mcs "compiles the C# example"
       need mono-runtime "runs the C# example"
+      need libmono-system-windows-forms4.0-cil "compiles the C# window"
       need libmono-i18n-cjk4.0-cil "code page 950 for the C# example"
       ;;
   esac
@@ -75,10 +76,12 @@ python_session() { with_simulator linux python3 "examples/python/$1.py" --librar
 # The example in the module's own documentation, verbatim except for the server's address.
 python_shown() { with_simulator linux python3 tests/bindings/shown.py; }
 
-# compile_csharp NAME SOURCE
+# compile_csharp NAME SOURCE [OPTION...]: with everything that depends on the platform. A public member without
+# documentation is an error.
 compile_csharp() {
   mkdir -p build/linux/csharp
-  mcs -warnaserror "-out:build/linux/csharp/$1.exe" "$2" bindings/csharp/*.cs
+  mcs -warnaserror -d:NETSTANDARD2_1_OR_GREATER "-doc:build/linux/csharp/$1.xml" "-out:build/linux/csharp/$1.exe" "${@:3}" "$2" \
+    bindings/csharp/*.cs
 }
 
 # Code page 950 in Python and C#, compared with the library's own sources.
@@ -87,6 +90,12 @@ texts() {
     src/platform/os/posix/CodePage.cpp -o build/linux/print_cp950 &&
     build/linux/print_cp950 >build/linux/cp950.txt && python3 tests/bindings/texts.py build/linux/cp950.txt &&
     compile_csharp texts tests/bindings/Texts.cs && mono build/linux/csharp/texts.exe build/linux/cp950.txt
+}
+
+# On both platforms, whose C compilers decide.
+layouts() {
+  compile_csharp layouts tests/bindings/Layouts.cs && mono build/linux/csharp/layouts.exe >build/linux/layouts.txt &&
+    python3 tests/bindings/layouts.py build/linux/layouts.txt gcc x86_64-w64-mingw32-gcc
 }
 
 csharp_session() {
@@ -149,6 +158,7 @@ check_languages() {
       check bindings_follow_header bindings_follow_header
       check vba_modules vba_modules
       check texts texts
+      check layouts layouts
       check python_shown python_shown
       check small_python small_python
       check random_python random_python
@@ -162,6 +172,7 @@ check_languages() {
       check trader_python trader_python
       check sessions_csharp sessions_csharp
       check trader_csharp trader_csharp
+      check window_csharp compile_csharp window examples/csharp/Window.cs -r:System.Windows.Forms -r:System.Drawing
       ;;
     windows)
       check flat_functions python3 scripts/check_flat.py --nm x86_64-w64-mingw32-nm \

@@ -7,15 +7,60 @@ using System.Runtime.InteropServices;
 
 namespace VekApi
 {
-    public struct CVekProperties { public IntPtr Object; }
-    public struct CVekField { public IntPtr Object; }
-    public struct CVekFields { public IntPtr Object; }
-    public struct CVekTable { public IntPtr Object; }
-    public struct CVekTaskResult { public IntPtr Object; }
-    public struct CVekClient { public IntPtr Object; }
-    public struct CVekFlowCtrl { public IntPtr Object; }
-    public struct CVekFlowCtrlSender { public IntPtr Object; }
-    public struct CVekSession { public IntPtr Object; }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekProperties
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekField
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekFields
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekTable
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekTaskResult
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekClient
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekFlowCtrl
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekFlowCtrlSender
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
+    /// <summary>A handle, as in the C interface.</summary>
+    public struct CVekSession
+    {
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }
 
     /// <summary>
     /// A message with a code unknown to the library. `packet` is the whole message, header included, `length`
@@ -134,10 +179,10 @@ namespace VekApi
     }
 
     /// <summary>
-    /// Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c` of
-    /// the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`. The
-    /// bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after record.
-    /// They belong to the table and are valid as long as its texts are.
+    /// Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c`
+    /// of the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`.
+    /// The bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after
+    /// record. They belong to the table and are valid as long as its texts are.
     /// </summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekRecordBlock
@@ -146,6 +191,7 @@ namespace VekApi
         public IntPtr text;
         /// <summary>positions in `text`</summary>
         public IntPtr starts;
+        /// <summary>textEnd, as in the C interface.</summary>
         public uint textEnd;
         /// <summary>of each record; those from `values` on are ""</summary>
         public int columns;
@@ -451,6 +497,7 @@ namespace VekApi
     /// <summary>What an event is about.</summary>
     public enum VekEventKind
     {
+        /// <summary>None.</summary>
         None = 0,
         /// <summary>the state changed</summary>
         State = 1,
@@ -474,14 +521,17 @@ namespace VekApi
     /// <summary>Why.</summary>
     public enum VekReason
     {
+        /// <summary>None.</summary>
         None = 0,
         /// <summary>nothing can be made of the endpoint's setting</summary>
         BadSetting = 101,
         /// <summary>detail says why</summary>
         ConnectFailed = 102,
+        /// <summary>vsr_ConnectTimeout, as in the C interface.</summary>
         ConnectTimeout = 103,
         /// <summary>the server refused the connect request; detail has its words</summary>
         ConnectRefused = 104,
+        /// <summary>vsr_SignOnTimeout, as in the C interface.</summary>
         SignOnTimeout = 105,
         /// <summary>detail has the server's words. Ends in vss_Refused</summary>
         SignOnRefused = 106,
@@ -545,6 +595,7 @@ namespace VekApi
         BadArgument = 303,
     }
 
+    /// <summary>The functions and constants of the C interface.</summary>
     public static partial class Vek
     {
         private const string Library = "vekapi";
@@ -730,6 +781,7 @@ namespace VekApi
         /// <summary>or high byte first; neither: that is not known yet</summary>
         public const int vsg_HighFirst = 64;
 
+        /// <summary>vtl_None, as in the C interface.</summary>
         public const int vtl_None = 0;
         /// <summary>of messages: code, length and direction</summary>
         public const int vtl_Heads = 1;
@@ -741,17 +793,22 @@ namespace VekApi
         /// </summary>
         public const int vtl_Packets = 3;
 
+        /// <summary>vst_State, as in the C interface.</summary>
         public const int vst_State = 0;
+        /// <summary>vst_Fate, as in the C interface.</summary>
         public const int vst_Fate = 1;
+        /// <summary>vst_Reason, as in the C interface.</summary>
         public const int vst_Reason = 2;
 
         /// <summary>nothing can be made of the endpoint's setting</summary>
         public const int vsr_BadSetting = 101;
         /// <summary>detail says why</summary>
         public const int vsr_ConnectFailed = 102;
+        /// <summary>vsr_ConnectTimeout, as in the C interface.</summary>
         public const int vsr_ConnectTimeout = 103;
         /// <summary>the server refused the connect request; detail has its words</summary>
         public const int vsr_ConnectRefused = 104;
+        /// <summary>vsr_SignOnTimeout, as in the C interface.</summary>
         public const int vsr_SignOnTimeout = 105;
         /// <summary>detail has the server's words. Ends in vss_Refused</summary>
         public const int vsr_SignOnRefused = 106;
@@ -952,8 +1009,8 @@ namespace VekApi
         /// <summary>
         /// Describes in `block` the records from `row` on that can be handed out together, and returns their number:
         /// those that follow each other in the server's text and have the same number of values. A table of complete
-        /// records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with the
-        /// block zeroed, if there is no such record. All of a table:
+        /// records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
+        /// the block zeroed, if there is no such record. All of a table:
         ///
         ///   for (row = 0; (count = CVekTable_RecordBlock(&amp;table, row, &amp;block)) &gt; 0; row += count) ...
         /// </summary>

@@ -15,14 +15,14 @@ using System.Text;
 
 namespace VekApi
 {
-    // Conversion of the library's texts, which are bytes in code page 950.
+    /// <summary>Conversion of the library's texts, which are bytes in code page 950.</summary>
     public static class VekText
     {
         // On .NET Core and later, code page 950 needs the package System.Text.Encoding.CodePages and, once,
         // Encoding.RegisterProvider(CodePagesEncodingProvider.Instance); on Debian's Mono, libmono-i18n-cjk4.0-cil.
         private static readonly Encoding Big5 = Encoding.GetEncoding(950);
 
-        // Null for a null address. The text must still be valid: texts of a result are until its callback returns.
+        /// <summary>Null for a null address. The text must still be valid: texts of a result are until its callback returns.</summary>
         public static string Get(IntPtr text)
         {
             if (text == IntPtr.Zero) return null;
@@ -33,18 +33,21 @@ namespace VekApi
             return Decode(bytes);
         }
 
+        /// <summary>With a terminating NUL; null for null.</summary>
         public static byte[] Put(string text)
         {
             return text == null ? null : Encode(text + "\0");
         }
 
-        // A request buffer: five bytes reserved for the library, followed by the text. Its length is the array's.
+        /// <summary>A request buffer: five bytes reserved for the library, then the text. Its length is the array's.</summary>
         public static byte[] Request(string text)
         {
             return Encode("     " + text);
         }
 
-        // User-defined characters, unknown to Mono, are mapped to the private-use area as on Windows.
+        /// <summary>
+        /// The text of bytes. User-defined characters, unknown to Mono, are mapped to the private-use area as on Windows.
+        /// </summary>
         public static string Decode(byte[] bytes)
         {
             StringBuilder text = new StringBuilder(bytes.Length);
@@ -60,6 +63,7 @@ namespace VekApi
             return text.Append(Big5.GetString(bytes, done, bytes.Length - done)).ToString();
         }
 
+        /// <summary>The bytes of a text.</summary>
         public static byte[] Encode(string text)
         {
             List<byte> bytes = new List<byte>(2 * text.Length);

@@ -13,8 +13,10 @@ using System.Threading;
 
 namespace VekApi
 {
-    // Lives until Dispose, even without references to it. Objects may be disposed in any order, inside events, and
-    // while other threads call functions on them. Functions on a disposed object return false or 0.
+    /// <summary>
+    /// Lives until Dispose, even without references to it. Objects may be disposed in any order, inside events, and
+    /// while other threads call functions on them. Functions on a disposed object return false or 0.
+    /// </summary>
     public abstract class VekOwned : IDisposable
     {
         private const int PatienceMs = 2000;  // at the program's end, for events running on other threads
@@ -34,6 +36,7 @@ namespace VekApi
             AppDomain.CurrentDomain.UnhandledException += (sender, e) => { if (e.IsTerminating) End(); };
         }
 
+        /// <summary>With onMessageLoop, events come on this thread.</summary>
         protected VekOwned(bool onMessageLoop)
         {
             if (onMessageLoop) loop = Thread.CurrentThread;
@@ -45,15 +48,19 @@ namespace VekApi
             else Dispose();
         }
 
-        // Deletes the object, or leaves that to the last thread inside one of its functions or events; no event starts
-        // afterwards. A second call does nothing.
+        /// <summary>
+        /// Deletes the object, or leaves that to the last thread inside one of its functions or events; no event starts
+        /// afterwards. A second call does nothing.
+        /// </summary>
         public virtual void Dispose()
         {
             if (Interlocked.Exchange(ref disposed, 1) == 0) LetGo();
         }
 
-        // For callers that pass Handle to functions of Vek while other threads may dispose the object or the program
-        // may end: after Hold() has returned true, the object is not deleted before LetGo().
+        /// <summary>
+        /// For callers that pass Handle to functions of Vek while other threads may dispose the object or the program
+        /// may end: after Hold() has returned true, the object is not deleted before LetGo().
+        /// </summary>
         public bool Hold()
         {
             for (int now = Volatile.Read(ref users); now != 0;)
@@ -66,6 +73,7 @@ namespace VekApi
             return false;
         }
 
+        /// <summary>Ends what Hold began.</summary>
         public void LetGo()
         {
             if (Interlocked.Decrement(ref users) != 0) return;
@@ -73,12 +81,17 @@ namespace VekApi
             Forget();  // not earlier: until then events may run, and need this object's delegates
         }
 
+        /// <summary>Deletes the object of the library.</summary>
         protected abstract void Delete();
 
-        // Called at the program's end if the object is left to its thread: it must raise no further events.
+        /// <summary>
+        /// Called at the program's end if the object is left to its thread: it must raise no further events.
+        /// </summary>
         protected virtual void Quieten() {}
 
-        // Event arguments are borrowed from the object, which is not deleted before the event has returned.
+        /// <summary>
+        /// Event arguments are borrowed from the object, which is not deleted before the event has returned.
+        /// </summary>
         protected void Event(Action action)
         {
             if (calls == 0 && loop != Thread.CurrentThread && Visit())
@@ -89,6 +102,7 @@ namespace VekApi
             Call(() => LastEvent(action));
         }
 
+        /// <summary>The event of an object that is being deleted.</summary>
         protected void LastEvent(Action action)
         {
             Begin(() =>
@@ -99,7 +113,7 @@ namespace VekApi
             });
         }
 
-        // Returns false and does nothing if the program is ending.
+        /// <summary>Returns false and does nothing if the program is ending.</summary>
         protected bool Begin(Func<bool> action)
         {
             if (!Enter()) return false;
@@ -137,9 +151,12 @@ namespace VekApi
             }
         }
 
+        /// <summary>The object is complete; it may be disposed.</summary>
         protected void Made() { LetGo(); }
 
-        // The object is complete. If the program is ending, it or its client may already be disposed.
+        /// <summary>
+        /// The object is complete. If the program is ending, it or its client may already be disposed.
+        /// </summary>
         protected void Made(IntPtr handle)
         {
             LetGo();

@@ -12,9 +12,10 @@ namespace VekApi
     /// <summary>
     /// Set its properties, then open it. Events are raised one at a time, in the synchronization context of the thread
     /// that created the session (Windows Forms, WPF), or else on a thread of the session. An exception in an event is
-    /// written to standard error and dropped. All members may be used on any thread and in events.
+    /// written to standard error and dropped. All members may be used on any thread and in events. Cancelling the token
+    /// of a task ends the wait (OperationCanceledException), not what was begun; but see SendAsync.
     /// </summary>
-    public sealed class VekSession : VekOwned
+    public sealed partial class VekSession : VekOwned
     {
         /// <summary>
         /// Settings without a property, to be changed before the session is opened. Texts, callback, delivery and size
@@ -22,13 +23,19 @@ namespace VekApi
         /// </summary>
         public CVekSessionConfig Config;
 
+        /// <summary>First part of the user identity.</summary>
         public string User { get; set; }
+        /// <summary>Second part of the user identity.</summary>
         public string Id2 { get; set; }
+        /// <summary>The application, for the server.</summary>
         public string ApName { get; set; }
+        /// <summary>Four numbers, such as "1.0.0.0".</summary>
         public string ApVersion { get; set; }
+        /// <summary>In front of made work ids; up to 8 letters or digits.</summary>
         public string IdPrefix { get; set; }
         /// <summary>A query that is sent when nothing came for half of Config.silenceMs.</summary>
         public string Probe { get; set; }
+        /// <summary>How acknowledgements are assigned to requests.</summary>
         public VekAckRule Acks { get; set; }
 
         /// <summary>At most so many requests of code 129 within so many milliseconds.</summary>
@@ -43,11 +50,15 @@ namespace VekApi
             }
         }
 
+        /// <summary>The state changed.</summary>
         public event EventHandler<VekEvent> StateChanged;
+        /// <summary>A report of the server.</summary>
         public event EventHandler<VekEvent> Report;
         /// <summary>An answer to a request whose fate had been reported.</summary>
         public event EventHandler<VekEvent> Late;
+        /// <summary>A message that belongs to no request.</summary>
         public event EventHandler<VekEvent> Stray;
+        /// <summary>A message of the wire (SetTrace).</summary>
         public event EventHandler<VekEvent> Trace;
         /// <summary>The fate of a resync query.</summary>
         public event EventHandler<VekEvent> Resynced;
@@ -67,6 +78,7 @@ namespace VekApi
         private volatile int statesTold;
         private VekEvent lastTold;  // the last state event
 
+        /// <summary>"HOST:PORT", or ":KIND:PARAMETERS" each; tried in turn.</summary>
         public VekSession(params string[] endpoints) : base(false)
         {
             this.endpoints = new List<string>(endpoints);
@@ -94,8 +106,9 @@ namespace VekApi
 
         /// <summary>Opens the session; the task ends when it is Up. VekSessionException when it is refused, stopped or
         /// closed.</summary>
-        public Task OpenAsync(string password)
+        public Task OpenAsync(string password, CancellationToken token = default(CancellationToken))
         {
+            token.ThrowIfCancellationRequested();
             lock (pumping)
             {
                 if (!made) Make();
@@ -106,12 +119,12 @@ namespace VekApi
                 if (reason != 0) state = before;
                 Check(reason);
                 if (pump == null) StartPump();
-                return UpAsync();
+                return UpAsync(token);
             }
         }
 
         /// <summary>Ends when the session is Up. VekSessionException when it is refused, stopped or closed.</summary>
-        public Task UpAsync()
+        public Task UpAsync(CancellationToken token = default(CancellationToken))
         {
             var up = new StateWaiter(e => IsEnd(e.State) ? throw End(e) : e.State == VekState.Up);
             lock (stateWaiters)
@@ -120,7 +133,7 @@ namespace VekApi
                 if (IsEnd(state)) throw End(lastTold);
                 stateWaiters.Add(up);
             }
-            return up.Done.Task;
+            return Until(up.Done.Task, token);
         }
 
         /// <summary>For after a password change; SetPassword counts for the attempts to come.</summary>
@@ -133,39 +146,39 @@ namespace VekApi
         /// Ends the session; waits at most so long for the answers to what is out, in the state Draining. The task ends
         /// when it is Closed and all fates have been reported.
         /// </summary>
-        public Task CloseAsync(TimeSpan drain = default(TimeSpan))
+        public Task CloseAsync(TimeSpan drain = default(TimeSpan), CancellationToken token = default(CancellationToken))
         {
             if (!made || state == VekState.Closed) return Task.FromResult(true);
             var closed = new StateWaiter(e => e.State == VekState.Closed);
             lock (stateWaiters) stateWaiters.Add(closed);
             Call(() => Vek.CVekSession_Close(ref handle, Ms(drain)));
-            return closed.Done.Task;
+            return Until(closed.Done.Task, token);
         }
 
         /// <summary>
-        /// Sends a query, as soon as the rate allows. VekNotAnsweredException with its fate if it is not answered.
-        /// Cancelling the token ends the wait.
+        /// Sends a query, as soon as the rate allows, and returns its result. VekNotAnsweredException with its fate if it
+        /// is not answered.
         /// </summary>
         public async Task<VekResult> QueryAsync(string text, TimeSpan answer = default(TimeSpan),
                                                 CancellationToken token = default(CancellationToken))
         {
-            Task<VekFate> asked = Submit(Vek.cvmc_TaskResult, text, null, answer, 0, token);
-            var cancelled = new TaskCompletionSource<VekFate>();
-            using (token.Register(() => cancelled.TrySetCanceled()))
-                await Task.WhenAny(asked, cancelled.Task).ConfigureAwait(false);
             token.ThrowIfCancellationRequested();
-            VekFate fate = await asked.ConfigureAwait(false);
+            Task<VekFate> asked = Submit(Vek.cvmc_TaskResult, text, null, answer, 0, token);
+            VekFate fate = await Until(asked, token).ConfigureAwait(false);
             if (fate.Kind != VekFateKind.Answered) throw new VekNotAnsweredException(fate);
             return fate.Result;
         }
 
         /// <summary>
-        /// Sends a request of code 129 (two lines) and returns its fate. `hold`: how long it may be held (null: as
-        /// configured; zero: it is refused if it cannot be sent at once); `answer`: how long to wait for its
-        /// acknowledgement. Cancelling the token withdraws it while it is held (NeverSent, Withdrawn);
-        /// once sent it cannot be withdrawn, and the task waits for its fate.
+        /// Sends a request of code 129 and returns its fate, whatever it is. Cancelling the token withdraws the request
+        /// while it is held (NeverSent, Withdrawn); once sent it cannot be withdrawn, and the task waits for its fate.
         /// </summary>
+        /// <param name="text">Two lines.</param>
+        /// <param name="hold">How long it may be held; null: as configured; zero: it is refused if it cannot be sent at
+        /// once.</param>
+        /// <param name="answer">How long to wait for its acknowledgement; zero: as configured.</param>
         /// <param name="flags">Vek.vsg_Urgent: goes before all that wait without it.</param>
+        /// <param name="token">Withdraws it.</param>
         public Task<VekFate> SendAsync(string text, TimeSpan? hold = null, TimeSpan answer = default(TimeSpan),
                                        int flags = 0, CancellationToken token = default(CancellationToken))
         {
@@ -175,11 +188,13 @@ namespace VekApi
         /// <summary>
         /// The fate's text is the server's message for the user; it does not say whether the change succeeded.
         /// </summary>
-        public Task<VekFate> ChangePasswordAsync(string user, string before, string after)
+        public Task<VekFate> ChangePasswordAsync(string user, string before, string after,
+                                                 CancellationToken token = default(CancellationToken))
         {
-            return Enter((ref CVekReceipt receipt, ulong tag) => Vek.CVekSession_ChangePassword(
+            token.ThrowIfCancellationRequested();
+            return Until(Enter((ref CVekReceipt receipt, ulong tag) => Vek.CVekSession_ChangePassword(
                 ref handle, VekText.Put(user), VekText.Put(before), VekText.Put(after), tag, ref receipt),
-                default(CancellationToken));
+                default(CancellationToken)), token);
         }
 
         /// <summary>In the state Waiting: makes the next attempt after this delay.</summary>
@@ -199,6 +214,7 @@ namespace VekApi
             return VekText.Decode(id).TrimEnd('\0');
         }
 
+        /// <summary>Counts since the session was opened first.</summary>
         public CVekSessionStats Stats()
         {
             var stats = new CVekSessionStats { size = (uint)Marshal.SizeOf(typeof(CVekSessionStats)), fates = new ulong[8] };
@@ -220,9 +236,11 @@ namespace VekApi
             lock (pumping) running = pump;
             if (running == Thread.CurrentThread) return;  // the thread reports the remaining events, then disposes
             if (running != null) running.Join();
+            else AddToStreams(null);
             base.Dispose();
         }
 
+        /// <summary>Deletes the session.</summary>
         protected override void Delete() { Vek.CVekSession_Delete(ref handle); }
 
         // Takes events until the session is closed. Returns from the library twice a second, because Mono does not exit
@@ -236,6 +254,7 @@ namespace VekApi
                 if (came == 1) Tell(ref next);
                 else if (disposing || came < 0) break;
             }
+            AddToStreams(null);
             base.Dispose();
         }
 
@@ -249,8 +268,13 @@ namespace VekApi
         {
             var told = new VekEvent(ref handle, ref next);
             TaskCompletionSource<VekFate> waiter;
-            if (told.Kind == VekEventKind.Fate && waiting.TryRemove(next.tag, out waiter)) waiter.SetResult(told.Fate());
-            else if (HandlerOf(told.Kind) != null) Raise(told);
+            if (told.Kind == VekEventKind.Fate && waiting.TryRemove(next.tag, out waiter))
+            {
+                waiter.SetResult(told.Fate());
+                return;
+            }
+            AddToStreams(told);
+            if (HandlerOf(told.Kind) != null) Raise(told);
             if (told.Kind == VekEventKind.State) TellWaiters(told);
         }
 
@@ -260,6 +284,9 @@ namespace VekApi
             if (context == null) raise();
             else context.Post(ignored => raise(), null);
         }
+
+        // VekEventStream.cs; null: there will be no more.
+        partial void AddToStreams(VekEvent told);
 
         private EventHandler<VekEvent> HandlerOf(VekEventKind kind)
         {
@@ -391,6 +418,13 @@ namespace VekApi
             return time < TimeSpan.Zero ? uint.MaxValue : (uint)Math.Min(Math.Ceiling(time.TotalMilliseconds), int.MaxValue);
         }
 
+        private static async Task<T> Until<T>(Task<T> task, CancellationToken token)
+        {
+            var cancelled = new TaskCompletionSource<T>(TaskCreationOptions.RunContinuationsAsynchronously);
+            using (token.Register(() => cancelled.TrySetCanceled()))
+                return await (await Task.WhenAny(task, cancelled.Task).ConfigureAwait(false)).ConfigureAwait(false);
+        }
+
         // A task completed by a state event.
         private sealed class StateWaiter
         {
@@ -402,8 +436,13 @@ namespace VekApi
 
             public bool Take(VekEvent told)
             {
-                try { return ends(told) && Done.TrySetResult(true); }
-                catch (VekSessionException e) { return Done.TrySetException(e); }
+                try
+                {
+                    if (!ends(told)) return false;
+                    Done.TrySetResult(true);
+                }
+                catch (VekSessionException e) { Done.TrySetException(e); }
+                return true;
             }
         }
     }

@@ -1,12 +1,18 @@
 // Events, fates and results of sessions: plain values that stay valid.
 using System;
-using System.Collections.Generic;
 using System.Runtime.InteropServices;
 using System.Text;
 
 namespace VekApi
 {
-    public enum VekLanguage { English, TraditionalChinese }
+    /// <summary>Language of the library's words.</summary>
+    public enum VekLanguage
+    {
+        /// <summary>English.</summary>
+        English,
+        /// <summary>Traditional Chinese.</summary>
+        TraditionalChinese,
+    }
 
     /// <summary>How acknowledgements are assigned to requests.</summary>
     public enum VekAckRule
@@ -20,9 +26,13 @@ namespace VekApi
     /// <summary>The fate of a request.</summary>
     public sealed class VekFate
     {
+        /// <summary>What became of it.</summary>
         public VekFateKind Kind { get; internal set; }
+        /// <summary>Why; None if there is no reason to give.</summary>
         public VekReason Reason { get; internal set; }
+        /// <summary>Number of the request in its session, from 1; 0: refused.</summary>
         public ulong Ticket { get; internal set; }
+        /// <summary>Its work id.</summary>
         public string WorkId { get; internal set; }
         /// <summary>The server's text: the acknowledgement line.</summary>
         public string Text { get; internal set; }
@@ -41,16 +51,19 @@ namespace VekApi
         /// <summary>Its answer has arrived.</summary>
         public bool IsAnswered { get { return Kind == VekFateKind.Answered || Kind == VekFateKind.Acknowledged; } }
 
+        /// <summary>Kind in words.</summary>
         public string FateText(VekLanguage language = VekLanguage.English)
         {
             return VekWords.Of(Vek.vst_Fate, (int)Kind, language);
         }
 
+        /// <summary>Reason in words.</summary>
         public string ReasonText(VekLanguage language = VekLanguage.English)
         {
             return VekWords.Of(Vek.vst_Reason, (int)Reason, language);
         }
 
+        /// <summary>Work id, fate and reason.</summary>
         public override string ToString()
         {
             return WorkId + ": " + Kind + (Reason == VekReason.None ? "" : ", " + ReasonText());
@@ -83,12 +96,17 @@ namespace VekApi
             line = VekWords.Describe(ref from);
         }
 
+        /// <summary>What it is about.</summary>
         public VekEventKind Kind { get; private set; }
         /// <summary>Of the session, as of this event.</summary>
         public VekState State { get; private set; }
+        /// <summary>Why a link ended, why a fate is not the wished one.</summary>
         public VekReason Reason { get; private set; }
+        /// <summary>Code of the message; 2: a password change.</summary>
         public int Code { get; private set; }
+        /// <summary>Number of its link, from 1; 0: before the first.</summary>
         public uint Link { get; private set; }
+        /// <summary>Number of the endpoint, from 0.</summary>
         public uint Endpoint { get; private set; }
         /// <summary>In the state Waiting: until the next attempt; negative: until RetryIn.</summary>
         public TimeSpan Wait { get; private set; }
@@ -96,11 +114,17 @@ namespace VekApi
         public uint NeverSent { get; private set; }
         /// <summary>and how many the server may have received.</summary>
         public uint Unknown { get; private set; }
+        /// <summary>Of the request; 0: of none.</summary>
         public ulong Ticket { get; private set; }
+        /// <summary>When it happened, not when it is delivered.</summary>
         public DateTime WhenUtc { get; private set; }
+        /// <summary>Of the request or the answer.</summary>
         public string WorkId { get; private set; }
+        /// <summary>The server's text.</summary>
         public string Text { get; private set; }
+        /// <summary>The system's message, or the server's reason.</summary>
         public string Detail { get; private set; }
+        /// <summary>The answer to a query, and the sign-on result; null when there is none.</summary>
         public VekResult Result { get; private set; }
 
         /// <summary>Of Fate events; of late answers, the fate reported before.</summary>
@@ -108,6 +132,7 @@ namespace VekApi
 
         /// <summary>One line for a log.</summary>
         public string Describe() { return line; }
+        /// <summary>As Describe.</summary>
         public override string ToString() { return line; }
 
         internal VekFate Fate()
@@ -117,55 +142,10 @@ namespace VekApi
         }
     }
 
-    /// <summary>A copy of a task result. Functions of Vek may use Handle while the object is referenced.</summary>
-    public sealed class VekResult
-    {
-        public CVekTaskResult Handle;
-
-        private VekResult(CVekTaskResult handle) { Handle = handle; }
-        ~VekResult() { Vek.CVekTaskResult_Free(ref Handle); }
-
-        internal static VekResult Of(ref CVekSession session, ref CVekEvent from)
-        {
-            CVekTaskResult kept = Vek.CVekSession_KeepResult(ref session, ref from);
-            return kept.Object == IntPtr.Zero ? null : new VekResult(kept);
-        }
-
-        /// <summary>The records of a table, by the names of its columns; null when there is no such table.</summary>
-        public IList<IDictionary<string, string>> Table(string name)
-        {
-            CVekTable table = Vek.CVekTaskResult_NameTable(ref Handle, VekText.Put(name));
-            if (table.Object == IntPtr.Zero) return null;
-            string[] columns = Columns(ref table);
-            var rows = new List<IDictionary<string, string>>();
-            for (int row = 0; row < Vek.CVekTable_RecordsCount(ref table); ++row)
-            {
-                var record = new Dictionary<string, string>();
-                for (int column = 0; column < columns.Length; ++column)
-                    record[columns[column]] = VekText.Get(Vek.CVekTable_RecordIndexField(ref table, row, column));
-                rows.Add(record);
-            }
-            GC.KeepAlive(this);
-            return rows;
-        }
-
-        private static string[] Columns(ref CVekTable table)
-        {
-            CVekFields fields = Vek.CVekTable_Fields(ref table);
-            string[] names = new string[Vek.CVekFields_Count(ref fields)];
-            for (int i = 0; i < names.Length; ++i)
-            {
-                CVekField field = Vek.CVekFields_IndexField(ref fields, i);
-                CVekProperties properties = Vek.CVekField_Properties(ref field);
-                names[i] = VekText.Get(Vek.CVekProperties_Name(ref properties));
-            }
-            return names;
-        }
-    }
-
     /// <summary>The session cannot be created or opened, or the server rejects the user.</summary>
     public class VekSessionException : Exception
     {
+        /// <summary>With the library's words.</summary>
         public VekSessionException(VekReason reason, string detail = "")
             : base(VekWords.Of(Vek.vst_Reason, (int)reason, VekLanguage.English) +
                    (string.IsNullOrEmpty(detail) ? "" : ": " + detail))
@@ -173,13 +153,16 @@ namespace VekApi
             Reason = reason;
         }
 
+        /// <summary>Why.</summary>
         public VekReason Reason { get; private set; }
     }
 
     /// <summary>A query was not answered.</summary>
     public sealed class VekNotAnsweredException : Exception
     {
+        /// <summary>For a fate.</summary>
         public VekNotAnsweredException(VekFate fate) : base(fate.ToString()) { Fate = fate; }
+        /// <summary>What became of the query.</summary>
         public VekFate Fate { get; private set; }
     }
 

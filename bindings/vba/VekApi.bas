@@ -493,8 +493,8 @@ Public Declare PtrSafe Function CVekTable_RecordField_B Lib "vekapi.dll" (ByRef 
 
 ' Describes in `block` the records from `row` on that can be handed out together, and returns their number:
 ' those that follow each other in the server's text and have the same number of values. A table of complete
-' records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with the
-' block zeroed, if there is no such record. All of a table:
+' records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
+' the block zeroed, if there is no such record. All of a table:
 '
 '   for (row = 0; (count = CVekTable_RecordBlock(&table, row, &block)) > 0; row += count) ...
 Public Declare PtrSafe Function CVekTable_RecordBlock Lib "vekapi.dll" (ByRef table As CVekTable, _

@@ -27,7 +27,7 @@ internal static class Trader
             session.StateChanged += (sender, e) => Console.WriteLine(e.Describe());
             await session.OpenAsync("secret");
             VekResult products = await session.QueryAsync("products", TimeSpan.FromSeconds(3));
-            Console.WriteLine("products: {0}", string.Join(", ", products.Table("products").Select(p => p["Prod"])));
+            Console.WriteLine("products: {0}", string.Join(", ", products["products"].Select(p => p["Prod"])));
             for (int left = 30; left > 0;)
             {
                 await session.UpAsync();

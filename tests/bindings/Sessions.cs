@@ -2,6 +2,7 @@
 //
 //     mono sessions.exe HOST:PORT
 using System;
+using System.Collections.Generic;
 using System.Threading;
 using System.Threading.Tasks;
 using VekApi;
@@ -43,6 +44,7 @@ internal static class Sessions
         }
         catch (VekSessionException e) { Expect(e.Reason == VekReason.SignOnRefused, e.Message); }
         await session.OpenAsync("secret");
+        Read(await session.QueryAsync("products"));
         VekFate first = await session.SendAsync(Order);
         Expect(first.Kind == VekFateKind.Acknowledged && first.Text.StartsWith(first.WorkId), first.ToString());
         VekFate fast = await session.SendAsync(Order, TimeSpan.Zero);
@@ -55,6 +57,27 @@ internal static class Sessions
         session.Dispose();
         Expect((await session.SendAsync(Order)).Kind == VekFateKind.Refused, "disposed, and taken");
         await CloseInsideEvent(server);
+    }
+
+    private static void Read(VekResult result)
+    {
+        VekTable products = result["products"];
+        VekRecord last = products[products.Count - 1];
+        Expect(last["Prod"] == "GDF" && last[last.Count - 1] == last["Margin"] && products.Market == 2, "values");
+        Expect(products.Columns[1].DisplayText == "商品名稱" && products.Attributes["mkt"] == "2", "attributes");
+        Expect(result.Table("orders") == null && !last.ContainsKey("price"), "not there");
+        Throws<KeyNotFoundException>(() => last["price"].ToString());
+        Throws<ArgumentOutOfRangeException>(() => products[products.Count].ToString());
+        Throws<ArgumentOutOfRangeException>(() => last[last.Count].ToString());
+        result.Dispose();
+        Throws<ObjectDisposedException>(() => last["Prod"].ToString());
+    }
+
+    private static void Throws<T>(Action action) where T : Exception
+    {
+        try { action(); }
+        catch (T) { return; }
+        throw new Exception("no " + typeof(T));
     }
 
     // What is held can be taken back, what is answered cannot be.
@@ -72,6 +95,14 @@ internal static class Sessions
             }
             catch (OperationCanceledException) {}
         }
+        using (var cancel = new CancellationTokenSource())
+        using (var nowhere = new VekSession("127.0.0.1:1"))
+        {
+            Task opening = nowhere.OpenAsync("secret", cancel.Token);
+            cancel.Cancel();
+            await Task.WhenAny(opening);
+            Expect(opening.IsCanceled, "an end to the wait");
+        }
     }
 
     private static async Task CloseInsideEvent(string server)
@@ -82,8 +113,11 @@ internal static class Sessions
             session.Report += (sender, e) => session.Dispose();
             session.StateChanged += (sender, e) => { if (e.State == VekState.Closed) closed.TrySetResult(true); };
             await session.OpenAsync("secret");
+            IAsyncEnumerator<VekEvent> events = session.Events().GetAsyncEnumerator();
             Task<VekFate> order = session.SendAsync(Order), held = session.SendAsync(Order);
             await closed.Task;
+            Expect(await events.MoveNextAsync() && events.Current.Kind == VekEventKind.Report, "the stream's first");
+            while (await events.MoveNextAsync()) continue;
             Expect((await order).IsAnswered && (await held).SafeToRepeat, "every fate is told");
         }
     }

@@ -42,9 +42,11 @@ def parameters(declared, spelling):
     return ", ".join(parameter(part, spelling) for part in declared.parts)
 
 
-def summary(lines, indent):
-    if not lines:
+def summary(lines, indent, name=""):
+    """Everything public has one; what the header leaves to its name refers to the header."""
+    if not lines and not name:
         return ""
+    lines = lines or [f"{name}, as in the C interface."]
     if len(lines) == 1:
         return f"{indent}/// <summary>{escape(lines[0])}</summary>\n"
     inner = "".join(f"{indent}/// {escape(line)}".rstrip() + "\n" for line in lines)
@@ -56,7 +58,13 @@ def returns_bool(declared, indent):
 
 
 def handle(name):
-    return f"    public struct {name} {{ public IntPtr Object; }}\n"
+    return f"""    /// <summary>A handle, as in the C interface.</summary>
+    public struct {name}
+    {{
+        /// <summary>The object's address; zero: none.</summary>
+        public IntPtr Object;
+    }}
+"""
 
 
 def callback(declared):
@@ -68,29 +76,29 @@ def callback(declared):
 def member(named):
     array = named.type.kind in ("chars", "ulongs")
     mark = f"[MarshalAs(UnmanagedType.ByValArray, SizeConst = {named.type.name})] " if array else ""
-    return f"{summary(named.comment, ' ' * 8)}        {mark}public {spell(named.type, MEMBERS)} {name_of(named)};\n"
+    return f"{summary(named.comment, ' ' * 8, named.type.name if named.type.kind == 'callback' else named.name)}        {mark}public {spell(named.type, MEMBERS)} {name_of(named)};\n"
 
 
 def struct(declared):
     entries = "".join(map(member, declared.parts))
-    lead = f"\n{summary(declared.comment, '    ')}    [StructLayout(LayoutKind.Sequential)]\n"
+    lead = f"\n{summary(declared.comment, '    ', declared.name)}    [StructLayout(LayoutKind.Sequential)]\n"
     return f"{lead}    public struct {declared.name}\n    {{\n{entries}    }}\n"
 
 
 def enumeration(group):
     """Always has a member 0, the default value."""
-    none = "" if any(named.type == 0 for named in group.parts) else "        None = 0,\n"
-    members = "".join(f"{summary(named.comment, ' ' * 8)}        {named.name.split('_')[1]} = {named.type},\n"
+    none = "" if any(named.type == 0 for named in group.parts) else summary(["None."], " " * 8) + "        None = 0,\n"
+    members = "".join(f"{summary(named.comment, ' ' * 8, named.name)}        {named.name.split('_')[1]} = {named.type},\n"
                       for named in group.parts)
     return f"\n{summary(group.comment, '    ')}    public enum Vek{group.name}\n    {{\n{none}{members}    }}\n"
 
 
 def constant(named):
-    return f"{summary(named.comment, ' ' * 8)}        public const int {named.name} = {named.type};\n"
+    return f"{summary(named.comment, ' ' * 8, named.name)}        public const int {named.name} = {named.type};\n"
 
 
 def one_form(declared, spelling):
-    lead = f"\n{summary(declared.comment, ' ' * 8)}{returns_bool(declared, ' ' * 8)}        [DllImport(Library)]\n"
+    lead = f"\n{summary(declared.comment, ' ' * 8, declared.name)}{returns_bool(declared, ' ' * 8)}        [DllImport(Library)]\n"
     result = spell(declared.result, RESULTS)
     return f"{lead}        public static extern {result} {declared.name}({parameters(declared, spelling)});\n"
 
@@ -109,7 +117,7 @@ def declarations(header, made):
         *map(callback, header.callbacks),
         *map(struct, header.tables + header.records),
         *(enumeration(group) for group in header.constants if group.name),
-        '\n    public static partial class Vek\n    {\n        private const string Library = "vekapi";\n',
+        '\n    /// <summary>The functions and constants of the C interface.</summary>\n    public static partial class Vek\n    {\n        private const string Library = "vekapi";\n',
         *("\n" + "".join(map(constant, group)) for group in groups),
         *map(function, header.functions),
         "    }\n}\n",

@@ -201,10 +201,10 @@ CVekOnFlowCtrlFree = CFUNCTYPE(None, POINTER(CVekFlowCtrl), c_void_p)
 CVekOnFlowCtrlSenderSent = CFUNCTYPE(None, POINTER(CVekFlowCtrlSender), c_void_p, c_uint, c_uint)
 
 
-# Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c` of
-# the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`. The
-# bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after record.
-# They belong to the table and are valid as long as its texts are.
+# Consecutive records of a table as they lie in the library's memory, for readers of many values. Value `c`
+# of the block's record `r` begins at text + starts[r * stride + c] and ends with NUL, for c below `values`.
+# The bytes from text + starts[0] up to text + textEnd are these values and their NULs alone, record after
+# record. They belong to the table and are valid as long as its texts are.
 class CVekRecordBlock(Structure):
     _fields_ = [
         # null if the records have no values
@@ -570,8 +570,8 @@ PROTOTYPES = {
     "CVekTable_RecordField_B": (c_void_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
     # Describes in `block` the records from `row` on that can be handed out together, and returns their number:
     # those that follow each other in the server's text and have the same number of values. A table of complete
-    # records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with the
-    # block zeroed, if there is no such record. All of a table:
+    # records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
+    # the block zeroed, if there is no such record. All of a table:
     #
     #   for (row = 0; (count = CVekTable_RecordBlock(&table, row, &block)) > 0; row += count) ...
     "CVekTable_RecordBlock": (c_int, [POINTER(CVekTable), c_int, POINTER(CVekRecordBlock)]),
