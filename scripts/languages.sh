@@ -68,7 +68,9 @@ bindings_follow_header() {
   { /usr/bin/python3 tools/gen_bindings/make_bindings.py --check --header "$changed" || true; } | grep ', 3 of 4 files differ'
 }
 
-vba_modules() { python3 tests/bindings/vba.py bindings/vba/VekText.bas examples/vba/VekSession.bas; }
+vba_modules() {
+  python3 tests/bindings/vba.py bindings/vba/VekText.bas bindings/vba/VekSessions.bas examples/vba/VekSession.bas examples/vba/VekOrders.bas
+}
 
 # python_session PROGRAM
 python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }

@@ -6,6 +6,7 @@ Option Explicit
 ' VBA converts their texts to the system's code page.
 
 Private Const Big5 As Long = 950
+Private Const Utf8 As Long = 65001
 
 Private Declare PtrSafe Function MultiByteToWideChar Lib "kernel32" (ByVal page As Long, ByVal flags As Long, _
     ByVal bytes As LongPtr, ByVal count As Long, ByVal text As LongPtr, ByVal size As Long) As Long
@@ -18,13 +19,25 @@ Private Declare PtrSafe Sub CopyMemory Lib "kernel32" Alias "RtlMoveMemory" (ByR
 
 ' The text at an address; "" for a null address.
 Public Function VekGet(ByVal address As LongPtr) As String
-    Dim length As Long, size As Long
-    If address = 0 Then Exit Function
-    length = lstrlenA(address)
+    If address <> 0 Then VekGet = VekGetBytes(address, lstrlenA(address))
+End Function
+
+' So many bytes at an address, which may have NULs inside.
+Public Function VekGetBytes(ByVal address As LongPtr, ByVal length As Long) As String
+    VekGetBytes = Converted(Big5, address, length)
+End Function
+
+' The library's own words are UTF-8: those of CVekApi_Text and CVekApi_Describe.
+Public Function VekGetWords(ByVal address As LongPtr) As String
+    If address <> 0 Then VekGetWords = Converted(Utf8, address, lstrlenA(address))
+End Function
+
+Private Function Converted(ByVal page As Long, ByVal address As LongPtr, ByVal length As Long) As String
+    Dim size As Long
     If length = 0 Then Exit Function
-    size = MultiByteToWideChar(Big5, 0, address, length, 0, 0)
-    VekGet = String$(size, vbNullChar)
-    MultiByteToWideChar Big5, 0, address, length, StrPtr(VekGet), size
+    size = MultiByteToWideChar(page, 0, address, length, 0, 0)
+    Converted = String$(size, vbNullChar)
+    MultiByteToWideChar page, 0, address, length, StrPtr(Converted), size
 End Function
 
 ' The bytes of a text after `free` reserved bytes, with a terminating NUL. VarPtr(bytes(0)) is their address.
@@ -53,7 +66,7 @@ Public Function VekConnect(ByRef client As CVekClient, ByVal setting As String, 
     p = VekPut(password)
     VekConnect = CVekClient_Connect_P(client, VarPtr(a(0)), VarPtr(b(0)), VarPtr(c(0)), VarPtr(d(0)), _
         VarPtr(e(0)), VarPtr(p(0))) <> 0
-    Wipe p
+    VekWipe p
 End Function
 
 Public Function VekChgPass(ByRef client As CVekClient, ByVal user As String, ByVal oldPassword As String, _
@@ -61,8 +74,8 @@ Public Function VekChgPass(ByRef client As CVekClient, ByVal user As String, ByV
     Dim u() As Byte, o() As Byte, n() As Byte
     u = VekPut(user): o = VekPut(oldPassword): n = VekPut(newPassword)
     VekChgPass = CVekClient_ChgPass_P(client, VarPtr(u(0)), VarPtr(o(0)), VarPtr(n(0))) <> 0
-    Wipe o
-    Wipe n
+    VekWipe o
+    VekWipe n
 End Function
 
 ' Sends a request. For cvmc_TaskResult, a query, False also if the query rate is used up.
@@ -79,7 +92,8 @@ Public Function VekSendPaced(ByRef sender As CVekFlowCtrlSender, ByVal text As S
     VekSendPaced = CVekFlowCtrlSender_SendVekRequest(sender, buffer(0), UBound(buffer)) <> 0
 End Function
 
-Private Sub Wipe(ByRef bytes() As Byte)
+' For passwords.
+Public Sub VekWipe(ByRef bytes() As Byte)
     Dim i As Long
     For i = LBound(bytes) To UBound(bytes)
         bytes(i) = 0

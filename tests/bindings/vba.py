@@ -73,12 +73,21 @@ def balanced(lines, where):
         complaints.append(f"{where}: {stack} does not end")
 
 
-def check(path, declared, callbacks, entries):
+def members(code, types, path):
+    """Members of variables of the declared types."""
+    kinds = dict(re.findall(r"\b(\w+) As (CVek\w+)", "\n".join(code)))
+    for name, member in re.findall(r"\b(\w+)\.(\w+)", "\n".join(code)):
+        if name in kinds and member not in types[kinds[name]]:
+            complaints.append(f"{path}: {kinds[name]} has no {member}")
+
+
+def check(path, declared, callbacks, entries, types):
     raw = path.read_bytes()
     if raw.count(b"\n") != raw.count(b"\r\n") or not raw.isascii():
         complaints.append(f"{path}: lines must end in CR LF, characters be ASCII")
     code = [line for line in statements(raw.decode().replace("\r", ""), path) if not line.startswith("'")]
     balanced(code, path)
+    members(code, types, path)
     own = procedures(code)
     for line in code:
         if "Sub " in line or "Function " in line or line.startswith(("Attribute", "Dim ", "Private ")):
@@ -99,6 +108,8 @@ def main():
     text = DECLARATIONS.read_text().replace("\r", "")
     lines = list(statements(re.sub(r" _\n'\s*", " ", text), DECLARATIONS))
     declared, callbacks = procedures(lines), procedures(lines, comments=True)
+    types = {name: re.findall(r"^ +(\w+)", body, re.M) for name, body in
+             re.findall(r"Public Type (\w+)\n(.*?)End Type", text, re.DOTALL)}
     include = DECLARATIONS.parents[2] / "include/vekapi"
     header = "".join((include / name).read_text() for name in ("VekApiC.h", "VekSessionC.h"))
     entries = {entry: kind for kind, entry in re.findall(r"(CVekOn\w+) (\w+);", header)}
@@ -106,7 +117,7 @@ def main():
     for path in paths:
         declared.update({name: arguments for name, arguments in procedures(statements(path.read_text(), path)).items()})
     for path in paths:
-        check(path, declared, callbacks, entries)
+        check(path, declared, callbacks, entries, types)
     print(*complaints or [f"{len(declared)} procedures, {len(callbacks)} callbacks"], sep="\n")
     return bool(complaints) or len(callbacks) != len(entries)
 
