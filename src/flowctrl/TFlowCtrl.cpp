@@ -3,7 +3,6 @@
 #include <algorithm>
 
 namespace Dova {
-namespace {}  // namespace
 
 TFlowCtrl::TFlowCtrl(bool ownMutex) noexcept : clock_(TTimerQueue::Current()), ownMutex_(ownMutex) {}
 
@@ -30,7 +29,7 @@ void TFlowCtrl::Forget() noexcept {
 
 void TFlowCtrl::Configure(int count, int ms) noexcept {
   const bool configured = count >= 1 && ms >= 1;
-  if (configured) cooling_.Reserve(count, ms * kNsPerMs);
+  if (configured) cooling_.Reserve(count, std::chrono::milliseconds(ms));
   count_.store(configured ? count : 0, std::memory_order_release);
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/os/Clock.h"
 #include "platform/os/Error.h"
 
 namespace Dova::Os {
