@@ -191,7 +191,7 @@ namespace VekApi
         public IntPtr text;
         /// <summary>positions in `text`</summary>
         public IntPtr starts;
-        /// <summary>textEnd, as in the C interface.</summary>
+        /// <summary>where the values end in `text`</summary>
         public uint textEnd;
         /// <summary>of each record; those from `values` on are ""</summary>
         public int columns;
@@ -1628,18 +1628,12 @@ namespace VekApi
         /// <summary>
         /// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
         /// vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-        /// when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-        /// the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+        /// when the event puts none, or there is no memory; writes them only when `room` is enough.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekApi_RecordOf(ref CVekEvent @event, byte[] @out, uint room);
 
-        /// <summary>
-        /// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
-        /// vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-        /// when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-        /// the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
-        /// </summary>
+        /// <summary>The bytes with which a recording begins, returned and written in the same way.</summary>
         [DllImport(Library)]
         public static extern uint CVekApi_RecordHeader(byte[] @out, uint room);
 

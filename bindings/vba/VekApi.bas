@@ -939,15 +939,11 @@ Public Declare PtrSafe Function CVekClient_SetTrace Lib "vekapi.dll" (ByRef clie
 
 ' The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
 ' vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-' when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-' the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+' when the event puts none, or there is no memory; writes them only when `room` is enough.
 Public Declare PtrSafe Function CVekApi_RecordOf Lib "vekapi.dll" (ByRef event_ As CVekEvent, _
     ByRef out As Byte, ByVal room As Long) As Long
 
-' The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
-' vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-' when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-' the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+' The bytes with which a recording begins, returned and written in the same way.
 Public Declare PtrSafe Function CVekApi_RecordHeader Lib "vekapi.dll" (ByRef out As Byte, _
     ByVal room As Long) As Long
 

@@ -14,14 +14,17 @@ import re
 import sys
 
 COMMENT = re.compile(r"^( {0,2})//(?: (.*))?$")
+INSIDE = re.compile(r"^( {0,4})//(?: (.*))?$")  # a class in a class
+NESTED, NESTED_END = re.compile(r"^  (class|struct) .*\{$"), "  };"
 BEHIND = re.compile(r"^(\s*[^\s/#}].*?)( *)// (.*)$")
 RULE = re.compile(r"^-{20,}$")
 SPECIAL = re.compile(r"^ +(~\w+\(\)|(\w+)\((const )?\2&&?( \w+)?\)|\w+& operator=\().*;$")
-NAME = re.compile(r"([\w~]+)\(")
+NAME = re.compile(r"(operator\S+?|[\w~]+)\(")
 LEAD = re.compile(r"^([A-Z][\w-]*(?: [a-z]+)?[.:])(?= )")
 DECLARATION = re.compile(r"^ {0,2}(?!friend|using namespace|public|private|protected|namespace)[A-Za-z_~]")
 SCOPE = re.compile(r"^(\S| *(struct|class|enum)\b).*\{$")
 PRIVATE = re.compile(r"^( *) private:\n.*?(?=^\1 (?:public|protected):|^\1};)", re.DOTALL | re.MULTILINE)
+STANDARD = re.compile(r"^namespace std::.*?^\}[^\n]*\n", re.DOTALL | re.MULTILINE)
 TITLE = re.compile(r"(.*?)(?:[.:]|$)\s*(.*)", re.DOTALL)
 END = re.compile(r"^(#endif  //|#ifdef __cplusplus|}  // namespace)")
 
@@ -90,21 +93,22 @@ def without_private(text):
     def keep(part):
         return part[0] if re.search(r"^ *virtual ", part[0], re.MULTILINE) else ""
 
-    return PRIVATE.sub(keep, text)
+    return PRIVATE.sub(keep, STANDARD.sub("", text))
 
 
 def marked(name, lines):
-    marker, at, commented = Marker(name), 0, False
+    marker, at, commented, pattern = Marker(name), 0, False, COMMENT
     while at < len(lines):
-        comment = COMMENT.match(lines[at])
+        pattern = INSIDE if NESTED.match(lines[at]) else COMMENT if lines[at] == NESTED_END else pattern
+        comment = pattern.match(lines[at])
         if marker.goes_on(lines[at]):
             marker.go_on(lines[at])
             at += 1
         elif comment:
             end = at
-            while end < len(lines) and (more := COMMENT.match(lines[end])) and more[1] == comment[1]:
+            while end < len(lines) and (more := pattern.match(lines[end])) and more[1] == comment[1]:
                 end += 1
-            texts = [COMMENT.match(line)[2] or "" for line in lines[at:end]]
+            texts = [pattern.match(line)[2] or "" for line in lines[at:end]]
             marker.block(comment[1], texts, end < len(lines) and lines[end] != "")
             at, commented = end, True
         else:

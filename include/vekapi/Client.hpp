@@ -21,16 +21,27 @@ namespace VekApi {
 // function returns. An exception is dropped.
 struct VekClientEvents {
   std::function<void(int state, std::string_view reason)> onConnect;  // cvcs_...
+  // Signed on: SignOnResult() has the accounts, and requests may be sent.
   std::function<void()> onReady;
+  // The result of a query.
   std::function<void(VekResultView)> onResult;
+  // An acknowledgement, code 129 or 131; for VekSender::Acknowledge.
   std::function<void(int code, std::string_view text)> onAck;
+  // A report.
   std::function<void(std::string_view text)> onReport;
+  // The answer to a password change, for display.
   std::function<void(std::string_view user, std::string_view answer)> onPassword;
+  // A message with an unknown code, header included.
   std::function<void(int code, std::string_view packet)> onUnknown;
 };
 
+// Who signs on. `id1` and `id2` are joined by "/" into the user identity.
 struct VekSignOn {
-  std::string apName = "VekClient", apVersion = "1.0.0.0", id1{}, id2{}, password{};
+  std::string apName = "VekClient";   // the application, for the server
+  std::string apVersion = "1.0.0.0";  // four numbers
+  std::string id1{};                  // the user
+  std::string id2{};                  // may be empty
+  std::string password{};             // up to 255 bytes
 };
 
 // Its functions may be called on any thread and inside every event, the destructor too; connecting,
@@ -54,6 +65,7 @@ class VekFlatClient {
     return CVekClient_Connect(&client_, setting.c_str(), who.apName.c_str(), who.apVersion.c_str(),
                               who.id1.c_str(), who.id2.c_str(), who.password.c_str());
   }
+  // As CVekClient_Disconnect.
   void Disconnect() { CVekClient_Disconnect(&client_); }
   int State() const { return CVekClient_State(&client_); }  // cvcs_...
   // For onReady: valid until it returns.
@@ -69,9 +81,11 @@ class VekFlatClient {
     std::string buffer = Detail::RequestBuffer(text);
     return CVekClient_SendVekQueryRequest(&client_, buffer.data(), static_cast<unsigned>(buffer.size()));
   }
+  // As CVekClient_ChgPass.
   bool ChangePassword(const std::string& user, const std::string& before, const std::string& after) {
     return CVekClient_ChgPass(&client_, user.c_str(), before.c_str(), after.c_str());
   }
+  // For the flat functions.
   CVekClient* Handle() { return &client_; }
 
  private:

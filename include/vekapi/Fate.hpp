@@ -14,6 +14,7 @@ namespace VekApi {
 // Failure of a function of VekSession.
 class VekError : public std::runtime_error {
  public:
+  // The text is that of CVekApi_Text.
   explicit VekError(std::int32_t reason)
       : std::runtime_error(CVekApi_Text(vst_Reason, reason, 0)), reason_(reason) {}
   std::int32_t Reason() const { return reason_; }  // vsr_...
@@ -34,18 +35,19 @@ struct VekFate {
   std::int32_t reason = 0;       // vsr_..., 0: none
   std::int32_t waitMs = 0;       // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: unknown
   std::uint32_t link = 0;        // the link that it was for
-  std::uint64_t ticket = 0;
-  std::string workId;
-  std::string text;    // the server's bytes: result, acknowledgement
-  std::string detail;  // the system's words, or the server's reason
-  VekResult result;    // vsf_Answered: parsed; else empty
+  std::uint64_t ticket = 0;      // 0: refused
+  std::string workId;            // given or made
+  std::string text;              // the server's bytes: result, acknowledgement
+  std::string detail;            // the system's words, or the server's reason
+  VekResult result;              // vsf_Answered: parsed; else empty
 
   // The server never received it.
   bool SafeToRepeat() const { return fate == vsf_Refused || fate == vsf_NeverSent; }
   // Its answer has arrived.
   bool IsAnswered() const { return fate == vsf_Answered || fate == vsf_Acknowledged; }
-  // Texts; `language` is 0 for English, 1 for Traditional Chinese.
+  // The fate in words; `language` is 0 for English, 1 for Traditional Chinese.
   const char* FateText(int language = 0) const { return CVekApi_Text(vst_Fate, fate, language); }
+  // The reason in words, likewise.
   const char* ReasonText(int language = 0) const { return CVekApi_Text(vst_Reason, reason, language); }
 };
 

@@ -27,6 +27,7 @@ enum class VekDelivery { Threads, Loop };
 // Limits requests of code 129 to a count per interval. Any thread may use it.
 class VekGate {
  public:
+  // All times.
   using Ms = std::chrono::milliseconds;
 
   // `onFree` is called when a request may be sent, after CallWhenFree or an acknowledgement that found the
@@ -54,7 +55,9 @@ class VekGate {
   void SetRate(int count, Ms within) {
     CVekFlowCtrl_SetFlowCtrl(&gate_, count, static_cast<int>(within.count()));
   }
+  // True if a rate is set.
   bool HasRate() const { return CVekFlowCtrl_IsFlowCfg(&gate_); }
+  // So many requests were acknowledged.
   void Acknowledged(unsigned requests) { CVekFlowCtrl_SetAckTime(&gate_, requests); }
   // 0: one request may go now, and counts as sent. Else not now: try again after so many ms; -1: not before
   // an acknowledgement.
@@ -62,20 +65,25 @@ class VekGate {
     const int answer = CVekFlowCtrl_CheckFlowCtrl(&gate_);
     return answer < 0 ? -1 : answer;
   }
+  // True if one request may go now; it counts as sent.
   bool Take() { return Check() == 0; }
+  // Has `onFree` called when a request may be sent: at once or later.
   void CallWhenFree() { CVekFlowCtrl_StartCheckTimer(&gate_); }
 
   // co_await: true when one request may go; it counts as sent. False when the gate is deleted. In the order
   // of waiting.
   class Turn {
    public:
+    // `gate` must live until the coroutine goes on.
     explicit Turn(VekGate& gate) : gate_(gate) {}
+    // A turn is not taken before the coroutine waits.
     bool await_ready() const noexcept { return false; }
     // Once waiting, *this must not be used: the coroutine may have ended.
     bool await_suspend(std::coroutine_handle<> waiting) {
       waiting_ = waiting;
       return gate_.Wait(*this);
     }
+    // Whether the request may go.
     bool await_resume() const noexcept { return granted_; }
 
    private:
@@ -84,8 +92,10 @@ class VekGate {
     std::coroutine_handle<> waiting_;
     bool granted_ = false;
   };
+  // To be awaited.
   Turn NextTurn() { return Turn(*this); }
 
+  // For the flat functions.
   CVekFlowCtrl* Handle() { return &gate_; }
 
  private:
@@ -153,9 +163,12 @@ class VekGate {
 // may outlive its client.
 class VekSender {
  public:
+  // All times.
   using Ms = std::chrono::milliseconds;
+  // Receives how many requests were sent and refused.
   using OnSent = std::function<void(unsigned sent, unsigned refused)>;
 
+  // `client` need not be connected. Throws std::bad_alloc.
   explicit VekSender(CVekClient* client) : sender_(CVekFlowCtrlSender_Create(client)) { Created(); }
   // `onSent` is called on this thread, in its message loop: how many held requests the link took since the
   // last call, and how many requests it refused.
@@ -170,6 +183,7 @@ class VekSender {
   VekSender(const VekSender&) = delete;
   VekSender& operator=(const VekSender&) = delete;
 
+  // `count` requests within any `within`; either below 1: all are sent at once.
   void SetRate(int count, Ms within) {
     CVekFlowCtrlSender_SetFlowCtrl(&sender_, count, static_cast<int>(within.count()));
   }
@@ -182,8 +196,11 @@ class VekSender {
   void Acknowledge(int code, std::string_view text) {
     CVekFlowCtrlSender_AckParser(&sender_, code, text.data());
   }
+  // Number of held requests.
   unsigned Held() const { return CVekFlowCtrlSender_PendingCount(&sender_); }
+  // Number of requests that the link refused: not sent and not held.
   unsigned Refused() const { return CVekFlowCtrlSender_RefusedCount(&sender_); }
+  // Drops the held requests and returns their number.
   unsigned DropHeld() { return CVekFlowCtrlSender_DropPending(&sender_); }
   // Takes the oldest held request back; nothing if none is held.
   std::optional<std::string> TakeHeld() {
@@ -197,6 +214,7 @@ class VekSender {
       return text;
     }
   }
+  // For the flat functions.
   CVekFlowCtrlSender* Handle() { return &sender_; }
 
  private:

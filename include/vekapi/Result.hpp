@@ -28,10 +28,12 @@ namespace VekApi {
 
 namespace Detail {
 
+// Throws for what is not there.
 [[noreturn]] inline void NotThere(const char* what, std::string_view which) {
   throw std::out_of_range("there is no " + std::string(what) + " " + std::string(which));
 }
 
+// Null is nothing.
 inline std::optional<std::string_view> Present(const char* text) {
   return text != nullptr ? std::optional<std::string_view>(text) : std::nullopt;
 }
@@ -42,11 +44,16 @@ inline std::optional<std::string_view> Present(const char* text) {
 class VekAttributes {
  public:
   VekAttributes() = default;
+  // Of a handle of the flat functions; so are the constructors of the other views.
   explicit VekAttributes(CVekProperties handle) : handle_(handle) {}
 
+  // The name of the table or column.
   std::string_view Name() const { return Detail::View(CVekProperties_Name(&handle_)); }
+  // The text to show to users: the attribute "DisplayText", or the name.
   std::string_view DisplayText() const { return Detail::View(CVekProperties_DisplayText(&handle_)); }
+  // The attribute "Description", or the text to show.
   std::string_view Description() const { return Detail::View(CVekProperties_Description(&handle_)); }
+  // The value of an attribute.
   std::optional<std::string_view> Find(const char* key) const {
     return Detail::Present(CVekProperties_Get(&handle_, key));
   }
@@ -55,14 +62,20 @@ class VekAttributes {
   CVekProperties handle_{};
 };
 
+// One column of a table.
 class VekColumn {
  public:
   VekColumn() = default;
+  // Of a handle.
   explicit VekColumn(CVekField handle) : handle_(handle) {}
 
+  // Its name.
   std::string_view Name() const { return Attributes().Name(); }
+  // Its name and attributes.
   VekAttributes Attributes() const { return VekAttributes(CVekField_Properties(&handle_)); }
+  // Position in the table, counted from 0.
   int Index() const { return CVekField_Index(&handle_); }
+  // For the flat functions.
   const CVekField& Handle() const { return handle_; }
 
  private:
@@ -72,17 +85,23 @@ class VekColumn {
 // The columns of a table.
 class VekColumns : public Detail::IndexRange<VekColumns> {
  public:
+  // What the range consists of.
   using Item = VekColumn;
 
   VekColumns() = default;
+  // Of a handle.
   explicit VekColumns(CVekFields handle) : handle_(handle) {}
 
+  // Number of columns.
   int size() const { return CVekFields_Count(&handle_); }
+  // The column with that index, which must be below size().
   VekColumn At(int index) const { return VekColumn(CVekFields_IndexField(&handle_, index)); }
+  // The column of that name.
   std::optional<VekColumn> Find(const char* name) const {
     const CVekField found = CVekFields_NameField(&handle_, name);
     return found.object != nullptr ? std::optional(VekColumn(found)) : std::nullopt;
   }
+  // The column of that name. Throws std::out_of_range.
   VekColumn operator[](const char* name) const {
     const CVekField found = CVekFields_NameField(&handle_, name);
     if (found.object == nullptr) Detail::NotThere("column", name);
@@ -96,7 +115,9 @@ class VekColumns : public Detail::IndexRange<VekColumns> {
 
 // The value of a column of a record.
 struct VekValue {
+  // Where it stands.
   VekColumn column;
+  // The value; "" if the record has none.
   std::string_view text;
 };
 
@@ -104,15 +125,21 @@ struct VekValue {
 // `record[price]`.
 class VekRecord : public Detail::IndexRange<VekRecord> {
  public:
+  // What the range consists of.
   using Item = VekValue;
 
   VekRecord() = default;
+  // Record `row` of a table, counted from 0.
   VekRecord(CVekTable table, int row) : table_(table), row_(row) {}
 
+  // Number of values.
   int size() const { return Columns().size(); }
+  // The value in the column with that index. Throws std::out_of_range.
   VekValue At(int index) const { return {Columns().At(index), (*this)[index]}; }
+  // The columns of the table.
   VekColumns Columns() const { return VekColumns(CVekTable_Fields(&table_)); }
 
+  // The value in a column, by index, column or name. Throws std::out_of_range.
   std::string_view operator[](int column) const {
     return Text(CVekTable_RecordIndexField(&table_, row_, column));
   }
@@ -121,6 +148,7 @@ class VekRecord : public Detail::IndexRange<VekRecord> {
   }
   std::string_view operator[](const char* name) const { return (*this)[Columns()[name]]; }
   std::string_view operator[](const std::string& name) const { return (*this)[name.c_str()]; }
+  // The value in the column of that name.
   std::optional<std::string_view> Find(const char* name) const {
     const std::optional<VekColumn> column = Columns().Find(name);
     if (!column) return std::nullopt;
@@ -140,22 +168,31 @@ class VekRecord : public Detail::IndexRange<VekRecord> {
 // The range of its records.
 class VekTableView : public Detail::IndexRange<VekTableView> {
  public:
+  // What the range consists of.
   using Item = VekRecord;
 
   VekTableView() = default;
+  // Of a handle.
   explicit VekTableView(CVekTable handle) : handle_(handle) {}
 
+  // Its name.
   std::string_view Name() const { return Attributes().Name(); }
+  // Its name and attributes.
   VekAttributes Attributes() const { return VekAttributes(CVekTable_Properties(&handle_)); }
+  // The columns of the table.
   VekColumns Columns() const { return VekColumns(CVekTable_Fields(&handle_)); }
   int Market() const { return CVekTable_MktFlag(&handle_); }  // cvam_..., or another value
 
+  // Number of records.
   int size() const { return CVekTable_RecordsCount(&handle_); }
+  // The record with that index, which must be below size().
   VekRecord At(int row) const { return {handle_, row}; }
+  // The record with that index. Throws std::out_of_range.
   VekRecord operator[](int row) const {
     if (row < 0 || row >= size()) Detail::NotThere("record", std::to_string(row));
     return At(row);
   }
+  // For the flat functions.
   const CVekTable& Handle() const { return handle_; }
 
  private:
@@ -165,24 +202,32 @@ class VekTableView : public Detail::IndexRange<VekTableView> {
 // A result that is lent, as in a callback: VekResultView(event.result). The range of its tables.
 class VekResultView : public Detail::IndexRange<VekResultView> {
  public:
+  // What the range consists of.
   using Item = VekTableView;
 
   VekResultView() = default;
+  // Of a handle.
   explicit VekResultView(CVekTaskResult handle) : handle_(handle) {}
 
+  // False if there is no result.
   explicit operator bool() const { return handle_.object != nullptr; }
+  // The id that matches it to its request.
   std::string_view WorkId() const { return Detail::View(CVekTaskResult_WorkID(&handle_)); }
   // What the tables were read from, up to its first NUL.
   std::string_view Text() const { return Detail::View(CVekTaskResult_OrigResult(&handle_)); }
 
+  // Number of tables.
   int size() const { return static_cast<int>(CVekTaskResult_TableCount(&handle_)); }
+  // The table with that index, which must be below size().
   VekTableView At(int index) const {
     return VekTableView(CVekTaskResult_IndexTable(&handle_, static_cast<unsigned>(index)));
   }
+  // The table of that name.
   std::optional<VekTableView> Find(const char* name) const {
     const CVekTable found = CVekTaskResult_NameTable(&handle_, name);
     return found.object != nullptr ? std::optional(VekTableView(found)) : std::nullopt;
   }
+  // A table by name or index. Throws std::out_of_range.
   VekTableView operator[](const char* name) const {
     const CVekTable found = CVekTaskResult_NameTable(&handle_, name);
     if (found.object == nullptr) Detail::NotThere("table", name);
@@ -193,6 +238,7 @@ class VekResultView : public Detail::IndexRange<VekResultView> {
     if (index < 0 || index >= size()) Detail::NotThere("table", std::to_string(index));
     return At(index);
   }
+  // For the flat functions.
   const CVekTaskResult& Handle() const { return handle_; }
 
  private:
@@ -212,6 +258,7 @@ class VekResult : public VekResultView {
     return VekResult(std::move(owner));
   }
 
+  // A table by name or index. Throws std::out_of_range.
   template <class Which>
   VekTableView operator[](const Which& which) const& {
     return VekResultView::operator[](which);

@@ -170,10 +170,10 @@ VEKAPI_FLAT CVekBSTR CVekTable_RecordField_B(const CVekTable* table, int row, co
 typedef struct CVekRecordBlock {
   const char* text;        // null if the records have no values
   const uint32_t* starts;  // positions in `text`
-  uint32_t textEnd;
-  int columns;  // of each record; those from `values` on are ""
-  int values;   // of each record in `text`
-  int stride;   // `values`, or more if the records have surplus values, which belong to the last column's
+  uint32_t textEnd;        // where the values end in `text`
+  int columns;             // of each record; those from `values` on are ""
+  int values;              // of each record in `text`
+  int stride;  // `values`, or more if the records have surplus values, which belong to the last column's
 } CVekRecordBlock;
 
 // Describes in `block` the records from `row` on that can be handed out together, and returns their number:

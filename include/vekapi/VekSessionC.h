@@ -466,9 +466,10 @@ VEKAPI_FLAT bool CVekClient_SetTrace(CVekClient* client, CVekOnTrace onTrace, vo
 
 // The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
 // vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-// when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-// the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+// when the event puts none, or there is no memory; writes them only when `room` is enough.
 VEKAPI_FLAT uint32_t CVekApi_RecordOf(const CVekEvent* event, char* out, uint32_t room);
+
+// The bytes with which a recording begins, returned and written in the same way.
 VEKAPI_FLAT uint32_t CVekApi_RecordHeader(char* out, uint32_t room);
 
 // Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1

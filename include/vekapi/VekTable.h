@@ -17,11 +17,11 @@ namespace VekApi {
 struct VekRecordBlock {
   const char* text = nullptr;             // null if there are no values
   const std::uint32_t* starts = nullptr;  // positions in `text`
-  std::uint32_t textEnd = 0;
-  int records = 0;  // 0: there is no such record
-  int columns = 0;  // of each record; those from `values` on are ""
-  int values = 0;   // of each record in `text`
-  int stride = 0;   // `values`, or more if the records have surplus values, which belong to the last column's
+  std::uint32_t textEnd = 0;              // where the values end in `text`
+  int records = 0;                        // 0: there is no such record
+  int columns = 0;                        // of each record; those from `values` on are ""
+  int values = 0;                         // of each record in `text`
+  int stride = 0;  // `values`, or more if the records have surplus values, which belong to the last column's
 };
 
 // A table of a result: attributes, columns, and records with one text per column.

@@ -211,6 +211,7 @@ class CVekRecordBlock(Structure):
         ("text", c_void_p),
         # positions in `text`
         ("starts", POINTER(c_uint)),
+        # where the values end in `text`
         ("textEnd", c_uint),
         # of each record; those from `values` on are ""
         ("columns", c_int),
@@ -856,13 +857,9 @@ PROTOTYPES = {
     "CVekClient_SetTrace": (c_bool, [POINTER(CVekClient), CVekOnTrace, c_void_p, c_int]),
     # The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
     # vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-    # when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-    # the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+    # when the event puts none, or there is no memory; writes them only when `room` is enough.
     "CVekApi_RecordOf": (c_uint, [POINTER(CVekEvent), POINTER(c_char), c_uint]),
-    # The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
-    # vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-    # when the event puts none, or there is no memory; writes them only when `room` is enough. A file begins with
-    # the bytes of CVekApi_RecordHeader, which returns and writes in the same way.
+    # The bytes with which a recording begins, returned and written in the same way.
     "CVekApi_RecordHeader": (c_uint, [POINTER(c_char), c_uint]),
     # Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
     # Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
