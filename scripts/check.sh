@@ -18,6 +18,7 @@ all_checks() {
   [[ $1 != linux ]] || check docs_code check_blocks
   [[ $1 != linux ]] || check docs_links python3 scripts/check_links.py
   [[ $1 != linux ]] || check directories python3 scripts/check_directories.py
+  [[ $1 != linux ]] || check errors_page python3 tools/gen_errors/make_errors.py --check
   check demo demo_session "$1"
   check demo-shm demo_session "$1" shm
   check demo-fates demo_fates "$1"

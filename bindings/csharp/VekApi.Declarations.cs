@@ -127,9 +127,9 @@ namespace VekApi
     /// The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
     /// `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
     /// setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-    /// another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
-    /// returns. A packet that was shown and then not taken by the link is followed by an event without text whose
-    /// detail says so.
+    /// another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
+    /// event's texts live until the callback returns. A packet that was shown and then not taken by the link is
+    /// followed by an event without text whose detail says so.
     ///
     /// Called where the packet comes or goes: on the library's threads and on those that send, several at once,
     /// also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
@@ -260,6 +260,8 @@ namespace VekApi
         public uint textLength;
         /// <summary>vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed; else null</summary>
         public CVekTaskResult result;
+        /// <summary>vse_State: the finest vsr_... that is known of `reason`, at least that one</summary>
+        public int cause;
     }
 
     /// <summary>CVekSession_Defaults fills it with the values in brackets.</summary>
@@ -555,8 +557,50 @@ namespace VekApi
         ShortLinks = 115,
         /// <summary>stopped: maxAttempts</summary>
         NoMoreAttempts = 116,
-        /// <summary>CVekSession_Close or _Delete</summary>
+        /// <summary>CVekSession_Close or _Delete; of a client: disconnected</summary>
         Closed = 117,
+        /// <summary>the host's name does not exist</summary>
+        HostNotFound = 121,
+        /// <summary>no name server answered</summary>
+        LookupFailed = 122,
+        /// <summary>looking the name up took too long</summary>
+        LookupTimeout = 123,
+        /// <summary>the other computer refused the connection</summary>
+        NobodyListens = 124,
+        /// <summary>its network cannot be reached</summary>
+        NoRoute = 125,
+        /// <summary>it did not acknowledge what was sent, says the system</summary>
+        PeerTimeout = 126,
+        /// <summary>it reset the connection, or something in between did</summary>
+        Reset = 127,
+        /// <summary>it closed the connection</summary>
+        ClosedByPeer = 128,
+        /// <summary>the system had no thread for the link</summary>
+        NoThread = 129,
+        /// <summary>too many files and connections are open</summary>
+        NoDescriptor = 130,
+        /// <summary>shared memory: the gateway does not answer</summary>
+        GatewaySilent = 131,
+        /// <summary>shared memory: what is in it makes no sense</summary>
+        BadRings = 132,
+        /// <summary>the application's name is too long</summary>
+        BadApName = 133,
+        /// <summary>a message exceeded mm= of the setting</summary>
+        LongMessage = 134,
+        /// <summary>what came is no stream of packets, but looks like an HTTP answer,</summary>
+        LooksHttp = 141,
+        /// <summary>TLS,</summary>
+        LooksTls = 142,
+        /// <summary>SSH,</summary>
+        LooksSsh = 143,
+        /// <summary>the greeting of a mail or FTP server,</summary>
+        LooksMail = 144,
+        /// <summary>JSON,</summary>
+        LooksJson = 145,
+        /// <summary>plain text,</summary>
+        LooksText = 146,
+        /// <summary>or nothing but zeroes</summary>
+        LooksZeroes = 147,
         /// <summary>refused: the session takes none in this state</summary>
         NotUp = 201,
         /// <summary>
@@ -799,6 +843,8 @@ namespace VekApi
         public const int vst_Fate = 1;
         /// <summary>vst_Reason, as in the C interface.</summary>
         public const int vst_Reason = 2;
+        /// <summary>vst_ClientState, as in the C interface.</summary>
+        public const int vst_ClientState = 3;
 
         /// <summary>nothing can be made of the endpoint's setting</summary>
         public const int vsr_BadSetting = 101;
@@ -832,8 +878,50 @@ namespace VekApi
         public const int vsr_ShortLinks = 115;
         /// <summary>stopped: maxAttempts</summary>
         public const int vsr_NoMoreAttempts = 116;
-        /// <summary>CVekSession_Close or _Delete</summary>
+        /// <summary>CVekSession_Close or _Delete; of a client: disconnected</summary>
         public const int vsr_Closed = 117;
+        /// <summary>the host's name does not exist</summary>
+        public const int vsr_HostNotFound = 121;
+        /// <summary>no name server answered</summary>
+        public const int vsr_LookupFailed = 122;
+        /// <summary>looking the name up took too long</summary>
+        public const int vsr_LookupTimeout = 123;
+        /// <summary>the other computer refused the connection</summary>
+        public const int vsr_NobodyListens = 124;
+        /// <summary>its network cannot be reached</summary>
+        public const int vsr_NoRoute = 125;
+        /// <summary>it did not acknowledge what was sent, says the system</summary>
+        public const int vsr_PeerTimeout = 126;
+        /// <summary>it reset the connection, or something in between did</summary>
+        public const int vsr_Reset = 127;
+        /// <summary>it closed the connection</summary>
+        public const int vsr_ClosedByPeer = 128;
+        /// <summary>the system had no thread for the link</summary>
+        public const int vsr_NoThread = 129;
+        /// <summary>too many files and connections are open</summary>
+        public const int vsr_NoDescriptor = 130;
+        /// <summary>shared memory: the gateway does not answer</summary>
+        public const int vsr_GatewaySilent = 131;
+        /// <summary>shared memory: what is in it makes no sense</summary>
+        public const int vsr_BadRings = 132;
+        /// <summary>the application's name is too long</summary>
+        public const int vsr_BadApName = 133;
+        /// <summary>a message exceeded mm= of the setting</summary>
+        public const int vsr_LongMessage = 134;
+        /// <summary>what came is no stream of packets, but looks like an HTTP answer,</summary>
+        public const int vsr_LooksHttp = 141;
+        /// <summary>TLS,</summary>
+        public const int vsr_LooksTls = 142;
+        /// <summary>SSH,</summary>
+        public const int vsr_LooksSsh = 143;
+        /// <summary>the greeting of a mail or FTP server,</summary>
+        public const int vsr_LooksMail = 144;
+        /// <summary>JSON,</summary>
+        public const int vsr_LooksJson = 145;
+        /// <summary>plain text,</summary>
+        public const int vsr_LooksText = 146;
+        /// <summary>or nothing but zeroes</summary>
+        public const int vsr_LooksZeroes = 147;
         /// <summary>refused: the session takes none in this state</summary>
         public const int vsr_NotUp = 201;
         /// <summary>
@@ -1615,6 +1703,22 @@ namespace VekApi
         public static extern void CVekSession_SetTrace(ref CVekSession session, int level);
 
         /// <summary>
+        /// Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
+        /// _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
+        /// is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
+        /// message loop may hear of that later.
+        /// </summary>
+        [DllImport(Library)]
+        public static extern int CVekClient_LinkReason(ref CVekClient client);
+
+        /// <summary>
+        /// The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
+        /// the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+        /// </summary>
+        [DllImport(Library)]
+        public static extern uint CVekClient_LinkDetail(ref CVekClient client, byte[] @out, uint room);
+
+        /// <summary>
         /// Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
         /// vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
         /// calls that were under way on other threads may still be: their `user` must live until those have returned.
@@ -1638,7 +1742,7 @@ namespace VekApi
         public static extern uint CVekApi_RecordHeader(byte[] @out, uint room);
 
         /// <summary>
-        /// Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
+        /// Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
         /// Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
         /// (0) has "".
         /// </summary>

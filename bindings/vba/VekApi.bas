@@ -118,6 +118,7 @@ Public Const vtl_Packets As Long = 3  ' packets as they go, header first, in pie
 Public Const vst_State As Long = 0
 Public Const vst_Fate As Long = 1
 Public Const vst_Reason As Long = 2
+Public Const vst_ClientState As Long = 3
 
 ' Why.
 Public Const vsr_BadSetting As Long = 101  ' nothing can be made of the endpoint's setting
@@ -136,7 +137,28 @@ Public Const vsr_AcksMissing As Long = 113  ' requests that timed out keep every
 Public Const vsr_SlowConsumer As Long = 114  ' maxEvents wait for the application
 Public Const vsr_ShortLinks As Long = 115  ' stopped: maxShortLinks in a row ended early
 Public Const vsr_NoMoreAttempts As Long = 116  ' stopped: maxAttempts
-Public Const vsr_Closed As Long = 117  ' CVekSession_Close or _Delete
+Public Const vsr_Closed As Long = 117  ' CVekSession_Close or _Delete; of a client: disconnected
+Public Const vsr_HostNotFound As Long = 121  ' the host's name does not exist
+Public Const vsr_LookupFailed As Long = 122  ' no name server answered
+Public Const vsr_LookupTimeout As Long = 123  ' looking the name up took too long
+Public Const vsr_NobodyListens As Long = 124  ' the other computer refused the connection
+Public Const vsr_NoRoute As Long = 125  ' its network cannot be reached
+Public Const vsr_PeerTimeout As Long = 126  ' it did not acknowledge what was sent, says the system
+Public Const vsr_Reset As Long = 127  ' it reset the connection, or something in between did
+Public Const vsr_ClosedByPeer As Long = 128  ' it closed the connection
+Public Const vsr_NoThread As Long = 129  ' the system had no thread for the link
+Public Const vsr_NoDescriptor As Long = 130  ' too many files and connections are open
+Public Const vsr_GatewaySilent As Long = 131  ' shared memory: the gateway does not answer
+Public Const vsr_BadRings As Long = 132  ' shared memory: what is in it makes no sense
+Public Const vsr_BadApName As Long = 133  ' the application's name is too long
+Public Const vsr_LongMessage As Long = 134  ' a message exceeded mm= of the setting
+Public Const vsr_LooksHttp As Long = 141  ' what came is no stream of packets, but looks like an HTTP answer,
+Public Const vsr_LooksTls As Long = 142  ' TLS,
+Public Const vsr_LooksSsh As Long = 143  ' SSH,
+Public Const vsr_LooksMail As Long = 144  ' the greeting of a mail or FTP server,
+Public Const vsr_LooksJson As Long = 145  ' JSON,
+Public Const vsr_LooksText As Long = 146  ' plain text,
+Public Const vsr_LooksZeroes As Long = 147  ' or nothing but zeroes
 Public Const vsr_NotUp As Long = 201  ' refused: the session takes none in this state
 Public Const vsr_BadText As Long = 202  ' refused: empty, too long, its work id is not usable, or its lines are not right
 Public Const vsr_DuplicateId As Long = 203  ' refused: a request with this work id has no fate yet, or had timed out on this
@@ -242,6 +264,7 @@ Public Type CVekEvent
     detail As LongPtr
     textLength As Long
     result As CVekTaskResult
+    cause As Long
 End Type
 
 Public Type CVekSessionConfig
@@ -375,9 +398,9 @@ End Type
 ' The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
 ' `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
 ' setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-' another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
-' returns. A packet that was shown and then not taken by the link is followed by an event without text whose
-' detail says so.
+' another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
+' event's texts live until the callback returns. A packet that was shown and then not taken by the link is
+' followed by an event without text whose detail says so.
 '
 ' Called where the packet comes or goes: on the library's threads and on those that send, several at once,
 ' also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
@@ -929,6 +952,17 @@ Public Declare PtrSafe Function CVekSession_RoundTrips Lib "vekapi.dll" ( _
 Public Declare PtrSafe Sub CVekSession_SetTrace Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal level As Long)
 
+' Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
+' _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
+' is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
+' message loop may hear of that later.
+Public Declare PtrSafe Function CVekClient_LinkReason Lib "vekapi.dll" (ByRef client As CVekClient) As Long
+
+' The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
+' the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+Public Declare PtrSafe Function CVekClient_LinkDetail Lib "vekapi.dll" (ByRef client As CVekClient, _
+    ByRef out As Byte, ByVal room As Long) As Long
+
 ' Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
 ' vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
 ' calls that were under way on other threads may still be: their `user` must live until those have returned.
@@ -947,7 +981,7 @@ Public Declare PtrSafe Function CVekApi_RecordOf Lib "vekapi.dll" (ByRef event_ 
 Public Declare PtrSafe Function CVekApi_RecordHeader Lib "vekapi.dll" (ByRef out As Byte, _
     ByVal room As Long) As Long
 
-' Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
+' Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
 ' Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
 ' (0) has "".
 Public Declare PtrSafe Function CVekApi_Text Lib "vekapi.dll" (ByVal what As Long, _

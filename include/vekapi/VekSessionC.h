@@ -138,7 +138,7 @@ enum {
 };
 
 // For CVekApi_Text.
-enum { vst_State, vst_Fate, vst_Reason };
+enum { vst_State, vst_Fate, vst_Reason, vst_ClientState };
 
 // Why.
 enum {
@@ -159,7 +159,29 @@ enum {
   vsr_SlowConsumer = 114,    // maxEvents wait for the application
   vsr_ShortLinks = 115,      // stopped: maxShortLinks in a row ended early
   vsr_NoMoreAttempts = 116,  // stopped: maxAttempts
-  vsr_Closed = 117,          // CVekSession_Close or _Delete
+  vsr_Closed = 117,          // CVekSession_Close or _Delete; of a client: disconnected
+  // finer than those (CVekEvent.cause, CVekClient_LinkReason)
+  vsr_HostNotFound = 121,   // the host's name does not exist
+  vsr_LookupFailed = 122,   // no name server answered
+  vsr_LookupTimeout = 123,  // looking the name up took too long
+  vsr_NobodyListens = 124,  // the other computer refused the connection
+  vsr_NoRoute = 125,        // its network cannot be reached
+  vsr_PeerTimeout = 126,    // it did not acknowledge what was sent, says the system
+  vsr_Reset = 127,          // it reset the connection, or something in between did
+  vsr_ClosedByPeer = 128,   // it closed the connection
+  vsr_NoThread = 129,       // the system had no thread for the link
+  vsr_NoDescriptor = 130,   // too many files and connections are open
+  vsr_GatewaySilent = 131,  // shared memory: the gateway does not answer
+  vsr_BadRings = 132,       // shared memory: what is in it makes no sense
+  vsr_BadApName = 133,      // the application's name is too long
+  vsr_LongMessage = 134,    // a message exceeded mm= of the setting
+  vsr_LooksHttp = 141,      // what came is no stream of packets, but looks like an HTTP answer,
+  vsr_LooksTls = 142,       // TLS,
+  vsr_LooksSsh = 143,       // SSH,
+  vsr_LooksMail = 144,      // the greeting of a mail or FTP server,
+  vsr_LooksJson = 145,      // JSON,
+  vsr_LooksText = 146,      // plain text,
+  vsr_LooksZeroes = 147,    // or nothing but zeroes
   // of a request
   vsr_NotUp = 201,        // refused: the session takes none in this state
   vsr_BadText = 202,      // refused: empty, too long, its work id is not usable, or its lines are not right
@@ -215,6 +237,7 @@ typedef struct CVekEvent {
   uint32_t textLength;  // bytes of text, without the NUL behind it
   CVekTaskResult
       result;  // vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed; else null
+  int32_t cause;  // vse_State: the finest vsr_... that is known of `reason`, at least that one
 } CVekEvent;
 
 // `session` is the address of a temporary handle, valid until the callback returns; `user` what was
@@ -445,12 +468,22 @@ VEKAPI_FLAT uint32_t CVekSession_RoundTrips(CVekSession* session, int32_t code, 
 // messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
 VEKAPI_FLAT void CVekSession_SetTrace(CVekSession* session, int32_t level);
 
+// Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
+// _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
+// is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
+// message loop may hear of that later.
+VEKAPI_FLAT int32_t CVekClient_LinkReason(const CVekClient* client);
+
+// The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
+// the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+VEKAPI_FLAT uint32_t CVekClient_LinkDetail(const CVekClient* client, char* out, uint32_t room);
+
 // The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
 // `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
 // setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-// another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
-// returns. A packet that was shown and then not taken by the link is followed by an event without text whose
-// detail says so.
+// another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
+// event's texts live until the callback returns. A packet that was shown and then not taken by the link is
+// followed by an event without text whose detail says so.
 //
 // Called where the packet comes or goes: on the library's threads and on those that send, several at once,
 // also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
@@ -472,7 +505,7 @@ VEKAPI_FLAT uint32_t CVekApi_RecordOf(const CVekEvent* event, char* out, uint32_
 // The bytes with which a recording begins, returned and written in the same way.
 VEKAPI_FLAT uint32_t CVekApi_RecordHeader(char* out, uint32_t room);
 
-// Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
+// Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
 // Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
 // (0) has "".
 VEKAPI_FLAT const char* CVekApi_Text(int32_t what, int32_t value, int32_t language);

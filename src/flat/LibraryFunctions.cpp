@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "platform/os/AutomationString.h"
+#include "protocol/Lookalike.h"
 #include "protocol/TPacketParser.h"
 #include "session/Texts.h"
 #include "vekapi/VekApiC.h"
@@ -31,6 +32,10 @@ int CVekApi_ReasonOf(const char* reason) {
   if (!reason) return cvre_Other;
   for (const auto& known : kReasons) {
     if (std::strcmp(reason, known.text) == 0) return known.reason;
+  }
+  for (int looks = static_cast<int>(VekApi::ELooks::Http); looks <= static_cast<int>(VekApi::ELooks::Text);
+       ++looks) {
+    if (VekApi::NotOursText(static_cast<VekApi::ELooks>(looks)) == reason) return cvre_BadPacketLength;
   }
   return cvre_Other;
 }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "flat/ForcedUnwind.h"
+#include "flat/PutText.h"
 #include "keeper/Records.h"
 #include "keeper/Words.h"
 #include "platform/os/CodePage.h"
@@ -14,30 +15,10 @@ namespace {
 
 using VekApi::VekTaskResult;
 
-// What of a UTF-8 text has room, with no character torn; how much all of it needs.
-uint32_t PutUtf8(const std::string& text, char* out, uint32_t room) {
-  if (!out || room == 0) return static_cast<uint32_t>(text.size());
-  std::size_t length = std::min<std::size_t>(text.size(), room - 1);
-  while (length > 0 && length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
-    --length;
-  out[text.copy(out, length)] = '\0';
-  return static_cast<uint32_t>(text.size());
-}
-
 // All or nothing.
 uint32_t PutBytes(std::string_view bytes, char* out, uint32_t room) {
   if (out && bytes.size() <= room) bytes.copy(out, bytes.size());
   return static_cast<uint32_t>(bytes.size());
-}
-
-template <class Make>
-uint32_t Put(char* out, uint32_t room, Make make) {
-  try {
-    return PutUtf8(make(), out, room);
-  } catch (...) {
-    VekApi::Flat::PassForcedUnwind();
-    return 0;
-  }
 }
 
 }  // namespace
@@ -63,7 +44,7 @@ const char* CVekApi_Text(int32_t what, int32_t value, int32_t language) {
 }
 
 uint32_t CVekApi_ToUtf8(const char* big5, uint32_t length, char* out, uint32_t room) {
-  return Put(out, room, [=] {
+  return VekApi::Flat::PutText(out, room, [=] {
     std::string utf8;
     if (big5) Dova::Os::CodePage950ToUtf8({big5, length}, utf8);
     return utf8;
@@ -71,7 +52,7 @@ uint32_t CVekApi_ToUtf8(const char* big5, uint32_t length, char* out, uint32_t r
 }
 
 uint32_t CVekApi_Describe(const CVekEvent* event, char* out, uint32_t room) {
-  return Put(out, room, [=] { return event ? VekApi::Describe(*event) : std::string(); });
+  return VekApi::Flat::PutText(out, room, [=] { return event ? VekApi::Describe(*event) : std::string(); });
 }
 
 uint32_t CVekApi_RecordOf(const CVekEvent* event, char* out, uint32_t room) {

@@ -17,6 +17,7 @@ struct TEvent {
   std::int32_t state = vss_Closed;
   std::int32_t fate = vsf_None;
   std::int32_t reason = 0;
+  std::int32_t cause = 0;
   std::int32_t code = 0;
   std::uint32_t flags = 0;
   std::uint32_t link = 0;

@@ -171,6 +171,7 @@ void TSession::SetState(int state, int reason) {
   state_ = state;
   event.kind = vse_State;
   event.reason = reason;
+  if (reason != 0) event.cause = reason == vsr_Closed ? reason : endCause_;
   event.link = linkNumber_;
   event.neverSent = ledger_.TakeEndedNeverSent();
   event.unknown = ledger_.TakeEndedUnknown();
@@ -218,7 +219,7 @@ void TSession::EndLink(int reason, const std::string& detail) {
   if (ended_ || !hasLink_) return;
   ended_ = true;
   wantedEnd_ = 0;
-  endReason_ = reason;
+  endReason_ = endCause_ = reason;
   endDetail_ = detail;
   stageDue_ = kNever;
   gateWanted_[0] = gateWanted_[1] = false;

@@ -196,6 +196,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   int wantedEnd_ = 0;        // a reason to end the link
   bool wantedAbrupt_ = false;
   int endReason_ = 0;
+  int endCause_ = 0;  // the same, as finely as it is known
   std::string endDetail_;
   std::int64_t upSinceNs_ = -1;
   std::int64_t upNs_ = 0;

@@ -44,6 +44,7 @@ CVekEvent TSession::Show(const TEvent& event) const {
   shown.text = event.text.c_str();
   shown.detail = event.detail.c_str();
   shown.textLength = static_cast<std::uint32_t>(event.text.size());
+  shown.cause = event.cause;
   if (event.hasResult) shown.result.object = &event.result;
   return shown;
 }

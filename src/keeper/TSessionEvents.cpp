@@ -3,6 +3,7 @@
 #include <new>
 
 #include "keeper/TSession.h"
+#include "keeper/Words.h"
 #include "platform/runtime/Wipe.h"
 #include "protocol/RequestPrefix.h"
 #include "protocol/TPacketParser.h"
@@ -11,37 +12,12 @@
 namespace VekApi {
 namespace {
 
-int FailureOf(const std::string& reason) {
-  if (reason == kTextBadSetting || reason == kTextBadApName) return vsr_BadSetting;
-  if (reason == kTextNoMemory) return vsr_NoMemory;
-  if (reason == kTextConnectTimeout || reason.find("timed out") != std::string::npos)
-    return vsr_ConnectTimeout;
-  return vsr_ConnectFailed;
-}
-
-int BreakOf(const std::string& reason) {
-  if (reason == kTextNoMemory) return vsr_NoMemory;
-  if (reason == kTextSignOnTimeout) return vsr_SignOnTimeout;
-  return reason == TPacketParser::kBadPacketLength || reason == TPacketParser::kMessageTooLong
-             ? vsr_BadStream
-             : vsr_LinkBroken;
-}
-
-int EndOf(EVekClientState state, const std::string& reason) {
-  switch (state) {
-    case vcs_LinkError:
-      return FailureOf(reason);
-    case vcs_LinkBroken:
-      return BreakOf(reason);
-    case vcs_UnknownServer:
-      return vsr_UnknownServer;
-    case vcs_ConnectError:
-      return vsr_ConnectRefused;
-    case vcs_HeartbeatTimeout:
-      return vsr_Silent;
-    default:
-      return 0;
-  }
+// What a session tells of a link's end. A finer reason that may have been either is what the state says.
+int EndOf(EVekClientState state, int reason) {
+  const int broad = BroadReason(reason);
+  if (state == vcs_LinkError && broad == vsr_LinkBroken) return vsr_ConnectFailed;
+  if (state == vcs_LinkBroken && broad == vsr_ConnectFailed) return vsr_LinkBroken;
+  return broad;
 }
 
 }  // namespace
@@ -50,19 +26,20 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
   const Dstl::wise_ref<TSession> self(this);
   const EVekClientState state = client_.State();
   if (state == vcs_SgnError) return OnRefused(reason);
-  const int end = EndOf(state, reason);
   if (state == vcs_Connected) {
     const TLock lock(mutex_);
     if (state_ != vss_Connecting || ended_) return;
     SetState(vss_SigningOn, 0);
     stageDue_ = TimeAfter(NowNs(), config_.signOnMs);
-  } else if (end != 0) {
-    const std::string detail = reason;
+  } else if (state < vcs_Disconnected) {
+    const TWhy why = Impl().Why();
+    const int end = EndOf(state, why.reason);
     const bool open = state != vcs_LinkError && state != vcs_LinkBroken;
     TLock lock(mutex_);
     if (open) CloseLink(lock, end, end == vsr_Silent);
-    EndLink(end, detail);
-    endDetail_ = detail;
+    EndLink(end, why.detail);
+    endDetail_ = why.detail;
+    endCause_ = why.reason;
   } else {
     return;
   }
@@ -81,6 +58,7 @@ void TSession::OnRefused(const std::string& reason) {
     refused_ = !closing_;
     const bool open = ledger_.Out() > 0;
     endDetail_ = detail;
+    endCause_ = why;
     if (!open && refused_) {
       ledger_.DropHeld(why, NowNs());
       stageDue_ = kNever;
@@ -89,6 +67,7 @@ void TSession::OnRefused(const std::string& reason) {
     }
     if (open) CloseLink(lock, why, true);
     endDetail_ = detail;
+    endCause_ = why;
   }
   Run();
 }

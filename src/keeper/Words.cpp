@@ -6,65 +6,25 @@ namespace {
 struct TWords {
   std::int32_t what;
   std::int32_t value;
+  std::int32_t broad;
   const char* english;
   const char* chinese;
 };
 
 constexpr TWords kWords[] = {
-    {vst_State, vss_Closed, "closed", "已關閉"},
-    {vst_State, vss_Waiting, "waiting to connect again", "等待重新連線"},
-    {vst_State, vss_Connecting, "connecting", "連線中"},
-    {vst_State, vss_SigningOn, "signing on", "登入中"},
-    {vst_State, vss_Resyncing, "signed on, resynchronising", "已登入，資料同步中"},
-    {vst_State, vss_Up, "up", "已就緒"},
-    {vst_State, vss_Draining, "closing, waiting for answers", "關閉中，等待回覆"},
-    {vst_State, vss_Refused, "sign-on refused", "登入被拒"},
-    {vst_State, vss_Stopped, "given up", "已停止連線"},
-
-    {vst_Fate, vsf_None, "not known yet", "尚無結果"},
-    {vst_Fate, vsf_Refused, "refused, not accepted", "未受理"},
-    {vst_Fate, vsf_NeverSent, "not sent", "未送出"},
-    {vst_Fate, vsf_Left, "sent, has no answer", "已送出，無回覆"},
-    {vst_Fate, vsf_Acknowledged, "acknowledged", "已確認"},
-    {vst_Fate, vsf_Answered, "answered", "已回覆"},
-    {vst_Fate, vsf_TimedOut, "sent, no answer in time", "已送出，逾時未回覆"},
-    {vst_Fate, vsf_Unknown, "unknown: it may have been sent", "不明：可能已送達"},
-
-    {vst_Reason, vsr_BadSetting, "nothing can be made of the endpoint's setting", "連線設定錯誤"},
-    {vst_Reason, vsr_ConnectFailed, "the connection could not be made", "無法連線"},
-    {vst_Reason, vsr_ConnectTimeout, "connecting took too long", "連線逾時"},
-    {vst_Reason, vsr_ConnectRefused, "the server refused the connection", "伺服器拒絕連線"},
-    {vst_Reason, vsr_SignOnTimeout, "no answer to the sign-on in time", "登入逾時"},
-    {vst_Reason, vsr_SignOnRefused, "the server refused the sign-on", "登入被伺服器拒絕"},
-    {vst_Reason, vsr_SignOnTooLong, "user identity and password are too long", "使用者代號或密碼太長"},
-    {vst_Reason, vsr_LinkBroken, "the connection broke", "連線中斷"},
-    {vst_Reason, vsr_BadStream, "what came was no stream of messages", "收到的資料格式錯誤"},
-    {vst_Reason, vsr_Silent, "nothing came in time", "逾時未收到任何資料"},
-    {vst_Reason, vsr_UnknownServer, "the server did not answer the connect request", "伺服器無回應"},
-    {vst_Reason, vsr_ResyncFailed, "resynchronising failed", "資料同步失敗"},
-    {vst_Reason, vsr_AcksMissing, "acknowledgements are missing for every place of the rate",
-     "確認回覆遺失，流量額度已占滿"},
-    {vst_Reason, vsr_SlowConsumer, "the application does not take its events", "應用程式未及時處理事件"},
-    {vst_Reason, vsr_ShortLinks, "too many short connections: another program may be using this identity",
-     "連線一再短暫中斷：此代號可能在他處登入"},
-    {vst_Reason, vsr_NoMoreAttempts, "no more attempts", "已達重試次數上限"},
-    {vst_Reason, vsr_Closed, "the session was closed", "連線階段已關閉"},
-    {vst_Reason, vsr_NotUp, "the session is not up", "連線尚未就緒"},
-    {vst_Reason, vsr_BadText, "the request's text or work id is not right", "請求內容或工作代號不正確"},
-    {vst_Reason, vsr_DuplicateId, "the work id is in use", "工作代號重複"},
-    {vst_Reason, vsr_TooFast, "the rate is used up", "超過流量限制"},
-    {vst_Reason, vsr_QueueFull, "too many requests wait", "等候的請求過多"},
-    {vst_Reason, vsr_LinkFull, "the connection takes nothing for the moment", "連線暫時無法送出"},
-    {vst_Reason, vsr_NoMemory, "out of memory", "記憶體不足"},
-    {vst_Reason, vsr_Expired, "it could not be sent in time", "逾時未能送出"},
-    {vst_Reason, vsr_Withdrawn, "withdrawn", "已撤回"},
-    {vst_Reason, vsr_Replaced, "replaced by another request", "已由其他請求取代"},
-    {vst_Reason, vsr_NoAnswer, "no answer in time", "逾時未回覆"},
-    {vst_Reason, vsr_EmptyAck, "the acknowledgement was empty", "確認回覆為空白"},
-    {vst_Reason, vsr_TooLate, "too late: it is on its way or decided", "太遲：已送出或已有結果"},
-    {vst_Reason, vsr_Busy, "not in this state", "目前狀態不允許"},
-    {vst_Reason, vsr_BadArgument, "bad argument", "參數錯誤"},
+#define CLIENT_STATE(number, english, chinese, cause, remedy) {vst_ClientState, number, 0, english, chinese},
+#define SESSION_STATE(number, english, chinese, cause, remedy) {vst_State, number, 0, english, chinese},
+#define FATE(number, english, chinese, cause, remedy) {vst_Fate, number, 0, english, chinese},
+#define REASON(number, broad, english, chinese, cause, remedy) {vst_Reason, number, broad, english, chinese},
+#include "keeper/Reasons.def"
 };
+
+const TWords* Find(std::int32_t what, std::int32_t value) noexcept {
+  for (const TWords& words : kWords) {
+    if (words.what == what && words.value == value) return &words;
+  }
+  return nullptr;
+}
 
 const char* KindOf(std::int32_t kind) {
   constexpr const char* kKinds[] = {"event",  "state", "fate",      "late answer",
@@ -82,7 +42,8 @@ void AddText(std::string& line, const char* text) {
 }
 
 void AddReason(std::string& line, const CVekEvent& event) {
-  if (event.reason != 0) line.append(" (").append(WordsOf(vst_Reason, event.reason, 0)).append(")");
+  const std::int32_t reason = event.cause != 0 ? event.cause : event.reason;
+  if (reason != 0) line.append(" (").append(WordsOf(vst_Reason, reason, 0)).append(")");
   if (!event.detail || !*event.detail) return;
   line += ": ";
   AddText(line, event.detail);
@@ -102,10 +63,14 @@ void AddState(std::string& line, const CVekEvent& event) {
 }  // namespace
 
 const char* WordsOf(std::int32_t what, std::int32_t value, std::int32_t language) noexcept {
-  for (const TWords& words : kWords) {
-    if (words.what == what && words.value == value) return language == 1 ? words.chinese : words.english;
-  }
-  return "";
+  const TWords* const words = Find(what, value);
+  if (!words) return "";
+  return language == 1 ? words->chinese : words->english;
+}
+
+std::int32_t BroadReason(std::int32_t reason) noexcept {
+  const TWords* const words = Find(vst_Reason, reason);
+  return words ? words->broad : reason;
 }
 
 std::string Describe(const CVekEvent& event) {

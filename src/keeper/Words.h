@@ -11,6 +11,9 @@ namespace VekApi {
 // As CVekApi_Text.
 const char* WordsOf(std::int32_t what, std::int32_t value, std::int32_t language) noexcept;
 
+// The reason that a session gives for a finer one; others are their own.
+std::int32_t BroadReason(std::int32_t reason) noexcept;
+
 // As CVekApi_Describe. Throws std::bad_alloc.
 std::string Describe(const CVekEvent& event);
 

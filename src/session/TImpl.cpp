@@ -5,6 +5,7 @@
 
 #include "session/TLink.h"
 #include "session/Texts.h"
+#include "vekapi/VekSessionC.h"
 
 namespace VekApi {
 
@@ -29,6 +30,22 @@ void VekClient::TImpl::Silence(TLink& link) {
   if (link_.get() == &link) std::swap(mes_, mes);
 }
 
+TWhy VekClient::TImpl::Why() {
+  if (context_->IsInherited()) return {};
+  const std::lock_guard lock(slot_->mutex);
+  return why_;
+}
+
+void VekClient::TImpl::SetWhy(int reason, std::string_view detail) noexcept {
+  TWhy why{reason, {}};
+  try {
+    why.detail = detail;
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
+  }
+  const std::lock_guard lock(slot_->mutex);
+  std::swap(why_, why);
+}
+
 void VekClient::TImpl::Abandon(const VekClient* only) {
   if (context_->IsInherited()) return;
   const std::lock_guard lock(slot_->mutex);
@@ -47,6 +64,7 @@ bool VekClient::TImpl::CloseSession(EVekClientState state, const char* reason) {
   if (!link) return true;
   link->SetOver();
   link->Close();
+  if (state == vcs_Disconnected) SetWhy(vsr_Closed);
   link->TapEnd(state, reason);
   if (link_.get() != link.get()) return false;
   SetLink({});
@@ -54,6 +72,7 @@ bool VekClient::TImpl::CloseSession(EVekClientState state, const char* reason) {
 }
 
 void VekClient::TImpl::EndTap(const VekClient& client) {
+  SetWhy(vsr_Closed);
   if (const auto link = link_; link && link->IsOf(client)) link->TapEnd(vcs_Disconnected, kTextDisconnect);
   tap_.Set({});
 }
@@ -67,6 +86,7 @@ const char* VekClient::TImpl::OpenSession(VekClient& client, const std::string& 
     error = link->Open(setting, apName, apVersion);
   } catch (const std::bad_alloc&) {
     error = kTextNoMemory;
+    SetWhy(vsr_NoMemory);
   }
   if (!error || link->Over()) return nullptr;
   return CloseSession(vcs_LinkError, error) ? error : nullptr;

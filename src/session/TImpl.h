@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "flowctrl/TFlowCtrl.h"
 #include "flowctrl/TRequestPort.h"
@@ -11,6 +12,7 @@
 #include "platform/runtime/TSyncContext.h"
 #include "platform/transport/TMesBase.h"
 #include "session/CipherSlot.h"
+#include "session/LinkReason.h"
 #include "session/TPacketTap.h"
 #include "session/Texts.h"
 #include "shmem/TCoreRun.h"
@@ -51,6 +53,11 @@ class VekClient::TImpl : public TRequestPort {
 
   // Who looks on at the packets; null: nobody.
   TTapSlot& Tap() { return tap_; }
+
+  // Why the last link ended or is in trouble; reason 0 while it is well.
+  TWhy Why();
+  // Without memory the detail is lost.
+  void SetWhy(int reason, std::string_view detail = {}) noexcept;
 
   // Marks the current link as about to be replaced by the calling thread, so that its pending work can stop.
   // With `only`, only if it is that client's link.
@@ -99,10 +106,11 @@ class VekClient::TImpl : public TRequestPort {
   std::uint32_t links_ = 0;
   TLinkWatch* watch_ = nullptr;
   TTapSlot tap_;
-  // The slot's mutex guards the two members below, so that senders get a consistent snapshot.
+  // The slot's mutex guards the members below, so that senders get a consistent snapshot.
   const std::shared_ptr<TCipherSlot> slot_;
   Dstl::wise_ref<TLink> link_;  // changed only inside the context
   Dstl::wise_ref<Dova::TMesBase> mes_;
+  TWhy why_;
 };
 
 // Access for directories built on top of the session.

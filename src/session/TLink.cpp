@@ -10,6 +10,7 @@
 #include "session/TLinkWatch.h"
 #include "session/Texts.h"
 #include "shmem/TShMemCli.h"
+#include "vekapi/VekSessionC.h"
 
 namespace VekApi {
 namespace {
@@ -44,19 +45,30 @@ TLink::TLink(VekClient& client, VekClient::TImpl& impl)
 
 const char* TLink::Open(const std::string& setting, const std::string& apName, const std::string& apVersion) {
   if (!TapState(vcs_Connecting, setting)) return nullptr;
-  if (!MakeConnectRequest(connectPk_, apName, apVersion)) return kTextBadApName;
+  if (!MakeConnectRequest(connectPk_, apName, apVersion)) {
+    impl_.SetWhy(vsr_BadApName);
+    return kTextBadApName;
+  }
   return MesOpen(setting);
 }
 
 const char* TLink::MesOpen(const std::string& setting) {
-  const auto mes = SessionMesRegs().CreateMes(MessengerText(setting));
-  if (!mes) return kTextBadSetting;
+  std::string refused;
+  const auto mes = SessionMesRegs().CreateMes(MessengerText(setting), &refused);
+  if (setting.find_first_not_of(' ') == std::string::npos) refused.clear();  // not what was added here
+  if (!mes) {
+    impl_.SetWhy(vsr_BadSetting, refused.empty() ? "something is missing in the setting"
+                                                 : "not understood in the setting: \"" + refused + "\"");
+    return kTextBadSetting;
+  }
   mes_ = mes;
   packets_.SetMaxMessage(mes->MaxMessageBytes());
   stage_.Start(&TLink::OnOpenTimer, static_cast<unsigned>(mes->LinkTimeoutMs()));
   mes->SetSyncContext(context_);
   mes->SetEvHandler(this);
-  return mes->Open() ? nullptr : kTextBadSetting;
+  if (mes->Open()) return nullptr;
+  impl_.SetWhy(vsr_NoThread, "the link's thread could not be started");
+  return kTextBadSetting;
 }
 
 void TLink::MesClose() {
@@ -75,11 +87,14 @@ void TLink::Close() {
 }
 
 // Checked after the wait in Close, during which window messages may have caused another call.
-void TLink::End(EVekClientState state, const std::string& reason) {
+void TLink::End(EVekClientState state, const std::string& reason, int why, std::string_view detail) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
   Close();
   if (Over()) return;
+  // A refused sign-on says more than what its server does to the link then.
+  const bool refused = state == vcs_LinkBroken && client_.State() == vcs_SgnError;
+  if (!refused) impl_.SetWhy(why, detail.empty() ? std::string_view(reason) : detail);
   TapEnd(state, reason);
   if (SetOver()) client_.OnVekConnectEvent(state, reason);
 }
@@ -103,12 +118,12 @@ void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
   impl_.LetSend(*this);
 }
 
-void TLink::OnMesLinkError(Dova::TMesBase*, const std::string& reason) {
-  End(vcs_LinkError, reason);
+void TLink::OnMesLinkError(Dova::TMesBase* mes, const std::string& reason) {
+  End(vcs_LinkError, reason, ReasonOf(vcs_LinkError, mes->EndCause(), reason));
 }
 
-void TLink::OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) {
-  End(vcs_LinkBroken, reason);
+void TLink::OnMesLinkBroken(Dova::TMesBase* mes, const std::string& reason) {
+  End(vcs_LinkBroken, reason, ReasonOf(vcs_LinkBroken, mes->EndCause(), reason));
 }
 
 void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
@@ -122,7 +137,7 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
       ReceiveByCopy(*mes);
     }
   } catch (const std::bad_alloc&) {
-    End(vcs_LinkBroken, kTextNoMemory);
+    End(vcs_LinkBroken, kTextNoMemory, vsr_NoMemory);
   }
   recvCount_.fetch_add(1, std::memory_order_relaxed);
   if (Over()) return;
@@ -158,7 +173,7 @@ void TLink::OnTimer(void (TLink::*check)()) {
   try {
     (this->*check)();
   } catch (const std::bad_alloc&) {
-    End(vcs_LinkBroken, kTextNoMemory);
+    End(vcs_LinkBroken, kTextNoMemory, vsr_NoMemory);
   }
 }
 
@@ -176,7 +191,7 @@ void TLink::CheckHeartbeat() {
 }
 
 void TLink::EndUnopened() {
-  if (client_.State() == vcs_Connecting) End(vcs_LinkError, kTextConnectTimeout);
+  if (client_.State() == vcs_Connecting) End(vcs_LinkError, kTextConnectTimeout, vsr_ConnectTimeout);
 }
 
 void TLink::TellUnknownServer() {
@@ -184,7 +199,7 @@ void TLink::TellUnknownServer() {
 }
 
 void TLink::EndUnsigned() {
-  if (client_.State() == vcs_Connected) End(vcs_LinkBroken, kTextSignOnTimeout);
+  if (client_.State() == vcs_Connected) End(vcs_LinkBroken, kTextSignOnTimeout, vsr_SignOnTimeout);
 }
 
 }  // namespace VekApi

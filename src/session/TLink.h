@@ -40,8 +40,8 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   const char* Open(const std::string& setting, const std::string& apName, const std::string& apVersion);
 
   // Ends the link: closes the messenger and raises the connect event. Does nothing if the link is already
-  // over or is being replaced.
-  void End(EVekClientState state, const std::string& reason);
+  // over or is being replaced. `why` is vsr_...; an empty `detail` is the reason.
+  void End(EVekClientState state, const std::string& reason, int why, std::string_view detail = {});
 
   // Ends the link without an event. Waits for the messenger's threads unless called inside one of their
   // events. May be called repeatedly.
@@ -96,7 +96,8 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void OnPkConnectResult(const char* packet, int length) override;
   void OnPkSession(const char* packet, int length) override;
   void OnMessage(int msgCode, const char* message, std::size_t length) override;
-  void OnStreamBroken(const char* reason) override { End(vcs_LinkBroken, reason); }
+  void OnStreamBroken(const char* reason) override;
+  bool LooksRight(std::string_view block);
   void OnSgnReply(const char* packet, int length);
   void OnChgPassResult(const char* packet, int length);
   void OnTaskResult(const char* message, std::size_t length);
@@ -124,6 +125,8 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   VekClient::TImpl& impl_;
   const Dstl::wise_ref<Dova::TSyncContext> context_;
   const std::uint32_t number_;
+  std::string start_;  // of what the server sent, while it may be another protocol's
+  bool looked_ = false;
   std::atomic<bool> over_{false};
   bool endTapped_ = false;
   std::atomic<bool> knowsOrder_{false};  // the connect result came

@@ -5,11 +5,14 @@
 #include <utility>
 
 #include "protocol/ConnectResult.h"
+#include "protocol/Lookalike.h"
 #include "protocol/PasswordChange.h"
 #include "protocol/RequestPrefix.h"
 #include "protocol/SignOn.h"
 #include "session/TLink.h"
 #include "session/TLinkWatch.h"
+#include "session/Texts.h"
+#include "vekapi/VekSessionC.h"
 
 namespace VekApi {
 namespace {
@@ -25,6 +28,8 @@ std::optional<unsigned> NumberField(const VekTable& table, const char* name) {
   return error == std::errc::result_out_of_range ? UINT32_MAX : value;
 }
 
+constexpr std::size_t kShownBytes = 80;
+
 int ToInt(unsigned value) {
   return static_cast<int>(std::min<unsigned>(value, INT32_MAX));
 }
@@ -35,7 +40,27 @@ void TLink::ParsePacket(char* block, unsigned length) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceived(length);
+  if (!looked_ && !LooksRight({block, length})) return;
   packets_.Parse(block, length);
+}
+
+void TLink::OnStreamBroken(const char* reason) {
+  End(vcs_LinkBroken, reason, reason == TPacketParser::kMessageTooLong ? vsr_LongMessage : vsr_BadStream);
+}
+
+// False if the link has ended: the server speaks something else.
+bool TLink::LooksRight(std::string_view block) {
+  start_.append(block.substr(0, kLooksBytes - start_.size()));
+  const ELooks looks = LooksLike(start_);
+  looked_ = looks != ELooks::Open;
+  if (looks <= ELooks::Open) return true;
+  std::string line(block.size() > start_.size() ? block.substr(0, kShownBytes) : start_);
+  line.resize(std::min(line.size(), line.find_first_of(std::string_view("\0\r\n", 3))));
+  const bool binary = looks == ELooks::Tls || looks == ELooks::Zeroes;
+  End(vcs_LinkBroken, looks == ELooks::Zeroes ? TPacketParser::kBadPacketLength : NotOursText(looks),
+      vsr_LooksHttp + static_cast<int>(looks) - static_cast<int>(ELooks::Http),
+      std::string(NameOf(looks)) + (binary ? "" : ": " + line));
+  return false;
 }
 
 void TLink::ForgetReceived() {

@@ -7,6 +7,7 @@
 #include "session/TImpl.h"
 #include "session/TLink.h"
 #include "session/Texts.h"
+#include "vekapi/VekSessionC.h"
 
 namespace VekApi {
 namespace {
@@ -85,9 +86,11 @@ void VekClient::Connect(const std::string& setting, const std::string& apName, c
     sgnId_ = id1 + "/" + id2;
     sgnPass_ = pass;
     parser_.State(vcs_Connecting);
+    impl->SetWhy(0);
     error = impl->OpenSession(*this, setting, apName, apVersion);
   } catch (const std::bad_alloc&) {
     error = kTextNoMemory;
+    impl->SetWhy(vsr_NoMemory);
   }
   if (!error) return;
   parser_.State(vcs_LinkError);
@@ -98,7 +101,9 @@ void VekClient::Disconnect() {
   const Dstl::wise_ref<TImpl> impl(impl_);
   impl->Abandon();
   const Dova::TSyncScope inside(impl->Context());
-  if (inside && SetDisconnect()) handler_.OnVekConnectEvent(*this, kTextDisconnect);
+  if (!inside || !SetDisconnect()) return;
+  impl->SetWhy(vsr_Closed);
+  handler_.OnVekConnectEvent(*this, kTextDisconnect);
 }
 
 // False if another call has taken over while this one waited for the link's threads; the client may then be

@@ -10,6 +10,7 @@ namespace VekApi {
 
 void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& reason) {
   if (newState == vcs_LinkBroken && State() == vcs_SgnError) return OnLinkBrokenAfterRefusal();
+  if (const int why = ReasonOf(newState, reason)) impl_->SetWhy(why, reason);
   const Dstl::wise_ref<TLink> link = impl_->Link();
   if (newState == vcs_Connected && reason.empty()) {
     const bool sent = SendSignOn();

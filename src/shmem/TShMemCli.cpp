@@ -27,10 +27,14 @@ TShMemCli::TShMemCli()
 TShMemCli::~TShMemCli() = default;
 
 bool TShMemCli::SettingApply(const std::string& setting) {
-  auto inner = TMesRegs::GetClientMesRegs().CreateMes(setting);
+  std::string refused;
+  auto inner = TMesRegs::GetClientMesRegs().CreateMes(setting, &refused);
   const bool made = static_cast<bool>(inner);
   SetInner(std::move(inner));
-  if (!made) return false;
+  if (!made) {
+    SetRefusedWord(std::move(refused));
+    return false;
+  }
   queueBytes_ = SendQueueBytes();
   spinUs_ = Inner()->TakeSpinUs();
   return TMesBase::SettingApply(setting);
@@ -70,19 +74,25 @@ void TShMemCli::End(const std::string& reason) {
   Close();
 }
 
+void TShMemCli::EndLater() {
+  SetEndCause(laterCause_);
+  End(endReason_);
+}
+
 void TShMemCli::SetState(EState state) {
   const std::lock_guard lock(Mutex());
   state_.store(state, std::memory_order_release);
 }
 
-void TShMemCli::BeginEnd(const char* reason, std::size_t drainBytes) {
+void TShMemCli::BeginEnd(const char* reason, Os::ECause cause, std::size_t drainBytes) {
   const std::lock_guard lock(Mutex());
-  BeginEndLocked(reason, drainBytes);
+  BeginEndLocked(reason, cause, drainBytes);
 }
 
-void TShMemCli::BeginEndLocked(const char* reason, std::size_t drainBytes) {
+void TShMemCli::BeginEndLocked(const char* reason, Os::ECause cause, std::size_t drainBytes) {
   if (State() != EState::Linked) return;
   endReason_.assign(reason, std::min(std::char_traits<char>::length(reason), kReasonBytes));
+  laterCause_ = cause;
   drainBytes_ = drainBytes;
   state_.store(EState::Ending, std::memory_order_release);
   receiveChannel_.ReadEvent().Set();
@@ -101,24 +111,28 @@ void TShMemCli::JoinRings(const std::string& baseName) {
 
 void TShMemCli::SetLinkReady() {
   thread_ = std::make_unique<TCliThr>(*this);
-  if (!thread_->Start()) return End("ShMem worker: no thread or no handles");
+  if (!thread_->Start()) {
+    SetEndCause(Os::ECause::NoThread);
+    return End("ShMem worker: no thread or no handles");
+  }
   SetState(EState::Linked);
   RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
 }
 
 // The gateway's last data is still delivered, up to the capacity of the ring.
 void TShMemCli::OnInnerGone(const std::string& reason) {
+  SetEndCause(Inner()->EndCause());
   if (due_ == Os::kNever) return End(reason);  // it was never ready
   Guarded([&] {
     if (State() == EState::Asking) return End(joinError_.empty() ? "ShMem name: " + reason : joinError_);
-    BeginEnd(("ShMem proxy link: " + reason).c_str(), receiveChannel_.Ring().Capacity());
+    BeginEnd(("ShMem proxy link: " + reason).c_str(), EndCause(), receiveChannel_.Ring().Capacity());
   });
 }
 
 bool TShMemCli::OnBytes() {
   if (IsOver()) return false;
   if (State() == EState::Ending && drainBytes_ == 0) {
-    End(endReason_);
+    EndLater();
     return false;
   }
   received_ = 0;
@@ -128,7 +142,7 @@ bool TShMemCli::OnBytes() {
   const bool more = received_ != 0 && receiveChannel_.Ring().HasNews();
   if (State() != EState::Ending) return more;
   drainBytes_ = more ? drainBytes_ - std::min(drainBytes_, received_) : 0;
-  if (drainBytes_ == 0) End(endReason_);
+  if (drainBytes_ == 0) EndLater();
   return !IsOver();
 }
 
@@ -151,7 +165,7 @@ int TShMemCli::Send(const char* bytes, int length) {
   if (size > free && (!first || size - free > sendChannel_.Ring().Space())) return 0;
   const std::ptrdiff_t written = first ? sendChannel_.Write(bytes, size) : 0;
   if (written < 0) {
-    BeginEndLocked(kBrokenReason, 0);
+    BeginEndLocked(kBrokenReason, Os::ECause::BadRings);
     return 0;
   }
   if (!AppendLocked(bytes + written, size - static_cast<std::size_t>(written))) return 0;
@@ -165,7 +179,7 @@ bool TShMemCli::AppendLocked(const char* bytes, std::size_t length) {
     Append(bytes, length);
     return true;
   } catch (const std::bad_alloc&) {
-    BeginEndLocked(kNoMemoryReason, 0);
+    BeginEndLocked(kNoMemoryReason, Os::ECause::NoMemory);
     return false;
   }
 }
@@ -175,7 +189,7 @@ bool TShMemCli::MoveOverflow() {
   const char* block = nullptr;
   while (const std::size_t count = State() == EState::Linked ? GetMemBlock(block) : 0) {
     const std::ptrdiff_t written = sendChannel_.Write(block, count);
-    if (written < 0) BeginEndLocked(kBrokenReason, 0);
+    if (written < 0) BeginEndLocked(kBrokenReason, Os::ECause::BadRings);
     if (written <= 0) return false;
     if (SetMemUsed(static_cast<std::size_t>(written)) == 0) break;
   }
@@ -188,7 +202,7 @@ int TShMemCli::Recv(char* buffer, int size) {
   const std::size_t most = std::min(static_cast<std::size_t>(size), kEventBytes - received_);
   if (most == 0) return 0;
   const std::ptrdiff_t count = receiveChannel_.Read(buffer, most);
-  if (count < 0) BeginEnd(kBrokenReason);
+  if (count < 0) BeginEnd(kBrokenReason, Os::ECause::BadRings);
   if (count > 0) received_ += static_cast<std::size_t>(count);
   return static_cast<int>(count);
 }

@@ -76,8 +76,9 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   // Ends the link once, from inside the context: closes, then raises the event. Threads outside the context
   // use BeginEnd to have the worker do it, after reading up to `drainBytes`.
   void End(const std::string& reason);
-  void BeginEnd(const char* reason, std::size_t drainBytes = 0);
-  void BeginEndLocked(const char* reason, std::size_t drainBytes);
+  void BeginEnd(const char* reason, Os::ECause cause, std::size_t drainBytes = 0);
+  void BeginEndLocked(const char* reason, Os::ECause cause, std::size_t drainBytes = 0);
+  void EndLater();
 
   void Await(EAwait what, unsigned ms);
   void OnTimer();  // on the timer thread
@@ -89,6 +90,7 @@ class TShMemCli : public TMesProxy, private TMemQueue {
     try {
       action();
     } catch (const std::bad_alloc&) {
+      SetEndCause(Os::ECause::NoMemory);
       End("Out of memory");
     }
   }
@@ -104,8 +106,9 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   TShMemChannel sendChannel_;  // guarded by the queue's lock once the link is ready
   TShMemChannel receiveChannel_;
   std::atomic<EState> state_{EState::Asking};
-  std::string endReason_;       // used with EState::Ending
-  std::size_t drainBytes_ = 0;  // likewise
+  std::string endReason_;                      // used with EState::Ending
+  Os::ECause laterCause_ = Os::ECause::Other;  // likewise, as is the next
+  std::size_t drainBytes_ = 0;
   const unsigned generation_ = Os::ProcessGeneration();
   std::size_t queueBytes_ = 0;  // from the setting, as is the next
   int spinUs_ = 0;

@@ -103,6 +103,7 @@ void TShMemCli::OnTimer() {
 }
 
 void TShMemCli::OnOverdue() {
+  if (await_ == EAwait::Answer || joinError_.empty()) SetEndCause(Os::ECause::GatewaySilent);
   switch (await_) {
     case EAwait::Name:
       return End(joinError_.empty() ? kNoNameReason : joinError_);

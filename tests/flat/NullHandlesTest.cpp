@@ -123,6 +123,8 @@ const std::map<std::string, std::function<bool()>> kWalk = {
     {"CVekProperties_ToString", NULL_RESULT(CVekProperties, CVekProperties_ToString(h))},
     {"CVekProperties_ToString_B", NULL_RESULT(CVekProperties, CVekProperties_ToString_B(h))},
 
+    {"CVekClient_LinkDetail", ANSWER(CVekClient, CVekClient_LinkDetail(h, nullptr, 0), 0u)},
+    {"CVekClient_LinkReason", ANSWER(CVekClient, CVekClient_LinkReason(h), 0)},
     {"CVekClient_SetTrace", ANSWER(CVekClient, CVekClient_SetTrace(h, nullptr, nullptr, 1), false)},
     {"CVekApi_RecordHeader", [] { return CVekApi_RecordHeader(nullptr, 0) == 8; }},
     {"CVekApi_RecordOf", [] { return CVekApi_RecordOf(nullptr, nullptr, 0) == 0; }},

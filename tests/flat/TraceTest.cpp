@@ -66,6 +66,7 @@ class TracedClient : public FlatSession {
     } else if (*event->detail) {
       line += std::string(" ") + event->detail;
     }
+    if (event->cause != 0) line += " (" + std::to_string(event->cause) + ")";
     EXPECT_EQ((bytes + event->detail).find("secret"), std::string::npos);
     self.traced += std::to_string(event->link) + line + "\n";
     const auto act = self.onTrace;
@@ -90,22 +91,22 @@ TEST_F(TracedClient, ShowsLinksFromBeginToEnd) {
   CVekClient_SendPk(&client, torn.data(), 6);
   CVekClient_ChgPass(&client, "u", "secret", "secret2");
   mes->Break("gone");
-  EXPECT_EQ(Traced(), "1! 6 bytes to be sent that are no packet\n1>2\n1=given up gone\n");
+  EXPECT_EQ(Traced(), "1! 6 bytes to be sent that are no packet\n1>2\n1=given up gone (108)\n");
   Connect();
   mes->Fail("no route");
   Connect("nowhere");
   EXPECT_EQ(Traced(),
-            "2=connecting :TestMes:lend\n2=given up no route\n3=connecting nowhere\n"
-            "3=given up \xB3\x73\xBD\x75\xB0\xD1\xBC\xC6\xBF\xF9\xBB\x7E\n");
+            "2=connecting :TestMes:lend\n2=given up no route (102)\n3=connecting nowhere\n"
+            "3=given up not understood in the setting: \"nowhere\" (101)\n");
   Link();
   mes->Deliver(SgnReply(0, "no"));
   CVekClient_Disconnect(&client);
   SignOn();
   CVekClient_Delete(&client);
   EXPECT_EQ(Traced(),
-            "4=connecting :TestMes:lend\n4>0\n4<0\n4>2\n4=signing on\n4<2\n4=sign-on refused no\n"
-            "4=closed Disconnect()\n5=connecting :TestMes:lend\n5>0\n5<0\n5>2\n5=signing on\n5<128\n"
-            "5=up\n5=closed Disconnect()\n");
+            "4=connecting :TestMes:lend\n4>0\n4<0\n4>2\n4=signing on\n4<2\n4=sign-on refused no (106)\n"
+            "4=closed (117)\n5=connecting :TestMes:lend\n5>0\n5<0\n5>2\n5=signing on\n5<128\n"
+            "5=up\n5=closed (117)\n");
 }
 
 // At every event of a life: deleted, disconnected, connected anew, the trace ended. What is gone is not

@@ -1,5 +1,6 @@
 #include "platform/os/CodePage.h"
 #include "support/SessionFixture.h"
+#include "vekapi/VekLink.h"
 
 namespace vektest {
 namespace {
@@ -11,12 +12,38 @@ std::string Cp950(const char8_t* text) {
 }
 
 TEST_F(SessionTest, SettingsThatMakeNoMessengerAreRefused) {
-  for (const char* setting :
-       {"", ":", "nowhere", ":Nothing:1", ":TestMes:noopen", ":TestMes:unknown", "h:0", "h:1 x",
-        ":TCPClient:h:1 M1", "h:70000", "[::1:5", "a:b:1", "h:1 ct=0", "h:1 sq=1 sq=1"}) {
+  const struct {
+    const char* setting;
+    const char* word;  // that the detail names
+  } cases[] = {{"", "missing"},
+               {"  ", "missing"},
+               {":", "missing"},
+               {"nowhere", "\"nowhere\""},
+               {":Nothing:1", "\"Nothing\""},
+               {":TestMes:noopen", "thread"},
+               {":TestMes:unknown", "missing"},
+               {"h:0", "\"h:0\""},
+               {"h:1 x", "\"x\""},
+               {":TCPClient:h:1 M1", "\"M1\""},
+               {":TCPClient:h:1 n M0 n=1", "\"n=1\""},
+               {":TCPClient", "\"TCPClient\""},
+               {":TCPClient:", "missing"},
+               {"h:70000", "\"h:70000\""},
+               {"h:", "\"h:\""},
+               {"[::1:5", "\"[::1:5\""},
+               {"a:b:1", "\"a:b:1\""},
+               {"h:1 ct=0", "\"ct=0\""},
+               {"h:1 spin=", "\"spin=\""},
+               {"h:1 mm=1 n", "\"mm=1\""},
+               {"h:1 sq=1 sq=1", "\"sq=1\""},
+               {":ShMemCli:TCPClient:h:1 zz", "\"zz\""},
+               {":ShMemCli:Kind:h:1", "\"Kind\""}};
+  for (const auto& [setting, word] : cases) {
     client->Connect(setting, "App", "1", "", "", "");
     EXPECT_EQ(recorder.Take(), Lines{"connect -2 " + Cp950(u8"連線參數錯誤")}) << setting;
     EXPECT_EQ(client->State(), VekApi::vcs_LinkError);
+    EXPECT_NE(VekApi::LinkDetail(*client).find(word), std::string::npos) << VekApi::LinkDetail(*client);
+    EXPECT_EQ(VekApi::LinkReason(*client), std::string(word) == "thread" ? vsr_NoThread : vsr_BadSetting);
   }
 }
 

@@ -132,6 +132,7 @@ vtl_Packets = 3  # packets as they go, header first, in pieces; passwords as eig
 vst_State = 0
 vst_Fate = 1
 vst_Reason = 2
+vst_ClientState = 3
 
 # Why.
 vsr_BadSetting = 101  # nothing can be made of the endpoint's setting
@@ -150,7 +151,28 @@ vsr_AcksMissing = 113  # requests that timed out keep every place of the rate
 vsr_SlowConsumer = 114  # maxEvents wait for the application
 vsr_ShortLinks = 115  # stopped: maxShortLinks in a row ended early
 vsr_NoMoreAttempts = 116  # stopped: maxAttempts
-vsr_Closed = 117  # CVekSession_Close or _Delete
+vsr_Closed = 117  # CVekSession_Close or _Delete; of a client: disconnected
+vsr_HostNotFound = 121  # the host's name does not exist
+vsr_LookupFailed = 122  # no name server answered
+vsr_LookupTimeout = 123  # looking the name up took too long
+vsr_NobodyListens = 124  # the other computer refused the connection
+vsr_NoRoute = 125  # its network cannot be reached
+vsr_PeerTimeout = 126  # it did not acknowledge what was sent, says the system
+vsr_Reset = 127  # it reset the connection, or something in between did
+vsr_ClosedByPeer = 128  # it closed the connection
+vsr_NoThread = 129  # the system had no thread for the link
+vsr_NoDescriptor = 130  # too many files and connections are open
+vsr_GatewaySilent = 131  # shared memory: the gateway does not answer
+vsr_BadRings = 132  # shared memory: what is in it makes no sense
+vsr_BadApName = 133  # the application's name is too long
+vsr_LongMessage = 134  # a message exceeded mm= of the setting
+vsr_LooksHttp = 141  # what came is no stream of packets, but looks like an HTTP answer,
+vsr_LooksTls = 142  # TLS,
+vsr_LooksSsh = 143  # SSH,
+vsr_LooksMail = 144  # the greeting of a mail or FTP server,
+vsr_LooksJson = 145  # JSON,
+vsr_LooksText = 146  # plain text,
+vsr_LooksZeroes = 147  # or nothing but zeroes
 vsr_NotUp = 201  # refused: the session takes none in this state
 vsr_BadText = 202  # refused: empty, too long, its work id is not usable, or its lines are not right for its code
 vsr_DuplicateId = 203  # refused: a request with this work id has no fate yet, or had timed out on this link
@@ -278,6 +300,8 @@ class CVekEvent(Structure):
         ("textLength", c_uint),
         # vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed; else null
         ("result", CVekTaskResult),
+        # vse_State: the finest vsr_... that is known of `reason`, at least that one
+        ("cause", c_int),
     ]
 
 
@@ -384,9 +408,9 @@ CVekOnEvent = CFUNCTYPE(None, POINTER(CVekSession), c_void_p, POINTER(CVekEvent)
 # The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
 # `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
 # setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-# another way); detail then has the connect event's reason, as it is there. Its texts live until the callback
-# returns. A packet that was shown and then not taken by the link is followed by an event without text whose
-# detail says so.
+# another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
+# event's texts live until the callback returns. A packet that was shown and then not taken by the link is
+# followed by an event without text whose detail says so.
 #
 # Called where the packet comes or goes: on the library's threads and on those that send, several at once,
 # also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
@@ -849,6 +873,14 @@ PROTOTYPES = {
     # Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
     # messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
     "CVekSession_SetTrace": (None, [POINTER(CVekSession), c_int]),
+    # Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
+    # _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
+    # is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
+    # message loop may hear of that later.
+    "CVekClient_LinkReason": (c_int, [POINTER(CVekClient)]),
+    # The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
+    # the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+    "CVekClient_LinkDetail": (c_uint, [POINTER(CVekClient), POINTER(c_char), c_uint]),
     # Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
     # vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
     # calls that were under way on other threads may still be: their `user` must live until those have returned.
@@ -861,7 +893,7 @@ PROTOTYPES = {
     "CVekApi_RecordOf": (c_uint, [POINTER(CVekEvent), POINTER(c_char), c_uint]),
     # The bytes with which a recording begins, returned and written in the same way.
     "CVekApi_RecordHeader": (c_uint, [POINTER(c_char), c_uint]),
-    # Words for a number: `what` vst_..., `value` vss_..., vsf_... or vsr_..., `language` 0 English, 1
+    # Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
     # Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
     # (0) has "".
     "CVekApi_Text": (c_char_p, [c_int, c_int, c_int]),

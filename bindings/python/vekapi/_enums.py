@@ -129,8 +129,50 @@ class Reason(Named):
     SHORT_LINKS = ("ShortLinks", 115)
     #: stopped: maxAttempts
     NO_MORE_ATTEMPTS = ("NoMoreAttempts", 116)
-    #: CVekSession_Close or _Delete
+    #: CVekSession_Close or _Delete; of a client: disconnected
     CLOSED = ("Closed", 117)
+    #: the host's name does not exist
+    HOST_NOT_FOUND = ("HostNotFound", 121)
+    #: no name server answered
+    LOOKUP_FAILED = ("LookupFailed", 122)
+    #: looking the name up took too long
+    LOOKUP_TIMEOUT = ("LookupTimeout", 123)
+    #: the other computer refused the connection
+    NOBODY_LISTENS = ("NobodyListens", 124)
+    #: its network cannot be reached
+    NO_ROUTE = ("NoRoute", 125)
+    #: it did not acknowledge what was sent, says the system
+    PEER_TIMEOUT = ("PeerTimeout", 126)
+    #: it reset the connection, or something in between did
+    RESET = ("Reset", 127)
+    #: it closed the connection
+    CLOSED_BY_PEER = ("ClosedByPeer", 128)
+    #: the system had no thread for the link
+    NO_THREAD = ("NoThread", 129)
+    #: too many files and connections are open
+    NO_DESCRIPTOR = ("NoDescriptor", 130)
+    #: shared memory: the gateway does not answer
+    GATEWAY_SILENT = ("GatewaySilent", 131)
+    #: shared memory: what is in it makes no sense
+    BAD_RINGS = ("BadRings", 132)
+    #: the application's name is too long
+    BAD_AP_NAME = ("BadApName", 133)
+    #: a message exceeded mm= of the setting
+    LONG_MESSAGE = ("LongMessage", 134)
+    #: what came is no stream of packets, but looks like an HTTP answer,
+    LOOKS_HTTP = ("LooksHttp", 141)
+    #: TLS,
+    LOOKS_TLS = ("LooksTls", 142)
+    #: SSH,
+    LOOKS_SSH = ("LooksSsh", 143)
+    #: the greeting of a mail or FTP server,
+    LOOKS_MAIL = ("LooksMail", 144)
+    #: JSON,
+    LOOKS_JSON = ("LooksJson", 145)
+    #: plain text,
+    LOOKS_TEXT = ("LooksText", 146)
+    #: or nothing but zeroes
+    LOOKS_ZEROES = ("LooksZeroes", 147)
     #: refused: the session takes none in this state
     NOT_UP = ("NotUp", 201)
     #: refused: empty, too long, its work id is not usable, or its lines are not right

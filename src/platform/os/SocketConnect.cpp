@@ -31,7 +31,7 @@ bool TSocket::Connect(const std::vector<TEndpoint>& to, TTime due, TError& error
   DropAttempts();
   if (outcome == EAttempt::Made) return true;
   if (outcome == EAttempt::Failed) error = {nullptr, failure};
-  if (outcome == EAttempt::TimedOut) error = {"connecting timed out", failure};
+  if (outcome == EAttempt::TimedOut) error = {"connecting timed out", failure, ECause::TimedOut};
   if (outcome == EAttempt::Aborted) error = {"given up"};
   return false;
 }

@@ -22,8 +22,12 @@ constexpr char kOutOfMemory[] = "Out of memory";
 TCPClient::TCPClient() : queue_(kQueueBlockBytes) {}
 
 bool TCPClient::SettingApply(const std::string& setting) {
-  auto parsed = TTCPSetting::Parse(setting);
-  if (!parsed) return false;
+  std::string refused;
+  auto parsed = TTCPSetting::Parse(setting, &refused);
+  if (!parsed) {
+    SetRefusedWord(std::move(refused));
+    return false;
+  }
   setting_ = std::move(*parsed);
   return TMesBase::SettingApply(setting);
 }
@@ -79,15 +83,26 @@ bool TCPClient::LetGo() {
 
 // ---- the end of a link: any thread ----
 
-void TCPClient::End(std::string reason) noexcept {
+void TCPClient::End(std::string reason, Os::ECause cause) noexcept {
   const TLock lock(queue_.Mutex());
-  End(lock, std::move(reason));
+  End(lock, std::move(reason), cause);
 }
 
-void TCPClient::End(const TLock&, std::string reason) noexcept {
+void TCPClient::EndBySystem(const TLock& lock) noexcept {
+  const Os::TError error = Os::TSocket::LastError();
+  End(lock, SystemReason(error), error.Cause());
+}
+
+void TCPClient::EndBySystem() noexcept {
+  const TLock lock(queue_.Mutex());
+  EndBySystem(lock);
+}
+
+void TCPClient::End(const TLock&, std::string reason, Os::ECause cause) noexcept {
   if (!socket_) return;
   state_ = state_ == EState::Linked ? EState::Broken : EState::Failed;
   reason_ = std::move(reason);
+  cause_ = cause;
   queue_.Clear();
   std::exchange(socket_, nullptr)->Abort();
   drainWanted_.Set();
@@ -98,9 +113,9 @@ bool TCPClient::Is(EState state) {
   return state_ == state;
 }
 
-std::string TCPClient::SystemReason() const noexcept {
+std::string TCPClient::SystemReason(const Os::TError& error) const noexcept {
   try {
-    return Address() + ": " + Os::TSocket::LastError().Text();
+    return Address() + ": " + error.Text();
   } catch (const std::bad_alloc&) {
     return kOutOfMemory;
   }
@@ -112,7 +127,7 @@ void TCPClient::RunLink(TSocketRef socket) {
   try {
     Work(*socket);
   } catch (const std::bad_alloc&) {
-    End(kOutOfMemory);
+    End(kOutOfMemory, Os::ECause::NoMemory);
   }
   socket.reset();
   try {
@@ -133,7 +148,7 @@ bool TCPClient::Connect(Os::TSocket& socket) {
   Os::TError error;
   const auto endpoints = resolver_.Resolve(setting_.host, setting_.port, due, error);
   if (endpoints.empty() || !socket.Connect(endpoints, due, error)) {
-    End(Address() + ": " + error.Text());
+    End(Address() + ": " + error.Text(), error.Cause());
     return false;
   }
   if (setting_.noDelay) socket.SetNoDelay();
@@ -157,8 +172,8 @@ void TCPClient::Receive(Os::TSocket& socket) {
   do {
     const std::ptrdiff_t count = ReceiveSome(socket);
     if (count <= 0) {
-      End(count == 0 ? Address() + ": closed by the peer" : SystemReason());
-      return;
+      if (count < 0) return EndBySystem();
+      return End(Address() + ": closed by the peer", Os::ECause::ClosedByPeer);
     }
     receivedAt_ = 0;
     receivedCount_ = static_cast<int>(count);
@@ -185,12 +200,15 @@ std::ptrdiff_t TCPClient::Poll(Os::TSocket& socket) {
 void TCPClient::TellEnd() {
   EState state{};
   std::string reason;
+  Os::ECause cause{};
   {
     const TLock lock(queue_.Mutex());
     state = state_;
     reason = std::move(reason_);
+    cause = cause_;
   }
   Raise([&](TMesEvHandler& handler) {
+    SetEndCause(cause);
     if (state == EState::Failed) handler.OnMesLinkError(this, reason);
     if (state == EState::Broken) handler.OnMesLinkBroken(this, reason);
   });
@@ -247,7 +265,7 @@ bool TCPClient::SendOrQueue(const TLock& lock, const char* bytes, std::size_t si
   if (queue_.Empty()) {
     const std::ptrdiff_t sent = socket_->TrySend(bytes, size);
     if (sent < 0) {
-      End(lock, SystemReason());
+      EndBySystem(lock);
       return false;
     }
     taken = static_cast<std::size_t>(sent);
@@ -265,9 +283,9 @@ void TCPClient::Queue(const TLock& lock, const char* bytes, std::size_t size) {
     if (drainThread_) return;
     const auto drain = [self = Dstl::wise_ref<TCPClient>(this)] { self->RunDrain(); };
     if (drainThread_.emplace().Start("vek-drain", drain)) return;
-    End(lock, Address() + ": no thread to send");
+    End(lock, Address() + ": no thread to send", Os::ECause::NoThread);
   } catch (const std::bad_alloc&) {
-    End(lock, kOutOfMemory);
+    End(lock, kOutOfMemory, Os::ECause::NoMemory);
   }
 }
 
@@ -289,7 +307,7 @@ void TCPClient::RunDrain() {
         RaiseInside([this](TMesEvHandler& handler) { handler.OnMesSendEmpty(this); });
     }
   } catch (const std::bad_alloc&) {
-    End(kOutOfMemory);
+    End(kOutOfMemory, Os::ECause::NoMemory);
   }
 }
 
@@ -299,12 +317,12 @@ bool TCPClient::Drain() {
     TSocketRef socket;
     {
       const TLock lock(queue_.Mutex());
-      if (state_ == EState::Linked && !SendQueued(lock)) End(lock, SystemReason());
+      if (state_ == EState::Linked && !SendQueued(lock)) EndBySystem(lock);
       if (state_ != EState::Linked) return false;
       if (queue_.Empty()) return true;
       socket = socket_;
     }
-    if (!socket->WaitWritable()) End(SystemReason());
+    if (!socket->WaitWritable()) EndBySystem();
   }
 }
 

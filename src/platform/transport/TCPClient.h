@@ -72,12 +72,15 @@ class TCPClient : public TMesBase {
   bool Drain();
   bool SendQueued(const TLock& lock);
 
-  void End(std::string reason) noexcept;
-  void End(const TLock&, std::string reason) noexcept;
+  void End(std::string reason, Os::ECause cause) noexcept;
+  void End(const TLock&, std::string reason, Os::ECause cause) noexcept;
+  // After a call that the system refused.
+  void EndBySystem() noexcept;
+  void EndBySystem(const TLock& lock) noexcept;
   bool LetGo();
   bool Is(EState state);
   std::string Address() const { return setting_.host + ":" + std::to_string(setting_.port); }
-  std::string SystemReason() const noexcept;
+  std::string SystemReason(const Os::TError& error) const noexcept;
 
   // True in a forked child: the threads, and the holders of locks, are the parent's.
   bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
@@ -100,6 +103,7 @@ class TCPClient : public TMesBase {
   EState state_ = EState::Idle;
   TSocketRef socket_;   // while connecting and linked
   std::string reason_;  // why it failed or broke
+  Os::ECause cause_ = Os::ECause::Other;
   std::optional<Os::TThread> drainThread_;
 };
 

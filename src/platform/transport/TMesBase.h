@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/os/Cause.h"
 #include "platform/runtime/Ref.h"
 #include "platform/runtime/TSyncContext.h"
 #include "platform/transport/TMesEvHandler.h"
@@ -26,6 +27,9 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // Parses the parameters; false if they are invalid. Before Open.
   virtual bool SettingApply(const std::string& setting);
 
+  // The word of them that is invalid; empty if one is missing, or nothing is known of it.
+  const std::string& RefusedWord() const { return refusedWord_; }
+
   // The context in which events are raised; initially the messenger's own. Before Open.
   void SetSyncContext(Dstl::wise_ref<TSyncContext> context) { context_ = std::move(context); }
   const Dstl::wise_ref<TSyncContext>& SyncContext() const { return context_; }
@@ -36,6 +40,9 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // Longest message text that may be received in pieces, in bytes.
   virtual std::size_t MaxMessageBytes() const { return kMaxMessageBytes; }
   static constexpr std::size_t kMaxMessageBytes = std::size_t{64} << 20;
+
+  // What the reason of OnMesLinkError or OnMesLinkBroken comes from. From inside those events.
+  Os::ECause EndCause() const { return endCause_; }
 
   // Limit of the send queue, in bytes.
   virtual std::size_t SendQueueBytes() const { return kSendQueueBytes; }
@@ -106,6 +113,11 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
     if (inside && !IsClosed()) action();
   }
 
+  void SetRefusedWord(std::string word) { refusedWord_ = std::move(word); }
+
+  // Before the last event, from inside the context.
+  void SetEndCause(Os::ECause cause) { endCause_ = cause; }
+
   bool IsClosed() const { return closed_.load(std::memory_order_acquire); }
 
   // For Close: no event is raised from now on. False if already closed.
@@ -126,9 +138,11 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   };
 
   std::string setting_;
+  std::string refusedWord_;
   Dstl::wise_ref<TSyncContext> context_;
   TMesEvHandler* handler_ = nullptr;  // guarded by the context, as is delivering_
   bool delivering_ = false;
+  Os::ECause endCause_ = Os::ECause::Other;  // likewise
   std::atomic<bool> closed_{false};
 };
 

@@ -14,14 +14,16 @@ TMesRegs& TMesRegs::GetClientMesRegs() {
   return regs;
 }
 
-Dstl::wise_ref<TMesBase> TMesRegs::CreateMes(const std::string& text) const {
+Dstl::wise_ref<TMesBase> TMesRegs::CreateMes(const std::string& text, std::string* refused) const {
   const std::size_t colon = text.find(':');
-  if (colon == std::string::npos) return {};
-  const auto found = factories_.find(text.substr(0, colon));
-  if (found == factories_.end()) return {};
+  const std::string kind = text.substr(0, colon);
+  const auto found = factories_.find(kind);
+  if (refused) *refused = kind;
+  if (colon == std::string::npos || found == factories_.end()) return {};
   Dstl::wise_ref<TMesBase> mes = found->second();
-  if (!mes || !mes->SettingApply(text.substr(colon + 1))) return {};
-  return mes;
+  if (mes && mes->SettingApply(text.substr(colon + 1))) return mes;
+  if (mes && refused) *refused = mes->RefusedWord();
+  return {};
 }
 
 }  // namespace Dova

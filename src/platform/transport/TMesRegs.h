@@ -19,7 +19,8 @@ class TMesRegs {
   void Register(const std::string& kind, TFactory factory) { factories_[kind] = factory; }
 
   // Creates a messenger from "KIND:PARAMETERS"; null if the kind is unknown or the parameters are invalid.
-  Dstl::wise_ref<TMesBase> CreateMes(const std::string& text) const;
+  // `refused` (may be null) then receives the word that is not understood, empty if one is missing.
+  Dstl::wise_ref<TMesBase> CreateMes(const std::string& text, std::string* refused = nullptr) const;
 
  private:
   std::map<std::string, TFactory> factories_;

@@ -34,7 +34,7 @@ void Run(const THost& host, TLookup& lookup) noexcept {
   try {
     endpoints = Os::ResolveName(host.first, host.second, error);
   } catch (const std::bad_alloc&) {
-    error = {"Out of memory"};
+    error = {"Out of memory", 0, Os::ECause::NoMemory};
   }
   TLookups& lookups = PerProcess<TLookups>();
   const std::lock_guard lock(lookups.mutex);
@@ -86,7 +86,7 @@ std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint
   std::unique_lock lock(lookups.mutex);
   const TLookupRef lookup = Find(lookups, lock, {host, port});
   if (!lookup) {
-    error = {"no thread to look the host up"};
+    error = {"no thread to look the host up", 0, Os::ECause::NoThread};
     return {};
   }
   Await(*lookup, changed_, aborted_, due, lock);
@@ -94,7 +94,7 @@ std::vector<Os::TEndpoint> TResolver::Resolve(const std::string& host, std::uint
     error = lookup->error;
     return lookup->endpoints;
   }
-  error = {aborted_ ? "given up" : "look-up timed out"};
+  error = {aborted_ ? "given up" : "look-up timed out", 0, Os::ECause::LookupTimeout};
   return {};
 }
 

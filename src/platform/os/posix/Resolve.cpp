@@ -12,6 +12,11 @@ struct TFreeAddresses {
   void operator()(addrinfo* found) const { freeaddrinfo(found); }
 };
 
+ECause CauseOfLookup(int result) {
+  if (result == EAI_MEMORY) return ECause::NoMemory;
+  return result == EAI_AGAIN || result == EAI_FAIL ? ECause::LookupFailed : ECause::HostNotFound;
+}
+
 std::vector<TEndpoint> Resolve(const std::string& host, std::uint16_t port, int flags, TError& error) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
@@ -19,7 +24,8 @@ std::vector<TEndpoint> Resolve(const std::string& host, std::uint16_t port, int 
   addrinfo* first = nullptr;
   const int result = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &first);
   if (result != 0) {
-    error = result == EAI_SYSTEM ? TError{nullptr, errno} : TError{gai_strerror(result)};
+    error = result == EAI_SYSTEM ? TError{nullptr, errno}
+                                 : TError{gai_strerror(result), 0, CauseOfLookup(result)};
     return {};
   }
   const std::unique_ptr<addrinfo, TFreeAddresses> found(first);

@@ -1,7 +1,9 @@
-#ifndef VEKAPI_VEKTRACE_H
-#define VEKAPI_VEKTRACE_H
+// What can be learnt of a client's link beside its events.
+#ifndef VEKAPI_VEKLINK_H
+#define VEKAPI_VEKLINK_H
 
 #include <cstdint>
+#include <string>
 
 #include "vekapi/VekExport.h"
 #include "vekapi/VekSessionC.h"
@@ -9,6 +11,10 @@
 namespace VekApi {
 
 class VekClient;
+
+// As CVekClient_LinkReason and CVekClient_LinkDetail. Thread-safe. LinkDetail throws std::bad_alloc.
+VEKAPI_EXPORT std::int32_t LinkReason(const VekClient& client);
+VEKAPI_EXPORT std::string LinkDetail(const VekClient& client);
 
 // Receives what SetTrace shows.
 class VekTraceHandler {
@@ -26,4 +32,4 @@ VEKAPI_EXPORT void SetTrace(VekClient& client, VekTraceHandler* handler, std::in
 
 }  // namespace VekApi
 
-#endif  // VEKAPI_VEKTRACE_H
+#endif  // VEKAPI_VEKLINK_H

@@ -1,4 +1,4 @@
-#include "keeper/ClientTrace.h"
+#include "keeper/ClientLink.h"
 
 #include <chrono>
 #include <new>
@@ -7,9 +7,10 @@
 
 #include "keeper/PacketWords.h"
 #include "keeper/TraceFlags.h"
+#include "keeper/Words.h"
 #include "platform/os/Clock.h"
 #include "session/TImpl.h"
-#include "vekapi/VekTrace.h"
+#include "vekapi/VekLink.h"
 
 namespace VekApi {
 namespace {
@@ -60,7 +61,10 @@ class TClientTap final : public TPacketTap {
   void OnLinkState(std::uint32_t link, EVekClientState state, std::string_view reason) override try {
     CVekEvent event = Event(vse_State, link);
     event.state = StateOf(state);
-    Tell(event, {}, std::string(reason));
+    const TWhy why = TClientParts::ImplOf(client_).Why();
+    event.cause = why.reason;
+    event.reason = BroadReason(why.reason);
+    Tell(event, {}, why.reason != 0 ? why.detail : std::string(reason));
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
   }
 
@@ -99,6 +103,14 @@ void SetClientTrace(VekClient& client, TTellTrace tell, int level) {
   TPacketTapRef tap;
   if (tell && level > vtl_None) tap = Dstl::make_ref<TClientTap>(client, std::move(tell), level);
   impl.Tap().Set(tap);
+}
+
+std::int32_t LinkReason(const VekClient& client) {
+  return TClientParts::ImplOf(client).Why().reason;
+}
+
+std::string LinkDetail(const VekClient& client) {
+  return TClientParts::ImplOf(client).Why().detail;
 }
 
 void SetTrace(VekClient& client, VekTraceHandler* handler, std::int32_t level) {
