@@ -6,6 +6,7 @@ need_for_languages() {
   case $1 in
     linux)
       need python3-clang "reads the header for the bindings' declarations"
+      need mypy "checks the types of the Python package"
       need clang "compiles the C++ headers over the flat functions"
       need g++-mingw-w64-x86-64 "has the standard library with which Clang reads them as MSVC would"
       need mono-mcs "compiles the C# example"
@@ -74,6 +75,24 @@ vba_modules() {
 
 # python_session PROGRAM
 python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }
+
+# The types of the Python package, as its users' checkers see them.
+python_types() {
+  MYPYPATH=bindings/python /usr/bin/python3 -m mypy --strict --cache-dir build/mypy bindings/python/vekapi examples/python/order_book.py
+}
+
+python_terminal() {
+  with_simulator linux env PYTHONPATH=bindings/python python3 -m vekapi --library build/linux/libvekapi.so --user trader
+}
+
+# A query and an order typed into the package's terminal client; then a password that is refused.
+terminal_in_python() {
+  local said
+  said=$(printf 'secret\nproducts\n!new\\nprod=TXF side=B qty=1 price=MKT\n' | python_terminal) || return 1
+  echo "$said"
+  grep -q 'TXF   臺股期貨 ' <<<"$said" && grep -q ': Acknowledged .* accepted ' <<<"$said" || return 1
+  { python_terminal <<<wrong 2>&1 || true; } | grep '^not connected: the server refused the sign-on: 使用者'
+}
 
 # The example in the module's own documentation, verbatim except for the server's address.
 python_shown() { with_simulator linux python3 tests/bindings/shown.py; }
@@ -161,7 +180,9 @@ check_languages() {
       check vba_modules vba_modules
       check texts texts
       check layouts layouts
+      check python_types python_types
       check python_shown python_shown
+      check terminal_python terminal_in_python
       check small_python small_python
       check random_python random_python
       check random_csharp random_csharp

@@ -102,7 +102,6 @@ def main() -> None:
     parser.add_argument("--library")
     parser.add_argument("servers", nargs="+")
     options = parser.parse_args()
-    sys.stdout.reconfigure(encoding="utf-8")
     vekapi.load(options.library)
     asyncio.run(run(options.servers))
 

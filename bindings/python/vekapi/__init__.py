@@ -51,24 +51,60 @@ The functions of VekApiC.h and VekSessionC.h are in vekapi.lib, their types and 
 """
 
 from ._declarations import *  # noqa: F401,F403
-from ._declarations import (  # noqa: F401
-    cvcs_ApReady as AP_READY,
-    cvcs_Connected as CONNECTED,
-    cvcs_ConnectError as CONNECT_ERROR,
-    cvcs_Connecting as CONNECTING,
-    cvcs_Disconnected as DISCONNECTED,
-    cvcs_HeartbeatTimeout as HEARTBEAT_TIMEOUT,
-    cvcs_LinkBroken as LINK_BROKEN,
-    cvcs_LinkError as LINK_ERROR,
-    cvcs_None as NONE,
-    cvcs_SgnError as SGN_ERROR,
-    cvcs_UnknownServer as UNKNOWN_SERVER,
+from . import _declarations as _d
+# Named twice: for type checkers that makes them part of the package.
+from ._client import (
+    Client as Client,
+    Handler as Handler,
 )
-from ._enums import EventKind, FateKind, Reason, State  # noqa: F401
-from ._fates import Event, Fate, NotAnswered, Result, SessionError, words  # noqa: F401
-from ._client import Client, Handler  # noqa: F401
-from ._library import dispatch, lib, load, message_loop_fd  # noqa: F401
-from ._pacing import Gate, Sender  # noqa: F401
-from ._results import Block, Properties, Row, Table, TaskResult  # noqa: F401
-from ._session import BlockingSession, Session  # noqa: F401
-from ._text import encode, text  # noqa: F401
+from ._enums import (
+    EventKind as EventKind,
+    FateKind as FateKind,
+    Reason as Reason,
+    State as State,
+)
+from ._fates import (
+    Event as Event,
+    Fate as Fate,
+    NotAnswered as NotAnswered,
+    Result as Result,
+    SessionError as SessionError,
+    words as words,
+)
+from ._library import (
+    dispatch as dispatch,
+    lib as lib,
+    load as load,
+    message_loop_fd as message_loop_fd,
+)
+from ._pacing import (
+    Gate as Gate,
+    Sender as Sender,
+)
+from ._results import (
+    Block as Block,
+    Properties as Properties,
+    Row as Row,
+    Table as Table,
+    TaskResult as TaskResult,
+)
+from ._session import (
+    BlockingSession as BlockingSession,
+    Session as Session,
+)
+from ._text import (
+    encode as encode,
+    text as text,
+)
+
+AP_READY = _d.cvcs_ApReady
+CONNECTED = _d.cvcs_Connected
+CONNECT_ERROR = _d.cvcs_ConnectError
+CONNECTING = _d.cvcs_Connecting
+DISCONNECTED = _d.cvcs_Disconnected
+HEARTBEAT_TIMEOUT = _d.cvcs_HeartbeatTimeout
+LINK_BROKEN = _d.cvcs_LinkBroken
+LINK_ERROR = _d.cvcs_LinkError
+NONE = _d.cvcs_None
+SGN_ERROR = _d.cvcs_SgnError
+UNKNOWN_SERVER = _d.cvcs_UnknownServer

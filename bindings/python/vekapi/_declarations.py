@@ -9,7 +9,7 @@ from ctypes import (
 class Handle(Structure):
     _fields_ = [("object", c_void_p)]
 
-    def __bool__(self):
+    def __bool__(self) -> bool:
         return bool(self.object)
 
 

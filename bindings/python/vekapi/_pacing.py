@@ -3,7 +3,9 @@
 import ctypes
 import threading
 from ctypes import byref
+from typing import Any, Callable, Optional, Union
 
+from ._client import Client
 from ._declarations import CVekFlowCtrlCallbacks, CVekFlowCtrlSenderCallbacks
 from ._events import entry
 from ._library import lib, load
@@ -12,12 +14,14 @@ from ._text import request
 
 
 class _Paced(Owned):
-    def _happened(self): pass
+    """Base of gates and senders."""
 
-    def _exits(self, asked):
+    def _happened(self) -> None: pass
+
+    def _exits(self, asked: BaseException) -> None:
         raise asked  # no wait() to raise it from: printed and dropped
 
-    def _entry(self, table, event):
+    def _entry(self, table: Any, event: Optional[Callable[..., None]]) -> Any:
         """A table with its one callback; empty if `event` is None."""
         kind = table._fields_[0][1]
         self._callbacks = table(entry(kind, self, event)) if event else table()
@@ -30,24 +34,26 @@ class Gate(_Paced):
 
     _delete = "CVekFlowCtrl_Delete"
 
-    def __init__(self, on_free=None, on_message_loop=False):
+    def __init__(self, on_free: Optional[Callable[["Gate"], Any]] = None, on_message_loop: bool = False) -> None:
         load()
         create = lib.CVekFlowCtrl_Create_OnMessageLoop if on_message_loop else lib.CVekFlowCtrl_Create
-        table = self._entry(CVekFlowCtrlCallbacks, on_free and (lambda: on_free(self)))
+        table = self._entry(CVekFlowCtrlCallbacks, (lambda: on_free and on_free(self)) if on_free else None)
         super().__init__(create(table, None), threading.current_thread() if on_message_loop else None)
 
-    def set_rate(self, count, ms):
+    def set_rate(self, count: int, ms: int) -> None:
         """At most `count` requests within `ms` milliseconds; if either is below 1, no limit."""
         self._call(lib.CVekFlowCtrl_SetFlowCtrl, count, ms)
 
-    def take(self):
+    def take(self) -> bool:
         """True if a request may be sent now; it counts as sent."""
-        return self._call(lib.CVekFlowCtrl_CheckFlowCtrl) == 0
+        return bool(self._call(lib.CVekFlowCtrl_CheckFlowCtrl) == 0)
 
-    def acknowledged(self, count):
+    def acknowledged(self, count: int) -> None:
+        """The server acknowledged so many requests."""
         self._call(lib.CVekFlowCtrl_SetAckTime, count)
 
-    def call_when_free(self):
+    def call_when_free(self) -> None:
+        """Calls on_free once when a request may be sent, perhaps now. Does nothing without a rate."""
         self._call(lib.CVekFlowCtrl_StartCheckTimer)
 
 
@@ -59,45 +65,45 @@ class Sender(_Paced):
 
     _delete = "CVekFlowCtrlSender_Delete"
 
-    def __init__(self, client, on_sent=None):
+    def __init__(self, client: Client, on_sent: Optional[Callable[["Sender", int, int], Any]] = None) -> None:
         if on_sent:
-            table = self._entry(CVekFlowCtrlSenderCallbacks, lambda sent, refused: on_sent(self, sent, refused))
+            table = self._entry(CVekFlowCtrlSenderCallbacks, lambda sent, refused: on_sent and on_sent(self, sent, refused))
             handle = client._call(lib.CVekFlowCtrlSender_Create_OnMessageLoop, table, None)
         else:
             handle = client._call(lib.CVekFlowCtrlSender_Create)
         super().__init__(handle, threading.current_thread() if on_sent else None)
 
-    def set_rate(self, count, ms):
+    def set_rate(self, count: int, ms: int) -> None:
         """At most `count` requests within `ms` milliseconds; if either is below 1, all are sent at once."""
         self._call(lib.CVekFlowCtrlSender_SetFlowCtrl, count, ms)
 
     @property
-    def pending(self):
+    def pending(self) -> int:
         """Number of held requests."""
-        return self._call(lib.CVekFlowCtrlSender_PendingCount)
+        return int(self._call(lib.CVekFlowCtrlSender_PendingCount))
 
     @property
-    def refused(self):
+    def refused(self) -> int:
         """Number of requests the link refused: not sent and not held."""
-        return self._call(lib.CVekFlowCtrlSender_RefusedCount)
+        return int(self._call(lib.CVekFlowCtrlSender_RefusedCount))
 
-    def drop(self):
+    def drop(self) -> int:
         """Drops the held requests and returns their number."""
-        return self._call(lib.CVekFlowCtrlSender_DropPending)
+        return int(self._call(lib.CVekFlowCtrlSender_DropPending))
 
-    def look_again(self):
+    def look_again(self) -> None:
         """Sends the held requests that the rate allows now."""
         self._call(lib.CVekFlowCtrlSender_CheckPending)
 
-    def take(self, size=65536):
+    def take(self, size: int = 65536) -> Optional[bytes]:
         """Removes and returns the oldest held request, as bytes, unsent; None if there is none, or it is longer."""
         buffer = ctypes.create_string_buffer(size)
         return buffer.raw[: self._call(lib.CVekFlowCtrlSender_TakePending, buffer, size)] or None
 
-    def ack(self, code, raw):
+    def ack(self, code: int, raw: bytes) -> None:
         """Call it with the arguments of Handler.on_ack."""
         self._call(lib.CVekFlowCtrlSender_AckParser, code, raw)
 
-    def send(self, request_):
+    def send(self, request_: Union[str, bytes]) -> bool:
         """Sends one request of two lines; False if it is held."""
-        return self._call(lib.CVekFlowCtrlSender_SendVekRequest, *request(request_))
+        return bool(self._call(lib.CVekFlowCtrlSender_SendVekRequest, *request(request_)))

@@ -168,7 +168,8 @@ class Table(Properties, Sequence[Row]):
     def value(self, row: int, column: int) -> Optional[str]:
         """One value, read from the library; None if there is no such record or column."""
         self._memory.check()
-        return text(lib.CVekTable_RecordIndexField(byref(self._table), row, column))
+        found: Optional[bytes] = lib.CVekTable_RecordIndexField(byref(self._table), row, column)
+        return text(found)
 
     def tuples(self) -> List[Tuple[str, ...]]:
         """The values of all records. Not a copy: do not change the list."""
@@ -197,7 +198,7 @@ class Table(Properties, Sequence[Row]):
 
     def to_pandas(self, decimals: Iterable[str] = ()) -> Any:
         """A pandas.DataFrame of all records; needs pandas. `decimals` as in to_dicts()."""
-        import pandas
+        import pandas  # type: ignore[import]
 
         frame = pandas.DataFrame(self.tuples(), columns=list(self.names))
         for name in decimals:

@@ -20,13 +20,13 @@ _register = _at_thread_end()
 can_keep = _register is not None
 
 
-@ctypes.CFUNCTYPE(None, ctypes.c_void_p)
-def _ended(_: Any) -> None:
+def _end(_: Any) -> None:
     ctypes.pythonapi.PyGILState_Release(0)  # the hold of keep(); the state goes when this function returns
     kept.discard(get_ident())
     told()
 
 
+_ended = ctypes.CFUNCTYPE(None, ctypes.c_void_p)(_end)
 ctypes.pythonapi.Py_IncRef(ctypes.py_object(_ended))  # the interpreter may end before such a thread
 
 
