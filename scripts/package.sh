@@ -28,38 +28,56 @@ export_sources() {
 
 package_version() { sed -n 's/^project(vekapi VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
 
-# built_tree SYSTEM: builds the library and the programs, and installs them into build/package/SYSTEM/tree with the debug
-# symbols beside, in .../symbols. Once a run.
-built_tree() {
-  local at=$packages/$1 system=()
-  local flags="-ffile-prefix-map=$packages/$1/build=build -ffile-prefix-map=$packages/source=."
-  [[ ! -e $at/done ]] || return 0
-  rm -rf "$at/tree" "$at/symbols"
-  mkdir -p "$at"
-  # A linker that writes no time into the file.
+# once NAME COMMAND...: at most one time in a run. A command that fails shows its log.
+once() {
+  local mark=$packages/done-$1
+  [[ ! -e $mark ]] || return 0
+  mkdir -p "$packages"
+  "${@:2}" >"$packages/$1.log" 2>&1 || {
+    tail -n 100 "$packages/$1.log"
+    return 1
+  }
+  touch "$mark"
+}
+
+# Names of directories do not end up in what is built; MinGW's linker is told to write no time into the file.
+configure_tree() {
+  local flags="-ffile-prefix-map=$packages/$1/build=build -ffile-prefix-map=$packages/source=." system=()
   [[ $1 != windows ]] || system=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DVEKAPI_PROGRAMS=ON
     -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-insert-timestamp -DCMAKE_EXE_LINKER_FLAGS=-Wl,--no-insert-timestamp)
   # shellcheck disable=SC2046
-  cmake -G Ninja -S "$packages/source" -B "$at/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVEKAPI_TESTS=OFF \
+  cmake -G Ninja -S "$packages/source" -B "$packages/$1/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVEKAPI_TESTS=OFF \
     -DVEKAPI_BENCH=OFF -DVEKAPI_EXAMPLES=OFF -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_C_FLAGS="$flags" \
-    -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_DOCDIR=doc "${system[@]}" $(compiler_cache) >"$at/log" &&
-    cmake --build "$at/build" >>"$at/log" && cmake --install "$at/build" --prefix "$at/tree" >>"$at/log" || {
-    cat "$at/log"
-    return 1
-  }
-  part_symbols "$1" "$at" && touch "$at/done"
+    -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_DOCDIR=doc "${system[@]}" $(compiler_cache)
 }
+
+# install_tree SYSTEM NAME ARGUMENT...: installs into build/package/SYSTEM/NAME, with the debug symbols in .../NAME-symbols.
+install_tree() {
+  local at=$packages/$1/$2
+  rm -rf "$at" "$at-symbols"
+  cmake --install "$packages/$1/build" --prefix "$at" "${@:3}" && part_symbols "$1" "$at"
+}
+
+install_library() {
+  cmake --build "$packages/$1/build" --target vekapi && install_tree "$1" library --component runtime
+}
+
+install_all() { cmake --build "$packages/$1/build" && install_tree "$1" tree; }
+
+# The library alone, in build/package/SYSTEM/library; or with the programs and all else, in .../tree.
+built_library() { once "configure-$1" configure_tree "$1" && once "library-$1" install_library "$1"; }
+built_tree() { once "configure-$1" configure_tree "$1" && once "tree-$1" install_all "$1"; }
 
 # part_symbols SYSTEM DIRECTORY: debuggers find the symbols of X in X.debug.
 part_symbols() {
   local tools='' file
   [[ $1 != windows ]] || tools=x86_64-w64-mingw32-
-  mkdir -p "$2/symbols"
+  mkdir -p "$2-symbols"
   while read -r file; do
-    "${tools}objcopy" --only-keep-debug "$file" "$2/symbols/${file##*/}.debug" &&
+    "${tools}objcopy" --only-keep-debug "$file" "$2-symbols/${file##*/}.debug" &&
       "${tools}strip" --strip-unneeded "$file" &&
-      (cd "$2/symbols" && "${tools}objcopy" --add-gnu-debuglink="${file##*/}.debug" "$file") || return 1
-  done < <(find "$2/tree/bin" "$2/tree/lib" -type f \( -name 'libvekapi.so.*' -o -name '*.dll' -o -perm -100 \) ! -name '*.cmake' ! -name '*.a' ! -name '*.lib')
+      (cd "$2-symbols" && "${tools}objcopy" --add-gnu-debuglink="${file##*/}.debug" "$file") || return 1
+  done < <(find "$2" -type f \( -name 'libvekapi.so.*' -o -name '*.dll' -o -path '*/bin/*' -perm -100 \) ! -path '*/doc/*')
 }
 
 # Times of the commit, so that archives do not differ.
@@ -98,12 +116,12 @@ make_deb() {
 
 make_tar() {
   built_tree linux && tar_of "vekapi-$version-linux-x86_64" "$packages/linux/tree" &&
-    tar_of "vekapi-$version-linux-x86_64-symbols" "$packages/linux/symbols"
+    tar_of "vekapi-$version-linux-x86_64-symbols" "$packages/linux/tree-symbols"
 }
 
 make_zip() {
   built_tree windows && zip_of "vekapi-$version-windows-x86_64" "$packages/windows/tree" &&
-    zip_of "vekapi-$version-windows-x86_64-symbols" "$packages/windows/symbols"
+    zip_of "vekapi-$version-windows-x86_64-symbols" "$packages/windows/tree-symbols"
 }
 
 # wheel_with LIBRARY PLATFORM: the package with the library inside.
@@ -120,19 +138,20 @@ wheel_with() {
 }
 
 make_wheel() {
-  built_tree linux && built_tree windows && wheel_with "$packages/linux/tree/lib/libvekapi.so.${version%%.*}" linux_x86_64 &&
-    wheel_with "$packages/windows/tree/bin/vekapi.dll" win_amd64
+  built_library linux && built_library windows &&
+    wheel_with "$packages/linux/library/lib/libvekapi.so.${version%%.*}" linux_x86_64 &&
+    wheel_with "$packages/windows/library/bin/vekapi.dll" win_amd64
 }
 
 make_nupkg() {
   local at=$packages/nupkg
-  built_tree linux && built_tree windows || return 1
+  built_library linux && built_library windows || return 1
   rm -rf "$at"
   mkdir -p "$at/lib/net45" "$at/runtimes/linux-x64/native" "$at/runtimes/win-x64/native"
   mcs -warnaserror -target:library -deterministic "-pathmap:$packages/source=/vekapi" "-doc:$at/lib/net45/VekApi.xml" \
     "-out:$at/lib/net45/VekApi.dll" "$packages"/source/bindings/csharp/*.cs || return 1
-  cp -L "$packages/linux/tree/lib/libvekapi.so.${version%%.*}" "$at/runtimes/linux-x64/native/libvekapi.so"
-  cp "$packages/windows/tree/bin/vekapi.dll" "$at/runtimes/win-x64/native/"
+  cp -L "$packages/linux/library/lib/libvekapi.so.${version%%.*}" "$at/runtimes/linux-x64/native/libvekapi.so"
+  cp "$packages/windows/library/bin/vekapi.dll" "$at/runtimes/win-x64/native/"
   cp -a packaging/nuget/. "$at"
   sed -i "s/@VERSION@/$version/" "$at/VekApi.nuspec"
   same_times "$at"
@@ -153,7 +172,7 @@ dev_package() {
   export SOURCE_DATE_EPOCH
   [[ -z $(git status --porcelain) ]] || warn "what is not committed is not in the packages"
   step "export the sources" export_sources || fail "the sources cannot be exported"
-  rm -f "$packages"/{linux,windows}/done
+  rm -f "$packages"/done-*
   for kind in "${kinds[@]}"; do step "$kind" "make_$kind" || fail "the package was not made: $kind"; done
   (cd "$made" && find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS)
   cat "$made/SHA256SUMS"
