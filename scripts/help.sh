@@ -84,7 +84,7 @@ TEXT
 
 help_package() {
   cat <<'TEXT'
-usage: ./dev package [KIND...]
+usage: ./dev package [--try | --twice] [KIND...]
 
 Makes what is given to users from the last commit, all kinds if none is named, into build/package/out with a file of
 checksums. Archives carry the commit's time.
@@ -94,6 +94,9 @@ checksums. Archives carry the commit's time.
   zip     for Windows: DLL, import libraries for MinGW and MSVC, headers, programs, documents
   wheel   Python packages with the library inside, for Linux and Windows
   nupkg   the C# classes with the libraries of both systems
+
+  --twice makes them a second time, elsewhere and without the compiler cache, and compares: nothing may differ
+  --try   unpacks those made before into empty places, and builds and runs a program with each
 TEXT
 }
 

@@ -159,22 +159,46 @@ make_nupkg() {
   (cd "$at" && find . -type f | LC_ALL=C sort | sed 's,^\./,,' | TZ=UTC zip -q -X -@ "$made/VekApi.$version.nupkg")
 }
 
+# make_packages KIND...: into `packages`.
+make_packages() {
+  local kind
+  step "export the sources" export_sources || fail "the sources cannot be exported"
+  rm -f "$packages"/done-*
+  for kind in "$@"; do step "$kind" "make_$kind" || fail "the package was not made: $kind"; done
+  (cd "$made" && find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS)
+}
+
+# A second time, in a directory with a longer name and without the compiler cache: nothing may differ.
+make_again() {
+  local first=$made packages=$root/build/package-once-more made=$root/build/package-once-more/out
+  rm -rf "$packages"
+  CCACHE_DISABLE=1 make_packages "$@"
+  (cd "$made" && sha256sum --quiet -c SHA256SUMS) && diff <(cut -d' ' -f3- "$made/SHA256SUMS" | while read -r name; do
+    grep " $name\$" "$first/SHA256SUMS"
+  done) "$made/SHA256SUMS" || fail "built twice, the packages differ"
+  verdict "built twice, equal: $*"
+}
+
 dev_package() {
-  local kinds=("$@") kind version SOURCE_DATE_EPOCH
+  local kinds=() kind version SOURCE_DATE_EPOCH mode=make
+  case ${1:-} in --try | --twice) mode=${1#--} && shift ;; esac
+  kinds=("$@")
   ((${#kinds[@]})) || kinds=("${package_kinds[@]}")
   for kind in "${kinds[@]}"; do
     [[ " ${package_kinds[*]} " == *" $kind "* ]] || fail "package: unknown kind: $kind (there are ${package_kinds[*]})"
-    need_for_package "$kind"
+    [[ $mode == try ]] || need_for_package "$kind"
   done
   need_install
   version=$(package_version)
   SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
   export SOURCE_DATE_EPOCH
+  if [[ $mode == try ]]; then
+    try_packages "${kinds[@]}"
+    return
+  fi
   [[ -z $(git status --porcelain) ]] || warn "what is not committed is not in the packages"
-  step "export the sources" export_sources || fail "the sources cannot be exported"
-  rm -f "$packages"/done-*
-  for kind in "${kinds[@]}"; do step "$kind" "make_$kind" || fail "the package was not made: $kind"; done
-  (cd "$made" && find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS)
+  make_packages "${kinds[@]}"
+  [[ $mode == make ]] || make_again "${kinds[@]}"
   cat "$made/SHA256SUMS"
   verdict "packages: build/package/out"
 }

@@ -1,0 +1,108 @@
+# ./dev package --try: unpacks each package made before into an empty place, and builds and runs what uses it, against the
+# simulated server of the Linux build.
+
+need_for_try() {
+  need_for_programs linux
+  case $1 in
+    tar | deb)
+      need make "builds the example project of a Makefile"
+      need pkgconf "finds the unpacked library for it"
+      ;;
+    zip)
+      need unzip "unpacks the archive"
+      need g++-mingw-w64-x86-64-posix "builds a program for Windows"
+      need wine64 "runs it"
+      ;;
+    wheel) need python3-venv "an empty Python to install into" ;;
+    nupkg)
+      need unzip "unpacks the package"
+      need mono-mcs "compiles a program that uses it"
+      need mono-runtime "runs it"
+      need libmono-i18n-cjk4.0-cil "code page 950"
+      ;;
+  esac
+}
+
+# package_of PATTERN: sets `package` to the one file.
+package_of() {
+  local found=("$made"/$1)
+  package=${found[0]}
+  [[ ${#found[@]} == 1 && -f $package ]] || fail "there is not one $1 in $made; make it first"
+}
+
+# CMake and pkg-config projects with the library installed below PREFIX, with the examples that came with it.
+projects_at() {
+  local prefix=$1 examples=$2 library
+  library=$(dirname "$(find "$prefix" -name libvekapi.so)")
+  cmake -G Ninja -S "$examples/project" -B "$place/cmake" -DCMAKE_PREFIX_PATH="$prefix" && cmake --build "$place/cmake" &&
+    LD_LIBRARY_PATH=$library with_simulator linux "$place/cmake/minimal" || return 1
+  mkdir "$place/make"
+  PKG_CONFIG_PATH=$library/pkgconfig make -C "$place/make" -f "$examples/project/Makefile" VPATH="$examples/project" &&
+    LD_LIBRARY_PATH=$library with_simulator linux "$place/make/minimal"
+}
+
+try_tar() {
+  package_of "vekapi-$version-linux-x86_64.tar.gz"
+  tar -xzf "$package" -C "$place" && projects_at "$place/vekapi-$version-linux-x86_64" \
+    "$place/vekapi-$version-linux-x86_64/doc/examples"
+}
+
+try_deb() {
+  local part
+  for part in libvekapi0 libvekapi-dev vekapi-tools; do
+    package_of "${part}_${version}_amd64.deb"
+    dpkg-deb -x "$package" "$place" || return 1
+  done
+  projects_at "$place/usr" "$place/usr/share/doc/libvekapi-dev/examples"
+}
+
+# A C program, with the import library; and the programs start.
+try_zip() {
+  package_of "vekapi-$version-windows-x86_64.zip"
+  unzip -q "$package" -d "$place" || return 1
+  local tree=$place/vekapi-$version-windows-x86_64
+  local example=$tree/doc/examples/c
+  x86_64-w64-mingw32-gcc-posix -std=c99 -I"$tree/include" "$example/session.c" "$example/win32/System.c" -L"$tree/lib" -lvekapi \
+    -o "$tree/bin/session.exe" && wine_start && with_simulator linux "$wine" "$tree/bin/session.exe" &&
+    "$wine" "$tree/bin/veksim.exe" --help >"$place/help" && grep -i usage "$place/help"
+}
+
+# Without the net and any other package; the one for Windows is looked into.
+try_wheel() {
+  package_of "vekapi-$version-py3-none-win_amd64.whl"
+  /usr/bin/python3 -m zipfile -l "$package" | grep -q ' *vekapi/vekapi.dll ' || fail "there is no DLL in $package"
+  package_of "vekapi-$version-py3-none-linux_x86_64.whl"
+  /usr/bin/python3 -m venv "$place/python" && "$place/python/bin/pip" install -q --no-index "$package" || return 1
+  printf 'secret\nproducts\n' >"$place/typed"
+  (cd "$place" && with_simulator linux "$place/python/bin/python" -I -m vekapi --user trader <"$place/typed") | tee "$place/said"
+  grep -q '臺股期貨' "$place/said"
+}
+
+try_nupkg() {
+  package_of "VekApi.$version.nupkg"
+  unzip -q "$package" -d "$place" || return 1
+  cp "$place"/lib/*/VekApi.dll "$place/runtimes/linux-x64/native/libvekapi.so" "$place" &&
+    mcs -warnaserror -r:"$place/VekApi.dll" -out:"$place/session.exe" examples/csharp/Session.cs &&
+    LD_LIBRARY_PATH=$place with_simulator linux mono "$place/session.exe"
+}
+
+# try_package KIND, with its output in build/package/try-KIND.log.
+try_package() {
+  local place=$packages/try/$1 package
+  rm -rf "$place"
+  mkdir -p "$place"
+  launch_as linux
+  ("try_$1") >"$packages/try-$1.log" 2>&1 || {
+    tail -n 60 "$packages/try-$1.log"
+    return 1
+  }
+}
+
+try_packages() {
+  local kind
+  for kind in "$@"; do need_for_try "$kind"; done
+  need_install
+  build_preset linux veksim || fail "the simulated server cannot be built"
+  for kind in "$@"; do step "try $kind" try_package "$kind" || fail "the package does not do: $kind"; done
+  verdict "tried: $*"
+}
