@@ -57,7 +57,7 @@ Client::Client(const Options& options, Output& output, EventSink* sink)
   const CVekSessionConfig config = ConfigOf(options, id1, id2);
   session_ = std::make_unique<VekApi::VekSession>(config, [this](const CVekEvent& event) { OnEvent(event); });
   for (const std::string& server : options.servers) session_->AddEndpoint(SettingOf(server));
-  if (sink_ != nullptr) session_->SetTrace(2);
+  if (sink_ != nullptr) session_->SetTrace(vtl_Packets);
 }
 
 // Its last events are told while everything is there.
@@ -142,7 +142,7 @@ void Client::Await(const Request& request) {
 
 void Client::ShowTrace(bool shown) {
   traced_ = shown;
-  if (sink_ == nullptr) session_->SetTrace(shown ? 2 : 0);
+  if (sink_ == nullptr) session_->SetTrace(shown ? vtl_Packets : vtl_None);
 }
 
 void Client::OnEvent(const CVekEvent& event) {

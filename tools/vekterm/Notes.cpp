@@ -6,29 +6,6 @@
 #include "vekterm/Tables.h"
 
 namespace VekTerm {
-namespace {
-
-const char* CodeName(std::int32_t code) {
-  switch (code) {
-    case 0:
-      return "connect";
-    case 1:
-      return "heartbeat";
-    case 2:
-      return "session";
-    case 128:
-      return "query";
-    case 129:
-      return "request";
-    case 130:
-      return "report";
-    default:
-      return "message";
-  }
-}
-
-}  // namespace
-
 Note StateNote(const CVekEvent& event) {
   const std::string reason = CVekApi_Text(vst_Reason, event.reason, 0);
   const std::string detail = VekApi::ToUtf8(event.detail);
@@ -75,18 +52,22 @@ Note FateNote(const Request& request) {
           {}};
 }
 
+// The library says what a packet is; a text of the wire begins behind header and length.
 Note TraceNote(const CVekEvent& event) {
+  constexpr std::size_t kHead = 5;
   const bool out = (event.flags & vsg_Outbound) != 0;
-  const std::string body = VekApi::ToUtf8({event.text, event.textLength});
+  const std::string_view packet(event.text, event.textLength);
+  const bool hasText = event.code >= 3 && packet.size() > kHead;
   return {"trace",
-          fmt::format("{} {} ({}), {}  {}", out ? "-->" : "<--", CodeName(event.code), event.code,
-                      event.detail, VekDump::Shortened(VekDump::OneLine(body), 200)),
+          fmt::format("{} {} ({}, {})", out ? "-->" : "<--", event.detail, event.code,
+                      VekDump::Counted(packet.size(), "byte")),
           {{"from", out ? "client" : "server"},
            {"code", std::int64_t{event.code}},
            {"link", std::int64_t{event.link}},
            {"ns", event.atNs},
-           {"bytes", std::string(event.detail)},
-           {"body", body}},
+           {"bytes", static_cast<std::int64_t>(packet.size())},
+           {"detail", std::string(event.detail)},
+           {"body", hasText ? VekApi::ToUtf8(packet.substr(kHead)) : ""}},
           {}};
 }
 

@@ -1,11 +1,9 @@
-// Writes the messages of a session down, for vekdump.
+// Writes a session down as a recording, for vekdump.
 #pragma once
 
 #include <fstream>
 #include <string>
-#include <string_view>
 
-#include "protocol/Recording.h"
 #include "vekterm/EventSink.h"
 
 namespace VekTerm {
@@ -13,23 +11,17 @@ namespace VekTerm {
 class Recorder : public EventSink {
  public:
   // Throws std::runtime_error when the file cannot be written.
-  Recorder(const std::string& file, std::string identity);
-  // Writes what there is of it: traced messages, and the changes of the session's state.
+  explicit Recorder(const std::string& file);
   void Add(const CVekEvent& event) override;
   // Throws std::runtime_error unless all of it could be written.
   void Close();
 
  private:
-  void AddState(const CVekEvent& event);
-  void AddMessage(const CVekEvent& event);
-  void AddText(const CVekEvent& event, std::string_view text);
-  void Put(const CVekEvent& event, VekApi::ERecord kind, std::string_view content, std::int32_t state = 0);
+  void Write(std::uint32_t size);
 
-  const std::string name_, identity_;
+  const std::string name_;
   std::ofstream file_;
-  std::int32_t state_ = vss_Closed;
-  bool linked_ = false;
-  VekApi::ERecordOrder order_ = VekApi::ERecordOrder::Unknown;
+  std::string bytes_;
 };
 
 }  // namespace VekTerm

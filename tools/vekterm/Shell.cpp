@@ -3,10 +3,16 @@
 #include <charconv>
 #include <fstream>
 
+#include "platform/runtime/Wipe.h"
+
 namespace VekTerm {
 
 Shell::Shell(Client& client, Output& output, std::string password)
     : client_(client), output_(output), password_(std::move(password)) {}
+
+Shell::~Shell() {
+  Dova::WipeText(password_);
+}
 
 void Shell::Say(const char* kind, const std::string& text, std::vector<Field> fields) {
   output_.Tell({kind, text, std::move(fields), {}});

@@ -26,6 +26,9 @@ struct Command {
 class Shell {
  public:
   Shell(Client& client, Output& output, std::string password);
+  ~Shell();
+  Shell(const Shell&) = delete;
+  Shell& operator=(const Shell&) = delete;
 
   // Carries out one line; throws Failure.
   void Run(const std::string& line);

@@ -79,7 +79,7 @@ void ExpectUp(Client& client, const Options& options) {
 EExit RunTerminal(const Options& options, const std::string& password, Output& output, Terminal& terminal) {
   std::unique_ptr<Recorder> recorder;
   try {
-    if (!options.record.empty()) recorder = std::make_unique<Recorder>(options.record, options.user);
+    if (!options.record.empty()) recorder = std::make_unique<Recorder>(options.record);
   } catch (const std::runtime_error& error) {
     throw Ending{kFile, error.what()};
   }

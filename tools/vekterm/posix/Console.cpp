@@ -18,11 +18,12 @@ void OnSignal(int number) {
   (number == SIGINT ? interrupted : mustEnd) = true;
 }
 
+// Nobody reads any more: then nothing more is to be done unseen.
 void WriteTo(int file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(file, text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
+    if (written <= 0) return void(mustEnd = true);
     text.remove_prefix(static_cast<std::size_t>(written));
   }
 }

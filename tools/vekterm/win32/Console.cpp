@@ -15,6 +15,7 @@ bool IsConsole(HANDLE handle) {
   return GetConsoleMode(handle, &mode) != 0;
 }
 
+// Nobody reads any more: then nothing more is to be done unseen.
 void WriteTo(HANDLE handle, std::string_view text) {
   DWORD written = 0;
   if (IsConsole(handle)) {
@@ -22,8 +23,11 @@ void WriteTo(HANDLE handle, std::string_view text) {
     WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
     return;
   }
-  while (!text.empty() && WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr))
-    text.remove_prefix(written);
+  for (; !text.empty(); text.remove_prefix(written)) {
+    if (WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) continue;
+    mustEnd = true;
+    return;
+  }
 }
 
 // On a thread of the system. When it returns for a closed window, the process ends at once.

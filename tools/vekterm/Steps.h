@@ -1,0 +1,55 @@
+// The steps of a check, as they are told.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "vekterm/ExitCodes.h"
+#include "vekterm/Options.h"
+#include "vekterm/Output.h"
+#include "vekterm/Setting.h"
+
+namespace VekTerm {
+
+// Why a step failed, and what to do.
+struct Fault {
+  EExit code;
+  std::string what, advice;
+};
+
+class Steps {
+ public:
+  explicit Steps(Output& output) : output_(output) {}
+
+  void Tell(const char* name, bool good, std::int64_t ns, const std::string& text, EExit code = kDone);
+
+  // Tells what `work` found, or the Fault that it throws.
+  template <class Work>
+  void Do(const char* name, Work work) {
+    using std::chrono::steady_clock;
+    const auto begin = steady_clock::now();
+    const auto since = [&] { return std::chrono::nanoseconds(steady_clock::now() - begin).count(); };
+    try {
+      const std::string found = work();
+      Tell(name, true, since(), found);
+    } catch (const Fault& fault) {
+      Tell(name, false, since(), fault.what, fault.code);
+      throw;
+    }
+  }
+
+ private:
+  Output& output_;
+};
+
+// Where a connection was made: no address when the server is not reached over TCP.
+struct Reached {
+  TcpPlace place;
+  std::string address;
+};
+
+// The steps below a session: setting, look-up, each address. Throws a Fault.
+Reached ReachServer(const Options& options, Steps& steps);
+
+}  // namespace VekTerm
