@@ -49,6 +49,9 @@ class TCPClient : public TMesBase {
   int TakeSpinUs() override { return std::exchange(setting_.spinUs, 0); }
 
  private:
+  // Fits into a std::string without allocation.
+  static constexpr char kOutOfMemory[] = "Out of memory";
+
   enum class EState { Idle, Connecting, Linked, Failed, Broken, Closed };
   using TLock = std::lock_guard<Os::TMutex>;
   using TSocketRef = std::shared_ptr<Os::TSocket>;
