@@ -1,4 +1,3 @@
-// What can be learnt of a client's link beside its events.
 #ifndef VEKAPI_VEKLINK_H
 #define VEKAPI_VEKLINK_H
 
@@ -12,11 +11,7 @@ namespace VekApi {
 
 class VekClient;
 
-// As CVekClient_LinkReason and CVekClient_LinkDetail. Thread-safe. LinkDetail throws std::bad_alloc.
-VEKAPI_EXPORT std::int32_t LinkReason(const VekClient& client);
-VEKAPI_EXPORT std::string LinkDetail(const VekClient& client);
-
-// Receives what SetTrace shows.
+// Receives what VekLink::SetTrace shows.
 class VekTraceHandler {
  public:
   // As a callback of CVekClient_SetTrace.
@@ -26,9 +21,19 @@ class VekTraceHandler {
   ~VekTraceHandler() = default;
 };
 
-// As CVekClient_SetTrace. `handler` is not owned; null ends the trace. Throws std::bad_alloc; then everything
-// is as before.
-VEKAPI_EXPORT void SetTrace(VekClient& client, VekTraceHandler* handler, std::int32_t level);
+// What can be learnt of a client's link beside its events. Thread-safe.
+class VEKAPI_EXPORT VekLink {
+ public:
+  VekLink() = delete;
+
+  // As CVekClient_LinkReason and CVekClient_LinkDetail. Detail throws std::bad_alloc.
+  static std::int32_t Reason(const VekClient& client);
+  static std::string Detail(const VekClient& client);
+
+  // As CVekClient_SetTrace. `handler` is not owned; null ends the trace. Throws std::bad_alloc; then
+  // everything is as before.
+  static void SetTrace(VekClient& client, VekTraceHandler* handler, std::int32_t level);
+};
 
 }  // namespace VekApi
 

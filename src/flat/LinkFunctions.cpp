@@ -19,12 +19,12 @@ bool CVekClient_SetTrace(CVekClient* client, CVekOnTrace onTrace, void* user, in
 }
 
 int32_t CVekClient_LinkReason(const CVekClient* client) {
-  return VekApi::Flat::Ask(client, 0,
-                           [](VekApiC_VekClient& object) { return VekApi::LinkReason(object.Client()); });
+  return VekApi::Flat::Ask(
+      client, 0, [](VekApiC_VekClient& object) { return VekApi::VekLink::Reason(object.Client()); });
 }
 
 uint32_t CVekClient_LinkDetail(const CVekClient* client, char* out, uint32_t room) {
   VekApiC_VekClient* const object = VekApi::Flat::ObjectOf(client);
-  return VekApi::Flat::PutText(out, room,
-                               [=] { return object ? VekApi::LinkDetail(object->Client()) : std::string(); });
+  return VekApi::Flat::PutText(
+      out, room, [=] { return object ? VekApi::VekLink::Detail(object->Client()) : std::string(); });
 }

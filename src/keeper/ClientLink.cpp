@@ -105,15 +105,15 @@ void SetClientTrace(VekClient& client, TTellTrace tell, int level) {
   impl.Tap().Set(tap);
 }
 
-std::int32_t LinkReason(const VekClient& client) {
+std::int32_t VekLink::Reason(const VekClient& client) {
   return TClientParts::ImplOf(client).Why().reason;
 }
 
-std::string LinkDetail(const VekClient& client) {
+std::string VekLink::Detail(const VekClient& client) {
   return TClientParts::ImplOf(client).Why().detail;
 }
 
-void SetTrace(VekClient& client, VekTraceHandler* handler, std::int32_t level) {
+void VekLink::SetTrace(VekClient& client, VekTraceHandler* handler, std::int32_t level) {
   TTellTrace tell;
   if (handler) {
     tell = [handler](VekClient& traced, const CVekEvent& event) { handler->OnVekTraceEvent(traced, event); };

@@ -136,6 +136,7 @@ TEST_F(TracedClient, EndedInEveryEvent) {
 TEST_F(TracedClient, SwitchedWhilePacketsFlow) {
   constexpr int kCount = 2000;
   SignOn();
+  CVekClient_SetTrace(&client, nullptr, nullptr, vtl_None);
   std::atomic<int> shown[2]{};
   const CVekOnTrace count = [](CVekClient*, void* user, const CVekEvent* event) {
     EXPECT_EQ(event->textLength, 6u);

@@ -42,8 +42,10 @@ TEST_F(SessionTest, SettingsThatMakeNoMessengerAreRefused) {
     client->Connect(setting, "App", "1", "", "", "");
     EXPECT_EQ(recorder.Take(), Lines{"connect -2 " + Cp950(u8"連線參數錯誤")}) << setting;
     EXPECT_EQ(client->State(), VekApi::vcs_LinkError);
-    EXPECT_NE(VekApi::LinkDetail(*client).find(word), std::string::npos) << VekApi::LinkDetail(*client);
-    EXPECT_EQ(VekApi::LinkReason(*client), std::string(word) == "thread" ? vsr_NoThread : vsr_BadSetting);
+    EXPECT_NE(VekApi::VekLink::Detail(*client).find(word), std::string::npos)
+        << VekApi::VekLink::Detail(*client);
+    EXPECT_EQ(VekApi::VekLink::Reason(*client),
+              std::string(word) == "thread" ? vsr_NoThread : vsr_BadSetting);
   }
 }
 

@@ -10,8 +10,7 @@
 namespace vektest {
 namespace {
 
-using VekApi::LinkDetail;
-using VekApi::LinkReason;
+using VekApi::VekLink;
 
 const std::string kZeroes(16, '\0');
 const std::string kAlert("\x15\x03\x01\0\x02\x02\x46", 7);
@@ -63,8 +62,8 @@ TEST_F(ReasonTest, OtherProtocolsAreTold) {
     for (std::size_t cut = 0; cut <= each.stream.size(); ++cut) {
       Receive(each.stream, cut);
       EXPECT_EQ(recorder.Take(), Lines{std::string("connect -3 ") + each.text}) << each.stream << cut;
-      EXPECT_EQ(LinkReason(*client), each.reason) << each.stream << cut;
-      EXPECT_TRUE(LinkDetail(*client).starts_with(each.detail)) << LinkDetail(*client);
+      EXPECT_EQ(VekLink::Reason(*client), each.reason) << each.stream << cut;
+      EXPECT_TRUE(VekLink::Detail(*client).starts_with(each.detail)) << VekLink::Detail(*client);
       EXPECT_EQ(CVekApi_ReasonOf(each.text), cvre_BadPacketLength);
     }
   }
@@ -86,7 +85,7 @@ TEST_F(ReasonTest, StreamsOfPacketsAreLeftAlone) {
     for (std::size_t cut = 0; cut <= std::min<std::size_t>(stream.size(), 40); ++cut) {
       Receive(stream, cut);
       EXPECT_EQ(client->State(), VekApi::vcs_Connected) << cut << " of " << stream.size();
-      EXPECT_EQ(LinkReason(*client), 0);
+      EXPECT_EQ(VekLink::Reason(*client), 0);
       recorder.Take();
     }
   }
@@ -94,7 +93,7 @@ TEST_F(ReasonTest, StreamsOfPacketsAreLeftAlone) {
     Receive(start, 0);
     EXPECT_EQ(recorder.Take(), Lines());
     mes->Break("gone");
-    EXPECT_EQ(LinkReason(*client), vsr_LinkBroken);
+    EXPECT_EQ(VekLink::Reason(*client), vsr_LinkBroken);
     recorder.Take();
   }
 }
@@ -126,7 +125,7 @@ TEST_F(ReasonTest, EveryEndHasANumber) {
   };
   for (const auto& each : cases) {
     each.end();
-    EXPECT_EQ(LinkReason(*client), each.reason) << recorder.Take().back();
+    EXPECT_EQ(VekLink::Reason(*client), each.reason) << recorder.Take().back();
     if (each.reason == 0) continue;
     for (const int language : {0, 1}) EXPECT_STRNE(CVekApi_Text(vst_Reason, each.reason, language), "");
   }
@@ -143,15 +142,15 @@ TEST(ReasonLive, EndsOfTcp) {
   }
   vektest::Connect(client, "127.0.0.1:" + std::to_string(closed));
   EXPECT_TRUE(recorder.WaitFor("connect -2 "));
-  EXPECT_EQ(LinkReason(client), vsr_NobodyListens);
-  EXPECT_TRUE(LinkDetail(client).starts_with("127.0.0.1:" + std::to_string(closed)));
+  EXPECT_EQ(VekLink::Reason(client), vsr_NobodyListens);
+  EXPECT_TRUE(VekLink::Detail(client).starts_with("127.0.0.1:" + std::to_string(closed)));
   TestSupport::TTcpPeer peer;
   vektest::Connect(client, Setting(peer));
   peer.Accept();
   peer.Read(20);
   peer.CloseSending();
   EXPECT_TRUE(recorder.WaitFor("connect -3 "));
-  EXPECT_EQ(LinkReason(client), vsr_ClosedByPeer);
+  EXPECT_EQ(VekLink::Reason(client), vsr_ClosedByPeer);
 }
 
 }  // namespace

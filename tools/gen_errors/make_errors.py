@@ -23,7 +23,7 @@ Every end of a link has a number and a text. `CVekApi_Text` gives the texts of t
 
 - A client tells its state (`CVekClient_State`) and a reason text with `OnVekConnectEvent`. `CVekClient_LinkReason` gives the number
   of the reason, `CVekClient_LinkDetail` what there is to say beyond: the word of the setting that is wrong, what the system says, what
-  a stream looks like, or the server's own words. In C++: `VekApi::LinkReason` and `VekApi::LinkDetail` (`vekapi/VekLink.h`).
+  a stream looks like, or the server's own words. In C++: `VekApi::VekLink` (`vekapi/VekLink.h`).
 - A session's state event has `reason`, the broad one, `cause`, the finest one known, and `detail`.
 
 Something that is not an order-routing server is told at its first bytes, with what it looks like: an HTTP answer, TLS, SSH, a mail or
