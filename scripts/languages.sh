@@ -69,6 +69,14 @@ bindings_follow_header() {
   { /usr/bin/python3 tools/gen_bindings/make_bindings.py --check --header "$changed" || true; } | grep ', 3 of 4 files differ'
 }
 
+# The binary interface is what it was when it was recorded, and a change would be noticed.
+flat_abi() {
+  ./scripts/check_abi.py || return 1
+  local changed=build/VekApiC_grown.h
+  sed 's/  int stride;/  int more;\n&/' include/vekapi/VekApiC.h >"$changed"
+  { ./scripts/check_abi.py --header "$changed" || true; } | grep 'no longer so: struct CVekRecordBlock: stride'
+}
+
 vba_modules() {
   python3 tests/bindings/vba.py bindings/vba/VekText.bas bindings/vba/VekSessions.bas examples/vba/VekSession.bas examples/vba/VekOrders.bas
 }
@@ -177,6 +185,7 @@ check_languages() {
     linux)
       check flat_functions python3 scripts/check_flat.py build/linux/libvekapi.so
       check bindings_follow_header bindings_follow_header
+      check flat_abi flat_abi
       check vba_modules vba_modules
       check texts texts
       check layouts layouts

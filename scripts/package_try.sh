@@ -23,11 +23,10 @@ need_for_try() {
   esac
 }
 
-# package_of PATTERN: sets `package` to the one file.
+# package_of NAME: sets `package` to the file.
 package_of() {
-  local found=("$made"/$1)
-  package=${found[0]}
-  [[ ${#found[@]} == 1 && -f $package ]] || fail "there is not one $1 in $made; make it first"
+  package=$made/$1
+  [[ -f $package ]] || fail "there is no $1 in $made; make it first"
 }
 
 # CMake and pkg-config projects with the library installed below PREFIX, with the examples that came with it.
