@@ -61,7 +61,7 @@ try_zip() {
   unzip -q "$package" -d "$place" || return 1
   local tree=$place/vekapi-$version-windows-x86_64
   local example=$tree/doc/examples/c
-  x86_64-w64-mingw32-gcc-posix -std=c99 -I"$tree/include" "$example/session.c" "$example/win32/System.c" -L"$tree/lib" -lvekapi \
+  x86_64-w64-mingw32-gcc-posix -std=c99 -I"$tree/include" -I"$example" "$example/session.c" "$example/win32/System.c" -L"$tree/lib" -lvekapi \
     -o "$tree/bin/session.exe" && wine_start && with_simulator linux "$wine" "$tree/bin/session.exe" &&
     "$wine" "$tree/bin/veksim.exe" --help >"$place/help" && grep -i usage "$place/help"
 }

@@ -3,17 +3,18 @@ and sets VEKAPI_VERSION."""
 
 import os
 
-from setuptools import setup
+from setuptools import Distribution, setup
 from wheel.bdist_wheel import bdist_wheel
 
 
-class OneSystem(bdist_wheel):
-    def finalize_options(self):
-        super().finalize_options()
-        self.root_is_pure = False
+class CarriesLibrary(Distribution):
+    def has_ext_modules(self):
+        return True
 
+
+class OneSystem(bdist_wheel):
     def get_tag(self):
         return "py3", "none", super().get_tag()[2]
 
 
-setup(version=os.environ.get("VEKAPI_VERSION", "0.1.0"), cmdclass={"bdist_wheel": OneSystem})
+setup(version=os.environ.get("VEKAPI_VERSION", "0.1.0"), distclass=CarriesLibrary, cmdclass={"bdist_wheel": OneSystem})
