@@ -19,6 +19,7 @@ all_checks() {
   [[ $1 != linux ]] || check docs_links python3 scripts/check_links.py
   [[ $1 != linux ]] || check directories python3 scripts/check_directories.py
   [[ $1 != linux ]] || check errors_page python3 tools/gen_errors/make_errors.py --check
+  [[ $1 != linux ]] || check simulator_page tests/sim/page.py build/linux/veksim
   check demo demo_session "$1"
   check demo-shm demo_session "$1" shm
   check demo-fates demo_fates "$1"

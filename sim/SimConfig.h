@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,9 @@ struct SimConfig {
   SimDay day{};                               ///< what is played, and the time of day
   /// Orders, deals and prices are written to this file, and read from it at the start; empty: no file.
   std::string persistFile{};
+
+  std::optional<std::uint16_t> webPort{};  ///< port of the page; 0 lets the system choose, nothing: no page
+  std::string webHost = "127.0.0.1";
 };
 
 }  // namespace VekSim

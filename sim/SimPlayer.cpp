@@ -173,8 +173,10 @@ void SimPlayer::DoToLinks(const SimAction& action, int session) {
       link.Set(Changed(link.Faults(), action, false));
       const bool ends = action.deed == SimDeed::Silence || action.deed == SimDeed::Stall;
       if (!ends || action.number == 0) continue;
-      At(core_.Now() + std::chrono::milliseconds(action.number), [one = one, action] {
-        if (one->Link().Open()) one->Link().Set(Changed(one->Link().Faults(), action, true));
+      At(core_.Now() + std::chrono::milliseconds(action.number), [this, one = one, action] {
+        if (!one->Link().Open()) return;
+        one->Link().Set(Changed(one->Link().Faults(), action, true));
+        core_.Note({{}, one->Id(), "played", {}, {}, {}, 0, {}, TextOf(action) + " is over"});
       });
     }
   }

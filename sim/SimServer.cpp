@@ -2,11 +2,13 @@
 
 #include <asio.hpp>
 #include <future>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "sim/SimOrderFile.h"
+#include "sim/SimPage.h"
 #include "sim/SimSession.h"
 
 namespace VekSim {
@@ -32,10 +34,12 @@ class SimServer::Impl {
     }
     core.restart = [this](bool memory, std::chrono::milliseconds down) { Restart(memory, down); };
     Listen();
+    if (core.config.webPort) page_.emplace(core, core.config.webHost, *core.config.webPort);
     // Posted to the thread that handles the results: a system may deliver them through the thread that
     // started the operation.
     asio::post(core.io, [this] {
       core.player.Start();
+      if (page_) page_->Start();
       Accept();
     });
     thread_ = std::thread([this] { Run(); });
@@ -48,12 +52,14 @@ class SimServer::Impl {
     if (!thread_.joinable()) return;
     asio::post(core.io, [this] {
       CloseAll();
+      if (page_) page_->Stop();
       work_.reset();
     });
     thread_.join();  // run() returns when the last operation has been cancelled
   }
 
   std::uint16_t Port() const { return port_; }
+  std::string PageUrl() const { return page_ ? page_->Url() : std::string(); }
 
   /// Runs an action on the server's thread for each selected session. False if there was none at the time of
   /// the call.
@@ -167,6 +173,7 @@ class SimServer::Impl {
   tcp::acceptor acceptor_;
   std::uint16_t port_;
   SimOrderFile orders_;
+  std::optional<SimPage> page_;
   int lastId_ = 0;
   // Without it the thread would end while a server that is down has neither links nor an acceptor.
   asio::executor_work_guard<asio::io_context::executor_type> work_{core.io.get_executor()};
@@ -184,6 +191,9 @@ std::string SimServer::Setting() const {
   const std::string& host = impl_->core.config.host;
   const bool bare = host.find(':') == std::string::npos;
   return "TCPClient:" + (bare ? host : "[" + host + "]") + ":" + std::to_string(Port());
+}
+std::string SimServer::PageUrl() const {
+  return impl_->PageUrl();
 }
 void SimServer::Stop() {
   impl_->Stop();

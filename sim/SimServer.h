@@ -40,6 +40,8 @@ class SimServer {
   std::uint16_t Port() const;
   /// "TCPClient:127.0.0.1:PORT"; an IPv6 host is in brackets.
   std::string Setting() const;
+  /// Where the page is; empty without SimConfig::webPort.
+  std::string PageUrl() const;
   void Stop();
 
   SimFaults& Faults();

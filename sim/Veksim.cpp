@@ -131,6 +131,9 @@ int Run(VeksimOptions& options) {
   for (const Fault& fault : options.faults) server.Faults().Push(fault);
   if (options.config.log)
     options.config.log({{}, 0, "listening", {}, {}, {}, 0, {}, "on " + server.Setting()});
+  if (!server.PageUrl().empty()) {
+    fmt::print(stderr, "veksim: the page is at {}\n", server.PageUrl());
+  }
   std::optional<SimGateway> gateway;
   if (options.sharedMemory) StartGateway(gateway, server, options);
   if (!options.portFile.empty() && !WritePort(options.portFile, server.Port())) return 1;

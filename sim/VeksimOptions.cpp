@@ -109,6 +109,13 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
   app.add_option("--log", o.logForm, "text, or json: one object per line")
       ->capture_default_str()
       ->check(CLI::IsMember({"text", "json"}));
+  app.add_option("--web", c.webPort,
+                 "Port of a page that shows the server and lets it misbehave; 0 lets the system choose");
+  app.add_option(
+         "--web-host", c.webHost,
+         "Address of the page. On another than a loopback address the page takes a token, which is printed")
+      ->capture_default_str()
+      ->check(CLI::ValidIPV4);
   app.add_flag("--shm", o.sharedMemory,
                "Run a gateway for shared-memory clients as well; its setting is logged");
   app.add_flag("--once", o.once, "Exit when the first link has ended");
