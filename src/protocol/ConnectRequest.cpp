@@ -14,9 +14,6 @@ constexpr unsigned kByteOrderProbe = 0x12345678;
 bool IsBlank(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 // Removes a decimal number and the one character after it, whatever it is, from the front. Larger numbers
 // wrap.

@@ -11,10 +11,6 @@ bool IsText(char c) {
   return (c >= ' ' && c <= '~') || c == '\r' || c == '\n' || c == '\t';
 }
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // A start that has been cut may still become `whole`.
 ELooks IfStarts(std::string_view start, std::string_view whole, ELooks then) {
   if (start.size() >= whole.size()) return start.starts_with(whole) ? then : ELooks::Ours;

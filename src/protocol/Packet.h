@@ -33,6 +33,9 @@ enum EPkSessionSubcode : signed char {
 inline constexpr int kHeadBytes = 3;
 inline constexpr int kMaxBuilt = 4098;  // longest packet that the builders accept
 
+inline bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 inline unsigned Byte(char c) {
   return static_cast<unsigned char>(c);
 }
