@@ -20,7 +20,7 @@ make_site() {
 }
 
 dev_docs() {
-  local programs=(vekapi veksim vekgate vekdump)
+  local programs=(vekapi veksim vekgate vekdump vekterm)
   at_most 0 docs "$@"
   need_for_programs linux
   need_for_languages linux

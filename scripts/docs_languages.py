@@ -98,14 +98,13 @@ def attempt(block, parse):
 
 
 def vba(blocks, root):
-    """The checks of the modules. Procedures of the example may be called."""
-    example = (root / "examples/vba/VekSession.bas").read_bytes()
+    """The checks of the modules."""
+    modules = [root / "bindings/vba" / name for name in ("VekText.bas", "VekSessions.bas")]
     with tempfile.TemporaryDirectory() as directory:
         path = os.path.join(directory, "Blocks.bas")
         with open(path, "wb") as file:
-            file.write(example + "".join(block.whole for block in blocks).replace("\n", "\r\n").encode())
-        made = subprocess.run([sys.executable, root / "tests/bindings/vba.py", root / "bindings/vba/VekText.bas", path],
-                              capture_output=True, text=True, check=False)
+            file.write("".join(block.whole + "\n" for block in blocks).replace("\n", "\r\n").encode())
+        made = subprocess.run([sys.executable, root / "tests/bindings/vba.py", *modules, path], capture_output=True, text=True, check=False)
     return [made.stdout] if made.returncode else []
 
 

@@ -79,7 +79,8 @@ def make_sections(_app, document):
 
 
 def mark_code(_app, _what, _name, _object, _options, lines):
-    """Indented parts of docstrings are code."""
+    """Indented parts of docstrings are code. A name such as cvam_... is no link."""
+    lines[:] = [line if line.startswith(" ") else re.sub(r"_(?=\.)", r"\\_", line) for line in lines]
     for at in range(len(lines) - 2, 0, -1):
         above = lines[at - 1]
         if not lines[at] and lines[at + 1].startswith("    ") and above and not above.startswith(" "):

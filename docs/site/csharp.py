@@ -2,18 +2,18 @@
 
 import re
 
-TYPE = re.compile(r"^    public (?:sealed |static |abstract )*(class|enum) (\w+)(.*)")
+TYPE = re.compile(r"^    public (?:sealed |static |abstract |partial )*(class|enum) (\w+)(.*)")
 MEMBER = re.compile(r"^        (?:(?:public|protected) (?!override )(?:async )?|(?=[A-Z]\w*(?: = .*)?,?(?: +//.*)?$))(.*)")
 COMMENT = re.compile(r"^ +//(/?) ?(.*)")
 TAG = re.compile(r"</?(?:summary|remarks|returns)>|<param name=\"(\w+)\">|</param>")
-LISTED = ("VekSession.cs", "VekSessionValues.cs", "VekObjects.cs", "VekApi.cs")
+LISTED = ("VekSession.cs", "VekEventStream.cs", "VekSessionValues.cs", "VekResults.cs", "VekObjects.cs", "VekApi.cs")
 ENUMS = "VekApi.Declarations.cs"
 
 
 def described(lines):
     """A comment as paragraphs."""
     text = " ".join(TAG.sub(lambda tag: f"\n\n`{tag[1]}`: " if tag[1] else "", line) for line in lines)
-    return re.sub(r"`(\w+)`", r"``\1``", text).strip()
+    return re.sub(r"_(?=\.)", r"\\_", re.sub(r"`(\w+)`", r"``\1``", text)).strip()
 
 
 def signature(lines, at):
