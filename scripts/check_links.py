@@ -11,6 +11,7 @@ import pathlib
 import re
 import sys
 import urllib.parse
+import xml.etree.ElementTree
 
 import docs_blocks
 
@@ -85,6 +86,17 @@ def faults_of_site(site):
             yield f"{path.relative_to(site)}: loads {url}"
 
 
+def faults_of_reference(site, described):
+    """Every class, and every function and enumeration outside of classes, that Doxygen found has its place."""
+    anchors = set().union(*(Page(path).anchors for path in (site / "reference").glob("*.html")))
+    index = xml.etree.ElementTree.parse(described / "index.xml")
+    for compound in index.iter("compound"):
+        own = [compound] if compound.get("kind") in ("class", "struct") else []
+        own += [part for part in compound.iter("member") if part.get("kind") in ("function", "enum")
+                and compound.get("kind") in ("namespace", "file")]
+        yield from (f"the reference has no {part.find('name').text}" for part in own if part.get("refid") not in anchors)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--site", type=pathlib.Path)
@@ -92,7 +104,7 @@ def main():
     paths = sorted(path for pattern in docs_blocks.PAGES for path in ROOT.glob(pattern))
     faults = [fault for path in paths for fault in faults_of_page(path)]
     if site:
-        faults += faults_of_site(site.resolve())
+        faults += [*faults_of_site(site.resolve()), *faults_of_reference(site, ROOT / "build/site-work/doxygen/xml")]
     print(*faults, sep="\n", file=sys.stderr, end="\n" if faults else "")
     print(f"links of {len(paths)} pages, {len(faults)} faults")
     return bool(faults)

@@ -91,7 +91,7 @@ class Marker:
 def without_private(text):
     """Private members are left out, but for virtual functions, which applications override."""
     def keep(part):
-        return part[0] if re.search(r"^ *virtual ", part[0], re.MULTILINE) else ""
+        return part[0] if re.search(rf"^{part[1]}  virtual ", part[0], re.MULTILINE) else ""
 
     return PRIVATE.sub(keep, STANDARD.sub("", text))
 
