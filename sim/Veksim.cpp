@@ -14,6 +14,7 @@
 #include <stdexcept>
 
 #include "sim/SimGateway.h"
+#include "sim/SimReplay.h"
 #include "sim/SimServer.h"
 #include "sim/VeksimOptions.h"
 
@@ -73,21 +74,25 @@ class ReportStream {
   std::int64_t sent_ = 0;
 };
 
-void WaitForEnd(SimServer& server, const VeksimOptions& options) {
-  ReportStream reports(options.reportsPerSecond);
+/// Until the program is interrupted, or `over`, which is asked every so often.
+template <class Over>
+void AwaitInterrupt(int periodMs, const Over& over) {
   asio::io_context signals;
   asio::signal_set set(signals, SIGINT, SIGTERM);
   bool ended = false;
   set.async_wait([&](const asio::error_code&, int) { ended = true; });
-  while (!ended) {
-    signals.run_for(std::chrono::milliseconds(options.reportsPerSecond != 0 ? 5 : 100));
+  while (!ended && !over()) signals.run_for(std::chrono::milliseconds(periodMs));
+}
+
+void WaitForEnd(SimServer& server, const VeksimOptions& options) {
+  ReportStream reports(options.reportsPerSecond);
+  AwaitInterrupt(options.reportsPerSecond != 0 ? 5 : 100, [&] {
     reports.Send(server);
-    const auto over = [](const SimSeen& seen) { return seen.closed > 0; };
-    if (server.WaitFor([](const SimSeen& seen) { return !seen.failure.empty(); },
-                       std::chrono::milliseconds(0)))
-      return;
-    if (options.once && server.WaitFor(over, std::chrono::milliseconds(0))) return;
-  }
+    const auto over = [&](const SimSeen& seen) {
+      return !seen.failure.empty() || (options.once && seen.closed > 0);
+    };
+    return server.WaitFor(over, std::chrono::milliseconds(0));
+  });
 }
 
 void StartGateway(std::optional<SimGateway>& gateway, const SimServer& server, const VeksimOptions& options) {
@@ -120,8 +125,30 @@ void Prepare(VeksimOptions& options) {
   };
 }
 
+int Replay(const VeksimOptions& options) {
+  SimRecording recording = ReadRecording(ReadFile(options.replayFile), options.replayFile);
+  if (recording.cut) fmt::print(stderr, "veksim: {} ends within a record\n", options.replayFile);
+  const SimConfig& config = options.config;
+  SimReplay replay(std::move(recording), {config.host, config.port, options.replayFast, config.log});
+  if (config.log) {
+    config.log({{},
+                0,
+                "listening",
+                {},
+                {},
+                {},
+                0,
+                {},
+                fmt::format("on TCPClient:{}:{}", config.host, replay.Port())});
+  }
+  if (!options.portFile.empty() && !WritePort(options.portFile, replay.Port())) return 1;
+  AwaitInterrupt(100, [&] { return replay.Over(); });
+  return 0;
+}
+
 int Run(VeksimOptions& options) {
   Prepare(options);
+  if (!options.replayFile.empty()) return Replay(options);
   std::optional<RecordFile> record;
   if (!options.recordFile.empty()) {
     record.emplace(options.recordFile);

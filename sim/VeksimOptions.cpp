@@ -105,6 +105,10 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
   app.add_option("--persist", c.persistFile,
                  "Keep orders, deals and prices in this file: they survive a restart of the program");
   app.add_option("--script", o.scriptFile, "Play this day; docs/simulator.md describes the file");
+  app.add_option(
+      "--replay", o.replayFile,
+      "Play the server's side of this recording (of vekdump --record, or a client's) instead of a market");
+  app.add_flag("--replay-fast", o.replayFast, "Replay without the recorded pauses");
   app.add_option("--seed", o.seed, "Seed of noise and prices, instead of the script's");
   app.add_option("--log", o.logForm, "text, or json: one object per line")
       ->capture_default_str()

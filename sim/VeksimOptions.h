@@ -15,6 +15,8 @@ struct VeksimOptions {
   std::string portFile;
   std::string recordFile;
   std::string scriptFile;
+  std::string replayFile;
+  bool replayFast = false;            ///< without the recorded pauses
   std::optional<std::uint32_t> seed;  ///< instead of the script's
   std::string logForm = "text";       ///< or "json"
   bool sharedMemory = false;          ///< also run a gateway for shared-memory clients

@@ -12,8 +12,9 @@ namespace VekSim {
 /// A raw client on a blocking socket, for little-endian servers without a key.
 class RawClient {
  public:
-  explicit RawClient(const SimServer& server) {
-    socket_.connect({asio::ip::make_address("127.0.0.1"), server.Port()});
+  explicit RawClient(const SimServer& server) : RawClient(server.Port()) {}
+  explicit RawClient(std::uint16_t port) {
+    socket_.connect({asio::ip::make_address("127.0.0.1"), port});
     socket_.set_option(asio::ip::tcp::no_delay(true));
   }
 

@@ -1,0 +1,65 @@
+#include "sim/SimReplay.h"
+
+#include <gtest/gtest.h>
+
+#include "RawClient.h"
+
+namespace VekSim {
+namespace {
+
+using namespace std::string_literals;
+
+std::string Record(char kind, bool fromServer, char link, const std::string& content) {
+  std::string head(32, '\0');
+  head[0] = static_cast<char>(content.size());
+  head[4] = kind;
+  head[5] = fromServer ? 1 : 0;
+  head[8] = link;
+  return head + content;
+}
+
+// A handshake, a query and its answer; the key is "k" in both directions.
+std::string Day() {
+  const ConnectAnswer answer{0, "GW", {}, {EncItem(1, "k")}};
+  return "VEKREC1\n" + Record(1, false, 7, "from to") + Record(0, false, 7, "\4\0\0x"s) +
+         Record(0, true, 7, ConnectResult(answer, ByteOrder::Little)) + Record(0, false, 7, "\3\0\1"s) +
+         Record(0, false, 7, "\4\0\x80q"s) + Record(0, true, 7, "\5\0\x80hi"s);
+}
+
+TEST(Replay, SendsWhatTheServerSentWhenTheClientHasSentItsPart) {
+  const SimReplay replay(ReadRecording(Day(), "day"), {});
+  RawClient client(replay.Port());
+  client.Write("\4\0\0y"s);
+  EXPECT_EQ(CodeOf(client.Next()), Code::kConnect);
+  client.Write("\3\0\1"s);
+  client.Write("\4\0\x80?"s);
+  std::string result = client.Next();
+  Scramble(result, "k");
+  EXPECT_EQ(result, "\5\0\x80hi"s);
+  EXPECT_EQ(client.Next(), "") << "the link ends behind the last packet";
+}
+
+TEST(Replay, TakesARecordingCutAnywhereAndRefusesAnythingElse) {
+  const std::string day = Day();
+  std::size_t whole = 0, packets = 0;
+  for (std::size_t size = 8; size <= day.size(); ++size) {
+    const SimRecording cut = ReadRecording(day.substr(0, size), "day");
+    const std::size_t count = cut.links.empty() ? 0 : cut.links.front().size();
+    ASSERT_GE(count, packets);
+    packets = count;
+    whole += cut.cut ? 0 : 1;
+  }
+  EXPECT_EQ(packets, 5u);
+  EXPECT_EQ(whole, 7u) << "at the ends of the six records, and before them";
+  EXPECT_TRUE(ReadRecording(day + "x", "day").cut);
+  for (const auto& [at, byte] :
+       {std::pair{0, 'x'}, {10, '\1'}, {12, '\5'}, {13, '\2'}, {14, '\3'}, {15, '\1'}}) {
+    std::string bad = day;
+    bad[static_cast<std::size_t>(at)] = byte;
+    EXPECT_THROW(ReadRecording(bad, "day"), std::runtime_error) << at;
+  }
+  EXPECT_THROW(ReadRecording("VEKREC1\n" + Record(0, true, 1, "\5\0\x80"s), "day"), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace VekSim
