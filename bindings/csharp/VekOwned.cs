@@ -237,11 +237,9 @@ namespace VekApi
         {
             List<Thread> left;
             lock (alive) left = new List<Thread>(libraryThreads);
-            foreach (Thread thread in left.FindAll(t => t != Thread.CurrentThread))
-            {
-                TimeSpan patience = Left(until);
-                if (patience > TimeSpan.Zero) thread.Join(patience);
-            }
+            left.Remove(Thread.CurrentThread);
+            // Not Thread.Join, with which Mono writes a complaint about a table of its own that it has not made yet.
+            SpinWait.SpinUntil(() => !left.Exists(thread => thread.IsAlive), Left(until));
         }
 
         private static TimeSpan Left(DateTime until)
