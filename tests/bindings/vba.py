@@ -119,7 +119,7 @@ def main():
     for path in paths:
         check(path, declared, callbacks, entries, types)
     print(*complaints or [f"{len(declared)} procedures, {len(callbacks)} callbacks"], sep="\n")
-    return bool(complaints) or len(callbacks) != len(entries)
+    return bool(complaints) or not set(entries.values()) <= callbacks.keys()
 
 
 sys.exit(main())
