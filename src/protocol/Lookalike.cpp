@@ -47,8 +47,7 @@ ELooks IfText(std::string_view s) {
   if (s.size() > 1 && s[1] < ' ' && !json) return ELooks::Ours;
   const std::size_t line = s.find('\n');
   if (s.size() < kLooksBytes && (line == std::string_view::npos || line < 3)) return ELooks::Open;
-  const bool numbered =
-      s.size() > 3 && std::all_of(s.begin(), s.begin() + 3, IsDigit) && (s[3] == ' ' || s[3] == '-');
+  const bool numbered = s.find_first_not_of("0123456789") == 3 && (s[3] == ' ' || s[3] == '-');
   if (numbered) return ELooks::Mail;
   return json ? ELooks::Json : ELooks::Text;
 }
