@@ -6,7 +6,8 @@
 
 namespace VekTerm {
 
-// Empty when there is nothing to say beyond the reason itself.
+// What a reason (vsr_...) comes from, and the remedy; empty when there is nothing to say beyond the reason
+// itself.
 std::string Advice(std::int32_t reason);
 
 }  // namespace VekTerm

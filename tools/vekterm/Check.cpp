@@ -4,11 +4,9 @@
 
 #include <algorithm>
 
-#include "vekdump/Looks.h"
 #include "vekdump/Text.h"
 #include "vekterm/Advice.h"
 #include "vekterm/Client.h"
-#include "vekterm/Network.h"
 #include "vekterm/Steps.h"
 
 namespace VekTerm {
@@ -16,8 +14,6 @@ namespace {
 
 // Nothing is sent or received for so long: a heartbeat has gone.
 constexpr std::chrono::milliseconds kIdle{2 * kCheckSilenceMs};
-
-constexpr std::chrono::milliseconds kFirstBytes{3000};
 
 class Silent : public Output {
   void Tell(const Note&) override {}
@@ -31,7 +27,7 @@ class Check : private EventSink {
 
   EExit Run(const std::string& password) {
     try {
-      reached_ = ReachServer(options_, steps_);
+      address_ = ReachServer(options_, steps_);
       Client client(options_, silent_, this);
       steps_.Do("connect request", [&] { return ConnectRequest(client, password); });
       steps_.Do("sign-on", [&] { return SignOn(client); });
@@ -53,14 +49,8 @@ class Check : private EventSink {
     client.Open(password);
     client.WaitUntil([&] { return accepted_ || Ended(client); }, limit_ + limit_);
     if (accepted_) return "answered";
-    const auto& [place, address] = reached_;
-    const std::string bytes =
-        address.empty() ? "" : FirstBytes(address, place.port, std::min(limit_, kFirstBytes));
-    if (const auto other = VekDump::OtherProtocol(bytes); !other.empty())
-      throw Fault{kNoConnect, fmt::format("another protocol: what answers looks like {}", other),
-                  Advice(vsr_BadStream)};
     // The address was connected: it is the server that says nothing.
-    if (end_ == vsr_ConnectTimeout && !address.empty()) end_ = vsr_UnknownServer;
+    if (end_ == vsr_ConnectTimeout && !address_.empty()) end_ = vsr_UnknownServer;
     throw Fault{kNoConnect, Why(), Advice(end_)};
   }
 
@@ -126,7 +116,7 @@ class Check : private EventSink {
     if (event.kind != vse_State) return;
     if (event.state == vss_SigningOn) accepted_ = true;
     if (event.reason == 0 || end_ != 0) return;
-    end_ = event.reason;
+    end_ = event.cause != 0 ? event.cause : event.reason;
     detail_ = VekApi::ToUtf8(event.detail);
   }
 
@@ -134,7 +124,7 @@ class Check : private EventSink {
   Steps steps_;
   Silent silent_;
   const std::chrono::milliseconds limit_;
-  Reached reached_;
+  std::string address_;
   bool accepted_ = false;
   std::int32_t end_ = 0;  // why the link ended
   std::string detail_;

@@ -10,7 +10,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr Client::Ms kTick{100};  // how soon Ctrl-C is noticed
+constexpr Client::Ms kPumpTick{100};  // how soon Ctrl-C is noticed
 constexpr std::uint32_t kHoldMs = 60'000;
 
 std::string Reason(std::int32_t reason) {
@@ -71,7 +71,7 @@ void Client::Pump(Ms wait) {
 
 bool Client::WaitUntil(const std::function<bool()>& over, Ms limit) {
   const auto end = steady_clock::now() + limit;
-  for (Pump(); !over(); Pump(kTick)) {
+  for (Pump(); !over(); Pump(kPumpTick)) {
     if (Console::TakeInterrupt() || Console::MustEnd()) throw Interrupted();
     if (steady_clock::now() >= end) return false;
   }

@@ -3,29 +3,10 @@
 #include <algorithm>
 #include <asio.hpp>
 
-#include "protocol/ConnectRequest.h"
-
 namespace VekTerm {
 namespace {
 
 using asio::ip::tcp;
-
-// Connects, then does `more` with the connection; all of it within the limit.
-template <class More>
-Attempt Try(const std::string& address, unsigned short port, std::chrono::milliseconds limit, More more) {
-  asio::io_context io;
-  tcp::socket socket(io);
-  Attempt attempt{false, true, false, {}};
-  socket.async_connect({asio::ip::make_address(address), port}, [&](const asio::error_code& error) {
-    attempt.timedOut = error == asio::error::timed_out;
-    attempt.refused = error == asio::error::connection_refused;
-    attempt.made = !error;
-    if (error) attempt.error = error.message();
-    if (!error) more(socket);
-  });
-  io.run_for(limit);
-  return attempt;
-}
 
 }  // namespace
 
@@ -44,21 +25,17 @@ Lookup LookUp(const std::string& host) {
 }
 
 Attempt Connect(const std::string& address, unsigned short port, std::chrono::milliseconds limit) {
-  return Try(address, port, limit, [](tcp::socket&) {});
-}
-
-std::string FirstBytes(const std::string& address, unsigned short port, std::chrono::milliseconds limit) {
-  std::string request, bytes(64, '\0');
-  VekApi::MakeConnectRequest(request, "vekterm", "1.0.0.0");
-  std::size_t count = 0;
-  Try(address, port, limit, [&](tcp::socket& socket) {
-    asio::error_code ignored;
-    asio::write(socket, asio::buffer(request), ignored);
-    socket.async_read_some(asio::buffer(bytes),
-                           [&](const asio::error_code&, std::size_t read) { count = read; });
+  asio::io_context io;
+  tcp::socket socket(io);
+  Attempt attempt{false, true, false, {}};
+  socket.async_connect({asio::ip::make_address(address), port}, [&](const asio::error_code& error) {
+    attempt.timedOut = error == asio::error::timed_out;
+    attempt.refused = error == asio::error::connection_refused;
+    attempt.made = !error;
+    if (error) attempt.error = error.message();
   });
-  bytes.resize(count);
-  return bytes;
+  io.run_for(limit);
+  return attempt;
 }
 
 }  // namespace VekTerm

@@ -22,7 +22,4 @@ struct Attempt {
 };
 Attempt Connect(const std::string& address, unsigned short port, std::chrono::milliseconds limit);
 
-// The first bytes that come after a connect request was sent; empty when none came in time.
-std::string FirstBytes(const std::string& address, unsigned short port, std::chrono::milliseconds limit);
-
 }  // namespace VekTerm

@@ -7,10 +7,11 @@
 
 namespace VekTerm {
 Note StateNote(const CVekEvent& event) {
-  const std::string reason = CVekApi_Text(vst_Reason, event.reason, 0);
+  const std::int32_t number = event.cause != 0 ? event.cause : event.reason;
+  const std::string reason = CVekApi_Text(vst_Reason, number, 0);
   const std::string detail = VekApi::ToUtf8(event.detail);
   std::string text = CVekApi_Text(vst_State, event.state, 0);
-  if (event.reason != 0) text += fmt::format(" ({}: {})", event.reason, reason);
+  if (number != 0) text += fmt::format(" ({}: {})", number, reason);
   if (!detail.empty()) text += ": " + detail;
   if (event.waitMs > 0) text += fmt::format("; again in {:.1f} s", event.waitMs / 1000.0);
   if (event.neverSent != 0) text += fmt::format("; {} never sent", event.neverSent);
@@ -21,6 +22,7 @@ Note StateNote(const CVekEvent& event) {
            {"number", std::int64_t{event.state}},
            {"link", std::int64_t{event.link}},
            {"reason", std::int64_t{event.reason}},
+           {"cause", std::int64_t{event.cause}},
            {"reasonText", reason},
            {"detail", detail},
            {"waitMs", std::int64_t{event.waitMs}}},

@@ -6,6 +6,7 @@
 #include "vekdump/Text.h"
 #include "vekterm/Client.h"
 #include "vekterm/Network.h"
+#include "vekterm/Setting.h"
 #include "vekterm/Steps.h"
 
 namespace VekTerm {
@@ -50,17 +51,18 @@ void Steps::Tell(const char* name, bool good, std::int64_t ns, const std::string
 }
 
 // An address that fails is told; another may do.
-Reached ReachServer(const Options& options, Steps& steps) {
+std::string ReachServer(const Options& options, Steps& steps) {
   const auto parameters = TcpParameters(options.servers.front());
   if (!parameters) return {};
-  Reached reached;
+  TcpPlace place;
+  std::string reached;
   std::vector<std::string> addresses;
   steps.Do("setting", [&] {
-    reached.place = PlaceOf(*parameters);
-    return fmt::format("host {}, port {}", reached.place.host, reached.place.port);
+    place = PlaceOf(*parameters);
+    return fmt::format("host {}, port {}", place.host, place.port);
   });
   steps.Do("look-up", [&] {
-    addresses = AddressesOf(reached.place.host);
+    addresses = AddressesOf(place.host);
     return fmt::format("{}", fmt::join(addresses, ", "));
   });
   const std::chrono::milliseconds limit = std::chrono::seconds(options.patienceSeconds);
@@ -68,18 +70,18 @@ Reached ReachServer(const Options& options, Steps& steps) {
   for (const std::string& address : addresses) {
     try {
       steps.Do("address", [&] {
-        const Attempt attempt = Connect(address, reached.place.port, std::min(limit, kAddressLimit));
+        const Attempt attempt = Connect(address, place.port, std::min(limit, kAddressLimit));
         refused = refused || attempt.refused;
         const std::string why = attempt.timedOut ? "no answer" : attempt.error;
         if (!attempt.made) throw Fault{kNoAddress, address + ": " + why, {}};
-        reached.address = address;
+        reached = address;
         return address + " connected";
       });
     } catch (const Fault&) {
       continue;
     }
   }
-  if (reached.address.empty()) throw Fault{kNoAddress, "no address can be connected", AdviceFor(refused)};
+  if (reached.empty()) throw Fault{kNoAddress, "no address can be connected", AdviceFor(refused)};
   return reached;
 }
 

@@ -43,7 +43,7 @@ std::string Unescaped(const std::string& text) {
 }
 
 // Why a request did not go well.
-std::string Fault(const Request& request) {
+std::string FaultOf(const Request& request) {
   if (request.Rejected()) {
     const std::vector<std::string> parts = Parts(request.answer);
     return "the server rejects it" + (parts.size() > 2 ? ": " + parts[2] : "");
@@ -62,7 +62,7 @@ void Shell::Send(std::int32_t code, const std::string& text, bool later) {
                {{"ticket", request.number}, {"workId", request.workId}});
   }
   client_.Await(request);
-  if (!request.Good()) throw Failure(Fault(request));
+  if (!request.Good()) throw Failure(FaultOf(request));
   const Client::Result result = client_.LastResult();
   if (request.fate == vsf_Answered && result && ShowTables(*result, output_))
     throw Failure("the server answered with an error");

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kLongestLine = 1 << 20;
 constexpr std::size_t kMostWaiting = 1000;
-constexpr Client::Ms kTick{20};
+constexpr Client::Ms kScriptTick{20};
 
 // Reads on a thread of its own, because not every input can be waited for together with the session. The
 // thread is left behind when the program ends before its input does; what it uses is shared.
@@ -98,7 +98,7 @@ EExit RunScript(Shell& shell, Client& client, Output& output, bool keepGoing) {
     client.Pump();
     if (Console::TakeInterrupt() || Console::MustEnd()) throw Interrupted();
     const Lines::Got got = lines.Take(line);
-    if (got == Lines::Got::Nothing) client.Pump(kTick);
+    if (got == Lines::Got::Nothing) client.Pump(kScriptTick);
     if (got == Lines::Got::Line) good = Carry(shell, output, line, number++) && good;
     if (got == Lines::Got::End) {
       shell.Run("wait");

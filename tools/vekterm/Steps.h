@@ -8,7 +8,6 @@
 #include "vekterm/ExitCodes.h"
 #include "vekterm/Options.h"
 #include "vekterm/Output.h"
-#include "vekterm/Setting.h"
 
 namespace VekTerm {
 
@@ -43,13 +42,8 @@ class Steps {
   Output& output_;
 };
 
-// Where a connection was made: no address when the server is not reached over TCP.
-struct Reached {
-  TcpPlace place;
-  std::string address;
-};
-
-// The steps below a session: setting, look-up, each address. Throws a Fault.
-Reached ReachServer(const Options& options, Steps& steps);
+// The steps below a session: setting, look-up, each address. Returns an address that was connected; empty
+// when the server is not reached over TCP. Throws a Fault.
+std::string ReachServer(const Options& options, Steps& steps);
 
 }  // namespace VekTerm

@@ -69,11 +69,11 @@ void ExpectUp(Client& client, const Options& options) {
   const CVekEvent& state = client.LastState();
   const bool refused = state.state == vss_Refused;
   if (refused && state.reason == 0) throw Ending{kRefused, "the server refused the sign-on"};
-  const std::string reason = CVekApi_Text(vst_Reason, state.reason, 0);
+  const std::int32_t why = state.cause != 0 ? state.cause : state.reason;
+  const std::string reason = CVekApi_Text(vst_Reason, why, 0);
   throw Ending{refused ? kRefused : kNoSession,
                (reason.empty() ? "the session did not come up in time" : reason) +
-                   (client.StateDetail().empty() ? "" : ": " + client.StateDetail()) + "\n  " +
-                   Advice(state.reason)};
+                   (client.StateDetail().empty() ? "" : ": " + client.StateDetail()) + "\n  " + Advice(why)};
 }
 
 EExit RunTerminal(const Options& options, const std::string& password, Output& output, Terminal& terminal) {
