@@ -89,7 +89,7 @@ CASES = [
     ("a new password", [good, "--user", "demo", "--password-file", demo], f"password {fresh}\nclose\nopen\nquery accounts\n",
      0, [r"the server says: ", r"9800009"]),
     ("wrong password", [good, *user, wrong], "state\n", 3, [r"refused the sign-on: 使用者代號或密碼錯誤"]),
-    ("nothing listens", [nobody(), *user, right], "state\n", 2, [r"could not be made"]),
+    ("nothing listens", [nobody(), *user, right], "state\n", 2, [r"nobody listens at that port"]),
     ("no terminal to ask", [good, "--user", "trader"], "", 4, [r"--password-file"]),
     ("no such file", [good, *user, "no/such/file"], "", 4, [r"no/such/file"]),
     ("no server", ["--user", "trader"], "", None, [r"HOST:PORT"]),
@@ -100,9 +100,9 @@ CASES = [
     ("check: name", ["check", "a..b:9000", *user, right], "", 12, [r"✗ look-up", r"misspelt"]),
     ("check: nothing listens", ["check", nobody(), *user, right], "", 13, [r"✗ address", r"nothing listens on this port"]),
     ("check: silence", ["check", listener(None), *user, right, "--timeout", "1"], "", 14,
-     [r"✗ connect request", r"does not answer the connect request"]),
+     [r"✗ connect request", r"accepted the connection and never answered"]),
     ("check: HTTP", ["check", listener(b"HTTP/1.1 400 Bad Request\r\n\r\n"), *user, right], "", 14,
-     [r"✗ connect request .*HTTP", r"another service"]),
+     [r"✗ connect request .*HTTP", r"that of a web server"]),
     ("check: password", ["check", good, *user, wrong], "", 15, [r"✗ sign-on", r"User or password is wrong"]),
 ]
 
