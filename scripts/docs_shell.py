@@ -2,10 +2,12 @@
 
 import dataclasses
 import functools
+import os
 import pathlib
 import re
 import shlex
 import shutil
+import signal
 import subprocess
 import sys
 
@@ -16,6 +18,7 @@ OTHERS = ("apt-get", "cd", "cmake", "cp", "ctest", "cdb", "dpkg", "export", "g++
           "unzip", "wireshark", "x86_64-w64-mingw32-g++-posix", "x86_64-w64-mingw32-gcc", "nuget", "dotnet")
 KEYWORDS = ("while", "until", "do", "if", "then")
 BUILTIN = ("[", "done", "fi", "echo", "sleep", "wait")
+END_JOBS = "trap 'kill $(jobs -p) 2>/dev/null || true' EXIT\n"
 SECONDS = 60
 
 
@@ -52,15 +55,17 @@ def run(block, directory, place):
     if block.language == "console":
         text = "\n".join(typed(block, text))
     command = [sys.executable, "-"] if block.language == "python" else ["bash", "-euo", "pipefail", "-s"]
-    try:
-        ran = subprocess.run(command, input=text, capture_output=True, text=True, cwd=directory, env=place.environment,
-                             timeout=SECONDS, check=False)
-    except subprocess.TimeoutExpired as error:
-        return [block.fault(f"does not end: {error.stdout}")]
+    with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          cwd=directory, env=place.environment, start_new_session=True) as ran:
+        try:
+            output, _ = ran.communicate(END_JOBS + text if command[0] == "bash" else text, timeout=SECONDS)
+        except subprocess.TimeoutExpired:
+            os.killpg(ran.pid, signal.SIGKILL)
+            return [block.fault(f"does not end: {ran.communicate()[0]}")]
     if ran.returncode:
-        return [block.fault(f"exit status {ran.returncode}\n{ran.stdout}{ran.stderr}")]
+        return [block.fault(f"exit status {ran.returncode}\n{output}")]
     shown = [line for line in block.text.split("\n") if line and not line.startswith("$ ")]
-    return [] if block.language != "console" else compared(block, shown, ran.stdout)
+    return [] if block.language != "console" else compared(block, shown, output)
 
 
 def compared(block, shown, output):
