@@ -26,8 +26,10 @@ class VEKAPI_EXPORT VekLink {
  public:
   VekLink() = delete;
 
-  // As CVekClient_LinkReason and CVekClient_LinkDetail. Detail throws std::bad_alloc.
+  // As CVekClient_LinkReason.
   static std::int32_t Reason(const VekClient& client);
+
+  // As CVekClient_LinkDetail. Throws std::bad_alloc.
   static std::string Detail(const VekClient& client);
 
   // As CVekClient_SetTrace. `handler` is not owned; null ends the trace. Throws std::bad_alloc; then
