@@ -37,4 +37,4 @@ endforeach()
 install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documents)
 install(DIRECTORY examples bindings DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
-  PATTERN __pycache__ EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+  PATTERN __pycache__ EXCLUDE REGEX "/examples/CMakeLists[.]txt$" EXCLUDE)
