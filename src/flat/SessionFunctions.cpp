@@ -19,7 +19,11 @@ using VekApi::TSessionConfig;
 template <class T>
 bool Take(const T* given, std::size_t needed, T& taken) {
   if (!given || given->size < needed) return false;
-  std::memcpy(&taken, given, std::min<std::size_t>(given->size, sizeof taken));
+  if (given->size >= sizeof taken) {
+    std::memcpy(&taken, given, sizeof taken);
+  } else {
+    std::memcpy(&taken, given, given->size);
+  }
   return true;
 }
 

@@ -11,25 +11,25 @@ constexpr std::size_t kKeepBytes = 4096;  // of a text's memory
 
 TEventQueue::~TEventQueue() {
   while (TEvent* const event = Pop()) {
-    if (!event->isRequest) Free(*event);
+    if (!event->isRequest) Free(static_cast<TNews&>(*event));
   }
-  while (spare_) delete std::exchange(spare_, spare_->nextQueued);
+  while (spare_) delete std::exchange(spare_, NextSpare(*spare_));
 }
 
-TEvent& TEventQueue::New() {
-  return spares_ > reserved_ ? NewReserved() : *new TEvent;
+TNews& TEventQueue::New() {
+  return spares_ > reserved_ ? NewReserved() : *new TNews;
 }
 
-TEvent& TEventQueue::NewReserved() {
-  if (!spare_) return *new TEvent;
+TNews& TEventQueue::NewReserved() {
+  if (!spare_) return *new TNews;
   --spares_;
-  TEvent& event = *std::exchange(spare_, spare_->nextQueued);
+  TNews& event = *std::exchange(spare_, NextSpare(*spare_));
   event.nextQueued = nullptr;
   return event;
 }
 
 void TEventQueue::Reserve(unsigned count) {
-  while (spares_ < count) Free(*new TEvent);
+  while (spares_ < count) Free(*new TNews);
   reserved_ = count;
 }
 
@@ -50,19 +50,20 @@ TEvent* TEventQueue::Pop() {
   return event;
 }
 
-void TEventQueue::Free(TEvent& event) {
+void TEventQueue::Free(TNews& event) {
   if (spares_ >= kKeep) {
     delete &event;
     return;
   }
   std::string text = std::move(event.text);
   std::string detail = std::move(event.detail);
-  event = TEvent();
+  event = TNews();
   text.clear();
   detail.clear();
   if (text.capacity() <= kKeepBytes) event.text.swap(text);
   if (detail.capacity() <= kKeepBytes) event.detail.swap(detail);
-  event.nextQueued = std::exchange(spare_, &event);
+  event.nextQueued = spare_;
+  spare_ = &event;
   ++spares_;
 }
 

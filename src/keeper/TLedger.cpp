@@ -3,22 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/runtime/Wipe.h"
-#include "protocol/RequestPrefix.h"
-
 namespace VekApi {
-namespace {
-
-constexpr std::int64_t kNsPerMs = 1'000'000;
-constexpr std::int64_t kFullNs = 5 * kNsPerMs;  // how long a link that took nothing is left alone
-constexpr std::size_t kMaxParts = 256;
-
-// Requests that wait for the same places.
-int LimitOf(const TRequest& request) {
-  return request.code == PkTaskResult || request.code == PkRequestAck ? request.code : 0;
-}
-
-}  // namespace
 
 TLedger::TLedger(const TLedgerRules& rules, TLedgerPort& port, TEventQueue& told)
     : rules_(rules), port_(port), told_(told) {}
@@ -26,25 +11,10 @@ TLedger::TLedger(const TLedgerRules& rules, TLedgerPort& port, TEventQueue& told
 // ---- from the application ----
 
 int TLedger::Submit(const TNewRequest& wanted, std::int64_t now, TRequest*& made) {
-  const auto taken = [this](const TRequest& each) {
-    return each.Undecided() || (each.fate == vsf_TimedOut && each.link == link_);
-  };
-  const bool unique = wanted.putIdInFront || (wanted.flags & vsg_Duplicate) != 0;
-  if (!unique && pool_.FindId(wanted.id, taken)) return vsr_DuplicateId;
   TRequest* const replaced = wanted.replaces ? pool_.Find(wanted.replaces) : nullptr;
-  if (wanted.replaces && (!replaced || replaced->phase != EPhase::Held)) return vsr_TooLate;
-  if (Held() - (replaced ? 1 : 0) >= rules_.maxHeld) return vsr_QueueFull;
-  if (wanted.tried && fullUntil_ > now) return vsr_LinkFull;
-
-  TRequest* const request = pool_.New();
+  if (const int reason = WhyNot(wanted, replaced, now)) return reason;
+  TRequest* const request = Enter(wanted, now);
   if (!request) return vsr_NoMemory;
-  try {
-    due_.Reserve(pool_.Size());
-    Enter(*request, wanted, now);
-  } catch (...) {
-    pool_.Free(*request);
-    throw;
-  }
   if (wanted.tried && !ReadyToTry(wanted)) {
     pool_.Free(*request);
     return vsr_TooFast;
@@ -59,11 +29,36 @@ int TLedger::Submit(const TNewRequest& wanted, std::int64_t now, TRequest*& made
   return 0;
 }
 
-TRequest& TLedger::Enter(TRequest& request, const TNewRequest& wanted, std::int64_t now) {
-  request.text.clear();
-  request.text.reserve((wanted.putIdInFront ? wanted.id.size() + 1 : 0) + wanted.text.size());
-  if (wanted.putIdInFront) request.text.append(wanted.id).push_back(' ');
-  request.text.append(wanted.text);
+int TLedger::WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::int64_t now) const {
+  const auto taken = [this](const TRequest& each) {
+    return each.Undecided() || (each.fate == vsf_TimedOut && each.link == link_);
+  };
+  const bool unique = wanted.putIdInFront || (wanted.flags & vsg_Duplicate) != 0;
+  if (!unique && pool_.FindId(wanted.id, taken)) return vsr_DuplicateId;
+  if (wanted.replaces && (!replaced || replaced->phase != EPhase::Held)) return vsr_TooLate;
+  if (Held() - (replaced ? 1 : 0) >= rules_.maxHeld) return vsr_QueueFull;
+  return wanted.tried && fullUntil_ > now ? vsr_LinkFull : 0;
+}
+
+// In no lane yet. Null when there are too many.
+TRequest* TLedger::Enter(const TNewRequest& wanted, std::int64_t now) {
+  TRequest* const request = pool_.New();
+  if (!request) return nullptr;
+  try {
+    due_.Reserve(pool_.Size());
+    Fill(*request, wanted, now);
+  } catch (...) {
+    pool_.Free(*request);
+    throw;
+  }
+  return request;
+}
+
+void TLedger::Fill(TRequest& request, const TNewRequest& wanted, std::int64_t now) {
+  const std::size_t front = wanted.putIdInFront ? wanted.id.size() + 1 : 0;
+  request.text.resize(front + wanted.text.size());
+  if (front != 0) request.text[wanted.id.copy(request.text.data(), front)] = ' ';
+  wanted.text.copy(request.text.data() + front, wanted.text.size());
   request.code = wanted.code;
   request.flags = wanted.flags;
   request.tried = wanted.tried;
@@ -73,7 +68,6 @@ TRequest& TLedger::Enter(TRequest& request, const TNewRequest& wanted, std::int6
   request.answerMs = wanted.answerMs;
   request.submittedNs = now;
   pool_.Name(request, wanted.id);
-  return request;
 }
 
 // Nothing without a place waits before it, and it gets its own.
@@ -97,113 +91,6 @@ std::uint32_t TLedger::Ahead(const TRequest& request) const {
   return urgent_.Size() + ((request.flags & vsg_Urgent) != 0 ? 0 : normal_.Size()) - 1;
 }
 
-// ---- handing over ----
-
-bool TLedger::Place(TRequest& request, std::int64_t now) {
-  if (request.placed) return true;
-  waitMs_ = port_.TakePlace(request.code);
-  request.placed = waitMs_ == 0;
-  if (!request.placed && !std::exchange(waiting_, true)) ++gateWaits_;
-  if (waitMs_ > 0) placeDue_ = std::min(placeDue_, now + waitMs_ * kNsPerMs);
-  return request.placed;
-}
-
-TRequest* TLedger::Head(std::int64_t now) {
-  TRequest* const urgent = urgent_.First();
-  if (urgent && Place(*urgent, now)) return urgent;
-  TRequest* const normal = normal_.First();
-  // The same places: the urgent one's turn comes first.
-  if (!normal || (urgent && LimitOf(*urgent) == LimitOf(*normal))) return nullptr;
-  return Place(*normal, now) ? normal : nullptr;
-}
-
-bool TLedger::Take(TMessage& message, std::int64_t now) {
-  if (going_ || ended_ || fullUntil_ > now) return false;
-  fullUntil_ = 0;
-  placeDue_ = TRequest::kNever;
-  TRequest* request = Head(now);
-  if (!request) return false;
-  waiting_ = false;
-  message.parts.reserve(kMaxParts);
-  message.parts.clear();
-  message.buffer.resize(kPrefixBytes);
-  message.code = request->code;
-  Append(message, *request);
-  while (message.code == PkRequestAck && message.parts.size() < kMaxParts) {
-    request = urgent_.Empty() ? normal_.First() : urgent_.First();
-    if (!request || request->code != PkRequestAck) break;
-    if (message.buffer.size() + 1 + request->text.size() > kPrefixBytes + kMaxPiece) break;
-    message.buffer.reserve(kPrefixBytes + kMaxPiece);
-    if (!Place(*request, now)) break;
-    Append(message, *request);
-  }
-  going_ = true;
-  return true;
-}
-
-void TLedger::Append(TMessage& message, TRequest& request) {
-  if (!message.parts.empty()) message.buffer.push_back('\n');
-  message.buffer.append(request.text);
-  message.parts.push_back({&request, request.ticket});
-  Leave(request);
-  due_.Remove(request);
-  request.phase = EPhase::Going;
-  (request.code == PkRequestAck ? order_ : others_).PushBack(request);
-  ++out_;
-}
-
-bool TLedger::OnSent(TMessage& message, bool sent, std::uint64_t at, std::uint64_t tried, std::int64_t now) {
-  going_ = false;
-  const bool taken = sent || at != TRequest::kNowhere;
-  if (!taken && !ended_) fullUntil_ = now + kFullNs;
-  bool forgotten = false;
-  for (auto part = message.parts.rbegin(); part != message.parts.rend(); ++part) {
-    TRequest& request = *part->request;
-    if (request.ticket != part->ticket || request.phase != EPhase::Going) continue;
-    request.at = at;
-    if (ended_) {
-      TellByBytes(request, now);
-    } else if (taken) {
-      request.handedNs = now;
-    } else if (request.ticket == tried) {
-      --out_;
-      if (request.code == PkRequestAck) port_.GiveBack(1);
-      pool_.Free(request);
-      forgotten = true;
-    } else {
-      Return(request, now);
-    }
-  }
-  if (!taken || ended_) return forgotten;
-  for (const TMessage::TPart& part : message.parts) {
-    if (part.request->ticket == part.ticket && part.request->phase == EPhase::Going)
-      SetOut(*part.request, at, now);
-  }
-  return false;
-}
-
-// To where it stood.
-void TLedger::Return(TRequest& request, std::int64_t now) {
-  if (request.code == PkRequestAck) port_.GiveBack(1);
-  if (request.tried || request.code == PkSession) return Tell(request, vsf_NeverSent, vsr_LinkFull, now);
-  --out_;
-  Leave(request);
-  request.placed = false;
-  request.phase = EPhase::Held;
-  LaneOf(request).PushFront(request);
-}
-
-void TLedger::SetOut(TRequest& request, std::uint64_t at, std::int64_t now) {
-  request.phase = EPhase::Out;
-  request.at = at;
-  request.handedNs = now;
-  const bool answered = request.code == PkRequestAck || request.code == PkSession ||
-                        (request.code == PkTaskResult && request.idLength != 0);
-  if (!answered) return Tell(request, vsf_Left, 0, now);
-  if (request.code == PkSession) Dova::WipeText(request.text);
-  due_.Put(request, request.answerMs == 0 ? TRequest::kNever : now + request.answerMs * kNsPerMs);
-}
-
 // ---- time ----
 
 void TLedger::OnTime(std::int64_t now) {
@@ -215,10 +102,11 @@ void TLedger::OnTime(std::int64_t now) {
       Tell(*first, vsf_TimedOut, vsr_NoAnswer, now);
     }
   }
+  due_.Look();
 }
 
 std::int64_t TLedger::NextDue() const {
-  std::int64_t next = due_.First() ? due_.First()->dueNs : TRequest::kNever;
+  const std::int64_t next = due_.Soonest();
   if (going_ || ended_ || Held() == 0) return next;
   return std::min(next, fullUntil_ != 0 ? fullUntil_ : placeDue_);
 }

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "keeper/TDueHeap.h"
+#include "keeper/TDueTimes.h"
 #include "keeper/TRequestPool.h"
 #include "keeper/TRoundTrips.h"
 
@@ -65,6 +65,7 @@ struct TMessage {
   struct TPart {
     TRequest* request;
     std::uint64_t ticket;
+    bool IsGoing() const { return request->ticket == ticket && request->phase == EPhase::Going; }
   };
   int code = 0;
   std::string buffer;  // five free bytes and the text
@@ -109,6 +110,7 @@ class TLedger {
   // ---- time ----
 
   void OnTime(std::int64_t now);
+  // When to call OnTime again, or earlier.
   std::int64_t NextDue() const;
 
   // ---- links ----
@@ -124,7 +126,7 @@ class TLedger {
   void GiveUpGoing(const TMessage& message, std::int64_t now);
 
   // An event that is no request's; kept in the queue. Throws std::bad_alloc.
-  TEvent& Tell(int kind, std::uint32_t flags, const TAnswer& answer);
+  TNews& Tell(int kind, std::uint32_t flags, const TAnswer& answer);
   void TellStray(const TAnswer& answer);
 
   // An event of the queue has been delivered.
@@ -152,19 +154,24 @@ class TLedger {
   std::uint64_t Stray() const { return stray_; }
   std::uint64_t GateWaits() const { return gateWaits_; }
   const TRoundTrips& RoundTrips(int code) const { return roundTrips_[code == 128 ? 0 : 1]; }
-  bool IsFull() const { return fullUntil_ != 0; }
+  // Until when a link that took nothing is left alone.
+  std::int64_t FullUntil() const { return fullUntil_; }
 
  private:
   friend struct TLedgerPeer;  // the tests'
 
+  int WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::int64_t now) const;
+  TRequest* Enter(const TNewRequest& wanted, std::int64_t now);
+  void Fill(TRequest& request, const TNewRequest& wanted, std::int64_t now);
   bool ReadyToTry(const TNewRequest& wanted);
-  TRequest& Enter(TRequest& request, const TNewRequest& wanted, std::int64_t now);
   TRequestList& LaneOf(const TRequest& request) {
     return (request.flags & vsg_Urgent) != 0 ? urgent_ : normal_;
   }
   TRequest* Head(std::int64_t now);
   bool Place(TRequest& request, std::int64_t now);
+  TRequest* NextOfBatch(const TMessage& message, std::int64_t now);
   void Append(TMessage& message, TRequest& request);
+  bool TakeBack(TMessage& message, std::uint64_t at, std::uint64_t tried, std::int64_t now);
   void Return(TRequest& request, std::int64_t now);
   void SetOut(TRequest& request, std::uint64_t at, std::int64_t now);
 
@@ -172,7 +179,7 @@ class TLedger {
   void TellAnswer(TRequest& request, int fate, int reason, const TAnswer& answer, std::int64_t now);
   void TellByBytes(TRequest& request, std::int64_t now);
   void TellLate(const TRequest& request, const TAnswer& answer);
-  TEvent& Make(int kind, const TAnswer& answer);
+  TNews& Make(int kind, const TAnswer& answer);
   void Remember(TRequest& request);
   void Forget(TRequest& request);
 
@@ -185,7 +192,7 @@ class TLedger {
   TLedgerPort& port_;
   TEventQueue& told_;
   TRequestPool pool_;
-  TDueHeap due_;
+  TDueTimes due_;
 
   TRequestList urgent_;
   TRequestList normal_;

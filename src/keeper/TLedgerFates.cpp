@@ -19,8 +19,8 @@ void TLedger::TellAnswer(TRequest& request, int fate, int reason, const TAnswer&
   due_.Remove(request);
   request.phase = EPhase::Told;
   request.kind = vse_Fate;
-  request.fate = fate;
-  request.reason = reason;
+  request.fate = static_cast<std::uint8_t>(fate);
+  request.reason = static_cast<std::int16_t>(reason);
   request.atNs = now;
   ++fates_[fate];
   try {
@@ -32,7 +32,7 @@ void TLedger::TellAnswer(TRequest& request, int fate, int reason, const TAnswer&
   }
   port_.Stamp(request);
   if (!request.own || (request.flags & vsg_Resync) != 0) told_.Push(request);
-  if (fate == vsf_TimedOut && request.list == &order_) {
+  if (fate == vsf_TimedOut && order_.Has(request)) {
     ++timedOutInOrder_;
   } else {
     Leave(request);
@@ -61,13 +61,13 @@ void TLedger::Forget(TRequest& request) {
 
 void TLedger::OnDelivered(TEvent& event) {
   event.queued = false;
-  if (!event.isRequest) return told_.Free(event);
+  if (!event.isRequest) return told_.Free(static_cast<TNews&>(event));
   auto& request = static_cast<TRequest&>(event);
-  if (!request.list) pool_.Free(request);
+  if (!request.place.list) pool_.Free(request);
 }
 
-TEvent& TLedger::Make(int kind, const TAnswer& answer) {
-  TEvent& event = told_.New();
+TNews& TLedger::Make(int kind, const TAnswer& answer) {
+  TNews& event = told_.New();
   try {
     event.text.assign(answer.text);
     if (answer.result) event.result = *answer.result;
@@ -76,7 +76,7 @@ TEvent& TLedger::Make(int kind, const TAnswer& answer) {
     throw;
   }
   event.hasResult = answer.result != nullptr;
-  event.kind = kind;
+  event.kind = static_cast<std::uint8_t>(kind);
   event.code = answer.code;
   event.link = link_;
   event.workId[answer.id.copy(event.workId, kIdRoom - 1)] = 0;
@@ -85,7 +85,7 @@ TEvent& TLedger::Make(int kind, const TAnswer& answer) {
 
 void TLedger::TellLate(const TRequest& request, const TAnswer& answer) {
   if (request.own && (request.flags & vsg_Resync) == 0) return;
-  TEvent& event = Make(vse_Late, answer);
+  TNews& event = Make(vse_Late, answer);
   event.fate = request.fate;
   event.flags = request.flags;
   event.ticket = request.ticket;
@@ -97,8 +97,8 @@ void TLedger::TellLate(const TRequest& request, const TAnswer& answer) {
   told_.Push(event);
 }
 
-TEvent& TLedger::Tell(int kind, std::uint32_t flags, const TAnswer& answer) {
-  TEvent& event = Make(kind, answer);
+TNews& TLedger::Tell(int kind, std::uint32_t flags, const TAnswer& answer) {
+  TNews& event = Make(kind, answer);
   event.flags = flags;
   port_.Stamp(event);
   told_.Push(event);
@@ -113,7 +113,7 @@ void TLedger::TellStray(const TAnswer& answer) {
 void TLedger::GiveUpGoing(const TMessage& message, std::int64_t now) {
   if (!std::exchange(going_, false)) return;
   for (const TMessage::TPart& part : message.parts) {
-    if (part.request->ticket != part.ticket || part.request->phase != EPhase::Going) continue;
+    if (!part.IsGoing()) continue;
     ++endedUnknown_;
     Tell(*part.request, vsf_Unknown, endReason_, now);
   }
@@ -150,7 +150,7 @@ void TLedger::OnAcks(std::string_view text, std::int64_t now) {
 TRequest* TLedger::LineOwner(std::string_view line, std::string_view& id) {
   if (rules_.ackRule == vsa_InOrder) return order_.First();
   id = line.substr(0, line.find(rules_.idSeparator));
-  const auto inOrder = [this](const TRequest& each) { return each.list == &order_; };
+  const auto inOrder = [this](const TRequest& each) { return order_.Has(each); };
   const auto told = [](const TRequest& each) {
     return each.code == PkRequestAck && each.phase == EPhase::Told && each.fate != vsf_NeverSent;
   };
@@ -169,7 +169,7 @@ void TLedger::OnLine(std::string_view line, std::int64_t now) {
 }
 
 void TLedger::OnLineOf(TRequest& request, const TAnswer& answer, std::int64_t now) {
-  const bool inOrder = request.list == &order_;
+  const bool inOrder = order_.Has(request);
   if (inOrder) port_.OnAcknowledged(1);
   if (request.IsSent()) {
     if (request.handedNs == 0) request.handedNs = now;
@@ -184,7 +184,7 @@ void TLedger::OnLineOf(TRequest& request, const TAnswer& answer, std::int64_t no
 }
 
 bool TLedger::OnPasswordAnswer(std::string_view text, std::int64_t now) {
-  for (TRequest* each = others_.First(); each; each = each->next) {
+  for (TRequest* each = others_.First(); each; each = each->place.next) {
     if (each->code != PkSession || !each->IsSent()) continue;
     TAnswer answer;
     answer.text = text;

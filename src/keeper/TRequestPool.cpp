@@ -1,6 +1,5 @@
 #include "keeper/TRequestPool.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace VekApi {
@@ -14,23 +13,13 @@ constexpr std::size_t kKeepBytes = 1024;  // of a text's memory
 void TRequestPool::AddChunk() {
   const auto first = static_cast<std::uint32_t>(chunks_.size() * kChunk);
   auto chunk = std::make_unique<TRequest[]>(kChunk);
-  if (first + kChunk > buckets_.size()) GrowTable();
+  ids_.Reserve(first + kChunk);
   chunks_.push_back(std::move(chunk));
   for (std::uint32_t i = 0; i < kChunk; ++i) {
     TRequest& request = At(first + i);
     request.index = first + i;
     request.isRequest = true;
     free_.PushBack(request);
-  }
-}
-
-void TRequestPool::GrowTable() {
-  buckets_ = std::vector<TRequest*>(std::max<std::size_t>(2 * buckets_.size(), kChunk));
-  for (std::uint32_t i = 0; i < chunks_.size() * kChunk; ++i) {
-    TRequest& request = At(i);
-    if (request.idLength == 0) continue;
-    TRequest*& bucket = buckets_[BucketOf(request.Id())];
-    request.nextAlike = std::exchange(bucket, &request);
   }
 }
 
@@ -42,8 +31,7 @@ TRequest* TRequestPool::New() {
   TRequest& request = *free_.First();
   free_.Remove(request);
   ++used_;
-  request.serial = ++serial_;
-  request.ticket = request.serial << kIndexBits | request.index;
+  request.ticket = ++serial_ << kIndexBits | request.index;
   return &request;
 }
 
@@ -59,7 +47,6 @@ void TRequestPool::Free(TRequest& request) {
   request.handedNs = 0;
   request.text.clear();
   if (request.text.capacity() > kKeepBytes) std::string().swap(request.text);
-  request.detail.clear();
   if (request.hasResult) request.result = VekTaskResult();
   request.hasResult = false;
   free_.PushFront(request);
@@ -77,18 +64,12 @@ void TRequestPool::Name(TRequest& request, std::string_view id) {
   request.idLength = static_cast<std::uint8_t>(id.copy(request.workId, kIdRoom - 1));
   request.workId[request.idLength] = 0;
   if (id.empty()) return;
-  TRequest*& bucket = buckets_[BucketOf(id)];
-  request.nextAlike = std::exchange(bucket, &request);
+  request.idHash = TIdTable::HashOf(id);
+  ids_.Put(request.idHash, request.index);
 }
 
 void TRequestPool::Unname(TRequest& request) {
-  if (request.idLength == 0) return;
-  TRequest** at = &buckets_[BucketOf(request.Id())];
-  while (*at != &request) at = &(*at)->nextAlike;
-  *at = request.nextAlike;
-  request.nextAlike = nullptr;
-  request.idLength = 0;
-  request.workId[0] = 0;
+  if (std::exchange(request.idLength, std::uint8_t{0}) != 0) ids_.Remove(request.idHash, request.index);
 }
 
 }  // namespace VekApi

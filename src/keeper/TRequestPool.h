@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string_view>
 #include <vector>
 
+#include "keeper/TIdTable.h"
 #include "keeper/TRequest.h"
 
 namespace VekApi {
@@ -27,12 +27,13 @@ class TRequestPool {
 
   // The oldest of that id for which `wanted` holds.
   template <class TWanted>
-  TRequest* FindId(std::string_view id, TWanted wanted) const {
-    if (id.empty() || buckets_.empty()) return nullptr;
+  TRequest* FindId(std::string_view id, const TWanted& wanted) const {
+    if (id.empty()) return nullptr;
     TRequest* found = nullptr;
-    for (TRequest* each = buckets_[BucketOf(id)]; each; each = each->nextAlike) {
-      if (each->Id() == id && (!found || each->ticket < found->ticket) && wanted(*each)) found = each;
-    }
+    ids_.ForEach(TIdTable::HashOf(id), [&](std::uint32_t index) {
+      TRequest& each = At(index);
+      if (each.Id() == id && (!found || each.ticket < found->ticket) && wanted(each)) found = &each;
+    });
     return found;
   }
 
@@ -42,16 +43,12 @@ class TRequestPool {
   static constexpr unsigned kIndexBits = 24;
   static constexpr std::uint32_t kChunk = 16;
 
-  std::size_t BucketOf(std::string_view id) const {
-    return std::hash<std::string_view>{}(id) & (buckets_.size() - 1);
-  }
   TRequest& At(std::uint32_t index) const { return chunks_[index / kChunk][index % kChunk]; }
   void AddChunk();
-  void GrowTable();
   void Unname(TRequest& request);
 
   std::vector<std::unique_ptr<TRequest[]>> chunks_;
-  std::vector<TRequest*> buckets_;  // a power of two
+  TIdTable ids_;
   TRequestList free_;
   std::size_t used_ = 0;
   std::uint64_t serial_ = 0;

@@ -64,14 +64,13 @@ int TSession::Open() {
   {
     TLock lock(mutex_);
     const bool idle = state_ == vss_Closed || state_ == vss_Refused || state_ == vss_Stopped;
-    if (deleting_ || !idle || ended_ || closing_) return vsr_Busy;
+    if (life_ != ELife::Lives || !idle || link_->Ending() || closing_) return vsr_Busy;
     if (endpoints_.empty()) return vsr_BadArgument;
     CloseLink(lock, vsr_Closed, false);  // the one that was refused
     if (ledger_.Going()) return vsr_Busy;
     FinishEnd();
-    refused_ = false;
+    link_ = TKeptLink::None(link_->number);
     policy_.Begin();
-    endReason_ = 0;
     state_ = vss_Connecting;
     retryDue_ = NowNs();
   }
@@ -89,11 +88,11 @@ int TSession::RetryIn(std::uint32_t ms) {
 
 int TSession::ResyncDone(std::uint32_t link, bool good) {
   TLock lock(mutex_);
-  if (state_ != vss_Resyncing || link != linkNumber_ || !resyncByHand_ || ended_) return vsr_TooLate;
-  resyncByHand_ = false;
+  const bool asked = state_ == vss_Resyncing && link == link_->number && !link_->Over();
+  if (!asked || !std::exchange(link_->resyncByHand, false)) return vsr_TooLate;
   if (!good) {
     WantEnd(vsr_ResyncFailed);
-  } else if (resyncLeft_ == 0) {
+  } else if (link_->resyncLeft == 0) {
     GoUp();
   }
   Leave(lock);
@@ -104,9 +103,9 @@ void TSession::Close(std::uint32_t drainMs) {
   const Dstl::wise_ref<TSession> self(this);
   {
     TLock lock(mutex_);
-    if (state_ == vss_Closed || deleting_) return;
+    if (state_ == vss_Closed || life_ != ELife::Lives) return;
     closing_ = true;
-    if (drainMs != 0 && IsLinked() && !ended_ && Drain(drainMs)) return Leave(lock);
+    if (drainMs != 0 && IsLinked() && !link_->Over() && Drain(drainMs)) return Leave(lock);
   }
   const Dova::TSyncScope inside(Impl().Context());
   if (!inside) return;
@@ -124,9 +123,9 @@ bool TSession::Drain(std::uint32_t drainMs) {
   const std::int64_t now = NowNs();
   ledger_.DropHeld(vsr_Closed, now);
   if (ledger_.Out() == 0) return false;
-  if (upSinceNs_ >= 0) upNs_ += now - std::exchange(upSinceNs_, -1);
+  CountUp(now);
   SetState(vss_Draining, 0);
-  stageDue_ = TimeAfter(now, drainMs);
+  link_->stageDue = TimeAfter(now, drainMs);
   ArmWork();
   return true;
 }
@@ -146,7 +145,8 @@ void TSession::Delete() {
   {
     const Dova::TSyncScope inside(Impl().Context());
     TLock lock(mutex_);
-    if (std::exchange(deleting_, true)) return;
+    if (life_ != ELife::Lives) return;
+    life_ = ELife::Deleting;
     closing_ = true;
     CloseLink(lock, vsr_Closed, false);
     AwaitSend(lock);
@@ -155,7 +155,7 @@ void TSession::Delete() {
     const bool tells = config_.delivery == vsd_Threads ||
                        (config_.delivery == vsd_Loop && madeOn_ == Dova::Os::CurrentThreadToken());
     while (tells && DeliverOne(lock)) continue;
-    dead_ = true;
+    life_ = ELife::Dead;
     due_.Stop();
     work_.Stop();
   }
@@ -166,18 +166,19 @@ void TSession::Delete() {
 
 // ---- the state ----
 
-void TSession::SetState(int state, int reason) {
-  TEvent& event = told_.NewReserved();
+void TSession::SetState(int state, int reason, const TKeptLink& of) {
+  TNews& event = told_.NewReserved();
   state_ = state;
   event.kind = vse_State;
-  event.reason = reason;
-  if (reason != 0) event.cause = reason == vsr_Closed ? reason : endCause_;
-  event.link = linkNumber_;
+  event.reason = static_cast<std::int16_t>(reason);
+  if (reason != 0) event.cause = reason == vsr_Closed ? reason : of.cause;
+  event.attempt = policy_.Attempts();
+  event.link = link_->number;
   event.neverSent = ledger_.TakeEndedNeverSent();
   event.unknown = ledger_.TakeEndedUnknown();
   if (state == vss_Waiting) event.waitMs = WaitOf(retryDue_);
   try {
-    if (reason != 0) event.detail = endDetail_;
+    if (reason != 0) event.detail = of.detail;
     if (state == vss_Resyncing || state == vss_Up) {
       event.result = client_.SgnResult();
       event.hasResult = true;
@@ -197,48 +198,39 @@ int TSession::WaitOf(std::int64_t dueNs) const {
 }
 
 void TSession::Stamp(TEvent& event) {
-  event.state = state_;
+  event.state = static_cast<std::uint8_t>(state_);
   event.unixNs = UnixNs();
   if (event.atNs == 0) event.atNs = NowNs();
-  event.attempt = event.kind == vse_State ? policy_.Attempts() : 0;
-  event.endpoint = endpoint_;
-  if (event.isRequest && (event.flags & vsg_Resync) != 0 && event.fate != vsf_Answered && !ended_ &&
+  event.endpoint = link_->endpoint;
+  if (event.isRequest && (event.flags & vsg_Resync) != 0 && event.fate != vsf_Answered &&
       static_cast<TRequest&>(event).own)
     WantEnd(vsr_ResyncFailed);
   if (config_.delivery != vsd_Threads && told_.Size() >= config_.maxEvents) WantEnd(vsr_SlowConsumer);
 }
 
-void TSession::WantEnd(int reason, bool abrupt) {
-  if (wantedEnd_ != 0 || ended_ || !hasLink_) return;
-  wantedEnd_ = reason;
-  wantedAbrupt_ = abrupt;
+// The link is closed.
+void TSession::EndLink(TKeptLink& link, int reason, const std::string& detail) {
+  if (link.End(reason, detail)) ledger_.EndLink(reason, NowNs());
 }
 
-// The link is closed.
-void TSession::EndLink(int reason, const std::string& detail) {
-  if (ended_ || !hasLink_) return;
-  ended_ = true;
-  wantedEnd_ = 0;
-  endReason_ = endCause_ = reason;
-  endDetail_ = detail;
-  stageDue_ = kNever;
-  gateWanted_[0] = gateWanted_[1] = false;
-  ledger_.EndLink(reason, NowNs());
+// How long it was; negative: it was not up.
+std::int64_t TSession::CountUp(std::int64_t now) {
+  const std::int64_t up = link_->TakeUp(now);
+  upNs_ += std::max<std::int64_t>(up, 0);
+  return up;
 }
 
 // Once everything of the link has its fate.
 void TSession::FinishEnd() {
   if (ledger_.Going()) return;
-  const std::int64_t up = upSinceNs_ < 0 ? -1 : NowNs() - std::exchange(upSinceNs_, -1);
-  upNs_ += std::max<std::int64_t>(up, 0);
-  const bool ended = std::exchange(ended_, false);
-  if (ended) hasLink_ = false;
+  const std::int64_t up = CountUp(NowNs());
+  const bool ended = link_->Finish();
   if (closing_) {
-    closing_ = refused_ = false;
-    retryDue_ = stageDue_ = kNever;
+    closing_ = false;
+    retryDue_ = kNever;
     if (state_ != vss_Closed) SetState(vss_Closed, vsr_Closed);
-  } else if (refused_) {
-    if (ended && state_ != vss_Refused) SetState(vss_Refused, endReason_);
+  } else if (link_->refused) {
+    if (ended && state_ != vss_Refused) SetState(vss_Refused, link_->EndReason());
   } else if (ended && state_ != vss_Closed) {
     GoOn(policy_.OnEnd(up));
   }
@@ -253,12 +245,11 @@ void TSession::GoOn(const TPolicy::TNext& next) {
   }
   const bool byHand = (config_.flags & vsc_RetryByHand) != 0;
   retryDue_ = byHand ? kNever : NowNs() + next.delayMs * kNsPerMs;
-  SetState(vss_Waiting, endReason_);
+  SetState(vss_Waiting, link_->EndReason());
 }
 
 void TSession::GoUp() {
-  upSinceNs_ = NowNs();
-  stageDue_ = kNever;
+  link_->SetUp(NowNs());
   policy_.OnUp();
   SetState(vss_Up, 0);
 }

@@ -16,6 +16,7 @@
 
 #include "flowctrl/TFlowCtrl.h"
 #include "keeper/SessionConfig.h"
+#include "keeper/TKeptLink.h"
 #include "keeper/TLedger.h"
 #include "keeper/TPolicy.h"
 #include "keeper/WorkIds.h"
@@ -68,8 +69,10 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void SetTrace(int level);
 
  private:
+  using TSendNote = TClientParts::TImpl::TSendNote;
   using TLock = std::unique_lock<Dova::Os::TMutex>;
   static constexpr std::int64_t kNever = TRequest::kNever;
+  enum class ELife { Lives, Deleting, Dead };  // dead: nothing is told any more
 
   ~TSession() override;
 
@@ -79,17 +82,26 @@ class TSession final : public Dstl::ref_counter<unsigned>,
     return ms == 0 ? kNever : now + ms * std::int64_t{1'000'000};
   }
   TClientParts::TImpl& Impl() { return TClientParts::ImplOf(client_); }
+  bool IsDead() const { return life_ == ELife::Dead; }
   bool IsLinked() const { return state_ == vss_Resyncing || state_ == vss_Up; }
 
   // ---- TSessionSend.cpp: any thread ----
-  int Check(const CVekSubmit& request, std::string_view id, bool made) const;
+  TNewRequest WantedBy(const CVekSubmit& request, CVekReceipt& receipt, std::int64_t now);
+  int Check(const CVekSubmit& request, const TNewRequest& wanted) const;
   int Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt);
+  void Explain(const CVekSubmit& request, int reason, CVekReceipt& receipt);
   bool Takes(std::uint32_t flags) const;
+  int WhyNoPasswords() const;
+  int SubmitPasswords(const std::string& texts, std::uint64_t tag, CVekReceipt& receipt);
   // True when the one that was `tried` was not taken.
   bool Pump(TLock& lock, std::uint64_t tried = 0, std::int64_t now = 0);
-  bool SendTaken(std::uint64_t& at) noexcept;
+  void PumpIn(unsigned ms);
+  bool SendTaken(TSendNote& note) noexcept;
   bool SendPasswords();
+  int GateWait(int code);
+  bool MayOffer() const;
   void OfferGate();
+  std::int64_t GateDue();
   void ArmDue();
   // Sends what may go, and sees to the timer.
   void Settle(TLock& lock);
@@ -107,14 +119,19 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void Stamp(TEvent& event) override;
 
   // ---- TSession.cpp: the state; with the lock ----
-  void SetState(int state, int reason);
-  void WantEnd(int reason, bool abrupt = false);
-  void EndLink(int reason, const std::string& detail);
+  void SetState(int state, int reason) { SetState(state, reason, *link_); }
+  // With what is known of the end of that link.
+  void SetState(int state, int reason, const TKeptLink& of);
+  void WantEnd(int reason, bool abrupt = false) { link_->Want(reason, abrupt); }
+  void EndLink(TKeptLink& link, int reason, const std::string& detail);
+  std::int64_t CountUp(std::int64_t now);
   void FinishEnd();
   void GoOn(const TPolicy::TNext& next);
   void GoUp();
-  void LookAtTime();
-  void LookAtSilence();
+  bool IsWatched() const;
+  std::int64_t HalfSilenceNs() const { return config_.silenceMs * std::int64_t{1'000'000} / 2; }
+  void LookAtStage(std::int64_t now);
+  bool LookAtTime();
   void ArmWork();
   void SubmitOwn(const std::string& query, std::uint32_t flags);
   bool Drain(std::uint32_t drainMs);
@@ -180,34 +197,15 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   std::vector<std::string> endpoints_;
   std::vector<std::string> resync_;
   std::string password_;
-  Dstl::wise_ref<Dova::TMesBase> mes_;  // of the last link
 
   int state_ = vss_Closed;
-  std::uint32_t linkNumber_ = 0;
-  std::uint32_t endpoint_ = 0;
-  bool hasLink_ = false;  // the client has one, or had and its end is not finished
-  bool ended_ = false;    // it is over; FinishEnd is to come
-  bool closing_ = false;  // to vss_Closed
-  bool refused_ = false;  // to vss_Refused
-  bool deleting_ = false;
-  bool dead_ = false;        // nothing is told any more
+  Dstl::wise_ref<TKeptLink> link_ = TKeptLink::None(0);
+  ELife life_ = ELife::Lives;
+  bool closing_ = false;     // to vss_Closed
   bool running_ = false;     // Run is at work, and looks again before it ends
   bool workWanted_ = false;  // work_ is to come at once
-  int wantedEnd_ = 0;        // a reason to end the link
-  bool wantedAbrupt_ = false;
-  int endReason_ = 0;
-  int endCause_ = 0;  // the same, as finely as it is known
-  std::string endDetail_;
-  std::int64_t upSinceNs_ = -1;
-  std::int64_t upNs_ = 0;
-  std::int64_t stageDue_ = kNever;
+  std::int64_t upNs_ = 0;    // of the links before
   std::int64_t retryDue_ = kNever;
-  std::uint32_t resyncLeft_ = 0;
-  bool resyncByHand_ = false;  // still to be said
-  bool gateWanted_[2] = {};    // code 128, code 129
-  std::int64_t heardNs_ = 0;
-  std::int64_t probedNs_ = -1;
-  bool probeDue_ = false;
   int trace_ = 0;
   std::uint64_t bytesIn_ = 0, bytesOut_ = 0, messagesIn_ = 0, messagesOut_ = 0;
   std::int64_t dueArmed_ = kNever;

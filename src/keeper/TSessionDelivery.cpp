@@ -29,11 +29,7 @@ CVekEvent TSession::Show(const TEvent& event) const {
   shown.code = event.code;
   shown.flags = event.flags;
   shown.link = event.link;
-  shown.attempt = event.attempt;
   shown.endpoint = event.endpoint;
-  shown.waitMs = event.waitMs;
-  shown.neverSent = event.neverSent;
-  shown.unknown = event.unknown;
   shown.ticket = event.ticket;
   shown.tag = event.tag;
   shown.atNs = event.atNs;
@@ -42,16 +38,23 @@ CVekEvent TSession::Show(const TEvent& event) const {
   shown.handedNs = event.handedNs;
   shown.workId = event.workId;
   shown.text = event.text.c_str();
-  shown.detail = event.detail.c_str();
   shown.textLength = static_cast<std::uint32_t>(event.text.size());
-  shown.cause = event.cause;
   if (event.hasResult) shown.result.object = &event.result;
+  shown.detail = "";
+  if (event.isRequest) return shown;
+  const auto& news = static_cast<const TNews&>(event);
+  shown.cause = news.cause;
+  shown.attempt = news.attempt;
+  shown.waitMs = news.waitMs;
+  shown.neverSent = news.neverSent;
+  shown.unknown = news.unknown;
+  shown.detail = news.detail.c_str();
   return shown;
 }
 
 // With the lock held before and after, not meanwhile. False when there is nothing.
 bool TSession::DeliverOne(TLock& lock) {
-  if (dead_) return false;
+  if (IsDead()) return false;
   TEvent* const event = told_.Pop();
   if (!event) return false;
   lock.unlock();
@@ -60,10 +63,7 @@ bool TSession::DeliverOne(TLock& lock) {
   const std::int64_t took = NowNs() - begun;
   lock.lock();
   // Nobody read the link meanwhile: that is not its silence.
-  if (took > kSlowNs && config_.delivery == vsd_Threads) {
-    heardNs_ += took;
-    if (probedNs_ >= 0) probedNs_ += took;
-  }
+  if (took > kSlowNs && config_.delivery == vsd_Threads) link_->silence.Postpone(took);
   CountResync(*event);
   ledger_.OnDelivered(*event);
   return true;
@@ -73,9 +73,8 @@ bool TSession::DeliverOne(TLock& lock) {
 void TSession::CountResync(const TEvent& event) {
   const bool resynced = event.isRequest && event.kind == vse_Fate && event.fate == vsf_Answered &&
                         (event.flags & vsg_Resync) != 0 && static_cast<const TRequest&>(event).own;
-  if (resynced && event.link == linkNumber_ && state_ == vss_Resyncing && !ended_ && --resyncLeft_ == 0 &&
-      !resyncByHand_)
-    GoUp();
+  if (!resynced || event.link != link_->number || state_ != vss_Resyncing || link_->Over()) return;
+  if (--link_->resyncLeft == 0 && !link_->resyncByHand) GoUp();
 }
 
 void TSession::Call(const TEvent& event) {
@@ -97,7 +96,7 @@ void TSession::OnTold() {
   for (int count = 0; count < kTurnEvents && NowNs() < due; ++count) {
     if (!DeliverOne(lock)) break;
   }
-  if (dead_) return;
+  if (IsDead()) return;
   if (!told_.Empty()) notice_->TellLast();
   Leave(lock);
 }
@@ -108,7 +107,7 @@ int TSession::Next(int timeoutMs, CVekEvent& event) {
   const std::int64_t due = NowNs() + std::max(timeoutMs, 0) * kNsPerMs;
   TLock lock(mutex_);
   if (TEvent* const last = std::exchange(polled_, nullptr)) ledger_.OnDelivered(*last);
-  while (!dead_) {
+  while (!IsDead()) {
     if (TEvent* const next = polled_ = told_.Pop()) {
       if (told_.Empty()) signal_.Clear();
       event = Show(*next);
@@ -158,7 +157,9 @@ int TSession::SetPassword(const char* password) {
 
 void TSession::NewWorkId(char* id) {
   const TLock lock(mutex_);
-  ids_.Next(id);
+  const std::string_view next = ids_.Next();
+  id[next.copy(id, kIdRoom - 1)] = 0;
+  ids_.GoOn();
 }
 
 void TSession::Stats(CVekSessionStats& stats) {
@@ -167,7 +168,7 @@ void TSession::Stats(CVekSessionStats& stats) {
   stats.heldMost = ledger_.HeldMost();
   stats.out = ledger_.Out();
   stats.events = told_.Size();
-  stats.links = linkNumber_;
+  stats.links = link_->number;
   stats.shortLinks = policy_.ShortLinks();
   for (int fate = 0; fate < 8; ++fate) stats.fates[fate] = ledger_.Fates(fate);
   stats.late = ledger_.Late();
@@ -177,7 +178,7 @@ void TSession::Stats(CVekSessionStats& stats) {
   stats.bytesOut = bytesOut_;
   stats.messagesIn = messagesIn_;
   stats.messagesOut = messagesOut_;
-  stats.upNs = upNs_ + (upSinceNs_ >= 0 ? NowNs() - upSinceNs_ : 0);
+  stats.upNs = upNs_ + link_->UpFor(NowNs());
 }
 
 unsigned TSession::RoundTrips(int code, std::uint64_t* counts, unsigned room) {

@@ -28,18 +28,19 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
   if (state == vcs_SgnError) return OnRefused(reason);
   if (state == vcs_Connected) {
     const TLock lock(mutex_);
-    if (state_ != vss_Connecting || ended_) return;
+    if (state_ != vss_Connecting || link_->Over()) return;
     SetState(vss_SigningOn, 0);
-    stageDue_ = TimeAfter(NowNs(), config_.signOnMs);
+    link_->stageDue = TimeAfter(NowNs(), config_.signOnMs);
   } else if (state < vcs_Disconnected) {
     const TWhy why = Impl().Why();
     const int end = EndOf(state, why.reason);
     const bool open = state != vcs_LinkError && state != vcs_LinkBroken;
     TLock lock(mutex_);
+    const Dstl::wise_ref<TKeptLink> link = link_;
     if (open) CloseLink(lock, end, end == vsr_Silent);
-    EndLink(end, why.detail);
-    endDetail_ = why.detail;
-    endCause_ = why.reason;
+    EndLink(*link, end, why.detail);
+    link->detail = why.detail;
+    link->cause = why.reason;
   } else {
     return;
   }
@@ -54,20 +55,20 @@ void TSession::OnRefused(const std::string& reason) {
   const int why = reason == kTextSignOnTooLong ? vsr_SignOnTooLong : vsr_SignOnRefused;
   {
     TLock lock(mutex_);
-    if (ended_ || state_ == vss_Refused || !hasLink_) return;
-    refused_ = !closing_;
-    const bool open = ledger_.Out() > 0;
-    endDetail_ = detail;
-    endCause_ = why;
-    if (!open && refused_) {
+    const Dstl::wise_ref<TKeptLink> link = link_;
+    if (link->Over() || state_ == vss_Refused) return;
+    link->refused = !closing_;
+    link->detail = detail;
+    link->cause = why;
+    if (ledger_.Out() > 0) {
+      CloseLink(lock, why, true);
+      link->detail = detail;
+    } else if (link->refused) {
       ledger_.DropHeld(why, NowNs());
-      stageDue_ = kNever;
-      if (upSinceNs_ >= 0) upNs_ += NowNs() - std::exchange(upSinceNs_, -1);
+      link->stageDue = kNever;
+      CountUp(NowNs());
       SetState(vss_Refused, why);
     }
-    if (open) CloseLink(lock, why, true);
-    endDetail_ = detail;
-    endCause_ = why;
   }
   Run();
 }
@@ -76,7 +77,7 @@ void TSession::OnLostAfterRefusal() {
   const Dstl::wise_ref<TSession> self(this);
   {
     const TLock lock(mutex_);
-    EndLink(vsr_LinkBroken, {});
+    EndLink(*link_, vsr_LinkBroken, {});
   }
   Run();
 }
@@ -85,17 +86,16 @@ void TSession::OnVekApReadyEvent(VekClient&) {
   const Dstl::wise_ref<TSession> self(this);
   {
     TLock lock(mutex_);
-    if (state_ != vss_SigningOn || ended_) return;
-    resyncByHand_ = (config_.flags & vsc_ResyncByHand) != 0;
-    resyncLeft_ = 0;
-    heardNs_ = NowNs();
-    if (resync_.empty() && !resyncByHand_) {
+    if (state_ != vss_SigningOn || link_->Over()) return;
+    link_->resyncByHand = (config_.flags & vsc_ResyncByHand) != 0;
+    link_->silence.Hear(NowNs());
+    if (resync_.empty() && !link_->resyncByHand) {
       GoUp();
     } else {
       SetState(vss_Resyncing, 0);
-      stageDue_ = TimeAfter(NowNs(), config_.resyncMs);
+      link_->stageDue = TimeAfter(NowNs(), config_.resyncMs);
       for (const std::string& query : resync_) SubmitOwn(query, vsg_Resync);
-      resyncLeft_ = static_cast<std::uint32_t>(resync_.size());
+      link_->resyncLeft = static_cast<std::uint32_t>(resync_.size());
     }
     Settle(lock);
   }
@@ -165,22 +165,20 @@ void TSession::Tell(int kind, int code, std::string_view text) {
 
 void TSession::OnLinked(const Dstl::wise_ref<Dova::TMesBase>& mes) {
   const TLock lock(mutex_);
-  mes_ = mes;
-  heardNs_ = NowNs();
+  link_->mes = mes;
+  link_->silence.Hear(NowNs());
 }
 
 void TSession::OnReceived(std::size_t bytes) {
   const TLock lock(mutex_);
   bytesIn_ += bytes;
-  heardNs_ = NowNs();
-  probedNs_ = -1;
+  link_->silence.Hear(NowNs());
 }
 
 // A handler that took its time has not made the link silent.
 void TSession::OnReceivedAll() {
   const TLock lock(mutex_);
-  heardNs_ = NowNs();
-  probedNs_ = -1;
+  link_->silence.Hear(NowNs());
 }
 
 void TSession::OnMessageIn(int msgCode, const char* message, std::size_t length) {

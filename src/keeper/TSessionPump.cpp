@@ -1,5 +1,6 @@
 // Handing requests to the link, and the timer of gate and deadlines. Any thread.
 #include <algorithm>
+#include <chrono>
 #include <new>
 #include <utility>
 
@@ -29,30 +30,36 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
       ++messagesOut_;
       if (trace_ != 0) TraceTaken();
       lock.unlock();
-      std::uint64_t at = TRequest::kNowhere;
-      const bool sent = SendTaken(at);
+      TSendNote note{Dova::Os::TTime(std::chrono::nanoseconds(now)), TRequest::kNowhere};
+      const bool sent = SendTaken(note);
       lock.lock();
-      if (ledger_.OnSent(message_, sent, at, tried, now)) notTaken = true;
+      if (ledger_.OnSent(message_, sent, note.at, tried, now)) notTaken = true;
       now = 0;
       if (closing_) sent_.Set();
       if (count < kMessagesAtOnce) continue;
-      due_.Start(0);
+      PumpIn(0);
       break;
     }
   } catch (const std::bad_alloc&) {
-    due_.Start(kNoMemoryMs);
+    PumpIn(kNoMemoryMs);
   }
   return notTaken;
 }
 
+// Whatever else is due comes later than that, or with it.
+void TSession::PumpIn(unsigned ms) {
+  dueArmed_ = NowNs() + ms * kNsPerMs;
+  due_.Start(ms);
+}
+
 // Without memory nothing was taken.
-bool TSession::SendTaken(std::uint64_t& at) noexcept try {
+bool TSession::SendTaken(TSendNote& note) noexcept try {
   if (message_.code != PkSession) {
-    return Impl().SendRequestAt(message_.code, message_.buffer.data(),
-                                static_cast<unsigned>(message_.buffer.size()), &at);
+    return Impl().SendRequest(message_.code, message_.buffer.data(),
+                              static_cast<unsigned>(message_.buffer.size()), &note);
   }
   const bool sent = SendPasswords();
-  if (sent) at = 0;
+  if (sent) note.at = 0;
   return sent;
 } catch (const std::bad_alloc&) {
   if (message_.code == PkSession) Dova::WipeText(message_.buffer);
@@ -78,7 +85,7 @@ int TSession::TakePlace(int code) {
 }
 
 std::uint64_t TSession::TakenBytes() {
-  return mes_ ? mes_->TakenBytes() : 0;
+  return link_->mes ? link_->mes->TakenBytes() : 0;
 }
 
 int TSession::SetRate(std::int32_t count, std::int32_t ms) {
@@ -103,23 +110,38 @@ int TSession::WaitMs(int code) {
 
 // ---- time ----
 
-// To who tried in vain, once it may go.
+int TSession::GateWait(int code) {
+  return code == PkRequestAck ? gate_.Look() : Impl().FlowCtrl().Look();
+}
+
+// Whether somebody tried in vain who is to be told once it may go. Not before what is held has gone.
+bool TSession::MayOffer() const {
+  return (link_->gateWanted[0] || link_->gateWanted[1]) && ledger_.Held() == 0 && Takes(0);
+}
+
 void TSession::OfferGate() {
-  for (const bool orders : {false, true}) {
-    if (!gateWanted_[orders] || ledger_.Held() > 0 || ledger_.IsFull() || !Takes(0)) continue;
-    if ((orders ? gate_.Look() : Impl().FlowCtrl().Look()) != 0) continue;
-    gateWanted_[orders] = false;
-    ledger_.Tell(vse_Gate, 0, {orders ? PkRequestAck : PkTaskResult, {}, {}, nullptr});
+  if (!MayOffer() || ledger_.FullUntil() > NowNs()) return;
+  for (const int code : {PkTaskResult, PkRequestAck}) {
+    bool& wanted = link_->gateWanted[code == PkRequestAck];
+    if (!wanted || GateWait(code) != 0) continue;
+    wanted = false;
+    ledger_.Tell(vse_Gate, 0, {code, {}, {}, nullptr});
   }
 }
 
-void TSession::ArmDue() {
-  std::int64_t next = ledger_.NextDue();
-  for (const bool orders : {false, true}) {
-    if (!gateWanted_[orders]) continue;
-    const int wait = orders ? gate_.Look() : Impl().FlowCtrl().Look();
-    if (wait >= 0) next = std::min(next, NowNs() + std::max(wait, 1) * kNsPerMs);
+// When to look again; never when only an event can open it, which then looks.
+std::int64_t TSession::GateDue() {
+  std::int64_t due = kNever;
+  if (!MayOffer()) return due;
+  for (const int code : {PkTaskResult, PkRequestAck}) {
+    const int wait = link_->gateWanted[code == PkRequestAck] ? GateWait(code) : -1;
+    if (wait >= 0) due = std::min(due, std::max(NowNs() + wait * kNsPerMs, ledger_.FullUntil()));
   }
+  return due;
+}
+
+void TSession::ArmDue() {
+  const std::int64_t next = std::min(ledger_.NextDue(), GateDue());
   if (next >= dueArmed_) return;
   dueArmed_ = next;
   due_.Start(static_cast<unsigned>(WaitOf(next)));
@@ -129,11 +151,11 @@ void TSession::OnDueTimer() {
   const auto self = Dstl::wise_ref<TSession>::try_hold(this);
   if (!self) return;
   TLock lock(mutex_);
-  if (dead_) return;
+  if (IsDead()) return;
   dueArmed_ = kNever;
   ledger_.OnTime(NowNs());
   const std::int64_t handed = ledger_.TakeTimedOut();
-  if (handed != 0 && (config_.flags & vsc_CloseOnTimeout) != 0 && heardNs_ < handed)
+  if (handed != 0 && (config_.flags & vsc_CloseOnTimeout) != 0 && !link_->silence.HeardSince(handed))
     WantEnd(vsr_Silent, true);
   if (gate_.IsActive() && ledger_.TimedOutInOrder() >= static_cast<std::uint32_t>(std::max(rateCount_, 1)))
     WantEnd(vsr_AcksMissing);
@@ -141,25 +163,25 @@ void TSession::OnDueTimer() {
 }
 
 void TSession::Settle(TLock& lock) {
-  if (dead_) return;
+  if (IsDead()) return;
   Pump(lock);
-  if (gateWanted_[0] || gateWanted_[1]) OfferGate();
+  OfferGate();
   ArmDue();
 }
 
 void TSession::Leave(TLock& lock) {
-  if (dead_) return lock.unlock();
+  if (IsDead()) return lock.unlock();
   try {
     Settle(lock);
   } catch (const std::bad_alloc&) {
-    due_.Start(kNoMemoryMs);
+    PumpIn(kNoMemoryMs);
   }
   Notify();
   lock.unlock();
 }
 
 void TSession::Notify() {
-  const bool step = wantedEnd_ != 0 || (ended_ && !ledger_.Going()) ||
+  const bool step = link_->IsWanted() || (link_->Ending() && !ledger_.Going()) ||
                     (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going());
   const bool tell = !told_.Empty();
   if (tell && config_.delivery == vsd_Poll) {

@@ -1,5 +1,6 @@
 // Requests that come in. Any thread; never inside the context, unless the caller is.
 #include <algorithm>
+#include <initializer_list>
 #include <new>
 #include <utility>
 
@@ -10,7 +11,6 @@
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::uint32_t kMostText = 16u << 20;
 constexpr std::size_t kMostPassword = 255;
 
@@ -24,23 +24,36 @@ bool IsCode(std::int32_t code) {
   return code > PkBigPart && code <= 0xFFF;
 }
 
+// Each with its NUL. False when one is too long. The memory is there before the first comes into it.
+bool Join(std::initializer_list<const char*> texts, std::string& joined) {
+  joined.reserve(texts.size() * (kMostPassword + 1));
+  for (const char* text : texts) {
+    const std::string_view part = text ? text : "";
+    if (part.size() > kMostPassword) return false;
+    joined.append(part).push_back('\0');
+  }
+  return true;
+}
+
 }  // namespace
 
 // ---- the application ----
 
-int TSession::Check(const CVekSubmit& request, std::string_view id, bool made) const {
+int TSession::Check(const CVekSubmit& request, const TNewRequest& wanted) const {
   constexpr std::uint32_t kFlags = vsg_Resync | vsg_Urgent | vsg_Duplicate;
   const bool numbers = IsCode(request.code) && (request.flags & ~kFlags) == 0 &&
                        (request.mode == vsm_Try || request.mode == vsm_Hold);
   if (!numbers || (!request.text && request.textLength != 0)) return vsr_BadArgument;
   if (request.textLength > kMostText) return vsr_BadText;
-  if (!made && !id.empty() && !IsWorkId(id, config_.idSeparator)) return vsr_BadText;
-  if (id.empty() && request.code == PkRequestAck && config_.ackRule == vsa_ByWorkId) return vsr_BadText;
-  return IsRequestText(request.code, {request.text, request.textLength}, id, made) ? 0 : vsr_BadText;
+  if (!wanted.putIdInFront && !wanted.id.empty() && !IsWorkId(wanted.id, config_.idSeparator))
+    return vsr_BadText;
+  if (wanted.id.empty() && request.code == PkRequestAck && config_.ackRule == vsa_ByWorkId)
+    return vsr_BadText;
+  return IsRequestText(request.code, wanted.text, wanted.id, wanted.putIdInFront) ? 0 : vsr_BadText;
 }
 
 bool TSession::Takes(std::uint32_t flags) const {
-  if (ended_ || wantedEnd_ != 0 || closing_) return false;
+  if (link_->Over() || link_->IsWanted() || closing_) return false;
   return state_ == vss_Up || (state_ == vss_Resyncing && (flags & vsg_Resync) != 0);
 }
 
@@ -50,54 +63,56 @@ int TSession::Submit(const CVekSubmit& request, CVekReceipt& receipt) {
   try {
     reason = Enter(request, lock, receipt);
   } catch (const std::bad_alloc&) {
-    if (!lock) lock.lock();
     reason = vsr_NoMemory;
   }
-  if (reason != 0) ledger_.CountRefused();
+  Explain(request, reason, receipt);
   Leave(lock);
   return reason;
 }
 
-int TSession::Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt) {
-  if (!Takes(request.flags)) return vsr_NotUp;
-  const bool made = !request.workId;
-  if (made) ids_.Next(receipt.workId);
-  const std::string_view id = made ? receipt.workId : request.workId;
-  if (const int reason = Check(request, id, made)) return reason;
-  if (!made) receipt.workId[id.copy(receipt.workId, kIdRoom - 1)] = 0;
+TNewRequest TSession::WantedBy(const CVekSubmit& request, CVekReceipt& receipt, std::int64_t now) {
   TNewRequest wanted;
+  wanted.putIdInFront = !request.workId;
+  wanted.id = request.workId ? std::string_view(request.workId) : ids_.Next();
+  receipt.workId[wanted.id.copy(receipt.workId, kIdRoom - 1)] = 0;
   wanted.code = request.code;
   wanted.flags = request.flags;
   wanted.tried = request.mode == vsm_Try;
-  wanted.putIdInFront = made;
-  wanted.id = id;
   wanted.text = {request.text, request.textLength};
-  const std::int64_t now = NowNs();
-  const std::uint32_t holdMs = Ms(request.holdMs, config_.holdMs);
-  if (holdMs != 0) wanted.holdUntilNs = now + holdMs * kNsPerMs;
+  wanted.holdUntilNs = TimeAfter(now, Ms(request.holdMs, config_.holdMs));
   wanted.answerMs = Ms(request.answerMs, config_.answerMs);
   wanted.replaces = request.replaces;
   wanted.tag = request.tag;
+  return wanted;
+}
+
+int TSession::Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt) {
+  if (!Takes(request.flags)) return vsr_NotUp;
+  const std::int64_t now = NowNs();
+  const TNewRequest wanted = WantedBy(request, receipt, now);
+  if (const int reason = Check(request, wanted)) return reason;
   TRequest* entered = nullptr;
-  int reason = ledger_.Submit(wanted, now, entered);
-  receipt.link = linkNumber_;
-  if (reason == 0) {
-    receipt.ticket = entered->ticket;
-    if (Pump(lock, wanted.tried ? receipt.ticket : 0, now)) reason = vsr_LinkFull;
-  }
-  if (reason == vsr_TooFast || reason == vsr_LinkFull) gateWanted_[request.code == PkRequestAck] = true;
+  receipt.link = link_->number;
+  if (const int reason = ledger_.Submit(wanted, now, entered)) return reason;
+  if (wanted.putIdInFront) ids_.GoOn();
+  receipt.ticket = entered->ticket;
+  return Pump(lock, wanted.tried ? receipt.ticket : 0, now) ? vsr_LinkFull : 0;
+}
+
+// What became of it at once.
+void TSession::Explain(const CVekSubmit& request, int reason, CVekReceipt& receipt) {
   if (reason != 0) {
+    ledger_.CountRefused();
     receipt.ticket = 0;
-    receipt.waitMs = reason == vsr_TooFast ? std::max(ledger_.WaitMs(), 1) : 0;
-    if (reason == vsr_TooFast && ledger_.WaitMs() < 0) receipt.waitMs = -1;
-    return reason;
-  }
-  const TRequest* const still = ledger_.Find(receipt.ticket);
-  if (still && still->phase == EPhase::Held) {
-    receipt.ahead = ledger_.Ahead(*still);
+    if (reason == vsr_TooFast) receipt.waitMs = ledger_.WaitMs() < 0 ? -1 : std::max(ledger_.WaitMs(), 1);
+    if (reason == vsr_TooFast || reason == vsr_LinkFull)
+      link_->gateWanted[request.code == PkRequestAck] = true;
+  } else if (ledger_.Held() > 0) {
+    const TRequest* const held = ledger_.Find(receipt.ticket);
+    if (!held || held->phase != EPhase::Held) return;
+    receipt.ahead = ledger_.Ahead(*held);
     receipt.waitMs = ledger_.Going() ? 0 : ledger_.WaitMs();
   }
-  return 0;
 }
 
 int TSession::Withdraw(std::uint64_t ticket) {
@@ -110,49 +125,57 @@ int TSession::Withdraw(std::uint64_t ticket) {
 int TSession::ChangePassword(const char* user, const char* before, const char* after, std::uint64_t tag,
                              CVekReceipt& receipt) {
   std::string texts;
-  int reason = 0;
   TLock lock(mutex_);
-  const TRequest* const pending = ledger_.Find(passwordTicket_);
-  const bool linked = hasLink_ && !ended_ && wantedEnd_ == 0 && !closing_;
-  if (!linked || (state_ != vss_Up && state_ != vss_Refused)) return vsr_NotUp;
-  if (pending && pending->Undecided()) return vsr_Busy;
+  if (const int reason = WhyNoPasswords()) return reason;
+  int reason = 0;
   try {
-    texts.reserve(3 * (kMostPassword + 1));
-    for (const char* text : {user, before, after}) {
-      const std::string_view part = text ? text : "";
-      if (part.size() > kMostPassword) reason = vsr_BadText;
-      if (part.size() <= kMostPassword) texts.append(part).push_back('\0');
+    if (!Join({user, before, after}, texts)) {
+      reason = vsr_BadText;
+    } else {
+      reason = SubmitPasswords(texts, tag, receipt);
     }
-    TNewRequest wanted;
-    wanted.code = PkSession;
-    wanted.flags = vsg_Urgent;
-    wanted.text = texts;
-    wanted.answerMs = config_.answerMs;
-    wanted.tag = tag;
-    TRequest* entered = nullptr;
-    if (reason == 0) reason = ledger_.Submit(wanted, NowNs(), entered);
-    if (reason == 0) passwordTicket_ = receipt.ticket = entered->ticket;
   } catch (const std::bad_alloc&) {
     reason = vsr_NoMemory;
   }
   Dova::WipeText(texts);
-  receipt.link = linkNumber_;
+  receipt.link = link_->number;
   Leave(lock);
   return reason;
 }
 
+int TSession::WhyNoPasswords() const {
+  const bool linked = !link_->Over() && !link_->IsWanted() && !closing_;
+  if (!linked || (state_ != vss_Up && state_ != vss_Refused)) return vsr_NotUp;
+  const TRequest* const pending = ledger_.Find(passwordTicket_);
+  return pending && pending->Undecided() ? vsr_Busy : 0;
+}
+
+int TSession::SubmitPasswords(const std::string& texts, std::uint64_t tag, CVekReceipt& receipt) {
+  TNewRequest wanted;
+  wanted.code = PkSession;
+  wanted.flags = vsg_Urgent;
+  wanted.text = texts;
+  wanted.answerMs = config_.answerMs;
+  wanted.tag = tag;
+  TRequest* entered = nullptr;
+  const int reason = ledger_.Submit(wanted, NowNs(), entered);
+  if (reason == 0) passwordTicket_ = receipt.ticket = entered->ticket;
+  return reason;
+}
+
 void TSession::SubmitOwn(const std::string& query, std::uint32_t flags) {
-  char id[kIdRoom];
   TNewRequest wanted;
   wanted.code = PkTaskResult;
   wanted.flags = flags;
   wanted.own = true;
   wanted.putIdInFront = true;
-  wanted.id = {id, ids_.Next(id)};
+  wanted.id = ids_.Next();
   wanted.text = query;
   wanted.answerMs = config_.answerMs;
   TRequest* entered = nullptr;
-  if (ledger_.Submit(wanted, NowNs(), entered) != 0 && (flags & vsg_Resync) != 0) WantEnd(vsr_ResyncFailed);
+  const int reason = ledger_.Submit(wanted, NowNs(), entered);
+  ids_.GoOn();
+  if (reason != 0 && (flags & vsg_Resync) != 0) WantEnd(vsr_ResyncFailed);
 }
 
 }  // namespace VekApi

@@ -49,7 +49,7 @@ void TSession::TellTapped(const TTapped& tapped) {
 
 void TSession::TellTrace(std::uint32_t flags, int code, std::string_view bytes, std::string detail) {
   const TLock lock(mutex_);
-  if (dead_) return;
+  if (IsDead()) return;
   ledger_.Tell(vse_Trace, flags, {code, {}, bytes, nullptr}).detail = std::move(detail);
   Notify();
 }
@@ -59,7 +59,7 @@ void TSession::TellTrace(std::uint32_t flags, int code, std::string_view bytes, 
 void TSession::Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head) {
   const std::size_t skipped = std::min(head, bytes.size());
   const std::string_view body = trace_ > vtl_Heads ? bytes.substr(skipped) : std::string_view();
-  TEvent& event = ledger_.Tell(vse_Trace, flags, {msgCode, {}, body, nullptr});
+  TNews& event = ledger_.Tell(vse_Trace, flags, {msgCode, {}, body, nullptr});
   event.detail = std::to_string(bytes.size()) + " bytes";
 }
 

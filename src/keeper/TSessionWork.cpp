@@ -18,40 +18,34 @@ constexpr unsigned kAtOnce = 1000;  // events, before everybody else has a turn
 
 // ---- time: inside the context ----
 
-void TSession::LookAtTime() {
-  const std::int64_t now = NowNs();
-  if (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going()) WantEnd(vsr_Closed);
-  if (now >= stageDue_) {
-    stageDue_ = kNever;
-    if (state_ == vss_Connecting) WantEnd(vsr_ConnectTimeout);
-    if (state_ == vss_SigningOn) WantEnd(vsr_SignOnTimeout);
-    if (state_ == vss_Resyncing) WantEnd(vsr_ResyncFailed);
-    if (state_ == vss_Draining) WantEnd(vsr_Closed);
-  }
-  if ((IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && hasLink_ && !ended_)
-    LookAtSilence();
+void TSession::LookAtStage(std::int64_t now) {
+  if (now < link_->stageDue) return;
+  link_->stageDue = kNever;
+  if (state_ == vss_Connecting) WantEnd(vsr_ConnectTimeout);
+  if (state_ == vss_SigningOn) WantEnd(vsr_SignOnTimeout);
+  if (state_ == vss_Resyncing) WantEnd(vsr_ResyncFailed);
+  if (state_ == vss_Draining) WantEnd(vsr_Closed);
 }
 
-// After half of the time something is sent that may be answered; the other half counts from then, so that a
-// computer that slept asks before it judges.
-void TSession::LookAtSilence() {
+// Its silence matters.
+bool TSession::IsWatched() const {
+  return (IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && !link_->Over();
+}
+
+// True when the link is to be probed.
+bool TSession::LookAtTime() {
   const std::int64_t now = NowNs();
-  const std::int64_t half = config_.silenceMs * kNsPerMs / 2;
-  if (probedNs_ < 0 && now >= heardNs_ + half) {
-    probedNs_ = now;
-    probeDue_ = true;
-  } else if (probedNs_ >= 0 && now >= probedNs_ + half) {
-    WantEnd(vsr_Silent, true);
-  }
+  if (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going()) WantEnd(vsr_Closed);
+  LookAtStage(now);
+  const auto next = IsWatched() ? link_->silence.Look(now, HalfSilenceNs()) : TSilence::EDo::Nothing;
+  if (next == TSilence::EDo::GiveUp) WantEnd(vsr_Silent, true);
+  return next == TSilence::EDo::Ask;
 }
 
 void TSession::ArmWork() {
   if (workWanted_) return work_.Start(0);
-  std::int64_t next = std::min(stageDue_, retryDue_);
-  if ((IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && hasLink_) {
-    const std::int64_t since = probedNs_ >= 0 ? probedNs_ : heardNs_;
-    next = std::min(next, since + config_.silenceMs * kNsPerMs / 2);
-  }
+  std::int64_t next = std::min(link_->stageDue, retryDue_);
+  if (IsWatched()) next = std::min(next, link_->silence.Due(HalfSilenceNs()));
   if (next != kNever) work_.Start(static_cast<unsigned>(std::min<std::int64_t>(WaitOf(next), INT32_MAX)));
 }
 
@@ -74,20 +68,21 @@ void TSession::Run() {
   unsigned left = config_.delivery == vsd_Threads ? kAtOnce : 0;
   while (Step(lock) || (left > 0 && left-- > 0 && DeliverOne(lock))) continue;
   running_ = false;
-  if (dead_) return;
+  if (IsDead()) return;
   ArmWork();
   Leave(lock);
 }
 
 // True when something was done.
 bool TSession::Step(TLock& lock) try {
-  if (dead_) return false;
-  LookAtTime();
-  if (const int reason = std::exchange(wantedEnd_, 0)) {
-    CloseLink(lock, reason, wantedAbrupt_);
-  } else if (std::exchange(probeDue_, false)) {
+  if (IsDead()) return false;
+  const bool probe = LookAtTime();
+  if (link_->IsWanted()) {
+    const TKeptLink::TWanted wanted = link_->TakeWanted();
+    CloseLink(lock, wanted.reason, wanted.abrupt);
+  } else if (probe) {
     Probe(lock);
-  } else if (ended_ && !ledger_.Going()) {
+  } else if (link_->Ending() && !ledger_.Going()) {
     FinishEnd();
   } else if (NowNs() >= retryDue_ && HasRoom()) {
     Connect(lock);
@@ -109,31 +104,26 @@ bool TSession::HasRoom() {
 }
 
 void TSession::CloseLink(TLock& lock, int reason, bool abrupt) {
-  if (!hasLink_ || ended_) return;
-  const std::uint32_t link = linkNumber_;
-  const Dstl::wise_ref<Dova::TMesBase> mes = mes_;
+  const Dstl::wise_ref<TKeptLink> link = link_;
+  if (link->Over()) return;
   lock.unlock();
-  if (abrupt && mes) mes->SetAbrupt();
+  if (abrupt && link->mes) link->mes->SetAbrupt();
   client_.Disconnect();
   lock.lock();
-  if (link == linkNumber_) EndLink(reason, {});
+  EndLink(*link, reason, {});
 }
 
 void TSession::Connect(TLock& lock) {
   const std::string setting = endpoints_[policy_.Upcoming()];
   std::string password = password_;
-  const int reason = std::exchange(endReason_, 0);
-  ++linkNumber_;
-  endpoint_ = policy_.Attempt();
-  hasLink_ = true;
-  retryDue_ = kNever;
-  probedNs_ = -1;
-  wantedEnd_ = 0;
-  mes_.reset();
+  const Dstl::wise_ref<TKeptLink> last = link_;
+  link_ = Dstl::make_ref<TKeptLink>(last->number + 1, policy_.Upcoming());
+  policy_.Attempt();
   gate_.Restart(rateCount_, rateMs_);
-  SetState(vss_Connecting, reason);
-  ledger_.BeginLink(linkNumber_);
-  stageDue_ = TimeAfter(NowNs(), config_.connectMs);
+  SetState(vss_Connecting, last->EndReason(), *last);
+  retryDue_ = kNever;
+  ledger_.BeginLink(link_->number);
+  link_->stageDue = TimeAfter(NowNs(), config_.connectMs);
   lock.unlock();
   client_.Connect(setting, config_.name, config_.version, config_.firstId, config_.secondId, password);
   Dova::WipeText(password);

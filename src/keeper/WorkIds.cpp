@@ -12,20 +12,20 @@ constexpr char kDigits[] = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
 
 }  // namespace
 
-TWorkIds::TWorkIds(std::string_view prefix, std::uint64_t seed) : head_(prefix.substr(0, kMaxPrefix)) {
+TWorkIds::TWorkIds(std::string_view prefix, std::uint64_t seed) {
+  length_ = static_cast<unsigned>(prefix.copy(id_, kMaxPrefix));
   std::uint64_t bits = std::mt19937_64(seed)();
-  for (int i = 0; i < 13; ++i, bits >>= 5) head_ += kDigits[bits & 31];
+  for (int i = 0; i < 13; ++i, bits >>= 5) id_[length_++] = kDigits[bits & 31];
+  head_ = length_;
+  GoOn();
 }
 
-unsigned TWorkIds::Next(char* id) {
-  std::size_t length = head_.copy(id, kMaxId);
-  std::uint64_t count = ++count_;
-  do {
-    id[length++] = kDigits[count & 31];
-    count >>= 5;
-  } while (count != 0 && length < kMaxId);
-  id[length] = 0;
-  return static_cast<unsigned>(length);
+// The lowest digit first: most ids differ from the one before in one character.
+void TWorkIds::GoOn() {
+  unsigned at = 0;
+  for (; digits_[at] == 31; ++at) id_[head_ + at] = kDigits[digits_[at] = 0];
+  id_[head_ + at] = kDigits[++digits_[at]];
+  length_ = std::max(length_, head_ + at + 1);
 }
 
 bool IsWorkId(std::string_view id, char separator) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <random>
-#include <string>
 #include <string_view>
 
 namespace VekApi {
@@ -12,12 +11,16 @@ class TWorkIds {
  public:
   TWorkIds(std::string_view prefix, std::uint64_t seed);
 
-  // Writes at most 31 bytes and a NUL; how many bytes.
-  unsigned Next(char* id);
+  // The next one, at most 31 characters, until GoOn: which is called once it is used, not when it is wanted,
+  // so that the processor need not wait for it.
+  std::string_view Next() const { return {id_, length_}; }
+  void GoOn();
 
  private:
-  std::string head_;
-  std::uint64_t count_ = 0;
+  std::uint8_t digits_[11] = {};  // the counter's
+  char id_[32] = {};
+  unsigned head_ = 0;  // its characters that stay
+  unsigned length_ = 0;
 };
 
 inline constexpr std::size_t kMaxPrefix = 8;

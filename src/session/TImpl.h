@@ -44,8 +44,12 @@ class VekClient::TImpl : public TRequestPort {
   bool SendPk(char* packet, int length);
 
   bool SendRequest(int msgCode, char* buffer, unsigned length) override;
-  // Tells where in the link's stream it begins (TMesBase::SendAt), when `at` is there.
-  bool SendRequestAt(int msgCode, char* buffer, unsigned length, std::uint64_t* at);
+  // For who keeps account of what is sent, and has asked the clock.
+  struct TSendNote {
+    Dova::Os::TTime now;
+    std::uint64_t at;  // set: where in the link's stream it begins (TMesBase::SendAt)
+  };
+  bool SendRequest(int msgCode, char* buffer, unsigned length, TSendNote* note);
 
   // Null for plain clients. Set before the first link, and as long as there may be one.
   TLinkWatch* Watch() const { return watch_; }

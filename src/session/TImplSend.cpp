@@ -18,9 +18,16 @@ struct VekClient::TImpl::TWire {
 
   explicit operator bool() const { return static_cast<bool>(mes); }
   // The client may have been deleted in the meantime, inside a tap: the session is not touched any more.
-  bool Send(const char* packets, int length, std::uint64_t* at = nullptr) const {
-    const bool sent = (at ? mes->SendAt(packets, length, *at) : mes->Send(packets, length)) == length;
+  bool Send(const char* packets, int length) const {
+    const bool sent = mes->Send(packets, length) == length;
     link->OnSent();
+    if (!sent) link->TapRefused();
+    return sent;
+  }
+  bool Send(const char* packets, int length, TSendNote* note) const {
+    if (!note) return Send(packets, length);
+    const bool sent = mes->SendAt(packets, length, note->at) == length;
+    link->OnSentAt(note->now);
     if (!sent) link->TapRefused();
     return sent;
   }
@@ -53,22 +60,22 @@ bool VekClient::TImpl::SendPk(char* packet, int length) {
 }
 
 bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
-  return SendRequestAt(msgCode, buffer, length, nullptr);
+  return SendRequest(msgCode, buffer, length, nullptr);
 }
 
-bool VekClient::TImpl::SendRequestAt(int msgCode, char* buffer, unsigned length, std::uint64_t* at) {
+bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length, TSendNote* note) {
   if (length <= kPrefixBytes || length > kMaxRequest) return false;
   const TWire wire = Wire();
   if (!wire) return false;
   const std::size_t textLength = length - kPrefixBytes;
   if (tap_.IsOn()) wire.link->TapRequest(wire.cipher, msgCode, {buffer + kPrefixBytes, textLength});
   if (textLength <= kMaxPiece)
-    return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength), at);
+    return wire.Send(buffer, FramePiece(wire.cipher, buffer, msgCode, textLength), note);
   // Sent in one call, so that no other thread's data comes between the pieces, and the messenger accepts all
   // or none.
   std::string pieces;
   return FrameInPieces(wire.cipher, msgCode, buffer, textLength, pieces) &&
-         wire.Send(pieces.data(), static_cast<int>(pieces.size()), at);
+         wire.Send(pieces.data(), static_cast<int>(pieces.size()), note);
 }
 
 }  // namespace VekApi

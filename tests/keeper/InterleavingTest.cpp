@@ -25,7 +25,7 @@ struct TLedgerPeer {
   static std::string Lists(const TLedger& ledger) {
     std::string text;
     for (const TRequestList* list : {&ledger.urgent_, &ledger.normal_, &ledger.order_}) {
-      for (const TRequest* each = list->First(); each; each = each->next) text += each->workId;
+      for (const TRequest* each = list->First(); each; each = each->place.next) text += each->workId;
       text += '|';
     }
     return text;

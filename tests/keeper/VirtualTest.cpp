@@ -236,6 +236,60 @@ TEST_F(Kept, AFullLinkGivesThePlaceBack) {
   EXPECT_EQ(Sent(), (Lines{"W2"}));
 }
 
+// Who tried is told when it is worth trying again; what waits for an acknowledgement costs nothing meanwhile.
+TEST_F(Kept, AGateIsOfferedWithoutPolling) {
+  MakeUp(Rated(1, 100));
+  mes->refuseSends = true;
+  EXPECT_EQ(kept->Order("W1", 0, vsm_Try), vsr_LinkFull);
+  mes->refuseSends = false;
+  EXPECT_EQ(After(10), (Lines{"gate 129"}));
+  EXPECT_EQ(kept->Order("W1"), 0);
+  EXPECT_EQ(kept->Order("W2"), 0);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(kept->Query("Q" + std::to_string(i)), 0);
+  const std::string query = "Q text";
+  CVekSubmit tried = KeptSession::Request(128, "Q", query);
+  tried.mode = vsm_Try;
+  EXPECT_EQ(kept->Submit(tried), vsr_TooFast);
+  const std::size_t before = time.Expiries();
+  time.Advance(9000);
+  EXPECT_LT(time.Expiries() - before, 20U);
+  Ack("W1 ok");
+  EXPECT_EQ(After(100), (Lines{"W1 acknowledged"}));
+  EXPECT_EQ(After(1000), (Lines{"gate 128"}));
+  EXPECT_EQ(Sent().size(), 102U);  // more than one thread sends at once for others
+}
+
+TEST_F(Kept, DeadlinesComeInTheirOrder) {
+  MakeUp(Rated(1, 100));
+  kept->Order("W");
+  const std::vector<std::uint32_t> holds = {70, 60, 80, 50, 40, 30, 20, 90, 35, 10, 65, 25};
+  for (const std::uint32_t ms : holds) kept->Order("W" + std::to_string(ms), 0, vsm_Hold, ms);
+  for (std::uint32_t ms = 5; ms <= 95; ms += 5) {
+    const bool due = std::find(holds.begin(), holds.end(), ms) != holds.end();
+    const Lines expected{"W" + std::to_string(ms) + " not sent: it could not be sent in time"};
+    EXPECT_EQ(After(5), due ? expected : Lines{}) << ms;
+  }
+}
+
+TEST_F(Kept, AHundredThousandHeldAtABreak) {
+  constexpr std::size_t kHeld = 100'000;
+  MakeUp(Rated(1, 100));
+  EXPECT_EQ(kept->Order("W"), 0);
+  for (std::size_t i = 0; i < kHeld; ++i) ASSERT_EQ(kept->Order("W" + std::to_string(i)), 0);
+  EXPECT_EQ(kept->Order("W77777"), vsr_DuplicateId);
+  mes->Break("cut");
+  const Lines told = After(0);
+  ASSERT_EQ(told.size(), kHeld + 2);
+  EXPECT_EQ(told[0], "W unknown: it may have been sent: the connection broke");
+  EXPECT_EQ(told[kHeld], "W99999 not sent: the connection broke");
+  EXPECT_EQ(told.back(), "waiting to connect again: the connection broke");
+  EXPECT_EQ(kept->fates.size(), kHeld + 1);
+  time.Advance(250);
+  Reconnect();
+  EXPECT_EQ(kept->Order("W77777"), 0);
+  EXPECT_EQ(Sent(), (Lines{"W77777"}));
+}
+
 TEST_F(Kept, EveryStageHasItsTime) {
   const struct {
     int stage;
@@ -278,6 +332,22 @@ TEST_F(Kept, ASilentLinkIsAskedAndThenLeft) {
   EXPECT_EQ(After(1), (Lines{"waiting to connect again: nothing came in time"}));
 }
 
+// The link may have lived on meanwhile: it is asked first.
+TEST_F(Kept, ASleepIsNoSilence) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.silenceMs = 10'000;
+  config.probe = "ping";
+  MakeUp(config);
+  time.Sleep(3'600'000);
+  EXPECT_EQ(After(0), Lines{});
+  const Lines asked = Sent();
+  ASSERT_EQ(asked.size(), 1U);
+  mes->Deliver(TaskResult(asked[0], "pong"));
+  EXPECT_EQ(After(9999), Lines{});
+  time.Sleep(3'600'000);
+  EXPECT_EQ(After(0), (Lines{"waiting to connect again: nothing came in time"}));
+}
+
 TEST_F(Kept, ASlowHandlerIsNoSilence) {
   CVekSessionConfig config = KeptSession::Config();
   config.silenceMs = 10'000;
@@ -317,6 +387,19 @@ TEST_F(Kept, ARefusedUserMayChangeThePassword) {
   mes->Deliver(SgnReply(0, "thrown out"));
   EXPECT_EQ(kept->Take(), (Lines{"W1 unknown: it may have been sent: the server refused the sign-on",
                                  "sign-on refused: the server refused the sign-on"}));
+}
+
+// A client tells nothing of the end of a link whose sign-on was refused.
+TEST_F(Kept, ALossAfterARefusalIsNoticed) {
+  Make();
+  mes->Deliver(SgnReply(0, "wrong"));
+  mes->Break("cut");
+  time.Advance(60'000);
+  EXPECT_EQ(kept->Take().back(), "sign-on refused: the server refused the sign-on");
+  EXPECT_EQ(CVekSession_ChangePassword(&kept->session, "trader", "a", "b", 5, nullptr), vsr_NotUp);
+  EXPECT_EQ(CVekSession_Open(&kept->session), 0);
+  Reconnect();
+  EXPECT_EQ(kept->Take(), (Lines{"connecting", "signing on", "up"}));
 }
 
 TEST_F(Kept, RoundsAndDelays) {

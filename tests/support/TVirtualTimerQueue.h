@@ -22,6 +22,12 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
   void Advance(unsigned ms) { AdvanceTo(Now() + std::chrono::milliseconds(ms)); }
   void AdvanceTo(std::int64_t ns) { AdvanceTo(Dova::Os::TTime(std::chrono::nanoseconds(ns))); }
 
+  // The computer sleeps: what was due meanwhile expires late, when the time is advanced next.
+  void Sleep(unsigned ms) { MoveTo(Now() + std::chrono::milliseconds(ms)); }
+
+  // How often a timer expired.
+  std::size_t Expiries() const { return expiries_; }
+
   void AdvanceTo(Dova::Os::TTime to) {
     TLock lock(mutex_);
     for (;;) {
@@ -31,6 +37,7 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
       Dova::TTimerBase* const due = TakeDue(next);
       if (due == nullptr) continue;
       MoveTo(next);
+      ++expiries_;
       Run(*due, lock, [] {});
     }
     MoveTo(to);
@@ -45,6 +52,7 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
   void OnLastGone(TLock&) noexcept override {}
 
   std::atomic<Dova::Os::TTime> now_{Dova::Os::TTime(std::chrono::seconds(1))};
+  std::size_t expiries_ = 0;
 };
 
 }  // namespace TestSupport

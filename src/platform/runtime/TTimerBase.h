@@ -28,6 +28,8 @@ class TTimerBase {
   // time than before needs no lock and wakes no thread. Does nothing in a forked child of the process that
   // created the timer.
   void Start(unsigned ms) noexcept;
+  // The same from a time that the caller has just asked the queue for.
+  void StartFrom(Os::TTime now, unsigned ms) noexcept;
 
   // Cancels the request. An expiry that has begun, or is just beginning on another thread, still runs.
   void Stop() noexcept { due_.store(Os::kNever); }
