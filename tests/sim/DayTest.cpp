@@ -58,11 +58,23 @@ TEST(Day, SaysLineFieldAndWhatIsWrong) {
     EXPECT_NE(ErrorOf(one.json).find(one.error), std::string::npos) << ErrorOf(one.json);
 }
 
+std::string Text(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+SimDay Example(const std::string& name) {
+  return ReadDay(Text(std::filesystem::path(VEKSIM_DAYS) / name), name);
+}
+
+SimDay Rules(const std::string& rules, std::uint32_t seed = 1) {
+  return ReadDay("{\"seed\": " + std::to_string(seed) + ", \"rules\": [" + rules + "]}", "day");
+}
+
 TEST(Day, ExamplesAreReadAndCutAnywhereAreAnErrorWithALine) {
   std::size_t files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(VEKSIM_DAYS)) {
-    std::ifstream in(entry.path(), std::ios::binary);
-    std::string json{std::istreambuf_iterator<char>(in), {}};
+    std::string json = Text(entry.path());
     ++files;
     EXPECT_EQ(ErrorOf(json), "") << entry.path();
     while (json.ends_with('\n')) json.pop_back();
@@ -79,13 +91,10 @@ TEST(Day, ExamplesAreReadAndCutAnywhereAreAnErrorWithALine) {
 
 // A server whose clock stands still until a test moves it, with a client signed on.
 struct Played {
-  explicit Played(const std::string& rules, std::uint32_t seed = 1)
-      : server(Config(rules, seed)), client(server) {
-    client.Enter();
-  }
-  SimConfig Config(const std::string& rules, std::uint32_t seed) {
+  explicit Played(const SimDay& day) : server(Config(day)), client(server) { client.Enter(); }
+  SimConfig Config(const SimDay& day) {
     SimConfig config;
-    config.day = ReadDay("{\"seed\": " + std::to_string(seed) + ", \"rules\": [" + rules + "]}", "day");
+    config.day = day;
     config.clock = [this] { return std::chrono::milliseconds(ms); };
     config.log = [this](const SimNote& note) { log += JsonOf(note, {}) + '\n'; };
     return config;
@@ -112,9 +121,10 @@ struct Played {
 };
 
 TEST(Day, FillsAndRejectsOrdersWhenItSays) {
-  Played day(R"({"on": "new", "nth": 1, "do": [{"fill": 1, "after": 100}, {"reject": 105, "after": 300}]},
+  Played day(
+      Rules(R"({"on": "new", "nth": 1, "do": [{"fill": 1, "after": 100}, {"reject": 105, "after": 300}]},
                 {"on": "new", "nth": 2, "do": [{"reject": 301}]},
-                {"at": 400, "do": [{"move": "TXF", "to": 18200, "lots": 1}]})");
+                {"at": 400, "do": [{"move": "TXF", "to": 18200, "lots": 1}]})"));
   EXPECT_EQ(day.Order("a"),
             "a\1accepted\1"
             "A00001");
@@ -136,12 +146,10 @@ TEST(Day, FillsAndRejectsOrdersWhenItSays) {
 }
 
 TEST(Day, AcknowledgesLateTwiceOrNever) {
-  Played day(R"({"on": "new", "nth": 1, "do": [{"ack": "late", "after": 100}]},
-                {"on": "new", "nth": 2, "do": [{"ack": "doubled"}]},
-                {"on": "new", "nth": 3, "do": [{"ack": "missing"}]})");
+  Played day(Example("bad-acks.json"));
   const std::string rest = "qty=1 price=18000";
   EXPECT_TRUE(day.Order("a", rest).starts_with("accepted\1")) << "the report is first";
-  day.At(100);
+  day.At(400);
   EXPECT_EQ(day.client.NextText(),
             "a\1accepted\1"
             "A00001");
@@ -157,7 +165,7 @@ TEST(Day, AcknowledgesLateTwiceOrNever) {
 
 TEST(Day, RestartsWithItsOrdersOrWithout) {
   for (const char* memory : {"memory", "blank"}) {
-    Played day(R"({"on": "new", "do": [{"restart": ")" + std::string(memory) + R"(", "down": 50}]})");
+    Played day(Rules(R"({"on": "new", "do": [{"restart": ")" + std::string(memory) + R"(", "down": 50}]})"));
     EXPECT_EQ(day.Order("a", "qty=1 price=18000"), "") << "the link ends before the answer";
     day.At(50);
     RawClient again(day.server);
@@ -168,18 +176,41 @@ TEST(Day, RestartsWithItsOrdersOrWithout) {
 }
 
 TEST(Day, CutsBehindTheByteAfterCarryingOut) {
-  Played day(R"({"on": "new", "do": [{"cut": 7}]})");
-  day.client.Request(Code::kAck, "a new\nprod=TXF side=B qty=1 price=18000");
-  EXPECT_EQ(day.client.ReadAll().size(), 7u);
-  EXPECT_EQ(day.server.Seen().orders.size(), 1u);
+  Played day(Example("cut-lines.json"));
+  day.Order("a", "qty=1 price=18000");
+  day.Report();
+  day.client.Request(Code::kAck, "b new\nprod=TXF side=B qty=1 price=18000");
+  EXPECT_EQ(day.client.ReadAll().size(), 5u);
+  EXPECT_EQ(day.server.Seen().orders.size(), 2u);
+}
+
+TEST(Day, FillsInPartsAndRefusesAsTheExamplesSay) {
+  Played fills(Example("fills.json"));
+  fills.Order("a");
+  fills.Report();
+  for (const auto& [time, report] :
+       {std::pair{200, "fill Left=2"}, {500, "fill Left=1"}, {900, "fill Left=0"}}) {
+    fills.At(time);
+    EXPECT_EQ(fills.Report(), report);
+  }
+  Played rejects(Example("rejects.json"));  // its first sign-on was refused
+  rejects.client.SignOn("trader/", "secret");
+  rejects.client.NextText();
+  EXPECT_TRUE(
+      rejects.Order("a").ends_with("\1"
+                                   "104"));
+  rejects.Order("b");
+  rejects.Report();
+  rejects.At(300);
+  EXPECT_EQ(rejects.Report(), "rejected Left=0");
 }
 
 TEST(Day, IsTheSameForTheSameSeed) {
   const auto logOf = [](std::uint32_t seed) {
-    Played day(R"({"on": "new", "do": [{"fill": 1, "after": 35}]},
+    Played day(Rules(R"({"on": "new", "do": [{"fill": 1, "after": 35}]},
                   {"at": 10, "every": 10, "times": 200, "do": [{"move": "TXF", "walk": 9, "lots": 1}]},
                   {"at": 500, "do": [{"garbage": 10}]})",
-               seed);
+                     seed));
     day.Order("a");
     day.Report();
     day.Order("b", "qty=3 price=18251 tif=IOC");

@@ -104,6 +104,18 @@ TEST_F(Page, AnswersOnlyItself) {
     EXPECT_EQ(Status(Ask(one.line, one.headers)), one.status) << one.line << one.headers;
 }
 
+TEST_F(Page, TakesATokenWhereOthersReachIt) {
+  SimConfig config = Config();
+  config.webHost = "0.0.0.0";
+  const SimServer open(config);
+  const std::string url = open.PageUrl();
+  const std::size_t slash = url.find('/', 8);
+  port = url.substr(15, slash - 15);
+  EXPECT_EQ(Status(Ask("GET /")), "403");
+  EXPECT_EQ(Status(Ask("GET /?token=")), "403");
+  EXPECT_EQ(Status(Ask("GET " + url.substr(slash))), "200");
+}
+
 TEST_F(Page, FillsAndRejectsOrders) {
   RawClient client(server);
   client.Enter();
