@@ -11,8 +11,6 @@ file(GLOB_RECURSE vekapi_sources CONFIGURE_DEPENDS
 list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
 file(GLOB os_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/platform/os/${os_name}/*.cpp)
 
-file(GLOB apart CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/keeper/*.cpp)
-set_source_files_properties(${apart} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 if(WIN32)
   # <windows.h> replaces names of ours by macros.
   set_source_files_properties(${os_sources} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)

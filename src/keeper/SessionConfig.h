@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "vekapi/VekSessionC.h"
 
 namespace VekApi {
+
+inline constexpr std::size_t kMostPassword = 255;  // bytes
 
 class TSession;
 

@@ -3,13 +3,13 @@
 #include <utility>
 
 #include "keeper/TLedger.h"
+#include "keeper/Times.h"
 #include "platform/runtime/Wipe.h"
 #include "protocol/RequestPrefix.h"
 
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kFullNs = 5 * kNsPerMs;
 constexpr std::size_t kMaxParts = 256;
 

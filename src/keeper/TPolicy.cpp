@@ -2,14 +2,10 @@
 
 #include <algorithm>
 
+#include "keeper/Times.h"
 #include "vekapi/VekSessionC.h"
 
 namespace VekApi {
-namespace {
-
-constexpr std::int64_t kNsPerMs = 1'000'000;
-
-}  // namespace
 
 void TPolicy::Begin() {
   first_ = good_;

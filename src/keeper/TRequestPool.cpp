@@ -5,7 +5,7 @@
 namespace VekApi {
 namespace {
 
-constexpr std::size_t kKeepBytes = 1024;  // of a text's memory
+constexpr std::size_t kKeepTextBytes = 1024;  // of a text's memory
 
 }  // namespace
 
@@ -46,7 +46,7 @@ void TRequestPool::Free(TRequest& request) {
   request.at = TRequest::kNowhere;
   request.handedNs = 0;
   request.text.clear();
-  if (request.text.capacity() > kKeepBytes) std::string().swap(request.text);
+  if (request.text.capacity() > kKeepTextBytes) std::string().swap(request.text);
   if (request.hasResult) request.result = VekTaskResult();
   request.hasResult = false;
   free_.PushFront(request);

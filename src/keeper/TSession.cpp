@@ -5,13 +5,13 @@
 #include <new>
 #include <utility>
 
+#include "keeper/Times.h"
 #include "platform/os/Thread.h"
 #include "platform/runtime/Wipe.h"
 
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr unsigned kStateEvents = 8;  // for which there is memory whatever happens
 
 std::int64_t UnixNs() {

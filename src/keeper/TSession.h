@@ -19,6 +19,7 @@
 #include "keeper/TKeptLink.h"
 #include "keeper/TLedger.h"
 #include "keeper/TPolicy.h"
+#include "keeper/Times.h"
 #include "keeper/WorkIds.h"
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
@@ -79,7 +80,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   std::int64_t NowNs() const { return clock_.Now().time_since_epoch().count(); }
   // Never for 0.
   static std::int64_t TimeAfter(std::int64_t now, std::uint32_t ms) {
-    return ms == 0 ? kNever : now + ms * std::int64_t{1'000'000};
+    return ms == 0 ? kNever : now + ms * kNsPerMs;
   }
   TClientParts::TImpl& Impl() { return TClientParts::ImplOf(client_); }
   bool IsDead() const { return life_ == ELife::Dead; }

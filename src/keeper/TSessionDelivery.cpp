@@ -4,18 +4,17 @@
 #include <utility>
 
 #include "keeper/TSession.h"
+#include "keeper/Times.h"
 #include "platform/os/Thread.h"
 #include "platform/runtime/Wipe.h"
 
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kTurnNs = 10 * kNsPerMs;  // of a message loop
 constexpr int kTurnEvents = 1000;
 constexpr std::int64_t kSlowNs = 1000 * kNsPerMs;
 constexpr std::size_t kMost = 64;  // endpoints, queries
-constexpr std::size_t kMostPassword = 255;
 
 }  // namespace
 

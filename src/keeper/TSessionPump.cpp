@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "keeper/TSession.h"
+#include "keeper/Times.h"
 #include "platform/os/Thread.h"
 #include "platform/runtime/Wipe.h"
 #include "protocol/RequestPrefix.h"
@@ -12,7 +13,6 @@
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr int kMessagesAtOnce = 64;  // that one thread sends for others
 constexpr unsigned kNoMemoryMs = 10;
 

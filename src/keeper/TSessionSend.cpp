@@ -12,7 +12,6 @@ namespace VekApi {
 namespace {
 
 constexpr std::uint32_t kMostText = 16u << 20;
-constexpr std::size_t kMostPassword = 255;
 
 // 0: for ever.
 std::uint32_t Ms(std::uint32_t wanted, std::uint32_t configured) {

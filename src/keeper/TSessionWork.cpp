@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "keeper/TSession.h"
+#include "keeper/Times.h"
 #include "platform/runtime/Wipe.h"
 #include "protocol/Packet.h"
 
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kAgainNs = 100 * kNsPerMs;
 constexpr unsigned kAtOnce = 1000;  // events, before everybody else has a turn
 
