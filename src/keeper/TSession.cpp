@@ -236,22 +236,4 @@ void TSession::FinishEnd() {
   }
 }
 
-void TSession::GoOn(const TPolicy::TNext& next) {
-  if (next.stopped != 0) return SetState(vss_Stopped, next.stopped);
-  if (!next.newRound) {
-    state_ = vss_Connecting;
-    retryDue_ = NowNs();
-    return;
-  }
-  const bool byHand = (config_.flags & vsc_RetryByHand) != 0;
-  retryDue_ = byHand ? kNever : NowNs() + next.delayMs * kNsPerMs;
-  SetState(vss_Waiting, link_->EndReason());
-}
-
-void TSession::GoUp() {
-  link_->SetUp(NowNs());
-  policy_.OnUp();
-  SetState(vss_Up, 0);
-}
-
 }  // namespace VekApi
