@@ -1,5 +1,7 @@
 #include "keeper/Words.h"
 
+#include "platform/os/CodePage.h"
+
 namespace VekApi {
 namespace {
 
@@ -46,7 +48,11 @@ void AddReason(std::string& line, const CVekEvent& event) {
   if (reason != 0) line.append(" (").append(WordsOf(vst_Reason, reason, 0)).append(")");
   if (!event.detail || !*event.detail) return;
   line += ": ";
-  AddText(line, event.detail);
+  if (event.kind == vse_Trace) return AddText(line, event.detail);
+  // A server's words are code page 950, this library's are ASCII.
+  std::string detail;
+  Dova::Os::CodePage950ToUtf8(event.detail, detail);
+  AddText(line, detail.c_str());
 }
 
 void AddState(std::string& line, const CVekEvent& event) {
