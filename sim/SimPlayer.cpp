@@ -67,6 +67,7 @@ void SimPlayer::Repeat(std::size_t index, std::chrono::microseconds due, int tim
 template <class Fits>
 SimPlay SimPlayer::Meet(const Fits& fits, bool handshake) {
   SimPlay play;
+  play.met = core_.Now();
   for (auto& [rule, met] : rules_) {
     if (rule.on.empty() || !fits(rule)) continue;
     ++met;
@@ -108,7 +109,7 @@ void SimPlayer::PlayFirst(const SimPlay& play, int session) {
 void SimPlayer::PlayLater(const SimPlay& play, int session, const std::string& order) {
   if (play.later.empty()) return;
   for (const SimAction& action : play.later) {
-    At(core_.Now() + action.after, [this, action, session, order] { Do(action, session, order); });
+    At(play.met + action.after, [this, action, session, order] { Do(action, session, order); });
   }
   Tick();
 }

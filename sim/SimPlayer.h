@@ -18,6 +18,7 @@ struct SimCore;
 
 /// What the day's rules do to one request, or to one step of a handshake.
 struct SimPlay {
+  std::chrono::microseconds met{};  ///< when it happened: actions count from there
   SimRejection rejection{};
   bool hold = false;                  ///< a new order waits for its fills
   int copies = 1;                     ///< of its acknowledgement

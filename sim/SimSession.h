@@ -52,7 +52,7 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   void Acknowledge(const std::vector<Done>& all, const Fault& fault);
   SimTrade Trade(const SimRequest& request, const SimPlay& play);
   SimRejection Refusal(const Fault& fault, bool inRate, const SimPlay& play) const;
-  void SendLate(std::chrono::milliseconds late, std::vector<std::string> packets);
+  void SendLate(const SimPlay& play, std::vector<std::string> packets);
   void Follow(const std::vector<Done>& all);
   /// The queued fault of an event, or the refusal that the day wants.
   Fault FaultOf(SimEvent event, const SimPlay& play);

@@ -84,7 +84,7 @@ void SimSession::OnTask(SimRequest request) {
   auto packets = TextPackets(Code::kTask, TaskBody(request.workId, done.front().text, order), order);
   core_.player.PlayFirst(play, id_);
   if (play.late.count() > 0) {
-    SendLate(play.late, std::move(packets));
+    SendLate(play, std::move(packets));
   } else {
     for (int i = 0; i < play.copies; ++i) Answer(packets, fault);
   }
@@ -125,13 +125,13 @@ void SimSession::Acknowledge(const std::vector<Done>& all, const Fault& fault) {
   }
   if (any) Answer(packets(lines), fault);
   for (const Done& done : all) {
-    if (done.play.late.count() > 0) SendLate(done.play.late, packets(done.text));
+    if (done.play.late.count() > 0) SendLate(done.play, packets(done.text));
     if (done.play.copies == 2) Answer(packets(done.text), kNoFault);
   }
 }
 
-void SimSession::SendLate(std::chrono::milliseconds late, std::vector<std::string> packets) {
-  core_.player.At(core_.Now() + late, [self = shared_from_this(), packets = std::move(packets)] {
+void SimSession::SendLate(const SimPlay& play, std::vector<std::string> packets) {
+  core_.player.At(play.met + play.late, [self = shared_from_this(), packets = std::move(packets)] {
     self->core_.Note({{}, self->id_, "played", {}, {}, {}, 0, {}, "late answer"});
     if (self->link_->Open()) self->Answer(packets, kNoFault);
   });

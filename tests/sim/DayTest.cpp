@@ -214,6 +214,7 @@ TEST(Day, IsTheSameForTheSameSeed) {
     day.Order("a");
     day.Report();
     day.Order("b", "qty=3 price=18251 tif=IOC");
+    day.Report();
     for (const int time : {100, 700, 2500}) day.At(time);
     day.server.Stop();
     return day.log;
