@@ -11,10 +11,13 @@ file(GLOB_RECURSE vekapi_sources CONFIGURE_DEPENDS
 list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
 file(GLOB os_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/platform/os/${os_name}/*.cpp)
 
-if(WIN32)
-  # <windows.h> replaces names of ours by macros.
-  set_source_files_properties(${os_sources} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+# Sources of a unit of their own: <windows.h> replaces names of ours by macros, and the simulator takes a part of the
+# others.
+set(apart ${os_sources})
+if(NOT WIN32)
+  list(FILTER apart INCLUDE REGEX "/(NamedMapping|NamedEvent|Clock|SharedObject)\\.cpp$")
 endif()
+set_source_files_properties(${apart} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 
 add_library(vekapi_objects OBJECT ${vekapi_sources} ${os_sources})
 target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
