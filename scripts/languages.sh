@@ -8,7 +8,7 @@ need_for_languages() {
       need python3-clang "reads the header for the bindings' declarations"
       need mypy "checks the types of the Python package"
       need clang "compiles the C++ headers over the flat functions"
-      need g++-mingw-w64-x86-64 "has the standard library with which Clang reads them as MSVC would"
+      need g++-mingw-w64-x86-64-posix "has the standard library with which Clang reads them as MSVC would"
       need mono-mcs "compiles the C# example"
       need mono-runtime "runs the C# example"
       need libmono-system-windows-forms4.0-cil "compiles the C# window"
@@ -136,7 +136,7 @@ csharp_session() {
 # MinGW-w64's standard library. The builds compile them with GCC and MinGW-w64.
 headers_with_clang() {
   local flags=(-std=c++20 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -Iinclude -fsyntax-only) mingw=() path
-  for path in c++ c++/x86_64-w64-mingw32; do mingw+=(-isystem "$(x86_64-w64-mingw32-g++ -print-file-name=include)/$path"); done
+  for path in c++ c++/x86_64-w64-mingw32; do mingw+=(-isystem "$(x86_64-w64-mingw32-g++-posix -print-file-name=include)/$path"); done
   mingw+=(-isystem /usr/x86_64-w64-mingw32/include -fgnuc-version=4.2.1 -D__STRICT_ANSI__ -D__declspec=__declspec
     -D__GCC_ATOMIC_TEST_AND_SET_TRUEVAL=1)
   for path in examples/cpp/trader.cpp tests/wrapper/AllHeaders.cpp; do
