@@ -48,7 +48,7 @@ with_pkg_config() {
 with_sources() {
   rm -rf build/linux/consumer-sources
   # shellcheck disable=SC2046
-  project_built linux sources -DVEKAPI_SOURCE="$root" $(compiler_cache) || return 1
+  project_built linux sources -DVEKAPI_SOURCE="$root" -DCMAKE_UNITY_BUILD=ON $(compiler_cache) || return 1
   with_simulator linux build/linux/consumer-sources/build/minimal
 }
 
