@@ -51,8 +51,9 @@ def c(blocks, root):
 
 def csharp(blocks, root):
     bindings = sorted(map(str, root.glob("bindings/csharp/*.cs")))
-    command = ["mcs", "-target:library", "-nowarn:169,219,414,649", "-out:/dev/null", *bindings]
-    return compiled(command, in_namespaces(blocks, USING, "#line"), ".cs")
+    with tempfile.TemporaryDirectory() as scratch:  # mcs would replace /dev/null
+        command = ["mcs", "-target:library", "-nowarn:169,219,414,649", f"-out:{scratch}/blocks.dll", *bindings]
+        return compiled(command, in_namespaces(blocks, USING, "#line"), ".cs")
 
 
 def python(blocks, root):
