@@ -3,6 +3,9 @@
 # have beside declarations is compiled once, here, not in each file that includes them.
 add_library(around STATIC ${CMAKE_CURRENT_LIST_DIR}/around/asio.cpp ${CMAKE_CURRENT_LIST_DIR}/around/fmt.cpp)
 target_link_libraries(around PRIVATE vekapi_options)
+if(NOT VEKAPI_SANITIZE AND NOT MSVC)
+  target_compile_options(around PRIVATE -O1 -g1)
+endif()
 target_compile_definitions(around PUBLIC ASIO_STANDALONE ASIO_SEPARATE_COMPILATION)
 if(WIN32)
   set(headers ${PROJECT_BINARY_DIR}/debian-headers)

@@ -23,7 +23,7 @@ add_library(vekapi_objects OBJECT ${vekapi_sources} ${os_sources})
 target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
 target_include_directories(vekapi_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(vekapi_objects PRIVATE vekapi_options)
-set_target_properties(vekapi_objects PROPERTIES
+set_target_properties(vekapi_objects PROPERTIES UNITY_BUILD_BATCH_SIZE 20
   POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON C_VISIBILITY_PRESET hidden)
 
 set(vekapi_system_libraries Threads::Threads)

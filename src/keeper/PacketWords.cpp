@@ -13,13 +13,13 @@
 namespace VekApi {
 namespace {
 
-constexpr std::size_t kMostText = 120;
+constexpr std::size_t kMostShown = 120;
 
 // Texts of the wire are code page 950. A line stays a line.
 std::string Shown(std::string_view text) {
-  const bool cut = text.size() > kMostText;
+  const bool cut = text.size() > kMostShown;
   std::string line;
-  Dova::Os::CodePage950ToUtf8(text.substr(0, kMostText), line);
+  Dova::Os::CodePage950ToUtf8(text.substr(0, kMostShown), line);
   std::replace_if(
       line.begin(), line.end(), [](char c) { return Byte(c) < ' ' || c == '\x7F'; }, ' ');
   return cut ? line + "..." : line;
