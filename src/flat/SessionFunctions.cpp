@@ -1,4 +1,4 @@
-// The functions of VekSessionC.h that are about a session.
+// The functions of VekSessionC.h that operate on a session.
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -14,8 +14,8 @@ namespace {
 using VekApi::TSession;
 using VekApi::TSessionConfig;
 
-// A structure as its caller knows it, with 0 for what that does not know; false when `needed` of its bytes
-// are not there.
+// Reads a structure of the caller's version; members unknown to that version are 0. False if fewer than
+// `needed` bytes are there.
 template <class T>
 bool Take(const T* given, std::size_t needed, T& taken) {
   if (!given || given->size < needed) return false;
@@ -27,7 +27,7 @@ bool Take(const T* given, std::size_t needed, T& taken) {
   return true;
 }
 
-// The other way: what its caller knows of it.
+// The reverse: writes only the members the caller's version knows.
 template <class T>
 void Give(T* to, T& filled) {
   const std::uint32_t size = to->size;
@@ -43,16 +43,16 @@ constexpr std::size_t kEventBytes = VEKAPI_UP_TO(CVekEvent, result);
 constexpr std::size_t kStatsBytes = VEKAPI_UP_TO(CVekSessionStats, out);
 #undef VEKAPI_UP_TO
 
-// Null also in a process that was forked from the session's.
+// Also null in a process forked from the session's.
 TSession* Of(const CVekSession* session) {
   auto* const object = session ? static_cast<TSession*>(session->object) : nullptr;
   return object && !object->IsInherited() ? object : nullptr;
 }
 
-// What `call` makes of the session, a reason when there is none or no memory.
+// Returns the result of `call`, or a reason if there is no session or no memory.
 template <class Call>
 std::int32_t Ask(const CVekSession* session, Call call) {
-  // An event that comes inside the call may delete the session.
+  // An event raised inside the call may delete the session.
   const Dstl::wise_ref<TSession> object(Of(session));
   if (!object) return vsr_BadArgument;
   try {
@@ -85,7 +85,7 @@ TSession* Make(const CVekSessionConfig& config, std::int32_t& reason) {
   return session.get();
 }
 
-// A receipt is wanted or not, but if, it has to be one.
+// The receipt is optional, but if given it must be valid.
 template <class Call>
 std::int32_t WithReceipt(CVekReceipt* receipt, Call call) {
   if (receipt && receipt->size < kReceiptBytes) return vsr_BadArgument;

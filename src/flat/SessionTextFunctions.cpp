@@ -1,4 +1,4 @@
-// The functions of VekSessionC.h that are about events, results and words.
+// The functions of VekSessionC.h for events, results and texts.
 #include <algorithm>
 #include <string>
 
@@ -15,7 +15,7 @@ namespace {
 
 using VekApi::VekTaskResult;
 
-// All or nothing.
+// Copies all of the bytes or none. Returns their number in either case.
 uint32_t PutBytes(std::string_view bytes, char* out, uint32_t room) {
   if (out && bytes.size() <= room) bytes.copy(out, bytes.size());
   return static_cast<uint32_t>(bytes.size());

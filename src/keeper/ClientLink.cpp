@@ -32,7 +32,7 @@ int StateOf(EVekClientState state) {
   }
 }
 
-// Of a client that is no session's.
+// Traces a client that belongs to no session.
 class TClientTap final : public TPacketTap {
  public:
   TClientTap(VekClient& client, TTellTrace tell, int level)
@@ -48,7 +48,7 @@ class TClientTap final : public TPacketTap {
       return Tell(event, {}, std::to_string(tapped.packet.size()) + " bytes");
     }
     Tell(event, tapped.packet, WordsOfPacket(tapped.packet, tapped.fromServer, tapped.order));
-  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): it goes untraced
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): the packet is not traced
   }
 
   void OnNote(std::uint32_t link, std::string_view note) override try {
@@ -80,7 +80,7 @@ class TClientTap final : public TPacketTap {
     return event;
   }
 
-  // The texts end with NUL.
+  // The application expects NUL-terminated texts, so `text` is copied.
   void Tell(CVekEvent& event, std::string_view text, const std::string& detail) {
     const std::string bytes(text);
     event.workId = "";

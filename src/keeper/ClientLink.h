@@ -9,7 +9,7 @@ namespace VekApi {
 
 using TTellTrace = std::function<void(VekClient& client, const CVekEvent& event)>;
 
-// As CVekClient_SetTrace. `tell` must not throw; kept until its last call has returned. Throws
+// Implements CVekClient_SetTrace. `tell` must not throw; it is kept until its last call has returned. Throws
 // std::bad_alloc.
 void SetClientTrace(VekClient& client, TTellTrace tell, int level);
 

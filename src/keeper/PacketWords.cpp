@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kMostShown = 120;
 
-// Texts of the wire are code page 950. A line stays a line.
+// Text on the wire is code page 950. The result is always a single line.
 std::string Shown(std::string_view text) {
   const bool cut = text.size() > kMostShown;
   std::string line;

@@ -7,8 +7,8 @@
 
 namespace VekApi {
 
-// One packet's fields, for people, in one line of UTF-8: "sign-on request: identity A/B, password ********".
-// The packet is descrambled and its passwords are masked; texts longer than a screen's line are cut. Throws
+// One packet's fields in readable form, on one line of UTF-8: "sign-on request: identity A/B, password
+// ********". The packet must be descrambled and its passwords masked. Long texts are cut. Throws
 // std::bad_alloc.
 std::string WordsOfPacket(std::string_view packet, bool fromServer, ERecordOrder order);
 

@@ -9,7 +9,7 @@
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kHeldNs = 1'000'000;  // less is no holding
+constexpr std::int64_t kHeldNs = 1'000'000;  // anything shorter does not count as held
 
 TRecordHead HeadOf(const CVekEvent& event) {
   TRecordHead head;
@@ -68,7 +68,7 @@ std::string RecordOfState(const CVekEvent& event) {
   }
 }
 
-// How long a request was held, and fates that no packet shows.
+// Records how long a request was held, and the fates that no packet shows.
 std::string RecordOfFate(const CVekEvent& event) {
   const std::int64_t heldNs = event.handedNs - event.submittedNs;
   const bool held = event.handedNs != 0 && heldNs >= kHeldNs;

@@ -1,4 +1,4 @@
-// Events as records of a recording (protocol/Recording.h).
+// Converts events to records of a recording (protocol/Recording.h).
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace VekApi {
 
-// Head and content; empty when nothing of the event is worth recording. Throws std::bad_alloc.
+// Head and content; empty if the event has nothing worth recording. Throws std::bad_alloc.
 std::string RecordOf(const CVekEvent& event);
 
 }  // namespace VekApi

@@ -12,20 +12,20 @@ inline constexpr std::size_t kMostPassword = 255;  // bytes
 
 class TSession;
 
-// What a session is told when it is made, with texts of its own.
+// The configuration a session is created with. Owns its texts.
 struct TSessionConfig : CVekSessionConfig {
   std::string name, version, firstId, secondId, prefix, probeQuery;
-  // Calls the application, and lets nothing be thrown.
+  // Calls the application. Catches everything the application throws.
   void (*tell)(TSession& session, const TSessionConfig& config, const CVekEvent& event) = nullptr;
 };
 
 // The values of CVekSession_Defaults.
 CVekSessionConfig DefaultConfig();
 
-// 0, or vsr_BadArgument.
+// Returns 0 or vsr_BadArgument.
 int CheckConfig(const CVekSessionConfig& config);
 
-// With its texts copied, those that are null as by default. Throws std::bad_alloc.
+// Copies the texts; null texts get their defaults. Throws std::bad_alloc.
 TSessionConfig OwnConfig(const CVekSessionConfig& config);
 
 }  // namespace VekApi

@@ -10,7 +10,8 @@ TRequest* TDueTimes::First() const {
   return first;
 }
 
-// Into the first row that it may end: so their ends become earlier from row to row, and few rows do.
+// Appends to the first row whose last request is due earlier. So each row ends earlier than the one before
+// it, and a few rows suffice.
 void TDueTimes::PutBetween(TRequest& request) {
   for (TRow& row : rows_) {
     if (row.Empty() || Before(*row.Last(), request)) return row.PushBack(request);

@@ -9,16 +9,16 @@
 
 namespace VekApi {
 
-// Requests by the moment at which something is due for them, the earliest first; of equal ones the older one.
+// Requests ordered by due time, earliest first; for equal times the older request comes first.
 //
-// Most wait equally long, so that the newest is also the last to be due: it goes to the end of a row, which
-// costs the same however many there are. What comes between all rows' ends goes into a heap.
+// Most requests wait equally long, so the newest is usually due last: it is appended to a row in constant
+// time. A request due before the end of every row goes into a heap.
 class TDueTimes {
  public:
-  // Null when there is none.
+  // Null if empty.
   TRequest* First() const;
 
-  // Room for `count` in all, so that Put needs no memory. Throws std::bad_alloc.
+  // Reserves memory for `count` requests in total, so that Put does not allocate. Throws std::bad_alloc.
   void Reserve(std::size_t count) {
     if (count > heap_.capacity()) heap_.reserve(2 * count);
   }
@@ -38,7 +38,7 @@ class TDueTimes {
     }
   }
 
-  // Nothing is due before; it may be earlier than that, until Look finds out.
+  // A lower bound: nothing is due earlier. Look makes it exact.
   std::int64_t Soonest() const { return soonest_; }
   void Look() {
     const TRequest* const first = First();

@@ -5,7 +5,7 @@
 namespace VekApi {
 namespace {
 
-constexpr std::size_t kKeepBytes = 4096;  // of a text's memory
+constexpr std::size_t kKeepBytes = 4096;  // a larger text buffer is freed
 
 }  // namespace
 

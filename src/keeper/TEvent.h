@@ -1,4 +1,4 @@
-// What the application is to be told, as it waits to be told.
+// Events waiting to be delivered to the application.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +11,13 @@ namespace VekApi {
 
 inline constexpr std::size_t kIdRoom = 32;
 
-// A request carries its own fate as such an event, so that no fate is lost for want of memory. Small, since a
-// hundred thousand of them may wait.
+// A request is itself the event that reports its fate, so that no fate is lost when memory runs out. Kept
+// small, because a hundred thousand may be waiting.
 struct TEvent {
   std::uint8_t kind = 0;
   std::uint8_t state = vss_Closed;
   std::uint8_t fate = vsf_None;
-  bool isRequest = false;  // a TRequest, which its ledger owns, else a TNews
+  bool isRequest = false;  // a TRequest owned by its ledger; otherwise a TNews
   bool hasResult = false;
   bool queued = false;
   std::int16_t reason = 0;
@@ -37,7 +37,7 @@ struct TEvent {
   std::string text;
 };
 
-// An event that is no request's.
+// An event that belongs to no request.
 struct TNews : TEvent {
   std::int32_t cause = 0;
   std::uint32_t attempt = 0;
@@ -47,24 +47,24 @@ struct TNews : TEvent {
   std::string detail;
 };
 
-// First in, first out. Makes and keeps the news.
+// A FIFO queue. Allocates and recycles the TNews objects.
 class TEventQueue {
  public:
   bool Empty() const { return first_ == nullptr; }
   std::uint32_t Size() const { return size_; }
 
-  // One with nothing in it, not in the queue. Throws std::bad_alloc.
+  // An empty event, not yet queued. Throws std::bad_alloc.
   TNews& New();
-  // The same from those that Reserve keeps, when there are any left.
+  // The same, but takes one of those set aside by Reserve if any are left.
   TNews& NewReserved();
   void Reserve(unsigned count);
 
   void Push(TEvent& event);
 
-  // Stays `queued` until whoever took it is done with it. Null when there is none.
+  // The event stays `queued` until the caller has finished with it. Null if the queue is empty.
   TEvent* Pop();
 
-  // Takes back an event that New gave.
+  // Recycles an event obtained from New.
   void Free(TNews& event);
 
   TEventQueue() = default;

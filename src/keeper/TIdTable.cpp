@@ -14,7 +14,7 @@ void TIdTable::Reserve(std::size_t count) {
   }
 }
 
-// What follows moves up, unless it would come before where its search begins.
+// Moves later entries into the hole, except those that would then precede their home slot.
 void TIdTable::Remove(std::uint32_t hash, std::uint32_t index) {
   std::size_t hole = hash & Mask();
   while (slots_[hole] != Slot(hash, index)) hole = (hole + 1) & Mask();

@@ -11,8 +11,8 @@
 
 namespace VekApi {
 
-// Which entries of the pool have an id of that hash. The same id may be there more than once. Open
-// addressing: to grow and to forget touches nothing but the table.
+// Maps the hash of an id to the pool entries that have it. The same id may occur more than once. Uses open
+// addressing: growing and removing touch only the table.
 class TIdTable {
  public:
   static std::uint32_t HashOf(std::string_view id) {
@@ -23,7 +23,7 @@ class TIdTable {
     return Mixed(sum);
   }
 
-  // Room for `count` in all. Throws std::bad_alloc, with nothing changed.
+  // Reserves space for `count` entries in total. Throws std::bad_alloc and then changes nothing.
   void Reserve(std::size_t count);
 
   void Put(std::uint32_t hash, std::uint32_t index) { slots_[FreeFor(hash)] = Slot(hash, index); }
@@ -43,8 +43,8 @@ class TIdTable {
   static constexpr std::uint64_t kMix[] = {0x9E3779B97F4A7C15, 0xC2B2AE3D27D4EB4F, 0x165667B19E3779F9,
                                            0xD6E8FEB86659FD93};
 
-  // Read where it lies: to copy it first would make the processor wait for what it has just stored. Folded,
-  // so that all of it matters to all of a product's high bits.
+  // Reads the id in place: after a copy, the load would have to wait for the store. The word is folded, so
+  // that all of its bits affect the high bits of a product.
   static std::uint64_t WordAt(std::string_view id, std::size_t at, std::size_t length = kWord) {
     std::uint64_t word = 0;
     std::memcpy(&word, id.data() + at, length);
@@ -65,7 +65,7 @@ class TIdTable {
     return at;
   }
 
-  std::vector<std::uint64_t> slots_;  // a power of two, at most half used
+  std::vector<std::uint64_t> slots_;  // size is a power of two; at most half full
 };
 
 }  // namespace VekApi

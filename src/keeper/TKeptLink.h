@@ -10,8 +10,8 @@
 
 namespace VekApi {
 
-// Whether a link is silent. After half of the time something is sent that may be answered; the other half
-// counts from then, so that a computer that slept asks before it judges.
+// Detects a silent link. After half of the allowed time the peer is probed, and the other half counts from
+// the probe. So a computer that wakes from sleep probes before it gives up.
 class TSilence {
  public:
   enum class EDo { Nothing, Ask, GiveUp };
@@ -20,7 +20,7 @@ class TSilence {
     heardNs_ = now;
     askedNs_ = -1;
   }
-  // Nobody listened for so long.
+  // Nobody read the link for that long, so the time does not count as silence.
   void Postpone(std::int64_t ns) {
     heardNs_ += ns;
     if (askedNs_ >= 0) askedNs_ += ns;
@@ -38,15 +38,15 @@ class TSilence {
   std::int64_t askedNs_ = -1;
 };
 
-// One link's life as its session sees it. Each attempt to connect makes one and replaces the last one whole,
-// so that nothing of one touches another. Guarded by the session's mutex; counted, as that is let go while a
-// link is being closed.
+// The life of one link, as its session sees it. Each attempt to connect creates a new object that replaces
+// the previous one, so no state leaks from one link to the next. Guarded by the session's mutex.
+// Reference-counted, because the mutex is released while a link is being closed.
 class TKeptLink final : public Dstl::ref_counter<unsigned> {
  public:
   static constexpr std::int64_t kNever = TRequest::kNever;
 
   TKeptLink(std::uint32_t itsNumber, std::uint32_t itsEndpoint) : number(itsNumber), endpoint(itsEndpoint) {}
-  // What is there before any link: the next one is that of the number behind.
+  // Stands in until there is a link; the next link gets `number` + 1.
   static Dstl::wise_ref<TKeptLink> None(std::uint32_t number) {
     const auto none = Dstl::make_ref<TKeptLink>(number, 0U);
     none->life_ = ELife::Finished;
@@ -58,18 +58,18 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
   Dstl::wise_ref<Dova::TMesBase> mes;
   std::int64_t stageDue = kNever;
   std::uint32_t resyncLeft = 0;
-  bool resyncByHand = false;  // still to be said
-  bool refused = false;       // to vss_Refused; the link may live on for a password change
+  bool resyncByHand = false;  // the application has yet to call ResyncDone
+  bool refused = false;       // leads to vss_Refused; the link may stay open for a password change
   bool gateWanted[2] = {};    // code 128, code 129
   TSilence silence;
-  int cause = 0;       // of its end, as finely as it is known
-  std::string detail;  // the system's words on its end
+  int cause = 0;       // the most specific known reason for the end
+  std::string detail;  // the system's error text for the end
 
   void SetUp(std::int64_t now) {
     upSinceNs_ = now;
     stageDue = kNever;
   }
-  // How long it has been up; negative: it was not. Counts no further.
+  // Time since SetUp, negative if it was not up. Stops counting.
   std::int64_t TakeUp(std::int64_t now) {
     const std::int64_t since = std::exchange(upSinceNs_, -1);
     return since < 0 ? -1 : now - since;
@@ -78,7 +78,7 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
 
   // ---- its end ----
 
-  // Somebody inside the context is to end it; the first reason counts.
+  // Asks whoever is inside the context to end the link. Only the first reason counts.
   void Want(int reason, bool abrupt) {
     if (wanted_.reason == 0 && !Over()) wanted_ = {reason, abrupt};
   }
@@ -90,11 +90,11 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
   TWanted TakeWanted() { return std::exchange(wanted_, {}); }
 
   bool Over() const { return life_ != ELife::Open; }
-  // Over, but what was Going over it is not decided yet.
+  // Over, but requests still Going have no fate yet.
   bool Ending() const { return life_ == ELife::Ended; }
   int EndReason() const { return endReason_; }
 
-  // True for the first call only.
+  // Returns true for the first call only.
   bool End(int reason, const std::string& itsDetail) {
     if (Over()) return false;
     life_ = ELife::Ended;
@@ -104,7 +104,7 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
     stageDue = kNever;
     return true;
   }
-  // True when it was Ending.
+  // Returns true if the link was Ending.
   bool Finish() { return Ending() && std::exchange(life_, ELife::Finished) == ELife::Ended; }
 
  private:

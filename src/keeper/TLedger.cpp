@@ -40,7 +40,7 @@ int TLedger::WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::in
   return wanted.tried && fullUntil_ > now ? vsr_LinkFull : 0;
 }
 
-// In no lane yet. Null when there are too many.
+// Creates the request outside any lane. Null if there are too many.
 TRequest* TLedger::Enter(const TNewRequest& wanted, std::int64_t now) {
   TRequest* const request = pool_.New();
   if (!request) return nullptr;
@@ -70,7 +70,7 @@ void TLedger::Fill(TRequest& request, const TNewRequest& wanted, std::int64_t no
   pool_.Name(request, wanted.id);
 }
 
-// Nothing without a place waits before it, and it gets its own.
+// True if nothing ahead of it is still waiting for a place, and it gets its own.
 bool TLedger::ReadyToTry(const TNewRequest& wanted) {
   const auto waits = [](const TRequestList& lane) {
     return !lane.Empty() && !(lane.First()->placed && lane.Last()->placed);

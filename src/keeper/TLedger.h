@@ -1,13 +1,13 @@
-// The book of a session's requests: each is accepted once and gets one fate. Plain: its owner locks, tells
-// the time and what happens, and sends what Take gives. Nothing here waits, calls the application or asks a
-// clock.
+// Keeps account of a session's requests: each is accepted once and gets exactly one fate. Passive: its owner
+// does the locking, passes in the time and what happened, and sends what Take returns. Nothing here waits,
+// calls the application or reads a clock.
 //
-//   Held    waits in a lane, urgent ones in theirs, in the order of submitting
-//   Going   a thread is inside Send with it: one message at a time, which may be a batch
+//   Held    waiting in a lane, in order of submission; urgent requests have a lane of their own
+//   Going   a thread is inside Send with it; one message at a time, which may be a batch
 //   Out     the link took it
-//   Told    has its fate; stays known for late answers, and as long as its line may come
+//   Told    has its fate; remembered for late answers, and while its acknowledgement line may arrive
 //
-// What was told goes as events into a queue, in the order in which it was decided.
+// Events for the application go into a queue, in the order in which they were decided.
 #pragma once
 
 #include <cstdint>
@@ -22,17 +22,17 @@
 
 namespace VekApi {
 
-// What the ledger asks.
+// What the ledger needs from its owner.
 class TLedgerPort {
  public:
-  // A place for a request of that code: 0 taken, else milliseconds to wait, negative until an
-  // acknowledgement.
+  // Takes a place for a request of that code. Returns 0 if it was taken, else the milliseconds to wait, or a
+  // negative value to wait for an acknowledgement.
   virtual int TakePlace(int code) = 0;
   virtual void GiveBack(unsigned places) = 0;
   virtual void OnAcknowledged(unsigned places) = 0;
-  // Of the link that has ended: how much of its stream has left this process.
+  // How many bytes of the ended link's stream have left this process.
   virtual std::uint64_t TakenBytes() = 0;
-  // Stamps the event with what holds for the session at this moment.
+  // Fills in the session's current state.
   virtual void Stamp(TEvent& event) = 0;
 
  protected:
@@ -55,12 +55,12 @@ struct TNewRequest {
   std::string_view id;
   std::string_view text;
   std::int64_t holdUntilNs = TRequest::kNever;
-  std::uint32_t answerMs = 0;  // 0: for ever
+  std::uint32_t answerMs = 0;  // 0: forever
   std::uint64_t replaces = 0;
   std::uint64_t tag = 0;
 };
 
-// What is handed to the link at once.
+// The unit handed to the link in one call.
 struct TMessage {
   struct TPart {
     TRequest* request;
@@ -68,7 +68,7 @@ struct TMessage {
     bool IsGoing() const { return request->ticket == ticket && request->phase == EPhase::Going; }
   };
   int code = 0;
-  std::string buffer;  // five free bytes and the text
+  std::string buffer;  // five reserved bytes, then the text
   std::vector<TPart> parts;
 };
 
@@ -78,20 +78,21 @@ class TLedger {
 
   // ---- from the application ----
 
-  // 0 and the request, or a reason. With vsr_TooFast WaitMs tells how long. Throws std::bad_alloc, with
-  // nothing entered.
+  // Returns 0 and the request, or a reason. After vsr_TooFast, WaitMs tells how long to wait. Throws
+  // std::bad_alloc and then enters nothing.
   int Submit(const TNewRequest& wanted, std::int64_t now, TRequest*& made);
   int Withdraw(std::uint64_t ticket, int reason, std::int64_t now);
 
-  // ---- handing over ----
+  // ---- sending ----
 
-  // The next message, when nobody is Going and the head of a lane has a place. Throws std::bad_alloc, with
-  // nothing changed but the place.
+  // Fetches the next message, if none is Going and the head of a lane has a place. Throws std::bad_alloc;
+  // then at most a place has been taken.
   bool Take(TMessage& message, std::int64_t now);
-  // Whether that is worth trying.
+  // False if Take could not succeed.
   bool MayTake() const { return !going_ && !ended_ && Held() > 0; }
-  // Send came back: whether the link took all, and where the message begins; kNowhere: it took nothing. True
-  // when `tried` of this ticket was not taken: it is forgotten, without a fate.
+  // Reports the outcome of Send: whether the link took the whole message, and its offset in the stream
+  // (kNowhere: the link took nothing). Returns true if the request with the ticket `tried` was not taken; it
+  // is then forgotten, without a fate.
   bool OnSent(TMessage& message, bool sent, std::uint64_t at, std::uint64_t tried, std::int64_t now);
   bool Going() const { return going_; }
 
@@ -110,41 +111,43 @@ class TLedger {
   // ---- time ----
 
   void OnTime(std::int64_t now);
-  // When to call OnTime again, or earlier.
+  // The latest time for the next call of OnTime. Calling earlier is harmless.
   std::int64_t NextDue() const;
 
   // ---- links ----
 
   void BeginLink(std::uint32_t link);
-  // Everything gets its fate; what is Going when its Send returns. The link is closed already.
+  // Gives every request its fate; requests that are Going get theirs when their Send returns. The link must
+  // be closed already.
   void EndLink(int reason, std::int64_t now);
-  // Only what is held.
+  // Affects only held requests.
   void DropHeld(int reason, std::int64_t now);
 
-  // The thread that is Going is beneath the caller, and its Send will return too late: what it has counts as
-  // left.
+  // For a Send that is running further down the caller's own stack and would return too late: its requests
+  // count as left.
   void GiveUpGoing(const TMessage& message, std::int64_t now);
 
-  // An event that is no request's; kept in the queue. Throws std::bad_alloc.
+  // Queues an event that belongs to no request. Throws std::bad_alloc.
   TNews& Tell(int kind, std::uint32_t flags, const TAnswer& answer);
   void TellStray(const TAnswer& answer);
 
-  // An event of the queue has been delivered.
+  // Must be called for each queued event once it has been delivered.
   void OnDelivered(TEvent& event);
 
-  // ---- besides ----
+  // ---- status ----
 
   const TRequest* Find(std::uint64_t ticket) const { return pool_.Find(ticket); }
   std::uint32_t Held() const { return urgent_.Size() + normal_.Size(); }
   std::uint32_t HeldMost() const { return heldMost_; }
   std::uint32_t Out() const { return out_; }
-  // Requests of this link whose acknowledgement line has not come, timed out or not.
+  // Requests of this link whose acknowledgement line has not arrived, whether they timed out or not.
   std::uint32_t AwaitingLines() const { return order_.Size(); }
   std::uint32_t Ahead(const TRequest& request) const;
-  // Of the place that was refused last.
+  // For the place that was refused last.
   int WaitMs() const { return waitMs_; }
   std::uint32_t TimedOutInOrder() const { return timedOutInOrder_; }
-  // When the newest request that timed out was handed over; 0: none since the last call.
+  // When the most recent of the timed-out requests was handed over; 0: none has timed out since the last
+  // call.
   std::int64_t TakeTimedOut();
   std::uint32_t TakeEndedNeverSent() { return std::exchange(endedNeverSent_, 0); }
   std::uint32_t TakeEndedUnknown() { return std::exchange(endedUnknown_, 0); }
@@ -154,11 +157,11 @@ class TLedger {
   std::uint64_t Stray() const { return stray_; }
   std::uint64_t GateWaits() const { return gateWaits_; }
   const TRoundTrips& RoundTrips(int code) const { return roundTrips_[code == 128 ? 0 : 1]; }
-  // Until when a link that took nothing is left alone.
+  // A link that took nothing is left alone until then.
   std::int64_t FullUntil() const { return fullUntil_; }
 
  private:
-  friend struct TLedgerPeer;  // the tests'
+  friend struct TLedgerPeer;  // for tests
 
   int WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::int64_t now) const;
   TRequest* Enter(const TNewRequest& wanted, std::int64_t now);
@@ -196,8 +199,8 @@ class TLedger {
 
   TRequestList urgent_;
   TRequestList normal_;
-  TRequestList order_;   // code 129 of this link, up to its line
-  TRequestList others_;  // what else is Going or Out
+  TRequestList order_;   // requests of code 129 of this link whose line has not arrived
+  TRequestList others_;  // all others that are Going or Out
   TRequestList remembered_;
 
   bool going_ = false;
@@ -207,7 +210,7 @@ class TLedger {
   int waitMs_ = 0;
   std::int64_t placeDue_ = TRequest::kNever;
   std::int64_t fullUntil_ = 0;
-  bool waiting_ = false;  // the head waits for a place
+  bool waiting_ = false;  // the head of a lane is waiting for a place
 
   std::uint32_t out_ = 0;
   std::uint32_t heldMost_ = 0;

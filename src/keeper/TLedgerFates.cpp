@@ -1,4 +1,4 @@
-// How requests get their fates, and what answers do.
+// How requests get their fates, and how answers are matched to them.
 #include <algorithm>
 #include <new>
 
@@ -40,14 +40,14 @@ void TLedger::TellAnswer(TRequest& request, int fate, int reason, const TAnswer&
   }
 }
 
-// A byte of the message that left tells that it may have been read.
+// If the first byte of its message has left, the server may have read the request.
 void TLedger::TellByBytes(TRequest& request, std::int64_t now) {
   const bool left = request.at != TRequest::kNowhere && port_.TakenBytes() > request.at;
   ++(left ? endedUnknown_ : endedNeverSent_);
   Tell(request, left ? vsf_Unknown : vsf_NeverSent, endReason_, now);
 }
 
-// Only what was sent can be answered late.
+// Only a request that was sent can be answered late.
 void TLedger::Remember(TRequest& request) {
   if (request.idLength == 0 || request.fate == vsf_NeverSent || rules_.remember == 0) return Forget(request);
   remembered_.PushBack(request);
@@ -146,7 +146,7 @@ void TLedger::OnAcks(std::string_view text, std::int64_t now) {
   }
 }
 
-// The request whose line this is; what it says about the gate and the order is true only for those in order_.
+// The request this line acknowledges. For the gate and the order it counts only if that is in order_.
 TRequest* TLedger::LineOwner(std::string_view line, std::string_view& id) {
   if (rules_.ackRule == vsa_InOrder) return order_.First();
   id = line.substr(0, line.find(rules_.idSeparator));

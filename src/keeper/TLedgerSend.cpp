@@ -1,4 +1,4 @@
-// Handing over to the link.
+// Hands requests to the link.
 #include <algorithm>
 #include <utility>
 
@@ -13,7 +13,7 @@ namespace {
 constexpr std::int64_t kFullNs = 5 * kNsPerMs;
 constexpr std::size_t kMaxParts = 256;
 
-// Requests that wait for the same places.
+// Requests with equal results wait for the same places.
 int LimitOf(const TRequest& request) {
   return request.code == PkTaskResult || request.code == PkRequestAck ? request.code : 0;
 }
@@ -33,7 +33,7 @@ TRequest* TLedger::Head(std::int64_t now) {
   TRequest* const urgent = urgent_.First();
   if (urgent && Place(*urgent, now)) return urgent;
   TRequest* const normal = normal_.First();
-  // The same places: the urgent one's turn comes first.
+  // Both need the same places, and the urgent one goes first.
   if (!normal || (urgent && LimitOf(*urgent) == LimitOf(*normal))) return nullptr;
   return Place(*normal, now) ? normal : nullptr;
 }
@@ -58,7 +58,7 @@ bool TLedger::Take(TMessage& message, std::int64_t now) {
   return true;
 }
 
-// Null when the message goes as it is. There is memory for what fits.
+// Null if nothing more goes into the message. What fits needs no allocation.
 TRequest* TLedger::NextOfBatch(const TMessage& message, std::int64_t now) {
   if (message.code != PkRequestAck || message.parts.size() >= kMaxParts) return nullptr;
   TRequest* const next = urgent_.Empty() ? normal_.First() : urgent_.First();
@@ -88,7 +88,8 @@ bool TLedger::OnSent(TMessage& message, bool sent, std::uint64_t at, std::uint64
   return false;
 }
 
-// What the link did not take, or took for nothing; the last one first, so that all stand again as they did.
+// Takes back what the link refused, or was being handed when it ended. In reverse, so that the lanes regain
+// their order.
 bool TLedger::TakeBack(TMessage& message, std::uint64_t at, std::uint64_t tried, std::int64_t now) {
   if (!ended_) fullUntil_ = now + kFullNs;
   bool forgotten = false;
@@ -110,7 +111,7 @@ bool TLedger::TakeBack(TMessage& message, std::uint64_t at, std::uint64_t tried,
   return forgotten;
 }
 
-// To where it stood.
+// Puts the request back at the head of its lane.
 void TLedger::Return(TRequest& request, std::int64_t now) {
   if (request.code == PkRequestAck) port_.GiveBack(1);
   if (request.tried || request.code == PkSession) return Tell(request, vsf_NeverSent, vsr_LinkFull, now);

@@ -12,7 +12,7 @@ void TPolicy::Begin() {
   position_ = rounds_ = attempts_ = shortLinks_ = 0;
 }
 
-// The first of the round, then the others in their order.
+// The round's first endpoint, then the others in their order.
 std::uint32_t TPolicy::Endpoint() const {
   if (position_ == 0) return first_;
   return position_ <= first_ ? position_ - 1 : position_;
@@ -29,7 +29,7 @@ TPolicy::TNext TPolicy::OnEnd(std::int64_t upNs) {
   TNext next;
   if (upNs >= 0 && !stable && ++shortLinks_ >= rules_.maxShortLinks && rules_.maxShortLinks != 0)
     next.stopped = vsr_ShortLinks;
-  // A stable link counts as the first attempt of those to come.
+  // A stable link counts as the first attempt of the next series.
   const std::uint32_t made = stable ? 1 : attempts_;
   if (rules_.maxAttempts != UINT32_MAX && made > rules_.maxAttempts) next.stopped = vsr_NoMoreAttempts;
   if (next.stopped != 0) return next;

@@ -14,14 +14,14 @@ struct TPolicyRules {
   std::uint32_t maxShortLinks = 5;
 };
 
-// Which endpoint to try when. A round tries each once, the last good one first; between rounds comes a delay.
-// Plain: knows no clock and no link.
+// Decides which endpoint to try, and when. A round tries each endpoint once, starting with the last good one;
+// rounds are separated by a delay. Knows no clock and no link.
 class TPolicy {
  public:
   struct TNext {
-    std::uint32_t delayMs = 0;  // before it; 0: at once
+    std::uint32_t delayMs = 0;  // before the attempt; 0: immediately
     bool newRound = false;
-    int stopped = 0;  // or the reason why there is none
+    int stopped = 0;  // if not 0, the reason why no attempt follows
   };
 
   TPolicy(const TPolicyRules& rules, std::uint64_t seed) : rules_(rules), random_(seed) {}
@@ -29,16 +29,16 @@ class TPolicy {
   void AddEndpoint() { ++endpoints_; }
   std::uint32_t Endpoints() const { return endpoints_; }
 
-  // Forgets what was, but which endpoint was good.
+  // Starts over, but remembers the last good endpoint.
   void Begin();
-  // The endpoint of the next attempt, and of the one that begins now.
+  // The endpoint for the next attempt, or for the one about to start.
   std::uint32_t Upcoming() const { return Endpoint(); }
   std::uint32_t Attempt();
   std::uint32_t Attempts() const { return attempts_; }
   std::uint32_t ShortLinks() const { return shortLinks_; }
 
   void OnUp() { good_ = Endpoint(); }
-  // The link has ended, that was up for so long; negative: never.
+  // The link has ended after being up for `upNs`; negative: it was never up.
   TNext OnEnd(std::int64_t upNs);
 
  private:

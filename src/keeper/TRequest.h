@@ -10,7 +10,7 @@ namespace VekApi {
 
 enum class EPhase : std::uint8_t {
   Free,
-  Held,   // waits in a lane
+  Held,   // waiting in a lane
   Going,  // a thread is inside Send with it
   Out,    // the link took it
   Told,   // has its fate
@@ -18,32 +18,32 @@ enum class EPhase : std::uint8_t {
 
 struct TRequest;
 
-// Where a request is in a list through the requests themselves: at most in one by each of its links.
+// Intrusive list links. Through each of its TListLink members a request is in at most one list.
 struct TListLink {
   TRequest* previous = nullptr;
   TRequest* next = nullptr;
   void* list = nullptr;
 };
 
-// A request from the moment it is accepted until nothing can come for it any more. `text` is what is to be
-// sent while it has no fate, the answer afterwards.
+// A request, from its acceptance until nothing more can arrive for it. `text` is the text to send until the
+// fate is known, then the answer.
 struct TRequest : TEvent {
   static constexpr std::uint64_t kNowhere = UINT64_MAX;
   static constexpr std::int64_t kNever = INT64_MAX;
   static constexpr std::uint32_t kNotDue = UINT32_MAX;
 
   EPhase phase = EPhase::Free;
-  bool tried = false;   // not held when it cannot go
-  bool placed = false;  // has its place in the gate already
-  bool own = false;     // the session's, not the application's
+  bool tried = false;   // refused instead of held if it cannot go immediately
+  bool placed = false;  // already has its place in the gate
+  bool own = false;     // made by the session, not the application
   std::uint8_t idLength = 0;
   std::uint32_t index = 0;           // in the pool
-  std::uint32_t idHash = 0;          // where the pool finds it by its id
-  std::uint32_t dueIndex = kNotDue;  // in a heap of TDueTimes
+  std::uint32_t idHash = 0;          // key in the pool's table of ids
+  std::uint32_t dueIndex = kNotDue;  // in the heap of TDueTimes
   std::uint32_t answerMs = 0;
-  std::uint64_t at = kNowhere;  // where its message begins in the link's stream
+  std::uint64_t at = kNowhere;  // offset of its message in the link's stream
   std::int64_t dueNs = kNever;
-  TListLink place;  // a lane, what is out, what is remembered, or what is free
+  TListLink place;  // a lane, or the sent, remembered or free requests
   TListLink due;    // in a row of TDueTimes
 
   std::string_view Id() const { return {workId, idLength}; }

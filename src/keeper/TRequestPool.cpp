@@ -5,11 +5,11 @@
 namespace VekApi {
 namespace {
 
-constexpr std::size_t kKeepTextBytes = 1024;  // of a text's memory
+constexpr std::size_t kKeepTextBytes = 1024;  // a larger text buffer is freed
 
 }  // namespace
 
-// Nothing is changed until all the memory is there.
+// Allocates everything before changing anything.
 void TRequestPool::AddChunk() {
   const auto first = static_cast<std::uint32_t>(chunks_.size() * kChunk);
   auto chunk = std::make_unique<TRequest[]>(kChunk);

@@ -10,22 +10,22 @@
 
 namespace VekApi {
 
-// The requests of a session, found by ticket and by work id. Memory is kept for the next ones.
+// A session's requests, found by ticket or work id. Freed requests are reused.
 class TRequestPool {
  public:
-  // Free ones that are as new, with a ticket. Null when there are too many. Throws std::bad_alloc.
+  // A blank request with a new ticket. Null if there are too many. Throws std::bad_alloc.
   TRequest* New();
 
-  // Its ticket leads nowhere any more.
+  // Its ticket becomes invalid.
   void Free(TRequest& request);
 
-  // Null when there is none (any more).
+  // Null if the ticket is not, or no longer, valid.
   TRequest* Find(std::uint64_t ticket) const;
 
-  // Into the table of ids, from which Free takes it out.
+  // Sets the work id and enters it into the table of ids. Free removes it.
   void Name(TRequest& request, std::string_view id);
 
-  // The oldest of that id for which `wanted` holds.
+  // The oldest request with that id that satisfies `wanted`.
   template <class TWanted>
   TRequest* FindId(std::string_view id, const TWanted& wanted) const {
     if (id.empty()) return nullptr;

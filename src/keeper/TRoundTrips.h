@@ -6,10 +6,10 @@
 
 namespace VekApi {
 
-// How long answers took, eight counts an octave from one microsecond on.
+// A histogram of answer times: eight counts per octave, starting at one microsecond.
 class TRoundTrips {
  public:
-  static constexpr unsigned kCounts = 8 * 26;  // up to a minute
+  static constexpr unsigned kCounts = 8 * 26;  // covers up to a minute
 
   void Add(std::int64_t ns) { ++counts_[IndexOf(ns)]; }
   std::uint64_t At(unsigned index) const { return counts_[index]; }

@@ -12,7 +12,7 @@
 namespace VekApi {
 namespace {
 
-constexpr unsigned kStateEvents = 8;  // for which there is memory whatever happens
+constexpr unsigned kStateEvents = 8;  // set aside, so that state changes can be told without memory
 
 std::int64_t UnixNs() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -66,7 +66,7 @@ int TSession::Open() {
     const bool idle = state_ == vss_Closed || state_ == vss_Refused || state_ == vss_Stopped;
     if (life_ != ELife::Lives || !idle || link_->Ending() || closing_) return vsr_Busy;
     if (endpoints_.empty()) return vsr_BadArgument;
-    CloseLink(lock, vsr_Closed, false);  // the one that was refused
+    CloseLink(lock, vsr_Closed, false);  // a refused link may still be open
     if (ledger_.Going()) return vsr_Busy;
     FinishEnd();
     link_ = TKeptLink::None(link_->number);
@@ -118,7 +118,7 @@ void TSession::Close(std::uint32_t drainMs) {
   Run();
 }
 
-// False when there is nothing to wait for.
+// False if there is nothing to wait for.
 bool TSession::Drain(std::uint32_t drainMs) {
   const std::int64_t now = NowNs();
   ledger_.DropHeld(vsr_Closed, now);
@@ -130,7 +130,7 @@ bool TSession::Drain(std::uint32_t drainMs) {
   return true;
 }
 
-// Whoever is inside Send on another thread comes back, as the link is gone.
+// A thread inside Send will return, because the link is closed.
 void TSession::AwaitSend(TLock& lock) {
   while (ledger_.Going() && goingThread_ != Dova::Os::CurrentThreadToken()) {
     lock.unlock();
@@ -139,7 +139,7 @@ void TSession::AwaitSend(TLock& lock) {
   }
 }
 
-// What this thread itself is inside of counts as left.
+// Requests in a Send further down this thread's own stack count as left.
 void TSession::Delete() {
   const Dstl::wise_ref<TSession> self(this);
   {
@@ -208,19 +208,19 @@ void TSession::Stamp(TEvent& event) {
   if (config_.delivery != vsd_Threads && told_.Size() >= config_.maxEvents) WantEnd(vsr_SlowConsumer);
 }
 
-// The link is closed.
+// The link must be closed already.
 void TSession::EndLink(TKeptLink& link, int reason, const std::string& detail) {
   if (link.End(reason, detail)) ledger_.EndLink(reason, NowNs());
 }
 
-// How long it was; negative: it was not up.
+// Returns the time the link was up, negative if it was not.
 std::int64_t TSession::CountUp(std::int64_t now) {
   const std::int64_t up = link_->TakeUp(now);
   upNs_ += std::max<std::int64_t>(up, 0);
   return up;
 }
 
-// Once everything of the link has its fate.
+// Acts only once all requests of the link have their fates.
 void TSession::FinishEnd() {
   if (ledger_.Going()) return;
   const std::int64_t up = CountUp(NowNs());

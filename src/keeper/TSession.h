@@ -1,10 +1,10 @@
-// A session that keeps itself: a client beneath, the book of requests, and the policy of reconnecting, joined
-// by one mutex and two timers.
+// A session that maintains its own connection. It combines a client, the ledger of requests and the reconnect
+// policy, under one mutex and with two timers.
 //
-// Locks: the client's context, then mutex_, then the limiter's, then leaf locks. mutex_ is never held while
-// something is sent, connected, disconnected or told.
+// Lock order: the client's context, mutex_, the limiter's lock, leaf locks. mutex_ is never held while
+// sending, connecting, disconnecting or calling the application.
 //
-// Timers: due_ serves gate and deadlines and never enters the context, so that a slow callback holds up
+// Timers: due_ handles the gate and the deadlines. It never enters the context, so a slow callback delays
 // neither. work_ delivers, connects and closes, inside the context.
 #pragma once
 
@@ -41,12 +41,12 @@ class TSession final : public Dstl::ref_counter<unsigned>,
                        private TLoopNotice::TOwner {
  public:
   explicit TSession(const TSessionConfig& config);
-  // Made by the process that this one was forked from.
+  // True in a process forked from the one that created the session.
   bool IsInherited() const { return TClientParts::ImplOf(client_).Context()->IsInherited(); }
-  // False: the thread can have no message loop.
+  // False if the thread cannot have a message loop.
   bool HasDelivery() const { return config_.delivery != vsd_Loop || (notice_ && *notice_); }
 
-  // As the flat functions that are named alike.
+  // Each implements the flat function of the same name.
   int AddEndpoint(const char* setting);
   int AddResync(const char* query);
   int SetPassword(const char* password);
@@ -73,12 +73,12 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   using TSendNote = TClientParts::TImpl::TSendNote;
   using TLock = std::unique_lock<Dova::Os::TMutex>;
   static constexpr std::int64_t kNever = TRequest::kNever;
-  enum class ELife { Lives, Deleting, Dead };  // dead: nothing is told any more
+  enum class ELife { Lives, Deleting, Dead };  // dead: no more events
 
   ~TSession() override;
 
   std::int64_t NowNs() const { return clock_.Now().time_since_epoch().count(); }
-  // Never for 0.
+  // Returns kNever for 0.
   static std::int64_t TimeAfter(std::int64_t now, std::uint32_t ms) {
     return ms == 0 ? kNever : now + ms * kNsPerMs;
   }
@@ -94,7 +94,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   bool Takes(std::uint32_t flags) const;
   int WhyNoPasswords() const;
   int SubmitPasswords(const std::string& texts, std::uint64_t tag, CVekReceipt& receipt);
-  // True when the one that was `tried` was not taken.
+  // Returns true if the request `tried` was not taken.
   bool Pump(TLock& lock, std::uint64_t tried = 0, std::int64_t now = 0);
   void PumpIn(unsigned ms);
   bool SendTaken(TSendNote& note) noexcept;
@@ -104,11 +104,11 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void OfferGate();
   std::int64_t GateDue();
   void ArmDue();
-  // Sends what may go, and sees to the timer.
+  // Sends what the gate permits, and arms due_.
   void Settle(TLock& lock);
-  // Sees to it that what is told is delivered, and what Run has to do done.
+  // Arranges for queued events to be delivered and for Run to do its pending work.
   void Notify();
-  // Both, and gives the lock back.
+  // Settle and Notify; then releases the lock.
   void Leave(TLock& lock);
   void OnDueTimer();
 
@@ -121,7 +121,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
 
   // ---- TSession.cpp: the state; with the lock ----
   void SetState(int state, int reason) { SetState(state, reason, *link_); }
-  // With what is known of the end of that link.
+  // Includes what is known about the end of that link.
   void SetState(int state, int reason, const TKeptLink& of);
   void WantEnd(int reason, bool abrupt = false) { link_->Want(reason, abrupt); }
   void EndLink(TKeptLink& link, int reason, const std::string& detail);
@@ -142,14 +142,14 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void Run();
   bool Step(TLock& lock);
   bool HasRoom();
-  // Nothing when there is none; lets go of the lock meanwhile.
+  // Does nothing if no link is open. Releases the lock meanwhile.
   void CloseLink(TLock& lock, int reason, bool abrupt);
   void AwaitSend(TLock& lock);
   void Connect(TLock& lock);
   void Probe(TLock& lock);
   void OnWorkTimer();
 
-  // ---- TSessionEvents.cpp: what the client tells, inside the context ----
+  // ---- TSessionEvents.cpp: the client's events, inside the context ----
   void OnVekConnectEvent(VekClient&, const std::string& reason) override;
   void OnVekApReadyEvent(VekClient&) override;
   void OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) override;
@@ -187,7 +187,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   const Dova::TTimerQueue& clock_;
   Dova::Os::TMutex mutex_;
 
-  // Under mutex_:
+  // Guarded by mutex_:
   TEventQueue told_;
   TLedger ledger_;
   TPolicy policy_;
@@ -202,10 +202,10 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   int state_ = vss_Closed;
   Dstl::wise_ref<TKeptLink> link_ = TKeptLink::None(0);
   ELife life_ = ELife::Lives;
-  bool closing_ = false;     // to vss_Closed
-  bool running_ = false;     // Run is at work, and looks again before it ends
-  bool workWanted_ = false;  // work_ is to come at once
-  std::int64_t upNs_ = 0;    // of the links before
+  bool closing_ = false;     // on the way to vss_Closed
+  bool running_ = false;     // Run is active, and checks again before it returns
+  bool workWanted_ = false;  // work_ is to expire immediately
+  std::int64_t upNs_ = 0;    // of earlier links
   std::int64_t retryDue_ = kNever;
   int trace_ = 0;
   std::uint64_t bytesIn_ = 0, bytesOut_ = 0, messagesIn_ = 0, messagesOut_ = 0;
@@ -213,17 +213,17 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   TEvent* polled_ = nullptr;
   Dova::Os::TSignal signal_;
 
-  TMessage message_;  // of the thread that is Going
+  TMessage message_;  // used by the thread that is inside Send
   std::uintptr_t goingThread_ = 0;
-  Dova::Os::TEvent sent_;  // for Close and Delete, which wait for it
+  Dova::Os::TEvent sent_;  // awaited by Close and Delete
   std::uint64_t passwordTicket_ = 0;
   const std::uintptr_t madeOn_;  // thread
-  Dova::Os::TEvent something_;   // for Next
+  Dova::Os::TEvent something_;   // awaited by Next
   std::atomic<std::uintptr_t> callbackThread_{0};
 
   std::optional<TLoopNotice> notice_;
   VekClient client_;
-  // Last: their destruction waits for an expiry that finds out that the session is gone.
+  // Last members: their destruction waits for a running expiry, which may find the session gone.
   Dova::TTimer<TSession> due_;
   Dova::TTimer<TSession> work_;
 };

@@ -1,4 +1,4 @@
-// Telling the application, and what it asks for besides.
+// Delivers events to the application, and answers its other calls.
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -11,10 +11,10 @@
 namespace VekApi {
 namespace {
 
-constexpr std::int64_t kTurnNs = 10 * kNsPerMs;  // of a message loop
+constexpr std::int64_t kTurnNs = 10 * kNsPerMs;  // in one turn of a message loop
 constexpr int kTurnEvents = 1000;
 constexpr std::int64_t kSlowNs = 1000 * kNsPerMs;
-constexpr std::size_t kMost = 64;  // endpoints, queries
+constexpr std::size_t kMost = 64;  // endpoints; also resync queries
 
 }  // namespace
 
@@ -51,7 +51,7 @@ CVekEvent TSession::Show(const TEvent& event) const {
   return shown;
 }
 
-// With the lock held before and after, not meanwhile. False when there is nothing.
+// Called with the lock held; releases it during the callback. False if there is no event.
 bool TSession::DeliverOne(TLock& lock) {
   if (IsDead()) return false;
   TEvent* const event = told_.Pop();
@@ -61,14 +61,14 @@ bool TSession::DeliverOne(TLock& lock) {
   Call(*event);
   const std::int64_t took = NowNs() - begun;
   lock.lock();
-  // Nobody read the link meanwhile: that is not its silence.
+  // Nobody read the link during the callback, so that time does not count as its silence.
   if (took > kSlowNs && config_.delivery == vsd_Threads) link_->silence.Postpone(took);
   CountResync(*event);
   ledger_.OnDelivered(*event);
   return true;
 }
 
-// The last resync query's result has reached the application.
+// The session is up once the result of the last resync query has reached the application.
 void TSession::CountResync(const TEvent& event) {
   const bool resynced = event.isRequest && event.kind == vse_Fate && event.fate == vsf_Answered &&
                         (event.flags & vsg_Resync) != 0 && static_cast<const TRequest&>(event).own;
@@ -87,7 +87,7 @@ bool TSession::InCallback() const {
   return callbackThread_.load() == Dova::Os::CurrentThreadToken();
 }
 
-// The thread of the message loop: a bounded part, then everybody else there has a turn.
+// On the thread of the message loop. Delivers a bounded number, so that the loop's other messages get a turn.
 void TSession::OnTold() {
   const Dstl::wise_ref<TSession> self(this);
   TLock lock(mutex_);
@@ -127,7 +127,7 @@ std::intptr_t TSession::WaitHandle() {
   return config_.delivery == vsd_Poll ? signal_.Handle() : Dova::Os::TSignal::kNone;
 }
 
-// ---- besides ----
+// ---- the application's other calls ----
 
 int TSession::AddEndpoint(const char* setting) {
   const TLock lock(mutex_);

@@ -1,4 +1,4 @@
-// What the client and its link tell. Everything here runs inside the client's context.
+// Events of the client and its link. Everything here runs inside the client's context.
 #include <algorithm>
 #include <new>
 
@@ -12,7 +12,8 @@
 namespace VekApi {
 namespace {
 
-// What a session tells of a link's end. A finer reason that may have been either is what the state says.
+// The reason a session reports for a link's end. Where a specific reason fits both a failed attempt and a
+// broken link, the state decides.
 int EndOf(EVekClientState state, int reason) {
   const int broad = BroadReason(reason);
   if (state == vcs_LinkError && broad == vsr_LinkBroken) return vsr_ConnectFailed;
@@ -47,8 +48,8 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
   Run();
 }
 
-// What is out must not be decided by bytes that may still leave: the link has to be closed for that.
-// Otherwise it stays for a password change.
+// Outstanding requests must not be decided while bytes of them may still leave, so the link has to be closed
+// first. Without outstanding requests it stays open for a password change.
 void TSession::OnRefused(const std::string& reason) {
   const Dstl::wise_ref<TSession> self(this);
   const std::string detail = reason;
@@ -175,7 +176,7 @@ void TSession::OnReceived(std::size_t bytes) {
   link_->silence.Hear(NowNs());
 }
 
-// A handler that took its time has not made the link silent.
+// Time spent in a handler does not count as silence of the link.
 void TSession::OnReceivedAll() {
   const TLock lock(mutex_);
   link_->silence.Hear(NowNs());

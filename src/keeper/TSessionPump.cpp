@@ -1,4 +1,4 @@
-// Handing requests to the link, and the timer of gate and deadlines. Any thread.
+// Hands requests to the link, and handles the timer of gate and deadlines. Any thread.
 #include <algorithm>
 #include <chrono>
 #include <new>
@@ -13,12 +13,13 @@
 namespace VekApi {
 namespace {
 
-constexpr int kMessagesAtOnce = 64;  // that one thread sends for others
+constexpr int kMessagesAtOnce = 64;  // sent by one thread before it leaves the rest to the timer
 constexpr unsigned kNoMemoryMs = 10;
 
 }  // namespace
 
-// One thread at a time sends, whatever is to be sent; after a while it leaves the rest to the timer.
+// One thread at a time sends, including what others have submitted. After kMessagesAtOnce it leaves the rest
+// to the timer.
 bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
   bool notTaken = false;
   try {
@@ -46,13 +47,13 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
   return notTaken;
 }
 
-// Whatever else is due comes later than that, or with it.
+// Replaces the time due_ was armed for: whatever else is due is handled at this expiry or after it.
 void TSession::PumpIn(unsigned ms) {
   dueArmed_ = NowNs() + ms * kNsPerMs;
   due_.Start(ms);
 }
 
-// Without memory nothing was taken.
+// Out of memory: nothing was sent.
 bool TSession::SendTaken(TSendNote& note) noexcept try {
   if (message_.code != PkSession) {
     return Impl().SendRequest(message_.code, message_.buffer.data(),
@@ -94,7 +95,7 @@ int TSession::SetRate(std::int32_t count, std::int32_t ms) {
   rateMs_ = ms;
   const bool wasPaced = gate_.IsActive();
   gate_.SetFlowCtrl(count, ms);
-  // What was sent without a rate was not counted, but its acknowledgements will be.
+  // Requests sent without a rate were not counted, but their acknowledgements will be.
   if (!wasPaced) gate_.AddOut(ledger_.AwaitingLines());
   Leave(lock);
   return 0;
@@ -114,7 +115,8 @@ int TSession::GateWait(int code) {
   return code == PkRequestAck ? gate_.Look() : Impl().FlowCtrl().Look();
 }
 
-// Whether somebody tried in vain who is to be told once it may go. Not before what is held has gone.
+// Whether a refused caller is waiting to be told that it may try again. It is told only after all held
+// requests have gone.
 bool TSession::MayOffer() const {
   return (link_->gateWanted[0] || link_->gateWanted[1]) && ledger_.Held() == 0 && Takes(0);
 }
@@ -129,7 +131,7 @@ void TSession::OfferGate() {
   }
 }
 
-// When to look again; never when only an event can open it, which then looks.
+// When to check again; kNever if only an event can open the gate, since the event's handler checks.
 std::int64_t TSession::GateDue() {
   std::int64_t due = kNever;
   if (!MayOffer()) return due;

@@ -1,4 +1,4 @@
-// Requests that come in. Any thread; never inside the context, unless the caller is.
+// Accepts requests. Any thread; inside the context only if the caller is.
 #include <algorithm>
 #include <initializer_list>
 #include <new>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t kMostText = 16u << 20;
 
-// 0: for ever.
+// Returns 0 for forever.
 std::uint32_t Ms(std::uint32_t wanted, std::uint32_t configured) {
   const std::uint32_t ms = wanted == 0 ? configured : wanted;
   return ms > INT32_MAX ? 0 : ms;
@@ -23,7 +23,8 @@ bool IsCode(std::int32_t code) {
   return code > PkBigPart && code <= 0xFFF;
 }
 
-// Each with its NUL. False when one is too long. The memory is there before the first comes into it.
+// Joins the texts, each followed by a NUL. False if one is too long. Reserves all memory first: growing would
+// leave copies of passwords behind.
 bool Join(std::initializer_list<const char*> texts, std::string& joined) {
   joined.reserve(texts.size() * (kMostPassword + 1));
   for (const char* text : texts) {
@@ -98,7 +99,7 @@ int TSession::Enter(const CVekSubmit& request, TLock& lock, CVekReceipt& receipt
   return Pump(lock, wanted.tried ? receipt.ticket : 0, now) ? vsr_LinkFull : 0;
 }
 
-// What became of it at once.
+// Fills in the immediate outcome.
 void TSession::Explain(const CVekSubmit& request, int reason, CVekReceipt& receipt) {
   if (reason != 0) {
     ledger_.CountRefused();

@@ -1,5 +1,5 @@
-// Messages and packets as events. Messages are counted anyway, and told where they are; packets come by a tap
-// of the client's.
+// Traces messages and packets as events. Messages are traced where they are counted anyway; packets come from
+// a tap of the client.
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -11,13 +11,13 @@
 
 namespace VekApi {
 
-// While it is called, the session is held: by the client's events, or by who sends.
+// Something always keeps the session alive during a call: one of the client's events, or the sender.
 class TSession::TTap final : public TPacketTap {
  public:
   explicit TTap(TSession& session) : session_(session) {}
 
  private:
-  // For want of memory the packet goes untraced.
+  // Without memory the packet is not traced.
   void OnPacket(const TTapped& tapped) override try {
     session_.TellTapped(tapped);
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
@@ -26,7 +26,7 @@ class TSession::TTap final : public TPacketTap {
     session_.TellTrace(vsg_Outbound, 0, {}, std::string(note));
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
   }
-  // The session tells its own.
+  // The session reports its own states.
   void OnLinkState(std::uint32_t, EVekClientState, std::string_view) override {}
 
   TSession& session_;
@@ -63,7 +63,7 @@ void TSession::Trace(int msgCode, std::uint32_t flags, std::string_view bytes, s
   event.detail = std::to_string(bytes.size()) + " bytes";
 }
 
-// A message that is Going has to go: for want of memory it goes untraced.
+// A message that is Going must be sent; without memory it is not traced.
 void TSession::TraceTaken() noexcept try {
   if (message_.code != PkSession) Trace(message_.code, vsg_Outbound, message_.buffer, kPrefixBytes);
 } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)

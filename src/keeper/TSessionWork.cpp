@@ -1,4 +1,4 @@
-// What a session does by itself, inside the client's context: looking at the time, connecting, closing.
+// What a session does on its own, inside the client's context: timeouts, connecting, closing.
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -12,7 +12,7 @@ namespace VekApi {
 namespace {
 
 constexpr std::int64_t kAgainNs = 100 * kNsPerMs;
-constexpr unsigned kAtOnce = 1000;  // events, before everybody else has a turn
+constexpr unsigned kAtOnce = 1000;  // events delivered before others get a turn
 
 }  // namespace
 
@@ -27,12 +27,12 @@ void TSession::LookAtStage(std::int64_t now) {
   if (state_ == vss_Draining) WantEnd(vsr_Closed);
 }
 
-// Its silence matters.
+// Whether silence ends the link.
 bool TSession::IsWatched() const {
   return (IsLinked() || state_ == vss_Draining) && config_.silenceMs != 0 && !link_->Over();
 }
 
-// True when the link is to be probed.
+// Returns true if the link should be probed.
 bool TSession::LookAtTime() {
   const std::int64_t now = NowNs();
   if (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going()) WantEnd(vsr_Closed);
@@ -56,8 +56,7 @@ void TSession::OnWorkTimer() {
 
 // ---- inside the context ----
 
-// Everything that is to be done here, until nothing is left. Called inside itself it leaves that to the outer
-// one.
+// Does all pending work of the context. A nested call leaves it to the outer one.
 void TSession::Run() {
   const Dstl::wise_ref<TSession> self(this);
   const Dova::TSyncScope inside(Impl().Context());
@@ -73,7 +72,7 @@ void TSession::Run() {
   Leave(lock);
 }
 
-// True when something was done.
+// Returns true if something was done.
 bool TSession::Step(TLock& lock) try {
   if (IsDead()) return false;
   const bool probe = LookAtTime();
@@ -96,7 +95,7 @@ bool TSession::Step(TLock& lock) try {
   return false;
 }
 
-// No new link while the application has not taken what the last ones brought.
+// No new link until the application has caught up with the events of the earlier ones.
 bool TSession::HasRoom() {
   if (config_.delivery == vsd_Threads || told_.Size() <= config_.maxEvents / 2) return true;
   retryDue_ = NowNs() + kAgainNs;
@@ -148,7 +147,7 @@ void TSession::GoUp() {
   SetState(vss_Up, 0);
 }
 
-// Servers answer nothing to heartbeats; a query is answered.
+// Servers do not answer heartbeats, but they do answer a query.
 void TSession::Probe(TLock& lock) {
   if (!config_.probeQuery.empty() && state_ == vss_Up) SubmitOwn(config_.probeQuery, vsg_Urgent);
   lock.unlock();

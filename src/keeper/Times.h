@@ -1,5 +1,4 @@
-// A session's times are nanoseconds of the monotonic clock, as the structures of its flat functions carry
-// them.
+// A session's times are nanoseconds of the monotonic clock, as in the structures of the flat functions.
 #pragma once
 
 #include <cstdint>

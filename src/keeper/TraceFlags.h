@@ -7,7 +7,7 @@
 
 namespace VekApi {
 
-// vsg_... of an event of kind vse_Trace that shows a packet.
+// The vsg_... flags of a vse_Trace event that shows a packet.
 inline std::uint32_t TraceFlags(const TTapped& tapped) {
   std::uint32_t flags = vsg_Packet;
   if (!tapped.fromServer) flags |= vsg_Outbound;

@@ -20,7 +20,7 @@ TWorkIds::TWorkIds(std::string_view prefix, std::uint64_t seed) {
   GoOn();
 }
 
-// The lowest digit first: most ids differ from the one before in one character.
+// The lowest digit comes first, so most ids differ from the previous one in a single character.
 void TWorkIds::GoOn() {
   unsigned at = 0;
   for (; digits_[at] == 31; ++at) id_[head_ + at] = kDigits[digits_[at] = 0];

@@ -11,13 +11,13 @@ bool IsText(char c) {
   return (c >= ' ' && c <= '~') || c == '\r' || c == '\n' || c == '\t';
 }
 
-// A start that has been cut may still become `whole`.
+// A shorter start may still turn into `whole`.
 ELooks IfStarts(std::string_view start, std::string_view whole, ELooks then) {
   if (start.size() >= whole.size()) return start.starts_with(whole) ? then : ELooks::Ours;
   return whole.starts_with(start) ? ELooks::Open : ELooks::Ours;
 }
 
-// An alert: its level and description are all there is. A ServerHello: its own length fits into its record's.
+// An alert consists of its level and description only. A ServerHello's own length must fit into its record's.
 ELooks IfTls(std::string_view s) {
   constexpr std::size_t kAlertBytes = 7;
   constexpr std::size_t kHelloBytes = 11;
@@ -40,7 +40,7 @@ ELooks IfTls(std::string_view s) {
   return GetU16(s.data() + 7, vek_BigEndian) + std::size_t{4} <= record ? ELooks::Tls : ELooks::Ours;
 }
 
-// The first line's start, or a whole line, of nothing but text.
+// The start of the first line, or a whole line, consisting of text only.
 ELooks IfText(std::string_view s) {
   if (!std::all_of(s.begin(), s.end(), IsText)) return ELooks::Ours;
   const bool json = s[0] == '{' || s[0] == '[';

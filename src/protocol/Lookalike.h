@@ -1,4 +1,4 @@
-// What the start of a stream looks like that no server of this protocol sends.
+// Recognises streams that no server of this protocol sends, by their first bytes.
 #pragma once
 
 #include <cstddef>
@@ -8,29 +8,29 @@
 namespace VekApi {
 
 enum class ELooks {
-  Ours,  // it may be a stream of packets, or it is
-  Open,  // more bytes will tell
+  Ours,  // is, or may be, a stream of packets
+  Open,  // needs more bytes
   Http,
   Tls,
   Ssh,
-  Mail,  // and FTP: a greeting with a number
+  Mail,  // also FTP: a greeting that starts with a number
   Json,
   Text,
   Zeroes,
 };
 
-// More bytes change nothing.
+// Further bytes would not change the result.
 inline constexpr std::size_t kLooksBytes = 16;
 
-// Judges the first bytes of a server's stream, up to kLooksBytes. Anything but Ours and Open is certain
-// enough to end the link: packets that begin so would have an unknown code, or have exactly the form of
-// another protocol's first message.
+// Judges the first bytes of a server's stream, up to kLooksBytes. Any result but Ours and Open is certain
+// enough to end the link: packets that start like this would have an unknown code, or match another
+// protocol's first message exactly.
 ELooks LooksLike(std::string_view start);
 
-// For people: "an HTTP answer". Empty for Ours and Open.
+// Name for people, such as "an HTTP answer". Empty for Ours and Open.
 const char* NameOf(ELooks looks);
 
-// The reason of a link's end, which names it.
+// Text for the end of the link; it contains the name.
 std::string NotOursText(ELooks looks);
 
 }  // namespace VekApi

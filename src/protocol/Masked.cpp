@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view kStars = "********";
 constexpr std::size_t kUserLengthAt = 4;
 
-// Where the requests keep their texts: a name, then passwords.
+// Where a request stores its texts: a name, followed by passwords.
 struct TLayout {
   EPkSessionSubcode subcode;
   std::size_t textsAt;

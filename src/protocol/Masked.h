@@ -1,4 +1,4 @@
-// What may be shown or kept of a packet that holds passwords.
+// Prepares packets that contain passwords for display or storage.
 #pragma once
 
 #include <string>
@@ -6,12 +6,12 @@
 
 namespace VekApi {
 
-// Whether a descrambled packet to the server is of the kind that holds passwords: code 2.
+// Whether a descrambled packet to the server is of the kind that contains passwords: code 2.
 bool MayHoldPassword(std::string_view packet);
 
-// Such a packet with eight stars in place of each password, whatever its length; lengths are put right. Stars
-// replace all of the body when what it holds cannot be told: its form is not one of ours, or it is not known
-// how it is scrambled, and then its code does not matter.
+// Returns the packet with each password replaced by eight stars, whatever its length; length fields are
+// adjusted. The whole body is replaced if its contents cannot be determined: if it has none of our forms, or,
+// whatever its code, if its scrambling is unknown (`known` is false).
 std::string MaskPasswords(std::string_view packet, bool known);
 
 }  // namespace VekApi

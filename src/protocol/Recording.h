@@ -1,22 +1,20 @@
-// A recording: what went over links, packet by packet, for looking at later. Bodies are descrambled,
-// passwords are masked (see Masked.h). Numbers are written low byte first.
+// A recording holds the packets of links, for later inspection. Bodies are descrambled, passwords are masked
+// (see Masked.h). Numbers are little-endian.
 //
-// The file starts with the eight bytes "VEKREC1\n". Records follow, each a head of 32 bytes and `length`
-// bytes:
+// The file starts with the eight bytes "VEKREC1\n", followed by records. Each has a head of 32 bytes and
+// `length` bytes of content:
 //
-//    0  4  length of what follows the head, at most kMostRecordBytes
+//    0  4  length of the content, at most kMostRecordBytes
 //    4  1  kind
-//    5  1  who sent the packet: 0 the client, 1 the server
-//    6  1  byte order of numbers in the packet's body: 0 low byte first, 1 high byte first; 2 not known, as
-//    the
-//          handshake was not seen: then the body may be scrambled
+//    5  1  sender of the packet: 0 the client, 1 the server
+//    6  1  byte order of the packet's body: 0 little-endian, 1 big-endian, 2 unknown, because the handshake
+//          was not seen; the body may then be scrambled
 //    7  1  0
-//    8  4  number of the link, from 1; a new connection has a new one
+//    8  4  number of the link, from 1; each connection gets a new one
 //   12  4  state of the session, signed (kind State)
-//   16  8  monotonic time in ns, for differences
+//   16  8  monotonic time in ns, for measuring intervals
 //   24  8  wall clock in ns since 1970, UTC
-//   32  n  Packet: one packet, header included. LinkUp: both addresses. LinkEnd: the reason. State: its
-//   reason.
+//   32  n  Packet: one packet, header included. LinkUp: both addresses. LinkEnd and State: the reason.
 //          Note: any text, such as how long a request was held. Texts are UTF-8.
 #pragma once
 
@@ -74,7 +72,7 @@ inline TRecordHeadBytes WriteRecordHead(const TRecordHead& head) {
   return bytes;
 }
 
-// Nothing when the bytes are no head.
+// Empty if the bytes are not a valid head.
 inline std::optional<TRecordHead> ReadRecordHead(const TRecordHeadBytes& bytes) {
   TRecordHead head;
   GetRecorded(bytes, 0, head.length);

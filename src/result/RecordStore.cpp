@@ -47,7 +47,7 @@ void TRecordStore::EndRecord(std::size_t start, std::size_t end) {
   ++runs.back().rows;
 }
 
-// Behind the NUL of the record's last value.
+// Just past the NUL of the record's last value.
 std::size_t TRecordStore::TextEnd(const TRun& run, TStarts record) const {
   const std::size_t values = std::min<std::size_t>(record.end - record.first, run.columns);
   const std::uint32_t last = starts.Data()[record.first + values - 1];

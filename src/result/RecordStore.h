@@ -81,8 +81,8 @@ class TRecordStore {
   // The value in a row of a run that has this column; `startsEnd` is the end of the run's starts.
   const char* Value(const TRun& run, std::size_t startsEnd, std::size_t row, std::size_t column) const;
 
-  // The records from `row` of a run with columns on that follow each other in the copy without a gap and have
-  // the same number of values.
+  // The records of a run with columns, from `row` on, that are contiguous in the copy and have the same
+  // number of values.
   VekRecordBlock Block(const TRun& run, std::size_t startsEnd, std::size_t row) const;
 
   TRoom<char> copy;

@@ -16,7 +16,7 @@ namespace VekApi {
 class VekTable::TRecords {
  public:
   TRecords() = default;
-  // Keeps the result alive whose records it shows.
+  // Shows the same records, and keeps their result alive.
   TRecords(const TRecords& other);
   TRecords& operator=(const TRecords&) = delete;
 

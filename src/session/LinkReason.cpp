@@ -6,7 +6,7 @@
 namespace VekApi {
 namespace {
 
-// A messenger of another kind says it by its text.
+// Messengers that report no cause tell the reason by their text.
 int ReasonWithoutCause(EVekClientState state, const std::string& text) {
   if (text == kTextNoMemory) return vsr_NoMemory;
   if (state == vcs_LinkBroken) return vsr_LinkBroken;

@@ -1,4 +1,4 @@
-// Why a link ended or is in trouble, as numbers: vsr_... of VekSessionC.h, the finest that is known.
+// Why a link ended or is in trouble, as the most specific vsr_... number of VekSessionC.h.
 #pragma once
 
 #include <string>
@@ -8,16 +8,16 @@
 
 namespace VekApi {
 
-// What a connect event's text does not say. `detail` is for people.
+// What the text of a connect event leaves out. `detail` is for people.
 struct TWhy {
   int reason = 0;
   std::string detail;
 };
 
-// Of a link that a messenger ended, in vcs_LinkError or vcs_LinkBroken.
+// For a link ended by its messenger, in vcs_LinkError or vcs_LinkBroken.
 int ReasonOf(EVekClientState state, Dova::Os::ECause cause, const std::string& text);
 
-// Of a state that comes from the handshake or from silence; 0 for the others.
+// For a state caused by the handshake or by silence; 0 for other states.
 int ReasonOf(EVekClientState state, const std::string& text);
 
 }  // namespace VekApi

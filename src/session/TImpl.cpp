@@ -52,13 +52,13 @@ void VekClient::TImpl::Abandon(const VekClient* only) {
   if (link_ && (!only || link_->IsOf(*only))) link_->SetOver();
 }
 
-// If a link's event deletes its client, that event holds the link.
+// If an event of a link deletes its client, the link survives until that event returns.
 void VekClient::TImpl::RemoveOwner(const VekClient& client) {
   while (link_ && link_->IsOf(client)) CloseSession();
   if (--owners_ == 0) context_->Abort();
 }
 
-// What is called inside may be the client's end, or a new link.
+// An event raised inside may delete the client or create a new link.
 bool VekClient::TImpl::CloseSession(EVekClientState state, const char* reason) {
   const auto link = link_;
   if (!link) return true;

@@ -37,30 +37,30 @@ class VekClient::TImpl : public TRequestPort {
 
   // ---- any thread ----
 
-  // Checks the rate for a request of code 128: 0, or the milliseconds to wait.
+  // Checks the rate limit for a request of code 128. Returns 0, or the milliseconds to wait.
   unsigned CheckQueryRate();
 
   // Sends a complete packet; its body is scrambled in place. True if the link accepted all of it.
   bool SendPk(char* packet, int length);
 
   bool SendRequest(int msgCode, char* buffer, unsigned length) override;
-  // For who keeps account of what is sent, and has asked the clock.
+  // For a caller that tracks what is sent and has already read the clock.
   struct TSendNote {
     Dova::Os::TTime now;
-    std::uint64_t at;  // set: where in the link's stream it begins (TMesBase::SendAt)
+    std::uint64_t at;  // out: its offset in the link's stream (TMesBase::SendAt)
   };
   bool SendRequest(int msgCode, char* buffer, unsigned length, TSendNote* note);
 
-  // Null for plain clients. Set before the first link, and as long as there may be one.
+  // Null for plain clients. Set before the first link; must outlive the last one.
   TLinkWatch* Watch() const { return watch_; }
   void SetWatch(TLinkWatch* watch) { watch_ = watch; }
 
-  // Who looks on at the packets; null: nobody.
+  // The observer of the packets; null if none.
   TTapSlot& Tap() { return tap_; }
 
-  // Why the last link ended or is in trouble; reason 0 while it is well.
+  // Why the last link ended or is in trouble; reason 0 while the link is well.
   TWhy Why();
-  // Without memory the detail is lost.
+  // If memory runs out, only the detail is lost.
   void SetWhy(int reason, std::string_view detail = {}) noexcept;
 
   // Marks the current link as about to be replaced by the calling thread, so that its pending work can stop.
@@ -88,7 +88,7 @@ class VekClient::TImpl : public TRequestPort {
   // new one meanwhile, or deleted the client.
   bool CloseSession(EVekClientState state = vcs_Disconnected, const char* reason = kTextDisconnect);
 
-  // Before the last event of a client: nothing of it is shown afterwards.
+  // Called before a client's last event. Nothing of the client reaches the tap afterwards.
   void EndTap(const VekClient& client);
 
   // Called by the current link to permit or forbid senders to use its messenger.

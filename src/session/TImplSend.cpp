@@ -17,7 +17,7 @@ struct VekClient::TImpl::TWire {
   TCipher cipher;
 
   explicit operator bool() const { return static_cast<bool>(mes); }
-  // The client may have been deleted in the meantime, inside a tap: the session is not touched any more.
+  // A tap may have deleted the client: do not access the session afterwards.
   bool Send(const char* packets, int length) const {
     const bool sent = mes->Send(packets, length) == length;
     link->OnSent();

@@ -55,7 +55,7 @@ const char* TLink::Open(const std::string& setting, const std::string& apName, c
 const char* TLink::MesOpen(const std::string& setting) {
   std::string refused;
   const auto mes = SessionMesRegs().CreateMes(MessengerText(setting), &refused);
-  if (setting.find_first_not_of(' ') == std::string::npos) refused.clear();  // not what was added here
+  if (setting.find_first_not_of(' ') == std::string::npos) refused.clear();  // show only what the user wrote
   if (!mes) {
     impl_.SetWhy(vsr_BadSetting, refused.empty() ? "something is missing in the setting"
                                                  : "not understood in the setting: \"" + refused + "\"");
@@ -92,7 +92,7 @@ void TLink::End(EVekClientState state, const std::string& reason, int why, std::
   if (Over()) return;
   Close();
   if (Over()) return;
-  // A refused sign-on says more than what its server does to the link then.
+  // After a refused sign-on, that refusal is a better reason than the server's closing of the link.
   const bool refused = state == vcs_LinkBroken && client_.State() == vcs_SgnError;
   if (!refused) impl_.SetWhy(why, detail.empty() ? std::string_view(reason) : detail);
   TapEnd(state, reason);

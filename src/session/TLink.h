@@ -40,30 +40,30 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   const char* Open(const std::string& setting, const std::string& apName, const std::string& apVersion);
 
   // Ends the link: closes the messenger and raises the connect event. Does nothing if the link is already
-  // over or is being replaced. `why` is vsr_...; an empty `detail` is the reason.
+  // over or is being replaced. `why` is vsr_...; if `detail` is empty, the reason is used instead.
   void End(EVekClientState state, const std::string& reason, int why, std::string_view detail = {});
 
   // Ends the link without an event. Waits for the messenger's threads unless called inside one of their
   // events. May be called repeatedly.
   void Close();
 
-  // Of the client's links, from 1. Thread-safe.
+  // The client's links are numbered from 1. Thread-safe.
   std::uint32_t Number() const { return number_; }
   bool IsOf(const VekClient& client) const { return &client == &client_; }
   const Dstl::wise_ref<Dova::TMesBase>& Mes() const { return mes_; }
 
   // ---- to the tap (TLinkTap.cpp); the first three thread-safe ----
 
-  // Packets that are about to be sent, not yet scrambled. What is no packet is only told of: it might hold a
-  // password.
+  // Shows packets about to be sent, not yet scrambled. Bytes that form no packet are only noted, because they
+  // might contain a password.
   void TapSent(const TCipher& cipher, std::string_view bytes) noexcept;
-  // The same for a text, in as many packets as it takes.
+  // The same for a text, split into as many packets as it needs.
   void TapRequest(const TCipher& cipher, int msgCode, std::string_view text) noexcept;
-  // The messenger did not take what was shown last.
+  // The messenger did not accept what was shown last.
   void TapRefused() noexcept;
-  // False if the link is over then, and its client may be gone.
+  // False if the tap ended the link; the client may then be gone.
   bool TapState(EVekClientState state, std::string_view reason);
-  // Once.
+  // Only the first call has an effect.
   void TapEnd(EVekClientState state, std::string_view reason);
 
   // Starts the deadline of the next handshake stage; any other state stops it.
@@ -114,7 +114,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
 
   ERecordOrder OrderOf(const TCipher& cipher) const;
   bool TapOne(ERecordOrder order, bool fromServer, std::string_view packet);
-  // A packet that the link itself sends.
+  // For packets that the link itself sends.
   bool TapOwn(std::string_view packet);
 
   void CheckHeartbeat();
@@ -126,11 +126,11 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   VekClient::TImpl& impl_;
   const Dstl::wise_ref<Dova::TSyncContext> context_;
   const std::uint32_t number_;
-  std::string start_;  // of what the server sent, while it may be another protocol's
+  std::string start_;  // of the server's stream, while it might be another protocol
   bool looked_ = false;
   std::atomic<bool> over_{false};
   bool endTapped_ = false;
-  std::atomic<bool> knowsOrder_{false};  // the connect result came
+  std::atomic<bool> knowsOrder_{false};  // true once the connect result has arrived
   TPacketParser packets_;
   std::unique_ptr<VekTaskResult> spareResult_;
   std::string spareText_;

@@ -48,7 +48,7 @@ void TLink::OnStreamBroken(const char* reason) {
   End(vcs_LinkBroken, reason, reason == TPacketParser::kMessageTooLong ? vsr_LongMessage : vsr_BadStream);
 }
 
-// False if the link has ended: the server speaks something else.
+// False if the server speaks another protocol; the link has then been ended.
 bool TLink::LooksRight(std::string_view block) {
   start_.append(block.substr(0, kLooksBytes - start_.size()));
   const ELooks looks = LooksLike(start_);

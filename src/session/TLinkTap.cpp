@@ -1,5 +1,5 @@
-// What a tap is shown of a link. Inside it the link may end and its client be deleted: each time the link is
-// asked whether it is over, before anything else is touched.
+// What a link shows its tap. A call of the tap may end the link and delete its client, so after each call
+// Over() is checked before anything else is touched.
 #include <algorithm>
 #include <new>
 #include <string>
@@ -29,12 +29,12 @@ bool TLink::TapOne(ERecordOrder order, bool fromServer, std::string_view packet)
   return !Over();
 }
 
-// The connect request's numbers are low byte first, whatever the server's are; heartbeats have none.
+// The connect request is always little-endian, whatever the server uses; heartbeats contain no numbers.
 bool TLink::TapOwn(std::string_view packet) {
   return TapOne(ERecordOrder::Little, false, packet);
 }
 
-// The connect result says its byte order itself.
+// The connect result states its own byte order.
 void TLink::OnPacket(const char* packet, int length) {
   ERecordOrder order = OrderOf(packets_.Cipher());
   if (PkCode(packet) == PkConnect) {
@@ -55,7 +55,7 @@ void TLink::TapSent(const TCipher& cipher, std::string_view bytes) noexcept try 
   if (bytes.empty()) return;
   const auto tap = impl_.Tap().Get();
   if (tap) tap->OnNote(number_, std::to_string(bytes.size()) + " bytes to be sent that are no packet");
-} catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): it is sent untold
+} catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): sent without being shown
 }
 
 void TLink::TapRequest(const TCipher& cipher, int msgCode, std::string_view text) noexcept try {
@@ -68,7 +68,7 @@ void TLink::TapRequest(const TCipher& cipher, int msgCode, std::string_view text
     PutU16(packet.data() + kHeadBytes, piece.size(), cipher.Endian());
     more = TapOne(OrderOf(cipher), false, packet);
   }
-} catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): it is sent untold
+} catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): sent without being shown
 }
 
 void TLink::TapRefused() noexcept {

@@ -1,4 +1,4 @@
-// Looking on at the packets of a client's links.
+// Observes the packets of a client's links.
 #pragma once
 
 #include <atomic>
@@ -14,29 +14,29 @@
 
 namespace VekApi {
 
-// One packet, descrambled, its passwords masked (Masked.h).
+// One packet, descrambled and with its passwords masked (Masked.h).
 struct TTapped {
-  std::uint32_t link = 0;  // from 1, counted by the client
+  std::uint32_t link = 0;  // the client's links are numbered from 1
   bool fromServer = false;
   ERecordOrder order = ERecordOrder::Unknown;
   std::string_view packet;
 };
 
-// Called on the thread on which it happens, and without a lock of the library but a sender's. Anything may be
-// called inside, on the client too. Must not throw.
+// Called on the thread where it happens. Of the library's locks, only a sender's may be held. The calls may
+// use the library freely, the client included. Must not throw.
 class TPacketTap : public Dstl::ref_counter<unsigned> {
  public:
-  // It came, or is about to be handed to the messenger.
+  // The packet has arrived, or is about to be handed to the messenger.
   virtual void OnPacket(const TTapped& tapped) = 0;
-  // What else is worth knowing, such as that the messenger did not take what was handed to it.
+  // Anything else worth knowing, for example that the messenger did not accept a packet.
   virtual void OnNote(std::uint32_t link, std::string_view note) = 0;
-  // A link has reached a state. `reason` is as long as a connect event's.
+  // A link has entered a state. `reason` lives as long as that of a connect event.
   virtual void OnLinkState(std::uint32_t link, EVekClientState state, std::string_view reason) = 0;
 };
 
 using TPacketTapRef = Dstl::wise_ref<TPacketTap>;
 
-// Where the tap is kept. Thread-safe; costs one load while there is none.
+// Holds the tap. Thread-safe; costs one load while there is no tap.
 class TTapSlot {
  public:
   const std::atomic<bool>& On() const { return on_; }

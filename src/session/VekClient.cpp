@@ -12,7 +12,7 @@
 namespace VekApi {
 namespace {
 
-// Longer texts need memory.
+// A longer text may need memory that is not there.
 std::string TextOf(const char* text) noexcept {
   try {
     return text;

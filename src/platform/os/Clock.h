@@ -9,7 +9,7 @@ namespace Dova::Os {
 // Nanoseconds of a monotonic clock with an arbitrary origin.
 std::int64_t MonotonicNs() noexcept;
 
-// The same clock, as std::chrono expects one.
+// The same clock as a std::chrono clock.
 struct TClock {
   using duration = std::chrono::nanoseconds;
   using rep = duration::rep;
@@ -23,8 +23,8 @@ struct TClock {
 using TTime = TClock::time_point;
 constexpr TTime kNever = TTime::max();
 
-// Whole milliseconds from now until `due`, rounded up; 0 if it has passed. At most a day, which every wait of
-// the system takes.
+// Milliseconds from now until `due`, rounded up; 0 if it has passed. At most a day, which every wait function
+// of the system accepts.
 inline int MsUntil(TTime due) noexcept {
   using namespace std::chrono;
   const auto left = ceil<milliseconds>(due - TClock::now());

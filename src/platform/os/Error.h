@@ -6,19 +6,19 @@
 
 namespace Dova::Os {
 
-// Why something failed: a text of ours, the system's error code, or both. Cheap to copy; neither is set if
-// nothing failed.
+// Why something failed: a text of ours, the system's error code, or both. Neither is set on success. Cheap to
+// copy.
 struct TError {
-  const char* what = nullptr;  // static
+  const char* what = nullptr;  // static string
   int code = 0;                // errno on Linux, GetLastError or WSAGetLastError on Windows
 
-  ECause cause = ECause::Other;  // where the code does not say it
+  ECause cause = ECause::Other;  // set if the code alone does not tell
 
   explicit operator bool() const { return what != nullptr || code != 0; }
 
   ECause Cause() const { return cause != ECause::Other ? cause : CauseOf(code); }
 
-  // For users: ours, the system's, or "ours (the system's)".
+  // For users: our text, the system's, or "ours (the system's)".
   std::string Text() const;
 };
 
