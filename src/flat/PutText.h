@@ -1,4 +1,4 @@
-// Texts into buffers of the caller's.
+// Copies texts into the caller's buffers.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,8 @@
 
 namespace VekApi::Flat {
 
-// What of a UTF-8 text has room, with no character torn; how much all of it needs.
+// Copies as much of a UTF-8 text as fits, without splitting a character. Returns the size needed for all of
+// it.
 inline std::uint32_t PutUtf8(const std::string& text, char* out, std::uint32_t room) {
   if (!out || room == 0) return static_cast<std::uint32_t>(text.size());
   std::size_t length = std::min<std::size_t>(text.size(), room - 1);
@@ -19,7 +20,7 @@ inline std::uint32_t PutUtf8(const std::string& text, char* out, std::uint32_t r
   return static_cast<std::uint32_t>(text.size());
 }
 
-// The same with what `make` makes; 0 when it throws.
+// The same for the text returned by `make`; 0 if it throws.
 template <class Make>
 std::uint32_t PutText(char* out, std::uint32_t room, Make make) {
   try {

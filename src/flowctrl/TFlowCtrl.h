@@ -51,8 +51,8 @@ class TFlowCtrl {
   // Removes the rate and the history.
   void Clear() noexcept;
 
-  // At most `count` requests within any `ms` milliseconds from now on. Outstanding and cooling slots stay so
-  // (for the new time). If either number is below 1, same as Clear.
+  // Allows at most `count` requests within any `ms` milliseconds from now on. Outstanding and cooling slots
+  // keep their state, with the new time. If either number is below 1, same as Clear.
   void SetFlowCtrl(int count, int ms) noexcept;
 
   // Clear and SetFlowCtrl in one step: no concurrent check finds the limiter without a rate.
@@ -62,10 +62,11 @@ class TFlowCtrl {
   // not 0, a gate that was closed without a known delay now has one and must be checked again.
   unsigned SetAckTime(unsigned n) noexcept;
 
-  // `n` counted as outstanding have not been sent after all.
+  // Returns the slots of `n` requests that were counted as outstanding but not sent after all.
   void GiveBack(unsigned n) noexcept;
 
-  // Counts `n` sent before there was a rate as outstanding, since their acknowledgements will come.
+  // Counts `n` requests sent before there was a rate as outstanding, since their acknowledgements will
+  // arrive.
   void AddOut(unsigned n) noexcept;
 
   // As CheckFlowCtrlWaitAck, but counts nothing.

@@ -22,11 +22,11 @@ struct TConnectRequest {
   std::string_view kind;  // with its line end
 };
 
-// Whether a packet from its start on may be a connect request, as far as it is there. A connect result may
-// start like one: what tells them apart is the client kind line.
+// Whether a packet, judged by as much of its start as is there, may be a connect request. A connect result
+// may start the same way; only the client kind line tells them apart.
 bool MayBeConnectRequest(std::string_view start);
 
-// Nothing when the packet is shorter than its fixed part.
+// Empty if the packet is shorter than its fixed part.
 std::optional<TConnectRequest> ReadConnectRequest(std::string_view packet);
 
 }  // namespace VekApi

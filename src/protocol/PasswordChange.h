@@ -16,7 +16,7 @@ namespace VekApi {
 TSecretPacket MakeChgPassRequest(const std::string& user, const std::string& oldPass,
                                  const std::string& newPass);
 
-// The user in a request; empty when the packet is too short.
+// The user in a request; empty if the packet is too short.
 std::string_view ReadChgPassUser(const char* packet, int length);
 
 struct TChgPassResult {

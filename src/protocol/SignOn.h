@@ -19,7 +19,7 @@ namespace VekApi {
 // Empty if the texts are too long.
 TSecretPacket MakeSignOnRequest(const std::string& identity, const std::string& password);
 
-// The identity in a request; empty when the packet is too short.
+// The identity in a request; empty if the packet is too short.
 std::string_view ReadSignOnIdentity(const char* packet, int length);
 
 struct TSignOnReply {

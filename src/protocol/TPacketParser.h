@@ -16,13 +16,13 @@ class TPacketEvents {
   // then drops the rest of its block and accesses only members that its owner keeps alive.
   virtual bool Over() const = 0;
 
-  // Every packet by itself, before what it means. Only while the parser is tapped.
+  // Each single packet, before it is interpreted. Only while the parser is tapped.
   virtual void OnPacket(const char* /*packet*/, int /*length*/) {}
 
   virtual void OnPkConnectResult(const char* packet, int length) = 0;  // code 0
   virtual void OnPkSession(const char* packet, int length) = 0;        // code 2
 
-  // Any code from 4 on. `message` is the whole message, pieces joined: five lead bytes and the text.
+  // Any code from 4 up. `message` is the complete message, its pieces joined: five lead bytes and the text.
   virtual void OnMessage(int msgCode, const char* message, std::size_t length) = 0;
 
   // The bytes are not a valid packet stream. Nothing after them is parsed.
@@ -53,8 +53,8 @@ class TPacketParser {
   // Limit of the total text length of a message sent in pieces, in bytes.
   void SetMaxMessage(std::size_t bytes) { maxMessageBytes_ = bytes; }
 
-  // Parses a block, descrambling it in place. Throws std::bad_alloc; the stream must not be parsed any
-  // further then.
+  // Parses a block, descrambling it in place. Throws std::bad_alloc; the stream must not be parsed further
+  // after that.
   void Parse(char* block, unsigned length);
 
   // Discards received data not yet dispatched and frees its memory. May be called inside an event.

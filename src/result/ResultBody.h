@@ -1,5 +1,5 @@
 // The content parsed from a result packet. Shared by copies of a result, and immutable until only the result
-// being parsed anew holds it.
+// that parses the next packet holds it.
 #pragma once
 
 #include <atomic>

@@ -83,7 +83,7 @@ std::size_t TResultReader::OnFields(std::size_t at) {
   return next;
 }
 
-// Tables of cached headers are made at once.
+// Tables of cached headers are created right away.
 std::uint32_t TResultReader::ReadColumns(std::size_t end, std::size_t next) {
   if (newHeaderAt_ != kNone && next > end) {
     const std::string_view lines = text_.substr(newHeaderAt_, next - newHeaderAt_);

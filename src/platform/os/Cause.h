@@ -20,7 +20,7 @@ enum class ECause {
   BadRings,
 };
 
-// Of a system's error code (TError::code). Other for codes that say nothing about the link.
+// The cause of a system error code (TError::code). Other if the code says nothing about the link.
 ECause CauseOf(int code);
 
 }  // namespace Dova::Os

@@ -4,8 +4,8 @@
 
 namespace Dova::Os {
 
-// Something that other event loops can wait for: a descriptor that polls readable, on Windows a HANDLE that
-// is signalled, from Set to Clear. Made when first asked for.
+// A handle that other event loops can wait for: a descriptor that polls readable, or on Windows a HANDLE that
+// is signalled, between Set and Clear. Created on first use.
 class TSignal {
  public:
   TSignal() = default;
@@ -13,7 +13,7 @@ class TSignal {
   TSignal(const TSignal&) = delete;
   TSignal& operator=(const TSignal&) = delete;
 
-  // Not to be read, reset or closed. kNone when there is none to be had.
+  // The caller must not read, reset or close it. kNone if the system has none left.
   std::intptr_t Handle() noexcept;
   void Set() noexcept;
   void Clear() noexcept;

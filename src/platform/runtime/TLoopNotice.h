@@ -31,7 +31,8 @@ class TLoopNotice final : private Dova::Os::TMessageHandler {
   // Thread-safe, also while holding locks.
   void Tell() noexcept;
 
-  // The same behind everything else that waits for the thread, for going on with long work. Its own thread.
+  // As Tell, but behind everything else that is waiting for the thread; used to continue long work. Only on
+  // the creating thread.
   void TellLast() noexcept;
 
  private:

@@ -77,7 +77,7 @@ class TCPClient : public TMesBase {
 
   void End(std::string reason, Os::ECause cause) noexcept;
   void End(const TLock&, std::string reason, Os::ECause cause) noexcept;
-  // After a call that the system refused.
+  // Ends the link after a failed system call.
   void EndBySystem() noexcept;
   void EndBySystem(const TLock& lock) noexcept;
   bool LetGo();
@@ -99,13 +99,13 @@ class TCPClient : public TMesBase {
   std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next two
   int receivedAt_ = 0;
   int receivedCount_ = 0;
-  bool abrupt_ = false;  // the context's
+  bool abrupt_ = false;  // guarded by the context
 
   TMemQueue queue_;          // its lock also guards the members below, and orders the sends
-  std::uint64_t taken_ = 0;  // bytes, by the system
+  std::uint64_t taken_ = 0;  // bytes the system has accepted
   EState state_ = EState::Idle;
-  TSocketRef socket_;   // while connecting and linked
-  std::string reason_;  // why it failed or broke
+  TSocketRef socket_;   // set while connecting and linked
+  std::string reason_;  // why the link failed or broke
   Os::ECause cause_ = Os::ECause::Other;
   std::optional<Os::TThread> drainThread_;
 };

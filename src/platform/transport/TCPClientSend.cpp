@@ -1,4 +1,4 @@
-// Sending, on any thread, and draining what the system did not take at once.
+// Sending, on any thread, and draining what the system did not accept immediately.
 #include <algorithm>
 #include <new>
 #include <utility>

@@ -27,7 +27,7 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // Parses the parameters; false if they are invalid. Before Open.
   virtual bool SettingApply(const std::string& setting);
 
-  // The word of them that is invalid; empty if one is missing, or nothing is known of it.
+  // The invalid word of the parameters; empty if one is missing, or if the word is not known.
   const std::string& RefusedWord() const { return refusedWord_; }
 
   // The context in which events are raised; initially the messenger's own. Before Open.
@@ -41,7 +41,7 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   virtual std::size_t MaxMessageBytes() const { return kMaxMessageBytes; }
   static constexpr std::size_t kMaxMessageBytes = std::size_t{64} << 20;
 
-  // What the reason of OnMesLinkError or OnMesLinkBroken comes from. From inside those events.
+  // The cause behind the reason of OnMesLinkError or OnMesLinkBroken. From inside those events.
   Os::ECause EndCause() const { return endCause_; }
 
   // Limit of the send queue, in bytes.
@@ -74,10 +74,10 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // nothing was accepted, not even a part before the link broke.
   virtual int SendAt(const char* bytes, int length, std::uint64_t& at);
 
-  // How many bytes of that stream have left this process; UINT64_MAX if not known. Thread-safe.
+  // How many bytes of that stream have left this process; UINT64_MAX if unknown. Thread-safe.
   virtual std::uint64_t TakenBytes() { return UINT64_MAX; }
 
-  // Close will not wait for the peer to receive what was sent last. From inside the context.
+  // Makes Close not wait for the peer to receive what was sent last. From inside the context.
   virtual void SetAbrupt() {}
 
   // Copies waiting bytes and returns their number, 0 or less if there are none. From inside OnMesRecvReady.

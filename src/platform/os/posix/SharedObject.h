@@ -7,8 +7,8 @@
 namespace Dova::Os {
 
 // The file has no name in any directory: it is one of its creator's descriptors, and other processes find it
-// there by its label. It needs no lock and no cleaning up after a crash. It is sealed against shrinking and
-// fully allocated from the start: no access to it can fail.
+// there by its label. It needs no lock, and no cleanup after a crash. It is sealed against shrinking and
+// fully allocated from the start, so no access to it can fail.
 class TSharedObject {
  public:
   TSharedObject() = default;
