@@ -9,8 +9,8 @@
 
 namespace VekApi::Flat {
 
-// Copies as much of a UTF-8 text as fits, without splitting a character. Returns the size needed for all of
-// it.
+// Copies as much of a UTF-8 text as fits, without splitting a character. Returns the length of the whole
+// text.
 inline std::uint32_t PutUtf8(const std::string& text, char* out, std::uint32_t room) {
   if (!out || room == 0) return static_cast<std::uint32_t>(text.size());
   std::size_t length = std::min<std::size_t>(text.size(), room - 1);

@@ -46,7 +46,7 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
   static constexpr std::int64_t kNever = TRequest::kNever;
 
   TKeptLink(std::uint32_t itsNumber, std::uint32_t itsEndpoint) : number(itsNumber), endpoint(itsEndpoint) {}
-  // Stands in until there is a link; the next link gets `number` + 1.
+  // Stands in while there is no link; the next link gets `number` + 1.
   static Dstl::wise_ref<TKeptLink> None(std::uint32_t number) {
     const auto none = Dstl::make_ref<TKeptLink>(number, 0U);
     none->life_ = ELife::Finished;

@@ -88,7 +88,7 @@ class TLedger {
   // Fetches the next message, if none is Going and the head of a lane has a place. Throws std::bad_alloc;
   // then at most a place has been taken.
   bool Take(TMessage& message, std::int64_t now);
-  // False if Take could not succeed.
+  // False if Take cannot succeed.
   bool MayTake() const { return !going_ && !ended_ && Held() > 0; }
   // Reports the outcome of Send: whether the link took the whole message, and its offset in the stream
   // (kNowhere: the link took nothing). Returns true if the request with the ticket `tried` was not taken; it

@@ -68,7 +68,8 @@ bool TSession::DeliverOne(TLock& lock) {
   return true;
 }
 
-// The session is up once the result of the last resync query has reached the application.
+// Counts the resync queries whose results have reached the application. After the last one the session is up,
+// unless resync is by hand.
 void TSession::CountResync(const TEvent& event) {
   const bool resynced = event.isRequest && event.kind == vse_Fate && event.fate == vsf_Answered &&
                         (event.flags & vsg_Resync) != 0 && static_cast<const TRequest&>(event).own;

@@ -61,7 +61,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void TapRequest(const TCipher& cipher, int msgCode, std::string_view text) noexcept;
   // The messenger did not accept what was shown last.
   void TapRefused() noexcept;
-  // False if the tap ended the link; the client may then be gone.
+  // False if the link is over afterwards; its client may then be gone.
   bool TapState(EVekClientState state, std::string_view reason);
   // Only the first call has an effect.
   void TapEnd(EVekClientState state, std::string_view reason);

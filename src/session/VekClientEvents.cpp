@@ -14,7 +14,7 @@ void VekClient::OnVekConnectEvent(EVekClientState newState, const std::string& r
   const Dstl::wise_ref<TLink> link = impl_->Link();
   if (newState == vcs_Connected && reason.empty()) {
     const bool sent = SendSignOn();
-    if (!link || link->Over()) return;  // the tap ended the link
+    if (!link || link->Over()) return;  // the tap may have ended the link
     if (!sent) return OnVekConnectEvent(vcs_SgnError, kTextSignOnTooLong);
   }
   if (link && !link->Over() && !link->TapState(newState, reason)) return;
