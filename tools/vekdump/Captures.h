@@ -9,19 +9,19 @@
 
 namespace VekDump {
 
-// What a capture says of one frame; the bytes are lent for the call.
+// One captured frame; the bytes are valid during the call only.
 struct Frame {
   std::int64_t wallNs;
-  std::uint32_t linkType;  // of tcpdump's list
-  std::string_view bytes;  // as far as they were captured
+  std::uint32_t linkType;  // from tcpdump's list
+  std::string_view bytes;  // the captured part
 };
 using OnFrame = std::function<void(const Frame&)>;
 
-// Both read on behind the file's first four bytes, and throw BadInput.
+// Both continue after the file's first four bytes, and throw BadInput.
 void ReadPcap(Input& input, std::string_view magic, const OnFrame& onFrame);
 void ReadPcapng(Input& input, const OnFrame& onFrame);
 
-// Whether a file that starts with these four bytes is one of either kind.
+// Whether a file that starts with these four bytes is of either kind.
 bool IsPcap(std::string_view magic);
 bool IsPcapng(std::string_view magic);
 

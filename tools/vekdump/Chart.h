@@ -13,7 +13,7 @@ namespace VekDump {
 
 class Chart : public Output {
  public:
-  // Written when nothing more comes.
+  // Written at the end of the input.
   explicit Chart(std::ostream& out) : out_(out) {}
   void Show(const Item& item) override;
   void End() override;
@@ -23,7 +23,7 @@ class Chart : public Output {
     Kind kind;
     Side from;
     Moment at;
-    Moment last;  // of several packets that are drawn as one
+    Moment last;  // of several packets drawn as one
     std::uint64_t count = 1;
     std::string name;
     std::string label;

@@ -1,4 +1,4 @@
-// The picture that a chart's rows make.
+// Draws the rows of a chart.
 #pragma once
 
 #include <ostream>
@@ -29,7 +29,7 @@ class Chart::Drawing {
 
   std::string body_;
   double y_ = 20;
-  double drawnTo_ = 0;  // lifelines reach so far
+  double drawnTo_ = 0;  // how far the lifelines reach
   Moment first_{};
   Moment last_{};
   bool started_ = false;

@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::size_t kMostRows = 2000;
 constexpr std::size_t kLongestLabel = 60;
-// So many packets of a kind in a row are drawn one by one.
+// Up to this many packets of a kind in a row are drawn one by one.
 constexpr std::size_t kAlone = 3;
 
-// What tells this packet from others of its kind.
+// Distinguishes this packet from others of its kind.
 std::string Detail(const Item& item) {
   for (const char* const field : {"refused", "work id", "identity", "server", "application", "user"}) {
     if (const std::string* const text = FieldOf(item, field)) return *text;
@@ -34,7 +34,7 @@ std::string Label(const Item& item) {
 
 }  // namespace
 
-// The rows before it are of its kind too.
+// The preceding rows are of its kind too.
 bool Chart::Joins(const Panel& panel, const Row& row) {
   if (row.kind != Kind::Packet || row.state || panel.rows.size() < kAlone) return false;
   for (std::size_t i = panel.rows.size() - kAlone; i < panel.rows.size(); ++i) {

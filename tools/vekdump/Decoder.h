@@ -1,4 +1,4 @@
-// From links to what is shown of them.
+// Turns the traffic of links into items to show.
 #pragma once
 
 #include <map>
@@ -21,7 +21,7 @@ class Decoder : public LinkEvents {
   void OnNote(std::uint32_t link, Moment at, std::string_view text) override;
   void OnLinkEnd(std::uint32_t link, Moment at, std::string_view reason) override;
 
-  // Nothing more comes: ends the output too.
+  // The end of the input: ends the output too.
   void End();
 
  private:

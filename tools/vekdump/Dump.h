@@ -1,4 +1,4 @@
-// A file of any kind, decoded.
+// Decodes a file of any kind.
 #pragma once
 
 #include <cstdint>
@@ -11,17 +11,17 @@
 
 namespace VekDump {
 
-// What was left out of a file.
+// What was skipped in a file.
 struct LeftOut {
   std::uint32_t connections = 0;  // that do not look like the protocol
-  std::uint64_t frames = 0;       // of link types that are not known
+  std::uint64_t frames = 0;       // of unknown link types
 };
 
-// Decodes a recording or a capture and ends the output. Throws BadInput; what came before the fault has been
-// shown then, and the output is ended too.
+// Decodes a recording or a capture and ends the output. Throws BadInput; by then everything before the error
+// has been shown, and the output has been ended.
 LeftOut DumpFile(std::istream& stream, const std::string& name, std::uint16_t serverPort, Output& output);
 
-// Several outputs as one, which see only the links and codes that are named; none named: all.
+// Several outputs as one, which see only the selected links and codes; none selected means all.
 class Filter : public Output {
  public:
   Filter(std::vector<std::uint32_t> links, std::vector<int> codes)

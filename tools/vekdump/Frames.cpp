@@ -29,14 +29,14 @@ std::string_view From(std::string_view bytes, std::size_t at) {
   return bytes.substr(std::min(at, bytes.size()));
 }
 
-// Behind an Ethernet type, of which VLAN tags may stand in front.
+// What follows an Ethernet type; VLAN tags may come first.
 std::string_view BehindType(std::string_view bytes, std::size_t typeAt) {
   while (bytes.size() >= typeAt + 4 && (U16(bytes, typeAt) == kVlan || U16(bytes, typeAt) == kProviderVlan))
     typeAt += 4;
   return From(bytes, typeAt + 2);
 }
 
-// The IP packet; its version says what it is.
+// An IP packet of the version it states.
 std::string_view IpOf(const Frame& frame) {
   switch (frame.linkType) {
     case kNull:
@@ -61,7 +61,7 @@ Endpoint EndpointOf(std::string_view address, unsigned port) {
   return made;
 }
 
-// `length` is what the IP packet says that there is of TCP.
+// `length` is the TCP length according to the IP packet.
 std::optional<Segment> ReadTcp(std::string_view tcp, std::size_t length, std::string_view source,
                                std::string_view target) {
   constexpr std::size_t kFixed = 20;
@@ -83,7 +83,7 @@ std::optional<Segment> ReadTcp(std::string_view tcp, std::size_t length, std::st
   return made;
 }
 
-// Captured before the card cut it, a packet may say that it has no length at all.
+// A packet captured before the card segments it may state a length of 0.
 std::size_t LengthOr(std::size_t stated, std::size_t there) {
   return stated == 0 ? there : stated;
 }

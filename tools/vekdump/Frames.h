@@ -27,14 +27,14 @@ struct Segment {
   std::uint32_t sequence;
   std::uint32_t acknowledged;
   bool syn, fin, reset, ack;
-  std::string_view bytes;  // as far as they were captured
-  std::uint32_t length;    // that it had on the line
+  std::string_view bytes;  // the captured part
+  std::uint32_t length;    // on the wire
 };
 
-// Nothing when the frame holds none, or only a part of its headers.
+// Nothing if the frame contains no segment, or only part of its headers.
 std::optional<Segment> ReadFrame(const Frame& frame);
 
-// Link types that ReadFrame knows.
+// Link types that ReadFrame supports.
 bool KnowsLinkType(std::uint32_t linkType);
 
 }  // namespace VekDump

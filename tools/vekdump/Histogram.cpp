@@ -6,7 +6,7 @@
 namespace VekDump {
 namespace {
 
-// Keeps the first eight bits of a number and fills up the others.
+// Keeps the first eight bits of a number and sets the rest.
 std::int64_t BucketOf(std::int64_t ns) {
   const int bits = std::bit_width(static_cast<std::uint64_t>(ns));
   return bits <= 8 ? ns : ns | ((std::int64_t{1} << (bits - 8)) - 1);

@@ -1,4 +1,4 @@
-// A file that is read from front to back, and what is said when it is bad.
+// A file read from front to back, and its errors.
 #pragma once
 
 #include <cstdint>
@@ -19,12 +19,12 @@ class Input {
   // The stream outlives this object.
   Input(std::istream& stream, std::string name) : stream_(stream), name_(std::move(name)) {}
 
-  // False when the file ends here; throws BadInput when it ends within the bytes. `what` is what is cut then.
+  // False at the end of the file; throws BadInput if it ends within the bytes. `what` names what is cut then.
   bool ReadOrEnd(char* to, std::size_t count, const char* what);
 
-  // Throws BadInput when not all bytes are there.
+  // Throws BadInput unless all bytes are there.
   void Read(char* to, std::size_t count, const char* what);
-  // The caller has held `count` against a bound.
+  // The caller has checked `count` against a limit.
   std::string Take(std::size_t count, const char* what);
 
   std::uint64_t Offset() const { return offset_; }

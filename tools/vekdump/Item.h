@@ -1,4 +1,4 @@
-// One line of what is shown: a packet, or something that happened to a link.
+// One item of the output: a packet, or an event of a link.
 #pragma once
 
 #include <cstdint>
@@ -24,19 +24,19 @@ struct Item {
   Kind kind = Kind::Packet;
   Moment at{};
   std::uint32_t link = 0;
-  std::string text{};  // UTF-8: what the packet carries as text; of other kinds, addresses, reason or note
-  std::optional<std::int32_t> state{};  // that the session has from here on
+  std::string text{};  // UTF-8: the text in a packet; of other kinds, addresses, reason or note
+  std::optional<std::int32_t> state{};  // of the session from here on
 
   // Packets
   Side from = Side::Client;
   int code = 0;
-  std::string name{};  // of the packet in this direction, such as "task result"
+  std::string name{};  // of a packet in this direction, such as "task result"
   bool decoded = true;
   VekApi::ERecordOrder order = VekApi::ERecordOrder::Unknown;
-  std::size_t wireBytes = 0;     // of the packet, passwords counted as they are shown
-  std::size_t messageBytes = 0;  // text of a message, all pieces together
-  unsigned pieces = 0;           // of a message that came in several
-  std::vector<Field> fields{};   // in the order in which to show them
+  std::size_t wireBytes = 0;     // of the packet, with passwords as long as they are shown
+  std::size_t messageBytes = 0;  // text of a message, total of all pieces
+  unsigned pieces = 0;           // of a message sent in several
+  std::vector<Field> fields{};   // in display order
   std::optional<VekApi::VekTaskResult> result{};
   std::string packet{};  // descrambled, passwords masked
 };
@@ -53,7 +53,7 @@ class Output {
  public:
   virtual ~Output() = default;
   virtual void Show(const Item& item) = 0;
-  // Nothing more comes.
+  // The end of the input.
   virtual void End() {}
 };
 

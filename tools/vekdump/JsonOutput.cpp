@@ -15,7 +15,7 @@ std::string Dump(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-// Record by record: a table is not held in memory once more.
+// Record by record, to avoid a second copy of the table in memory.
 void WriteTable(std::ostream& out, const VekApi::VekTable& table) {
   const TableCells cells(table, kMostColumns);
   const auto& properties = table.Properties();

@@ -27,8 +27,8 @@ bool FitsOrder(std::string_view packet, EVekEndian order) {
          GetU16(packet.data() + kHeadBytes, order) == packet.size() - kPrefixBytes;
 }
 
-// Without the handshake: the byte order in which a text's length fits its packet, which that of a scrambled
-// one hardly ever does.
+// Without the handshake: the byte order in which a text's length fits its packet. The length in a scrambled
+// packet hardly ever does.
 std::optional<EVekEndian> GuessOrder(std::string_view packet) {
   for (const EVekEndian order : {vek_LittleEndian, vek_BigEndian}) {
     if (FitsOrder(packet, order)) return order;
@@ -65,7 +65,7 @@ void LinkDecoder::OnBytes(Moment at, Side from, std::string_view bytes, bool fro
   Cut(at, from);
 }
 
-// What it sent is not shown: it may hold a password.
+// What it sent is not shown, because it may contain a password.
 void LinkDecoder::Leave(Moment at, Side from, std::string_view why) {
   Of(from).left = true;
   Note(at, from,
@@ -97,8 +97,8 @@ void LinkDecoder::Descramble(Side from, std::string& packet) {
   knowsCipher_ = true;
 }
 
-// The byte order of a packet that can be read. Where packets start has been guessed as long as nothing inside
-// one confirms it: bytes of a password could stand there.
+// The byte order of a readable packet. Packet boundaries are a guess until the contents of a packet confirm
+// it: the bytes could be those of a password.
 std::optional<EVekEndian> LinkDecoder::OrderOf(Side from, std::string_view packet) {
   Direction& direction = Of(from);
   const auto guessed = knowsCipher_ ? std::nullopt : GuessOrder(packet);
@@ -122,7 +122,7 @@ void LinkDecoder::Decode(Item& item, std::string packet, std::optional<EVekEndia
   if (item.from == Side::Client && (!readable || MayHoldPassword(packet)))
     packet = MaskPasswords(packet, readable);
   item.packet = packet;
-  item.wireBytes = packet.size();  // nor tells it how long a password is
+  item.wireBytes = packet.size();  // nor reveals the length of a password
   item.name = NameOf(item.code, item.from, readable ? packet : std::string_view());
   item.decoded = readable;
   if (readable) {
@@ -133,7 +133,7 @@ void LinkDecoder::Decode(Item& item, std::string packet, std::optional<EVekEndia
   output_.Show(item);
 }
 
-// The message that the packet ends; empty when it ends none of several pieces.
+// The message completed by the packet; empty unless it is the last of several pieces.
 std::string LinkDecoder::Join(Item& item, std::string_view packet, EVekEndian order) {
   Direction& direction = Of(item.from);
   const bool ends = item.code != PkBigPart;

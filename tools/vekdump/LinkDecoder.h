@@ -19,15 +19,15 @@ class LinkDecoder {
   void OnBytes(Moment at, Side from, std::string_view bytes, bool fromStart);
   void OnMissing(Moment at, Side from, std::uint64_t count);
   void OnPacket(Moment at, Side from, VekApi::ERecordOrder order, std::string packet);
-  // Tells what is left over of packets that are not whole.
+  // Reports the remains of incomplete packets.
   void OnEnd(Moment at);
 
  private:
   struct Direction {
     PacketCutter cutter;
     bool started = false;
-    bool sure = true;    // packets start where they are cut
-    bool left = false;   // no packets: said, and looked at no further
+    bool sure = true;    // packet boundaries are known
+    bool left = false;   // not packets: reported, then ignored
     std::string joined;  // five lead bytes and the pieces so far, or empty
     unsigned pieces = 0;
     bool tooLong = false;

@@ -1,4 +1,4 @@
-// What bytes look like, where nothing says what they are.
+// Guesses what unknown bytes are.
 #pragma once
 
 #include <string_view>
@@ -7,13 +7,13 @@
 
 namespace VekDump {
 
-// Whether a code is one that both sides know.
+// Whether both sides know the code.
 bool IsKnownCode(int code);
 
-// Whether the bytes are whole packets of known codes, one behind the other.
+// Whether the bytes are whole packets of known codes, one after another.
 bool LooksLikePackets(std::string_view bytes);
 
-// What else the start of a stream looks like, such as "an HTTP answer"; empty when nothing comes to mind.
+// What else the start of a stream looks like, such as "an HTTP answer"; empty if unknown.
 std::string_view OtherProtocol(std::string_view start);
 
 }  // namespace VekDump

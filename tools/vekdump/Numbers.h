@@ -8,7 +8,7 @@
 
 namespace VekDump {
 
-// The caller knows that the bytes are there.
+// The caller has checked that the bytes are there.
 inline unsigned U8(std::string_view bytes, std::size_t at) {
   return VekApi::Byte(bytes[at]);
 }

@@ -10,12 +10,12 @@
 namespace VekDump {
 
 struct Options {
-  std::string file;  // empty: a live line
+  std::string file;  // empty: a live link
   std::string address = "127.0.0.1";
   std::uint16_t listen = 0;
   std::string server;  // HOST:PORT
   std::string portFile;
-  std::uint16_t serverPort = 0;  // in captures; 0: found out
+  std::uint16_t serverPort = 0;  // in captures; 0: detected
   bool json = false;
   bool stats = false;
   std::string chart;
@@ -25,7 +25,7 @@ struct Options {
   std::vector<int> codes;            // likewise
 };
 
-// False when the program is to end with `exitCode`, everything having been said.
+// False if the program must exit with `exitCode`; everything has been printed then.
 bool ReadOptions(int argc, char** argv, Options& options, int& exitCode);
 
 }  // namespace VekDump

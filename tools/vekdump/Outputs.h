@@ -1,5 +1,4 @@
-// The forms in which a session is shown. Streams outlive the outputs; whoever gave them looks after their
-// errors.
+// The forms in which a session is shown. Streams outlive the outputs; their owner checks them for errors.
 #pragma once
 
 #include <ostream>
@@ -9,11 +8,11 @@
 namespace VekDump {
 
 struct Shown {
-  std::size_t rows = 20;  // of a table, and lines of a text; 0: all
+  std::size_t rows = 20;  // of a table, or lines of a text; 0: all
   bool hex = false;
 };
 
-// A few lines an item, for people.
+// A few lines per item, for people.
 class TextOutput : public Output {
  public:
   TextOutput(std::ostream& out, Shown shown) : out_(out), shown_(shown) {}
@@ -30,7 +29,7 @@ class TextOutput : public Output {
   std::int64_t lastNs_ = 0;
 };
 
-// One JSON object a line.
+// One JSON object per line.
 class JsonOutput : public Output {
  public:
   JsonOutput(std::ostream& out, bool hex) : out_(out), hex_(hex) {}

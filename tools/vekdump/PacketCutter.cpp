@@ -9,7 +9,7 @@
 namespace VekDump {
 namespace {
 
-// Bytes at which a packet may start: its code is known, and the next one, as far as it is there, is another.
+// Bytes where a packet may start: its code is known, and so is the next one's, as far as it is there.
 bool MayStart(std::string_view bytes) {
   for (int packets = 0; packets < 2 && bytes.size() >= VekApi::kHeadBytes; ++packets) {
     const auto length = static_cast<std::size_t>(VekApi::PkLength(bytes.data()));

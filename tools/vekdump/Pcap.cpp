@@ -10,7 +10,7 @@ constexpr std::uint32_t kMicroseconds = 0xA1B2C3D4;
 constexpr std::uint32_t kNanoseconds = 0xA1B23C4D;
 constexpr std::size_t kFileHeadRest = 20;
 constexpr std::size_t kRecordHead = 16;
-constexpr std::uint32_t kMostFrame = 262144;  // tcpdump's own bound
+constexpr std::uint32_t kMostFrame = 262144;  // tcpdump's own limit
 
 bool IsMagic(std::uint32_t number) {
   return number == kMicroseconds || number == kNanoseconds;

@@ -19,7 +19,7 @@ constexpr std::size_t kMostInterfaces = 65536;
 
 struct Interface {
   std::uint32_t linkType;
-  std::uint64_t perSecond = 1'000'000;  // units of its time stamps
+  std::uint64_t perSecond = 1'000'000;  // units of its timestamps
 };
 
 class Reader {
@@ -43,7 +43,7 @@ class Reader {
   }
 
  private:
-  // The order of its numbers stands behind its length.
+  // The byte order of its numbers comes after its length.
   void OnSection() {
     const std::string length = input_.Take(4, "a section's length");
     const std::string order = input_.Take(4, "a section's head");
@@ -53,7 +53,7 @@ class Reader {
     interfaces_.clear();
   }
 
-  // What stands between a block's two lengths; so much of it has been read.
+  // The contents between a block's two lengths; so much of it has been read.
   std::string TakeBody(const std::string& length, std::size_t read = 0) {
     constexpr std::size_t kAround = 12;
     const std::uint32_t total = U32(length, 0, order_);
@@ -114,7 +114,7 @@ class Reader {
          from.linkType, body.substr(20, length)});
   }
 
-  // Without a time.
+  // Without a timestamp.
   void OnSimplePacket(std::string_view body) {
     if (body.size() < 4) input_.Fail(start_, "a frame's block is too short");
     onFrame_({0, InterfaceOf(0).linkType, body.substr(4, U32(body, 0, order_))});

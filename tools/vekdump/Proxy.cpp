@@ -15,7 +15,7 @@ namespace {
 
 using asio::ip::tcp;
 
-// Host and port; without a host, this machine's.
+// Host and port; the host defaults to this machine.
 std::pair<std::string, std::string> Divide(const std::string& server) {
   const std::size_t colon = server.rfind(':');
   std::string host = colon == std::string::npos ? "127.0.0.1" : server.substr(0, colon);
@@ -65,7 +65,7 @@ class Proxy::Impl {
     });
   }
 
-  // Without descriptors, say: they are not there at once again.
+  // Out of descriptors, for example: a retry at once would fail too.
   void AcceptLater() {
     pause_.expires_after(std::chrono::milliseconds(100));
     pause_.async_wait([this](const asio::error_code& error) {

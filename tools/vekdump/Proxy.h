@@ -1,5 +1,5 @@
-// A line in the middle: listens, connects each client on to the server, passes everything on as it is, and
-// tells what passes.
+// A proxy: listens, connects each client to the server, forwards everything unchanged, and reports the
+// traffic.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@ namespace VekDump {
 
 class Proxy {
  public:
-  // Throws std::system_error when it cannot listen. `server` is HOST:PORT, [IPv6]:PORT or PORT of this
-  // machine; anything else throws std::invalid_argument. Events come on the thread that runs it.
+  // Throws std::system_error if it cannot listen. `server` is HOST:PORT, [IPv6]:PORT or PORT of this machine;
+  // anything else throws std::invalid_argument. Events are called on the thread of Run.
   Proxy(const std::string& listenAddress, std::uint16_t listenPort, const std::string& server,
         LinkEvents& events);
   ~Proxy();
@@ -23,7 +23,7 @@ class Proxy {
 
   std::uint16_t Port() const;
 
-  // Until it is interrupted (by Ctrl-C, if asked for) or stopped; then the links that are there are ended.
+  // Until interrupted (by Ctrl-C, if requested) or stopped; open links are closed then.
   void Run(bool untilInterrupted);
   // Any thread.
   void Stop();

@@ -62,7 +62,7 @@ void ProxyLink::Pass(Side from) {
       });
 }
 
-// What came is passed on before it is looked at.
+// Bytes are forwarded before they are examined.
 void ProxyLink::OnPart(Side from, const asio::error_code& error, std::size_t count) {
   if (over_) return;
   if (error) return OnEnd(from, error);
@@ -81,7 +81,7 @@ void ProxyLink::OnPart(Side from, const asio::error_code& error, std::size_t cou
 void ProxyLink::OnEnd(Side from, const asio::error_code& error) {
   asio::error_code ignored;
   if (error != asio::error::eof) {
-    Of(Other(from)).set_option(tcp::socket::linger(true, 0), ignored);  // a reset goes on as a reset
+    Of(Other(from)).set_option(tcp::socket::linger(true, 0), ignored);  // forwards a reset as a reset
     return End(fmt::format("broken by the {}: {}", Who(from), error.message()));
   }
   Of(Other(from)).shutdown(tcp::socket::shutdown_send, ignored);

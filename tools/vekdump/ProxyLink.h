@@ -10,12 +10,12 @@
 
 namespace VekDump {
 
-// Lives as long as something is awaited for it.
+// Lives as long as one of its operations is pending.
 class ProxyLink : public std::enable_shared_from_this<ProxyLink> {
  public:
   ProxyLink(asio::io_context& io, asio::ip::tcp::socket client, std::uint32_t number, LinkEvents& events);
 
-  // Then it passes on whatever comes, until both sides have ended.
+  // Then it forwards everything until both sides have closed.
   void Connect(const std::string& host, const std::string& port);
   void End(const std::string& reason);
 
@@ -34,7 +34,7 @@ class ProxyLink : public std::enable_shared_from_this<ProxyLink> {
   LinkEvents& events_;
   Bytes blocks_[2];
   bool over_ = false;
-  bool half_ = false;  // one side has ended
+  bool half_ = false;  // one side has closed
 };
 
 }  // namespace VekDump

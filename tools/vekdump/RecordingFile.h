@@ -10,8 +10,7 @@ namespace VekDump {
 // Reads a recording whose magic has been read. Throws BadInput.
 void ReadRecording(Input& input, LinkEvents& events);
 
-// Writes what is shown as a recording. The stream outlives this object; whoever gave it looks after its
-// errors.
+// Writes the items as a recording. The stream outlives this object; its owner checks it for errors.
 class RecordingWriter : public Output {
  public:
   explicit RecordingWriter(std::ostream& out);

@@ -8,11 +8,11 @@ namespace {
 
 using namespace VekApi;
 
-constexpr std::size_t kMostWaiting = 100'000;  // queries of a link that nobody answers
+constexpr std::size_t kMostWaiting = 100'000;  // unanswered queries per link
 
 const char* SessionExchange(const Item& item) {
   if (item.name == "sign-on request") return "sign-on";
-  if (item.name == "sign-on reply") return item.state ? "sign-on" : nullptr;  // else the result follows
+  if (item.name == "sign-on reply") return item.state ? "sign-on" : nullptr;  // otherwise the result follows
   return item.name.starts_with("password") ? "password change" : nullptr;
 }
 

@@ -1,4 +1,4 @@
-// Which packet answers which, and how long it took.
+// Matches answers with requests and measures the time between.
 #pragma once
 
 #include <deque>
@@ -11,17 +11,17 @@
 
 namespace VekDump {
 
-// A request that an item answers, one or several of them.
+// A request answered by an item, which may answer several.
 struct Answered {
   std::string name;  // of the request
   std::int64_t tookNs;
 };
 
-// Queries are found again by their work ids; requests of batches are acknowledged line by line, everything
-// else packet by packet, in the order in which it was sent.
+// Queries are matched by work id; requests of batches are acknowledged line by line, everything else packet
+// by packet, in the order sent.
 class RoundTrips {
  public:
-  // Calls `found` for each request that the item answers.
+  // Calls `found` for each request answered by the item.
   template <class Found>
   void Add(const Item& item, const Found& found) {
     if (item.kind == Kind::LinkEnd || item.kind == Kind::LinkUp) links_.erase(item.link);
@@ -38,7 +38,7 @@ class RoundTrips {
 
  private:
   struct Exchange {
-    const char* name = nullptr;  // null: neither asks nor answers
+    const char* name = nullptr;  // null: neither request nor answer
     std::string id{};
     std::uint64_t count = 1;
   };

@@ -1,4 +1,4 @@
-// How many packets and bytes of each code, and round trips as histograms.
+// Counts of packets and bytes per code, and round trips as histograms.
 #pragma once
 
 #include <ostream>
@@ -11,7 +11,7 @@ namespace VekDump {
 
 class Stats : public Output {
  public:
-  // Written when nothing more comes.
+  // Written at the end of the input.
   explicit Stats(std::ostream& out) : out_(out) {}
   void Show(const Item& item) override;
   void End() override;

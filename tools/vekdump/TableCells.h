@@ -1,5 +1,5 @@
-// The cells of a result's table in UTF-8, up to a number of columns: a table may announce millions that its
-// records do not have.
+// The cells of a result's table in UTF-8, up to a maximum number of columns: a table may announce millions
+// that its records lack.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +14,10 @@ class TableCells {
  public:
   TableCells(const VekApi::VekTable& table, std::size_t mostColumns);
 
-  // What users read above the columns, or their names.
+  // The headings shown to users, or the column names.
   std::vector<std::string> Headings() const;
   std::vector<std::string> Names() const;
-  // Without the empty cells at its end.
+  // Without empty cells at its end.
   std::vector<std::string> Row(int row) const;
 
  private:

@@ -32,7 +32,7 @@ class TcpLinks::Sink final : public StreamSink {
   const bool fromFirst_;
 };
 
-// A port that is used again makes another connection.
+// A reused port starts another connection.
 TcpLinks::Connection& TcpLinks::ConnectionOf(const Segment& segment) {
   Connection& found = connections_[std::minmax(segment.from, segment.to)];
   const bool opens = segment.syn && !segment.ack;
@@ -66,7 +66,7 @@ void TcpLinks::Add(const Segment& segment, Moment at) {
   if (stream.Finished()) EndLink(connection, byClient ? "closed by the client" : "closed by the server");
 }
 
-// For a connection whose start was not seen: by its handshake, else by the lower port, which is the server's.
+// For a connection whose start was not seen: decided by its handshake, else the lower port is the server's.
 bool TcpLinks::ClientIsFirst(const Connection& connection, bool fromFirst, std::string_view bytes) {
   if (VekApi::PkCode(bytes.data()) != VekApi::PkConnect)
     return connection.second.port < connection.first.port;

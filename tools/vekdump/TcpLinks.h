@@ -14,15 +14,15 @@ namespace VekDump {
 
 class TcpLinks {
  public:
-  // With a port, every connection to it and no other; without, those that look like the protocol.
+  // With a port: every connection to it and no other; without: those that look like the protocol.
   TcpLinks(LinkEvents& events, std::uint16_t serverPort) : events_(events), serverPort_(serverPort) {}
 
   void Add(const Segment& segment, Moment at);
-  // The capture is over.
+  // The end of the capture.
   void End();
 
   std::uint32_t Links() const { return links_; }
-  std::uint32_t LeftOut() const { return leftOut_; }  // connections with bytes that are not the protocol
+  std::uint32_t LeftOut() const { return leftOut_; }  // connections not of the protocol
 
  private:
   enum class Use { Unknown, Ours, NotOurs };
@@ -46,7 +46,7 @@ class TcpLinks {
   void Flush(Connection& connection, std::string_view reason);
 
   LinkEvents& events_;
-  const std::uint16_t serverPort_;  // 0: none was named
+  const std::uint16_t serverPort_;  // 0: not given
   std::map<std::pair<Endpoint, Endpoint>, Connection> connections_;
   std::uint32_t links_ = 0;
   std::uint32_t leftOut_ = 0;

@@ -3,7 +3,7 @@
 namespace VekDump {
 namespace {
 
-// More than any window that was seen to lose something: what is missing then does not come any more.
+// Larger than any window seen to lose data: bytes still missing then will never arrive.
 constexpr std::size_t kMostEarly = 4 * 1024 * 1024;
 constexpr std::size_t kMostEarlySegments = 4096;
 
@@ -14,7 +14,7 @@ void TcpStream::Start(std::uint32_t firstByte) {
   next_ = std::uint64_t{1} << 32 | firstByte;  // so that no position is below 0
 }
 
-// Sequence numbers wrap; a position is the one that is nearest to what is expected.
+// Sequence numbers wrap; the position is the one nearest to the expected byte.
 std::uint64_t TcpStream::PositionOf(std::uint32_t number) const {
   const auto ahead = static_cast<std::int32_t>(number - static_cast<std::uint32_t>(next_));
   return next_ + static_cast<std::uint64_t>(static_cast<std::int64_t>(ahead));

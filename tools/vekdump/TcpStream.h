@@ -1,4 +1,4 @@
-// One direction of a TCP connection, put in order: what comes again is left out, what comes early waits.
+// One direction of a TCP connection, put in order: repeated bytes are dropped, early ones wait.
 #pragma once
 
 #include <cstddef>
@@ -23,18 +23,19 @@ class StreamSink {
 class TcpStream {
  public:
   bool Started() const { return started_; }
-  // The connection's own start; else the first segment to come is taken for it.
+  // The start of the connection; if it is not seen, the first segment stands for it.
   void Start(std::uint32_t firstByte);
 
   void Add(const Segment& segment, StreamSink& sink);
 
-  // The other side has everything before `number`: what waits for something that it has, waits in vain.
+  // The other side has acknowledged everything before `number`: bytes before it that are still missing were
+  // not captured.
   void Acknowledged(std::uint32_t number, StreamSink& sink);
 
-  // Nothing more comes.
+  // The end of the input.
   void End(StreamSink& sink);
 
-  // All of it is there, up to the sender's end.
+  // Everything up to the sender's end has been received.
   bool Finished() const { return finAt_ != kNone && next_ >= finAt_; }
 
  private:
@@ -46,7 +47,7 @@ class TcpStream {
   void SkipHole(StreamSink& sink);
 
   bool started_ = false;
-  std::uint64_t next_ = 0;       // position of the first byte that has not come
+  std::uint64_t next_ = 0;       // position of the next expected byte
   std::uint64_t finAt_ = kNone;  // position of the sender's end
   std::map<std::uint64_t, std::string> early_;
   std::size_t earlyBytes_ = 0;

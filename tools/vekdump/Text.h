@@ -1,4 +1,4 @@
-// Texts as they are shown.
+// Formats texts for display.
 #pragma once
 
 #include <cstdint>
@@ -7,17 +7,17 @@
 
 namespace VekDump {
 
-// UTF-8 of a text of the wire, which is code page 950; control bytes stay.
+// A text of the wire, which is code page 950, in UTF-8; control bytes stay.
 std::string WireText(std::string_view bytes);
 
-// A text that should be UTF-8, with "?" in place of what is not.
+// A text that should be UTF-8, with "?" for invalid bytes.
 std::string ValidUtf8(std::string_view text);
 
 // UTF-8 as one line for a terminal: 0x01, which separates values, becomes " | ", other control bytes "?", so
-// that no text steers the terminal.
+// that no text can control the terminal.
 std::string OneLine(std::string_view utf8);
 
-// Between two times, whatever a file says that they are.
+// Between two times, of any values in a file.
 inline std::int64_t Between(std::int64_t earlierNs, std::int64_t laterNs) {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(laterNs) -
                                    static_cast<std::uint64_t>(earlierNs));
@@ -30,12 +30,12 @@ std::string Duration(std::int64_t ns);
 std::string IsoTime(std::int64_t wallNs);
 std::string ClockTime(std::int64_t wallNs);
 
-// Sixteen bytes a line: offset, bytes, what is printable of them.
+// Sixteen bytes per line: offset, bytes, printable characters.
 std::string HexLines(std::string_view bytes, std::string_view indent);
 
 std::string HexDigits(std::string_view bytes);
 
-// Not more than so many bytes; no character is divided. Shortened tells how many there are beyond.
+// At most so many bytes; characters are kept whole. Shortened also says how many bytes are omitted.
 std::string_view Front(std::string_view utf8, std::size_t most);
 std::string Shortened(std::string_view utf8, std::size_t most);
 

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kIndent = "        ";
 constexpr std::size_t kLongestLine = 4000;
-// What a grid may need at the most is padded out for all its rows.
+// All rows are padded to the largest width that a grid may need.
 constexpr std::size_t kLongestCell = 120;
 constexpr std::size_t kMostColumns = 100;
 constexpr std::size_t kMostRows = 10000;

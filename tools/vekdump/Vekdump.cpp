@@ -22,7 +22,7 @@
 namespace VekDump {
 namespace {
 
-// The files that are written, and whether that went well.
+// The files written, and whether writing succeeded.
 class Files {
  public:
   std::ostream& Open(const std::string& name) {
@@ -42,7 +42,7 @@ class Files {
   std::map<std::string, std::ofstream> files_;
 };
 
-// Lets a live line be seen as it goes.
+// Shows a live link without delay.
 class Flushing : public Output {
  public:
   explicit Flushing(std::ostream& out) : out_(out) {}

@@ -23,7 +23,7 @@ constexpr Remedy kRemedies[] = {
 
 }  // namespace
 
-// They are written for pages, with `code` between marks.
+// They are written for pages, with `code` in backquotes.
 std::string Advice(std::int32_t reason) {
   for (const Remedy& each : kRemedies) {
     if (each.reason != reason) continue;

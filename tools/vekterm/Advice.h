@@ -1,4 +1,4 @@
-// What is wrong when a session does not come up or ends, and what to do, in plain words.
+// Explains in plain words why a session does not come up or has ended, and the remedy.
 #pragma once
 
 #include <cstdint>
@@ -6,8 +6,7 @@
 
 namespace VekTerm {
 
-// What a reason (vsr_...) comes from, and the remedy; empty when there is nothing to say beyond the reason
-// itself.
+// The cause of a reason (vsr_...) and its remedy; empty if there is nothing to add to the reason.
 std::string Advice(std::int32_t reason);
 
 }  // namespace VekTerm

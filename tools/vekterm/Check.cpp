@@ -12,7 +12,7 @@
 namespace VekTerm {
 namespace {
 
-// Nothing is sent or received for so long: a heartbeat has gone.
+// A heartbeat has been sent after this long without traffic.
 constexpr std::chrono::milliseconds kIdle{2 * kCheckSilenceMs};
 
 class Silent : public Output {
@@ -49,7 +49,7 @@ class Check : private EventSink {
     client.Open(password);
     client.WaitUntil([&] { return accepted_ || Ended(client); }, limit_ + limit_);
     if (accepted_) return "answered";
-    // The address was connected: it is the server that says nothing.
+    // The address accepted the connection: it is the server that does not answer.
     if (end_ == vsr_ConnectTimeout && !address_.empty()) end_ = vsr_UnknownServer;
     throw Fault{kNoConnect, Why(), Advice(end_)};
   }
@@ -60,7 +60,7 @@ class Check : private EventSink {
     return "signed on as " + options_.user;
   }
 
-  // As soon as the rate allows it, so that nothing is measured but the way and the server.
+  // As soon as the rate allows, so that only network and server are measured.
   std::int64_t RoundTrip(Client& client) {
     const auto ready = [&] { return client.Session().WaitMs(cvmc_TaskResult) == 0 || Ended(client); };
     client.WaitUntil(ready, limit_);
@@ -87,7 +87,7 @@ class Check : private EventSink {
     throw Fault{kNoRound, failure.what(), Advice(vsr_LinkBroken)};
   }
 
-  // When nothing is sent for a while, the session sends a heartbeat and the query.
+  // After a while without traffic the session sends a heartbeat and the query.
   std::string Heartbeat(Client& client) {
     const auto begin = client.Session().Stats();
     CVekSessionStats now = begin;

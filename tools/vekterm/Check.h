@@ -7,7 +7,7 @@
 
 namespace VekTerm {
 
-// Tells every step; the exit code of the first that fails. Throws Interrupted.
+// Prints every step; returns the exit code of the first that fails. Throws Interrupted.
 EExit RunCheck(const Options& options, const std::string& password, Output& output);
 
 }  // namespace VekTerm

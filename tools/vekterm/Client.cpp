@@ -33,7 +33,7 @@ CVekSessionConfig ConfigOf(const Options& options, std::string& id1, std::string
   return config;
 }
 
-// The server's words are in code page 950.
+// The server's texts are in code page 950.
 std::string ToServer(const std::string& utf8) {
   std::string bytes;
   if (!Dova::Os::Utf8ToCodePage950(utf8, bytes)) throw Failure("the text is too long");
@@ -60,7 +60,7 @@ Client::Client(const Options& options, Output& output, EventSink* sink)
   if (sink_ != nullptr) session_->SetTrace(vtl_Packets);
 }
 
-// Its last events are told while everything is there.
+// Its last events are reported while all members still exist.
 Client::~Client() {
   session_.reset();
 }
@@ -135,7 +135,7 @@ void Client::SetRate(int count, int ms) {
   session_->SetRate(count, Ms(ms));
 }
 
-// The session gives every request its fate in time.
+// The session eventually gives every request its fate.
 void Client::Await(const Request& request) {
   WaitUntil([&] { return request.fate != vsf_None; }, kLong);
 }
@@ -152,7 +152,7 @@ void Client::OnEvent(const CVekEvent& event) {
   OnOther(event);
 }
 
-// The texts of the event are lent.
+// The texts of the event are valid during the call only.
 void Client::OnState(const CVekEvent& event) {
   detail_ = VekApi::ToUtf8(event.detail);
   if (event.state == vss_Waiting && event.waitMs > 0) roundFailed_ = true;
@@ -173,7 +173,7 @@ void Client::KeepResult(const CVekEvent& event) {
 
 void Client::OnFate(const CVekEvent& event) {
   const auto waiting = waiting_.extract(event.ticket);
-  if (waiting.empty()) return;  // the session's own
+  if (waiting.empty()) return;  // the session's own request
   Request& request = *waiting.mapped();
   request.fate = event.fate, request.reason = event.reason;
   if (event.handedNs != 0)

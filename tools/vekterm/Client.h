@@ -1,4 +1,4 @@
-// The session of the terminal: what it sends, what became of it, and what it tells. One thread.
+// The session of the terminal: its requests, their fates, and its events. For one thread.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ namespace VekTerm {
 struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
-// Ctrl-C while something was waited for.
+// Ctrl-C during a wait.
 struct Interrupted : Failure {
   Interrupted() : Failure("interrupted") {}
 };
@@ -33,13 +33,13 @@ struct Request {
   std::string workId;
   std::int32_t code = 0;
   std::string text;
-  bool atOnce = false;  // it was not held back
-  bool shown = false;   // its fate is an event for people: nobody waits for it
+  bool atOnce = false;  // not held back by the rate
+  bool shown = false;   // its fate is printed as an event: nothing waits for it
   std::int32_t fate = vsf_None;
   std::int32_t reason = 0;
-  std::string answer;       // the server's bytes: an acknowledgement's line, the words of a password change
-  std::int64_t tookNs = 0;  // from when it went to the answer
-  bool Rejected() const;    // it was acknowledged with the word "rejected"
+  std::string answer;       // the server's bytes: a line of an acknowledgement, or the text for a password
+  std::int64_t tookNs = 0;  // from sending to the answer
+  bool Rejected() const;    // acknowledged with the word "rejected"
   bool Good() const;
 };
 
@@ -48,17 +48,17 @@ class Client {
   using Ms = std::chrono::milliseconds;
   using Result = std::shared_ptr<CVekTaskResult>;
 
-  // `sink` may be null. Both outlive it.
+  // `sink` may be null. Both arguments outlive this object.
   Client(const Options& options, Output& output, EventSink* sink);
   ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  // Events that are there are told; waits so long for the first.
+  // Reports pending events; waits so long for the first.
   void Pump(Ms wait = Ms(0));
   static constexpr std::chrono::hours kLong{1000};
 
-  // Until it is true, telling what comes meanwhile. False after `limit`. Throws Interrupted.
+  // Until the condition is true; events are reported meanwhile. False after `limit`. Throws Interrupted.
   bool WaitUntil(const std::function<bool()>& over, Ms limit);
   // Until the session is up, refused or stopped, or the first round of attempts has failed.
   bool WaitUntilSettled(Ms limit);
@@ -78,7 +78,7 @@ class Client {
   std::size_t Undecided() const { return waiting_.size(); }
   const CVekEvent& LastState() const { return state_; }
   const std::string& StateDetail() const { return detail_; }
-  // Reports that came and that nobody has looked at.
+  // Reports received and not yet looked at.
   std::deque<std::string>& Reports() { return reports_; }
   void ShowTrace(bool shown);
   std::string User() const { return options_.user.substr(0, options_.user.find('/')); }
@@ -95,7 +95,7 @@ class Client {
   Output& output_;
   EventSink* const sink_;
   std::deque<Request> requests_;
-  std::unordered_map<std::uint64_t, Request*> waiting_;  // by ticket; without fate
+  std::unordered_map<std::uint64_t, Request*> waiting_;  // by ticket; fate still open
   std::deque<std::string> reports_;
   CVekEvent state_{};
   std::string detail_;
@@ -105,10 +105,10 @@ class Client {
   std::unique_ptr<VekApi::VekSession> session_;
 };
 
-// A session is being checked: silent for half of this, it sends a heartbeat.
+// During a check of a session: after half of this silence it sends a heartbeat.
 inline constexpr std::uint32_t kCheckSilenceMs = 4000;
 
-// Texts for people and fields for programs.
+// Texts for people, and fields for programs.
 Note StateNote(const CVekEvent& event);
 Note FateNote(const Request& request);
 Note TraceNote(const CVekEvent& event);

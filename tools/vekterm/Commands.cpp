@@ -1,4 +1,4 @@
-// The table of commands, and what finds them.
+// The table of commands, and its lookup.
 #include <algorithm>
 
 #include "vekterm/Shell.h"

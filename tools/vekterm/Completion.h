@@ -1,4 +1,4 @@
-// What completion does with the words that are possible.
+// Completes a word from the possible ones.
 #pragma once
 
 #include <algorithm>
@@ -9,8 +9,8 @@
 namespace VekTerm {
 
 struct Completion {
-  std::string more;  // goes behind the cursor
-  std::string list;  // a line for choosing, when nothing more is certain
+  std::string more;  // to insert at the cursor
+  std::string list;  // a line of choices, if nothing more is certain
 };
 
 // `words` begin with the last word of `before`.

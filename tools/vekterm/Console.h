@@ -1,4 +1,4 @@
-// The terminal that the program runs in.
+// The terminal of the program.
 #pragma once
 
 #include <cstddef>
@@ -15,19 +15,19 @@ bool OutputIsTerminal();
 void Write(std::string_view text);
 void WriteError(std::string_view text);
 
-// What standard input has, as it comes; 0 at its end.
+// Input as it arrives; 0 at its end.
 std::size_t ReadInput(char* bytes, std::size_t room);
 
-// Asks on the terminal, whatever standard input is, and does not show what is typed. Nothing when there is no
-// terminal, or at its end or an interruption.
+// Asks on the terminal, even if standard input is redirected, without echo. Nothing if there is no terminal,
+// at the end of its input, or after an interruption.
 std::optional<std::string> AskSecret(std::string_view prompt);
 
-// From now on Ctrl-C, a closed window and the system's wish that the program ends are kept here. On Windows
-// a closed window waits until the program has ended.
+// From now on Ctrl-C, a closed window and the system's request to end are recorded here. On Windows a closed
+// window waits until the program has ended.
 void WatchSignals();
 // Ctrl-C since the last call.
 bool TakeInterrupt();
-// Whether the program is to end. Nothing takes this back.
+// Whether the program must end. Stays true once set.
 bool MustEnd();
 
 }  // namespace VekTerm::Console

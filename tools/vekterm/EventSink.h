@@ -4,7 +4,7 @@
 
 namespace VekTerm {
 
-// Sees every event of a session before it is told.
+// Sees every event of a session before it is reported.
 class EventSink {
  public:
   virtual ~EventSink() = default;

@@ -1,4 +1,4 @@
-// What the program ends with.
+// Exit codes of the program.
 #pragma once
 
 #include <vector>

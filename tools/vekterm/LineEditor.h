@@ -1,4 +1,4 @@
-// A line that is edited on the terminal, with history and completion, while other things happen.
+// Edits a line on the terminal, with history and completion, while other events are handled.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,9 @@ namespace VekTerm {
 
 struct EditorEvents {
   std::intptr_t waitHandle;  // as CVekSession_WaitHandle
-  // Called while a line is read, when the handle has something, and at least a few times a second.
+  // Called while a line is read: whenever the handle is signalled, and at least a few times a second.
   std::function<void()> pump;
-  // What the last word of the text before the cursor may become.
+  // Completions of the last word before the cursor.
   std::function<std::vector<std::string>(std::string_view before)> complete;
 };
 
@@ -26,9 +26,9 @@ class LineEditor {
   LineEditor(const LineEditor&) = delete;
   LineEditor& operator=(const LineEditor&) = delete;
 
-  // Without line end. Empty after Ctrl-C, which drops what was typed. Nothing at the end of input.
+  // Without the line end. Empty after Ctrl-C, which discards the input. Nothing at the end of input.
   std::optional<std::string> Read();
-  // Prints lines above the one that is being read, if one is.
+  // Prints lines above the line being edited, if there is one.
   void Print(const std::string& lines, bool isError);
 
  private:

@@ -1,4 +1,4 @@
-// The network below a session, tried by hand.
+// Tries the network below a session step by step.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@
 namespace VekTerm {
 
 struct Lookup {
-  std::vector<std::string> addresses;  // as numbers
+  std::vector<std::string> addresses;  // in numeric form
   std::string error;
 };
 Lookup LookUp(const std::string& host);

@@ -1,4 +1,4 @@
-// What events are called.
+// Names of events.
 #include <fmt/core.h>
 
 #include "vekdump/Text.h"
@@ -54,7 +54,7 @@ Note FateNote(const Request& request) {
           {}};
 }
 
-// The library says what a packet is; a text of the wire begins behind header and length.
+// The library tells what a packet is; a text of the wire follows header and length.
 Note TraceNote(const CVekEvent& event) {
   constexpr std::size_t kHead = 5;
   const bool out = (event.flags & vsg_Outbound) != 0;

@@ -9,7 +9,7 @@
 namespace VekTerm {
 
 struct Options {
-  std::vector<std::string> servers;  // HOST:PORT, or KIND:PARAMETERS with or without a colon before
+  std::vector<std::string> servers;  // HOST:PORT, or KIND:PARAMETERS, with or without a leading colon
   std::string user;                  // ID or ID/ACCOUNT
   std::string passwordFile;
   std::string record;
@@ -26,10 +26,10 @@ struct Options {
   unsigned slowMs = 200;
 };
 
-// "COUNT/MS" or "off", which gives two zeros. False when it is neither.
+// "COUNT/MS", or "off", which gives two zeros. False for anything else.
 bool ReadRate(const std::string& text, int& count, int& ms);
 
-// False when the program is to end with `exitCode`, everything having been said.
+// False if the program must exit with `exitCode`; everything has been printed then.
 bool ReadOptions(int argc, char** argv, Options& options, int& exitCode);
 
 }  // namespace VekTerm

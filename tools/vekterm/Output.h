@@ -1,4 +1,4 @@
-// What the terminal has to say, for people or for programs.
+// What the terminal prints, for people or for programs.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ struct Note {
 struct Grid {
   std::string name, title;
   std::vector<std::string> columns;   // names
-  std::vector<std::string> headings;  // what users read above them
+  std::vector<std::string> headings;  // shown above them to users
   std::vector<std::vector<std::string>> rows;
 };
 
@@ -36,7 +36,7 @@ class Output {
   virtual void Show(const Grid& grid) = 0;
 };
 
-// Where finished lines go. `error`: beside the output, for people.
+// Receives finished lines. `error`: on standard error, for people.
 class Screen {
  public:
   virtual ~Screen() = default;
@@ -44,7 +44,7 @@ class Screen {
   virtual void PrintError(const std::string& lines) = 0;
 };
 
-// Notes of kind "error" go to the screen's errors. Tables are cut off behind `rows` rows, unless it is 0.
+// Notes of kind "error" go to the screen's errors. Tables are cut after `rows` rows, unless it is 0.
 class TextOutput : public Output {
  public:
   TextOutput(Screen& screen, std::size_t rows) : screen_(screen), rows_(rows) {}
@@ -56,7 +56,7 @@ class TextOutput : public Output {
   const std::size_t rows_;
 };
 
-// One JSON object a line, errors too.
+// One JSON object per line, errors too.
 class JsonOutput : public Output {
  public:
   explicit JsonOutput(Screen& screen) : screen_(screen) {}

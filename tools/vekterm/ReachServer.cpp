@@ -50,7 +50,7 @@ void Steps::Tell(const char* name, bool good, std::int64_t ns, const std::string
                 {}});
 }
 
-// An address that fails is told; another may do.
+// A failing address is reported; another may work.
 std::string ReachServer(const Options& options, Steps& steps) {
   const auto parameters = TcpParameters(options.servers.front());
   if (!parameters) return {};

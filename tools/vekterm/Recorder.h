@@ -1,4 +1,4 @@
-// Writes a session down as a recording, for vekdump.
+// Records a session, for vekdump.
 #pragma once
 
 #include <fstream>
@@ -10,7 +10,7 @@ namespace VekTerm {
 
 class Recorder : public EventSink {
  public:
-  // Throws std::runtime_error when the file cannot be written.
+  // Throws std::runtime_error if the file cannot be written.
   explicit Recorder(const std::string& file);
   void Add(const CVekEvent& event) override;
   // Throws std::runtime_error unless all of it could be written.

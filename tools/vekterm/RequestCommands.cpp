@@ -1,4 +1,4 @@
-// Commands that send, and those that look after what was sent.
+// Commands that send requests, and those that follow them up.
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ void ExpectPairs(const Words& words, std::size_t from) {
       throw Failure("\"" + words[i] + "\" is no KEY=VALUE");
 }
 
-// \n and \1, as they are typed.
+// Converts \n and \1 as typed.
 std::string Unescaped(const std::string& text) {
   std::string made;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -42,7 +42,7 @@ std::string Unescaped(const std::string& text) {
   return made;
 }
 
-// Why a request did not go well.
+// Why a request failed.
 std::string FaultOf(const Request& request) {
   if (request.Rejected()) {
     const std::vector<std::string> parts = Parts(request.answer);

@@ -16,7 +16,7 @@ constexpr std::size_t kMostWaiting = 1000;
 constexpr Client::Ms kScriptTick{20};
 
 // Reads on a thread of its own, because not every input can be waited for together with the session. The
-// thread is left behind when the program ends before its input does; what it uses is shared.
+// thread is abandoned if the program ends before its input does, so what it uses is shared.
 class Lines {
  public:
   Lines() {
@@ -71,7 +71,7 @@ void RunLine(Shell& shell, const std::string& line) {
   shell.Run(line);
 }
 
-// False when the line failed.
+// False if the line failed.
 bool Carry(Shell& shell, Output& output, const std::string& line, std::int64_t number) {
   try {
     RunLine(shell, line);

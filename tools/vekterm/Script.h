@@ -1,4 +1,4 @@
-// Lines of standard input while the session's events are told.
+// Executes lines of standard input while reporting the session's events.
 #pragma once
 
 #include "vekterm/Client.h"

@@ -1,4 +1,4 @@
-// Commands about the session itself.
+// Commands about the session.
 #include <fmt/core.h>
 
 #include <algorithm>

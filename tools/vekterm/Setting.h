@@ -1,4 +1,4 @@
-// Where to connect, as users write it.
+// Server settings as users write them.
 #pragma once
 
 #include <optional>
@@ -6,7 +6,7 @@
 
 namespace VekTerm {
 
-// As the library takes it: a kind may be written without the colon before it.
+// In the form the library accepts: users may omit the colon before a kind.
 std::string SettingOf(const std::string& server);
 
 struct TcpPlace {
@@ -14,10 +14,10 @@ struct TcpPlace {
   unsigned short port = 0;
 };
 
-// Nothing when the setting is not of TCP.
+// Nothing if the setting is not for TCP.
 std::optional<std::string> TcpParameters(const std::string& server);
 
-// Throws Failure, which names what is wrong.
+// Throws Failure, which says what is wrong.
 TcpPlace TcpPlaceOf(const std::string& parameters);
 
 }  // namespace VekTerm

@@ -17,10 +17,10 @@ struct Command {
   const char* name;
   const char* arguments;
   const char* does;
-  const char* more;     // "" or what else there is to know
-  const char* example;  // with what it does, on lines
+  const char* more;     // "" or further details
+  const char* example;  // with its effect, on separate lines
   void (Shell::*run)(const Words& words);
-  std::vector<std::string> completions;  // of arguments
+  std::vector<std::string> completions;  // for arguments
 };
 
 class Shell {
@@ -30,9 +30,9 @@ class Shell {
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;
 
-  // Carries out one line; throws Failure.
+  // Executes one line; throws Failure.
   void Run(const std::string& line);
-  // "quit" was asked for.
+  // "quit" was entered.
   bool Over() const { return over_; }
   std::vector<std::string> Complete(std::string_view before) const;
 
@@ -57,7 +57,7 @@ class Shell {
   void Password(const Words& words);
   void Open(const Words& words);
   void Close(const Words& words);
-  // Besides
+  // Others
   void Help(const Words& words);
   void Quit(const Words& words);
 
@@ -70,7 +70,7 @@ class Shell {
   bool over_ = false;
 };
 
-// Words between blanks; "..." keeps blanks. Throws Failure for a quote without its end.
+// Words separated by blanks; "..." keeps blanks. Throws Failure for an unclosed quote.
 Words Divide(std::string_view line);
 
 // A whole number; throws Failure, which says what `what` must be.

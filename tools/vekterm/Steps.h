@@ -1,4 +1,4 @@
-// The steps of a check, as they are told.
+// Prints the steps of a check.
 #pragma once
 
 #include <chrono>
@@ -11,7 +11,7 @@
 
 namespace VekTerm {
 
-// Why a step failed, and what to do.
+// Why a step failed, and the remedy.
 struct Fault {
   EExit code;
   std::string what, advice;
@@ -23,7 +23,7 @@ class Steps {
 
   void Tell(const char* name, bool good, std::int64_t ns, const std::string& text, EExit code = kDone);
 
-  // Tells what `work` found, or the Fault that it throws.
+  // Prints the result of `work`, or the Fault that it throws.
   template <class Work>
   void Do(const char* name, Work work) {
     using std::chrono::steady_clock;
@@ -42,8 +42,8 @@ class Steps {
   Output& output_;
 };
 
-// The steps below a session: setting, look-up, each address. Returns an address that was connected; empty
-// when the server is not reached over TCP. Throws a Fault.
+// The steps below a session: setting, look-up, each address. Returns an address that accepted a connection;
+// empty if the server is not reached over TCP. Throws a Fault.
 std::string ReachServer(const Options& options, Steps& steps);
 
 }  // namespace VekTerm

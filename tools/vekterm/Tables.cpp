@@ -9,7 +9,7 @@ namespace {
 
 using VekApi::ToUtf8;
 
-// A table may announce millions of columns that its records do not have.
+// A table may announce millions of columns that its records lack.
 constexpr int kMostColumns = 1000;
 
 std::string Text(const char* bytes) {

@@ -1,4 +1,4 @@
-// The tables of a result, and the server's texts, as they are shown.
+// Displays the tables of a result, and the server's texts.
 #pragma once
 
 #include <string_view>
@@ -14,7 +14,7 @@ bool ShowTables(const CVekTaskResult& result, Output& output);
 // "fill\x01OrdNo=A00001\x01Left=0" in UTF-8: values with a name become fields, and the text is readable.
 Note ReportNote(std::string_view bytes);
 
-// The parts between 0x01, in UTF-8.
+// The parts separated by 0x01, in UTF-8.
 std::vector<std::string> Parts(std::string_view bytes);
 
 }  // namespace VekTerm

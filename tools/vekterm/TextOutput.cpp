@@ -8,7 +8,7 @@ namespace VekTerm {
 
 namespace {
 
-// What comes by itself is told apart from what was asked for.
+// Distinguishes events from answers.
 std::string Label(const std::string& kind) {
   for (const char* const event : {"state", "fate", "report", "late", "stray", "trace", "sent", "burst"})
     if (kind == event) return kind + std::string(9 - kind.size(), ' ');
@@ -17,7 +17,7 @@ std::string Label(const std::string& kind) {
 
 }  // namespace
 
-// Each line by itself: what comes from the server cannot steer the terminal.
+// Line by line, so that bytes from the server cannot control the terminal.
 void TextOutput::Tell(const Note& note) {
   std::string lines = Label(note.kind);
   for (std::size_t at = 0; at <= note.text.size();) {

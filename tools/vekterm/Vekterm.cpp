@@ -22,7 +22,7 @@ class Terminal : public Screen {
   void PrintError(const std::string& lines) override {
     editor_ != nullptr ? editor_->Print(lines, true) : Console::WriteError(lines);
   }
-  // Null: nobody edits.
+  // Null if lines are not edited.
   void Edit(LineEditor* editor) { editor_ = editor; }
 
  private:
@@ -63,7 +63,7 @@ EExit RunTyped(Shell& shell, Client& client, Output& output, Terminal& terminal)
   return kDone;
 }
 
-// A script has no use for a session that may come up some time.
+// A script cannot use a session that may come up at some later time.
 void ExpectUp(Client& client, const Options& options) {
   if (client.WaitUntilSettled(std::chrono::seconds(options.patienceSeconds))) return;
   const CVekEvent& state = client.LastState();

@@ -18,7 +18,7 @@ void OnSignal(int number) {
   (number == SIGINT ? interrupted : mustEnd) = true;
 }
 
-// Nobody reads any more: then nothing more is to be done unseen.
+// The reader of the output has gone: continuing unseen makes no sense.
 void WriteTo(int file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(file, text.data(), text.size());
@@ -28,7 +28,7 @@ void WriteTo(int file, std::string_view text) {
   }
 }
 
-// Without echo while it lives.
+// Turns echo off for its lifetime.
 class Quiet {
  public:
   explicit Quiet(int terminal) : terminal_(terminal) {
@@ -96,10 +96,10 @@ std::optional<std::string> AskSecret(std::string_view prompt) {
   return line;
 }
 
-// A pipe whose reader has gone is found when writing to it fails.
+// A broken pipe is reported by the failing write.
 void WatchSignals() {
   struct sigaction action {};
-  action.sa_handler = OnSignal;  // without SA_RESTART: a wait for input ends
+  action.sa_handler = OnSignal;  // without SA_RESTART, so that a wait for input ends
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
   action.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &action, nullptr);

@@ -96,11 +96,11 @@ class LineEditor::Impl {
       std::mbstate_t state{};
       const std::size_t used = std::mbrtowc(&character, bytes.data(), bytes.size(), &state);
       if (used <= bytes.size()) return 1;
-      if (used == static_cast<std::size_t>(-1)) bytes.clear();  // no character: left out
+      if (used == static_cast<std::size_t>(-1)) bytes.clear();  // not a character: ignored
     }
   }
 
-  // A long line takes several rows; all of it is cleared.
+  // A long line takes several rows; all are cleared.
   std::string ToStartOfLine() {
     winsize size{};
     const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;

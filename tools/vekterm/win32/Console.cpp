@@ -15,7 +15,7 @@ bool IsConsole(HANDLE handle) {
   return GetConsoleMode(handle, &mode) != 0;
 }
 
-// Nobody reads any more: then nothing more is to be done unseen.
+// The reader of the output has gone: continuing unseen makes no sense.
 void WriteTo(HANDLE handle, std::string_view text) {
   DWORD written = 0;
   if (IsConsole(handle)) {
@@ -30,7 +30,7 @@ void WriteTo(HANDLE handle, std::string_view text) {
   }
 }
 
-// On a thread of the system. When it returns for a closed window, the process ends at once.
+// On a thread of the system. If it returns for a closed window, the process ends at once.
 BOOL WINAPI OnSignal(DWORD kind) {
   if (kind == CTRL_C_EVENT) {
     interrupted = true;

@@ -13,8 +13,8 @@ constexpr std::string_view kPrompt = "vek> ";
 
 }  // namespace
 
-// The console's line mode keeps what is typed to itself, so that nothing could be printed meanwhile: keys are
-// taken one by one.
+// The console's line mode hides the line being typed, so that nothing could be printed meanwhile: keys are
+// read one by one.
 class LineEditor::Impl {
  public:
   explicit Impl(EditorEvents events) : events_(std::move(events)) {

@@ -1,4 +1,4 @@
-// UTF-8 and the UTF-16 of the console.
+// Converts between UTF-8 and the console's UTF-16.
 #pragma once
 
 #include <windows.h>
@@ -17,7 +17,7 @@ inline std::wstring Wide(std::string_view text) {
 }
 
 inline std::string Narrow(std::wstring_view wide) {
-  std::string text(wide.size() * 3, '\0');  // a unit takes three bytes at the most
+  std::string text(wide.size() * 3, '\0');  // a unit takes at most three bytes
   const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(),
                                          static_cast<int>(text.size()), nullptr, nullptr);
   text.resize(static_cast<std::size_t>(length));
