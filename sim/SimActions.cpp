@@ -55,7 +55,7 @@ void ReadRestart(const SimField& field, SimAction& action) {
 struct Deed {
   SimDeed deed;
   std::string_view name;
-  std::string_view more;  ///< other fields it has, separated by blanks
+  std::string_view more;  ///< other fields it accepts, separated by blanks
   std::int64_t least, most;
   void (*read)(const SimField&, SimAction&);  ///< null: the field is a number from least to most
 };

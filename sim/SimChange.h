@@ -20,7 +20,7 @@ struct SimChange {
 
 /// One line, without a line feed: words separated by one blank.
 std::string LineOf(const SimChange& change);
-/// Empty if the line is none of LineOf's.
+/// Empty if the line was not written by LineOf.
 std::optional<SimChange> ReadChange(std::string_view line);
 
 }  // namespace VekSim

@@ -12,17 +12,17 @@ namespace VekSim {
 
 class SimField;
 
-/// What a script, or the page, can make the server do.
+/// What a script, or the page, can have the server do.
 enum class SimDeed {
   Accept,   ///< the new order rests, whatever its price
-  Reject,   ///< `number` is the code, `text` the reason; at once in the answer, later by a report
+  Reject,   ///< `number` is the code, `text` the reason; in the answer, or later by a report
   Fill,     ///< `lots` lots (0: all that is left) at `price` (0: the order's own, or the last)
   Ack,      ///< `text` is "missing", "doubled" or "late": the acknowledgement, or a query's result
   Price,    ///< `product` moves to `price`, or by up to `walk` ticks either way; `lots` trade there
   Burst,    ///< `number` reports with `text`
-  Silence,  ///< nothing is answered for `number` ms; 0: ever
-  Stall,    ///< nothing is read for `number` ms; 0: ever
-  Delay,    ///< every write waits `number` ms; 0: no more
+  Silence,  ///< nothing is answered for `number` ms; 0: forever
+  Stall,    ///< nothing is read for `number` ms; 0: forever
+  Delay,    ///< every write waits `number` ms; 0: no longer
   Cut,      ///< the stream ends after `number` more bytes
   Garbage,  ///< `number` bytes of noise
   Close,    ///< the link ends, with a reset if `text` is "reset"
@@ -55,19 +55,18 @@ struct SimRule {
 
 struct SimDay {
   std::uint32_t seed = 1;                                       ///< of noise and walks
-  std::chrono::microseconds start = std::chrono::minutes(525);  ///< time of day when the server starts: 08:45
+  std::chrono::microseconds start = std::chrono::minutes(525);  ///< time of day at the server's start: 08:45
   std::vector<SimRule> rules{};
 };
 
 /// Reads a script; docs/simulator.md describes it. Throws std::runtime_error, "FILE:LINE: FIELD: words", if
-/// it is wrong.
+/// it is invalid.
 SimDay ReadDay(std::string_view json, const std::string& file);
-/// What an action does, in words: "fill 1 at 18250".
+/// Describes an action: "fill 1 at 18250".
 std::string TextOf(const SimAction& action);
-/// Reads one action, as in a script, from a member of `json` and the members beside it that belong to it.
-/// Throws JsonError.
+/// Reads one action, as in a script, from a member of `json` and the accompanying members. Throws JsonError.
 SimAction ReadAction(const SimField& json);
-/// Whether it is done to one request, and so cannot be done at a time.
+/// Whether it applies to one request, and so cannot be scheduled for a time.
 bool NeedsRequest(SimDeed deed);
 
 }  // namespace VekSim

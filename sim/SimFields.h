@@ -10,8 +10,7 @@
 
 namespace VekSim {
 
-/// A value of a script and its path. Whatever is not as it should be throws JsonError with line, path and
-/// words.
+/// A value of a script and its path. Invalid values throw JsonError with line, path and words.
 class SimField {
  public:
   SimField(const Json& json, std::string path) : json_(&json), path_(std::move(path)) {}
@@ -21,11 +20,11 @@ class SimField {
   [[noreturn]] void Fail(const std::string& words) const;
 
   bool Has(std::string_view name) const { return json_->Member(name) != nullptr; }
-  SimField At(std::string_view name) const;  ///< fails if there is none
+  SimField At(std::string_view name) const;  ///< fails if absent
   SimField At(std::size_t index) const;
   /// Fails if this is not an object, or has other members than these.
   void Only(const std::vector<std::string_view>& names) const;
-  std::size_t Count() const;  ///< of a list; fails if it is none
+  std::size_t Count() const;  ///< of a list; fails for anything else
 
   std::int64_t Whole(std::int64_t least, std::int64_t most) const;
   std::string Text() const;

@@ -113,7 +113,7 @@ bool HttpReader::ReadLine(std::string_view line) {
   if (colon == std::string_view::npos || !IsToken(line.substr(0, colon))) return false;
   std::string name(line.substr(0, colon));
   for (char& c : name) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  // Twice the same header: whoever stands in between may have believed the other one.
+  // A repeated header: a proxy in between may have used the other one.
   return request_.headers.emplace(std::move(name), Trimmed(line.substr(colon + 1))).second;
 }
 

@@ -9,8 +9,8 @@ namespace {
 
 constexpr std::size_t kDeepest = 32;
 
-/// Counts lines as the parser reads. A line feed belongs to the line that it ends, so a number that the
-/// parser knows to be whole only at the line feed behind it is on its own line.
+/// Counts lines as the parser reads. A line feed belongs to the line it ends, so that a number, whose end the
+/// parser recognises only at the line feed after it, is on its own line.
 class LineIterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -41,7 +41,7 @@ std::string Reason(std::string_view what) {
   return std::string(at == std::string_view::npos ? what : what.substr(at));
 }
 
-/// Builds the value from what the parser meets.
+/// Builds the value from the parser's events.
 class Builder {
  public:
   using number_integer_t = nlohmann::json::number_integer_t;
@@ -66,7 +66,7 @@ class Builder {
     json.text = std::move(value);
     return Add(std::move(json));
   }
-  bool binary(binary_t&) { return true; }  // there is none in a text
+  bool binary(binary_t&) { return true; }  // JSON text has none
   bool start_object(std::size_t) { return Open(Json::Kind::Object); }
   bool start_array(std::size_t) { return Open(Json::Kind::List); }
   bool end_object() { return Close(); }
@@ -102,7 +102,7 @@ class Builder {
     Json json;
     json.kind = kind;
     open_.push_back(
-        &Place(std::move(json)));  // stays where it is: nothing is added beside it until it is closed
+        &Place(std::move(json)));  // stays at its address: nothing is added beside it until it is closed
     return true;
   }
   bool Close() {

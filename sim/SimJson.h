@@ -7,17 +7,17 @@
 
 namespace VekSim {
 
-/// A value of a JSON text, with the line it stands on.
+/// A value of a JSON text, with its line.
 struct Json {
   enum class Kind { Null, Boolean, Number, Text, List, Object };
   Kind kind = Kind::Null;
-  int line = 1;               ///< from 1; of a list or an object, where it begins
+  int line = 1;               ///< from 1; of a list or an object, its first
   std::string key{};          ///< of a member of an object
   std::string text{};         ///< Text
   double number = 0;          ///< Number; Boolean: 1 or 0
   std::vector<Json> items{};  ///< of a list; of an object: its members, in order
 
-  const Json* Member(std::string_view name) const;  ///< null if there is none
+  const Json* Member(std::string_view name) const;  ///< null if absent
 };
 
 /// what() begins with the line: "12: rules[3].after: ..."

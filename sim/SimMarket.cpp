@@ -115,7 +115,7 @@ SimTrade SimMarket::Amend(const SimLogin& login, const SimRequest& request) {
   const std::string lots = ArgumentOf(request, "qty"), points = ArgumentOf(request, "price");
   const int quantity = lots.empty() ? order->quantity : ReadCount(lots);
   const int price = points.empty() ? order->price : ReadPrice(points);
-  // Not below what is filled: then nothing would be left, and that is a cancel.
+  // Not below the filled quantity: nothing would be left, and that is a cancel.
   if (quantity <= order->filled) return No(SimReject::BadQuantity);
   if (quantity > order->quantity) return No(SimReject::QuantityNotLess);
   if (!points.empty() && !IsPrice(price, *Find(order->product))) return No(SimReject::BadPrice);

@@ -68,14 +68,14 @@ class SimMarket {
   /// A verb of IsTrade. With `hold` a new order rests, whatever its price, until Fill or Reject.
   SimTrade Trade(const SimLogin& login, const SimRequest& request, bool hold = false);
 
-  // What happens without a request. An order that is unknown or has nothing left: a rejection, nothing
-  // changed.
+  // Events without a request. For an order that is unknown or has nothing left they return a rejection and
+  // change nothing.
   /// Fills `quantity` lots (0, or more than is left: all) at `price` (0: the order's own, or the last).
   SimTrade Fill(const std::string& number, int quantity, int price);
   /// The exchange rejects what is left.
   SimTrade Reject(const std::string& number, const SimRejection& why);
   /// The last price becomes `price` (rounded to a tick, at least one), at which `lots` lots trade; resting
-  /// orders that it reaches fill, at their own prices. Nothing happens if there is no such product.
+  /// orders that it reaches fill, at their own prices. No effect if there is no such product.
   std::vector<SimTrade> Move(std::string_view product, int price, int lots);
 
   const std::vector<SimOrder>& Orders() const { return orders_; }
@@ -83,7 +83,7 @@ class SimMarket {
   std::vector<Level> Book(std::string_view product) const;  ///< best prices first, sells before buys
   /// Forgets orders, deals and prices.
   void Forget();
-  /// Repeats a change that an earlier market made; false, and nothing happens, if it does not fit.
+  /// Repeats a change made by an earlier market; false, without effect, if it does not fit.
   bool Restore(const SimChange& change);
 
   std::function<std::chrono::microseconds()> timeOfDay{};  ///< for orders and reports; empty: midnight
@@ -93,7 +93,7 @@ class SimMarket {
   SimTrade New(const SimLogin& login, const SimRequest& request, bool hold);
   SimTrade Amend(const SimLogin& login, const SimRequest& request);
   SimTrade Cancel(const SimLogin& login, const SimRequest& request);
-  /// Why an order is rejected, if it is.
+  /// Why an order is rejected; none if it is not.
   static SimRejection Fault(const SimLogin& login, const SimOrder& order, const SimRequest& request);
   SimOrder* Seen(const SimLogin& login, const SimRequest& request);
   SimOrder* Open(const std::string& number, SimRejection& why);
@@ -107,7 +107,7 @@ class SimMarket {
   std::chrono::microseconds TimeOfDay() const {
     return timeOfDay ? timeOfDay() : std::chrono::microseconds();
   }
-  /// Every change goes through here.
+  /// All changes are made here.
   void Make(const SimChange& change);
   bool Fits(const SimChange& change);
   void Apply(const SimChange& change);

@@ -51,8 +51,8 @@ bool SimMarket::Reaches(const SimOrder& order) const {
   return order.price == 0 || (order.side == 'B' ? order.price >= last : order.price <= last);
 }
 
-// An order that meets the price: at the last price, in two parts if it can, so that clients see partial
-// fills.
+// An order that meets the price fills at the last price, in two parts if possible, so that clients see
+// partial fills.
 void SimMarket::Match(SimOrder& order, std::vector<std::string>& reports) {
   if (order.held) return;
   const Quote quote = QuoteOf(order.product);

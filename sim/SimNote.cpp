@@ -31,7 +31,7 @@ std::string TextOf(const SimNote& note, std::chrono::microseconds start) {
   if (note.code != 0) line += ' ' + std::to_string(note.code);
   Add(line, note.order);
   Add(line, note.detail);
-  // What clients send must not pass for lines of the log, nor move a terminal's cursor.
+  // Text from clients must not look like lines of the log, nor move a terminal's cursor.
   std::replace_if(
       line.begin(), line.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, '|');
   return line;

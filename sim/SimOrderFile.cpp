@@ -35,7 +35,7 @@ SimOrderFile::SimOrderFile(const std::string& path) : path_(path) {
   if (!fresh && !text_.starts_with(kFirstLine)) {
     throw std::runtime_error(path + ":1: not a file of orders: expected \"veksim orders 1\"");
   }
-  // Behind a torn line the next one would be lost with it.
+  // After a torn line the next one would be lost too.
   if (text_.size() != all) std::filesystem::resize_file(path, text_.size());
   file_ = std::fopen(path.c_str(), "ab");
   if (file_ == nullptr) CannotWrite(path);

@@ -9,12 +9,12 @@ namespace VekSim {
 
 class SimMarket;
 
-/// A file of a market's changes, one line each, written before anybody is told. A last line that is not whole
-/// is dropped: the change was not told to anybody. A whole line that does not fit is an error. For one
+/// A file of a market's changes, one line each, written before anyone is told. An incomplete last line is
+/// dropped, because nobody was told of its change. A complete line that does not fit is an error. For one
 /// thread.
 class SimOrderFile {
  public:
-  /// Creates the file if it is not there; an empty path opens nothing. Throws std::runtime_error.
+  /// Creates the file if it does not exist; an empty path opens nothing. Throws std::runtime_error.
   explicit SimOrderFile(const std::string& path);
   ~SimOrderFile();
   SimOrderFile(const SimOrderFile&) = delete;
@@ -28,7 +28,7 @@ class SimOrderFile {
 
  private:
   std::string path_;
-  std::string text_;  ///< whole lines found at the start
+  std::string text_;  ///< complete lines found at the start
   std::FILE* file_ = nullptr;
 };
 

@@ -34,7 +34,7 @@ std::string ErrorJson(const std::string& words) {
 
 }  // namespace
 
-/// One connection: one request, and its answer, which may go on for ever.
+/// One connection: one request, and its answer, which may continue forever.
 class SimPage::Visit : public std::enable_shared_from_this<Visit> {
  public:
   Visit(SimPage& page, tcp::socket socket)
@@ -49,7 +49,7 @@ class SimPage::Visit : public std::enable_shared_from_this<Visit> {
   }
   void Send(std::string_view bytes) {
     unsent_.append(bytes);
-    if (unsent_.size() > kMostUnsent) return Close();  // it does not read
+    if (unsent_.size() > kMostUnsent) return Close();  // the browser does not read
     Write();
   }
   void Answer(int status, std::string_view type, std::string_view body) {
@@ -79,7 +79,7 @@ class SimPage::Visit : public std::enable_shared_from_this<Visit> {
                             });
   }
 
-  // What comes behind the request is not read as another one.
+  // Bytes after the request are not read as another one.
   void OnBytes(std::string_view bytes) {
     if (answered_ || streams_) return;
     const int status = reader_.Feed(bytes);
@@ -153,7 +153,7 @@ void SimPage::Accept() {
   });
 }
 
-// On a loopback address other names are those of sites that lead their visitors' browsers here.
+// On a loopback address, other names are those of sites that redirect their visitors' browsers here.
 bool SimPage::FromHere(const HttpRequest& request) const {
   if (!loopback_) return true;
   const std::string port = host_.substr(host_.rfind(':')), host = request.Header("host");

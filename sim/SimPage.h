@@ -14,12 +14,12 @@ namespace VekSim {
 
 struct SimCore;
 
-/// The page that shows a server and lets it misbehave by hand: a small HTTP server on the server's own
+/// The page that shows a server and lets users make it misbehave: a small HTTP server on the server's own
 /// thread.
 ///
-/// Whoever asks must name this server as the host, so that no name of another site leads here, and all but
-/// the page itself takes the token. On a loopback address the page has the token in it, which no other site's
-/// page can read; elsewhere the page takes it too, in its address.
+/// Every request must name this server as its host, so that no other site's name can be resolved to it, and
+/// all but the page itself require the token. On a loopback address the page contains the token, which no
+/// other site's page can read; elsewhere the page requires it too, in its address.
 class SimPage {
  public:
   /// Listens at once. Throws std::system_error.
@@ -28,7 +28,7 @@ class SimPage {
   SimPage(const SimPage&) = delete;
   SimPage& operator=(const SimPage&) = delete;
 
-  std::string Url() const;  ///< with the token, if it is needed
+  std::string Url() const;  ///< with the token, if required
   void Start();
   void Stop();
 
@@ -43,14 +43,14 @@ class SimPage {
 
   SimCore& core_;
   asio::ip::tcp::acceptor acceptor_;
-  std::string host_;  ///< as browsers send it, with the port
+  std::string host_;  ///< as sent by browsers, with the port
   bool loopback_ = true;
   std::string token_;
-  std::deque<std::string> notes_;  ///< the last ones, as JSON
+  std::deque<std::string> notes_;  ///< the latest, as JSON
   std::set<std::shared_ptr<Visit>> visits_;
 };
 
-/// What the page shows, as a JSON object; `notes` are JSON objects.
+/// The state shown by the page, as a JSON object; `notes` are JSON objects.
 std::string PageState(SimCore& core, const std::deque<std::string>& notes);
 /// The page itself, sim/page.html.
 extern const std::string_view kPageHtml;

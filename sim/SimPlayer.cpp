@@ -25,7 +25,7 @@ bool IsOfLink(SimDeed deed) {
          deed == SimDeed::Cut || deed == SimDeed::Garbage || deed == SimDeed::Close;
 }
 
-/// What a link is from now on; `over` ends it.
+/// The faults of a link after an action; `over` undoes it.
 LinkFaults Changed(LinkFaults faults, const SimAction& action, bool over) {
   if (action.deed == SimDeed::Silence) faults.silent = !over;
   if (action.deed == SimDeed::Stall) faults.stall = !over;
@@ -121,12 +121,12 @@ void SimPlayer::At(std::chrono::microseconds due, std::function<void()> what) {
 }
 
 void SimPlayer::Tick() {
-  if (core_.due) return;  // already at it
+  if (core_.due) return;  // already doing so
   const auto now = core_.Now();
   while (const auto due = timetable_.Next()) {
     const auto what = timetable_.Take(now);
     if (!what) break;
-    core_.due = due;  // things happen when they are due, however late the thread is
+    core_.due = due;  // actions happen at their due times, however late the thread is
     what();
     core_.due.reset();
   }

@@ -16,9 +16,9 @@ namespace VekSim {
 
 struct SimCore;
 
-/// What the day's rules do to one request, or to one step of a handshake.
+/// The effect of the day's rules on one request, or on one step of a handshake.
 struct SimPlay {
-  std::chrono::microseconds met{};  ///< when it happened: actions count from there
+  std::chrono::microseconds met{};  ///< when it happened: delays of actions count from then
   SimRejection rejection{};
   bool hold = false;                  ///< a new order waits for its fills
   int copies = 1;                     ///< of its acknowledgement
@@ -27,7 +27,7 @@ struct SimPlay {
   std::vector<SimAction> later{};     ///< done after it, or at their times
 };
 
-/// Plays a day's rules, and actions that are asked for. Used on the server's thread only.
+/// Plays a day's rules, and actions requested by hand. Used on the server's thread only.
 class SimPlayer {
  public:
   explicit SimPlayer(SimCore& core);
@@ -36,19 +36,19 @@ class SimPlayer {
 
   SimPlay Meet(const SimRequest& request);
   SimPlay MeetHandshake(std::string_view step);
-  /// Before the answer: ends, garbage, and whatever else happens to the stream.
+  /// Before the answer: link ends, garbage, and other effects on the stream.
   void PlayFirst(const SimPlay& play, int session);
   /// After the answer; `order` is the order's number, if there is one.
   void PlayLater(const SimPlay& play, int session, const std::string& order);
 
-  /// Session 0 stands for all. False if there is no such order, or nothing is left of it.
+  /// Session 0 stands for all. False if there is no such order, or nothing of it is left.
   bool Do(const SimAction& action, int session, const std::string& order);
   void At(std::chrono::microseconds due, std::function<void()> what);
-  /// Does what is due. With SimConfig::clock nobody else calls it.
+  /// Performs due actions. With SimConfig::clock there is no other caller.
   void Tick();
 
  private:
-  /// How often a rule's event has happened.
+  /// How often a rule's event has occurred.
   struct Counted {
     SimRule rule;
     int met = 0;

@@ -19,7 +19,7 @@ std::uint64_t Low(std::string_view bytes, std::size_t at, std::size_t size) {
   return value;
 }
 
-/// What is wrong with a record; null if nothing is.
+/// Why a record is invalid; null if it is valid.
 const char* RecordFault(std::string_view head) {
   if (Low(head, 0, 4) > kMostContent) return "a record is too long";
   if (head[4] < 0 || head[4] > kLastRecordKind) return "no such kind of record";

@@ -26,7 +26,7 @@ namespace VekSim {
 enum class SimReject { None = 0, VEKSIM_REJECTS(VEKSIM_REJECT_CODE) };
 #undef VEKSIM_REJECT_CODE
 
-/// What a request is rejected with. Scripts use codes and texts (UTF-8) of their own, too.
+/// A rejection of a request. Scripts may use other codes and texts (UTF-8).
 struct SimRejection {
   int code = 0;  ///< 0: not rejected
   std::string text{};

@@ -18,7 +18,7 @@ using asio::ip::tcp;
 
 constexpr std::chrono::hours kLongestPause{1};
 
-/// Pieces do not count: a client may cut a text in other places.
+/// Pieces do not count: a client may split a text elsewhere.
 bool Counts(std::string_view packet) {
   return CodeOf(packet) != Code::kHeartbeat && CodeOf(packet) != Code::kPiece;
 }
@@ -34,7 +34,7 @@ std::string KeyOf(std::string_view packet) {
 
 }  // namespace
 
-/// One link's packets, played to its client.
+/// Plays one link's packets to its client.
 class SimReplayed : public std::enable_shared_from_this<SimReplayed> {
  public:
   SimReplayed(const std::vector<SimRecorded>& packets, bool fast, std::shared_ptr<SimLink> link,
@@ -106,7 +106,7 @@ class SimReplayed : public std::enable_shared_from_this<SimReplayed> {
   PacketCutter cutter_;
   std::string key_;
   std::size_t next_ = 0;
-  std::size_t arrived_ = 0;  ///< packets of the client that are not yet passed
+  std::size_t arrived_ = 0;  ///< packets from the client not yet matched
   bool waiting_ = false;
   bool paused_ = false;  ///< the pause before the next packet is over
 };

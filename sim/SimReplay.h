@@ -20,8 +20,8 @@ struct SimRecorded {
 };
 
 struct SimRecording {
-  std::vector<std::vector<SimRecorded>> links{};  ///< in the order in which they began
-  bool cut = false;                               ///< it ends within a record, which is left out
+  std::vector<std::vector<SimRecorded>> links{};  ///< in the order of their starts
+  bool cut = false;                               ///< ends within a record, which is omitted
 };
 
 /// Reads a recording; docs/recordings.md describes it. Throws std::runtime_error, "FILE: byte N: words".
@@ -34,9 +34,9 @@ struct SimReplayConfig {
   std::function<void(const SimNote&)> log{};  ///< on the replay's thread; may be empty
 };
 
-/// Plays the server's side of a recording: the n-th link that is accepted gets what the n-th recorded link
-/// got, each packet when the client has sent what it had sent before it, and as long after that. What the
-/// client sends is only counted; heartbeats do not count. Behind the last packet the link ends.
+/// Plays the server's side of a recording: the n-th accepted link receives what the n-th recorded link
+/// received, each packet once the client has sent as many packets as before it, and after the recorded pause.
+/// Packets from the client are only counted, except heartbeats. After the last packet the link ends.
 ///
 /// One thread, which has ended when the destructor returns. Methods may be called from any other thread.
 class SimReplay {

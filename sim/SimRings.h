@@ -10,8 +10,8 @@
 
 namespace VekSim {
 
-/// The gateway's side of one shared-memory link: creates both rings, reads what the client sends and writes
-/// what it is to receive. Implemented from the layout alone; of the library it uses only the operating system
+/// The gateway's side of one shared-memory link: creates both rings, reads the client's bytes and writes
+/// those for the client. Implemented from the layout alone; of the library it uses only the operating system
 /// layer.
 ///
 /// One thread may read and write while another waits.

@@ -51,8 +51,8 @@ struct SimRequest {
 };
 
 enum class TimeInForce : char {
-  RestOfDay = 'R',          ///< ROD: what does not trade at once rests
-  ImmediateOrCancel = 'I',  ///< IOC: what does not trade at once is cancelled
+  RestOfDay = 'R',          ///< ROD: the quantity not traded at once rests
+  ImmediateOrCancel = 'I',  ///< IOC: the quantity not traded at once is cancelled
   FillOrKill = 'F',         ///< FOK: trades whole at once, or is cancelled
 };
 
@@ -68,8 +68,8 @@ struct SimOrder {
   int cancelled = 0;
   int price = 0;  ///< in ticks of a hundredth; 0 for a market order
   TimeInForce force = TimeInForce::RestOfDay;
-  bool held = false;   ///< the market leaves it alone: it trades when a script or the page says so
-  int rejectCode = 0;  ///< not 0: the exchange rejected what was left of it
+  bool held = false;   ///< the market does not trade it: only a script or the page does
+  int rejectCode = 0;  ///< not 0: the exchange rejected the remaining quantity
   unsigned rank = 0;   ///< lower trades first at the same price
   std::chrono::microseconds at{};  ///< time of day of its acceptance
 };
@@ -82,7 +82,7 @@ struct SimSeen {
   std::vector<SimSignOn> signOns{};
   std::vector<SimPassChange> passChanges{};
   std::vector<SimRequest> requests{};  ///< likewise
-  std::vector<SimOrder> orders{};      ///< in the order of acceptance
+  std::vector<SimOrder> orders{};      ///< in order of acceptance
   std::map<int, bool> signedOn{};      ///< open sessions; true once signed on
   std::size_t sessions = 0;            ///< links ever accepted
   std::size_t closed = 0;              ///< links that ended, on either side

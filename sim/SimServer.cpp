@@ -97,7 +97,7 @@ class SimServer::Impl {
   SimCore core;
 
  private:
-  // An exception is an order that could not be written to its file: then nothing more may be answered.
+  // An exception means that an order could not be written to its file: then nothing more may be answered.
   void Run() {
     for (;;) {
       try {
@@ -118,7 +118,7 @@ class SimServer::Impl {
   }
 
   void Restart(bool memory, std::chrono::milliseconds down) {
-    const auto up = core.Now() + down;  // before a client knows of it
+    const auto up = core.Now() + down;  // before any client learns of it
     asio::error_code ignored;
     acceptor_.close(ignored);
     for (const auto& [id, session] : std::map(core.sessions)) session->Link().Close(true);
@@ -175,7 +175,7 @@ class SimServer::Impl {
   SimOrderFile orders_;
   std::optional<SimPage> page_;
   int lastId_ = 0;
-  // Without it the thread would end while a server that is down has neither links nor an acceptor.
+  // Otherwise the thread would end while a server is down, with neither links nor an acceptor.
   asio::executor_work_guard<asio::io_context::executor_type> work_{core.io.get_executor()};
   std::mutex stopping_;
   std::thread thread_;

@@ -65,12 +65,12 @@ class SimServer {
   /// Ends the link: after sending what is queued, or at once with a reset.
   bool Disconnect(int session, bool reset = false);
 
-  /// Does what a script could do. Session kAll stands for every session; `order` is an order's number, for a
-  /// Fill or a Reject. It is done when this returns; false if there is no such order, or nothing is left of
-  /// it.
+  /// Performs an action, as a script could. Session kAll stands for every session; `order` is an order's
+  /// number, for a Fill or a Reject. Complete on return; false if there is no such order, or nothing of it is
+  /// left.
   bool Play(const SimAction& action, int session = kAll, const std::string& order = {});
-  /// With SimConfig::clock: does what has become due, and returns when it is done. Timed actions wait for
-  /// this.
+  /// With SimConfig::clock: performs the actions that have become due, complete on return. Timed actions wait
+  /// for this call.
   void Tick();
 
   // What the server has received.

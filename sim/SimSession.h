@@ -40,7 +40,7 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   void OnBatch(const std::string& text);
   /// Timestamps and records a request; true if it was within the rate.
   bool Arrived(SimRequest& request, int code);
-  /// A request's text of the answer, with what became of it.
+  /// The text of the answer to a request, and the request's outcome.
   struct Done {
     SimPlay play;
     SimTrade trade;
@@ -54,7 +54,7 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   SimRejection Refusal(const Fault& fault, bool inRate, const SimPlay& play) const;
   void SendLate(const SimPlay& play, std::vector<std::string> packets);
   void Follow(const std::vector<Done>& all);
-  /// The queued fault of an event, or the refusal that the day wants.
+  /// The queued fault of an event, or the refusal required by the day's rules.
   Fault FaultOf(SimEvent event, const SimPlay& play);
   void Finish(const SimPlay& play, std::vector<std::string> packets, const Fault& fault);
   std::string SignOnText() const;

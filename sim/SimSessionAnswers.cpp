@@ -48,7 +48,7 @@ void SimSession::CutLong(const std::vector<std::string>& packets, std::size_t pi
   link_->Finish();
 }
 
-// One piece at a time, the next when the last has been sent: a client that stops reading stops this too.
+// One piece at a time, each after the previous one has been sent: a client that stops reading stops this too.
 void SimSession::SendPiece() {
   if (endless_ == 0) return;
   Send(TextPacket(Code::kPiece, std::string(endless_, 'x'), core_.config.order));

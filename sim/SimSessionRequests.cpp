@@ -111,7 +111,7 @@ void SimSession::OnBatch(const std::string& text) {
   Follow(all);
 }
 
-// One message for all that are acknowledged as they should be, and one for each other line.
+// One message for all normal acknowledgements, and one for each other line.
 void SimSession::Acknowledge(const std::vector<Done>& all, const Fault& fault) {
   const auto packets = [this](const std::string& lines) {
     return TextPackets(Code::kAck, lines, core_.config.order);

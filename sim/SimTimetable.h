@@ -7,7 +7,7 @@
 
 namespace VekSim {
 
-/// Things to do at their times, in order. It has no clock of its own. For one thread.
+/// Actions scheduled by time, in order. It has no clock of its own. For one thread.
 class SimTimetable {
  public:
   using Time = std::chrono::microseconds;

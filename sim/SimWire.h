@@ -102,7 +102,7 @@ class PacketCutter {
   std::optional<std::string> Next();
   /// A length below 3 was received; nothing after it can be parsed.
   bool Broken() const { return broken_; }
-  /// What is there of the next packet.
+  /// The received part of the next packet.
   std::string Rest() const { return tail_.substr(start_); }
 
  private:

@@ -74,7 +74,7 @@ class ReportStream {
   std::int64_t sent_ = 0;
 };
 
-/// Until the program is interrupted, or `over`, which is asked every so often.
+/// Until the program is interrupted, or `over`, which is polled periodically.
 template <class Over>
 void AwaitInterrupt(int periodMs, const Over& over) {
   asio::io_context signals;
@@ -112,7 +112,7 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// The day, and the log, which shows its times.
+/// The day, and the log, which uses its times.
 void Prepare(VeksimOptions& options) {
   SimConfig& config = options.config;
   config.keepPackets = false;

@@ -36,7 +36,7 @@ std::string_view BehindType(std::string_view bytes, std::size_t typeAt) {
   return From(bytes, typeAt + 2);
 }
 
-// An IP packet of the version it states.
+// The IP packet; its version field tells IPv4 from IPv6.
 std::string_view IpOf(const Frame& frame) {
   switch (frame.linkType) {
     case kNull:

@@ -37,7 +37,7 @@ struct Request {
   bool shown = false;   // its fate is printed as an event: nothing waits for it
   std::int32_t fate = vsf_None;
   std::int32_t reason = 0;
-  std::string answer;       // the server's bytes: a line of an acknowledgement, or the text for a password
+  std::string answer;       // the server's bytes: an acknowledgement's line, or a password reply
   std::int64_t tookNs = 0;  // from sending to the answer
   bool Rejected() const;    // acknowledged with the word "rejected"
   bool Good() const;
