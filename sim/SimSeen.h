@@ -68,9 +68,9 @@ struct SimOrder {
   int cancelled = 0;
   int price = 0;  ///< in ticks of a hundredth; 0 for a market order
   TimeInForce force = TimeInForce::RestOfDay;
-  bool held = false;   ///< the market does not trade it: only a script or the page does
-  int rejectCode = 0;  ///< not 0: the exchange rejected the remaining quantity
-  unsigned rank = 0;   ///< lower trades first at the same price
+  bool held = false;               ///< the market does not trade it: only a script or the page does
+  int rejectCode = 0;              ///< not 0: the exchange rejected the remaining quantity
+  unsigned rank = 0;               ///< lower trades first at the same price
   std::chrono::microseconds at{};  ///< time of day of its acceptance
 };
 

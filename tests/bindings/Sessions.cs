@@ -80,7 +80,7 @@ internal static class Sessions
         throw new Exception("no " + typeof(T));
     }
 
-    // What is held can be taken back, what is answered cannot be.
+    // A held request can be withdrawn, an answered one cannot.
     private static async Task Cancel(VekSession session)
     {
         using (var cancel = new CancellationTokenSource())

@@ -18,7 +18,7 @@ import vekapi  # noqa: E402
 library, server, ending, seed = sys.argv[1:]
 STEPS = 150
 busy = threading.Event()
-clients, senders, gates = [], [], []  # those that were ever made, closed ones too
+clients, senders, gates = [], [], []  # all ever made, closed ones too
 
 
 class Session(vekapi.Handler):
@@ -26,7 +26,7 @@ class Session(vekapi.Handler):
 
     def __init__(self, dice, exit_code=None):
         self.dice, self.exit_code, self.reports = dice, exit_code, 0
-        self.opening = threading.Lock()  # connect() and disconnect() of a client are not called at the same time
+        self.opening = threading.Lock()  # connect() and disconnect() of a client must not overlap
         self.sender = None
 
     def on_ready(self, client):
@@ -35,7 +35,7 @@ class Session(vekapi.Handler):
             busy.set()
         len(client.sign_on_result().plain())
         if self.sender:
-            self.sender.set_rate(10, 5)  # no acknowledgement comes for what an earlier session sent
+            self.sender.set_rate(10, 5)  # requests sent in an earlier session are never acknowledged
         for _ in range(5):
             self.order()
 

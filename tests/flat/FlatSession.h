@@ -69,8 +69,7 @@ class FlatSession : public testing::Test {
   CVekClient client{};
   Dstl::wise_ref<TestMes> mes;
   Lines lines;
-  std::function<void(CVekClient*, const std::string&)>
-      onEvent;  // called inside every event with its recorded line
+  std::function<void(CVekClient*, const std::string&)> onEvent;  // called inside every event with its line
 
  private:
   static void Note(CVekClient* handle, void* user, const std::string& line) {

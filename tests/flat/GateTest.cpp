@@ -29,7 +29,7 @@ struct FlatGate : testing::Test {
     EXPECT_EQ(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
     EXPECT_NE(CVekFlowCtrl_CheckFlowCtrl(&gate), 0);
   }
-  // Runs the timer on another thread than the loop's.
+  // Runs the timer on a thread other than the loop's.
   void Acknowledge(unsigned count) {
     CVekFlowCtrl_SetAckTime(&gate, count);
     std::thread([&] { time.Advance(100); }).join();

@@ -54,14 +54,14 @@ class Stream {
 
   std::string Tcp() const { return ":" + server_.Setting(); }
   std::string SharedMemory() const { return gateway_.Setting(); }
-  // Stays at most some hundreds ahead of the numbers requested here: the test is about order, not memory.
+  // At most some hundreds ahead of the numbers requested here: the test is about order, not memory.
   void Pass() { passed_ += 20; }
 
  private:
   void Run() {
     for (int number = 0; !stop_;) {
       const std::string text = std::to_string(number);
-      // A number without a receiver is used again.
+      // A number without a receiver is reused.
       number += number % 8 != 0 ? server_.SendReport(SimServer::kAll, "#" + text)
                                 : server_.SendResult(SimServer::kAll, "#", "\x02T\n\x03N\n" + text + "\n");
       while (!stop_ && number > passed_ + 400) std::this_thread::yield();
@@ -113,7 +113,7 @@ class Program {
     return slots[Random(kSlots)];
   }
 
-  // ---- what happens ----
+  // ---- events ----
 
   template <class T>
   void Note(T& slot) {
@@ -186,7 +186,7 @@ class Program {
   static Slot<CVekClient>& At(void* user) { return *static_cast<Slot<CVekClient>*>(user); }
   static Program& Of(void* user) { return *At(user).program; }
 
-  // ---- what is done ----
+  // ---- actions ----
 
   void Step() {
     stream_.Pass();
@@ -218,7 +218,7 @@ class Program {
     for (unsigned i = Random(100); i != 0 && CVekMessageLoop_Dispatch(1) > 0; --i) stream_.Pass();
   }
 
-  // However slow the machine is, some session receives numbers.
+  // Some session receives numbers, however slow the machine is.
   void AwaitNumbers(Slot<CVekClient>& slot) {
     DeleteClient(slot);
     MakeClient(slot, true);
@@ -345,7 +345,7 @@ class Program {
 
   // A child may query everything it inherited, and must neither hang nor crash.
   void Fork() {
-    if (!TestSupport::kForksAtAnyMoment) return;  // nobody rests here
+    if (!TestSupport::kForksAtAnyMoment) return;  // the other threads never all sleep here
     const auto code = TestSupport::ExitCodeOfChild([this] {
       for (auto& slot : clients_) CVekClient_State(&slot.handle);
       CVekMessageLoop_Dispatch(0);

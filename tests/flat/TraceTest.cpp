@@ -17,7 +17,7 @@ class TracedClient : public FlatSession {
     Create();
     EXPECT_TRUE(CVekClient_SetTrace(&client, &OnTrace, this, vtl_Packets));
   }
-  // Everything that may be traced, until the client is gone.
+  // Enables every trace, until the client is deleted.
   void Live() {
     const auto connect = [&](const char* setting = ":TestMes:lend") {
       if (client.object) Connect(setting);
@@ -109,8 +109,8 @@ TEST_F(TracedClient, ShowsLinksFromBeginToEnd) {
             "5=up\n5=closed (117)\n");
 }
 
-// At every event of a life: deleted, disconnected, connected anew, the trace ended. What is gone is not
-// touched.
+// At every event of a session's life the client is deleted, disconnected, reconnected, or its trace ended.
+// What has been freed is not accessed.
 TEST_F(TracedClient, EndedInEveryEvent) {
   const std::function<void(CVekClient*)> acts[] = {
       [](CVekClient* h) { CVekClient_Delete(h); }, [](CVekClient* h) { CVekClient_Disconnect(h); },
@@ -132,7 +132,7 @@ TEST_F(TracedClient, EndedInEveryEvent) {
   }
 }
 
-// One thread sends and one receives, while a third one switches. Every call has its own trace's `user`.
+// One thread sends, one receives, a third switches the trace. Every call has its own trace's `user`.
 TEST_F(TracedClient, SwitchedWhilePacketsFlow) {
   constexpr int kCount = 2000;
   SignOn();

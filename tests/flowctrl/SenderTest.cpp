@@ -30,7 +30,7 @@ TEST_F(SenderTest, NoneOvertakesWhatIsHeld) {
   sender->SetFlowCtrl(1, 100);
   EXPECT_TRUE(SendOne("a\n1"));
   EXPECT_FALSE(SendOne("b\n2"));
-  // Open again but not noticed yet: the timer has not expired.
+  // Open again but not yet noticed: the timer has not expired.
   sender->SetFlowCtrl(2, 100);
   EXPECT_TRUE(SendOne("c\n3")) << "the check on the way sent both";
   EXPECT_EQ(TakeMessages(), (Lines{"a\n1", "b\n2\nc\n3"}));

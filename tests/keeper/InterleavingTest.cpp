@@ -1,6 +1,6 @@
-// Every interleaving of three requests over two links: an application that submits and withdraws, a thread
-// that hands over, a system that takes bytes when it likes, a server that acknowledges, time that runs out, a
-// link that breaks. The ledger is the real one; what is around it is as small as can be.
+// Every interleaving of three requests over two links: an application that submits and withdraws, a sending
+// thread, a system that accepts bytes at any time, a server that acknowledges, expiring timeouts, a link that
+// breaks. The ledger is the real one; everything around it is as small as possible.
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -12,7 +12,7 @@
 
 namespace VekApi {
 
-// Moves that only time or a fault could bring about.
+// Moves that only time or a fault could cause.
 struct TLedgerPeer {
   static void RunOut(TLedger& ledger, std::uint64_t ticket) {
     ledger.due_.Put(*ledger.pool_.Find(ticket), 0);
@@ -52,7 +52,7 @@ class World final : private TLedgerPort {
     while (TEvent* const event = told_.Pop()) ledger_.OnDelivered(*event);
   }
 
-  // The moves that are possible now, by number; the same in every world that came here the same way.
+  // The moves possible now, by number; the same in every world reached by the same moves.
   std::vector<int> Moves() const {
     std::vector<int> moves;
     const auto may = [&](bool possible, int move) {
@@ -93,7 +93,7 @@ class World final : private TLedgerPort {
     if (move >= 10 && move < 20) ledger_.Withdraw(requests_[move - 10].ticket, vsr_Withdrawn, 0);
     if (move >= 20 && move < 30) RunOut(requests_[move - 20].ticket);
     if (move >= 30 && move < 40) Accept(kBytes, move - 30);
-    if (move == 40) returned_ = true;  // full, or dead
+    if (move == 40) returned_ = true;  // full, or broken
     if (move == 41) {
       Accept(1, 1);
       sentAll_ = alive_ = false;
@@ -130,7 +130,7 @@ class World final : private TLedgerPort {
   struct TKnown {
     std::uint64_t ticket = 0;
     int fate = 0;
-    long at = -1;  // where the server's stream has it
+    long at = -1;  // position in the server's stream
     int link = 0;
   };
   struct TSent {
@@ -244,7 +244,7 @@ class World final : private TLedgerPort {
     if (event.fate == vsf_Unknown && !Left(request)) wrong_ = "Unknown, but nothing left";
     if (event.fate == vsf_TimedOut && request.at < 0) wrong_ = "TimedOut, but never sent";
   }
-  // Of an earlier link: as it was when that ended.
+  // Of an earlier link: as recorded when it ended.
   bool Left(const TKnown& request) const {
     return request.link == link_ && request.at >= 0 && taken_ > static_cast<unsigned long>(request.at);
   }
@@ -284,7 +284,7 @@ struct TWalk {
   std::string wrong;
 };
 
-// Breadth first, each state once; a state is come to by the moves that led there.
+// Breadth first, each state once; a state is reproduced by the moves that led to it.
 TWalk Walk(const TLedgerRules& rules, bool urgentLast, EBreak broken) {
   TWalk walk;
   std::unordered_set<std::string> seen;

@@ -1,4 +1,4 @@
-// A session through its flat functions, and what it told, a line an event.
+// A session over its flat functions, and its events, one line each.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -97,7 +97,7 @@ class KeptSession {
     const std::lock_guard lock(mutex_);
     return std::exchange(lines_, {});
   }
-  // Whether a line that begins so has come, or comes in time.
+  // Whether a line with that prefix has been recorded, waiting up to a time limit.
   bool WaitFor(const std::string& line, std::size_t count = 1) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(30), [&] {
@@ -109,7 +109,7 @@ class KeptSession {
 
   CVekSession session{};
   CVekReceipt receipt{};
-  std::map<std::uint64_t, std::vector<CVekEvent>> fates;  // by ticket; texts are gone
+  std::map<std::uint64_t, std::vector<CVekEvent>> fates;  // by ticket; the texts are no longer valid
   std::function<void(CVekSession*, const CVekEvent&)> onEvent;
 
  private:
@@ -122,7 +122,7 @@ class KeptSession {
       if (event->kind == vse_Fate) self.fates[event->ticket].push_back(*event);
       self.changed_.notify_all();
     }
-    const auto act = self.onEvent;  // which may be gone before it returns
+    const auto act = self.onEvent;  // may be destroyed before it returns
     if (act) act(handle, *event);
   }
 

@@ -1,4 +1,5 @@
-// Sessions with simulated servers over TCP, in real time: what was told is held against what the servers saw.
+// Sessions with simulated servers over TCP, in real time: reported fates are checked against the servers'
+// records.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,7 +19,7 @@ std::string SettingOf(const VekSim::SimServer& server) {
   return "127.0.0.1:" + std::to_string(server.Port());
 }
 
-// The requests of code 129 that any of the servers saw, by work id.
+// The requests of code 129 received by any of the servers, by work id.
 std::multiset<std::string> SeenBy(const std::vector<const VekSim::SimServer*>& servers) {
   std::multiset<std::string> ids;
   for (const VekSim::SimServer* server : servers) {
@@ -29,7 +30,7 @@ std::multiset<std::string> SeenBy(const std::vector<const VekSim::SimServer*>& s
   return ids;
 }
 
-// Not one lie: what was acknowledged was seen once, what is said never to have been sent was not.
+// No false fate: acknowledged requests were received once, those reported as never sent were not.
 void ExpectTruth(const KeptSession& kept, const std::multiset<std::string>& seen, std::size_t tickets) {
   EXPECT_EQ(kept.fates.size(), tickets);
   for (const auto& [ticket, fates] : kept.fates) {
@@ -65,7 +66,7 @@ TEST(Live, AServerIsKilledAndAnotherOneTaken) {
   ASSERT_TRUE(kept.WaitFor("up"));
   EXPECT_EQ(kept.Query("Q1"), 0);
   ASSERT_TRUE(kept.WaitFor("Q1 answered"));
-  std::size_t tickets = 2;  // the resync query's and this one's
+  std::size_t tickets = 2;  // those of the resync query and of this one
   std::uint64_t tag = 0;
   while (tag < 40) tickets += OrderTagged(kept, ++tag) == 0;
   ASSERT_TRUE(kept.WaitFor("W7 acknowledged"));
@@ -88,13 +89,13 @@ TEST(Live, AServerIsKilledAndAnotherOneTaken) {
   EXPECT_EQ(second.Seen().requestViolations, 0U);
 }
 
-// Threads submit while links are cut; what came of it all.
+// Threads submit while links are cut; checks all fates.
 void SubmitUnderCuts(VekSim::SimServer& server, const std::string& setting,
                      const std::function<void()>& cut) {
   CVekSessionConfig config = KeptSession::Config();
   config.firstDelayMs = config.maxDelayMs = 1;
   config.maxShortLinks = 0;
-  config.rateCount = 20, config.rateMs = 10;  // as much as a slow machine can look through
+  config.rateCount = 20, config.rateMs = 10;  // as fast as a slow machine can search
   config.maxHeld = 100;
   KeptSession kept(config);
   kept.Open({setting});
@@ -142,7 +143,7 @@ TEST(Live, NoLiesOverSharedMemory) {
   SubmitUnderCuts(server, gateway.Setting(), [&] { gateway.DropLinks(); });
 }
 
-// More than the system takes while the server does not read: what stayed here was never sent.
+// More than the system accepts while the server does not read: what stayed in the session was never sent.
 TEST(Live, WhatTheSystemNeverTookWasNeverSent) {
   VekSim::SimServer server;
   KeptSession kept;
@@ -173,8 +174,7 @@ TEST(Live, WhatTheSystemNeverTookWasNeverSent) {
   ExpectTruth(kept, SeenBy({&server}), tickets);
 }
 
-// Whatever its other threads are doing: every ticket has its fate when Delete returns, and nothing comes
-// afterwards.
+// Whatever its other threads are doing: every ticket has its fate when Delete returns, and no event follows.
 TEST(Live, DeletedAtAnyMoment) {
   VekSim::SimServer server;
   for (std::size_t moment = 1; moment <= 60; ++moment) {
@@ -211,7 +211,7 @@ TEST(Live, PolledEventsWaitForWhoTakesThem) {
     return true;
   };
   while (next() && lines.back() != "signed on, resynchronising") continue;
-  // Its result is not up before it has been taken.
+  // The session is not up until the result has been taken.
   EXPECT_EQ(kept.Order("W1"), vsr_NotUp);
   while (next() && lines.back() != "up") continue;
   EXPECT_EQ(kept.Query("Q1"), 0);

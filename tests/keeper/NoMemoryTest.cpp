@@ -1,5 +1,5 @@
-// Every allocation of a session's way fails once: a call answers so, or the link ends, and the books stay
-// right.
+// Every allocation of a session fails once: the call reports it, or the link ends, and the records stay
+// consistent.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -12,7 +12,7 @@
 
 namespace {
 
-thread_local long failAt = -1;  // how many allocations from now; negative: none
+thread_local long failAt = -1;  // allocations until the failing one; negative: none
 
 bool Fails() {
   return failAt >= 0 && failAt-- == 0;

@@ -48,7 +48,7 @@ class Kept : public testing::Test {
     time.Advance(ms);
     return kept->Take();
   }
-  // The work ids in the order of the wire.
+  // The work ids in the order sent.
   Lines Sent() {
     Lines ids;
     for (const Packet& packet : Split(mes->TakeSent())) {
@@ -87,7 +87,7 @@ TEST_F(Kept, TellsItsWayUpAndDown) {
   const Lines ids = Sent();
   ASSERT_EQ(ids.size(), 1U);
   mes->Deliver(TaskResult(ids[0], "none"));
-  mes->Deliver(SgnResult(kRates));  // a second one is no news
+  mes->Deliver(SgnResult(kRates));  // a second one raises no event
   EXPECT_EQ(kept->Take(), (Lines{ids[0] + " answered", "up"}));
   EXPECT_EQ(kept->Order("W1"), 0);
   CVekSession_Close(&kept->session, 1000);
@@ -120,7 +120,7 @@ TEST_F(Kept, HeldRequestsKeepTheRateAndTheirOrder) {
   EXPECT_EQ(kept->Order("T1", 0, vsm_Try), 0);
 }
 
-// Acknowledgements of what was sent without a rate free no slots of one that was set afterwards.
+// Acknowledgements of requests sent without a rate free no slots of a rate set afterwards.
 TEST_F(Kept, ARateCountsWhatIsOutAlready) {
   MakeUp(Rated(0, 0));
   for (const char* id : {"W1", "W2", "W3"}) EXPECT_EQ(kept->Order(id), 0);
@@ -184,13 +184,13 @@ TEST_F(Kept, SkippedLinesMisleadNothingWhereLinesCarryIds) {
   kept->Order("W3");
   Ack("W2 ok\nW2 ok");
   EXPECT_EQ(After(100), (Lines{"W2 acknowledged", "late W2"}));
-  EXPECT_EQ(Sent(), (Lines{"W1", "W2", "W3"}));  // one place, not two
+  EXPECT_EQ(Sent(), (Lines{"W1", "W2", "W3"}));  // one slot, not two
   const Lines told = After(1000);
   ASSERT_EQ(told.size(), 3U);
   EXPECT_TRUE(told[2].starts_with("waiting to connect again: acknowledgements are missing")) << told[2];
 }
 
-// What comes of what is held, going and out when the link ends.
+// The fates of held requests, of those being sent and of those outstanding when the link ends.
 TEST_F(Kept, FatesComeBeforeTheStateOfTheEnd) {
   MakeUp(Rated(1, 100));
   kept->Order("W1");
@@ -236,7 +236,8 @@ TEST_F(Kept, AFullLinkGivesThePlaceBack) {
   EXPECT_EQ(Sent(), (Lines{"W2"}));
 }
 
-// Who tried is told when it is worth trying again; what waits for an acknowledgement costs nothing meanwhile.
+// A refused caller is told when a retry is worthwhile; waiting for an acknowledgement costs nothing
+// meanwhile.
 TEST_F(Kept, AGateIsOfferedWithoutPolling) {
   MakeUp(Rated(1, 100));
   mes->refuseSends = true;
@@ -256,7 +257,7 @@ TEST_F(Kept, AGateIsOfferedWithoutPolling) {
   Ack("W1 ok");
   EXPECT_EQ(After(100), (Lines{"W1 acknowledged"}));
   EXPECT_EQ(After(1000), (Lines{"gate 128"}));
-  EXPECT_EQ(Sent().size(), 102U);  // more than one thread sends at once for others
+  EXPECT_EQ(Sent().size(), 102U);  // more than one thread may send at once for others
 }
 
 TEST_F(Kept, DeadlinesComeInTheirOrder) {
@@ -332,7 +333,7 @@ TEST_F(Kept, ASilentLinkIsAskedAndThenLeft) {
   EXPECT_EQ(After(1), (Lines{"waiting to connect again: nothing came in time"}));
 }
 
-// The link may have lived on meanwhile: it is asked first.
+// The link may have survived the sleep: it is probed first.
 TEST_F(Kept, ASleepIsNoSilence) {
   CVekSessionConfig config = KeptSession::Config();
   config.silenceMs = 10'000;
@@ -389,7 +390,7 @@ TEST_F(Kept, ARefusedUserMayChangeThePassword) {
                                  "sign-on refused: the server refused the sign-on"}));
 }
 
-// A client tells nothing of the end of a link whose sign-on was refused.
+// A client raises no event for the end of a link whose sign-on was refused.
 TEST_F(Kept, ALossAfterARefusalIsNoticed) {
   Make();
   mes->Deliver(SgnReply(0, "wrong"));
@@ -509,11 +510,11 @@ TEST_F(Kept, WhoTakesNoEventsLosesTheLinkAndNoReport) {
     last = LineOf(event);
     told += last == "report r";
   }
-  EXPECT_EQ(told, 14);  // and three states: one more than may wait; the rest was not taken from the link
+  EXPECT_EQ(told, 14);  // and three states: one more than the limit; the rest was not read from the link
   EXPECT_EQ(last, "waiting to connect again: the application does not take its events");
 }
 
-// Delivers and answers as much as before, whatever was traced; no password is among it.
+// Traces do not change what is delivered and answered, and contain no password.
 TEST_F(Kept, TracesWithoutPasswords) {
   kept.emplace();
   CVekSession_SetTrace(&kept->session, 2);
@@ -531,7 +532,7 @@ TEST_F(Kept, TracesWithoutPasswords) {
   EXPECT_EQ(traced, " >0 <0 >2 <128 >128 <128");
 }
 
-// Every packet of both directions as a record that can be read back; the password nowhere.
+// Every packet of both directions is a record that can be read back; none contains the password.
 TEST_F(Kept, RecordsItsPackets) {
   kept.emplace();
   CVekSession_SetTrace(&kept->session, vtl_Packets);
@@ -573,7 +574,7 @@ TEST_F(Kept, RecordsItsPackets) {
   kept.reset();
 }
 
-// At every event of a whole life, nothing is told after it but the fates.
+// Deleted in every event of a whole life: only fates follow.
 TEST_F(Kept, DeletedInEveryEvent) {
   for (std::size_t at = 1;; ++at) {
     kept.emplace(Rated(1, 100));
@@ -601,7 +602,7 @@ TEST_F(Kept, DeletedInEveryEvent) {
     const std::size_t told = seen;
     const bool before = deleted;
     time.Advance(60'000);
-    kept->onEvent = nullptr;  // the next deletion tells, too
+    kept->onEvent = nullptr;  // the next deletion raises events too
     if (!deleted) {
       EXPECT_GT(at, 10U);
       return;

@@ -1,4 +1,4 @@
-// An event as one line of a log, in UTF-8 whatever its words were in.
+// An event as one line of a log, in UTF-8 whatever the encoding of its texts.
 #include <gtest/gtest.h>
 
 #include "keeper/Words.h"

@@ -87,7 +87,7 @@ TEST(MessageWindow, WhatIsPostedLastComesLastAndComes) {
   window->PostLast(kFirst + 1);
 }
 
-// The ways in which a window's thread may wait while others send to it.
+// How a window's thread may wait while others send to it.
 const std::function<void(const std::function<void()>&)> kWaits[] = {
     [](const std::function<void()>& other) {
       TEvent done;

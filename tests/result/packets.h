@@ -65,7 +65,7 @@ inline std::string Describe(const VekApi::VekFields& fields) {
   return Visible(text);
 }
 
-// Both ways to the values must agree: one by one, and in blocks, whose texts hold nothing else.
+// Both ways to the values must agree: singly, and in blocks, whose texts contain nothing else.
 inline bool BlocksAgree(const VekApi::VekTable& table) {
   int row = 0;
   for (VekApi::VekRecordBlock block; (block = table.RecordBlock(row)).records > 0; row += block.records) {

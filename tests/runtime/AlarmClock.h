@@ -9,7 +9,7 @@
 
 namespace TestSupport {
 
-constexpr int kPatienceMs = 60'000;  // for what should take none
+constexpr int kPatienceMs = 60'000;  // for waits that should be immediate
 
 class TAlarmClock {
  public:

@@ -1,4 +1,4 @@
-// The context with threads of the system, and a thread in place of another.
+// The context with threads of the system, and a thread acting on behalf of another.
 #include "platform/runtime/TSyncContext.h"
 
 #include <gtest/gtest.h>

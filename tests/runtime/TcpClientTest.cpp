@@ -1,4 +1,4 @@
-// How the TCP messenger takes leave of its peer.
+// How the TCP messenger closes a connection.
 #include "platform/os/Clock.h"
 #include "runtime/TcpLink.h"
 

@@ -1,4 +1,4 @@
-// A TCP messenger, its recorded events, and the peer that it opens to.
+// A TCP messenger, its recorded events, and the peer that it connects to.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,13 +18,13 @@ class TcpLink : public MesRecorder {
       : mes(Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:" + parameters)) {
     mes->SetEvHandler(this);
   }
-  // Linked to that peer.
+  // Connected to that peer.
   explicit TcpLink(TestSupport::TTcpPeer& peer, const std::string& options = "")
       : TcpLink(At(peer) + options) {
     Open();
     peer.Accept();
     EXPECT_TRUE(WaitFor("ready"));
-    Settle();  // whoever sets onEvent now does not meet this event
+    Settle();  // an onEvent set from now on does not see this event
   }
   ~TcpLink() override {
     InContext([&] {

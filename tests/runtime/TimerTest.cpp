@@ -1,4 +1,4 @@
-// Timers: in virtual time, held against a plain list; on the production queue, where threads race.
+// Timers: in virtual time, checked against a plain list; on the production queue, where threads race.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// Recorded sessions, cut at every byte: what a client tells does not depend on how the bytes come, and a link
-// that ends in the middle has told all that was whole. Calls from inside every event.
+// Recorded sessions, cut at every byte: a client's events do not depend on how the bytes are split, and a
+// link that ends in the middle has reported everything complete. Calls from inside every event.
 #include "support/SessionFixture.h"
 
 namespace vektest {
@@ -8,7 +8,7 @@ namespace {
 struct Recorded {
   bool big;
   std::string key;
-  std::vector<std::string> packets;  // as they come over the wire, one by one
+  std::vector<std::string> packets;  // as sent, one by one
 };
 
 std::string Table(const std::string& name) {
@@ -74,7 +74,7 @@ class CutTest : public SessionTest {
 TEST_F(CutTest, EveryByte) {
   for (const Recorded& session : Sessions()) {
     std::string stream;
-    std::vector<std::size_t> toldBy;  // how many lines the first so many bytes make
+    std::vector<std::size_t> toldBy;  // the number of lines after so many bytes
     Lines whole;
     for (const std::string& packet : session.packets) {
       toldBy.resize(stream.size() + packet.size(), whole.size());
@@ -94,7 +94,7 @@ TEST_F(CutTest, EveryByte) {
           << cut;
       const Lines told = Receive({stream.substr(0, cut)});
       ASSERT_EQ(told, Lines(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(toldBy[cut]))) << cut;
-      const bool refused = !told.empty() && client->State() == VekApi::vcs_SgnError;  // is no news then
+      const bool refused = !told.empty() && client->State() == VekApi::vcs_SgnError;  // raises no event then
       ASSERT_EQ(EndOfLink(), refused ? Lines{} : Lines{"connect -3 gone"}) << cut;
     }
   }
@@ -102,7 +102,7 @@ TEST_F(CutTest, EveryByte) {
 
 enum class Act { kDelete, kDisconnect, kReconnect };
 
-// All that the server says comes in one block; the application acts inside the n-th event.
+// Everything from the server arrives in one block; the application acts inside the n-th event.
 class InsideEventTest : public CutTest, public testing::WithParamInterface<std::tuple<Act, const char*>> {
  protected:
   void Do(VekApi::VekClient& inside) {

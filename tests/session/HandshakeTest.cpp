@@ -14,7 +14,7 @@ std::string Cp950(const char8_t* text) {
 TEST_F(SessionTest, SettingsThatMakeNoMessengerAreRefused) {
   const struct {
     const char* setting;
-    const char* word;  // that the detail names
+    const char* word;  // named in the detail
   } cases[] = {{"", "missing"},
                {"  ", "missing"},
                {":", "missing"},
@@ -123,7 +123,7 @@ TEST_F(SessionTest, QueryRateOfTheSignOnResult) {
   struct Case {
     const char* text;
     int allowed;  // of 4 queries
-    int waitMs;   // of the next; 0: none
+    int waitMs;   // for the next; 0: none
   };
   for (const Case& c : {Case{"\x02head\n\x03QueryRate\x01QueryRateMS\n2\x01"
                              "500\n",

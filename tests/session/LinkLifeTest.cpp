@@ -1,4 +1,4 @@
-// How links end, by themselves and by the application, and what they send until then.
+// How links end, by themselves and by the application, and what is sent until then.
 #include "support/SessionFixture.h"
 
 namespace vektest {

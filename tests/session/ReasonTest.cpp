@@ -1,4 +1,4 @@
-// The number and the words of every way in which a link ends.
+// The number and the text of every way in which a link ends.
 #include <algorithm>
 #include <functional>
 
@@ -69,14 +69,14 @@ TEST_F(ReasonTest, OtherProtocolsAreTold) {
   }
 }
 
-// Streams of packets, as odd as they may begin, cut at every byte; and starts that decide nothing yet.
+// Streams of packets with unusual starts, cut at every byte; and starts that are not yet conclusive.
 TEST_F(ReasonTest, StreamsOfPacketsAreLeftAlone) {
   const std::string piece = Pack(3, std::string(0x316 - 3, '\x02'));
   const std::string streams[] = {
       ConnectResult(false, {}),
       Pack(1, "") + ConnectResult(true, {}),
-      Pack(1, std::string(0x315 - 3, '\x02')) + ConnectResult(false, {}),  // begins as a TLS alert does
-      piece + ConnectResult(false, {}),                                    // as a TLS handshake
+      Pack(1, std::string(0x315 - 3, '\x02')) + ConnectResult(false, {}),  // starts like a TLS alert
+      piece + ConnectResult(false, {}),                                    // like a TLS handshake
       Pack(77, "hello, this is text") + ConnectResult(false, {}),
       Pack(100, std::string(0xA41 - 3, 'x')) + ConnectResult(false, {}),  // "A\nd"
       Pack(0, "HTTP/1.1 400 Bad Request") + ConnectResult(false, {}),
@@ -131,7 +131,7 @@ TEST_F(ReasonTest, EveryEndHasANumber) {
   }
 }
 
-// What the system tells.
+// Errors reported by the system.
 TEST(ReasonLive, EndsOfTcp) {
   Recorder recorder;
   VekApi::VekClient client(recorder);

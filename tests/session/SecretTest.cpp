@@ -1,4 +1,4 @@
-// The password is in no memory once the session has let go of it.
+// The password is nowhere in memory once the session no longer needs it.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -12,7 +12,7 @@
 namespace vektest {
 namespace {
 
-// The server does not take the sign-on out of the system's hands, or its own copy would be found.
+// The server does not read the sign-on from the system, or its own copy would be found.
 TEST(Secret, IsGoneWithTheLinkThatSignedOn) {
   TestSupport::TTcpPeer server;
   const TestSupport::TSecret secret;

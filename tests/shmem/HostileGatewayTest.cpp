@@ -19,7 +19,7 @@ struct Step {
   const char* name;
   TDeed reach;
   TDeed lie;
-  // The start of the events' last line; % stands for the rings' name.
+  // The start of the last event's line; % stands for the rings' name.
   const char* dead;
   const char* frozen;
   const char* lied;

@@ -18,7 +18,7 @@ inline std::vector<std::string> GateOptions(const VekSim::SimServer& server,
   return options;
 }
 
-// Whatever happened to the gateway, its names are gone and nothing of it is mapped.
+// Whatever happened to the gateway, its names have been removed and none of its memory is mapped.
 inline void ExpectNothingShared() {
   const auto held = Held();
   EXPECT_EQ(held.count("shared memory"), 0u) << "the one that is left takes the names away";

@@ -7,8 +7,8 @@
 
 namespace vektest {
 
-// A program of this build's folder. Its standard input ends when this goes out of scope; one that then runs
-// on is killed after a while.
+// A program in this build's directory. Its standard input is closed when this goes out of scope; a program
+// that continues is killed after a while.
 class Process {
  public:
   Process(const std::string& program, const std::vector<std::string>& arguments);
@@ -16,9 +16,9 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  // The next line it prints, without its end; empty when it prints no more.
+  // The next line of its output, without the line end; empty at the end of output.
   std::string ReadLine();
-  // At once, and waits until it is gone.
+  // Kills at once, and waits until the process has ended.
   void Kill();
 
  private:
@@ -26,10 +26,10 @@ class Process {
   std::unique_ptr<Native> native_;
 };
 
-// The name of this program, without an ending.
+// The name of this program, without an extension.
 std::string Self();
 
-// A name for shared memory of this process's that no other test, and no other process, uses.
+// A name for shared memory used by no other test, and no other process.
 std::string FreshName();
 
 }  // namespace vektest

@@ -1,4 +1,4 @@
-// Complete sessions: client, gateway, server. Ending them at every point, and what is left behind.
+// Complete sessions: client, gateway, server. They are ended at every point, and leave nothing behind.
 #include <atomic>
 #include <cstdlib>
 #include <memory>

@@ -93,7 +93,8 @@ bool LongRun() {
   return std::getenv("VEKAPI_LONG_TESTS") != nullptr;
 }
 
-// A text without end, of which both ends know every byte. It repeats itself after more than any ring's wrap.
+// An endless text, of which both ends can compute every byte. It repeats only after more than any ring's
+// wrap.
 class Endless {
  public:
   static constexpr std::size_t kMost = 65536;
@@ -193,7 +194,7 @@ class StressStream : public ShMemTest,
     if (!received.IsNext(bytes, static_cast<std::size_t>(count))) good_ = false;
     changed_.notify_all();
   }
-  // Until so much has been received; false if something was wrong.
+  // Until this many bytes have been received; false if any was wrong.
   bool Await(const Endless& received, std::uint64_t wanted) {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return !good_ || received.passed >= wanted; });
@@ -205,7 +206,7 @@ class StressStream : public ShMemTest,
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  Endless up_, down_;  // what has been received
+  Endless up_, down_;  // the text received so far
   bool good_ = true;
 };
 

@@ -89,7 +89,7 @@ TEST(Day, ExamplesAreReadAndCutAnywhereAreAnErrorWithALine) {
   EXPECT_GE(files, 4u);
 }
 
-// A server whose clock stands still until a test moves it, with a client signed on.
+// A server whose clock stands still until a test advances it, with a client signed on.
 struct Played {
   explicit Played(const SimDay& day) : server(Config(day)), client(server) { client.Enter(); }
   SimConfig Config(const SimDay& day) {
@@ -107,7 +107,7 @@ struct Played {
     ms = time;
     server.Tick();
   }
-  // The kind of the next report, and how much of the order is left.
+  // The kind of the next report, and the remaining quantity of the order.
   std::string Report() {
     const std::string text = client.NextText();
     const std::size_t left = text.find("Left=");

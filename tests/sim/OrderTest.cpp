@@ -13,7 +13,7 @@ namespace {
 
 const SimLogin kLogin{"trader", {"9800001"}};
 
-// What becomes of a request: its reports' kinds with the lots, or the code of its rejection.
+// The outcome of a request: its reports' kinds with the lots, or the code of its rejection.
 std::string Told(const SimTrade& trade) {
   std::string told;
   for (const std::string& report : trade.reports) {
@@ -100,7 +100,7 @@ struct OrderFile : testing::Test {
   }
   ~OrderFile() override { std::remove(path.c_str()); }
   void Write(const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-  // The state that the file's changes make, or the error.
+  // The state produced by the file's changes, or the error.
   std::string Read() {
     try {
       SimMarket market;

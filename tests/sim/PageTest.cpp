@@ -57,7 +57,7 @@ struct Page : testing::Test {
     config.webPort = 0;
     return config;
   }
-  // The whole answer; of what it was asked with, Host may be replaced.
+  // The whole answer; the Host header of the request can be replaced.
   std::string Ask(const std::string& line, const std::string& headers = {}, const std::string& body = {}) {
     asio::io_context io;
     asio::ip::tcp::socket socket(io);

@@ -7,8 +7,8 @@ namespace {
 
 using namespace std::string_literals;
 
-// Every vector here is written by hand: if simulator and client had the same mistake, no conversation between
-// them would show it.
+// Every vector here is written by hand: a mistake made by both simulator and client would not show in any
+// conversation between them.
 
 TEST(Wire, ConnectResultInBothByteOrders) {
   const ConnectAnswer answer{0, "GW", {2, 0, 1, 15}, {{"X\n", "?"}, EncItem(1, "\x10\x20\x30")}};

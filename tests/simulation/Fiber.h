@@ -2,8 +2,8 @@
 
 namespace vektest {
 
-// A stack of its own on which code runs until it gives the processor back. All fibers, and who resumes them,
-// are on one thread of the system's.
+// A separate stack on which code runs until it yields the processor. All fibers, and their resumers, are on
+// one system thread.
 class Fiber {
  public:
   using Entry = void (*)(void* argument);  // does not return: it ends with Suspend, and is not resumed
@@ -13,7 +13,7 @@ class Fiber {
   Fiber(const Fiber&) = delete;
   Fiber& operator=(const Fiber&) = delete;
 
-  // What the next Resume begins with. Only for a new fiber, or one whose entry has come to its end.
+  // Where the next Resume starts. Only for a new fiber, or one whose entry has finished.
   void Begin(Entry entry, void* argument);
 
   void Resume();

@@ -1,4 +1,4 @@
-// What a client tells, held against what its server said.
+// Checks the events of a client against what its server sent.
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
@@ -7,7 +7,7 @@
 #include "simulation/World.h"
 
 namespace vektest {
-// Any call that began when the one that made this link was back, and is back itself, has ended it.
+// A link has ended if a call that began after the return of the call that made it has itself returned.
 bool Life::Allows(int link) const {
   const auto made =
       std::find_if(calls.begin(), calls.end(), [&](const Call& call) { return call.link == link; });
@@ -95,7 +95,7 @@ void Life::Check(VekApi::VekClient& client, const std::string& line) {
   lastEvent = world_.Now();
   lastLine_ = line;
   world_.RunInside(slot_, client);
-  // The event is over only now.
+  // Only now is the event over.
   lastEvent = world_.Now();
   if (upLink >= 0) world_.links[upLink].lastTold = world_.Now();
 }
@@ -108,13 +108,13 @@ int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
   return server.empty() ? -1 : std::atoi(server.c_str() + 1);
 }
 
-// What was out over a link that is gone is never acknowledged.
+// Requests outstanding over an ended link are never acknowledged.
 void Life::RestartSender() {
   if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this)
     sender->Restart(calls.size());
 }
 
-// What the library itself has to say.
+// Checks the texts that the library itself produces.
 void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
   const int state = client.State();
   const std::string reason = line.substr(line.find(' ', 8) + 1);
@@ -185,7 +185,7 @@ Sender::Sender(World& world, VekApi::VekClient& client, int which, const Life& o
       world_(world),
       count_(static_cast<int>(world.story.pace)),
       ms_(static_cast<int>(world.story.paceMs)) {
-  Restart(of.calls.empty() ? 0 : of.calls.size() - 1);  // the last one's link may be there
+  Restart(of.calls.empty() ? 0 : of.calls.size() - 1);  // the last call's link may exist
   world_.senders[number] = this;
 }
 
@@ -240,7 +240,7 @@ void Sender::Look(bool sound, std::size_t calls) {
   for (std::size_t i = issued_ - dropped; i < issued_; ++i) given_.insert(static_cast<unsigned>(i));
 }
 
-// Under the user lock: those refused are the ones before what is still held.
+// Under the user lock: the refused ones are those directly before the ones still held.
 void Sender::OnVekRequestsSent(unsigned requests, bool taken) {
   lastSend = world_.Now();
   if (taken) return;

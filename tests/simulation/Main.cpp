@@ -1,10 +1,9 @@
-// Runs seeds. Without arguments: those of every day, as a test.
+// Runs seeds. Without arguments: the daily ones, as a test.
 //
-//   --seeds FROM..TO   runs them; the first that fails is told, made shorter (but with --long), and the exit
-//   status is 1; --sessions: only those of sessions that keep themselves
-//   --seed N           runs one; with --without I,J,... these steps are left out, --calm threads change over
-//   only
-//                      where one waits, --plain servers all behave, --tell says what happens
+//   --seeds FROM..TO   runs them; the first that fails is reported and shortened (unless --long), and the
+//                      exit status is 1; --sessions: only those of kept sessions
+//   --seed N           runs one; --without I,J,... leaves out these steps, --calm switches threads only where
+//                      one waits, --plain makes all servers behave, --tell prints the events
 #include <gtest/gtest.h>
 
 #ifdef _WIN32
@@ -44,7 +43,7 @@ bool shrinks = false;
   if (block) liveBlocks.fetch_sub(1, std::memory_order_relaxed);
   std::free(block);
 }
-// What is used after its end shows.
+// Makes use after free visible.
 [[gnu::noinline]] void operator delete(void* block, std::size_t size) noexcept {
   if (block) std::memset(block, 0xDD, size);
   operator delete(block);
@@ -82,7 +81,7 @@ std::uint64_t RunOne(const Options& run, std::uint64_t seed) {
   return scheduler.Trace();
 }
 
-// What is made once and kept is made by the first run of several.
+// The first of several runs makes the allocations that are made once and kept.
 std::uint64_t RunCounted(const Options& run, std::uint64_t seed) {
   long kept = 0;
   for (int round = 0; round < 3; ++round) {
@@ -94,9 +93,9 @@ std::uint64_t RunCounted(const Options& run, std::uint64_t seed) {
   Fail("memory", std::to_string(kept) + " blocks were not given back");
 }
 
-// ---- a short story ----
+// ---- shortening a story ----
 
-// Its kind, "crash" when it came to no word, empty when the run goes well.
+// The kind of failure, "crash" if none was reported, empty if the run succeeds.
 std::string FailureOf(const Options& run) {
   std::FILE* const output = popen((program + Arguments(run) + " 2>&1").c_str(), "r");
   if (!output) return {};
@@ -111,7 +110,7 @@ std::string FailureOf(const Options& run) {
              : text.substr(at + start.size(), text.find(':', at + start.size()) - at - start.size());
 }
 
-// Leaves out what the same failure can do without, until nothing more can be left out.
+// Leaves out everything not needed for the same failure, until nothing more can be left out.
 Options Shorter(Options run, const std::string& failure) {
   bool shorter = false;
   const auto tried = [&](auto change) {

@@ -22,7 +22,7 @@ Ns Line::FrozenSince() const {
   return frozen ? script_.frozenFrom : kNever;
 }
 
-// In the order in which it was held.
+// In the order in which they were held.
 void Line::Thaw() {
   thawed_ = true;
   for (const auto& each : std::exchange(held_, {})) each();

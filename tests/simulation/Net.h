@@ -1,4 +1,4 @@
-// The network of a simulated run: connections as two rows of bytes with delays, any of which may be cut.
+// The network of a simulated run: connections as two delayed byte streams, any of which may be cut.
 #pragma once
 
 #include <deque>
@@ -14,27 +14,27 @@ namespace vektest {
 
 enum class Cut { None, Finish, Reset };
 
-// How a connection behaves, whatever is said over it.
+// How a connection behaves, whatever is sent over it.
 struct LineScript {
   Ns latency = kMs;            // at most, each way
-  unsigned fragment = 0;       // at most so many bytes at a time; 0: what there is
-  std::size_t window = 65536;  // what the client may send ahead of the reader
+  unsigned fragment = 0;       // at most so many bytes at a time; 0: all available
+  std::size_t window = 65536;  // how far the client may send ahead of the reader
   Ns readDelay = 0;            // of the reader
   Cut cut = Cut::None;
   std::size_t cutDown = SIZE_MAX;  // after so many bytes to the client
   std::size_t cutUp = SIZE_MAX;    // after so many bytes from it
   Ns frozenFrom = kNever;          // since the connection was made; nothing moves
   Ns frozenFor = 0;
-  int refuseSend = -1;  // the system's answer to the n-th try to send, and all later ones
+  int refuseSend = -1;  // the system's answer to the n-th attempt to send, and all later ones
 };
 
 class Line;
 
-// Whoever is at the far end.
+// The far end of a connection.
 class Far {
  public:
   virtual void OnBytes(std::string_view bytes) = 0;
-  virtual void OnFinished() = 0;  // nothing more comes
+  virtual void OnFinished() = 0;  // the end of the stream
   virtual ~Far() = default;
 };
 
@@ -46,15 +46,15 @@ class Line : public std::enable_shared_from_this<Line> {
   std::unique_ptr<Far> far;
   void Write(std::string bytes);
   std::size_t Written() const { return written_; }
-  void End(Cut how);  // behind what was written
+  void End(Cut how);  // after the bytes already written
   bool IsCut() const { return cut_ != Cut::None; }
   Cut HowCut() const { return cut_; }
   std::size_t Delivered() const { return delivered_; }
   Ns LastDelivery() const { return lastDelivery_; }
   bool SendRefused() const { return sendRefused_; }
-  Ns FrozenSince() const;  // kNever when it is not
+  Ns FrozenSince() const;  // kNever if not frozen
   void Thaw();
-  // What the client's system took and has not come.
+  // Bytes accepted by the client's system that have not arrived.
   std::string_view Rest() const { return std::string_view(taken_).substr(arrived_); }
   std::size_t BackedUp() const { return script_.window - room_; }
 
@@ -62,25 +62,25 @@ class Line : public std::enable_shared_from_this<Line> {
   std::ptrdiff_t Recv(char* buffer, std::size_t size, const char*& error);
   std::ptrdiff_t TrySend(const char* bytes, std::size_t size, const char*& error);
   bool WaitWritable();
-  void Finish(bool both);  // no more is sent, and with `both` none is received
-  void Leave();            // the socket is gone
+  void Finish(bool both);  // the end of sending, and with `both` of receiving
+  void Leave();            // closes the socket
 
  private:
   Ns Later(Ns& last);
   void Deliver(const std::string& bytes);
   void Arrive(const std::string& bytes);
   void Break(Cut how);
-  bool Held(std::function<void()> again);  // false: it is not frozen
+  bool Held(std::function<void()> again);  // false: not frozen
 
   Draw draw_;
   LineScript script_;
   const Ns made_;
   bool thawed_ = false;
-  std::deque<std::function<void()>> held_;  // while nothing moves
+  std::deque<std::function<void()>> held_;  // while frozen
   Ns lastDown_ = 0, lastUp_ = 0;
   Ns lastDelivery_ = 0;
   std::size_t written_ = 0, delivered_ = 0, arrived_ = 0;
-  Cut cut_ = Cut::None;  // as the client sees it
+  Cut cut_ = Cut::None;  // as seen by the client
   std::string inbox_;
   std::string taken_;  // from the client
   std::size_t room_;
@@ -91,7 +91,7 @@ class Line : public std::enable_shared_from_this<Line> {
   Task* writers_ = nullptr;
 };
 
-// What the network answers; the run's.
+// The run's answers to network calls.
 class Net {
  public:
   struct Attempt {
@@ -101,7 +101,7 @@ class Net {
   virtual ~Net() { current = nullptr; }
   virtual Attempt Try(unsigned port, unsigned address) = 0;
   virtual std::shared_ptr<Line> Accept(unsigned port) = 0;
-  // How many addresses, none when there is no such host; may wait.
+  // The number of addresses, 0 if there is no such host; may wait.
   virtual unsigned LookUp(unsigned port) = 0;
 
   static inline Net* current = nullptr;

@@ -13,7 +13,7 @@ namespace {
 constexpr Ns kMostStalls = 30 * kSecond;
 constexpr std::uint64_t kMostSteps = 3'000'000;
 
-// Used again by the next seed: a new thread is often at the address of an old one, as in life.
+// Reused by the next seed: a new thread is often at the address of an old one, as in real processes.
 std::array<Task, 100>& Tasks() {
   static std::array<Task, 100> tasks;
   return tasks;
@@ -28,7 +28,7 @@ std::uint64_t Draw::Next() {
   return z ^ z >> 31;
 }
 
-// Without floating point, which may differ: a random power of two's part.
+// Without floating point, whose results may differ: part of a random power of two.
 Ns Draw::Time(Ns least, Ns most) {
   int bits = 0;
   while ((least << bits) < most && bits < 40) ++bits;

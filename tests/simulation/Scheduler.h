@@ -1,5 +1,5 @@
-// Threads, time and chance of a simulated run: one thread of the system's plays them all, and a seed says who
-// goes on at every point where threads could change over.
+// Threads, time and chance of a simulated run: one system thread plays them all, and a seed decides who
+// continues at every point where a thread switch is possible.
 #pragma once
 
 #include <cstdint>
@@ -26,14 +26,14 @@ inline constexpr Ns kNever = INT64_MAX;
 class Draw {
  public:
   explicit Draw(std::uint64_t seed) : state_(seed * 0x9E3779B97F4A7C15 + 0x1234567) { Next(); }
-  // One of several independent rows of numbers of a seed.
+  // One of several independent sequences of a seed.
   Draw(std::uint64_t seed, std::uint64_t row) : Draw(Draw(seed).Next() ^ Draw(row + 0xABCDEF).Next()) {}
 
   std::uint64_t Next();
   unsigned Below(unsigned bound) { return static_cast<unsigned>((Next() >> 32) * bound >> 32); }
   unsigned From(unsigned least, unsigned most) { return least + Below(most - least + 1); }
   bool Chance(unsigned permille) { return permille != 0 && Below(1000) < permille; }
-  // Small ones as likely as large ones.
+  // Small values are as likely as large ones.
   Ns Time(Ns least, Ns most);
 
  private:
@@ -49,25 +49,25 @@ struct Task {
   bool blocked = false;
   bool woken = false;
   Ns due = kNever;
-  Task** queue = nullptr;  // who wait for the same
+  Task** queue = nullptr;  // those waiting for the same object
   Task* nextQueued = nullptr;
-  void* exceptions[2] = {};  // the language's, of a thread
+  void* exceptions[2] = {};  // the language's exception state of a thread
   Dova::Os::TAnswerWatch* watch = nullptr;
   int answering = 0;
   int locks = 0;
-  const char* error = nullptr;  // of the last call of the system
+  const char* error = nullptr;  // of the last system call
 };
 
 class Scheduler {
  public:
   struct Chances {
-    unsigned changeOver = 0;  // at a point, in thousandths
-    unsigned stall = 0;       // at a point, in ten-thousandths: the thread does not go on for a while
+    unsigned changeOver = 0;  // at a point, per thousand
+    unsigned stall = 0;       // at a point, per ten thousand: the thread pauses for a while
     Ns longestStall = 0;
-    unsigned noThread = 0;  // no thread is to be had, in thousandths
+    unsigned noThread = 0;  // starting a thread fails, per thousand
   };
 
-  // The one that runs; null: none, and no thread ever waits.
+  // The running scheduler; null: none, and no thread ever waits.
   static Scheduler* Current() { return current; }
 
   Scheduler(std::uint64_t seed, const Chances& chances);
@@ -75,25 +75,25 @@ class Scheduler {
   Scheduler(const Scheduler&) = delete;
   Scheduler& operator=(const Scheduler&) = delete;
 
-  // Runs all threads until each has ended. What fails ends the process.
+  // Runs all threads until each has ended. A failure ends the process.
   void Run();
 
   Ns Now() const { return now_; }
-  Ns Stalled() const { return stalled_; }  // all stalls so far
+  Ns Stalled() const { return stalled_; }  // the total of all stalls so far
   std::uint64_t Steps() const { return steps_; }
-  std::uint64_t Trace() const { return trace_; }  // of who ran when
-  bool Alone() const;                             // on a task: no other is there
+  std::uint64_t Trace() const { return trace_; }  // a hash of who ran when
+  bool Alone() const;                             // on a task: there is no other
 
   Task* Start(const char* name, std::function<void()> body);
   bool StartsThread() { return !chances_.noThread || !draw_.Chance(chances_.noThread); }
   void NoMoreFaults() { chances_ = {}; }
 
-  // Has it done at a moment, by no thread.
+  // Calls it at that time, on no thread.
   void At(Ns when, std::function<void()> what) {
     timed_.emplace(std::pair{when, sequence_++}, std::move(what));
   }
 
-  // A thread that waits may find itself answering what was sent to its windows.
+  // A waiting thread may answer messages sent to its windows.
   std::function<bool()> answersWhileWaiting;
   std::function<void()> answer;
   bool AnswersWhileWaiting() { return answersWhileWaiting && answersWhileWaiting(); }
@@ -107,7 +107,7 @@ class Scheduler {
   bool Wait(Task*& queue, Ns due);
   void Sleep(Ns time);
 
-  // Any place.
+  // From anywhere.
   static void WakeOne(Task*& queue);
   static void WakeAll(Task*& queue) {
     while (queue) WakeOne(queue);
@@ -136,7 +136,7 @@ class Scheduler {
   std::map<std::pair<Ns, std::uint64_t>, std::function<void()>> timed_;
 };
 
-// Ends the process: what was promised was not kept. `kind` is one word.
+// Ends the process: a promise was broken. `kind` is one word.
 [[noreturn]] void Fail(const char* kind, const std::string& text);
 
 }  // namespace vektest

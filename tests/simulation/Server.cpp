@@ -16,7 +16,7 @@ Server::Server(World& world, int link, ServerScript script, Line& line)
       draw_(world.story.seed, 5000 + static_cast<std::uint64_t>(link)),
       lastPacket_(world.Now()) {}
 
-// ---- what comes ----
+// ---- receiving ----
 
 void Server::OnBytes(std::string_view bytes) {
   cutter_.Feed(bytes);
@@ -76,7 +76,7 @@ std::string Server::Descrambled(std::string packet) const {
   return packet;
 }
 
-// What was sent before the client knew better is plain, in the order of the link before.
+// Text sent before the client received the key is plain, in the byte order of the previous link.
 std::optional<std::string> Server::TextOf(const std::string& packet) {
   const auto read = [](const std::string& plain, ByteOrder order) -> std::optional<std::string> {
     if (plain.size() < kPrefixSize || ReadU16(plain, kHeadSize, order) != plain.size() - kPrefixSize)
@@ -146,9 +146,9 @@ void Server::OnBatch(const std::string& text) {
   Acknowledge(requests);
 }
 
-// ---- what goes ----
+// ---- sending ----
 
-// Nothing once the run has let go of the line.
+// No effect once the run has released the line.
 void Server::Later(Ns least, Ns most, std::function<void()> what) {
   world_.scheduler_.At(world_.Now() + draw_.Time(least, most),
                        [self = line_.shared_from_this(), what = std::move(what)] {
@@ -169,14 +169,14 @@ void Server::SendText(int code, const std::string& text, const std::string& expe
   for (std::size_t i = 0; i < packets.size(); ++i) {
     if (draw_.Chance(50)) Send(Packet(Code::kHeartbeat, {}));
     std::string packet = packets[i];
-    // Announces more than it has.
+    // Announces more bytes than it contains.
     if (CodeOf(packet) == Code::kPiece && draw_.Chance(30))
       packet[kHeadSize] = packet[kHeadSize + 1] = '\xFF';
     Send(packet, i + 1 == packets.size() ? expected : "");
   }
 }
 
-// Unlike every other text of the run.
+// Different from every other text of the run.
 std::string Server::Mark() {
   std::string text = "L" + std::to_string(link_) + "." + std::to_string(++marks_) + " ";
   const unsigned sizes[] = {0, 30, 4070, 4100, 9000};

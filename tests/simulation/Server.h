@@ -5,7 +5,7 @@
 
 namespace vektest {
 
-// The far end of one link: does what its script says, writes down what it tells, and judges what comes.
+// The far end of one link: follows its script, records what it sends, and checks what it receives.
 class Server final : public Far {
  public:
   Server(World& world, int link, ServerScript script, Line& line);
@@ -13,9 +13,9 @@ class Server final : public Far {
   void OnBytes(std::string_view bytes) override;
   void OnFinished() override;
 
-  // The code of what is there of the next packet, 0 when that does not show. Answers nothing.
+  // The code of the incomplete next packet, 0 if not yet known. Sends no answer.
   int TakeRest(std::string_view bytes);
-  // The beginning of a message.
+  // The start of a message.
   std::string Half() const;
 
   bool SignedOn() const { return reporting_; }
@@ -49,14 +49,14 @@ class Server final : public Far {
   Draw draw_;
   VekSim::PacketCutter cutter_;
   std::string pieces_;
-  bool greeted_ = false;   // the connect request came
+  bool greeted_ = false;   // the connect request was received
   bool answered_ = false;  // the connect result was sent
   int signOns_ = 0;
   bool reporting_ = false;
   bool ended_ = false;
   unsigned marks_ = 0;
   Ns lastPacket_;
-  Ns lastAck_ = 0;  // they go in order
+  Ns lastAck_ = 0;  // they are sent in order
 };
 
 }  // namespace vektest

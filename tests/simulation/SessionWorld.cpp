@@ -12,7 +12,7 @@ constexpr unsigned kPortsEach = 10;
 
 }  // namespace
 
-// ---- the network: each connection is another link, with a script of its own ----
+// ---- the network: each connection is a new link, with a script of its own ----
 
 Net::Attempt SessionWorld::Try(unsigned port, unsigned) {
   const int link = static_cast<int>(owners_.size());
@@ -153,7 +153,7 @@ void SessionWorld::Poll(unsigned slot) {
   --polling_;
 }
 
-// ---- what the application does ----
+// ---- the application's calls ----
 
 void SessionWorld::Do(const Step& step) {
   Keep& keep = *slots_[step.client];
@@ -246,7 +246,7 @@ Asked* SessionWorld::Pending(Keep& keep, Draw& draw) {
 }
 
 void SessionWorld::SetRate(Keep& keep, Draw& draw) {
-  if (keep.rateSince == UINT64_MAX) return;  // which of two calls at once came last could not be told
+  if (keep.rateSince == UINT64_MAX) return;  // which of two concurrent calls came last would be unknown
   keep.rateSince = UINT64_MAX;
   const unsigned count = draw.Below(8), ms = draw.From(1, 3000);
   CVekSession_SetRate(&keep.session, static_cast<int>(count), static_cast<int>(ms));
@@ -255,7 +255,7 @@ void SessionWorld::SetRate(Keep& keep, Draw& draw) {
   for (auto& [link, row] : rows_) row.arrivals.clear();
 }
 
-// Where another thread closes in between, the password is gone again.
+// If another thread closes in between, the password has been cleared again.
 void SessionWorld::Open(Keep& keep) {
   const Using waits(waiting_, Me());
   CVekSession_SetPassword(&keep.session, ("p" + std::to_string(keep.slot)).c_str());
@@ -281,7 +281,7 @@ void SessionWorld::End(Keep& keep) {
   if (!over_) Make(keep.slot);
 }
 
-// ---- what is told ----
+// ---- events ----
 
 void SessionWorld::OnTold(Keep& keep, const CVekEvent& event) {
   char line[300] = "";
@@ -317,7 +317,7 @@ void SessionWorld::OnState(Keep& keep, const CVekEvent& event) {
   const bool lives =
       state == vss_SigningOn || state == vss_Resyncing || state == vss_Up || state == vss_Draining;
   if (lives && event.link <= keep.over) Fail("order", "a state of a link whose end was told");
-  // What was refused stays linked.
+  // A refused session stays linked.
   std::uint32_t over = keep.over;
   if (state == vss_Connecting) over = event.link - 1;
   if (!lives && state != vss_Connecting) over = event.link;
@@ -374,7 +374,7 @@ void SessionWorld::CheckAnswer(const Asked& asked, const CVekEvent& event) {
   if ((own || !orders) && asked.seen != link->second) Fail("answer", id + " was answered and did not come");
 }
 
-// ---- what a server saw ----
+// ---- the servers' records ----
 
 Asked* SessionWorld::Saw(const std::string& text, int link) {
   const std::size_t at = text.find('#');
@@ -408,7 +408,7 @@ void SessionWorld::OnPaced(const std::string& text, int link, bool trueAcks) {
                      std::to_string(keep.count) + " in " + std::to_string(keep.ms) + " ms");
 }
 
-// Every byte that the system took counts, whether it came or not.
+// Every byte accepted by the system counts, whether it arrived or not.
 void SessionWorld::CheckWire() {
   judging_ = true;
   for (auto& [link, book] : links) {
@@ -425,7 +425,7 @@ void SessionWorld::CheckWire() {
   }
 }
 
-// What of a message left without its end: that is unknown, whatever else.
+// Checks the sent part of an incomplete message: the fate of its request can only be unknown.
 void SessionWorld::CheckHalf(int link, int code, const std::string& half) {
   bool owned = false;
   for (const Asked& each : asked_) {

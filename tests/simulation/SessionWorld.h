@@ -1,4 +1,4 @@
-// A run of sessions: what each tells of its requests, held against what the servers saw.
+// A run of sessions: the fates they report are checked against the servers' records.
 #pragma once
 
 #include <deque>
@@ -10,7 +10,7 @@ namespace vektest {
 
 class SessionWorld;
 
-// One session from its making to its end.
+// One session from its creation to its end.
 struct Keep {
   SessionWorld* world = nullptr;
   unsigned slot = 0;
@@ -18,26 +18,26 @@ struct Keep {
   bool polled = false, byId = false;
   bool wantsEnd = false, ending = false, ended = false;
   unsigned count = 0, ms = 0;   // the rate
-  std::uint64_t rateSince = 0;  // for requests begun since
+  std::uint64_t rateSince = 0;  // applies to requests begun since
   std::vector<Task*> users, inEvent;
-  std::uint32_t over = 0;              // links up to here: their end was told
-  std::map<std::uint32_t, int> links;  // as the session counts them: as the network does
+  std::uint32_t over = 0;              // the ends of all links up to this one have been reported
+  std::map<std::uint32_t, int> links;  // the network's number of a link, by the session's
 };
 
-// A request, and what became of it.
+// A request, and its outcome.
 struct Asked {
   Keep* keep = nullptr;
   std::size_t number = 0;
   int code = 0;
   bool urgent = false, made = false;
-  std::string id, text;  // the text without an id that the session makes
+  std::string id, text;  // the text without an id created by the session
   std::uint64_t begun = 0, returned = UINT64_MAX;
   int refused = 0;
   std::uint64_t ticket = 0;
   std::uint32_t link = 0;
   int fate = 0;
-  bool taken = false;  // back by Withdraw, or replaced
-  int seen = -1;       // over which link of the network, whole
+  bool taken = false;  // returned by Withdraw, or replaced
+  int seen = -1;       // the link of the network on which it arrived whole
 
   std::string Mark() const { return "#" + std::to_string(number) + "#"; }
   bool Never() const { return refused != 0 || fate == vsf_NeverSent; }

@@ -1,4 +1,4 @@
-// What the library has of the system, played by the scheduler: threads, mutexes, events, alarms, the clock.
+// The library's operating system layer, played by the scheduler: threads, mutexes, events, alarms, the clock.
 #include <mutex>
 #include <utility>
 
@@ -79,7 +79,7 @@ TEvent::~TEvent() = default;
 void TEvent::Set() noexcept {
   native_->isSet = true;
   Scheduler::WakeOne(native_->waiting);
-  // Whoever waited may destroy the event from here on.
+  // A waiter may destroy the event from here on.
   if (Scheduler* const scheduler = Running()) scheduler->Point();
 }
 
@@ -183,7 +183,7 @@ bool TThread::IsCurrent() const noexcept {
   return native_ && native_->token == CurrentThreadToken();
 }
 
-// ---- messages that are sent to a waiting thread ----
+// ---- messages sent to a waiting thread ----
 
 TAnswerWatch* TAnswerWatch::Set(TAnswerWatch* watch) noexcept {
   return Running() ? std::exchange(Running()->Self().watch, watch) : nullptr;

@@ -12,7 +12,7 @@ std::string Seconds(Ns time) {
   return text;
 }
 
-// Times that meet: a few moments, what the library waits for, and small differences around them.
+// Coinciding times: a few moments, the library's timeouts, and small differences around them.
 Ns Moment(Draw& draw, const std::vector<Ns>& anchors, Ns length) {
   if (draw.Chance(400)) return draw.Time(kMs, length);
   Ns at = anchors[draw.Below(static_cast<unsigned>(anchors.size()))];
@@ -73,7 +73,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
-  const bool orders = draw.Chance(150);    // little else
+  const bool orders = draw.Chance(150);    // hardly anything else
   const bool crossing = draw.Chance(150);  // sessions end each other inside their events
   const Ns length = draw.Time(5 * kSecond, 100 * kSecond);
   std::vector<Ns> anchors;

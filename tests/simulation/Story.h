@@ -1,4 +1,4 @@
-// What is to happen in a run: drawn from its seed, and made shorter when it shows a fault.
+// The script of a run: drawn from its seed, and shortened if it shows a fault.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace vektest {
 enum class Act {
   Connect,
   Disconnect,
-  Delete,  // and make a new one
+  Delete,  // and create a new one
   Order,   // code 129, not paced
   Query,
   Long,
@@ -23,7 +23,7 @@ enum class Act {
   NewSender,
   Busy,
   kCount,
-  // Of sessions that keep themselves.
+  // For kept sessions.
   Open = kCount,
   Close,
   Drain,
@@ -40,15 +40,15 @@ struct Step {
   int id = 0;
   Act act = Act::Busy;
   unsigned client = 0;
-  unsigned thread = 0;  // of the application, when it is not inside an event
-  Ns at = 0;            // since the start; each thread's in this order
+  unsigned thread = 0;  // of the application, if not inside an event
+  Ns at = 0;            // since the start; ascending per thread
   int inside = -1;      // instead: inside the n-th event of `host`
   unsigned host = 0;
   Ns time = 0;                 // of Busy
-  bool answersWindow = false;  // instead: from a message that is sent to the thread while it waits
+  bool answersWindow = false;  // instead: from a message sent to the thread while it waits
 };
 
-// What a server does on one link.
+// The script of a server for one link.
 struct ServerScript {
   LineScript line;
   bool named = false;
@@ -71,9 +71,9 @@ struct ServerScript {
 struct Story {
   std::uint64_t seed = 0;
   std::set<int> without;  // steps left out
-  bool calm = false;      // no changes of threads but where one waits
+  bool calm = false;      // threads switch only where one waits
   bool plain = false;     // every server behaves
-  bool sessions = false;  // that keep themselves; else clients
+  bool sessions = false;  // kept sessions; otherwise clients
 
   Scheduler::Chances chances;
   unsigned clients = 1;
@@ -87,7 +87,7 @@ struct Story {
 
   static bool HasSessions(std::uint64_t seed) { return seed % 8 == 7; }
 
-  // Of the link that a step makes; of the n-th link of a run of sessions.
+  // For the link that a step makes; for the n-th link of a run of sessions.
   ServerScript Server(int step) const;
 
   std::string Tell() const;

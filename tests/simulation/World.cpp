@@ -108,7 +108,7 @@ void World::Run() {
   CleanUp();
 }
 
-// What is held goes in time while the link is sound and acknowledges; where it does not, it is given up.
+// Held requests are sent in time while the link is sound and acknowledges; otherwise they are given up.
 void World::LookAtHeld(Slot& slot) {
   if (!slot.sender || !slot.client) return;
   const auto found = links.find(slot.life->upLink);
@@ -190,7 +190,7 @@ void World::Busy(Ns time) {
   --busyNow_;
 }
 
-// Not on two threads of the application's at once; events may come in between.
+// Never on two threads of the application at once; events may intervene.
 void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) {
   const bool event =
       std::find(slot.life->inEvent.begin(), slot.life->inEvent.end(), Me()) != slot.life->inEvent.end();
@@ -281,7 +281,7 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   if (accepted && step.act == Act::Query && life.ready && begun > *life.ready) CheckRate(life, begun);
 }
 
-// All of them were let go between the beginning of the first and now.
+// All of them were let through between the beginning of the first and now.
 void World::CheckRate(Life& life, Ns begun) {
   life.queries.push_back(begun);
   if (life.queries.size() <= story.pace) return;
@@ -290,7 +290,7 @@ void World::CheckRate(Life& life, Ns begun) {
   if (Now() - first < story.paceMs * kMs) Fail("pace", "too many queries");
 }
 
-// ---- what a server saw ----
+// ---- the servers' records ----
 
 void World::OnRequest(const std::string& text, int link) {
   const std::size_t id = static_cast<std::size_t>(std::strtoul(text.c_str() + 1, nullptr, 10));
@@ -320,7 +320,7 @@ void World::OnPaced(const std::string& text, int link, bool trueAcks) {
   found->second->Arrived(number, link, trueAcks);
 }
 
-// ---- what must hold all the time ----
+// ---- invariants ----
 
 void World::Watch() {
   if (over_) return;
@@ -356,7 +356,7 @@ void World::WatchClient(Slot& slot) {
   if (Now() - heard > 66 * kSecond + Slack()) Fail("silent", "no event tells that the server is silent");
 }
 
-// ---- what must hold at the end ----
+// ---- conditions at the end ----
 
 void World::CheckRequests() {
   for (const Slot& slot : slots) {

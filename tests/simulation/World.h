@@ -1,4 +1,4 @@
-// A run: the clients, the application's threads, the servers, and what must hold for all of them.
+// A run: the clients, the application's threads, the servers, and the conditions that all of them must meet.
 #pragma once
 
 #include <algorithm>
@@ -33,15 +33,15 @@ inline bool Begins(const std::string& text, const std::string& start) {
   return text.rfind(start, 0) == 0;
 }
 
-// What a client is to be told over one link, in the order of the wire.
+// The events that a client must report for one link, in the order sent.
 struct LinkBook {
   struct Expected {
     std::string line;
-    std::size_t end;  // bytes written up to its last
+    std::size_t end;  // bytes written up to the last of it
   };
   std::vector<Expected> expected;
   std::size_t told = 0;
-  bool over = false;  // its end was told
+  bool over = false;  // its end was reported
   bool badPacket = false;
   bool hungUp = false;
   Ns begun = 0;
@@ -50,7 +50,7 @@ struct LinkBook {
   std::shared_ptr<Line> line;
 };
 
-// Every request of the application's, and what became of it.
+// Every request of the application, and its outcome.
 struct Request {
   unsigned client = 0;
   const void* thread = nullptr;
@@ -58,27 +58,27 @@ struct Request {
   std::string text;
   bool returned = false, accepted = false;
   std::uint64_t begun = 0;
-  int link = -1;  // which it came over
+  int link = -1;  // on which it arrived
 };
 
-// One client from its making to its end.
+// One client from its creation to its end.
 class Life final : public VekApi::VekClientHandler {
  public:
   struct Call {
-    int link;  // -1: one that ends links only
+    int link;  // -1: a call that only ends links
     std::uint64_t begun, ended;
   };
 
   Life(World& world, unsigned slot, int which) : number(which), world_(world), slot_(slot) {}
 
-  // Whether an event of that link may come now.
+  // Whether an event of that link is allowed now.
   bool Allows(int link) const;
 
   const int number;
   bool destroyed = false;
   std::vector<Call> calls;
   std::vector<Task*> inEvent;
-  std::uint64_t lastChange = 0;  // of its link: a call, or an end
+  std::uint64_t lastChange = 0;  // the last call or end that changed its link
   Ns lastEvent = 0, lastSend = 0;
   int upLink = -1;
   std::optional<Ns> ready;
@@ -114,9 +114,9 @@ class Sender final : public VekApi::VekFlowCtrlSender {
 
   void Send(unsigned requests);
   void Restart(std::size_t calls);
-  // Once a second; `calls`: how many have changed the client's link.
+  // Called once a second; `calls`: how many have changed the client's link.
   void Look(bool sound, std::size_t calls);
-  // From the server.
+  // Called by the server.
   void Arrived(unsigned request, int link, bool trueAcks);
   std::string Text(unsigned request) const;
   void CheckRefused();
@@ -132,7 +132,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   World& world_;
   const int count_, ms_;
   unsigned issued_ = 0;
-  std::set<unsigned> refused_, given_;  // by the link; up by the application
+  std::set<unsigned> refused_, given_;  // refused by the link; given up by the application
   struct Row {
     unsigned last = 0;
     std::vector<Ns> arrivals{};
@@ -140,8 +140,8 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   std::set<unsigned> came_;
   std::size_t calls_ = 0;  // at the last restart
   bool refusedSince_ = false;
-  std::size_t seen_ = 0;      // had come at the last look
-  Ns stuck_ = 0, sound_ = 0;  // for how long
+  std::size_t seen_ = 0;      // had arrived at the last look
+  Ns stuck_ = 0, sound_ = 0;  // durations
   Ns slack_ = 0;
   std::map<int, Row> rows_;  // by link
 };
@@ -157,22 +157,22 @@ class World : public Net {
   Attempt Try(unsigned port, unsigned address) override;
   std::shared_ptr<Line> Accept(unsigned port) override;
   unsigned LookUp(unsigned port) override;
-  bool CouldBeOpened(int link) const;  // without any doubt
+  bool CouldBeOpened(int link) const;  // beyond doubt
 
   struct Slot {
     std::unique_ptr<VekApi::VekClient> client;
     Life* life = nullptr;
     std::unique_ptr<Sender> sender;
     std::vector<Task*> users;       // in any call
-    std::vector<Task*> connecting;  // in one that changes the link
+    std::vector<Task*> connecting;  // in a call that changes the link
     int events = 0;
   };
 
   void Do(const Step& step, VekApi::VekClient* inside);
   void RunInside(unsigned host, VekApi::VekClient& client);
-  // Whose name and password come over that link.
+  // The client whose name and password are sent over that link.
   virtual int Who(int link) const { return link; }
-  // What acknowledges it; empty: any line.
+  // The line that acknowledges it; empty: any line.
   virtual std::string AckLine(const std::string&) const { return {}; }
   virtual void OnRequest(const std::string& text, int link);
   virtual void OnPaced(const std::string& text, int link, bool trueAcks);
@@ -216,7 +216,7 @@ class World : public Net {
   int busyNow_ = 0;
 };
 
-// For a scope.
+// Registers a task for the duration of a scope.
 class Using {
  public:
   Using(std::vector<Task*>& who, Task* task) : who_(who), task_(task) { who_.push_back(task); }

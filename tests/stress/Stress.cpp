@@ -28,7 +28,7 @@ unsigned Random(unsigned bound) {
 
 // ---- events ----
 
-// An event that runs. Those that this thread runs further down its stack wait for it.
+// A running event. Those further down this thread's stack wait for it.
 class TWatched::TInside {
  public:
   explicit TInside(TWatched& watched) : watched_(watched), below_(std::exchange(top_, this)) {
@@ -56,7 +56,7 @@ class TWatched::TInside {
   static inline thread_local int depth_ = 0;
 };
 
-// A call into the library: the event that makes it does not run meanwhile.
+// A call into the library: the event that makes it does not count as running meanwhile.
 class TWatched::TOutside {
  public:
   TOutside() {
@@ -86,7 +86,7 @@ void TWatched::OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::Vek
   if (result.WorkID() != kAnyLink) {
     EXPECT_GE(std::stoi(result.WorkID()), connected_) << "of a link before";
   }
-  // A server that was too late, or silent, may go on.
+  // A server that was late, or silent, may continue.
   const VekApi::EVekClientState state = client.State();
   EXPECT_TRUE(client.IsSessionConnected() || state == VekApi::vcs_HeartbeatTimeout ||
               state == VekApi::vcs_UnknownServer)
@@ -136,7 +136,7 @@ void TWatched::Send(bool alone) {
   client_->SendVekRequest(128, request.data(), static_cast<unsigned>(request.size()));
 }
 
-// A password that is too long is answered by the client itself.
+// A password that is too long is rejected by the client itself.
 void TWatched::ChgPass() {
   const TOutside outside;
   const std::string next = Random(2) == 0 ? "secret" : std::string(5000, 'x');

@@ -1,4 +1,4 @@
-// Clients that are used from everywhere at once, and what must hold then.
+// Clients used from everywhere at once, and the conditions that must hold.
 #pragma once
 
 #include <atomic>
@@ -16,12 +16,12 @@ using TRandom = std::minstd_rand;
 
 // A random number below `bound`, from the calling thread's own sequence.
 unsigned Random(unsigned bound);
-// The sequences of threads follow from this and from the order in which they first ask.
+// The sequences of threads depend on this and on the order of their first calls.
 void SeedRandom(unsigned seed);
 
 class TSlots;
 
-// The handler of one client; lives longer than it, as an event that deleted its client is still on a stack.
+// The handler of one client; outlives it, because an event that deleted its client is still on a stack.
 class TWatched final : public VekApi::VekClientHandler {
  public:
   explicit TWatched(TSlots& slots) : slots_(slots), client_(std::make_unique<VekApi::VekClient>(*this)) {}
@@ -35,7 +35,7 @@ class TWatched final : public VekApi::VekClientHandler {
   // `alone`: nobody connects it meanwhile.
   void Send(bool alone);
   void ChgPass();
-  // In a forked child: nothing comes of it, and the client is deleted.
+  // In a forked child: it has no effect, and the client is deleted.
   void TryInherited(const std::string& setting);
 
   void OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) override;
@@ -52,34 +52,34 @@ class TWatched final : public VekApi::VekClientHandler {
 
   TSlots& slots_;
   std::unique_ptr<VekApi::VekClient> client_;
-  std::atomic<int> active_{0};       // events that run, and do not wait inside the library themselves
+  std::atomic<int> active_{0};       // running events that do not themselves wait inside the library
   std::atomic<bool> closed_{false};  // no event until the next Connect
   std::atomic<int> links_{0};
   std::atomic<int> connected_{0};  // the link whose Connect has returned
 };
 
-// The clients, each with what the application must see to itself: that one is not deleted while others use
-// it, nor connected by two at once. Nobody waits: what cannot be done now is left.
+// The clients, each with the application's duties: none is deleted while others use it, nor connected by two
+// at once. Nobody waits: an action that is impossible now is skipped.
 class TSlots {
  public:
   TSlots(std::vector<std::string> settings);
   ~TSlots();
 
-  // Something at random, on any client.
+  // A random action on any client.
   void Act();
-  // Holds every client that nobody is changing, for a forked child to try.
+  // Reserves every client that nobody is changing, for use by a forked child.
   std::vector<TWatched*> Hold();
   void LetGo(const std::vector<TWatched*>& held);
 
-  // Counted without giving the threads an order that they would not have without the test.
+  // Counted without imposing an order on the threads that they would not have without the test.
   std::atomic<unsigned long> acts{0};
   std::atomic<unsigned long> events{0};
-  std::atomic<int> running{0};  // events, those that wait included
+  std::atomic<int> running{0};  // all events, including those that wait
   const std::vector<std::string> settings;
 
  private:
   struct TSlot {
-    std::atomic<int> users{0};  // -1: is being replaced
+    std::atomic<int> users{0};  // -1: being replaced
     std::atomic<bool> connecting{false};
     TWatched* watched = nullptr;
   };

@@ -1,7 +1,7 @@
 // Everything at once, from everywhere: events that act on their own session and on others, threads of the
-// application, deadlines that pass at their exact moment, processes that are forked meanwhile.
+// application, deadlines that expire at their exact moment, processes that fork meanwhile.
 //
-// VEKAPI_STRESS_SECONDS=N goes on for longer, VEKAPI_SEED=N begins with the same numbers.
+// VEKAPI_STRESS_SECONDS=N runs longer, VEKAPI_SEED=N starts with the same numbers.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -31,7 +31,7 @@
 namespace Stress {
 namespace {
 
-// A messenger whose peer is whichever thread takes one at random.
+// A messenger whose peer is any thread that picks one at random.
 class TStressMes final : public Dova::TMesBase {
  public:
   bool Open() override {
@@ -86,7 +86,7 @@ const bool registered = [] {
   return true;
 }();
 
-// A client that nobody but the main thread uses, in real time: it stays up whatever children do with theirs.
+// A client used only by the main thread, in real time: it stays up whatever children do with theirs.
 class TStayer {
  public:
   explicit TStayer(const std::string& setting) {
@@ -115,7 +115,7 @@ class TStayer {
   unsigned asked_ = 0;
 };
 
-// What a forked child does with what it inherited, and by itself; 0 when all goes well.
+// What a forked child does with its inherited objects, and on its own; 0 on success.
 int BeChild(TStayer& stayer, const std::vector<TWatched*>& inherited, const std::string& setting) {
   TestSupport::DumpWhenKilled();
   Dova::TTimerQueue::Replace(nullptr);
@@ -142,7 +142,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
 
-// Threads that act again and again, until the object goes.
+// Threads that act repeatedly until the object is destroyed.
 class TActors {
  public:
   TActors() = default;
@@ -252,7 +252,7 @@ class StressTest : public testing::Test {
 };
 
 TEST_F(StressTest, EverythingAtOnce) {
-  RunFor(std::chrono::seconds(0));  // for what is made once and kept
+  RunFor(std::chrono::seconds(0));  // for allocations made once and kept
   const TestSupport::THeld before = TestSupport::Held();
   RunFor(std::chrono::seconds(FromEnvironment("VEKAPI_STRESS_SECONDS", 3)));
   TestSupport::SettlesTo(before);

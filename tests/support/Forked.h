@@ -7,15 +7,15 @@
 
 namespace TestSupport {
 
-// Whether a process may be forked whatever its threads do. The allocator and the thread registry of the
-// sanitizers do not follow a fork: there all other threads have to be asleep.
+// Whether a process may fork whatever its threads do. The allocator and the thread registry of the sanitizers
+// do not support that: all other threads must be asleep.
 constexpr bool kForksAtAnyMoment = !kSanitized;
 
-// The exit code of a forked child that runs `body` and then ends in order; -1 when it crashed, or took too
-// long. None where no child was tried: the system has no such thing.
+// The exit code of a forked child that runs `body` and then exits normally; -1 if it crashed, or took too
+// long. Nothing if no child was tried, because the system cannot fork.
 //
-// Where processes cannot be forked at any moment it waits until the others sleep, which has to come by
-// itself, and fails the test when it does not.
+// If a process cannot fork at any moment, waits until the other threads sleep, which must happen by itself,
+// and fails the test otherwise.
 std::optional<int> ExitCodeOfChild(const std::function<int()>& body);
 
 }  // namespace TestSupport

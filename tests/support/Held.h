@@ -1,4 +1,4 @@
-// What this process holds of the system, by name: what a leak would make grow.
+// The system resources of this process, by name: a leak would make one grow.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,8 +15,8 @@ using THeld = std::map<std::string, std::size_t>;
 
 THeld Held();
 
-// Reads until nothing is more than before: threads that nobody joins may still be ending. Fails the test when
-// that does not come.
+// Reads until nothing exceeds `before`: detached threads may still be ending. Fails the test if that does not
+// happen.
 template <class TRead>
 bool SettlesTo(const THeld& before, const TRead& read) {
   const auto was = [&](const std::string& what) {

@@ -1,4 +1,4 @@
-// Looking for a text in all the memory that this process can write to.
+// Searches all writable memory of this process for a text.
 #pragma once
 
 #include <cstddef>
@@ -9,24 +9,24 @@
 
 namespace TestSupport {
 
-// Some of this process's memory, copied: a stretch of its addresses without a gap.
+// A copy of some of this process's memory: contiguous addresses.
 using TLook = std::function<void(std::string_view bytes)>;
 
-// All that is writable, in pieces that overlap by `overlap` bytes. Not what another thread takes away
-// meanwhile, and not the copies.
+// All writable memory, in pieces that overlap by `overlap` bytes. Excludes memory freed by another thread
+// meanwhile, and the copies.
 void LookAtMemory(std::size_t overlap, const TLook& look);
 
-// A text that nobody but who asks for it has in memory.
+// A text that is in memory only where its users put it.
 class TSecret {
  public:
-  // To be wiped by the caller.
+  // The caller must wipe it.
   std::string Text() const {
     std::string text = hidden_;
     for (char& c : text) c = static_cast<char>(c ^ kMask);
     return text;
   }
 
-  // How many copies there are.
+  // The number of copies in memory.
   unsigned Copies() const {
     unsigned copies = 0;
     LookAtMemory(hidden_.size() - 1, [&](std::string_view bytes) {

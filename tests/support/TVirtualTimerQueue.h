@@ -22,7 +22,7 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
   void Advance(unsigned ms) { AdvanceTo(Now() + std::chrono::milliseconds(ms)); }
   void AdvanceTo(std::int64_t ns) { AdvanceTo(Dova::Os::TTime(std::chrono::nanoseconds(ns))); }
 
-  // The computer sleeps: what was due meanwhile expires late, when the time is advanced next.
+  // The computer sleeps: timers due meanwhile expire late, when the time is advanced next.
   void Sleep(unsigned ms) { MoveTo(Now() + std::chrono::milliseconds(ms)); }
 
   // How often a timer expired.
@@ -31,7 +31,7 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
   void AdvanceTo(Dova::Os::TTime to) {
     TLock lock(mutex_);
     for (;;) {
-      // One due time after the other: an expiry may arm a timer that is due before the next one.
+      // One due time after another: an expiry may arm a timer that is due before the next one.
       const Dova::Os::TTime next = NextLook();
       if (next == Dova::Os::kNever || next > to) break;
       Dova::TTimerBase* const due = TakeDue(next);

@@ -7,11 +7,11 @@
 
 namespace TestSupport {
 
-// Ends the program, with the stack of every thread on standard error where the system can tell them, when it
-// was not told for so long that something goes on.
+// Ends the program if no progress was reported for too long, with the stack of every thread on standard error
+// where the system can provide it.
 class TWatchdog {
  public:
-  // `tell` adds to what is written then.
+  // `tell` adds to the output.
   explicit TWatchdog(
       std::string what, int seconds = 120, void (*tell)() = [] {});
   ~TWatchdog();
@@ -36,7 +36,7 @@ class TWatchdog {
 // On standard error.
 void PrintStacks();
 
-// From now on a crash, or an alarm, writes the stack of its thread on standard error.
+// From now on a crash, or an alarm, writes its thread's stack to standard error.
 void DumpWhenKilled();
 
 }  // namespace TestSupport

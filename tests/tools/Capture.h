@@ -1,4 +1,4 @@
-// Writes captures as a card would see a connection.
+// Writes captures of a connection as seen by a network card.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Captures that are not as tidy as a connection was.
+// Captures with the irregularities of real ones.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ const std::string kSignOn =
     Scrambled(vektest::Pack(2, std::string("\0\x07\0\0\x06\0\0\0\0", 9) + "trader/" + "secret"), kKey);
 const std::string kAnswer = vektest::ConnectResult(false, {{"VekEnc\n", vektest::EncItem(1, kKey)}});
 
-// One connection, of which a test writes the segments as it likes.
+// One connection, whose segments a test writes at will.
 class VekdumpCapture : public testing::Test {
  protected:
   void Open() {
@@ -36,10 +36,10 @@ class VekdumpCapture : public testing::Test {
   }
   void Client(const std::string& bytes) { written.Send(1, Side::Client, kAck, bytes); }
   void Server(const std::string& bytes) { written.Send(1, Side::Server, kAck, bytes); }
-  // Sent, and not in the capture.
+  // Sent, but missing from the capture.
   void Lose(Side from, std::size_t count) { written.Next(1, from) += static_cast<std::uint32_t>(count); }
 
-  // What is shown of the packets, and the notes: names or texts.
+  // The output for packets, and the notes: names or texts.
   std::vector<std::string> Shown(std::uint16_t port = 0) {
     std::vector<std::string> shown;
     for (const std::string& line : PlainOf(capture.bytes, port)) {
@@ -77,7 +77,7 @@ TEST_F(VekdumpCapture, PutsSegmentsInOrderAndLeavesOutWhatComesAgain) {
   at(5, 7);
   at(12, 4);
   at(0, 2);
-  at(0, 9);  // fills the hole, and overlaps what came early
+  at(0, 9);  // fills the hole, and overlaps the early bytes
   at(0, 16);
   at(3, 2);
   EXPECT_EQ(Shown(), Opened({"report one", "report two"}));
@@ -88,17 +88,17 @@ TEST_F(VekdumpCapture, SaysWhatIsMissingAndGoesOnBehindIt) {
   const std::string whole = ToServer(130, "lost");
   Client(ToServer(130, "before"));
   Lose(Side::Client, whole.size());
-  Client(ToServer(130, "behind"));  // a new packet, which has to be found
+  Client(ToServer(130, "behind"));  // a new packet, which has to be searched for
   Client(whole.substr(0, 5));
-  Lose(Side::Client, 2);  // within a packet: it is known where the next one starts
+  Lose(Side::Client, 2);  // within a packet: the start of the next one is known
   Client(whole.substr(7) + ToServer(130, "last"));
-  Server(Scrambled(Message(130, "seen"), kKey));  // acknowledges all of it
+  Server(Scrambled(Message(130, "seen"), kKey));  // acknowledges everything
   EXPECT_EQ(Shown(), Opened({"report before", "* 9 bytes of the client's stream missing", "report behind",
                              "* 2 bytes of the client's stream missing",
                              "* 5 bytes of the client's stream left out", "report last", "report seen"}));
 }
 
-// A frame that was captured in part, and a stream that ends within a packet.
+// A partly captured frame, and a stream that ends within a packet.
 TEST_F(VekdumpCapture, CountsWhatWasNotCapturedAsMissing) {
   Open();
   const std::string packet = ToServer(130, "cut off");
@@ -114,7 +114,7 @@ TEST_F(VekdumpCapture, CountsWhatWasNotCapturedAsMissing) {
                     "report behind", "* the server's stream ends within a packet, of which 6 bytes came"}));
 }
 
-// Whatever is missing in front of a sign-on, and however it is cut: nothing of its password is shown.
+// Whatever is missing before a sign-on, and however it is cut: nothing of its password is shown.
 TEST_F(VekdumpCapture, ShowsNoPasswordWhereverTheCaptureBegins) {
   const std::string plain = vektest::Pack(2, std::string("\0\x02\0\0\x06\0\0\0\0", 9) + "ab" + "secret");
   const std::string longer =
@@ -166,7 +166,7 @@ TEST_F(VekdumpCapture, LeavesOutOtherConnectionsUnlessTold) {
   EXPECT_EQ(Shown(80), Lines());
 }
 
-// A port that is used again is a new link with a key of its own.
+// A reused port is a new link with its own key.
 TEST_F(VekdumpCapture, KnowsANewConnectionByItsStart) {
   Open();
   written.Send(1, Side::Client, kReset, {});

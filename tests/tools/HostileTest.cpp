@@ -1,4 +1,4 @@
-// Files that are cut, wrong or made up: an error with file and place, never more.
+// Truncated, corrupt or invented files: an error with file and position, never worse.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -12,7 +12,7 @@
 namespace VekDump {
 namespace {
 
-// What is said of a file; empty when it is a good one.
+// The error for a file; empty if the file is valid.
 std::string ErrorOf(const std::string& file) {
   Views views;
   std::ostringstream more;
@@ -48,11 +48,11 @@ std::string SmallRecording() {
   return views.recording.str();
 }
 
-// A cut is an error unless it falls between two records.
+// A truncation is an error unless it falls between two records.
 TEST(VekdumpHostile, FilesCutAtEveryByte) {
   struct Case {
     std::string file;
-    std::size_t whole;  // cuts that leave a good file
+    std::size_t whole;  // truncations that leave a valid file
   };
   const std::string recording = SmallRecording();
   for (const auto& [file, whole] :
@@ -98,7 +98,7 @@ TEST(VekdumpHostile, TellsWhatIsWrongAndWhere) {
   for (const auto& [file, error] : cases) EXPECT_EQ(ErrorOf(file), error);
 }
 
-// Bytes turned at random in good files: an error or none, and an end.
+// Random byte changes in valid files: an error or none, and an end.
 TEST(VekdumpHostile, SurvivesTurnedBytes) {
   std::mt19937 random(4);
   for (const std::string& good : {SmallCapture(false), SmallCapture(true), SmallRecording()}) {
@@ -111,7 +111,7 @@ TEST(VekdumpHostile, SurvivesTurnedBytes) {
   }
 }
 
-// A table that announces far more columns than it has bytes for in a record.
+// A table that announces far more columns than a record has bytes for.
 TEST(VekdumpHostile, ShowsNoMoreCellsThanTheBytesCanFill) {
   const std::string table = "\x02t\n\x03" + std::string(30'000, '\x01') + "x\n" + std::string(30'000, '\n');
   std::string stream = vektest::ConnectResult(false, {});

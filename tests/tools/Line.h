@@ -1,4 +1,4 @@
-// What passes through a proxy: shown, and kept as it went.
+// The traffic through a proxy: shown, and kept as sent.
 #pragma once
 
 #include <algorithm>
@@ -25,11 +25,11 @@ namespace VekDump {
 struct Part {
   std::uint32_t link;
   Side from;
-  std::string bytes;  // empty: the link begins or ends
+  std::string bytes;  // empty: the link starts or ends
   bool end = false;
 };
 
-// Every form of it at once.
+// All output forms at once.
 struct Views {
   std::ostringstream text, json, recording;
 
@@ -42,8 +42,8 @@ struct Views {
   }
 };
 
-// The lines without what depends on time and place, link by link: in a capture, a link is told of when its
-// first bytes come.
+// The lines without their dependence on time and place, link by link: in a capture, a link is reported at its
+// first bytes.
 inline std::vector<std::string> Plain(const std::string& jsonLines) {
   std::map<int, std::vector<std::string>> links;
   std::istringstream in(jsonLines);
@@ -101,7 +101,7 @@ class Line : public Decoder {
     if (!std::exchange(ended_, true)) firstEnd.set_value();
   }
 
-  std::vector<Part> parts;      // once it has stopped
+  std::vector<Part> parts;      // once the proxy has stopped
   std::promise<void> firstEnd;  // of a link
 
  private:
@@ -142,7 +142,7 @@ class Written {
   }
   void Flag(const Part& part, unsigned flags) { Send(part.link, part.from, flags, {}); }
 
-  // The next bytes of that side, put into the capture.
+  // The next bytes of that side, written to the capture.
   void Send(std::uint32_t link, Side from, unsigned flags, std::string_view bytes) {
     auto& own = Next(link, from);
     capture_->Segment(from, 40000 + link, own, Next(link, Other(from)), flags, bytes);

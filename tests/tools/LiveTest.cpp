@@ -1,4 +1,4 @@
-// A session of the library, looked at through the proxy, from captures and from a recording.
+// A session of the library, observed through the proxy, from captures and from a recording.
 #include <gtest/gtest.h>
 
 #include <asio.hpp>
@@ -78,7 +78,7 @@ TEST_P(VekdumpLive, ShowsEveryPacketAndNoPassword) {
     }
   }
   EXPECT_EQ(sent, 1U + 3U * vektest::WholeSession::kRequestRate.count);
-  EXPECT_GT(acknowledged, 0U);  // the last ones may still have been on their way
+  EXPECT_GT(acknowledged, 0U);  // the last ones may still have been in flight
   EXPECT_LE(acknowledged, sent);
   EXPECT_EQ(objects.front()["kind"], "link");
   ExpectNoPassword(views);
@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, VekdumpLive,
                          testing::Values(Kind{ByteOrder::Little, 0, ""}, Kind{ByteOrder::Big, 1, "k\xFFz"},
                                          Kind{ByteOrder::Little, 0, "server only"}));
 
-// What goes beyond the session's own packets.
+// What is shown in addition to the session's own packets.
 TEST(VekdumpLine, PassesOnWhateverIsSaidAndTellsHowItEnds) {
   Views views;
   VekSim::SimConfig config;

@@ -1,4 +1,4 @@
-// Counts, round trips and the picture of a recording whose times are known.
+// Counts, round trips and the chart of a recording with known times.
 #include <gtest/gtest.h>
 
 #include "Line.h"
@@ -19,7 +19,7 @@ std::size_t CountOf(const std::string& text, const std::string& part) {
 }
 
 // Queries 1 to 100 are answered after as many milliseconds, later ones first; a batch of three is
-// acknowledged in two steps; then there is silence, a burst of reports, a held request and a break.
+// acknowledged in two steps; then follow silence, a burst of reports, a held request and a break.
 void Play(Decoder& decoder) {
   std::int64_t now = 1'700'000'000'000'000'000;
   const auto packet = [&](Side from, const std::string& bytes, std::int64_t laterMs = 0) {

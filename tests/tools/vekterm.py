@@ -65,7 +65,7 @@ recording = f"{FILES}/day.vekrec"
 user = ["--user", "trader", "--password-file"]
 ORDER = "prod=TXF side=B qty=1 price=15000"
 
-# Name, arguments, script, exit code, and patterns that have to match one behind the other in what is printed.
+# Name, arguments, script, exit code, and patterns that the output must match in this order.
 CASES = [
     ("tables and orders", [good, *user, right, "--record", recording],
      "query accounts\nnew prod=TXF side=B qty=2 price=MKT\nexpect Left=0\nfates\ntimes\ncounters\nstate\nhelp new\n", 0,

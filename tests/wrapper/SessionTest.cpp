@@ -21,7 +21,7 @@ CVekSessionConfig Config(std::int32_t delivery = vsd_Threads) {
   CVekSessionConfig config = VekSession::Defaults();
   config.id1 = "trader";
   config.delivery = delivery;
-  config.rateCount = 1, config.rateMs = 600'000;  // the second order is held
+  config.rateCount = 1, config.rateMs = 600'000;  // the second order stays held
   return config;
 }
 
@@ -76,7 +76,7 @@ TEST(SessionWrapper, PolledFatesComeInsideNextAndInTheDestructor) {
   EXPECT_EQ(told, 2);
 }
 
-// Although another thread is inside Submit.
+// Even while another thread is inside Submit.
 TEST(SessionWrapper, IsClosedWhenCloseReturns) {
   VekSim::SimServer server;
   CVekSessionConfig config = Config(vsd_Poll);
@@ -109,7 +109,7 @@ TEST(SessionWrapper, NothingWaitsForItself) {
       threw.set_value(false);
     } catch (const VekApi::VekInCallback&) {
       submitted.get_future().wait();
-      session.reset();  // with the function that runs
+      session.reset();  // destroys the running function too
       threw.set_value(true);
     }
   });

@@ -1,5 +1,5 @@
-// Prints what the library makes of every character below U+10000:
-// lines of its UTF-8, its bytes in code page 950, and what these are in UTF-8 again, all in hexadecimal.
+// Prints the library's conversions of every character below U+10000:
+// lines of its UTF-8, its bytes in code page 950, and these converted back to UTF-8, all in hexadecimal.
 #include <cstdio>
 #include <string>
 

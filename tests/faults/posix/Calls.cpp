@@ -34,7 +34,7 @@ TFunction* Next(const char* name) {
     return next;                                          \
   }()
 
-// Overrides a function that tells of its failure by -1.
+// Overrides a function that returns -1 on failure.
 #define OVERRIDE(kind, error, result, name, parameters, ...) \
   result name parameters {                                   \
     if (Fails(EKind::kind, error)) return -1;                \
@@ -77,7 +77,7 @@ OVERRIDE(Socket, ENOBUFS, int, setsockopt,
 int fcntl(int fd, int command, ...) {
   va_list rest;
   va_start(rest, command);
-  void* const argument = va_arg(rest, void*);  // every type of it is passed in one register
+  void* const argument = va_arg(rest, void*);  // arguments of every type are passed in one register
   va_end(rest);
   if (Fails(EKind::Socket, EINVAL)) return -1;
   return NEXT(fcntl)(fd, command, argument);
@@ -96,7 +96,7 @@ int getaddrinfo(const char* host, const char* service, const addrinfo* hints, ad
   return NEXT(getaddrinfo)(host, service, hints, results);
 }
 
-// ---- shared memory: how rings are found, looked at and mapped ----
+// ---- shared memory: how rings are found, examined and mapped ----
 
 OVERRIDE(SharedMemory, ENOMEM, int, fstatfs, (int fd, struct statfs* status) noexcept, fd, status)
 OVERRIDE(SharedMemory, ENOMEM, int, fstat, (int fd, struct stat* status) noexcept, fd, status)

@@ -11,13 +11,13 @@
 namespace Faults {
 namespace {
 
-// After this much silence the deadlines are made to pass. If that was too early, only a session is lost, and
-// the next one gets more time, up to the longest.
+// After this much silence the time is advanced past the deadlines. If that was too early, only a session is
+// lost, and the next one gets more time, up to the longest.
 constexpr std::chrono::milliseconds kQuiet(100);
 constexpr std::chrono::milliseconds kLongestQuiet(1600);
 constexpr int kMoreQuiet = 4;
 constexpr unsigned kEveryDeadlineMs = 60'000;
-// Sufficient for everything even on a busy machine.
+// Long enough for everything even on a busy machine.
 constexpr std::chrono::seconds kPatience(30);
 
 bool IsDown(int state) {
@@ -77,7 +77,7 @@ CVekClientCallbacks TSession::Callbacks() {
   return table;
 }
 
-// Everything that can be read from a result.
+// Reads everything a result offers.
 void TSession::ReadTables(const CVekTaskResult* result) {
   CVekApi_FreeBSTR(CVekTaskResult_WorkID_B(result));
   for (unsigned i = 0; i < CVekTaskResult_TableCount(result); ++i) {

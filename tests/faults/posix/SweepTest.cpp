@@ -1,9 +1,9 @@
-// Every call to the system fails once, in a whole session: nothing ends the program, nothing hangs, nothing
-// is silent, nothing is left behind.
+// Every system call fails once, in a whole session: nothing ends the program, hangs, goes unreported, or is
+// leaked.
 //
-// Of calls that are many, every so manieth is tried, to be done in time for every build:
-// VEKAPI_FAULTS_OFFSET=N moves that choice by N, VEKAPI_FAULTS_ALL=1 tries all. VEKAPI_FAULTS_FROM=N begins
-// with the Nth call, VEKAPI_FAULT=N tries it alone.
+// Of numerous calls only every n-th is tried, to finish in time on every build: VEKAPI_FAULTS_OFFSET=N shifts
+// the selection by N, VEKAPI_FAULTS_ALL=1 tries all. VEKAPI_FAULTS_FROM=N starts with the N-th call,
+// VEKAPI_FAULT=N tries only that one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -65,11 +65,11 @@ class Sweep : public testing::TestWithParam<std::tuple<bool, EKind>> {
     TestSupport::THeld before = Held();
     Arm(std::get<1>(GetParam()), 0);
     RunScenario(time, Setting());
-    before["blocks"] = SIZE_MAX;  // some are made once and kept
+    before["blocks"] = SIZE_MAX;  // some are allocated once and kept
     TestSupport::SettlesTo(before, &Held);
   }
 
-  // False when it ran through before the `nth` call.
+  // False if it completed before the `nth` call.
   bool Run(unsigned nth) {
     place = nth;
     const int failures = Failures();
@@ -88,11 +88,11 @@ class Sweep : public testing::TestWithParam<std::tuple<bool, EKind>> {
     return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
   }
 
-  // Threads that nobody joins may hold a link, and its timers, beyond the run.
+  // Detached threads may hold a link, and its timers, beyond the run.
   TestSupport::TVirtualTimerQueue time;
 };
 
-// From one call that is tried to the next.
+// The distance from one tried call to the next.
 unsigned Stride(EKind kind) {
   if (FromEnvironment("VEKAPI_FAULTS_ALL", 0) != 0) return 1;
   static constexpr unsigned kStrides[] = {11, 1, 3, 11};
@@ -113,7 +113,8 @@ TEST_P(Sweep, EveryCallFailsOnce) {
     most = nth;
     watchdog.GoesOn("place " + std::to_string(nth + stride));
   }
-  // The last run came to no call of that number, so all that it made are counted; not all make as many.
+  // The last run did not reach a call of that number, so all its calls are counted; runs differ in their
+  // number.
   std::printf("%u of %u places tried\n", tried, std::max(most, Counted()));
 }
 

@@ -24,7 +24,7 @@ void EndThisThread() {
   pthread_exit(nullptr);
 }
 
-// Where a client's first event comes.
+// Where a client's first event arrives.
 const struct {
   const char* where;
   bool onLoop;

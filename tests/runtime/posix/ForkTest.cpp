@@ -77,7 +77,7 @@ TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
   busy.join();
 }
 
-// As an interpreter does to threads that call into it after its end.
+// As an interpreter does to threads that call into it after it has ended.
 TEST(ForcedUnwind, AnExpiryThatEndsItsThreadHoldsUpNothing) {
   for (int round = 0; round < 20; ++round) {
     Os::TEvent entered;

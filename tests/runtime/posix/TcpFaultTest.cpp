@@ -1,4 +1,4 @@
-// The TCP messenger if look-ups hang, descriptors are many, or the process forks.
+// The TCP messenger when look-ups hang, descriptors are numerous, or the process forks.
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -30,7 +30,7 @@ struct TcpFault : testing::Test {
   }
 };
 
-// Nor do addresses that swallow packets hold up the next.
+// Nor do addresses that drop all packets delay the next.
 TEST_F(TcpFault, KindsOfAddressTakeTurns) {
   const TFullListener silent;
   TTcpPeer six("::1");
@@ -114,7 +114,7 @@ TEST_F(TcpFault, ForkedChildKeepsNothingAndDisturbsNothing) {
   EXPECT_EQ(peer.Read(1), "x");
 }
 
-// What begins the network is its first look-up.
+// The first look-up starts the network.
 TEST(CoreRun, IsNotHandedOutBeforeItIsInitialised) {
   Dova::Os::TEvent acquired;
   Faults().numbersHang = true;

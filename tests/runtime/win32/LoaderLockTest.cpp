@@ -1,4 +1,4 @@
-// What runs while another thread holds the loader lock and waits for it.
+// Calls made while another thread holds the loader lock and waits for them.
 #include <windows.h>
 
 #include <gtest/gtest.h>

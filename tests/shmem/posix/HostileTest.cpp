@@ -97,7 +97,7 @@ TEST(SharedObject, ExchangedWhileItIsJoined) {
   for (const int fd : {found, files[0], files[1]}) close(fd);
 }
 
-// In a process that cannot have that much anyway, because the system would kill programs rather than refuse.
+// In a process that cannot have that much memory, because the system would kill programs rather than refuse.
 TEST(SharedObject, MoreThanThereIsMemoryIsAnAnswer) {
   const std::string name = FreshName();
   EXPECT_EQ(TestSupport::ExitCodeOfChild([&] {
@@ -117,8 +117,8 @@ TEST(SharedObject, NamesOfNoProcess) {
   }
 }
 
-// Descriptors of this process through which other processes could shrink its shared memory, of files whose
-// label ends so.
+// Descriptors of this process through which other processes could shrink its shared memory, of files with
+// labels ending so.
 std::vector<int> SharedFiles(const std::string& end = "") {
   const std::string tail = end + " (deleted)";
   std::vector<int> files;
@@ -146,7 +146,7 @@ TEST_F(ShMemTest, NobodyShortensWhatTheClientHasJoined) {
   EXPECT_EQ(SharedFiles().size(), 0u) << "both have joined: nobody else finds them";
 }
 
-// The other process clears or sets events and sleeper bits all the time. The link still times out and closes.
+// The other process continually clears or sets events and sleeper bits. The link still times out and closes.
 TEST_F(ShMemTest, EventsThatLie) {
   for (const std::uint32_t lie : {0u, 0xFFu, 0xFFFFFFFFu, 0xF00u}) {
     events.Clear();

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kPatienceMs = 10'000;
 
-// A process that ends closes its output. False when it is silent for too long.
+// A process that ends closes its output. False if it prints nothing for too long.
 bool AwaitEnd(int output) {
   char dropped[512];
   pollfd entry{output, POLLIN, 0};

@@ -15,8 +15,8 @@ constexpr std::size_t kStackBytes = 512 * 1024;
 
 }  // namespace
 
-// Memory of the system's, not of the heap, whose use is counted. Contexts of the system's carry a signal
-// mask, which costs a call at each change: they are only begun with, then it jumps.
+// Memory from the system, not from the heap, whose use is counted. The system's contexts carry a signal mask,
+// which costs a system call per switch: they are used only to start a fiber; later switches jump.
 struct Fiber::Native {
   ucontext_t own;
   ucontext_t resumer;

@@ -11,14 +11,14 @@ constexpr SIZE_T kStackBytes = 512 * 1024;
 
 }  // namespace
 
-// Memory of the system's, not of the heap, whose use is counted.
+// Memory from the system, not from the heap, whose use is counted.
 struct Fiber::Native {
   void* own;
   void* resumer;
   Entry entry;
   void* argument;
 
-  // Begun once: what it is to run is read anew after each end.
+  // Started once: entry and argument are read again after each end.
   static void WINAPI Run(void* native) {
     auto* const self = static_cast<Native*>(native);
     self->entry(self->argument);

@@ -19,7 +19,7 @@ namespace {
 
 const pid_t parent = getpid();
 
-// How often each other thread has run so far, by its number; none while one is running.
+// How often each other thread has run so far, by thread id; nothing while one is running.
 std::optional<std::map<std::string, std::string>> Sleepers() {
   std::map<std::string, std::string> sleepers;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -33,7 +33,7 @@ std::optional<std::map<std::string, std::string>> Sleepers() {
   return sleepers;
 }
 
-// Two looks at the same sleep of each: in between they all slept.
+// Two equal readings: all others slept in between.
 bool AllOthersSleep() {
   const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (std::chrono::steady_clock::now() < patience) {
@@ -45,8 +45,8 @@ bool AllOthersSleep() {
   return false;
 }
 
-// ThreadSanitizer takes a thread with the address of one that the child does not have for a second one of the
-// same: none is so large that its memory could be had again.
+// ThreadSanitizer takes a thread at the address of one that does not exist in the child for a duplicate:
+// these are too large to reuse such memory.
 void TakeFreshStacks() {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -75,9 +75,9 @@ std::optional<int> ExitCodeOfChild(const std::function<int()>& body) {
 
 }  // namespace TestSupport
 
-// NOLINTBEGIN: the sanitizers ask for these by their names
+// NOLINTBEGIN: names required by the sanitizers
 extern "C" {
-// What the stacks of the parent's threads held looks leaked in a child, which does not have them.
+// Memory referenced from the stacks of the parent's threads looks leaked in a child, which lacks them.
 int __lsan_is_turned_off();
 int __lsan_is_turned_off() {
   return getpid() != TestSupport::parent ? 1 : 0;

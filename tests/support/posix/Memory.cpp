@@ -12,7 +12,7 @@ namespace TestSupport {
 namespace {
 
 constexpr std::size_t kPiece = 1 << 20;
-constexpr std::size_t kSparse = std::size_t{1} << 32;  // the sanitizers' own
+constexpr std::size_t kSparse = std::size_t{1} << 32;  // mapped by the sanitizers
 
 char copy[kPiece];
 

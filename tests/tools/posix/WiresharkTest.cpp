@@ -21,7 +21,7 @@ std::string OutputOf(const std::string& command) {
   return output;
 }
 
-// "from|name|work id|pieces" of each packet, as the decoder has it.
+// "from|name|work id|pieces" of each packet, according to the decoder.
 std::string Expected(const std::string& jsonLines) {
   std::string expected;
   std::istringstream in(jsonLines);
@@ -51,7 +51,7 @@ TEST_P(Wireshark, DissectsAWholeSession) {
 
   const std::string fields =
       OutputOf(tshark + "-Y vek -T fields -e vek.from -e vek.name -E separator='|' 2>/dev/null");
-  // Several packets of a frame stand on one line.
+  // Several packets of a frame are on one line.
   std::string shown;
   std::istringstream in(fields);
   for (std::string line; std::getline(in, line);) {

@@ -62,7 +62,7 @@ struct World {
     std::filesystem::remove_all(folder);
   }
 
-  // Its port.
+  // Returns its port.
   std::string AddServer() {
     const std::string port = FreePort(), record = folder / port;
     mortals.push_back(std::make_unique<Mortal>([port, record] {
@@ -73,14 +73,14 @@ struct World {
     return port;
   }
 
-  // Its setting.
+  // Returns its setting.
   std::string AddGateway(const std::string& upstream) {
     const std::string port = FreePort(), name = FreshName();
     mortals.push_back(std::make_unique<Mortal>([port, name, upstream] {
       const std::vector<std::string> options{"-q",         "--until-eof",           "--port", port,
                                              "--upstream", "127.0.0.1:" + upstream, "--name", name};
       auto gateway = std::make_unique<Process>("vekgate", options);
-      gateway->ReadLine();  // it listens
+      gateway->ReadLine();  // it is listening
       return gateway;
     }));
     return ":ShMemCli:TCPClient:127.0.0.1:" + port + " n M0";
@@ -102,8 +102,8 @@ struct World {
   std::vector<std::unique_ptr<Mortal>> mortals;
 };
 
-// Submits requests on two threads, so many on their way at a time, until enough were not refused, and notes
-// down what is told about each.
+// Submits requests on two threads, so many outstanding at a time, until enough were accepted, and records
+// what is reported about each.
 class Trader {
  public:
   Trader(const std::vector<std::string>& endpoints, std::int32_t ackRule)
@@ -156,7 +156,7 @@ class Trader {
   static CVekSessionConfig Config(std::int32_t ackRule) {
     CVekSessionConfig config = VekSession::Defaults();
     config.id1 = "trader";
-    config.idPrefix = "made";  // unlike those of the requests that are judged
+    config.idPrefix = "made";  // distinct from those of the requests being judged
     config.ackRule = ackRule, config.idSeparator = '\x01';
     config.rateCount = 100, config.rateMs = 5;  // so that some are held
     config.firstDelayMs = 5, config.maxDelayMs = 50, config.maxShortLinks = 0;
@@ -205,7 +205,7 @@ class Trader {
   std::atomic<int> next_{0}, taken_{0};
   std::mutex mutex_;
   std::condition_variable settled_;
-  int out_ = 0;  // submitted, without fate
+  int out_ = 0;  // submitted, fate still open
   int answered_ = 0;
   bool over_ = false;
   VekSession session_;
@@ -224,7 +224,7 @@ class Killer {
   void Run() {
     std::minstd_rand random(static_cast<unsigned>(Requests()));
     while (trader_.AwaitAnswers(static_cast<int>(random() % 200))) {
-      std::this_thread::sleep_for(std::chrono::microseconds(random() % 30'000));  // any moment
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 30'000));  // at any moment
       world_.mortals[random() % world_.mortals.size()]->KillAndStart();
       ++kills_;
     }

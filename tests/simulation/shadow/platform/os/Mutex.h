@@ -1,4 +1,4 @@
-// Stands in front of the library's own header: mutexes whose threads are the simulation's.
+// Found before the library's own header: mutexes of simulated threads.
 #pragma once
 
 namespace vektest {
