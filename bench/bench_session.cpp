@@ -1,5 +1,5 @@
-// What a request costs more through a session than through SendVekRequest, on a link that takes everything at
-// once and does nothing; and what a held request costs, by how many are held.
+// The additional cost of a request through a session compared with SendVekRequest, on a link that accepts
+// everything at once and does nothing; and the cost of a held request, by the number held.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -98,7 +98,7 @@ CVekSubmit Request() {
 }
 
 struct TRound {
-  double client, session, answers;  // ns a request
+  double client, session, answers;  // ns per request
 };
 
 double MedianOf(std::vector<TRound>& rounds, double (*of)(const TRound&)) {
@@ -108,7 +108,7 @@ double MedianOf(std::vector<TRound>& rounds, double (*of)(const TRound&)) {
   return of(*middle);
 }
 
-// Both ways by turns, so that what else the machine does meets both.
+// Alternates both ways, so that other load on the machine affects both.
 void CompareWays() {
   VekApi::VekClientHandlerBase handler;
   VekApi::VekClient client(handler);
@@ -152,7 +152,7 @@ void CompareWays() {
   CVekSession_Delete(&session);
 }
 
-// From being submitted to being acknowledged, ten at a time.
+// From submission to acknowledgement, ten at a time.
 double Held(int count) {
   TestSupport::TVirtualTimerQueue time;
   CVekSessionConfig config;

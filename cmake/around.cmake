@@ -1,6 +1,6 @@
-# Debian libraries for the programs around the library (simulator, tools, examples, tests, benchmarks). The cross
-# compiler has its own include root, so the headers it needs are linked into the build directory. What Asio and fmt
-# have beside declarations is compiled once, here, not in each file that includes them.
+# Debian libraries for the programs around the library (simulator, tools, examples, tests, benchmarks). The
+# cross compiler has its own include root, so the headers it needs are linked into the build directory.
+# Definitions of Asio and fmt are compiled once, here, not in each file that includes their headers.
 add_library(around STATIC ${CMAKE_CURRENT_LIST_DIR}/around/asio.cpp ${CMAKE_CURRENT_LIST_DIR}/around/fmt.cpp)
 target_link_libraries(around PRIVATE vekapi_options)
 if(NOT VEKAPI_SANITIZE AND NOT MSVC)

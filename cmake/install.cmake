@@ -18,12 +18,12 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VekApi)
 install(EXPORT VekApiTargets NAMESPACE VekApi:: DESTINATION ${package_dir} COMPONENT development)
 configure_package_config_file(cmake/VekApiConfig.cmake.in ${PROJECT_BINARY_DIR}/VekApiConfig.cmake
   INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_LIBDIR)
-# While MAJOR is 0 a MINOR version may break what a MAJOR may.
+# While MAJOR is 0, a MINOR version may break compatibility as a MAJOR one may.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/VekApiConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/VekApiConfig.cmake ${PROJECT_BINARY_DIR}/VekApiConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# pkg-config. The prefix is found from the file's own place, so that the tree may be moved.
+# pkg-config. The prefix is found relative to the file, so that the tree may be moved.
 file(RELATIVE_PATH pc_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/vekapi.pc.in ${PROJECT_BINARY_DIR}/vekapi.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vekapi.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

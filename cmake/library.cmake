@@ -11,8 +11,8 @@ file(GLOB_RECURSE vekapi_sources CONFIGURE_DEPENDS
 list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
 file(GLOB os_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/platform/os/${os_name}/*.cpp)
 
-# Sources of a unit of their own: <windows.h> replaces names of ours by macros, and the simulator takes a part of the
-# others.
+# Sources compiled separately: <windows.h> replaces names of ours with macros, and the simulator uses some of
+# the others.
 set(apart ${os_sources})
 if(NOT WIN32)
   list(FILTER apart INCLUDE REGEX "/(NamedMapping|NamedEvent|Clock|SharedObject)\\.cpp$")
@@ -39,7 +39,7 @@ target_link_libraries(vekapi PRIVATE $<BUILD_INTERFACE:vekapi_options> ${vekapi_
 if(WIN32)
   set_target_properties(vekapi PROPERTIES PREFIX "")
 else()
-  # Never unmapped: the library's threads may still be unwinding after the last client is gone.
+  # Never unmapped: the library's threads may still be unwinding after the last client has been deleted.
   target_link_options(vekapi PRIVATE -Wl,-z,nodelete)
   # Lazy binding would save the registers on that thread's stack, and with them parts of the data being copied.
   target_link_options(vekapi PRIVATE -Wl,-z,now)

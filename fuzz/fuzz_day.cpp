@@ -1,5 +1,5 @@
-// What the simulated server reads from others, of any bytes: scripts, requests of the page, recordings, and files of
-// orders. The first byte chooses.
+// Arbitrary bytes for everything the simulated server reads: scripts, requests of the page, recordings, and
+// files of orders. The first byte chooses.
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>

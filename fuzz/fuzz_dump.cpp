@@ -1,5 +1,5 @@
-// A recording or a capture, of any bytes, shown in every form. The first two bits of the first byte choose
-// what stands in front: nothing, or the start of a recording, a pcap or a pcapng file.
+// A recording or a capture of arbitrary bytes, shown in every form. The first two bits of the first byte
+// choose its start: none, or that of a recording, a pcap or a pcapng file.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -1,5 +1,5 @@
-# The library as other projects take it: installed into an empty place, and as sources. Each builds the small example and
-# runs it against the simulated server.
+# The library as used by other projects: installed into an empty directory, and as sources. Each builds the
+# small example and runs it against the simulated server.
 
 need_for_consumers() {
   [[ $1 == linux ]] || return 0
@@ -7,7 +7,7 @@ need_for_consumers() {
   need pkgconf "finds the installed library for it"
 }
 
-# installed PRESET: sets `prefix` to an installation that nothing else touches.
+# installed PRESET: sets `prefix` to an installation that nothing else modifies.
 installed() {
   prefix=$root/build/$1/consumer-$2/prefix
   rm -rf "${prefix%/*}"

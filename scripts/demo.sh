@@ -15,8 +15,8 @@ stop_simulator() {
 
 simulator_options=(--request-rate 5/200)
 
-# start_simulator PRESET: sets `simulator` (process id) and `port`, which is at the end of one of its first lines. The
-# other lines go to a log.
+# start_simulator PRESET: sets `simulator` (process id) and `port`, printed at the end of one of its first
+# lines. The other lines go to a log.
 start_simulator() {
   local log=$root/build/$1/veksim.log line
   coproc SIM { exec "${launcher[@]}" "$root/build/$1/veksim$suffix" --port 0 --mode 1 --key demo "${simulator_options[@]}" 2>"$log"; }

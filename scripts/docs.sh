@@ -1,4 +1,4 @@
-# ./dev docs: the site of guides and references, and the checks of their code and links.
+# ./dev docs: the site with guides and references, and the checks of their code and links.
 
 need_for_docs() {
   need doxygen "reads the headers' comments"

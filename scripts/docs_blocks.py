@@ -19,7 +19,7 @@ class Block:
     text: str
     how: str  # from, with, file, run, or ""
     name: str  # what follows `how`
-    hidden: str  # code around it
+    hidden: str  # code that surrounds it
 
     @property
     def whole(self):

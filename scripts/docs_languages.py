@@ -93,7 +93,7 @@ def xml_(blocks, _root):
 def attempt(block, parse):
     try:
         parse(block.text)
-    except Exception as error:  # of whichever parser
+    except Exception as error:  # from any of the parsers
         return [block.fault(str(error))]
     return []
 

@@ -69,7 +69,7 @@ bindings_follow_header() {
   { /usr/bin/python3 tools/gen_bindings/make_bindings.py --check --header "$changed" || true; } | grep ', 3 of 4 files differ'
 }
 
-# The binary interface is what it was when it was recorded, and a change would be noticed.
+# The binary interface is unchanged since it was recorded, and a change would be detected.
 flat_abi() {
   ./scripts/check_abi.py || return 1
   local changed=build/VekApiC_grown.h
@@ -84,7 +84,7 @@ vba_modules() {
 # python_session PROGRAM
 python_session() { with_simulator linux python3 "examples/python/$1.py" --library build/linux/libvekapi.so; }
 
-# The types of the Python package, as its users' checkers see them.
+# The types of the Python package, as users' type checkers see them.
 python_types() {
   MYPYPATH=bindings/python /usr/bin/python3 -m mypy --strict --cache-dir build/mypy bindings/python/vekapi examples/python/order_book.py
 }
@@ -93,7 +93,7 @@ python_terminal() {
   with_simulator linux env PYTHONPATH=bindings/python python3 -m vekapi --library build/linux/libvekapi.so --user trader
 }
 
-# A query and an order typed into the package's terminal client; then a password that is refused.
+# A query and an order typed into the package's terminal client; then a password that is rejected.
 terminal_in_python() {
   local said
   said=$(printf 'secret\nproducts\n!new\\nprod=TXF side=B qty=1 price=MKT\n' | python_terminal) || return 1
@@ -121,7 +121,7 @@ texts() {
     compile_csharp texts tests/bindings/Texts.cs && mono build/linux/csharp/texts.exe build/linux/cp950.txt
 }
 
-# On both platforms, whose C compilers decide.
+# On both platforms, because the layout depends on their C compilers.
 layouts() {
   compile_csharp layouts tests/bindings/Layouts.cs && mono build/linux/csharp/layouts.exe >build/linux/layouts.txt &&
     python3 tests/bindings/layouts.py build/linux/layouts.txt gcc x86_64-w64-mingw32-gcc

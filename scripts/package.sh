@@ -1,5 +1,5 @@
-# ./dev package: what is given to users, in build/package/out. Everything is made from the last commit; archives carry
-# its time.
+# ./dev package: the packages for users, in build/package/out. Everything is made from the last commit;
+# archives carry its time.
 
 package_kinds=(deb tar zip wheel nupkg)
 packages=$root/build/package
@@ -19,7 +19,7 @@ need_for_package() {
   case $1 in zip | wheel | nupkg) need g++-mingw-w64-x86-64-posix "cross compiler for Windows" ;; esac
 }
 
-# The sources as committed, in a place whose name does not end up in what is built.
+# The sources as committed, in a directory whose name does not appear in the packages.
 export_sources() {
   rm -rf "$packages/source"
   mkdir -p "$packages/source" "$made"
@@ -28,7 +28,7 @@ export_sources() {
 
 package_version() { sed -n 's/^project(vekapi VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
 
-# once NAME COMMAND...: at most one time in a run. A command that fails shows its log.
+# once NAME COMMAND...: at most once per run. If the command fails, its log is shown.
 once() {
   local mark=$packages/done-$1
   [[ ! -e $mark ]] || return 0
@@ -40,7 +40,7 @@ once() {
   touch "$mark"
 }
 
-# Names of directories do not end up in what is built; MinGW's linker is told to write no time into the file.
+# Keeps names of directories out of the output; MinGW's linker is told to write no time into the file.
 configure_tree() {
   local flags="-ffile-prefix-map=$packages/$1/build=build -ffile-prefix-map=$packages/source=." system=()
   [[ $1 != windows ]] || system=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DVEKAPI_PROGRAMS=ON
@@ -64,11 +64,11 @@ install_library() {
 
 install_all() { cmake --build "$packages/$1/build" && install_tree "$1" tree; }
 
-# The library alone, in build/package/SYSTEM/library; or with the programs and all else, in .../tree.
+# The library alone, in build/package/SYSTEM/library; or with the programs and everything else, in .../tree.
 built_library() { once "configure-$1" configure_tree "$1" && once "library-$1" install_library "$1"; }
 built_tree() { once "configure-$1" configure_tree "$1" && once "tree-$1" install_all "$1"; }
 
-# part_symbols SYSTEM DIRECTORY: debuggers find the symbols of X in X.debug.
+# part_symbols SYSTEM DIRECTORY: debuggers look for the symbols of X in X.debug.
 part_symbols() {
   local tools='' file
   [[ $1 != windows ]] || tools=x86_64-w64-mingw32-
@@ -80,10 +80,10 @@ part_symbols() {
   done < <(find "$2" -type f \( -name 'libvekapi.so.*' -o -name '*.dll' -o -path '*/bin/*' -perm -100 \) ! -path '*/doc/*')
 }
 
-# Times of the commit, so that archives do not differ.
+# Sets the commit's time, so that archives do not differ.
 same_times() { find "$1" -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +; }
 
-# tar_of NAME DIRECTORY: NAME.tar.gz with everything below a directory NAME.
+# tar_of NAME DIRECTORY: creates NAME.tar.gz with everything below a directory NAME.
 tar_of() {
   tar --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" --transform="s,^\.,$1," \
     -C "$2" -c . | gzip -n >"$made/$1.tar.gz"
@@ -124,7 +124,7 @@ make_zip() {
     zip_of "vekapi-$version-windows-x86_64-symbols" "$packages/windows/tree-symbols"
 }
 
-# wheel_with LIBRARY PLATFORM: the package with the library inside.
+# wheel_with LIBRARY PLATFORM: the package, including the library.
 wheel_with() {
   local at=$packages/wheel
   rm -rf "$at"
@@ -168,7 +168,8 @@ make_packages() {
   (cd "$made" && find . -type f ! -name SHA256SUMS -printf '%P\n' | LC_ALL=C sort | xargs -d '\n' sha256sum >SHA256SUMS)
 }
 
-# A second time, in a directory with a longer name and without the compiler cache: nothing may differ.
+# A second time, in a directory with a longer name and without the compiler cache: the result must be
+# identical.
 make_again() {
   local first=$made packages=$root/build/package-once-more made=$root/build/package-once-more/out file
   rm -rf "$packages"

@@ -1,5 +1,5 @@
-# ./dev package --try: unpacks each package made before into an empty place, and builds and runs what uses it, against the
-# simulated server of the Linux build.
+# ./dev package --try: unpacks each package into an empty directory, and builds and runs programs that use it,
+# against the simulated server of the Linux build.
 
 need_for_try() {
   need_for_programs linux
@@ -23,13 +23,14 @@ need_for_try() {
   esac
 }
 
-# package_of NAME: sets `package` to the file.
+# package_of NAME: sets `package` to the file's path.
 package_of() {
   package=$made/$1
   [[ -f $package ]] || fail "there is no $1 in $made; make it first"
 }
 
-# CMake and pkg-config projects with the library installed below PREFIX, with the examples that came with it.
+# CMake and pkg-config projects that use the library installed below PREFIX, with the examples that came with
+# it.
 projects_at() {
   local prefix=$1 examples=$2 library
   library=$(dirname "$(find "$prefix" -name libvekapi.so)")
@@ -66,7 +67,7 @@ try_zip() {
     "$wine" "$tree/bin/veksim.exe" --help >"$place/help" && grep -i usage "$place/help"
 }
 
-# Without the net and any other package; the one for Windows is looked into.
+# Without network or any other package; of the Windows package only the contents are checked.
 try_wheel() {
   package_of "vekapi-$version-py3-none-win_amd64.whl"
   /usr/bin/python3 -m zipfile -l "$package" | grep -q ' *vekapi/vekapi.dll ' || fail "there is no DLL in $package"
@@ -85,7 +86,7 @@ try_nupkg() {
     LD_LIBRARY_PATH=$place with_simulator linux mono "$place/session.exe"
 }
 
-# try_package KIND, with its output in build/package/try-KIND.log.
+# try_package KIND: output goes to build/package/try-KIND.log.
 try_package() {
   local place=$packages/try/$1 package
   rm -rf "$place"

@@ -1,9 +1,9 @@
-# Sessions from seeds, and whether they find faults that were put there.
+# Runs sessions from seeds, and checks that they find planted faults.
 
-# How many seeds a planted fault has to show itself, in rows of 250.
+# The number of rows of 250 seeds in which a planted fault must show itself.
 plant_rows=8
 
-# simulate PROGRAM FROM TO: a process for each processor; fails when one fails, and shows the first that did.
+# simulate PROGRAM FROM TO: one process per processor; fails if any fails, and shows the first failure.
 simulate() {
   local program=$1 from=$2 to=$3 workers part at end log status=0 pids=()
   workers=$(nproc)
@@ -32,8 +32,8 @@ dev_sim() {
   verdict "no seed broke a promise"
 }
 
-# The tree that faults are put into: what the simulation is built from. It stands to its build as the real one does,
-# so that the compiler's cache knows what was not touched.
+# The tree into which faults are planted: the sources of the simulation. Its location relative to its build is
+# that of the real one, so that the compiler's cache recognises unchanged files.
 plant_tree() {
   local tree=$root/build/plant/tree
   mkdir -p "$tree"
@@ -48,7 +48,7 @@ plant_build() {
   cmake --build build/plant/tree/planted/build --target test_simulation >build/plant/build.log 2>&1
 }
 
-# plant_one PATCH: prints the row of the table; fails when the fault is not found.
+# plant_one PATCH: prints the row of the table; fails if the fault is not found.
 plant_one() {
   local patch=$1 name found='not found' row status=0
   name=$(basename "$patch" .patch)

@@ -28,8 +28,8 @@ dev_format() {
   esac
 }
 
-# Where each source has a command of its own: the other builds compile several at once, here nothing is compiled. So
-# clang-tidy also shows a file that does not include what it uses.
+# A build in which each source has a compile command of its own: the other builds compile several at once,
+# this one nothing. So clang-tidy also reports a file that does not include what it uses.
 lint_build() { cmake --preset linux -B build/lint -DCMAKE_UNITY_BUILD=OFF >build/lint.configure.log 2>&1; }
 
 # Sources compiled by the native build; Windows sources have no entry there.

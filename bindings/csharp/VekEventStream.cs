@@ -71,7 +71,7 @@ namespace VekApi
             {
                 await there.WaitAsync(token).ConfigureAwait(false);
                 lock (events) Current = events.Dequeue();
-                if (Current == null) Add(null);  // for those that ask again
+                if (Current == null) Add(null);  // for repeated calls
                 return Current != null;
             }
         }

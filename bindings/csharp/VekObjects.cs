@@ -150,7 +150,7 @@ namespace VekApi
             finally { LetGo(); }
         }
 
-        /// <summary>So many requests were acknowledged.</summary>
+        /// <summary>Reports that so many requests were acknowledged.</summary>
         public void Acknowledged(uint count) { Call(() => Vek.CVekFlowCtrl_SetAckTime(ref Handle, count)); }
         /// <summary>Calls OnFree when a request may be sent, at once or later; not without a rate.</summary>
         public void CallWhenFree() { Call(() => Vek.CVekFlowCtrl_StartCheckTimer(ref Handle)); }

@@ -5,8 +5,9 @@
 // program's end. Because of the latter, do not call Environment.Exit in an event while another thread may wait for that
 // event: have the event wake Main, and return from there.
 //
-// Mono may also hang if a thread waits for a contended monitor (`lock`) at the moment when Environment.Exit suspends it:
-// both threads then hold what the other one needs. So when the program's end goes on, no thread is left at ours.
+// Mono may also hang if a thread waits for a contended monitor (`lock`) at the moment when Environment.Exit
+// suspends it: both threads then hold what the other one needs. So no thread may still wait for a lock of
+// ours when the program's end continues.
 using System;
 using System.Collections.Generic;
 using System.Threading;
@@ -228,7 +229,7 @@ namespace VekApi
             foreach (VekOwned owned in quiet) owned.EndOne();
             lock (alive) WaitWhile(o => !o.BelongsElsewhere() && o.disposed != 0 && o.users != 0, until);
             WaitForLibraryThreads(until);
-            // Threads inside events are the only ones that still come.
+            // Only threads inside events can still enter.
             SpinWait.SpinUntil(() => Volatile.Read(ref guests) == 0, Left(until));
         }
 
@@ -238,7 +239,7 @@ namespace VekApi
             List<Thread> left;
             lock (alive) left = new List<Thread>(libraryThreads);
             left.Remove(Thread.CurrentThread);
-            // Not Thread.Join, with which Mono writes a complaint about a table of its own that it has not made yet.
+            // Not Thread.Join: Mono would complain about a table of its own that it has not created yet.
             SpinWait.SpinUntil(() => !left.Exists(thread => thread.IsAlive), Left(until));
         }
 

@@ -1,4 +1,4 @@
-// Results of queries: tables of records, read where they are; texts are converted when asked for.
+// Results of queries: tables of records, read in place; texts are converted on access.
 using System;
 using System.Collections;
 using System.Collections.Generic;
@@ -17,8 +17,8 @@ namespace VekApi
         private VekResult(CVekTaskResult from, bool owned) { handle = new VekResultHandle(from, owned); }
 
         /// <summary>
-        /// A result that is lent, as in VekClient.OnTaskResult. It must be disposed before that event returns; nothing
-        /// can be read from it afterwards.
+        /// A borrowed result, as in VekClient.OnTaskResult. It must be disposed before that event returns;
+        /// it cannot be read afterwards.
         /// </summary>
         public static VekResult Lent(CVekTaskResult lent) { return new VekResult(lent, false); }
 
@@ -28,7 +28,7 @@ namespace VekApi
             return kept.Object == IntPtr.Zero ? null : new VekResult(kept, true);
         }
 
-        /// <summary>The id of the request that it answers.</summary>
+        /// <summary>The id of the answered request.</summary>
         public string WorkId
         {
             get { using (handle.Hold()) return VekText.Get(Vek.CVekTaskResult_WorkID(ref handle.Result)); }
@@ -74,7 +74,7 @@ namespace VekApi
 
         IEnumerator IEnumerable.GetEnumerator() { return GetEnumerator(); }
 
-        /// <summary>Frees it now: neither it nor its tables can be read afterwards (ObjectDisposedException).</summary>
+        /// <summary>Frees it now: reading it or its tables then throws ObjectDisposedException.</summary>
         public void Dispose() { handle.Dispose(); }
 
         private VekTable Made(CVekTable table) { return table.Object == IntPtr.Zero ? null : new VekTable(handle, table); }
@@ -111,7 +111,7 @@ namespace VekApi
         public VekAttributes Attributes { get; }
         /// <summary>Its name.</summary>
         public string Name { get { return Attributes.Name; } }
-        /// <summary>Vek.cvam_..., or another number that the server gave.</summary>
+        /// <summary>Vek.cvam_..., or another number from the server.</summary>
         public int Market { get; }
         /// <summary>Its columns, in order.</summary>
         public IReadOnlyList<VekAttributes> Columns { get; }
@@ -128,7 +128,7 @@ namespace VekApi
             }
         }
 
-        /// <summary>The place of a column, counted from 0; negative if there is none.</summary>
+        /// <summary>The index of a column, from 0; negative if there is none.</summary>
         public int IndexOf(string column)
         {
             int place;
@@ -231,7 +231,7 @@ namespace VekApi
         }
     }
 
-    // Owns a kept result, or refers to a lent one.
+    // Owns a kept result, or refers to a borrowed one.
     internal sealed class VekResultHandle : SafeHandle
     {
         internal CVekTaskResult Result;
@@ -252,7 +252,7 @@ namespace VekApi
             return true;
         }
 
-        // The result stays as long as what this returns is not disposed.
+        // The result is kept until the returned object is disposed.
         internal Use Hold() { return new Use(this); }
 
         internal struct Use : IDisposable

@@ -31,9 +31,9 @@ namespace VekApi
         public string ApName { get; set; }
         /// <summary>Four numbers, such as "1.0.0.0".</summary>
         public string ApVersion { get; set; }
-        /// <summary>In front of made work ids; up to 8 letters or digits.</summary>
+        /// <summary>Prefix of generated work ids; up to 8 letters or digits.</summary>
         public string IdPrefix { get; set; }
-        /// <summary>A query that is sent when nothing came for half of Config.silenceMs.</summary>
+        /// <summary>A query sent if nothing was received for half of Config.silenceMs.</summary>
         public string Probe { get; set; }
         /// <summary>How acknowledgements are assigned to requests.</summary>
         public VekAckRule Acks { get; set; }
@@ -136,15 +136,15 @@ namespace VekApi
             return Until(up.Done.Task, token);
         }
 
-        /// <summary>For after a password change; SetPassword counts for the attempts to come.</summary>
+        /// <summary>The password for later attempts, after a password change.</summary>
         public void SetPassword(string password)
         {
             Check(Call(() => Vek.CVekSession_SetPassword(ref handle, VekText.Put(password))));
         }
 
         /// <summary>
-        /// Ends the session; waits at most so long for the answers to what is out, in the state Draining. The task ends
-        /// when it is Closed and all fates have been reported.
+        /// Ends the session; waits at most so long for outstanding answers, in the state Draining. The task
+        /// ends when it is Closed and all fates have been reported.
         /// </summary>
         public Task CloseAsync(TimeSpan drain = default(TimeSpan), CancellationToken token = default(CancellationToken))
         {
@@ -177,7 +177,7 @@ namespace VekApi
         /// <param name="hold">How long it may be held; null: as configured; zero: it is refused if it cannot be sent at
         /// once.</param>
         /// <param name="answer">How long to wait for its acknowledgement; zero: as configured.</param>
-        /// <param name="flags">Vek.vsg_Urgent: goes before all that wait without it.</param>
+        /// <param name="flags">Vek.vsg_Urgent: precedes all held requests without it.</param>
         /// <param name="token">Withdraws it.</param>
         public Task<VekFate> SendAsync(string text, TimeSpan? hold = null, TimeSpan answer = default(TimeSpan),
                                        int flags = 0, CancellationToken token = default(CancellationToken))
@@ -214,7 +214,7 @@ namespace VekApi
             return VekText.Decode(id).TrimEnd('\0');
         }
 
-        /// <summary>Counts since the session was opened first.</summary>
+        /// <summary>Counts since the session was first opened.</summary>
         public CVekSessionStats Stats()
         {
             var stats = new CVekSessionStats { size = (uint)Marshal.SizeOf(typeof(CVekSessionStats)), fates = new ulong[8] };
@@ -243,8 +243,8 @@ namespace VekApi
         /// <summary>Deletes the session.</summary>
         protected override void Delete() { Vek.CVekSession_Delete(ref handle); }
 
-        // Takes events until the session is closed. Returns from the library twice a second, because Mono does not exit
-        // while a thread is inside native code.
+        // Takes events until the session is closed. Returns from the library twice a second, because Mono
+        // does not exit while a thread is inside native code.
         private void Pump()
         {
             var next = new CVekEvent { size = (uint)Marshal.SizeOf(typeof(CVekEvent)) };

@@ -26,7 +26,7 @@ namespace VekApi
     /// <summary>The fate of a request.</summary>
     public sealed class VekFate
     {
-        /// <summary>What became of it.</summary>
+        /// <summary>Its outcome.</summary>
         public VekFateKind Kind { get; internal set; }
         /// <summary>Why; None if there is no reason to give.</summary>
         public VekReason Reason { get; internal set; }
@@ -100,7 +100,7 @@ namespace VekApi
         public VekEventKind Kind { get; private set; }
         /// <summary>Of the session, as of this event.</summary>
         public VekState State { get; private set; }
-        /// <summary>Why a link ended, why a fate is not the wished one.</summary>
+        /// <summary>Why a link ended, or why a request was not acknowledged or answered.</summary>
         public VekReason Reason { get; private set; }
         /// <summary>Code of the message; 2: a password change.</summary>
         public int Code { get; private set; }
@@ -145,7 +145,7 @@ namespace VekApi
     /// <summary>The session cannot be created or opened, or the server rejects the user.</summary>
     public class VekSessionException : Exception
     {
-        /// <summary>With the library's words.</summary>
+        /// <summary>With the library's text.</summary>
         public VekSessionException(VekReason reason, string detail = "")
             : base(VekWords.Of(Vek.vst_Reason, (int)reason, VekLanguage.English) +
                    (string.IsNullOrEmpty(detail) ? "" : ": " + detail))
@@ -162,7 +162,7 @@ namespace VekApi
     {
         /// <summary>For a fate.</summary>
         public VekNotAnsweredException(VekFate fate) : base(fate.ToString()) { Fate = fate; }
-        /// <summary>What became of the query.</summary>
+        /// <summary>The fate of the query.</summary>
         public VekFate Fate { get; private set; }
     }
 

@@ -1,11 +1,11 @@
 /* A whole session in C: sign on, ask for a table, send paced orders, wait until they are filled, ask for the
-   positions, disconnect. Ends with 0 when every step came through.
+   positions, disconnect. Exits with 0 if every step succeeded.
 
      session_c [HOST:PORT [USER [PASSWORD]]]
 
-   Callbacks are functions with C linkage; what they need, here `struct Session`, comes as the user pointer
-   and must live until the client is deleted. They run on the library's threads: they note down what came, and
-   main waits for it. What a callback gets is gone when it returns, so tables are printed inside it. */
+   Callbacks are functions with C linkage; their data, here `struct Session`, is passed as the user pointer
+   and must live until the client is deleted. They run on the library's threads: they store what arrived, and
+   main waits for it. A callback's arguments are invalid after it returns, so tables are printed inside it. */
 #include <stdio.h>
 #include <string.h>
 
@@ -17,7 +17,7 @@ enum { kOrders = 6, kRoom = 5 };
 struct Session {
   CVekClient client;
   CVekFlowCtrlSender sender;
-  /* Noted by callbacks, under the lock: */
+  /* Stored by callbacks, under the lock: */
   int state;
   char answered[32]; /* work id of the last answer */
   int acknowledged;
@@ -83,7 +83,7 @@ static void OnResult(CVekClient* client, void* user, const CVekTaskResult* resul
   UnlockNotes();
 }
 
-/* One line for each request. The sender is told, so that it knows what it may send next. */
+/* One line per request. Passed to the sender, which then knows what it may send next. */
 static void OnAck(CVekClient* client, void* user, int msgCode, const char* ackText) {
   struct Session* const session = user;
   const char* at = ackText;
@@ -106,7 +106,7 @@ static void OnReport(CVekClient* client, void* user, const char* reportText) {
   UnlockNotes();
 }
 
-/* Waits until `done`; false when the session fails before, or nothing happens for long. */
+/* Waits until `done`; false if the session fails before, or nothing happens for a long time. */
 static bool Wait(struct Session* session, bool (*done)(const struct Session*)) {
   bool reached;
   LockNotes();
@@ -130,8 +130,8 @@ static bool Step(const char* name, bool done) {
   return done;
 }
 
-/* The first five bytes of a request are the library's; the text follows. False also when the rate that the
-   server set is used up: nothing was sent then, and the same bytes may be tried again. */
+/* The first five bytes of a request are the library's; the text follows. False also if the server's
+   rate is used up: nothing was sent then, and the same bytes may be passed again. */
 static bool Query(struct Session* session, const char* verb) {
   char request[64];
   const int length = kRoom + snprintf(request + kRoom, sizeof request - kRoom, "q1 %s", verb);
@@ -146,7 +146,7 @@ static bool Query(struct Session* session, const char* verb) {
 }
 
 /* No more than two orders within 100 ms, counted from their acknowledgements: the sender holds the others and
-   sends them when it may. */
+   sends them when the rate allows. */
 static bool Orders(struct Session* session) {
   int i;
   CVekFlowCtrlSender_SetFlowCtrl(&session->sender, 2, 100);
@@ -186,7 +186,7 @@ int main(int argc, char** argv) {
   session.client = CVekClient_Create(&callbacks, &session);
   session.sender = CVekFlowCtrlSender_Create(&session.client);
   done = Run(&session, argc, argv);
-  CVekClient_Disconnect(&session.client); /* no callback comes any more */
+  CVekClient_Disconnect(&session.client); /* no callback follows */
   CVekFlowCtrlSender_Delete(&session.sender);
   CVekClient_Delete(&session.client);
   printf(done ? "session: every step came through\n" : "session: FAILED\n");

@@ -3,14 +3,14 @@
 
      window_c [HOST:PORT] [--user U] [--password P] [--stream] [--until N [--self-check]]
 
-   With HOST:PORT it connects at once. --stream sends query after query, as fast as answers come and the
-   server allows. With --until the window closes when N results have come, and the program ends with 0, or
-   with 1 when the session, or the user, ended before. --self-check also types into the window and counts what
-   it paints, and how often its timer ticks, meanwhile: results are asked for until all is done, and a text
-   that came out wrong ends the program with 3.
+   With HOST:PORT it connects at once. --stream sends query after query, as fast as answers arrive and the
+   server allows. With --until the window closes after N results, and the program exits with 0, or with 1 if
+   the session, or the user, ended it before. --self-check also types into the window and counts its paints
+   and timer ticks meanwhile: queries continue until the check is complete, and wrong text in the window makes
+   the program exit with 3.
 
    This file is the window and the program. The session is in win32/WindowSession.c, its tables are in
-   win32/TablesView.c, the controls in win32/WindowControls.c. All share the window's thread. */
+   win32/TablesView.c, the controls in win32/WindowControls.c. All run on the window's thread. */
 #include <stdio.h>
 #include <string.h>
 
@@ -20,13 +20,13 @@
 
 enum { kRefreshTimer = kSendTimer + 1, kCheckTimer };
 
-/* Of the program itself: whether the window lives while results stream. */
+/* Checks that the window stays responsive while results stream. */
 struct SelfCheck {
   int typed;
   bool typedAll;
-  int ticks;        /* of the timer, since results and reports come */
-  int paints;       /* that showed a number of results which was not shown before */
-  unsigned painted; /* the number shown last */
+  int ticks;        /* of the timer, since results and reports began to arrive */
+  int paints;       /* that showed a new number of results */
+  unsigned painted; /* the last number shown */
 };
 
 struct Window {
@@ -81,8 +81,8 @@ static void Paint(struct Window* window) {
 static const WCHAR kTyped[] = L"positions";
 enum { kTypedLength = sizeof kTyped / sizeof *kTyped - 1, kLeastPaints = 10, kLeastTicks = 20 };
 
-/* One key at a time, as long as results come. Timers are for when there is nothing else to do: at the next
-   one the key has got to its field. */
+/* One key at a time, while results arrive. Timers run when there is nothing else to do: by the next one the
+   key has reached its field. */
 static void TypeNext(struct Window* window) {
   if (window->session.results == 0) return;
   ++window->check.ticks;
@@ -112,7 +112,7 @@ static const char* EditText(const struct Window* window, int id, char* text, int
   return text;
 }
 
-/* Texts are read before the call and are this function's own: callbacks of the session that ends may run
+/* Texts are read before the call, into this function's own buffers: callbacks of the ending session may run
    inside it. */
 static void ConnectAsEntered(struct Window* window) {
   char server[512], user[512], password[512];
@@ -139,11 +139,11 @@ static void OnCommand(struct Window* window, int id, int notice) {
   if (id == kTables && notice == LBN_SELCHANGE) OnTableChosen(&session->tables);
 }
 
-/* Deleting waits for a callback that another thread has under way, and answers it here. So the client goes
-   first, while everything that callbacks use is still there; nothing of the session comes when this has
-   returned. It may be called with results on their way, and with the session connected. */
+/* Deleting waits for a callback started by another thread, and runs it here. So the client is deleted first,
+   while everything used by callbacks still exists; no callback follows. It may be deleted while results are
+   in flight and the session is connected. */
 static void OnClose(struct Window* window) {
-  if (window->closing) return; /* may have come inside the deletion */
+  if (window->closing) return; /* may arrive inside the deletion */
   window->closing = true;
   CVekClient_Delete(&window->session.client);
   if (window->options.selfCheck) NoteTyped(window);
@@ -239,7 +239,7 @@ static void Begin(struct Window* window) {
   if (options->server) ConnectAsEntered(window);
 }
 
-/* The client needs nothing of it: its callbacks run inside GetMessage and DispatchMessage. */
+/* The client needs no special handling: its callbacks run inside GetMessage and DispatchMessage. */
 static void RunLoop(HWND frame) {
   MSG message;
   while (GetMessageW(&message, NULL, 0, 0) > 0) {
@@ -261,13 +261,13 @@ static int ExitStatus(const struct Window* window) {
 }
 
 int main(int argc, char** argv) {
-  static struct Window window; /* lives longer than the client */
+  static struct Window window; /* outlives the client */
   if (!ReadOptions(&window.options, argc, argv)) {
     fputs("usage: window_c [HOST:PORT] [--user U] [--password P] [--stream] [--until N [--self-check]]\n",
           stderr);
     return 2;
   }
-  /* The client belongs to the thread that makes it, which is to be the one with the loop. */
+  /* The client belongs to the thread that creates it, which must be the one with the loop. */
   if (!OpenWindow(&window) || !CreateClient(&window.session)) {
     fputs("window_c: no window can be made here\n", stderr);
     return 1;

@@ -51,7 +51,7 @@ Public Sub SendOrder()
     If reason <> 0 Then ShowFate row, vsf_Refused, VekWords(vst_Reason, reason)
 End Sub
 
-' Only what the server never received is sent again.
+' Only requests that the server never received are sent again.
 Private Function MaySend(ByVal fate As String) As Boolean
     MaySend = fate = "" Or fate = VekWords(vst_Fate, vsf_Refused) Or fate = VekWords(vst_Fate, vsf_NeverSent)
 End Function
@@ -80,7 +80,7 @@ Private Sub ShowEvent(ByRef told As CVekEvent)
     If told.result.Object <> 0 Then ShowCount told.result
 End Sub
 
-' 0: none, as of a query.
+' 0: none, as for a query.
 Private Function RowOf(ByVal id As String) As Long
     Dim row As Long
     For row = FirstRow To Sheet().Cells(Sheet().Rows.Count, IdColumn).End(LastUsed).Row
@@ -88,7 +88,7 @@ Private Function RowOf(ByVal id As String) As Long
     Next
 End Function
 
-' The orders that the server knows, after each sign-on.
+' The orders known to the server, after each sign-on.
 Private Sub ShowCount(ByRef result As CVekTaskResult)
     Dim table As CVekTable
     table.Object = CVekTaskResult_NameTable(result, "orders")

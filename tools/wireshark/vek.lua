@@ -3,10 +3,10 @@
 --   wireshark -X lua_script:vek.lua capture.pcap
 --   tshark -X lua_script:vek.lua -r capture.pcap -Y vek -V
 --
--- or copy it to the folder of personal Lua plugins (Help, About, Folders). Connections are known by their connect
--- request; for one whose start was not captured, choose "Decode as", VEK. What is learnt from the connect result (byte
--- order, scrambling) holds for the packets behind it. Passwords are masked in what this file shows; the bytes
--- that were captured are shown by Wireshark itself, as they are.
+-- or copy it to the folder of personal Lua plugins (Help, About, Folders). Connections are recognised
+-- by their connect request; for one whose start was not captured, choose "Decode as", VEK. The byte order and
+-- scrambling in the connect result apply to the packets after it. Passwords are masked in the output of this
+-- file; Wireshark itself shows the captured bytes unchanged.
 
 local vek = Proto("vek", "VEK order routing")
 
@@ -53,8 +53,8 @@ local bad_length = ProtoExpert.new("vek.bad_length", "A packet length below 3", 
   expert.severity.ERROR)
 vek.experts = { scrambled, bad_length }
 
--- What was learnt of each connection while the packets were seen for the first time: Wireshark looks at them
--- again in any order.
+-- State learnt from each connection while its packets were seen for the first time: Wireshark revisits them
+-- in any order.
 local connections = {}
 function vek.init() connections = {} end
 
@@ -70,7 +70,7 @@ local function connection_of(pinfo)
   return found, one
 end
 
--- The last thing learnt in front of a packet.
+-- The last state learnt before a packet.
 local function cipher_at(connection, frame, at)
   local found
   for _, cipher in ipairs(connection.ciphers) do
@@ -79,7 +79,7 @@ local function cipher_at(connection, frame, at)
   return found
 end
 
--- A connect result may begin with the same bytes: only the request has the line behind the name.
+-- A connect result may start with the same bytes: only the request has the line after the name.
 local function is_connect_request(tvb)
   if tvb:len() < 36 or tvb(2, 1):uint() ~= 0 or bit32.band(tvb(1, 1):uint(), 0xF0) ~= 0 then return false end
   local at = 20 + tvb(16, 1):uint()
@@ -92,7 +92,7 @@ local function u16(cipher, range)
   return range:le_uint()
 end
 
--- Text for people: 0x01 stands between values.
+-- Text for people: 0x01 separates values.
 local function shown(bytes)
   return (bytes:gsub("\1", " | "):gsub("\n$", ""):gsub("\n", " / "):gsub("[%z\2-\31]", "."))
 end
@@ -173,7 +173,7 @@ local function session_packet(tvb, tree, side, cipher)
   end
 end
 
--- XOR behind the header; the key starts anew in every packet.
+-- XOR after the header; the key restarts in every packet.
 local function descrambled(tvb, key)
   local bytes = tvb:bytes()
   for i = 3, bytes:len() - 1 do
@@ -182,7 +182,7 @@ local function descrambled(tvb, key)
   return bytes
 end
 
--- The bytes with all that may be a password blotted out, for the view of descrambled bytes.
+-- The bytes with every possible password masked, for the view of descrambled bytes.
 local function masked(bytes)
   local first = bytes:get_index(3) == 0 and 12 or 7
   if bytes:len() > 4 then first = first + bytes:get_index(4) end
@@ -191,7 +191,7 @@ local function masked(bytes)
   return bytes
 end
 
--- Text of a message, with the pieces that came before it. What is joined is kept for the packet, as the pieces
+-- Text of a message, joined with its earlier pieces. The result is stored for the packet, because the pieces
 -- are seen in order only once.
 local function message_text(connection, side, id, tvb, cipher, code, first_time)
   local stated = tvb:len() >= 5 and u16(cipher, tvb(3, 2)) or 0
@@ -264,7 +264,7 @@ local function name_of(tvb, code, side, cipher)
   return NAMES[side][code] or CODES[code] or ("code " .. code)
 end
 
--- One packet, whole.
+-- One complete packet.
 local function packet(tvb, pinfo, root)
   local connection, source = connection_of(pinfo)
   local length = bit32.band(tvb(1, 1):uint(), 0x0F) * 256 + tvb(0, 1):uint()

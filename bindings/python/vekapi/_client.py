@@ -72,7 +72,7 @@ class Client(Owned):
         )
         kinds = [kind for _, kind in CVekClientCallbacks._fields_]
         last = len(events) - 1
-        # Acknowledgements and reports come on the link's thread, and are many.
+        # Acknowledgements and reports come on the link's thread, in large numbers.
         keeps = () if on_message_loop else (5, 6)
         return CVekClientCallbacks(*(
             entry(kinds[i], self, event, i == last, i in keeps) for i, event in enumerate(events)))

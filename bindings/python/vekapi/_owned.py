@@ -41,7 +41,7 @@ class Owned:
                 self._leave()
 
     def _hold(self) -> bool:
-        # No lock: closing looks for users after it is told, a user for the closing after it is entered.
+        # No lock: close() looks for users after setting its flag, a user checks the flag after registering.
         self._users.append(get_ident())
         if not self._closed:
             return True

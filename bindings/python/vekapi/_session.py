@@ -108,7 +108,7 @@ class Session(SessionBase):
             self._loop.remove_reader(self._descriptor)
         self._descriptor = -1
         if self._pump:
-            self._pump.join()  # the loop passes on what it took, in its next turn
+            self._pump.join()  # the loop passes on the events taken, in its next turn
         self._tell_rest()
         Owned.close(self)
 

@@ -9,7 +9,7 @@ struct KeptTable {
   int columns;
   int rows;
   WCHAR title[128];
-  const WCHAR* texts[]; /* the headings, then the records; the characters stand behind them */
+  const WCHAR* texts[]; /* the headings, then the records; followed by the characters */
 };
 
 int WideText(const char* cp950, WCHAR* out, int size) {
@@ -57,7 +57,7 @@ static void WriteTitle(struct KeptTable* kept, const CVekTable* table, const cha
   WideText(title, kept->title, (int)(sizeof kept->title / sizeof *kept->title));
 }
 
-/* One block: no text of code page 950 has more characters than bytes. Null when there is no memory. */
+/* One block: no text of code page 950 has more characters than bytes. Null if there is no memory. */
 static struct KeptTable* CopyOf(const CVekTable* table, const char* workId) {
   const CVekFields fields = CVekTable_Fields(table);
   const int columns = CVekFields_Count(&fields), records = CVekTable_RecordsCount(table);
@@ -119,7 +119,7 @@ static void Show(struct TablesView* view, struct KeptTable* table) {
   InvalidateRect(view->report, NULL, TRUE);
 }
 
-/* The one in the report stays: the report asks for its texts whenever it paints. */
+/* The one in the report is kept: the report asks for its texts whenever it paints. */
 static void ForgetOldest(struct TablesView* view) {
   const int index = view->kept[0] == view->shown ? 1 : 0;
   free(view->kept[index]);
@@ -137,7 +137,7 @@ bool KeepTable(struct TablesView* view, const CVekTable* table, const char* work
   return true;
 }
 
-/* The oldest's when that table is no longer kept; negative when none is. */
+/* That of the oldest table if the requested one is no longer kept; negative if none is. */
 static int IndexOf(const struct TablesView* view, LRESULT serial) {
   int i = view->count - 1;
   while (i > 0 && view->kept[i]->serial != serial) --i;
@@ -165,13 +165,13 @@ void ShowTables(struct TablesView* view) {
   SendMessageW(view->list, WM_SETREDRAW, FALSE, 0); /* painted once for all */
   FillList(view);
   SendMessageW(view->list, LB_SETCURSEL, (WPARAM)IndexOf(view, view->shown->serial), 0);
-  /* A user who has chosen goes on seeing the same part of the list. */
+  /* A user who has chosen continues to see the same part of the list. */
   if (view->chosen) SendMessageW(view->list, LB_SETTOPINDEX, (WPARAM)IndexOf(view, top), 0);
   SendMessageW(view->list, WM_SETREDRAW, TRUE, 0);
   InvalidateRect(view->list, NULL, TRUE);
 }
 
-/* By its number: the list may be older than what is kept. */
+/* By its number: the list may be older than the kept tables. */
 void OnTableChosen(struct TablesView* view) {
   const int index = IndexOf(view, SerialAt(view, SendMessageW(view->list, LB_GETCURSEL, 0, 0)));
   if (index < 0) return;

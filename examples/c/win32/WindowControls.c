@@ -50,9 +50,9 @@ HFONT MakeControls(HWND frame) {
 
 enum { kLine = 24, kStatusLine = 24, kButton = 86, kListWidth = 230, kLogHeight = 130 };
 
-/* Returns where the next one in the row begins. */
+/* Returns the start of the next one in the row. */
 static int Put(HWND frame, int id, int x, int y, int width, int height) {
-  const int down = id >= kLabels ? 4 : 0; /* a label's text stands as high as that of the edit behind it */
+  const int down = id >= kLabels ? 4 : 0; /* aligns a label's text with that of the edit after it */
   MoveWindow(GetDlgItem(frame, id), x, y + down, width, height - down, TRUE);
   return x + width + (id >= kLabels ? 0 : kGap);
 }

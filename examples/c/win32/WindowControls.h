@@ -24,7 +24,7 @@ enum { kGap = 8 }; /* between everything */
 /* Returns their font, which lives until the caller deletes it. */
 HFONT MakeControls(HWND frame);
 
-/* Moves them into a frame of that size. Returns the place that is left for the status line. */
+/* Moves them into a frame of that size. Returns the space left for the status line. */
 RECT Layout(HWND frame, int width, int height);
 
 #endif

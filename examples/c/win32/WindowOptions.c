@@ -14,7 +14,7 @@ bool ReadOptions(struct WindowOptions* options, int argc, char** argv) {
   int i;
   for (i = 1; i < argc; ++i) {
     const char* const name = argv[i];
-    const char* const value = argv[i + 1]; /* null behind the last */
+    const char* const value = argv[i + 1]; /* null after the last */
     if (strcmp(name, "--stream") == 0) {
       options->stream = true;
     } else if (strcmp(name, "--self-check") == 0) {

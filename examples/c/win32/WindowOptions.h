@@ -5,15 +5,15 @@
 #include <stdbool.h>
 
 struct WindowOptions {
-  const char* server; /* null, as the next two, when not given */
+  const char* server; /* null, like the next two, if not given */
   const char* user;
   const char* password;
-  unsigned until; /* 0 when not given */
+  unsigned until; /* 0 if not given */
   bool stream;
   bool selfCheck;
 };
 
-/* Into zeroes; the texts stay those of argv. False when something is wrong. */
+/* `options` must be zeroed; the texts remain those of argv. False if an option is invalid. */
 bool ReadOptions(struct WindowOptions* options, int argc, char** argv);
 
 #endif

@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
-/* In front of a request's text: the library's. */
+/* Bytes before a request's text, reserved for the library. */
 enum { kRoom = 5, kQueryCode = 128, kOrderCode = 129, kRetryMs = 20 };
 
 void Log(struct WindowSession* session, const char* kind, const char* text) {
@@ -37,14 +37,14 @@ static void KeepTables(struct WindowSession* session, const CVekTaskResult* resu
 /* ---- Callbacks.
 
    They run on the thread that created the client, inside its message loop, and also inside calls of this
-   program: while a call connects, disconnects or deletes, results of the session that ends may still come. So
-   those calls are made when no table or text is held that a callback replaces, and the windows that callbacks
-   write to are there as long as the client.
+   program: while a call connects, disconnects or deletes, results of the ending session may still arrive. So
+   those calls are made when no table or text that a callback replaces is in use, and the windows that
+   callbacks write to exist as long as the client.
 
-   What a callback gets is gone when it returns: it is shown or copied here, never kept. */
+   Arguments of a callback are invalid after it returns: they are shown or copied here, never kept. */
 
-/* An event is heard of later than it happened: CVekClient_State says what is true now, not what was then.
-   After a quick disconnection and connection two callbacks in a row may find the same state. */
+/* Events are delivered after they happened: CVekClient_State returns the present state, not that of the
+   event. After a quick disconnection and connection two consecutive callbacks may find the same state. */
 static void OnConnect(CVekClient* client, void* user, const char* reason) {
   struct WindowSession* const session = user;
   const int state = CVekClient_State(client);
@@ -56,8 +56,8 @@ static void OnConnect(CVekClient* client, void* user, const char* reason) {
   if (session->until && state < 0) PostMessageW(session->frame, WM_CLOSE, 0, 0);
 }
 
-/* The sign-on's result is the client's, and the next sign-on writes it anew. This thread alone connects; so
-   with the state still being "ready" nobody writes it now. */
+/* The client owns the sign-on's result, and the next sign-on overwrites it. Only this thread connects, so
+   while the state is still "ready" nobody writes it. */
 static void OnReady(CVekClient* client, void* user) {
   struct WindowSession* const session = user;
   if (CVekClient_State(client) != cvcs_ApReady) return;
@@ -66,13 +66,13 @@ static void OnReady(CVekClient* client, void* user) {
     KeepTables(session, &signOn, "sign-on");
   }
   Log(session, "ready", "signed on");
-  session->wanted[0] = session->awaited[0] = '\0'; /* what an earlier session was asked is never answered */
+  session->wanted[0] = session->awaited[0] = '\0'; /* requests of an earlier session are never answered */
   SendNext(session);
 }
 
-/* The session waits until this returns. It copies; a message box here, or reading a file, would hold up
-   everything that comes behind. (Posting oneself a message is the way to do more: as with WM_CLOSE, which
-   deletes the client.) */
+/* The session waits until this returns. So it only copies; a message box here, or reading a file, would delay
+   all later events. (To do more, post a message to your own window: as with WM_CLOSE, which deletes the
+   client.) */
 static void OnResult(CVekClient* client, void* user, const CVekTaskResult* result) {
   struct WindowSession* const session = user;
   const char* const workId = CVekTaskResult_WorkID(result);
@@ -92,8 +92,8 @@ static void OnAck(CVekClient* client, void* user, int msgCode, const char* ackTe
   Log(user, "ack", ackText);
 }
 
-/* There may be thousands a second. Windows that change as often would leave no time for anything else; a
-   timer shows what has come. */
+/* There may be thousands a second. Updating windows as often would leave no time for anything else; a timer
+   shows the reports. */
 static void OnReport(CVekClient* client, void* user, const char* reportText) {
   struct WindowSession* const session = user;
   (void)client;
@@ -126,7 +126,7 @@ bool CreateClient(struct WindowSession* session) {
   return session->client.object != NULL;
 }
 
-/* ---- What is sent */
+/* ---- Sending */
 
 /* The texts are copied before the call returns. */
 void Connect(struct WindowSession* session, const char* server, const char* user, const char* password) {
@@ -140,7 +140,7 @@ void Disconnect(struct WindowSession* session) {
   NumbersChanged(session);
 }
 
-/* A request is two lines: "WORKID VERB" and the arguments. Nothing went when this is false. */
+/* A request is two lines: "WORKID VERB" and the arguments. If this returns false, nothing was sent. */
 static bool Send(struct WindowSession* session, int code, const char* verbAndArguments) {
   char request[640];
   const int room = (int)sizeof request - kRoom;
@@ -162,15 +162,15 @@ void Query(struct WindowSession* session, const char* text) {
   SendNext(session);
 }
 
-/* Sent at once. Many orders take a sender that keeps the server's pace: CVekFlowCtrlSender_Create. */
+/* Sent at once. For many orders, use a sender, which keeps the server's rate: CVekFlowCtrlSender_Create. */
 void Order(struct WindowSession* session, const char* text) {
   char order[600];
   snprintf(order, sizeof order, "new %s", text);
   if (!Send(session, kOrderCode, order)) Log(session, "not sent", "not signed on");
 }
 
-/* False for a query of a session that is ready means that the rate is used up. Waiting here would stop the
-   window; a timer tries again. */
+/* If a query fails while the session is ready, the rate is used up. Waiting here would block the window; a
+   timer retries. */
 static bool SendQuery(struct WindowSession* session, const char* text) {
   if (Send(session, kQueryCode, text)) return true;
   SetTimer(session->frame, kSendTimer, kRetryMs, NULL);

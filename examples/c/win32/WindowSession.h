@@ -1,4 +1,4 @@
-/* The session of a window: the client, what its callbacks bring to the window, and what is sent. */
+/* The session of a window: the client, the data its callbacks bring to the window, and the requests. */
 #ifndef EXAMPLES_C_WIN32_WINDOWSESSION_H
 #define EXAMPLES_C_WIN32_WINDOWSESSION_H
 
@@ -9,42 +9,42 @@ enum { kLatest = 40, kReportRoom = 160 };
 /* Must live until the client is deleted: it is the callbacks' user pointer. Callbacks and everything else run
    on the window's thread, so there are no locks. */
 struct WindowSession {
-  HWND frame;  /* gets WM_CLOSE when `until` results have come, or none can come any more */
+  HWND frame;  /* receives WM_CLOSE after `until` results, or when no more can arrive */
   HWND log;    /* list box */
-  RECT status; /* part of the frame that is to be painted again when one of the numbers changes */
+  RECT status; /* part of the frame to repaint when one of the numbers changes */
   struct TablesView tables;
   CVekClient client;
   int lastState; /* in the last connect event */
   unsigned results, tableCount, reports;
-  unsigned reportsShown;             /* of the reports, those that the log has, or had to leave out */
-  char latest[kLatest][kReportRoom]; /* the last reports; number N is at N % kLatest */
-  unsigned until;                    /* 0: for ever */
-  bool unfinished;                   /* more results are wanted, however many have come */
+  unsigned reportsShown;             /* number of reports shown in the log, or skipped there */
+  char latest[kLatest][kReportRoom]; /* the latest reports; number N is at N % kLatest */
+  unsigned until;                    /* 0: forever */
+  bool unfinished;                   /* more results are wanted, however many have arrived */
   bool stream;                       /* query after query */
-  unsigned requests;                 /* work ids that were given */
+  unsigned requests;                 /* work ids assigned */
   char wanted[512];                  /* the user's query, while it waits to be sent */
-  char awaited[16];                  /* work id of the stream's query that is not answered yet */
+  char awaited[16];                  /* work id of the stream's unanswered query */
 };
 
 enum { kSendTimer = 1 }; /* of the frame: calls SendNext */
 
-/* False when there is no client to be had. */
+/* False if no client can be created. */
 bool CreateClient(struct WindowSession* session);
 
 /* Texts in code page 950, here and below. */
 void Connect(struct WindowSession* session, const char* server, const char* user, const char* password);
 void Disconnect(struct WindowSession* session);
 
-/* "VERB ARGUMENTS", such as "products group=F". Waits when the server's rate is used up; one at a time. */
+/* "VERB ARGUMENTS", such as "products group=F". Waits if the server's rate is used up; one at a time. */
 void Query(struct WindowSession* session, const char* text);
 
 /* The arguments, such as "prod=TXF side=B qty=1 price=MKT". */
 void Order(struct WindowSession* session, const char* text);
 
-/* Sends what waits to be sent, if it may go: the user's query, then the stream's next when it is its turn. */
+/* Sends waiting queries if the rate allows: the user's, then the stream's next when it is due. */
 void SendNext(struct WindowSession* session);
 
-/* The reports since the last time: in a burst the last ones only, as more than that nobody can read. */
+/* Shows the reports since the last call: in a burst only the latest, because nobody can read more. */
 void ShowReports(struct WindowSession* session);
 
 void Log(struct WindowSession* session, const char* kind, const char* text);
