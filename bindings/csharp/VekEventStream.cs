@@ -13,7 +13,7 @@ namespace VekApi
 
         /// <summary>
         /// All events from this call on, except fates that a task reports; it ends when the session has been disposed.
-        /// May be enumerated once. What is not taken is kept.
+        /// May be enumerated once. Events not taken are kept.
         /// <code>await foreach (VekEvent e in session.Events()) Console.WriteLine(e.Describe());</code>
         /// </summary>
         public IAsyncEnumerable<VekEvent> Events()

@@ -13,7 +13,7 @@ namespace VekApi
     /// Set its properties, then open it. Events are raised one at a time, in the synchronization context of the thread
     /// that created the session (Windows Forms, WPF), or else on a thread of the session. An exception in an event is
     /// written to standard error and dropped. All members may be used on any thread and in events. Cancelling the token
-    /// of a task ends the wait (OperationCanceledException), not what was begun; but see SendAsync.
+    /// of a task ends the wait (OperationCanceledException), not the operation; but see SendAsync.
     /// </summary>
     public sealed partial class VekSession : VekOwned
     {

@@ -185,7 +185,7 @@ def main():
     if ending == "interrupt":
         clients[0].wait(lambda: False)
         while True:
-            threading.Event().wait(0.1)  # one without an end may not hear Ctrl-C when that comes as it begins
+            threading.Event().wait(0.1)  # an unlimited wait may miss a Ctrl-C that comes as it begins
     if ending == "exit":
         sys.exit(7)
 

@@ -31,7 +31,7 @@ def interrupt_elsewhere():  # by a signal that the system hands to another threa
 
 print("begun", flush=True)
 """
-# What it does: its exit code, what it says, the program.
+# Description: exit code, expected output, program.
 PROGRAMS = {
     "uses objects after their end": (0, "", """
 with begin() as client, vekapi.Sender(client) as sender, vekapi.Gate(lambda gate: gate.take()) as gate:

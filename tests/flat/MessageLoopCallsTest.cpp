@@ -109,7 +109,7 @@ TEST_F(LoopCalls, WhileAResultIsOnItsWay) {
 
 struct Trigger {
   const char* event;
-  std::function<void(TestMes&)> raise;  // and another event behind it
+  std::function<void(TestMes&)> raise;  // and another event after it
 };
 const Trigger kTriggers[] = {
     {"unknown", [](TestMes& link) { link.Deliver(Pack(77, "x") + Message(130, "late")); }},

@@ -127,7 +127,7 @@ void Line::Arrive(const std::string& bytes) {
 
 bool Line::WaitWritable() {
   Scheduler::Current()->Point();
-  // A peer that sends no more may still read.
+  // A peer that has finished sending may still read.
   while (room_ == 0 && cut_ != Cut::Reset && !finished_) Scheduler::Current()->Wait(writers_, kNever);
   return !finished_;
 }

@@ -425,7 +425,7 @@ void SessionWorld::CheckWire() {
   }
 }
 
-// Checks the sent part of an incomplete message: the fate of its request can only be unknown.
+// Checks the sent part of an incomplete message: its request must not be reported as never sent.
 void SessionWorld::CheckHalf(int link, int code, const std::string& half) {
   bool owned = false;
   for (const Asked& each : asked_) {

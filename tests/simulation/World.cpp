@@ -315,7 +315,7 @@ void World::OnPaced(const std::string& text, int link, bool trueAcks) {
   if (std::sscanf(text.c_str(), "P%d.%u ", &sender, &number) != 2 || sender >= sendersMade_)
     Fail("torn", "a paced request that nobody sent: " + text.substr(0, 40));
   const auto found = senders.find(sender);
-  if (found == senders.end()) return;  // what it had sent last
+  if (found == senders.end()) return;  // a last request of a deleted sender
   if (found->second->Text(number) != text) Fail("torn", "a paced request came with other bytes");
   found->second->Arrived(number, link, trueAcks);
 }

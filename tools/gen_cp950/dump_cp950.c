@@ -1,4 +1,4 @@
-/* Prints what Windows makes of code page 950, for make_cp950_tables.py. Runs on Windows or under Wine.
+/* Prints Windows' conversions of code page 950, for make_cp950_tables.py. Runs on Windows or under Wine.
  *   W uuuu bytes      one UTF-16 unit to code page 950
  *   B bytes units     one or two bytes of code page 950 to UTF-16 */
 #include <stdio.h>

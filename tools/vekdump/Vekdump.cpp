@@ -1,4 +1,4 @@
-// Shows what goes over the wire.
+// Shows the traffic of the protocol.
 #include <fmt/core.h>
 
 #include <cerrno>
