@@ -17,10 +17,13 @@ target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_C
 
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
-  # Only the library is worth the optimisation time.
+  # Only the library is worth the time of the optimiser and, except when fuzzing, of UndefinedBehaviorSanitizer.
+  set(is_library $<STREQUAL:$<TARGET_PROPERTY:NAME>,vekapi_objects>)
   target_compile_options(vekapi_options INTERFACE
-    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1
-    $<IF:$<STREQUAL:$<TARGET_PROPERTY:NAME>,vekapi_objects>,-O1,-O0>)
+    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 $<IF:${is_library},-O1,-O0>)
+  if(VEKAPI_SANITIZE MATCHES undefined AND NOT VEKAPI_FUZZ)
+    target_compile_options(vekapi_options INTERFACE $<$<NOT:${is_library}>:-fno-sanitize=undefined>)
+  endif()
   target_link_options(vekapi_options INTERFACE -fsanitize=${VEKAPI_SANITIZE})
 endif()
 if(WIN32)
