@@ -117,23 +117,24 @@ namespace VekApi
     public delegate void CVekOnFlowCtrlSenderSent(ref CVekFlowCtrlSender sender, IntPtr user, uint sent, uint refused);
 
     /// <summary>
-    /// `session` is the address of a temporary handle, valid until the callback returns; `user` what was
-    /// configured. Everything may be called in it, CVekSession_Delete too (with either handle), except waiting for
-    /// another event of that session (CVekSession_InCallback).
+    /// `session` is the address of a temporary handle, valid until the callback returns; `user` is the pointer
+    /// from the configuration. Any function may be called inside, including CVekSession_Delete (with either
+    /// handle). The callback must not wait for another event of the same session (CVekSession_InCallback).
     /// </summary>
     public delegate void CVekOnEvent(ref CVekSession session, IntPtr user, ref CVekEvent @event);
 
     /// <summary>
-    /// The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
-    /// `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
-    /// setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-    /// another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
-    /// event's texts live until the callback returns. A packet that was shown and then not taken by the link is
-    /// followed by an event without text whose detail says so.
+    /// A trace callback. `client` is the address of a temporary handle, valid until the callback returns. `event`
+    /// is of kind vse_Trace, or vse_State for a change of the link: vss_Connecting (detail: the setting),
+    /// vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended otherwise).
+    /// Its reason, cause and detail are those of CVekClient_LinkReason and _LinkDetail. Its texts are valid until
+    /// the callback returns. If the link refuses a packet that was already traced, an event without text follows
+    /// whose detail says so.
     ///
-    /// Called where the packet comes or goes: on the library's threads and on those that send, several at once,
-    /// also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
-    /// send of a CVekFlowCtrlSender, what its free event may call. What is sent inside is traced, too.
+    /// Called wherever a packet is sent or received: on the library's threads and on sending threads, also
+    /// concurrently, and also for a client on a message loop. Any function may be called inside, including
+    /// CVekClient_Delete; but during a send of a CVekFlowCtrlSender, only what CVekOnFlowCtrlFree may call.
+    /// Packets sent inside are traced too.
     /// </summary>
     public delegate void CVekOnTrace(ref CVekClient client, IntPtr user, ref CVekEvent @event);
 
@@ -202,69 +203,72 @@ namespace VekApi
     }
 
     /// <summary>
-    /// One event. Every member is set; what does not apply is 0 or "". Lent: it, its texts and its result live
-    /// until the callback returns; those of CVekSession_Next until that function is called again or the session is
-    /// deleted.
+    /// One event. All members are set; those that do not apply are 0 or "". The event, its texts and its result
+    /// are borrowed: valid until the callback returns; from CVekSession_Next, until the next call of that function
+    /// or the deletion of the session.
     /// </summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekEvent
     {
-        /// <summary>of the whole event, in this library</summary>
+        /// <summary>of the event, as this library knows it</summary>
         public uint size;
         /// <summary>vse_...</summary>
         public int kind;
         /// <summary>vss_... of the session, as of this event</summary>
         public int state;
-        /// <summary>vsf_...; of vse_Late the one that had been told</summary>
+        /// <summary>vsf_...; vse_Late: the fate reported before</summary>
         public int fate;
-        /// <summary>vsr_..., 0 when there is none to give: why a link ended, why a fate is not the wished one</summary>
+        /// <summary>vsr_...: why a link ended, or why the fate is not the desired one; 0: none</summary>
         public int reason;
-        /// <summary>of the message: 128, 129, 130, 131 or another. 2: a password change</summary>
+        /// <summary>of the message: 128 to 131 or another. 2: a password change</summary>
         public int code;
         /// <summary>vsg_...</summary>
         public uint flags;
-        /// <summary>number of the link that it belongs to, from 1; 0 before the first</summary>
+        /// <summary>number of its link, counted from 1; 0: before the first</summary>
         public uint link;
-        /// <summary>vse_State: number of the attempt since the session was last well, from 1</summary>
+        /// <summary>vse_State: number of the attempt since the last stable link, from 1</summary>
         public uint attempt;
-        /// <summary>number of the endpoint, in the order of adding, from 0</summary>
+        /// <summary>number of the endpoint in the order added, from 0</summary>
         public uint endpoint;
-        /// <summary>vss_Waiting: until the next attempt; -1: until CVekSession_RetryIn. vse_Gate: 0</summary>
+        /// <summary>vss_Waiting: time until the next attempt; -1: until CVekSession_RetryIn. vse_Gate: 0</summary>
         public int waitMs;
-        /// <summary>State after a link's end: how many of its requests got vsf_NeverSent from it,</summary>
+        /// <summary>vse_State after a link ended: how many of its requests became vsf_NeverSent</summary>
         public uint neverSent;
-        /// <summary>and how many vsf_Unknown</summary>
+        /// <summary>and how many became vsf_Unknown</summary>
         public uint unknown;
-        /// <summary>of the request; 0: of none</summary>
+        /// <summary>of the request; 0: none</summary>
         public ulong ticket;
-        /// <summary>as it was given with the request</summary>
+        /// <summary>as given with the request</summary>
         public ulong tag;
-        /// <summary>monotonic time when it happened, not when it is delivered; its zero is not stated</summary>
+        /// <summary>monotonic time of the event itself, not of its delivery; arbitrary origin</summary>
         public long atNs;
-        /// <summary>the same moment by the clock on the wall, since 1970</summary>
+        /// <summary>the same as wall-clock time, since 1970</summary>
         public long unixNs;
-        /// <summary>monotonic: when the request was submitted,</summary>
+        /// <summary>monotonic: when the request was submitted</summary>
         public long submittedNs;
-        /// <summary>and when it was handed to the link that took it; 0: none did</summary>
+        /// <summary>monotonic: when the link accepted it; 0: no link did</summary>
         public long handedNs;
         /// <summary>of the request or the answer</summary>
         public IntPtr workId;
         /// <summary>
-        /// the server's bytes: result, acknowledgement's line, report, words. NUL behind; may
-        /// have NUL inside. vss_Resyncing, vss_Up: the sign-on result
+        /// the server's bytes: result, acknowledgement line, report, message. Ends with NUL, may
+        /// contain NUL. vss_Resyncing, vss_Up: the sign-on result
         /// </summary>
         public IntPtr text;
-        /// <summary>the system's words, or the server's reason</summary>
+        /// <summary>the system's text, or the server's reason</summary>
         public IntPtr detail;
-        /// <summary>bytes of text, without the NUL behind it</summary>
+        /// <summary>bytes of text, without the final NUL</summary>
         public uint textLength;
-        /// <summary>vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed; else null</summary>
+        /// <summary>
+        /// vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed;
+        /// otherwise null
+        /// </summary>
         public CVekTaskResult result;
-        /// <summary>vse_State: the finest vsr_... that is known of `reason`, at least that one</summary>
+        /// <summary>vse_State: the finest vsr_... known; `reason` if no finer one is</summary>
         public int cause;
     }
 
-    /// <summary>CVekSession_Defaults fills it with the values in brackets.</summary>
+    /// <summary>CVekSession_Defaults sets the values in brackets.</summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekSessionConfig
     {
@@ -272,7 +276,7 @@ namespace VekApi
         public uint size;
         /// <summary>vsc_... [0]</summary>
         public uint flags;
-        /// <summary>the application, for the server; up to 255 bytes ["VekSession"]</summary>
+        /// <summary>name of the application, for the server; up to 255 bytes ["VekSession"]</summary>
         public IntPtr apName;
         /// <summary>four numbers ["1.0.0.0"]</summary>
         public IntPtr apVersion;
@@ -280,22 +284,22 @@ namespace VekApi
         public IntPtr id1;
         /// <summary>may be empty []</summary>
         public IntPtr id2;
-        /// <summary>in front of work ids that the session makes, up to 8 letters or digits []</summary>
+        /// <summary>prefix of generated work ids, up to 8 letters or digits []</summary>
         public IntPtr idPrefix;
         /// <summary>
-        /// ByWorkId: what ends the work id in an acknowledgement's line; the end of the line does
-        /// too [' ']
+        /// vsa_ByWorkId: ends the work id in an acknowledgement line, as the end of the line does
+        /// [' ']
         /// </summary>
         public byte idSeparator;
         /// <summary>vsd_... [vsd_Threads]</summary>
         public int delivery;
         /// <summary>vsa_... [vsa_InOrder]</summary>
         public int ackRule;
-        /// <summary>code 129: so many requests within</summary>
+        /// <summary>code 129: at most rateCount requests</summary>
         public int rateCount;
-        /// <summary>so many ms; either below 1: no pacing [0, 0]</summary>
+        /// <summary>within any rateMs milliseconds; either below 1: no pacing [0, 0]</summary>
         public int rateMs;
-        /// <summary>attempts after the first; 0: no reconnecting, 0xFFFFFFFF: for ever [0xFFFFFFFF]</summary>
+        /// <summary>attempts after the first; 0: no reconnecting; 0xFFFFFFFF: forever [0xFFFFFFFF]</summary>
         public uint maxAttempts;
         /// <summary>[250]</summary>
         public uint firstDelayMs;
@@ -304,54 +308,54 @@ namespace VekApi
         /// <summary>[10000]</summary>
         public uint stableMs;
         /// <summary>
-        /// so many links in a row that were Up for less than stableMs end in vss_Stopped:
-        /// two programs displace each other. 0: never [5]
+        /// this many links in a row that were up for less than stableMs lead to
+        /// vss_Stopped: probably two programs displace each other. 0: never [5]
         /// </summary>
         public uint maxShortLinks;
         /// <summary>
         /// from the attempt to the server's answer to the connect request. The client's own
-        /// limits (45 s) hold besides [20000]
+        /// limits (45 s) also apply [20000]
         /// </summary>
         public uint connectMs;
-        /// <summary>from then to the sign-on result [20000]</summary>
+        /// <summary>from that answer to the sign-on result [20000]</summary>
         public uint signOnMs;
-        /// <summary>from then to vss_Up [60000]</summary>
+        /// <summary>from the sign-on result to vss_Up [60000]</summary>
         public uint resyncMs;
-        /// <summary>a held request waits so long; CVekSubmit may say another time [0]</summary>
+        /// <summary>how long a request is held; CVekSubmit may override it [0]</summary>
         public uint holdMs;
-        /// <summary>an answer is awaited so long; CVekSubmit may say another time [10000]</summary>
+        /// <summary>how long to wait for an answer; CVekSubmit may override it [10000]</summary>
         public uint answerMs;
         /// <summary>
-        /// a link without a byte for so long is ended. Servers answer nothing to heartbeats:
+        /// a link is ended after this time without a byte. Servers do not answer heartbeats:
         /// below 60000 set `probe` [65000]
         /// </summary>
         public uint silenceMs;
-        /// <summary>requests that may wait, 1 to 10000000 [100000]</summary>
+        /// <summary>most requests held at a time, 1 to 10000000 [100000]</summary>
         public uint maxHeld;
         /// <summary>
-        /// events that may wait for the application (vsd_Loop, vsd_Poll), at least 16. Beyond,
-        /// the link is ended: fates and reports are never dropped [100000]
+        /// most events waiting for the application (vsd_Loop, vsd_Poll), at least 16. Above it
+        /// the link is ended, because fates and reports are never dropped [100000]
         /// </summary>
         public uint maxEvents;
         /// <summary>
-        /// fates told whose late answers are still recognised, beside those of the link that
-        /// live [1000]
+        /// reported fates whose late answers are still recognised, besides those of the current
+        /// link [1000]
         /// </summary>
         public uint remember;
-        /// <summary>a query that is sent after half of silenceMs without a byte, or null [null]</summary>
+        /// <summary>query sent after half of silenceMs without a byte; null: none [null]</summary>
         public IntPtr probe;
         /// <summary>not called with vsd_Poll; null: events are dropped [null]</summary>
         public CVekOnEvent onEvent;
         /// <summary>[null]</summary>
         public IntPtr user;
-        /// <summary>of delays and of the made work ids; 0: from the system [0]</summary>
+        /// <summary>of the random delays and generated work ids; 0: from the system [0]</summary>
         public ulong seed;
     }
 
     /// <summary>
-    /// A request. Its text is opaque but for this: code 128 is "ID REST"; code 129 is two lines, "ID REST" LF
-    /// "REST", with exactly one line feed. Other codes (4 to 4095) have no answer that the session could know:
-    /// their fate is vsf_Left.
+    /// A request. Its text is opaque except for this: code 128 is "ID REST"; code 129 is two lines, "ID REST" LF
+    /// "REST", with exactly one line feed. The session does not know answers to other codes (4 to 4095): their
+    /// fate is vsf_Left.
     /// </summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekSubmit
@@ -365,74 +369,75 @@ namespace VekApi
         /// <summary>vsg_Resync, vsg_Urgent, vsg_Duplicate</summary>
         public uint flags;
         /// <summary>
-        /// null: one is made, and put in front of the text with a blank between. Else up to 31 bytes
-        /// without blanks, line ends or commas: the id with which `text` begins already. "": none; then
-        /// code 128 cannot be answered and is vsf_Left, and vsa_ByWorkId refuses code 129
+        /// null: one is generated and put in front of the text, followed by a blank. Otherwise
+        /// the id with which `text` already begins: up to 31 bytes without blanks, line ends or
+        /// commas. "": none; then code 128 cannot be answered and becomes vsf_Left, and
+        /// vsa_ByWorkId refuses code 129
         /// </summary>
         public IntPtr workId;
-        /// <summary>need not end with NUL</summary>
+        /// <summary>no final NUL required</summary>
         public IntPtr text;
         /// <summary>bytes of text, up to 16777216</summary>
         public uint textLength;
-        /// <summary>0: as configured; 0xFFFFFFFF: never ends</summary>
+        /// <summary>0: as configured; 0xFFFFFFFF: no limit</summary>
         public uint holdMs;
-        /// <summary>from the moment when the link took it. 0: as configured; 0xFFFFFFFF: never ends</summary>
+        /// <summary>counted from when the link accepted it. 0: as configured; 0xFFFFFFFF: no limit</summary>
         public uint answerMs;
         /// <summary>
-        /// ticket of a held request that gets vsf_NeverSent when this one is taken; vsr_TooLate
-        /// when it is not held any more. 0: none. The new one goes behind what waits
+        /// ticket of a held request that becomes vsf_NeverSent when this one is accepted;
+        /// vsr_TooLate if it is no longer held. 0: none. The new one goes to the queue's end
         /// </summary>
         public ulong replaces;
-        /// <summary>for the caller</summary>
+        /// <summary>for the caller's use</summary>
         public ulong tag;
     }
 
-    /// <summary>What CVekSession_Submit made of a request.</summary>
+    /// <summary>Outcome of CVekSession_Submit.</summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekReceipt
     {
         /// <summary>of this structure</summary>
         public uint size;
         /// <summary>
-        /// vsr_TooFast: so long; taken and held: when the rate allows the next one. -1: until an
-        /// acknowledgement comes, or cannot be said. 0: it went
+        /// vsr_TooFast: how long to wait. Held: time until the rate allows the next request. -1:
+        /// until an acknowledgement, or unknown. 0: sent
         /// </summary>
         public int waitMs;
-        /// <summary>from 1, never given twice by one session; 0: refused</summary>
+        /// <summary>from 1, unique within the session; 0: refused</summary>
         public ulong ticket;
-        /// <summary>requests that go before it, when it is held</summary>
+        /// <summary>if held: requests that will be sent before it</summary>
         public uint ahead;
-        /// <summary>the link that it is for</summary>
+        /// <summary>number of the link it is for</summary>
         public uint link;
-        /// <summary>NUL behind</summary>
+        /// <summary>ends with NUL</summary>
         [MarshalAs(UnmanagedType.ByValArray, SizeConst = 32)] public byte[] workId;
     }
 
-    /// <summary>Counts since the session was created. `size` is to be set.</summary>
+    /// <summary>Counters since the session was created. The caller sets `size`.</summary>
     [StructLayout(LayoutKind.Sequential)]
     public struct CVekSessionStats
     {
         /// <summary>of this structure</summary>
         public uint size;
-        /// <summary>now</summary>
+        /// <summary>requests held now</summary>
         public uint held;
-        /// <summary>ever</summary>
+        /// <summary>most requests held at a time</summary>
         public uint heldMost;
-        /// <summary>now: sent, without fate</summary>
+        /// <summary>outstanding now: sent, without a fate</summary>
         public uint @out;
-        /// <summary>now: waiting for the application</summary>
+        /// <summary>waiting for the application now</summary>
         public uint events;
-        /// <summary>attempts</summary>
+        /// <summary>attempts to connect</summary>
         public uint links;
-        /// <summary>in a row</summary>
+        /// <summary>in a row, until now</summary>
         public uint shortLinks;
-        /// <summary>by vsf_...; [vsf_Refused]: by CVekSession_Submit</summary>
+        /// <summary>number of each vsf_...; [vsf_Refused]: returned by CVekSession_Submit</summary>
         [MarshalAs(UnmanagedType.ByValArray, SizeConst = 8)] public ulong[] fates;
         /// <summary>events of kind vse_Late</summary>
         public ulong late;
-        /// <summary>and vse_Stray</summary>
+        /// <summary>events of kind vse_Stray</summary>
         public ulong stray;
-        /// <summary>how often the head of the queue had to wait for the rate</summary>
+        /// <summary>times the first held request had to wait for the rate</summary>
         public ulong gateWaits;
         /// <summary>of all links together</summary>
         public ulong bytesIn;
@@ -446,196 +451,193 @@ namespace VekApi
         public long upNs;
     }
 
-    /// <summary>What a session is doing. Requests are taken in vss_Up, and those with vsg_Resync in vss_Resyncing too.</summary>
+    /// <summary>States of a session. Requests are accepted in vss_Up; in vss_Resyncing only those with vsg_Resync.</summary>
     public enum VekState
     {
         /// <summary>new, or after CVekSession_Close</summary>
         Closed = 0,
-        /// <summary>no link; the next attempt comes after a delay</summary>
+        /// <summary>no link; the next attempt follows after a delay</summary>
         Waiting = 1,
-        /// <summary>a link is being made</summary>
+        /// <summary>a link is being opened</summary>
         Connecting = 2,
         /// <summary>the server accepted the connection</summary>
         SigningOn = 3,
-        /// <summary>signed on; the queries of CVekSession_AddResync are being answered</summary>
+        /// <summary>signed on; waiting for the results of the queries of CVekSession_AddResync</summary>
         Resyncing = 4,
-        /// <summary>requests are taken</summary>
+        /// <summary>requests are accepted</summary>
         Up = 5,
-        /// <summary>CVekSession_Close waits for what is out</summary>
+        /// <summary>CVekSession_Close waits for outstanding requests</summary>
         Draining = 6,
         /// <summary>
-        /// the server did not let the user in: no retry; CVekSession_ChangePassword works while the
-        /// link is there, then CVekSession_SetPassword and CVekSession_Open
+        /// the server refused the user; no retry. While the link exists CVekSession_ChangePassword
+        /// works; then call CVekSession_SetPassword and CVekSession_Open
         /// </summary>
         Refused = 7,
-        /// <summary>given up: CVekSession_Open begins anew</summary>
+        /// <summary>gave up: CVekSession_Open starts over</summary>
         Stopped = 8,
     }
 
-    /// <summary>What became of a request.</summary>
+    /// <summary>Fates of a request.</summary>
     public enum VekFateKind
     {
         /// <summary>not known yet</summary>
         None = 0,
-        /// <summary>never accepted; only CVekSession_Submit answers so, by its reason: no event tells it</summary>
+        /// <summary>never accepted; returned by CVekSession_Submit as its reason, never reported by an event</summary>
         Refused = 1,
         /// <summary>no byte of it has left this process, and none will: safe to repeat</summary>
         NeverSent = 2,
-        /// <summary>all of it was handed to the link, and its code has no answer</summary>
+        /// <summary>all of it was passed to the link; its code has no answers</summary>
         Left = 3,
-        /// <summary>code 129: its line came</summary>
+        /// <summary>code 129: its line arrived</summary>
         Acknowledged = 4,
-        /// <summary>code 128: its result came</summary>
+        /// <summary>code 128: its result arrived</summary>
         Answered = 5,
         /// <summary>
-        /// the link has it and lives, nothing came within answerMs: it may still act; ask before
-        /// repeating
+        /// sent, the link is alive, but no answer within answerMs: it may still be executed; ask
+        /// before repeating
         /// </summary>
         TimedOut = 6,
-        /// <summary>bytes of its message left, then the link ended: it may have acted; ask before repeating</summary>
+        /// <summary>
+        /// bytes of its message left, then the link ended: it may have been executed; ask before
+        /// repeating
+        /// </summary>
         Unknown = 7,
     }
 
-    /// <summary>What an event is about.</summary>
+    /// <summary>Kinds of events.</summary>
     public enum VekEventKind
     {
         /// <summary>None.</summary>
         None = 0,
         /// <summary>the state changed</summary>
         State = 1,
-        /// <summary>the one and only fate of a ticket</summary>
+        /// <summary>the final fate of a request; one for each ticket</summary>
         Fate = 2,
-        /// <summary>an answer to a request whose fate had been told; changes nothing</summary>
+        /// <summary>an answer to a request that already had its fate, which does not change</summary>
         Late = 3,
-        /// <summary>the server reports (code 130)</summary>
+        /// <summary>a report of the server (code 130)</summary>
         Report = 4,
-        /// <summary>an answer that belongs to no request, a message of code 131, or one of an unknown code</summary>
+        /// <summary>an answer to no request, or a message of code 131 or an unknown code</summary>
         Stray = 5,
         /// <summary>
-        /// what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of
-        /// them
+        /// requests refused by vsm_Try as vsr_TooFast or vsr_LinkFull may be tried again; one event for
+        /// all
         /// </summary>
         Gate = 6,
-        /// <summary>a message of the wire (CVekSession_SetTrace)</summary>
+        /// <summary>a message sent or received (CVekSession_SetTrace)</summary>
         Trace = 7,
     }
 
-    /// <summary>Why.</summary>
+    /// <summary>Reasons.</summary>
     public enum VekReason
     {
         /// <summary>None.</summary>
         None = 0,
-        /// <summary>nothing can be made of the endpoint's setting</summary>
+        /// <summary>invalid setting of the endpoint</summary>
         BadSetting = 101,
         /// <summary>detail says why</summary>
         ConnectFailed = 102,
         /// <summary>vsr_ConnectTimeout, as in the C interface.</summary>
         ConnectTimeout = 103,
-        /// <summary>the server refused the connect request; detail has its words</summary>
+        /// <summary>the server refused the connect request; detail has its text</summary>
         ConnectRefused = 104,
         /// <summary>vsr_SignOnTimeout, as in the C interface.</summary>
         SignOnTimeout = 105,
-        /// <summary>detail has the server's words. Ends in vss_Refused</summary>
+        /// <summary>detail has the server's text. Leads to vss_Refused</summary>
         SignOnRefused = 106,
-        /// <summary>identity and password are too long. Ends in vss_Refused</summary>
+        /// <summary>identity and password are too long. Leads to vss_Refused</summary>
         SignOnTooLong = 107,
         /// <summary>detail says why</summary>
         LinkBroken = 108,
-        /// <summary>what came was no stream of packets</summary>
+        /// <summary>received bytes are not valid packets</summary>
         BadStream = 109,
-        /// <summary>nothing came in time</summary>
+        /// <summary>nothing was received in time</summary>
         Silent = 110,
-        /// <summary>the connect request was not answered</summary>
+        /// <summary>no answer to the connect request</summary>
         UnknownServer = 111,
         /// <summary>a resync query was not answered in time, or CVekSession_ResyncDone said so</summary>
         ResyncFailed = 112,
-        /// <summary>requests that timed out keep every place of the rate</summary>
+        /// <summary>requests that timed out occupy all slots of the rate</summary>
         AcksMissing = 113,
-        /// <summary>maxEvents wait for the application</summary>
+        /// <summary>maxEvents events are waiting for the application</summary>
         SlowConsumer = 114,
-        /// <summary>stopped: maxShortLinks in a row ended early</summary>
+        /// <summary>stopped: maxShortLinks links in a row ended early</summary>
         ShortLinks = 115,
-        /// <summary>stopped: maxAttempts</summary>
+        /// <summary>stopped: maxAttempts reached</summary>
         NoMoreAttempts = 116,
         /// <summary>CVekSession_Close or _Delete; of a client: disconnected</summary>
         Closed = 117,
-        /// <summary>the host's name does not exist</summary>
+        /// <summary>unknown host name</summary>
         HostNotFound = 121,
         /// <summary>no name server answered</summary>
         LookupFailed = 122,
-        /// <summary>looking the name up took too long</summary>
+        /// <summary>name look-up timed out</summary>
         LookupTimeout = 123,
-        /// <summary>the other computer refused the connection</summary>
+        /// <summary>the host refused the connection</summary>
         NobodyListens = 124,
-        /// <summary>its network cannot be reached</summary>
+        /// <summary>the network or host cannot be reached</summary>
         NoRoute = 125,
-        /// <summary>it did not acknowledge what was sent, says the system</summary>
+        /// <summary>the peer did not acknowledge sent data, according to the system</summary>
         PeerTimeout = 126,
-        /// <summary>it reset the connection, or something in between did</summary>
+        /// <summary>the peer, or something in between, reset the connection</summary>
         Reset = 127,
-        /// <summary>it closed the connection</summary>
+        /// <summary>the peer closed the connection</summary>
         ClosedByPeer = 128,
-        /// <summary>the system had no thread for the link</summary>
+        /// <summary>the system could not start a thread for the link</summary>
         NoThread = 129,
-        /// <summary>too many files and connections are open</summary>
+        /// <summary>too many open files and connections</summary>
         NoDescriptor = 130,
         /// <summary>shared memory: the gateway does not answer</summary>
         GatewaySilent = 131,
-        /// <summary>shared memory: what is in it makes no sense</summary>
+        /// <summary>shared memory: invalid contents</summary>
         BadRings = 132,
         /// <summary>the application's name is too long</summary>
         BadApName = 133,
-        /// <summary>a message exceeded mm= of the setting</summary>
+        /// <summary>a received message exceeded mm= of the setting</summary>
         LongMessage = 134,
-        /// <summary>what came is no stream of packets, but looks like an HTTP answer,</summary>
+        /// <summary>not packets: looks like an HTTP answer</summary>
         LooksHttp = 141,
-        /// <summary>TLS,</summary>
+        /// <summary>TLS</summary>
         LooksTls = 142,
-        /// <summary>SSH,</summary>
+        /// <summary>SSH</summary>
         LooksSsh = 143,
-        /// <summary>the greeting of a mail or FTP server,</summary>
+        /// <summary>the greeting of a mail or FTP server</summary>
         LooksMail = 144,
-        /// <summary>JSON,</summary>
+        /// <summary>JSON</summary>
         LooksJson = 145,
-        /// <summary>plain text,</summary>
+        /// <summary>plain text</summary>
         LooksText = 146,
-        /// <summary>or nothing but zeroes</summary>
+        /// <summary>zeroes only</summary>
         LooksZeroes = 147,
-        /// <summary>refused: the session takes none in this state</summary>
+        /// <summary>refused: not accepted in this state</summary>
         NotUp = 201,
-        /// <summary>
-        /// refused: empty, too long, its work id is not usable, or its lines are not right
-        /// for its code
-        /// </summary>
+        /// <summary>refused: empty or too long, unusable work id, or lines not valid for its code</summary>
         BadText = 202,
-        /// <summary>
-        /// refused: a request with this work id has no fate yet, or had timed out on this
-        /// link
-        /// </summary>
+        /// <summary>refused: a request with this work id has no fate yet, or timed out on this link</summary>
         DuplicateId = 203,
-        /// <summary>refused: the rate is used up, or others wait</summary>
+        /// <summary>refused: the rate is used up, or other requests are waiting</summary>
         TooFast = 204,
-        /// <summary>refused: maxHeld</summary>
+        /// <summary>refused: maxHeld requests are held</summary>
         QueueFull = 205,
-        /// <summary>refused, or not sent: the link takes nothing for the moment</summary>
+        /// <summary>refused, or not sent: the link accepts nothing at the moment</summary>
         LinkFull = 206,
-        /// <summary>refused, or the reason of a link's end</summary>
+        /// <summary>refused, or why a link ended</summary>
         NoMemory = 207,
-        /// <summary>not sent: holdMs are over</summary>
+        /// <summary>not sent: held for holdMs</summary>
         Expired = 208,
         /// <summary>not sent: CVekSession_Withdraw</summary>
         Withdrawn = 209,
-        /// <summary>not sent: another one replaces it</summary>
+        /// <summary>not sent: replaced by another request</summary>
         Replaced = 210,
         /// <summary>timed out</summary>
         NoAnswer = 211,
         /// <summary>acknowledged by a line without text</summary>
         EmptyAck = 212,
-        /// <summary>the request is on its way, or has its fate</summary>
+        /// <summary>the request is on its way or has its fate</summary>
         TooLate = 301,
-        /// <summary>not in this state; or a password change is under way</summary>
+        /// <summary>not allowed in this state, or a password change is in progress</summary>
         Busy = 302,
-        /// <summary>a null address, a wrong size, a number out of range, a handle that is gone</summary>
+        /// <summary>null address, wrong size, number out of range, or deleted handle</summary>
         BadArgument = 303,
     }
 
@@ -716,124 +718,127 @@ namespace VekApi
 
         /// <summary>new, or after CVekSession_Close</summary>
         public const int vss_Closed = 0;
-        /// <summary>no link; the next attempt comes after a delay</summary>
+        /// <summary>no link; the next attempt follows after a delay</summary>
         public const int vss_Waiting = 1;
-        /// <summary>a link is being made</summary>
+        /// <summary>a link is being opened</summary>
         public const int vss_Connecting = 2;
         /// <summary>the server accepted the connection</summary>
         public const int vss_SigningOn = 3;
-        /// <summary>signed on; the queries of CVekSession_AddResync are being answered</summary>
+        /// <summary>signed on; waiting for the results of the queries of CVekSession_AddResync</summary>
         public const int vss_Resyncing = 4;
-        /// <summary>requests are taken</summary>
+        /// <summary>requests are accepted</summary>
         public const int vss_Up = 5;
-        /// <summary>CVekSession_Close waits for what is out</summary>
+        /// <summary>CVekSession_Close waits for outstanding requests</summary>
         public const int vss_Draining = 6;
         /// <summary>
-        /// the server did not let the user in: no retry; CVekSession_ChangePassword works while the
-        /// link is there, then CVekSession_SetPassword and CVekSession_Open
+        /// the server refused the user; no retry. While the link exists CVekSession_ChangePassword
+        /// works; then call CVekSession_SetPassword and CVekSession_Open
         /// </summary>
         public const int vss_Refused = 7;
-        /// <summary>given up: CVekSession_Open begins anew</summary>
+        /// <summary>gave up: CVekSession_Open starts over</summary>
         public const int vss_Stopped = 8;
 
         /// <summary>not known yet</summary>
         public const int vsf_None = 0;
-        /// <summary>never accepted; only CVekSession_Submit answers so, by its reason: no event tells it</summary>
+        /// <summary>never accepted; returned by CVekSession_Submit as its reason, never reported by an event</summary>
         public const int vsf_Refused = 1;
         /// <summary>no byte of it has left this process, and none will: safe to repeat</summary>
         public const int vsf_NeverSent = 2;
-        /// <summary>all of it was handed to the link, and its code has no answer</summary>
+        /// <summary>all of it was passed to the link; its code has no answers</summary>
         public const int vsf_Left = 3;
-        /// <summary>code 129: its line came</summary>
+        /// <summary>code 129: its line arrived</summary>
         public const int vsf_Acknowledged = 4;
-        /// <summary>code 128: its result came</summary>
+        /// <summary>code 128: its result arrived</summary>
         public const int vsf_Answered = 5;
         /// <summary>
-        /// the link has it and lives, nothing came within answerMs: it may still act; ask before
-        /// repeating
+        /// sent, the link is alive, but no answer within answerMs: it may still be executed; ask
+        /// before repeating
         /// </summary>
         public const int vsf_TimedOut = 6;
-        /// <summary>bytes of its message left, then the link ended: it may have acted; ask before repeating</summary>
+        /// <summary>
+        /// bytes of its message left, then the link ended: it may have been executed; ask before
+        /// repeating
+        /// </summary>
         public const int vsf_Unknown = 7;
 
         /// <summary>the state changed</summary>
         public const int vse_State = 1;
-        /// <summary>the one and only fate of a ticket</summary>
+        /// <summary>the final fate of a request; one for each ticket</summary>
         public const int vse_Fate = 2;
-        /// <summary>an answer to a request whose fate had been told; changes nothing</summary>
+        /// <summary>an answer to a request that already had its fate, which does not change</summary>
         public const int vse_Late = 3;
-        /// <summary>the server reports (code 130)</summary>
+        /// <summary>a report of the server (code 130)</summary>
         public const int vse_Report = 4;
-        /// <summary>an answer that belongs to no request, a message of code 131, or one of an unknown code</summary>
+        /// <summary>an answer to no request, or a message of code 131 or an unknown code</summary>
         public const int vse_Stray = 5;
         /// <summary>
-        /// what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of
-        /// them
+        /// requests refused by vsm_Try as vsr_TooFast or vsr_LinkFull may be tried again; one event for
+        /// all
         /// </summary>
         public const int vse_Gate = 6;
-        /// <summary>a message of the wire (CVekSession_SetTrace)</summary>
+        /// <summary>a message sent or received (CVekSession_SetTrace)</summary>
         public const int vse_Trace = 7;
 
         /// <summary>
-        /// onEvent on the library's threads, or inside _Open, _Close and _Delete on the caller's; one
-        /// at a time. A slow one holds up what comes behind it, nothing else
+        /// onEvent runs on the library's threads, or inside _Open, _Close and _Delete on the caller's
+        /// thread; one at a time. A slow callback delays later events and nothing else
         /// </summary>
         public const int vsd_Threads = 0;
         /// <summary>
-        /// onEvent on the thread that created the session, when it runs its message loop
-        /// (CVekMessageLoop_Dispatch, or on Windows any loop of that thread). Nobody waits for it
+        /// onEvent runs on the thread that created the session, in its message loop
+        /// (CVekMessageLoop_Dispatch, or on Windows any loop of that thread). Nothing waits for it
         /// </summary>
         public const int vsd_Loop = 1;
-        /// <summary>no callback: CVekSession_Next takes them</summary>
+        /// <summary>no callback: take events with CVekSession_Next</summary>
         public const int vsd_Poll = 2;
 
-        /// <summary>it is refused: vsr_TooFast, vsr_LinkFull</summary>
+        /// <summary>refuse it: vsr_TooFast, vsr_LinkFull</summary>
         public const int vsm_Try = 0;
-        /// <summary>it waits, up to its holdMs</summary>
+        /// <summary>hold it for at most holdMs</summary>
         public const int vsm_Hold = 1;
 
-        /// <summary>line k is for request k of that link</summary>
+        /// <summary>line k of a link is for request k</summary>
         public const int vsa_InOrder = 0;
-        /// <summary>a line begins with the request's work id: missing and surplus lines mislead nothing</summary>
+        /// <summary>each line begins with its request's work id; missing and surplus lines do no harm</summary>
         public const int vsa_ByWorkId = 1;
 
-        /// <summary>vss_Waiting lasts until CVekSession_RetryIn is called</summary>
+        /// <summary>stay in vss_Waiting until CVekSession_RetryIn is called</summary>
         public const int vsc_RetryByHand = 1;
         /// <summary>
-        /// vss_Resyncing lasts until the queries are answered and CVekSession_ResyncDone
+        /// stay in vss_Resyncing until the queries are answered and CVekSession_ResyncDone
         /// was called
         /// </summary>
         public const int vsc_ResyncByHand = 2;
-        /// <summary>a request that times out with no byte received since it was sent ends its link</summary>
+        /// <summary>end the link if a request times out and no byte was received since it was sent</summary>
         public const int vsc_CloseOnTimeout = 4;
 
-        /// <summary>taken in vss_Resyncing as well. Events: the request had it</summary>
+        /// <summary>accepted in vss_Resyncing too. Event: the request had this flag</summary>
         public const int vsg_Resync = 1;
-        /// <summary>goes before all that wait without it</summary>
+        /// <summary>sent before all held requests without it</summary>
         public const int vsg_Urgent = 2;
         /// <summary>
-        /// the work id may be in use already, or not be unique in the link's life. Answers to
-        /// equal ids go to the oldest one
+        /// the work id may be in use, or have been used on this link. Answers to equal ids go to
+        /// the oldest request
         /// </summary>
         public const int vsg_Duplicate = 4;
-        /// <summary>events of kind vse_Trace: it was sent, not received</summary>
+        /// <summary>vse_Trace: sent, not received</summary>
         public const int vsg_Outbound = 8;
-        /// <summary>and: text is a whole packet, header first (vtl_Packets);</summary>
+        /// <summary>vse_Trace: text is a whole packet, header first (vtl_Packets)</summary>
         public const int vsg_Packet = 16;
-        /// <summary>its numbers are low byte first,</summary>
+        /// <summary>vse_Trace: numbers in the packet are low byte first</summary>
         public const int vsg_LowFirst = 32;
-        /// <summary>or high byte first; neither: that is not known yet</summary>
+        /// <summary>vse_Trace: they are high byte first; neither flag: not known yet</summary>
         public const int vsg_HighFirst = 64;
 
         /// <summary>vtl_None, as in the C interface.</summary>
         public const int vtl_None = 0;
-        /// <summary>of messages: code, length and direction</summary>
+        /// <summary>code, length and direction of each message</summary>
         public const int vtl_Heads = 1;
-        /// <summary>their bytes too, without header, long ones in one; passwords as eight stars</summary>
+        /// <summary>and their bytes, without header, long messages joined; passwords as eight stars</summary>
         public const int vtl_Messages = 2;
         /// <summary>
-        /// packets as they go, header first, in pieces; passwords as eight stars with the lengths put
-        /// right; detail has their fields. What CVekApi_RecordOf makes records of
+        /// packets as sent and received, header first, long messages in pieces; passwords as eight
+        /// stars, lengths adjusted; detail has the fields. For CVekApi_RecordOf
         /// </summary>
         public const int vtl_Packets = 3;
 
@@ -846,117 +851,111 @@ namespace VekApi
         /// <summary>vst_ClientState, as in the C interface.</summary>
         public const int vst_ClientState = 3;
 
-        /// <summary>nothing can be made of the endpoint's setting</summary>
+        /// <summary>invalid setting of the endpoint</summary>
         public const int vsr_BadSetting = 101;
         /// <summary>detail says why</summary>
         public const int vsr_ConnectFailed = 102;
         /// <summary>vsr_ConnectTimeout, as in the C interface.</summary>
         public const int vsr_ConnectTimeout = 103;
-        /// <summary>the server refused the connect request; detail has its words</summary>
+        /// <summary>the server refused the connect request; detail has its text</summary>
         public const int vsr_ConnectRefused = 104;
         /// <summary>vsr_SignOnTimeout, as in the C interface.</summary>
         public const int vsr_SignOnTimeout = 105;
-        /// <summary>detail has the server's words. Ends in vss_Refused</summary>
+        /// <summary>detail has the server's text. Leads to vss_Refused</summary>
         public const int vsr_SignOnRefused = 106;
-        /// <summary>identity and password are too long. Ends in vss_Refused</summary>
+        /// <summary>identity and password are too long. Leads to vss_Refused</summary>
         public const int vsr_SignOnTooLong = 107;
         /// <summary>detail says why</summary>
         public const int vsr_LinkBroken = 108;
-        /// <summary>what came was no stream of packets</summary>
+        /// <summary>received bytes are not valid packets</summary>
         public const int vsr_BadStream = 109;
-        /// <summary>nothing came in time</summary>
+        /// <summary>nothing was received in time</summary>
         public const int vsr_Silent = 110;
-        /// <summary>the connect request was not answered</summary>
+        /// <summary>no answer to the connect request</summary>
         public const int vsr_UnknownServer = 111;
         /// <summary>a resync query was not answered in time, or CVekSession_ResyncDone said so</summary>
         public const int vsr_ResyncFailed = 112;
-        /// <summary>requests that timed out keep every place of the rate</summary>
+        /// <summary>requests that timed out occupy all slots of the rate</summary>
         public const int vsr_AcksMissing = 113;
-        /// <summary>maxEvents wait for the application</summary>
+        /// <summary>maxEvents events are waiting for the application</summary>
         public const int vsr_SlowConsumer = 114;
-        /// <summary>stopped: maxShortLinks in a row ended early</summary>
+        /// <summary>stopped: maxShortLinks links in a row ended early</summary>
         public const int vsr_ShortLinks = 115;
-        /// <summary>stopped: maxAttempts</summary>
+        /// <summary>stopped: maxAttempts reached</summary>
         public const int vsr_NoMoreAttempts = 116;
         /// <summary>CVekSession_Close or _Delete; of a client: disconnected</summary>
         public const int vsr_Closed = 117;
-        /// <summary>the host's name does not exist</summary>
+        /// <summary>unknown host name</summary>
         public const int vsr_HostNotFound = 121;
         /// <summary>no name server answered</summary>
         public const int vsr_LookupFailed = 122;
-        /// <summary>looking the name up took too long</summary>
+        /// <summary>name look-up timed out</summary>
         public const int vsr_LookupTimeout = 123;
-        /// <summary>the other computer refused the connection</summary>
+        /// <summary>the host refused the connection</summary>
         public const int vsr_NobodyListens = 124;
-        /// <summary>its network cannot be reached</summary>
+        /// <summary>the network or host cannot be reached</summary>
         public const int vsr_NoRoute = 125;
-        /// <summary>it did not acknowledge what was sent, says the system</summary>
+        /// <summary>the peer did not acknowledge sent data, according to the system</summary>
         public const int vsr_PeerTimeout = 126;
-        /// <summary>it reset the connection, or something in between did</summary>
+        /// <summary>the peer, or something in between, reset the connection</summary>
         public const int vsr_Reset = 127;
-        /// <summary>it closed the connection</summary>
+        /// <summary>the peer closed the connection</summary>
         public const int vsr_ClosedByPeer = 128;
-        /// <summary>the system had no thread for the link</summary>
+        /// <summary>the system could not start a thread for the link</summary>
         public const int vsr_NoThread = 129;
-        /// <summary>too many files and connections are open</summary>
+        /// <summary>too many open files and connections</summary>
         public const int vsr_NoDescriptor = 130;
         /// <summary>shared memory: the gateway does not answer</summary>
         public const int vsr_GatewaySilent = 131;
-        /// <summary>shared memory: what is in it makes no sense</summary>
+        /// <summary>shared memory: invalid contents</summary>
         public const int vsr_BadRings = 132;
         /// <summary>the application's name is too long</summary>
         public const int vsr_BadApName = 133;
-        /// <summary>a message exceeded mm= of the setting</summary>
+        /// <summary>a received message exceeded mm= of the setting</summary>
         public const int vsr_LongMessage = 134;
-        /// <summary>what came is no stream of packets, but looks like an HTTP answer,</summary>
+        /// <summary>not packets: looks like an HTTP answer</summary>
         public const int vsr_LooksHttp = 141;
-        /// <summary>TLS,</summary>
+        /// <summary>TLS</summary>
         public const int vsr_LooksTls = 142;
-        /// <summary>SSH,</summary>
+        /// <summary>SSH</summary>
         public const int vsr_LooksSsh = 143;
-        /// <summary>the greeting of a mail or FTP server,</summary>
+        /// <summary>the greeting of a mail or FTP server</summary>
         public const int vsr_LooksMail = 144;
-        /// <summary>JSON,</summary>
+        /// <summary>JSON</summary>
         public const int vsr_LooksJson = 145;
-        /// <summary>plain text,</summary>
+        /// <summary>plain text</summary>
         public const int vsr_LooksText = 146;
-        /// <summary>or nothing but zeroes</summary>
+        /// <summary>zeroes only</summary>
         public const int vsr_LooksZeroes = 147;
-        /// <summary>refused: the session takes none in this state</summary>
+        /// <summary>refused: not accepted in this state</summary>
         public const int vsr_NotUp = 201;
-        /// <summary>
-        /// refused: empty, too long, its work id is not usable, or its lines are not right
-        /// for its code
-        /// </summary>
+        /// <summary>refused: empty or too long, unusable work id, or lines not valid for its code</summary>
         public const int vsr_BadText = 202;
-        /// <summary>
-        /// refused: a request with this work id has no fate yet, or had timed out on this
-        /// link
-        /// </summary>
+        /// <summary>refused: a request with this work id has no fate yet, or timed out on this link</summary>
         public const int vsr_DuplicateId = 203;
-        /// <summary>refused: the rate is used up, or others wait</summary>
+        /// <summary>refused: the rate is used up, or other requests are waiting</summary>
         public const int vsr_TooFast = 204;
-        /// <summary>refused: maxHeld</summary>
+        /// <summary>refused: maxHeld requests are held</summary>
         public const int vsr_QueueFull = 205;
-        /// <summary>refused, or not sent: the link takes nothing for the moment</summary>
+        /// <summary>refused, or not sent: the link accepts nothing at the moment</summary>
         public const int vsr_LinkFull = 206;
-        /// <summary>refused, or the reason of a link's end</summary>
+        /// <summary>refused, or why a link ended</summary>
         public const int vsr_NoMemory = 207;
-        /// <summary>not sent: holdMs are over</summary>
+        /// <summary>not sent: held for holdMs</summary>
         public const int vsr_Expired = 208;
         /// <summary>not sent: CVekSession_Withdraw</summary>
         public const int vsr_Withdrawn = 209;
-        /// <summary>not sent: another one replaces it</summary>
+        /// <summary>not sent: replaced by another request</summary>
         public const int vsr_Replaced = 210;
         /// <summary>timed out</summary>
         public const int vsr_NoAnswer = 211;
         /// <summary>acknowledged by a line without text</summary>
         public const int vsr_EmptyAck = 212;
-        /// <summary>the request is on its way, or has its fate</summary>
+        /// <summary>the request is on its way or has its fate</summary>
         public const int vsr_TooLate = 301;
-        /// <summary>not in this state; or a password change is under way</summary>
+        /// <summary>not allowed in this state, or a password change is in progress</summary>
         public const int vsr_Busy = 302;
-        /// <summary>a null address, a wrong size, a number out of range, a handle that is gone</summary>
+        /// <summary>null address, wrong size, number out of range, or deleted handle</summary>
         public const int vsr_BadArgument = 303;
 
         /// <summary>The library's version, such as "0.1.0". The text is valid until the library is unloaded.</summary>
@@ -1500,168 +1499,167 @@ namespace VekApi
         [DllImport(Library)]
         public static extern int CVekMessageLoop_Fd();
 
-        /// <summary>Fills the first `size` bytes of `config` with the defaults.</summary>
+        /// <summary>Fills the first `size` bytes of `config` with defaults.</summary>
         [DllImport(Library)]
         public static extern void CVekSession_Defaults(ref CVekSessionConfig config, uint size);
 
         /// <summary>
-        /// A new session, vss_Closed, without an endpoint. A null handle with `reason` (may be null) when the
-        /// configuration cannot be: vsr_BadArgument, vsr_NoMemory; vsr_Busy when the thread can have no message loop.
-        /// The configuration is copied.
+        /// Returns a new session, in vss_Closed and without endpoints. On failure a null handle, with the reason in
+        /// `reason` (may be null): vsr_BadArgument for an invalid configuration, vsr_NoMemory, or vsr_Busy if the
+        /// thread cannot have a message loop. The configuration is copied.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekSession CVekSession_Create(ref CVekSessionConfig config, out int reason);
 
         /// <summary>
-        /// Ends the link at once; what is held or out gets its fate, with reason vsr_Closed, and one state event tells
-        /// vss_Closed, all before the function returns and inside it with vsd_Threads, and with vsd_Loop when called
-        /// on the session's thread. With vsd_Poll they are lost: CVekSession_Close first and take them. Nothing is
-        /// called afterwards. Made inside a callback, the callback that stands on the stack goes on, and must not use
-        /// the session any more. The handle becomes null.
+        /// Ends the link immediately. Held and outstanding requests get their fates, with reason vsr_Closed, and a
+        /// state event reports vss_Closed, before the function returns. With vsd_Threads, and with vsd_Loop on the
+        /// session's thread, these events are delivered inside it. With vsd_Poll they are lost: call CVekSession_Close
+        /// and take them first. Nothing is called afterwards. If called inside a callback, that callback continues,
+        /// but must not use the session any more. The handle becomes null.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_Delete(ref CVekSession session);
 
         /// <summary>
-        /// Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as CVekClient_Connect. Settings are judged when they
-        /// are tried. Any time; up to 64.
+        /// Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as for CVekClient_Connect. A setting is checked only
+        /// when it is tried. May be called at any time; at most 64 endpoints.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_AddEndpoint(ref CVekSession session, byte[] setting);
 
         /// <summary>
-        /// Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as CVekClient_Connect. Settings are judged when they
-        /// are tried. Any time; up to 64.
+        /// Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as for CVekClient_Connect. A setting is checked only
+        /// when it is tried. May be called at any time; at most 64 endpoints.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_AddEndpoint(ref CVekSession session, IntPtr setting);
 
         /// <summary>
-        /// Adds a query that is asked on every new link before vss_Up, with a work id that the session makes and puts
-        /// in front. Its results come as fates with ticket, tag 0 and vsg_Resync. They are asked in the order of
-        /// adding. Any time; up to 64; counts from the next link on.
+        /// Adds a query that is sent on every new link before vss_Up, behind a work id generated by the session. Its
+        /// result is reported as a fate with a ticket, tag 0 and vsg_Resync. Queries are sent in the order added. May
+        /// be called at any time, at most 64 queries; takes effect with the next link.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_AddResync(ref CVekSession session, byte[] query);
 
         /// <summary>
-        /// Adds a query that is asked on every new link before vss_Up, with a work id that the session makes and puts
-        /// in front. Its results come as fates with ticket, tag 0 and vsg_Resync. They are asked in the order of
-        /// adding. Any time; up to 64; counts from the next link on.
+        /// Adds a query that is sent on every new link before vss_Up, behind a work id generated by the session. Its
+        /// result is reported as a fate with a ticket, tag 0 and vsg_Resync. Queries are sent in the order added. May
+        /// be called at any time, at most 64 queries; takes effect with the next link.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_AddResync(ref CVekSession session, IntPtr query);
 
         /// <summary>
-        /// The password of the attempts to come. Kept for reconnecting; wiped when the session is vss_Closed,
-        /// vss_Refused or vss_Stopped, so that it has to be set before each CVekSession_Open. After a password change
-        /// it must be set anew.
+        /// Sets the password for later attempts. It is kept for reconnecting and erased when the session becomes
+        /// vss_Closed, vss_Refused or vss_Stopped, so set it before each CVekSession_Open, and again after a password
+        /// change.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_SetPassword(ref CVekSession session, byte[] password);
 
         /// <summary>
-        /// The password of the attempts to come. Kept for reconnecting; wiped when the session is vss_Closed,
-        /// vss_Refused or vss_Stopped, so that it has to be set before each CVekSession_Open. After a password change
-        /// it must be set anew.
+        /// Sets the password for later attempts. It is kept for reconnecting and erased when the session becomes
+        /// vss_Closed, vss_Refused or vss_Stopped, so set it before each CVekSession_Open, and again after a password
+        /// change.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_SetPassword(ref CVekSession session, IntPtr password);
 
         /// <summary>
-        /// Begins to connect. Allowed in vss_Closed, vss_Refused and vss_Stopped (else vsr_Busy), with an endpoint
-        /// (else vsr_BadArgument).
+        /// Starts to connect. Allowed in vss_Closed, vss_Refused and vss_Stopped (otherwise vsr_Busy), with at least
+        /// one endpoint (otherwise vsr_BadArgument).
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_Open(ref CVekSession session);
 
         /// <summary>
-        /// In vss_Waiting: the next attempt comes in `ms` milliseconds, whatever was planned. vsr_Busy in other
+        /// In vss_Waiting: makes the next attempt in `ms` milliseconds, replacing the planned delay. vsr_Busy in other
         /// states.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_RetryIn(ref CVekSession session, uint ms);
 
         /// <summary>
-        /// vsc_ResyncByHand: the application has done its part of resyncing on link `link`; when it is good, vss_Up
-        /// follows as soon as all resync queries are answered; when not, the link ends with vsr_ResyncFailed.
-        /// vsr_TooLate when that link is not resyncing (any more).
+        /// vsc_ResyncByHand: the application has finished its part of resyncing on link `link`. If `good`, vss_Up
+        /// follows as soon as all resync queries are answered; otherwise the link ends with vsr_ResyncFailed.
+        /// vsr_TooLate if that link is not resyncing.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_ResyncDone(ref CVekSession session, uint link, [MarshalAs(UnmanagedType.I1)] bool good);
 
         /// <summary>
-        /// Ends the session. With drainMs above 0 and something held or out: held ones get vsf_NeverSent, what is out
-        /// is waited for in vss_Draining, at most so long; the function returns at once, vss_Closed comes as event.
-        /// With 0 the link is ended and vss_Closed reached before it returns; with vsd_Loop and vsd_Poll the events
-        /// are still to be delivered.
+        /// Ends the session. If drainMs is above 0 and requests are held or outstanding, held ones become
+        /// vsf_NeverSent and the session waits in vss_Draining for the others, at most that long; the function returns
+        /// at once and vss_Closed is reported by an event. If drainMs is 0, the link has ended and the state is
+        /// vss_Closed when it returns; with vsd_Loop and vsd_Poll the events are still to be delivered.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_Close(ref CVekSession session, uint drainMs);
 
         /// <summary>
-        /// Sends or holds a request; 0: it was taken, and exactly one event of kind vse_Fate will tell what became of
-        /// it, perhaps before this function returns. Else vsf_Refused for that reason, and nothing of it has gone or
-        /// will. No allocation and no thread change when it goes at once. Another thread may be sending: this one is
-        /// then queued behind it, and sent by that thread. `receipt` may be null.
+        /// Sends or holds a request. 0: accepted, and exactly one event of kind vse_Fate will report its fate,
+        /// possibly before this function returns. Otherwise the request is vsf_Refused for that reason: nothing of it
+        /// was sent or will be. A request that is sent at once costs no allocation and no thread change. If another
+        /// thread is sending, the request is queued and sent by that thread. `receipt` may be null.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_Submit(ref CVekSession session, ref CVekSubmit request, ref CVekReceipt receipt);
 
         /// <summary>
-        /// Asks the server to change a password; each text has up to 255 bytes. In vss_Up, and in vss_Refused while
-        /// the link is there (else vsr_NotUp). One at a time (else vsr_Busy). Its fate is an event of code 2 with
-        /// `tag` and the server's words, which are for people: success does not show. `receipt` may be null.
+        /// Asks the server to change a password; each text is limited to 255 bytes. Allowed in vss_Up, and in
+        /// vss_Refused while the link exists (otherwise vsr_NotUp); one at a time (otherwise vsr_Busy). Its fate is an
+        /// event of code 2 with `tag` and the server's text, which is for display: the fate does not say whether the
+        /// change succeeded. `receipt` may be null.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_ChangePassword(ref CVekSession session, byte[] user, byte[] before, byte[] after, ulong tag, ref CVekReceipt receipt);
 
         /// <summary>
-        /// Asks the server to change a password; each text has up to 255 bytes. In vss_Up, and in vss_Refused while
-        /// the link is there (else vsr_NotUp). One at a time (else vsr_Busy). Its fate is an event of code 2 with
-        /// `tag` and the server's words, which are for people: success does not show. `receipt` may be null.
+        /// Asks the server to change a password; each text is limited to 255 bytes. Allowed in vss_Up, and in
+        /// vss_Refused while the link exists (otherwise vsr_NotUp); one at a time (otherwise vsr_Busy). Its fate is an
+        /// event of code 2 with `tag` and the server's text, which is for display: the fate does not say whether the
+        /// change succeeded. `receipt` may be null.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_ChangePassword(ref CVekSession session, IntPtr user, IntPtr before, IntPtr after, ulong tag, ref CVekReceipt receipt);
 
-        /// <summary>
-        /// Takes a held request back: its fate is vsf_NeverSent, vsr_Withdrawn. vsr_TooLate when it is not held (any
-        /// more).
-        /// </summary>
+        /// <summary>Withdraws a held request: it becomes vsf_NeverSent, vsr_Withdrawn. vsr_TooLate if it is not held.</summary>
         [DllImport(Library)]
         public static extern int CVekSession_Withdraw(ref CVekSession session, ulong ticket);
 
         /// <summary>
-        /// A work id that the session has not given before, for those who store it before they submit. `id` has room
-        /// for 32 bytes. "" for a null handle.
+        /// Generates a work id not used before by this session, for programs that store it before submitting. `id` has
+        /// space for 32 bytes. "" for a null handle.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_NewWorkId(ref CVekSession session, byte[] id);
 
         /// <summary>
         /// Paces code 129: `count` requests within any `ms` milliseconds, as the server counts them; either below 1:
-        /// not at all. Also the rate of links to come. Forgets what is cooling, not what is out.
+        /// no pacing. Also applies to later links. Forgets acknowledged requests, not outstanding ones.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_SetRate(ref CVekSession session, int count, int ms);
 
         /// <summary>
-        /// How long a request of that code would wait: 0: it would go now; -1: until an acknowledgement, or the
+        /// How long a request of that code would have to wait now. 0: not at all; -1: until an acknowledgement, or the
         /// session is not up.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_WaitMs(ref CVekSession session, int code);
 
         /// <summary>
-        /// The next event: 1 and `event` filled; 0: none came within `timeoutMs` (0: does not wait; negative: waits
-        /// for ever); -1: not a polled session, or a null address. `event-&gt;size` is to be set. One thread at a time.
+        /// Takes the next event. 1: `event` is filled; 0: none within `timeoutMs` (0: does not wait; negative: waits
+        /// forever); -1: not a polled session, or a null address. The caller sets `event-&gt;size`. One thread at a time.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekSession_Next(ref CVekSession session, int timeoutMs, ref CVekEvent @event);
 
         /// <summary>
-        /// A descriptor that polls readable (Windows: a HANDLE of an event that is set) while events wait. Belongs to
-        /// the session and lives as long; not to be read, reset or closed. -1 (Windows: 0) when there is none.
+        /// A descriptor that is readable (Windows: the HANDLE of an event that is set) while events wait. Owned by the
+        /// session and valid for its lifetime; do not read, reset or close it. -1 (Windows: 0) if there is none.
         /// vsd_Poll only.
         /// </summary>
         [DllImport(Library)]
@@ -1673,97 +1671,100 @@ namespace VekApi
         public static extern bool CVekSession_InCallback(ref CVekSession session);
 
         /// <summary>
-        /// A copy of the result of an event, which belongs to the caller: CVekTaskResult_Free. Null when it has none,
-        /// or no memory.
+        /// Returns a copy of an event's result, owned by the caller: CVekTaskResult_Free. Null if the event has none,
+        /// or there is no memory.
         /// </summary>
         [DllImport(Library)]
         public static extern CVekTaskResult CVekSession_KeepResult(ref CVekSession session, ref CVekEvent @event);
 
-        /// <summary>Frees what CVekSession_KeepResult returned, and nothing else; the handle becomes null.</summary>
+        /// <summary>Frees a result returned by CVekSession_KeepResult, and no other. The handle becomes null.</summary>
         [DllImport(Library)]
         public static extern void CVekTaskResult_Free(ref CVekTaskResult result);
 
-        /// <summary>Fills `stats`, whose size the caller has set.</summary>
+        /// <summary>Fills `stats`. The caller sets its size.</summary>
         [DllImport(Library)]
         public static extern void CVekSession_Stats(ref CVekSession session, ref CVekSessionStats stats);
 
         /// <summary>
-        /// How long answers took from being handed to the link, for requests of code 128 or 129: counts[i] of those
-        /// between 2^(i/8) and 2^((i+1)/8) us, shorter ones in counts[0], longer ones in the last. Returns how many
-        /// counts there are; fills at most `room`. 0 for other codes.
+        /// Distribution of answer times, counted from when the link accepted the request, for code 128 or 129.
+        /// counts[i] is the number of answers between 2^(i/8) and 2^((i+1)/8) us; shorter ones are in counts[0],
+        /// longer ones in the last. Fills at most `room` counts and returns how many there are; 0 for other codes.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekSession_RoundTrips(ref CVekSession session, int code, ulong[] counts, uint room);
 
         /// <summary>
-        /// Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
-        /// messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
+        /// Reports messages sent and received as events of kind vse_Trace; `level` is vtl_... Bytes are descrambled.
+        /// Codes below 4 belong to the link itself: 0 connect, 1 heartbeat, 2 sign-on and password change.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_SetTrace(ref CVekSession session, int level);
 
         /// <summary>
-        /// Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
-        /// _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
-        /// is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
-        /// message loop may hear of that later.
+        /// The finest reason known (vsr_..., listed in docs/errors.md) why the client's last link ended, could not be
+        /// opened or is in trouble (cvcs_SgnError, _ConnectError, _UnknownServer, _HeartbeatTimeout). 0 while the link
+        /// is well, before the first link, and for a null handle. Set before the corresponding event, which a client
+        /// on a message loop may receive later.
         /// </summary>
         [DllImport(Library)]
         public static extern int CVekClient_LinkReason(ref CVekClient client);
 
         /// <summary>
-        /// The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
-        /// the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+        /// Details in addition to CVekApi_Text, in English: the invalid word of the setting, the system's text, what a
+        /// stream looked like; or the server's own text, as received. Arguments and result as for CVekApi_ToUtf8.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekClient_LinkDetail(ref CVekClient client, byte[] @out, uint room);
 
         /// <summary>
-        /// Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
-        /// vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
-        /// calls that were under way on other threads may still be: their `user` must live until those have returned.
-        /// Any time, on any thread. Nothing is called after CVekClient_Delete. False for a null handle, or without
-        /// memory: then all is as before.
+        /// Traces every packet of the client, including heartbeats and sign-on. `level` is vtl_...; vtl_Messages has
+        /// the effect of vtl_Packets. A null callback or vtl_None ends the trace. Replaces the previous trace; its
+        /// calls in progress on other threads may continue, so its `user` must live until they have returned. May be
+        /// called at any time, on any thread. Nothing is called after CVekClient_Delete. False, with nothing changed,
+        /// for a null handle or without memory.
         /// </summary>
         [return: MarshalAs(UnmanagedType.I1)]
         [DllImport(Library)]
         public static extern bool CVekClient_SetTrace(ref CVekClient client, CVekOnTrace onTrace, IntPtr user, int level);
 
         /// <summary>
-        /// The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
-        /// vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-        /// when the event puts none, or there is no memory; writes them only when `room` is enough.
+        /// Converts an event to its bytes in a recording (docs/recordings.md), a file that vekdump reads: packets of
+        /// vtl_Packets, states, and fates with the time the request was held. Returns the number of bytes needed, and
+        /// writes them only if `room` suffices. 0 if the event is not recorded, or there is no memory.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekApi_RecordOf(ref CVekEvent @event, byte[] @out, uint room);
 
-        /// <summary>The bytes with which a recording begins, returned and written in the same way.</summary>
+        /// <summary>Likewise for the bytes at the start of a recording.</summary>
         [DllImport(Library)]
         public static extern uint CVekApi_RecordHeader(byte[] @out, uint room);
 
         /// <summary>
-        /// Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
-        /// Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
-        /// (0) has "".
+        /// A number in words. `what`: vst_...; `value`: vss_..., vsf_..., vsr_... or cvcs_...; `language`: 0 English,
+        /// 1 Traditional Chinese. UTF-8, valid as long as the library is loaded. "" for unknown numbers and for reason
+        /// 0 (none).
         /// </summary>
         [DllImport(Library)]
         public static extern IntPtr CVekApi_Text(int what, int value, int language);
 
         /// <summary>
-        /// Code page 950 as UTF-8. Returns how many bytes that needs, without the NUL; writes at most `room` bytes,
-        /// NUL included and no character torn. What is no character becomes a replacement.
+        /// Converts code page 950 to UTF-8. Returns the number of bytes needed, without the NUL. Writes at most `room`
+        /// bytes, including the NUL, and never part of a character. Invalid bytes become replacement characters.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekApi_ToUtf8(byte[] big5, uint length, byte[] @out, uint room);
 
         /// <summary>
-        /// Code page 950 as UTF-8. Returns how many bytes that needs, without the NUL; writes at most `room` bytes,
-        /// NUL included and no character torn. What is no character becomes a replacement.
+        /// Converts code page 950 to UTF-8. Returns the number of bytes needed, without the NUL. Writes at most `room`
+        /// bytes, including the NUL, and never part of a character. Invalid bytes become replacement characters.
         /// </summary>
         [DllImport(Library)]
         public static extern uint CVekApi_ToUtf8(IntPtr big5, uint length, byte[] @out, uint room);
 
-        /// <summary>One line for a log, in English, without a line end and without the event's text. As CVekApi_ToUtf8.</summary>
+        /// <summary>
+        /// Describes an event in one line for a log, in English, without a line end and without the event's text.
+        /// `out`, `room` and the result as for CVekApi_ToUtf8.
+        /// </summary>
         [DllImport(Library)]
         public static extern uint CVekApi_Describe(ref CVekEvent @event, byte[] @out, uint room);
     }

@@ -51,129 +51,129 @@ Public Const cvre_ConnectTimeout As Long = 10  ' with cvcs_LinkError: the link d
 Public Const cvre_SignOnTimeout As Long = 11  ' with cvcs_LinkBroken: no answer to the sign-on in time
 Public Const cvre_NoMemory As Long = 12  ' with cvcs_LinkError or cvcs_LinkBroken
 
-' What a session is doing. Requests are taken in vss_Up, and those with vsg_Resync in vss_Resyncing too.
+' States of a session. Requests are accepted in vss_Up; in vss_Resyncing only those with vsg_Resync.
 Public Const vss_Closed As Long = 0  ' new, or after CVekSession_Close
-Public Const vss_Waiting As Long = 1  ' no link; the next attempt comes after a delay
-Public Const vss_Connecting As Long = 2  ' a link is being made
+Public Const vss_Waiting As Long = 1  ' no link; the next attempt follows after a delay
+Public Const vss_Connecting As Long = 2  ' a link is being opened
 Public Const vss_SigningOn As Long = 3  ' the server accepted the connection
-Public Const vss_Resyncing As Long = 4  ' signed on; the queries of CVekSession_AddResync are being answered
-Public Const vss_Up As Long = 5  ' requests are taken
-Public Const vss_Draining As Long = 6  ' CVekSession_Close waits for what is out
-Public Const vss_Refused As Long = 7  ' the server did not let the user in: no retry; CVekSession_ChangePassword works while the
-Public Const vss_Stopped As Long = 8  ' given up: CVekSession_Open begins anew
+Public Const vss_Resyncing As Long = 4  ' signed on; waiting for the results of the queries of CVekSession_AddResync
+Public Const vss_Up As Long = 5  ' requests are accepted
+Public Const vss_Draining As Long = 6  ' CVekSession_Close waits for outstanding requests
+Public Const vss_Refused As Long = 7  ' the server refused the user; no retry. While the link exists CVekSession_ChangePassword
+Public Const vss_Stopped As Long = 8  ' gave up: CVekSession_Open starts over
 
-' What became of a request.
+' Fates of a request.
 Public Const vsf_None As Long = 0  ' not known yet
-Public Const vsf_Refused As Long = 1  ' never accepted; only CVekSession_Submit answers so, by its reason: no event tells it
+Public Const vsf_Refused As Long = 1  ' never accepted; returned by CVekSession_Submit as its reason, never reported by an event
 Public Const vsf_NeverSent As Long = 2  ' no byte of it has left this process, and none will: safe to repeat
-Public Const vsf_Left As Long = 3  ' all of it was handed to the link, and its code has no answer
-Public Const vsf_Acknowledged As Long = 4  ' code 129: its line came
-Public Const vsf_Answered As Long = 5  ' code 128: its result came
-Public Const vsf_TimedOut As Long = 6  ' the link has it and lives, nothing came within answerMs: it may still act; ask before
-Public Const vsf_Unknown As Long = 7  ' bytes of its message left, then the link ended: it may have acted; ask before repeating
+Public Const vsf_Left As Long = 3  ' all of it was passed to the link; its code has no answers
+Public Const vsf_Acknowledged As Long = 4  ' code 129: its line arrived
+Public Const vsf_Answered As Long = 5  ' code 128: its result arrived
+Public Const vsf_TimedOut As Long = 6  ' sent, the link is alive, but no answer within answerMs: it may still be executed; ask
+Public Const vsf_Unknown As Long = 7  ' bytes of its message left, then the link ended: it may have been executed; ask before
 
-' What an event is about.
+' Kinds of events.
 Public Const vse_State As Long = 1  ' the state changed
-Public Const vse_Fate As Long = 2  ' the one and only fate of a ticket
-Public Const vse_Late As Long = 3  ' an answer to a request whose fate had been told; changes nothing
-Public Const vse_Report As Long = 4  ' the server reports (code 130)
-Public Const vse_Stray As Long = 5  ' an answer that belongs to no request, a message of code 131, or one of an unknown code
-Public Const vse_Gate As Long = 6  ' what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of
-Public Const vse_Trace As Long = 7  ' a message of the wire (CVekSession_SetTrace)
+Public Const vse_Fate As Long = 2  ' the final fate of a request; one for each ticket
+Public Const vse_Late As Long = 3  ' an answer to a request that already had its fate, which does not change
+Public Const vse_Report As Long = 4  ' a report of the server (code 130)
+Public Const vse_Stray As Long = 5  ' an answer to no request, or a message of code 131 or an unknown code
+Public Const vse_Gate As Long = 6  ' requests refused by vsm_Try as vsr_TooFast or vsr_LinkFull may be tried again; one event for
+Public Const vse_Trace As Long = 7  ' a message sent or received (CVekSession_SetTrace)
 
-' On which thread events come.
-Public Const vsd_Threads As Long = 0  ' onEvent on the library's threads, or inside _Open, _Close and _Delete on the caller's; one
-Public Const vsd_Loop As Long = 1  ' onEvent on the thread that created the session, when it runs its message loop
-Public Const vsd_Poll As Long = 2  ' no callback: CVekSession_Next takes them
+' Delivery: the thread that events run on.
+Public Const vsd_Threads As Long = 0  ' onEvent runs on the library's threads, or inside _Open, _Close and _Delete on the caller's
+Public Const vsd_Loop As Long = 1  ' onEvent runs on the thread that created the session, in its message loop
+Public Const vsd_Poll As Long = 2  ' no callback: take events with CVekSession_Next
 
-' What becomes of a request that may not go at once.
-Public Const vsm_Try As Long = 0  ' it is refused: vsr_TooFast, vsr_LinkFull
-Public Const vsm_Hold As Long = 1  ' it waits, up to its holdMs
+' Modes: what to do with a request that cannot be sent at once.
+Public Const vsm_Try As Long = 0  ' refuse it: vsr_TooFast, vsr_LinkFull
+Public Const vsm_Hold As Long = 1  ' hold it for at most holdMs
 
-' How acknowledgements of code 129 find their requests.
-Public Const vsa_InOrder As Long = 0  ' line k is for request k of that link
-Public Const vsa_ByWorkId As Long = 1  ' a line begins with the request's work id: missing and surplus lines mislead nothing
+' How acknowledgement lines of code 129 are matched to requests.
+Public Const vsa_InOrder As Long = 0  ' line k of a link is for request k
+Public Const vsa_ByWorkId As Long = 1  ' each line begins with its request's work id; missing and surplus lines do no harm
 
-' Of a session (CVekSessionConfig.flags), to be added.
-Public Const vsc_RetryByHand As Long = 1  ' vss_Waiting lasts until CVekSession_RetryIn is called
-Public Const vsc_ResyncByHand As Long = 2  ' vss_Resyncing lasts until the queries are answered and CVekSession_ResyncDone
-Public Const vsc_CloseOnTimeout As Long = 4  ' a request that times out with no byte received since it was sent ends its link
+' Flags of a session (CVekSessionConfig.flags), combined by addition.
+Public Const vsc_RetryByHand As Long = 1  ' stay in vss_Waiting until CVekSession_RetryIn is called
+Public Const vsc_ResyncByHand As Long = 2  ' stay in vss_Resyncing until the queries are answered and CVekSession_ResyncDone
+Public Const vsc_CloseOnTimeout As Long = 4  ' end the link if a request times out and no byte was received since it was sent
 
-' Of a request or an event (flags), to be added.
-Public Const vsg_Resync As Long = 1  ' taken in vss_Resyncing as well. Events: the request had it
-Public Const vsg_Urgent As Long = 2  ' goes before all that wait without it
-Public Const vsg_Duplicate As Long = 4  ' the work id may be in use already, or not be unique in the link's life. Answers to
-Public Const vsg_Outbound As Long = 8  ' events of kind vse_Trace: it was sent, not received
-Public Const vsg_Packet As Long = 16  ' and: text is a whole packet, header first (vtl_Packets);
-Public Const vsg_LowFirst As Long = 32  ' its numbers are low byte first,
-Public Const vsg_HighFirst As Long = 64  ' or high byte first; neither: that is not known yet
+' Flags of a request or an event (flags), combined by addition.
+Public Const vsg_Resync As Long = 1  ' accepted in vss_Resyncing too. Event: the request had this flag
+Public Const vsg_Urgent As Long = 2  ' sent before all held requests without it
+Public Const vsg_Duplicate As Long = 4  ' the work id may be in use, or have been used on this link. Answers to equal ids go to
+Public Const vsg_Outbound As Long = 8  ' vse_Trace: sent, not received
+Public Const vsg_Packet As Long = 16  ' vse_Trace: text is a whole packet, header first (vtl_Packets)
+Public Const vsg_LowFirst As Long = 32  ' vse_Trace: numbers in the packet are low byte first
+Public Const vsg_HighFirst As Long = 64  ' vse_Trace: they are high byte first; neither flag: not known yet
 
-' How much is traced (CVekSession_SetTrace, CVekClient_SetTrace).
+' Trace levels (CVekSession_SetTrace, CVekClient_SetTrace).
 Public Const vtl_None As Long = 0
-Public Const vtl_Heads As Long = 1  ' of messages: code, length and direction
-Public Const vtl_Messages As Long = 2  ' their bytes too, without header, long ones in one; passwords as eight stars
-Public Const vtl_Packets As Long = 3  ' packets as they go, header first, in pieces; passwords as eight stars with the lengths put
+Public Const vtl_Heads As Long = 1  ' code, length and direction of each message
+Public Const vtl_Messages As Long = 2  ' and their bytes, without header, long messages joined; passwords as eight stars
+Public Const vtl_Packets As Long = 3  ' packets as sent and received, header first, long messages in pieces; passwords as eight
 
-' For CVekApi_Text.
+' What CVekApi_Text describes.
 Public Const vst_State As Long = 0
 Public Const vst_Fate As Long = 1
 Public Const vst_Reason As Long = 2
 Public Const vst_ClientState As Long = 3
 
-' Why.
-Public Const vsr_BadSetting As Long = 101  ' nothing can be made of the endpoint's setting
+' Reasons.
+Public Const vsr_BadSetting As Long = 101  ' invalid setting of the endpoint
 Public Const vsr_ConnectFailed As Long = 102  ' detail says why
 Public Const vsr_ConnectTimeout As Long = 103
-Public Const vsr_ConnectRefused As Long = 104  ' the server refused the connect request; detail has its words
+Public Const vsr_ConnectRefused As Long = 104  ' the server refused the connect request; detail has its text
 Public Const vsr_SignOnTimeout As Long = 105
-Public Const vsr_SignOnRefused As Long = 106  ' detail has the server's words. Ends in vss_Refused
-Public Const vsr_SignOnTooLong As Long = 107  ' identity and password are too long. Ends in vss_Refused
+Public Const vsr_SignOnRefused As Long = 106  ' detail has the server's text. Leads to vss_Refused
+Public Const vsr_SignOnTooLong As Long = 107  ' identity and password are too long. Leads to vss_Refused
 Public Const vsr_LinkBroken As Long = 108  ' detail says why
-Public Const vsr_BadStream As Long = 109  ' what came was no stream of packets
-Public Const vsr_Silent As Long = 110  ' nothing came in time
-Public Const vsr_UnknownServer As Long = 111  ' the connect request was not answered
+Public Const vsr_BadStream As Long = 109  ' received bytes are not valid packets
+Public Const vsr_Silent As Long = 110  ' nothing was received in time
+Public Const vsr_UnknownServer As Long = 111  ' no answer to the connect request
 Public Const vsr_ResyncFailed As Long = 112  ' a resync query was not answered in time, or CVekSession_ResyncDone said so
-Public Const vsr_AcksMissing As Long = 113  ' requests that timed out keep every place of the rate
-Public Const vsr_SlowConsumer As Long = 114  ' maxEvents wait for the application
-Public Const vsr_ShortLinks As Long = 115  ' stopped: maxShortLinks in a row ended early
-Public Const vsr_NoMoreAttempts As Long = 116  ' stopped: maxAttempts
+Public Const vsr_AcksMissing As Long = 113  ' requests that timed out occupy all slots of the rate
+Public Const vsr_SlowConsumer As Long = 114  ' maxEvents events are waiting for the application
+Public Const vsr_ShortLinks As Long = 115  ' stopped: maxShortLinks links in a row ended early
+Public Const vsr_NoMoreAttempts As Long = 116  ' stopped: maxAttempts reached
 Public Const vsr_Closed As Long = 117  ' CVekSession_Close or _Delete; of a client: disconnected
-Public Const vsr_HostNotFound As Long = 121  ' the host's name does not exist
+Public Const vsr_HostNotFound As Long = 121  ' unknown host name
 Public Const vsr_LookupFailed As Long = 122  ' no name server answered
-Public Const vsr_LookupTimeout As Long = 123  ' looking the name up took too long
-Public Const vsr_NobodyListens As Long = 124  ' the other computer refused the connection
-Public Const vsr_NoRoute As Long = 125  ' its network cannot be reached
-Public Const vsr_PeerTimeout As Long = 126  ' it did not acknowledge what was sent, says the system
-Public Const vsr_Reset As Long = 127  ' it reset the connection, or something in between did
-Public Const vsr_ClosedByPeer As Long = 128  ' it closed the connection
-Public Const vsr_NoThread As Long = 129  ' the system had no thread for the link
-Public Const vsr_NoDescriptor As Long = 130  ' too many files and connections are open
+Public Const vsr_LookupTimeout As Long = 123  ' name look-up timed out
+Public Const vsr_NobodyListens As Long = 124  ' the host refused the connection
+Public Const vsr_NoRoute As Long = 125  ' the network or host cannot be reached
+Public Const vsr_PeerTimeout As Long = 126  ' the peer did not acknowledge sent data, according to the system
+Public Const vsr_Reset As Long = 127  ' the peer, or something in between, reset the connection
+Public Const vsr_ClosedByPeer As Long = 128  ' the peer closed the connection
+Public Const vsr_NoThread As Long = 129  ' the system could not start a thread for the link
+Public Const vsr_NoDescriptor As Long = 130  ' too many open files and connections
 Public Const vsr_GatewaySilent As Long = 131  ' shared memory: the gateway does not answer
-Public Const vsr_BadRings As Long = 132  ' shared memory: what is in it makes no sense
+Public Const vsr_BadRings As Long = 132  ' shared memory: invalid contents
 Public Const vsr_BadApName As Long = 133  ' the application's name is too long
-Public Const vsr_LongMessage As Long = 134  ' a message exceeded mm= of the setting
-Public Const vsr_LooksHttp As Long = 141  ' what came is no stream of packets, but looks like an HTTP answer,
-Public Const vsr_LooksTls As Long = 142  ' TLS,
-Public Const vsr_LooksSsh As Long = 143  ' SSH,
-Public Const vsr_LooksMail As Long = 144  ' the greeting of a mail or FTP server,
-Public Const vsr_LooksJson As Long = 145  ' JSON,
-Public Const vsr_LooksText As Long = 146  ' plain text,
-Public Const vsr_LooksZeroes As Long = 147  ' or nothing but zeroes
-Public Const vsr_NotUp As Long = 201  ' refused: the session takes none in this state
-Public Const vsr_BadText As Long = 202  ' refused: empty, too long, its work id is not usable, or its lines are not right
-Public Const vsr_DuplicateId As Long = 203  ' refused: a request with this work id has no fate yet, or had timed out on this
-Public Const vsr_TooFast As Long = 204  ' refused: the rate is used up, or others wait
-Public Const vsr_QueueFull As Long = 205  ' refused: maxHeld
-Public Const vsr_LinkFull As Long = 206  ' refused, or not sent: the link takes nothing for the moment
-Public Const vsr_NoMemory As Long = 207  ' refused, or the reason of a link's end
-Public Const vsr_Expired As Long = 208  ' not sent: holdMs are over
+Public Const vsr_LongMessage As Long = 134  ' a received message exceeded mm= of the setting
+Public Const vsr_LooksHttp As Long = 141  ' not packets: looks like an HTTP answer
+Public Const vsr_LooksTls As Long = 142  ' TLS
+Public Const vsr_LooksSsh As Long = 143  ' SSH
+Public Const vsr_LooksMail As Long = 144  ' the greeting of a mail or FTP server
+Public Const vsr_LooksJson As Long = 145  ' JSON
+Public Const vsr_LooksText As Long = 146  ' plain text
+Public Const vsr_LooksZeroes As Long = 147  ' zeroes only
+Public Const vsr_NotUp As Long = 201  ' refused: not accepted in this state
+Public Const vsr_BadText As Long = 202  ' refused: empty or too long, unusable work id, or lines not valid for its code
+Public Const vsr_DuplicateId As Long = 203  ' refused: a request with this work id has no fate yet, or timed out on this link
+Public Const vsr_TooFast As Long = 204  ' refused: the rate is used up, or other requests are waiting
+Public Const vsr_QueueFull As Long = 205  ' refused: maxHeld requests are held
+Public Const vsr_LinkFull As Long = 206  ' refused, or not sent: the link accepts nothing at the moment
+Public Const vsr_NoMemory As Long = 207  ' refused, or why a link ended
+Public Const vsr_Expired As Long = 208  ' not sent: held for holdMs
 Public Const vsr_Withdrawn As Long = 209  ' not sent: CVekSession_Withdraw
-Public Const vsr_Replaced As Long = 210  ' not sent: another one replaces it
+Public Const vsr_Replaced As Long = 210  ' not sent: replaced by another request
 Public Const vsr_NoAnswer As Long = 211  ' timed out
 Public Const vsr_EmptyAck As Long = 212  ' acknowledged by a line without text
-Public Const vsr_TooLate As Long = 301  ' the request is on its way, or has its fate
-Public Const vsr_Busy As Long = 302  ' not in this state; or a password change is under way
-Public Const vsr_BadArgument As Long = 303  ' a null address, a wrong size, a number out of range, a handle that is gone
+Public Const vsr_TooLate As Long = 301  ' the request is on its way or has its fate
+Public Const vsr_Busy As Long = 302  ' not allowed in this state, or a password change is in progress
+Public Const vsr_BadArgument As Long = 303  ' null address, wrong size, number out of range, or deleted handle
 
 Public Type CVekProperties
     Object As LongPtr
@@ -390,21 +390,22 @@ End Type
 '     Public Sub CVekOnFlowCtrlSenderSent(ByVal sender As LongPtr, ByVal user As LongPtr, _
 '         ByVal sent As Long, ByVal refused As Long)
 '
-' `session` is the address of a temporary handle, valid until the callback returns; `user` what was
-' configured. Everything may be called in it, CVekSession_Delete too (with either handle), except waiting for
-' another event of that session (CVekSession_InCallback).
+' `session` is the address of a temporary handle, valid until the callback returns; `user` is the pointer
+' from the configuration. Any function may be called inside, including CVekSession_Delete (with either
+' handle). The callback must not wait for another event of the same session (CVekSession_InCallback).
 '     Public Sub CVekOnEvent(ByVal session As LongPtr, ByVal user As LongPtr, ByVal event_ As LongPtr)
 '
-' The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
-' `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
-' setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-' another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
-' event's texts live until the callback returns. A packet that was shown and then not taken by the link is
-' followed by an event without text whose detail says so.
+' A trace callback. `client` is the address of a temporary handle, valid until the callback returns. `event`
+' is of kind vse_Trace, or vse_State for a change of the link: vss_Connecting (detail: the setting),
+' vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended otherwise).
+' Its reason, cause and detail are those of CVekClient_LinkReason and _LinkDetail. Its texts are valid until
+' the callback returns. If the link refuses a packet that was already traced, an event without text follows
+' whose detail says so.
 '
-' Called where the packet comes or goes: on the library's threads and on those that send, several at once,
-' also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
-' send of a CVekFlowCtrlSender, what its free event may call. What is sent inside is traced, too.
+' Called wherever a packet is sent or received: on the library's threads and on sending threads, also
+' concurrently, and also for a client on a message loop. Any function may be called inside, including
+' CVekClient_Delete; but during a send of a CVekFlowCtrlSender, only what CVekOnFlowCtrlFree may call.
+' Packets sent inside are traced too.
 '     Public Sub CVekOnTrace(ByVal client As LongPtr, ByVal user As LongPtr, ByVal event_ As LongPtr)
 
 ' The library's version, such as "0.1.0". The text is valid until the library is unloaded.
@@ -815,78 +816,79 @@ Public Declare PtrSafe Function CVekMessageLoop_Dispatch Lib "vekapi.dll" (ByVal
 ' message loop serves everything.
 Public Declare PtrSafe Function CVekMessageLoop_Fd Lib "vekapi.dll" () As Long
 
-' Fills the first `size` bytes of `config` with the defaults.
+' Fills the first `size` bytes of `config` with defaults.
 Public Declare PtrSafe Sub CVekSession_Defaults Lib "vekapi.dll" ( _
     ByRef config As CVekSessionConfig, ByVal size As Long)
 
-' A new session, vss_Closed, without an endpoint. A null handle with `reason` (may be null) when the
-' configuration cannot be: vsr_BadArgument, vsr_NoMemory; vsr_Busy when the thread can have no message loop.
-' The configuration is copied.
+' Returns a new session, in vss_Closed and without endpoints. On failure a null handle, with the reason in
+' `reason` (may be null): vsr_BadArgument for an invalid configuration, vsr_NoMemory, or vsr_Busy if the
+' thread cannot have a message loop. The configuration is copied.
 Public Declare PtrSafe Function CVekSession_Create Lib "vekapi.dll" ( _
     ByRef config As CVekSessionConfig, ByRef reason As Long) As LongPtr
 
-' Ends the link at once; what is held or out gets its fate, with reason vsr_Closed, and one state event tells
-' vss_Closed, all before the function returns and inside it with vsd_Threads, and with vsd_Loop when called
-' on the session's thread. With vsd_Poll they are lost: CVekSession_Close first and take them. Nothing is
-' called afterwards. Made inside a callback, the callback that stands on the stack goes on, and must not use
-' the session any more. The handle becomes null.
+' Ends the link immediately. Held and outstanding requests get their fates, with reason vsr_Closed, and a
+' state event reports vss_Closed, before the function returns. With vsd_Threads, and with vsd_Loop on the
+' session's thread, these events are delivered inside it. With vsd_Poll they are lost: call CVekSession_Close
+' and take them first. Nothing is called afterwards. If called inside a callback, that callback continues,
+' but must not use the session any more. The handle becomes null.
 Public Declare PtrSafe Sub CVekSession_Delete Lib "vekapi.dll" (ByRef session As CVekSession)
 
-' Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as CVekClient_Connect. Settings are judged when they
-' are tried. Any time; up to 64.
+' Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as for CVekClient_Connect. A setting is checked only
+' when it is tried. May be called at any time; at most 64 endpoints.
 Public Declare PtrSafe Function CVekSession_AddEndpoint Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal setting As String) As Long
 Public Declare PtrSafe Function CVekSession_AddEndpoint_P Lib "vekapi.dll" Alias "CVekSession_AddEndpoint" ( _
     ByRef session As CVekSession, ByVal setting As LongPtr) As Long
 
-' Adds a query that is asked on every new link before vss_Up, with a work id that the session makes and puts
-' in front. Its results come as fates with ticket, tag 0 and vsg_Resync. They are asked in the order of
-' adding. Any time; up to 64; counts from the next link on.
+' Adds a query that is sent on every new link before vss_Up, behind a work id generated by the session. Its
+' result is reported as a fate with a ticket, tag 0 and vsg_Resync. Queries are sent in the order added. May
+' be called at any time, at most 64 queries; takes effect with the next link.
 Public Declare PtrSafe Function CVekSession_AddResync Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal query As String) As Long
 Public Declare PtrSafe Function CVekSession_AddResync_P Lib "vekapi.dll" Alias "CVekSession_AddResync" ( _
     ByRef session As CVekSession, ByVal query As LongPtr) As Long
 
-' The password of the attempts to come. Kept for reconnecting; wiped when the session is vss_Closed,
-' vss_Refused or vss_Stopped, so that it has to be set before each CVekSession_Open. After a password change
-' it must be set anew.
+' Sets the password for later attempts. It is kept for reconnecting and erased when the session becomes
+' vss_Closed, vss_Refused or vss_Stopped, so set it before each CVekSession_Open, and again after a password
+' change.
 Public Declare PtrSafe Function CVekSession_SetPassword Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal password As String) As Long
 Public Declare PtrSafe Function CVekSession_SetPassword_P Lib "vekapi.dll" Alias "CVekSession_SetPassword" ( _
     ByRef session As CVekSession, ByVal password As LongPtr) As Long
 
-' Begins to connect. Allowed in vss_Closed, vss_Refused and vss_Stopped (else vsr_Busy), with an endpoint
-' (else vsr_BadArgument).
+' Starts to connect. Allowed in vss_Closed, vss_Refused and vss_Stopped (otherwise vsr_Busy), with at least
+' one endpoint (otherwise vsr_BadArgument).
 Public Declare PtrSafe Function CVekSession_Open Lib "vekapi.dll" (ByRef session As CVekSession) As Long
 
-' In vss_Waiting: the next attempt comes in `ms` milliseconds, whatever was planned. vsr_Busy in other
+' In vss_Waiting: makes the next attempt in `ms` milliseconds, replacing the planned delay. vsr_Busy in other
 ' states.
 Public Declare PtrSafe Function CVekSession_RetryIn Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal ms As Long) As Long
 
-' vsc_ResyncByHand: the application has done its part of resyncing on link `link`; when it is good, vss_Up
-' follows as soon as all resync queries are answered; when not, the link ends with vsr_ResyncFailed.
-' vsr_TooLate when that link is not resyncing (any more).
+' vsc_ResyncByHand: the application has finished its part of resyncing on link `link`. If `good`, vss_Up
+' follows as soon as all resync queries are answered; otherwise the link ends with vsr_ResyncFailed.
+' vsr_TooLate if that link is not resyncing.
 Public Declare PtrSafe Function CVekSession_ResyncDone Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal link As Long, ByVal good As Byte) As Long
 
-' Ends the session. With drainMs above 0 and something held or out: held ones get vsf_NeverSent, what is out
-' is waited for in vss_Draining, at most so long; the function returns at once, vss_Closed comes as event.
-' With 0 the link is ended and vss_Closed reached before it returns; with vsd_Loop and vsd_Poll the events
-' are still to be delivered.
+' Ends the session. If drainMs is above 0 and requests are held or outstanding, held ones become
+' vsf_NeverSent and the session waits in vss_Draining for the others, at most that long; the function returns
+' at once and vss_Closed is reported by an event. If drainMs is 0, the link has ended and the state is
+' vss_Closed when it returns; with vsd_Loop and vsd_Poll the events are still to be delivered.
 Public Declare PtrSafe Sub CVekSession_Close Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal drainMs As Long)
 
-' Sends or holds a request; 0: it was taken, and exactly one event of kind vse_Fate will tell what became of
-' it, perhaps before this function returns. Else vsf_Refused for that reason, and nothing of it has gone or
-' will. No allocation and no thread change when it goes at once. Another thread may be sending: this one is
-' then queued behind it, and sent by that thread. `receipt` may be null.
+' Sends or holds a request. 0: accepted, and exactly one event of kind vse_Fate will report its fate,
+' possibly before this function returns. Otherwise the request is vsf_Refused for that reason: nothing of it
+' was sent or will be. A request that is sent at once costs no allocation and no thread change. If another
+' thread is sending, the request is queued and sent by that thread. `receipt` may be null.
 Public Declare PtrSafe Function CVekSession_Submit Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByRef request As CVekSubmit, ByRef receipt As CVekReceipt) As Long
 
-' Asks the server to change a password; each text has up to 255 bytes. In vss_Up, and in vss_Refused while
-' the link is there (else vsr_NotUp). One at a time (else vsr_Busy). Its fate is an event of code 2 with
-' `tag` and the server's words, which are for people: success does not show. `receipt` may be null.
+' Asks the server to change a password; each text is limited to 255 bytes. Allowed in vss_Up, and in
+' vss_Refused while the link exists (otherwise vsr_NotUp); one at a time (otherwise vsr_Busy). Its fate is an
+' event of code 2 with `tag` and the server's text, which is for display: the fate does not say whether the
+' change succeeded. `receipt` may be null.
 Public Declare PtrSafe Function CVekSession_ChangePassword Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal user As String, ByVal before As String, _
     ByVal after As String, ByVal tag As LongLong, ByRef receipt As CVekReceipt) As Long
@@ -894,33 +896,32 @@ Public Declare PtrSafe Function CVekSession_ChangePassword_P Lib "vekapi.dll" Al
     ByRef session As CVekSession, ByVal user As LongPtr, ByVal before As LongPtr, _
     ByVal after As LongPtr, ByVal tag As LongLong, ByRef receipt As CVekReceipt) As Long
 
-' Takes a held request back: its fate is vsf_NeverSent, vsr_Withdrawn. vsr_TooLate when it is not held (any
-' more).
+' Withdraws a held request: it becomes vsf_NeverSent, vsr_Withdrawn. vsr_TooLate if it is not held.
 Public Declare PtrSafe Function CVekSession_Withdraw Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal ticket As LongLong) As Long
 
-' A work id that the session has not given before, for those who store it before they submit. `id` has room
-' for 32 bytes. "" for a null handle.
+' Generates a work id not used before by this session, for programs that store it before submitting. `id` has
+' space for 32 bytes. "" for a null handle.
 Public Declare PtrSafe Sub CVekSession_NewWorkId Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByRef id As Byte)
 
 ' Paces code 129: `count` requests within any `ms` milliseconds, as the server counts them; either below 1:
-' not at all. Also the rate of links to come. Forgets what is cooling, not what is out.
+' no pacing. Also applies to later links. Forgets acknowledged requests, not outstanding ones.
 Public Declare PtrSafe Function CVekSession_SetRate Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal count As Long, ByVal ms As Long) As Long
 
-' How long a request of that code would wait: 0: it would go now; -1: until an acknowledgement, or the
+' How long a request of that code would have to wait now. 0: not at all; -1: until an acknowledgement, or the
 ' session is not up.
 Public Declare PtrSafe Function CVekSession_WaitMs Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal code As Long) As Long
 
-' The next event: 1 and `event` filled; 0: none came within `timeoutMs` (0: does not wait; negative: waits
-' for ever); -1: not a polled session, or a null address. `event->size` is to be set. One thread at a time.
+' Takes the next event. 1: `event` is filled; 0: none within `timeoutMs` (0: does not wait; negative: waits
+' forever); -1: not a polled session, or a null address. The caller sets `event->size`. One thread at a time.
 Public Declare PtrSafe Function CVekSession_Next Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal timeoutMs As Long, ByRef event_ As CVekEvent) As Long
 
-' A descriptor that polls readable (Windows: a HANDLE of an event that is set) while events wait. Belongs to
-' the session and lives as long; not to be read, reset or closed. -1 (Windows: 0) when there is none.
+' A descriptor that is readable (Windows: the HANDLE of an event that is set) while events wait. Owned by the
+' session and valid for its lifetime; do not read, reset or close it. -1 (Windows: 0) if there is none.
 ' vsd_Poll only.
 Public Declare PtrSafe Function CVekSession_WaitHandle Lib "vekapi.dll" ( _
     ByRef session As CVekSession) As LongPtr
@@ -929,71 +930,72 @@ Public Declare PtrSafe Function CVekSession_WaitHandle Lib "vekapi.dll" ( _
 Public Declare PtrSafe Function CVekSession_InCallback Lib "vekapi.dll" ( _
     ByRef session As CVekSession) As Byte
 
-' A copy of the result of an event, which belongs to the caller: CVekTaskResult_Free. Null when it has none,
-' or no memory.
+' Returns a copy of an event's result, owned by the caller: CVekTaskResult_Free. Null if the event has none,
+' or there is no memory.
 Public Declare PtrSafe Function CVekSession_KeepResult Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByRef event_ As CVekEvent) As LongPtr
 
-' Frees what CVekSession_KeepResult returned, and nothing else; the handle becomes null.
+' Frees a result returned by CVekSession_KeepResult, and no other. The handle becomes null.
 Public Declare PtrSafe Sub CVekTaskResult_Free Lib "vekapi.dll" (ByRef result As CVekTaskResult)
 
-' Fills `stats`, whose size the caller has set.
+' Fills `stats`. The caller sets its size.
 Public Declare PtrSafe Sub CVekSession_Stats Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByRef stats As CVekSessionStats)
 
-' How long answers took from being handed to the link, for requests of code 128 or 129: counts[i] of those
-' between 2^(i/8) and 2^((i+1)/8) us, shorter ones in counts[0], longer ones in the last. Returns how many
-' counts there are; fills at most `room`. 0 for other codes.
+' Distribution of answer times, counted from when the link accepted the request, for code 128 or 129.
+' counts[i] is the number of answers between 2^(i/8) and 2^((i+1)/8) us; shorter ones are in counts[0],
+' longer ones in the last. Fills at most `room` counts and returns how many there are; 0 for other codes.
 Public Declare PtrSafe Function CVekSession_RoundTrips Lib "vekapi.dll" ( _
     ByRef session As CVekSession, ByVal code As Long, ByRef counts As LongLong, ByVal room As Long) As Long
 
-' Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
-' messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
+' Reports messages sent and received as events of kind vse_Trace; `level` is vtl_... Bytes are descrambled.
+' Codes below 4 belong to the link itself: 0 connect, 1 heartbeat, 2 sign-on and password change.
 Public Declare PtrSafe Sub CVekSession_SetTrace Lib "vekapi.dll" (ByRef session As CVekSession, _
     ByVal level As Long)
 
-' Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
-' _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
-' is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
-' message loop may hear of that later.
+' The finest reason known (vsr_..., listed in docs/errors.md) why the client's last link ended, could not be
+' opened or is in trouble (cvcs_SgnError, _ConnectError, _UnknownServer, _HeartbeatTimeout). 0 while the link
+' is well, before the first link, and for a null handle. Set before the corresponding event, which a client
+' on a message loop may receive later.
 Public Declare PtrSafe Function CVekClient_LinkReason Lib "vekapi.dll" (ByRef client As CVekClient) As Long
 
-' The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
-' the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+' Details in addition to CVekApi_Text, in English: the invalid word of the setting, the system's text, what a
+' stream looked like; or the server's own text, as received. Arguments and result as for CVekApi_ToUtf8.
 Public Declare PtrSafe Function CVekClient_LinkDetail Lib "vekapi.dll" (ByRef client As CVekClient, _
     ByRef out As Byte, ByVal room As Long) As Long
 
-' Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
-' vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
-' calls that were under way on other threads may still be: their `user` must live until those have returned.
-' Any time, on any thread. Nothing is called after CVekClient_Delete. False for a null handle, or without
-' memory: then all is as before.
+' Traces every packet of the client, including heartbeats and sign-on. `level` is vtl_...; vtl_Messages has
+' the effect of vtl_Packets. A null callback or vtl_None ends the trace. Replaces the previous trace; its
+' calls in progress on other threads may continue, so its `user` must live until they have returned. May be
+' called at any time, on any thread. Nothing is called after CVekClient_Delete. False, with nothing changed,
+' for a null handle or without memory.
 Public Declare PtrSafe Function CVekClient_SetTrace Lib "vekapi.dll" (ByRef client As CVekClient, _
     ByVal onTrace As LongPtr, ByVal user As LongPtr, ByVal level As Long) As Byte
 
-' The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
-' vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-' when the event puts none, or there is no memory; writes them only when `room` is enough.
+' Converts an event to its bytes in a recording (docs/recordings.md), a file that vekdump reads: packets of
+' vtl_Packets, states, and fates with the time the request was held. Returns the number of bytes needed, and
+' writes them only if `room` suffices. 0 if the event is not recorded, or there is no memory.
 Public Declare PtrSafe Function CVekApi_RecordOf Lib "vekapi.dll" (ByRef event_ As CVekEvent, _
     ByRef out As Byte, ByVal room As Long) As Long
 
-' The bytes with which a recording begins, returned and written in the same way.
+' Likewise for the bytes at the start of a recording.
 Public Declare PtrSafe Function CVekApi_RecordHeader Lib "vekapi.dll" (ByRef out As Byte, _
     ByVal room As Long) As Long
 
-' Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
-' Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
-' (0) has "".
+' A number in words. `what`: vst_...; `value`: vss_..., vsf_..., vsr_... or cvcs_...; `language`: 0 English,
+' 1 Traditional Chinese. UTF-8, valid as long as the library is loaded. "" for unknown numbers and for reason
+' 0 (none).
 Public Declare PtrSafe Function CVekApi_Text Lib "vekapi.dll" (ByVal what As Long, _
     ByVal value As Long, ByVal language As Long) As LongPtr
 
-' Code page 950 as UTF-8. Returns how many bytes that needs, without the NUL; writes at most `room` bytes,
-' NUL included and no character torn. What is no character becomes a replacement.
+' Converts code page 950 to UTF-8. Returns the number of bytes needed, without the NUL. Writes at most `room`
+' bytes, including the NUL, and never part of a character. Invalid bytes become replacement characters.
 Public Declare PtrSafe Function CVekApi_ToUtf8 Lib "vekapi.dll" (ByVal big5 As String, _
     ByVal length As Long, ByRef out As Byte, ByVal room As Long) As Long
 Public Declare PtrSafe Function CVekApi_ToUtf8_P Lib "vekapi.dll" Alias "CVekApi_ToUtf8" ( _
     ByVal big5 As LongPtr, ByVal length As Long, ByRef out As Byte, ByVal room As Long) As Long
 
-' One line for a log, in English, without a line end and without the event's text. As CVekApi_ToUtf8.
+' Describes an event in one line for a log, in English, without a line end and without the event's text.
+' `out`, `room` and the result as for CVekApi_ToUtf8.
 Public Declare PtrSafe Function CVekApi_Describe Lib "vekapi.dll" (ByRef event_ As CVekEvent, _
     ByRef out As Byte, ByVal room As Long) As Long

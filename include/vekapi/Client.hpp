@@ -1,6 +1,6 @@
-// A client for C++20, header-only, over the flat functions of VekApiC.h, which documents it. No C++ type is
-// passed to the library, so programs built with any compiler may use it; those built with the library's own
-// may use the class of VekClient.h as well. Session.hpp has a client that keeps itself connected.
+// A client for C++20, header-only, over the flat functions of VekApiC.h, which documents them. No C++ type is
+// passed to the library, so programs built with any compiler may use it; programs built with the library's
+// own compiler may also use the class of VekClient.h. Session.hpp has a client that reconnects by itself.
 #ifndef VEKAPI_CLIENT_HPP
 #define VEKAPI_CLIENT_HPP
 
@@ -17,17 +17,17 @@
 
 namespace VekApi {
 
-// What a client calls; empty ones are skipped. Texts end with NUL; they and results are lent until the
-// function returns. An exception is dropped.
+// Functions called by a client; empty ones are skipped. Texts end with NUL. Texts and results are valid until
+// the function returns. An exception is dropped.
 struct VekClientEvents {
   std::function<void(int state, std::string_view reason)> onConnect;  // cvcs_...
-  // Signed on: SignOnResult() has the accounts, and requests may be sent.
+  // Signed on: SignOnResult() holds the accounts, and requests may be sent.
   std::function<void()> onReady;
   // The result of a query.
   std::function<void(VekResultView)> onResult;
   // An acknowledgement, code 129 or 131; for VekSender::Acknowledge.
   std::function<void(int code, std::string_view text)> onAck;
-  // A report.
+  // A report from the server (code 130).
   std::function<void(std::string_view text)> onReport;
   // The answer to a password change, for display.
   std::function<void(std::string_view user, std::string_view answer)> onPassword;
@@ -35,20 +35,20 @@ struct VekClientEvents {
   std::function<void(int code, std::string_view packet)> onUnknown;
 };
 
-// Who signs on. `id1` and `id2` are joined by "/" into the user identity.
+// Identity and password for signing on. `id1` and `id2` are joined by "/" into the user identity.
 struct VekSignOn {
-  std::string apName = "VekClient";   // the application, for the server
+  std::string apName = "VekClient";   // name of the application, for the server
   std::string apVersion = "1.0.0.0";  // four numbers
   std::string id1{};                  // the user
   std::string id2{};                  // may be empty
   std::string password{};             // up to 255 bytes
 };
 
-// Its functions may be called on any thread and inside every event, the destructor too; connecting,
-// disconnecting and deleting not on two threads at once.
+// One session with a server. Its functions, including the destructor, may be called on any thread and inside
+// every event; but connecting, disconnecting and deleting must not happen on two threads at once.
 class VekFlatClient {
  public:
-  // Throws std::bad_alloc, for a thread that can have no message loop too.
+  // Throws std::bad_alloc, also if the thread cannot have a message loop.
   explicit VekFlatClient(VekClientEvents events, VekDelivery delivery = VekDelivery::Threads)
       : events_(std::make_shared<VekClientEvents>(std::move(events))) {
     const CVekClientCallbacks table = Table();
@@ -68,15 +68,16 @@ class VekFlatClient {
   // As CVekClient_Disconnect.
   void Disconnect() { CVekClient_Disconnect(&client_); }
   int State() const { return CVekClient_State(&client_); }  // cvcs_...
-  // For onReady: valid until it returns.
+  // For use in onReady; valid until that returns.
   VekResultView SignOnResult() const { return VekResultView(CVekClient_SgnResult(&client_)); }
 
-  // True if the link took all of it.
+  // True if the link accepted the whole request.
   bool Send(int code, std::string_view text) {
     std::string buffer = Detail::RequestBuffer(text);
     return CVekClient_SendVekRequest(&client_, code, buffer.data(), static_cast<unsigned>(buffer.size()));
   }
-  // A query, "WORKID REST". 0: sent; else so many ms until the query rate allows it; -1: it was not sent.
+  // Sends a query, "WORKID REST". 0: sent; positive: milliseconds until the query rate allows it; -1: not
+  // sent.
   int Query(std::string_view text) {
     std::string buffer = Detail::RequestBuffer(text);
     return CVekClient_SendVekQueryRequest(&client_, buffer.data(), static_cast<unsigned>(buffer.size()));

@@ -1,4 +1,4 @@
-// The return type of a coroutine that nobody waits for: it starts at once and frees itself at its end.
+// The return type of a coroutine that nobody waits for: it starts at once and frees itself when it ends.
 #ifndef VEKAPI_DETACHED_HPP
 #define VEKAPI_DETACHED_HPP
 
@@ -11,7 +11,7 @@ namespace VekApi {
 //       ...
 //     }
 //
-// An exception that leaves the coroutine ends it and is dropped, as those of callbacks.
+// An exception that leaves the coroutine ends it and is dropped, as in callbacks.
 struct VekDetached {
   struct promise_type {
     VekDetached get_return_object() const { return {}; }

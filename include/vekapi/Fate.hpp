@@ -23,7 +23,7 @@ class VekError : public std::runtime_error {
   std::int32_t reason_;
 };
 
-// A wait inside a callback would wait for itself.
+// Thrown instead of waiting inside a callback of the session, which would deadlock.
 class VekInCallback : public std::logic_error {
  public:
   VekInCallback() : std::logic_error("waiting inside a callback of the session") {}
@@ -33,21 +33,21 @@ class VekInCallback : public std::logic_error {
 struct VekFate {
   std::int32_t fate = vsf_None;  // vsf_...
   std::int32_t reason = 0;       // vsr_..., 0: none
-  std::int32_t waitMs = 0;       // vsf_Refused for vsr_TooFast: may be tried again after so long; -1: unknown
-  std::uint32_t link = 0;        // the link that it was for
+  std::int32_t waitMs = 0;       // vsf_Refused with vsr_TooFast: try again after this time; -1: unknown
+  std::uint32_t link = 0;        // number of the link it was for
   std::uint64_t ticket = 0;      // 0: refused
-  std::string workId;            // given or made
+  std::string workId;            // given or generated
   std::string text;              // the server's bytes: result, acknowledgement
-  std::string detail;            // the system's words, or the server's reason
-  VekResult result;              // vsf_Answered: parsed; else empty
+  std::string detail;            // the system's text, or the server's reason
+  VekResult result;              // vsf_Answered: parsed; otherwise empty
 
-  // The server never received it.
+  // True if the server never received it.
   bool SafeToRepeat() const { return fate == vsf_Refused || fate == vsf_NeverSent; }
-  // Its answer has arrived.
+  // True if its answer has arrived.
   bool IsAnswered() const { return fate == vsf_Answered || fate == vsf_Acknowledged; }
   // The fate in words; `language` is 0 for English, 1 for Traditional Chinese.
   const char* FateText(int language = 0) const { return CVekApi_Text(vst_Fate, fate, language); }
-  // The reason in words, likewise.
+  // The reason in words; `language` as for FateText.
   const char* ReasonText(int language = 0) const { return CVekApi_Text(vst_Reason, reason, language); }
 };
 

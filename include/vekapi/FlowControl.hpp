@@ -30,10 +30,10 @@ class VekGate {
   // All times.
   using Ms = std::chrono::milliseconds;
 
-  // `onFree` is called when a request may be sent, after CallWhenFree or an acknowledgement that found the
-  // gate closed; others may have sent by then. With VekDelivery::Threads it runs with the gate's locks held:
-  // it, and coroutines that take turns, must not connect, disconnect or delete a client then, nor wait for a
-  // thread that uses the gate. Throws std::bad_alloc, for a thread that can have no message loop too.
+  // `onFree` is called when a request may be sent, after CallWhenFree or an acknowledgement found the gate
+  // closed; another thread may have used the slot by then. With VekDelivery::Threads it runs with the gate's
+  // locks held: it, and coroutines that take turns, must not connect, disconnect or delete a client, or wait
+  // for a thread that uses the gate. Throws std::bad_alloc, also if the thread cannot have a message loop.
   explicit VekGate(std::function<void()> onFree = {}, VekDelivery delivery = VekDelivery::Threads)
       : onFree_(std::move(onFree)) {
     CVekFlowCtrlCallbacks table{};
@@ -42,8 +42,8 @@ class VekGate {
                                           : CVekFlowCtrl_Create(&table, this);
     if (gate_.object == nullptr) throw std::bad_alloc();
   }
-  // Coroutines that still wait get false. No other thread uses the gate any more; not inside `onFree`, nor in
-  // a coroutine that took a turn without returning since.
+  // Waiting coroutines get false. No other thread may use the gate any more. Not to be called inside
+  // `onFree`, or in a coroutine that has not returned since it took a turn.
   ~VekGate() {
     CVekFlowCtrl_Delete(&gate_);
     while (!waiting_.empty()) Next(false)->waiting_.resume();
@@ -51,39 +51,40 @@ class VekGate {
   VekGate(const VekGate&) = delete;
   VekGate& operator=(const VekGate&) = delete;
 
-  // `count` requests within any `within`; either below 1: no limit. To be called for each new session.
+  // Sets the rate: `count` requests within any `within`; either below 1: no limit. Call it for each new
+  // session.
   void SetRate(int count, Ms within) {
     CVekFlowCtrl_SetFlowCtrl(&gate_, count, static_cast<int>(within.count()));
   }
   // True if a rate is set.
   bool HasRate() const { return CVekFlowCtrl_IsFlowCfg(&gate_); }
-  // So many requests were acknowledged.
+  // Records that this number of requests was acknowledged.
   void Acknowledged(unsigned requests) { CVekFlowCtrl_SetAckTime(&gate_, requests); }
-  // 0: one request may go now, and counts as sent. Else not now: try again after so many ms; -1: not before
-  // an acknowledgement.
+  // Asks to send one request now. 0: allowed, and counted as sent. Positive: try again after that many
+  // milliseconds. -1: not before an acknowledgement.
   int Check() {
     const int answer = CVekFlowCtrl_CheckFlowCtrl(&gate_);
     return answer < 0 ? -1 : answer;
   }
-  // True if one request may go now; it counts as sent.
+  // True if one request may be sent now; it is counted as sent.
   bool Take() { return Check() == 0; }
-  // Has `onFree` called when a request may be sent: at once or later.
+  // Calls `onFree` when a request may be sent: immediately or later.
   void CallWhenFree() { CVekFlowCtrl_StartCheckTimer(&gate_); }
 
-  // co_await: true when one request may go; it counts as sent. False when the gate is deleted. In the order
-  // of waiting.
+  // For co_await: true when one request may be sent, which is then counted as sent; false when the gate is
+  // deleted. Turns are given in the order of waiting.
   class Turn {
    public:
-    // `gate` must live until the coroutine goes on.
+    // `gate` must live until the coroutine resumes.
     explicit Turn(VekGate& gate) : gate_(gate) {}
-    // A turn is not taken before the coroutine waits.
+    // A turn is not taken before the coroutine suspends.
     bool await_ready() const noexcept { return false; }
     // Once waiting, *this must not be used: the coroutine may have ended.
     bool await_suspend(std::coroutine_handle<> waiting) {
       waiting_ = waiting;
       return gate_.Wait(*this);
     }
-    // Whether the request may go.
+    // True if the request may be sent.
     bool await_resume() const noexcept { return granted_; }
 
    private:
@@ -92,7 +93,7 @@ class VekGate {
     std::coroutine_handle<> waiting_;
     bool granted_ = false;
   };
-  // To be awaited.
+  // The next turn, to be awaited.
   Turn NextTurn() { return Turn(*this); }
 
   // For the flat functions.
@@ -110,7 +111,8 @@ class VekGate {
     CVekFlowCtrl& gate_;
   };
 
-  // Checks and starts the timer under one lock: a rate removed in between would leave nobody to call.
+  // Checks and starts the timer under one lock: if the rate were removed in between, nothing would resume the
+  // coroutine.
   bool Wait(Turn& turn) {
     if (gate_.object == nullptr) return false;  // in the destructor
     const Locker lock(gate_);
@@ -159,40 +161,41 @@ class VekGate {
   CVekFlowCtrl gate_{};
 };
 
-// Sends requests of code 129, two lines each, at the rate set and holds the others. Any thread may use it. It
-// may outlive its client.
+// Sends requests of code 129, two lines each, at the configured rate, and holds the rest. Any thread may use
+// it. It may outlive its client.
 class VekSender {
  public:
   // All times.
   using Ms = std::chrono::milliseconds;
-  // Receives how many requests were sent and refused.
+  // Receives the numbers of requests sent and refused.
   using OnSent = std::function<void(unsigned sent, unsigned refused)>;
 
   // `client` need not be connected. Throws std::bad_alloc.
   explicit VekSender(CVekClient* client) : sender_(CVekFlowCtrlSender_Create(client)) { Created(); }
-  // `onSent` is called on this thread, in its message loop: how many held requests the link took since the
-  // last call, and how many requests it refused.
+  // `onSent` is called on this thread, in its message loop, with the number of held requests that the link
+  // accepted since the previous call, and the number of requests that it refused.
   VekSender(CVekClient* client, OnSent onSent) : onSent_(std::move(onSent)) {
     CVekFlowCtrlSenderCallbacks table{};
     table.OnVekFlowCtrlSenderSent = &TakeSent;
     sender_ = CVekFlowCtrlSender_Create_OnMessageLoop(client, &table, this);
     Created();
   }
-  // What is held is dropped. Not inside `onSent`.
+  // Drops the held requests. Not to be called inside `onSent`.
   ~VekSender() { CVekFlowCtrlSender_Delete(&sender_); }
   VekSender(const VekSender&) = delete;
   VekSender& operator=(const VekSender&) = delete;
 
-  // `count` requests within any `within`; either below 1: all are sent at once.
+  // Sets the rate: `count` requests within any `within`; either below 1: all are sent at once.
   void SetRate(int count, Ms within) {
     CVekFlowCtrlSender_SetFlowCtrl(&sender_, count, static_cast<int>(within.count()));
   }
-  // True if nothing is held after the call. A refused request is counted by Refused alone.
+  // Sends or holds a request. True if nothing is held after the call. A refused request shows only in
+  // Refused.
   bool Send(std::string_view request) {
     std::string buffer = Detail::RequestBuffer(request);
     return CVekFlowCtrlSender_SendVekRequest(&sender_, buffer.data(), static_cast<unsigned>(buffer.size()));
   }
-  // To be called with what a client's acknowledgement brings; `text` as it came, with its NUL.
+  // Call it with each acknowledgement of the client; `text` as received, ended by NUL.
   void Acknowledge(int code, std::string_view text) {
     CVekFlowCtrlSender_AckParser(&sender_, code, text.data());
   }
@@ -202,7 +205,7 @@ class VekSender {
   unsigned Refused() const { return CVekFlowCtrlSender_RefusedCount(&sender_); }
   // Drops the held requests and returns their number.
   unsigned DropHeld() { return CVekFlowCtrlSender_DropPending(&sender_); }
-  // Takes the oldest held request back; nothing if none is held.
+  // Removes and returns the oldest held request; empty if none is held.
   std::optional<std::string> TakeHeld() {
     std::string text;
     for (unsigned length = 64;;) {

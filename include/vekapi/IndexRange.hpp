@@ -1,4 +1,4 @@
-// Ranges over what is counted from 0: tables of a result, columns, records, values of a record.
+// Ranges over elements with an index: tables of a result, columns, records, values of a record.
 #ifndef VEKAPI_INDEXRANGE_HPP
 #define VEKAPI_INDEXRANGE_HPP
 
@@ -9,7 +9,7 @@
 
 namespace VekApi::Detail {
 
-// Holds a copy of the view it goes over, so it may outlive it.
+// Holds a copy of the view, so it may outlive it.
 template <class View>
 class IndexIterator {
  public:

@@ -3,11 +3,11 @@
 //
 //     for (VekApi::VekRecord record : result["orders"]) Show(record["Prod"], record["Price"]);
 //
-// All classes but VekResult are views, cheap to copy. They, and the texts they return, are valid as long as
-// the owner of the result: a VekResult, or the callback that lent it. Texts end with NUL and are bytes in
-// code page 950 (ToUtf8). A result does not change: all threads may read it.
+// All classes except VekResult are views, cheap to copy. They, and the texts they return, are valid as long
+// as a VekResult owns the result, or until the callback that passed it returns. Texts end with NUL and are
+// bytes in code page 950 (ToUtf8). A result does not change: all threads may read it.
 //
-// operator[] throws std::out_of_range for what is not there; Find returns nothing.
+// If there is no such element, operator[] throws std::out_of_range and Find returns an empty optional.
 #ifndef VEKAPI_RESULT_HPP
 #define VEKAPI_RESULT_HPP
 
@@ -28,12 +28,12 @@ namespace VekApi {
 
 namespace Detail {
 
-// Throws for what is not there.
+// For a missing element.
 [[noreturn]] inline void NotThere(const char* what, std::string_view which) {
   throw std::out_of_range("there is no " + std::string(what) + " " + std::string(which));
 }
 
-// Null is nothing.
+// Null becomes an empty optional.
 inline std::optional<std::string_view> Present(const char* text) {
   return text != nullptr ? std::optional<std::string_view>(text) : std::nullopt;
 }
@@ -44,7 +44,7 @@ inline std::optional<std::string_view> Present(const char* text) {
 class VekAttributes {
  public:
   VekAttributes() = default;
-  // Of a handle of the flat functions; so are the constructors of the other views.
+  // From a handle of the flat functions, like the constructors of the other views.
   explicit VekAttributes(CVekProperties handle) : handle_(handle) {}
 
   // The name of the table or column.
@@ -69,9 +69,9 @@ class VekColumn {
   // Of a handle.
   explicit VekColumn(CVekField handle) : handle_(handle) {}
 
-  // Its name.
+  // The column's name.
   std::string_view Name() const { return Attributes().Name(); }
-  // Its name and attributes.
+  // The column's name and attributes.
   VekAttributes Attributes() const { return VekAttributes(CVekField_Properties(&handle_)); }
   // Position in the table, counted from 0.
   int Index() const { return CVekField_Index(&handle_); }
@@ -113,16 +113,16 @@ class VekColumns : public Detail::IndexRange<VekColumns> {
   CVekFields handle_{};
 };
 
-// The value of a column of a record.
+// One value of a record, with its column.
 struct VekValue {
-  // Where it stands.
+  // The value's column.
   VekColumn column;
   // The value; "" if the record has none.
   std::string_view text;
 };
 
-// The range of its values. `record["Price"]` looks the column up; in long loops take it from the table once:
-// `record[price]`.
+// A record: a range of values. `record["Price"]` looks the column up by name; in long loops take the column
+// from the table once and use `record[price]`.
 class VekRecord : public Detail::IndexRange<VekRecord> {
  public:
   // What the range consists of.
@@ -165,7 +165,7 @@ class VekRecord : public Detail::IndexRange<VekRecord> {
   int row_ = 0;
 };
 
-// The range of its records.
+// A table: a range of records.
 class VekTableView : public Detail::IndexRange<VekTableView> {
  public:
   // What the range consists of.
@@ -175,9 +175,9 @@ class VekTableView : public Detail::IndexRange<VekTableView> {
   // Of a handle.
   explicit VekTableView(CVekTable handle) : handle_(handle) {}
 
-  // Its name.
+  // The table's name.
   std::string_view Name() const { return Attributes().Name(); }
-  // Its name and attributes.
+  // The table's name and attributes.
   VekAttributes Attributes() const { return VekAttributes(CVekTable_Properties(&handle_)); }
   // The columns of the table.
   VekColumns Columns() const { return VekColumns(CVekTable_Fields(&handle_)); }
@@ -199,7 +199,7 @@ class VekTableView : public Detail::IndexRange<VekTableView> {
   CVekTable handle_{};
 };
 
-// A result that is lent, as in a callback: VekResultView(event.result). The range of its tables.
+// A borrowed result, as in a callback: VekResultView(event.result). A range of tables.
 class VekResultView : public Detail::IndexRange<VekResultView> {
  public:
   // What the range consists of.
@@ -213,7 +213,7 @@ class VekResultView : public Detail::IndexRange<VekResultView> {
   explicit operator bool() const { return handle_.object != nullptr; }
   // The id that matches it to its request.
   std::string_view WorkId() const { return Detail::View(CVekTaskResult_WorkID(&handle_)); }
-  // What the tables were read from, up to its first NUL.
+  // The text that the tables were read from, up to its first NUL.
   std::string_view Text() const { return Detail::View(CVekTaskResult_OrigResult(&handle_)); }
 
   // Number of tables.
@@ -245,7 +245,7 @@ class VekResultView : public Detail::IndexRange<VekResultView> {
   CVekTaskResult handle_{};
 };
 
-// A result that is kept. Copies share it; the last one frees it.
+// An owned result. Copies share it; the last one frees it.
 class VekResult : public VekResultView {
  public:
   VekResult() = default;
@@ -263,7 +263,7 @@ class VekResult : public VekResultView {
   VekTableView operator[](const Which& which) const& {
     return VekResultView::operator[](which);
   }
-  // Of a temporary, whose tables would be gone at the end of the statement.
+  // Not for a temporary: its tables would be freed at the end of the statement.
   template <class Which>
   VekTableView operator[](const Which& which) const&& = delete;
 

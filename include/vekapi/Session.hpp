@@ -1,9 +1,9 @@
-// A session for C++20, header-only, over the flat functions of VekSessionC.h. That header documents what a
-// session does, its events, fates, times and numbers. No C++ type is passed to the library, so programs built
-// with any compiler may use it.
+// Sessions for C++20, header-only, over the flat functions of VekSessionC.h, which documents sessions,
+// events, fates, times and numbers. No C++ type is passed to the library, so programs built with any compiler
+// may use it.
 //
-// The server's texts are bytes in code page 950 (ToUtf8); the library's are UTF-8. Result.hpp has the classes
-// of results.
+// The server's texts are bytes in code page 950 (ToUtf8); the library's are UTF-8. The classes of results are
+// in Result.hpp.
 //
 // Exceptions. Functions throw only where documented, and std::bad_alloc. An exception thrown by an
 // application's function inside a callback is dropped, as if the function had returned.
@@ -32,11 +32,11 @@
 
 namespace VekApi {
 
-// A session. Its functions may be called on any thread and inside every callback, its destructor too. With
-// vsd_Loop it is destroyed on the thread that created it.
+// A session. Its functions, including the destructor, may be called on any thread and inside every callback.
+// With vsd_Loop it must be destroyed on the thread that created it.
 class VekSession {
  public:
-  // Receives events; lent until it returns.
+  // Receives events; valid until it returns.
   using OnEvent = std::function<void(const CVekEvent&)>;
   // Receives the fate of one request.
   using Then = std::function<void(VekFate)>;
@@ -61,7 +61,7 @@ class VekSession {
     if (session_.object == nullptr) throw VekError(reason);
   }
 
-  // Requests without a fate get theirs before it returns; nothing is called afterwards.
+  // Requests without a fate get one before it returns; nothing is called afterwards.
   ~VekSession() {
     if (delivery_ == vsd_Poll) {
       CVekSession_Close(&session_, 0);
@@ -99,9 +99,9 @@ class VekSession {
   }
   // As CVekSession_Close.
   void Close(Ms drain = Ms(0)) { CVekSession_Close(&session_, Count(drain)); }
-  // As CVekSession_RetryIn: 0, or the reason why not.
+  // As CVekSession_RetryIn: 0, or a reason.
   std::int32_t RetryIn(Ms delay) { return CVekSession_RetryIn(&session_, Count(delay)); }
-  // As CVekSession_ResyncDone: 0, or the reason why not.
+  // As CVekSession_ResyncDone: 0, or a reason.
   std::int32_t ResyncDone(std::uint32_t link, bool good) {
     return CVekSession_ResyncDone(&session_, link, good);
   }
@@ -112,8 +112,9 @@ class VekSession {
     return state_;
   }
 
-  // Waits until the session is up: true. False when it has been refused, stopped or closed, or `patience` is
-  // over. Delivers events meanwhile with vsd_Poll, and on its own thread with vsd_Loop. Throws VekInCallback.
+  // Waits up to `patience` until the session is up. Returns false on timeout, or once it is refused, stopped
+  // or closed. With vsd_Poll, and with vsd_Loop on the session's thread, events are delivered meanwhile.
+  // Throws VekInCallback.
   bool WaitUntilUp(Ms patience) {
     MayWait(false);
     const auto until = std::chrono::steady_clock::now() + patience;
@@ -137,16 +138,16 @@ class VekSession {
     return now;
   }
 
-  // What co_await takes. The fate is handed out, and the coroutine goes on, inside the callback; at once when
-  // the request is refused. The thread that awaited may still be inside the library then: a coroutine must
+  // To be used with co_await, which returns the fate. The coroutine resumes inside the callback, or at once
+  // if the request is refused. The thread that awaited may still be inside the library then: a coroutine must
   // not delete its session.
   class Awaiter;
-  // A query: code 128. A work id is made and put in front. It is held until it may go.
+  // A query (code 128). A work id is generated and put in front. Held until it may be sent.
   Awaiter Query(std::string text, Ms answer, Ms hold = Ms(0));
   // A request of code 129, two lines, likewise.
   Awaiter Send(std::string text, Ms answer, Ms hold = Ms(0));
 
-  // The same for threads that wait in get(). Throw VekInCallback in callbacks, and with vsd_Loop on the
+  // The same for threads that wait in get(). They throw VekInCallback in callbacks, and with vsd_Loop on the
   // session's thread, where get() would deadlock. With vsd_Poll another thread must call Next.
   std::future<VekFate> Ask(std::string_view query, Ms answer, Ms hold = Ms(0)) {
     return Promise(cvmc_TaskResult, query, answer, hold);
@@ -156,7 +157,7 @@ class VekSession {
     return Promise(cvmc_RequestAck, request, answer, hold);
   }
 
-  // As submitted by Query and Send: held if necessary, with these times; 0: as configured.
+  // A request as Query and Send submit it: held if necessary, with these times; 0: as configured.
   static CVekSubmit Request(std::int32_t code, Ms answer, Ms hold) {
     CVekSubmit request{};
     request.size = sizeof request, request.code = code, request.mode = vsm_Hold;
@@ -164,7 +165,7 @@ class VekSession {
     return request;
   }
 
-  // `then` receives the server's text; otherwise like Submit.
+  // As CVekSession_ChangePassword. `then` is called as by Submit and receives the server's text.
   VekFate ChangePassword(const std::string& user, const std::string& before, const std::string& after,
                          Then then) {
     auto kept = std::make_unique<Kept>(std::move(then));
@@ -176,9 +177,9 @@ class VekSession {
     return now;
   }
 
-  // 0, or vsr_TooLate.
+  // As CVekSession_Withdraw: 0, or vsr_TooLate.
   std::int32_t Withdraw(std::uint64_t ticket) { return CVekSession_Withdraw(&session_, ticket); }
-  // A work id that the session has not given before.
+  // Generates a work id not used before by this session.
   std::string NewWorkId() {
     char id[32];
     CVekSession_NewWorkId(&session_, id);
@@ -186,16 +187,16 @@ class VekSession {
   }
 
   // ---------------------------------------------------------------------------------------------------------
-  // Besides
+  // Pacing, events, statistics, traces
 
   // As CVekSession_SetRate; throws VekError.
   void SetRate(std::int32_t count, Ms within) {
     Check(CVekSession_SetRate(&session_, count, static_cast<std::int32_t>(within.count())));
   }
-  // How long a request of that code would wait: 0 not at all, -1 unknown.
+  // As CVekSession_WaitMs: milliseconds that a request of that code would have to wait; 0: none, -1: unknown.
   std::int32_t WaitMs(std::int32_t code) { return CVekSession_WaitMs(&session_, code); }
-  // vsd_Poll: waits so long (negative: for ever) for one event and calls what it is for; false when none
-  // came.
+  // vsd_Poll: waits up to `timeout` (negative: forever) for one event and calls its receiver. False if there
+  // was none.
   bool Next(Ms timeout) {
     CVekEvent event;
     event.size = sizeof event;
@@ -205,7 +206,7 @@ class VekSession {
   }
   // True on a thread that is inside a callback of this session.
   bool InCallback() { return CVekSession_InCallback(&session_); }
-  // Counts since the session was created.
+  // Counters since the session was created.
   CVekSessionStats Stats() {
     CVekSessionStats stats{};
     stats.size = sizeof stats;
@@ -253,7 +254,7 @@ class VekSession {
     now.ticket = receipt.ticket, now.waitMs = receipt.waitMs, now.link = receipt.link;
     try {
       now.workId = receipt.workId;
-    } catch (const std::bad_alloc&) {  // the request is accepted: that must be returned
+    } catch (const std::bad_alloc&) {  // the request is accepted, which must be returned
     }
     return now;
   }
@@ -355,7 +356,7 @@ class VekSession {
   const std::shared_ptr<OnEvent> onEvent_;
   const std::int32_t delivery_;
   const std::thread::id thread_ = std::this_thread::get_id();
-  mutable std::mutex mutex_;  // of what is below
+  mutable std::mutex mutex_;  // guards what follows
   std::condition_variable changed_;
   std::int32_t state_ = vss_Closed;
   bool stale_ = false;  // another state event will follow
@@ -363,14 +364,14 @@ class VekSession {
   CVekSession session_{};
 };
 
-// What Query and Send return, for co_await.
+// Returned by Query and Send, for co_await.
 class VekSession::Awaiter final : private VekSession::Waiter {
  public:
-  // `session` must live until the coroutine goes on.
+  // `session` must live until the coroutine resumes.
   Awaiter(VekSession& session, CVekSubmit request, std::string text)
       : session_(session), request_(request), text_(std::move(text)) {}
 
-  // The request is not sent before the coroutine waits.
+  // The request is not sent before the coroutine suspends.
   bool await_ready() const noexcept { return false; }
   // Once submitted, *this must not be used: the coroutine may have ended.
   bool await_suspend(std::coroutine_handle<> waiting) {

@@ -11,7 +11,7 @@
 
 namespace VekApi {
 
-// Code page 950 as UTF-8.
+// Converts code page 950 to UTF-8.
 inline std::string ToUtf8(std::string_view big5) {
   const auto length = static_cast<std::uint32_t>(big5.size());
   std::string text(CVekApi_ToUtf8(big5.data(), length, nullptr, 0) + 1u, '\0');
@@ -20,7 +20,7 @@ inline std::string ToUtf8(std::string_view big5) {
   return text;
 }
 
-// One line for a log.
+// Describes an event in one line for a log.
 inline std::string Describe(const CVekEvent& event) {
   std::string line(CVekApi_Describe(&event, nullptr, 0) + 1u, '\0');
   CVekApi_Describe(&event, line.data(), static_cast<std::uint32_t>(line.size()));
@@ -30,12 +30,12 @@ inline std::string Describe(const CVekEvent& event) {
 
 namespace Detail {
 
-// Null is "".
+// Null becomes "".
 inline std::string_view View(const char* text) {
   return text != nullptr ? std::string_view(text) : std::string_view();
 }
 
-// Five bytes for the library, then the text: what the functions that send requests take.
+// A buffer for the functions that send requests: five bytes for the library, then the text.
 inline std::string RequestBuffer(std::string_view text) {
   std::string buffer(5, ' ');
   buffer += text;

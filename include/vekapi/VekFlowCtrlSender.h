@@ -83,7 +83,7 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   unsigned FillBatch(const std::deque<std::string>& requests);
 
   std::shared_ptr<TRequestPort> port_;
-  // All under the user lock:  // guarded by the user lock:
+  // Guarded by the user lock:
   std::deque<std::string> pending_;
   std::string batch_;
   unsigned refused_ = 0;

@@ -11,17 +11,17 @@ namespace VekApi {
 
 class VekClient;
 
-// Receives what VekLink::SetTrace shows.
+// Receives the events of VekLink::SetTrace.
 class VekTraceHandler {
  public:
-  // As a callback of CVekClient_SetTrace.
+  // As CVekOnTrace.
   virtual void OnVekTraceEvent(VekClient& client, const CVekEvent& event) = 0;
 
  protected:
   ~VekTraceHandler() = default;
 };
 
-// What can be learnt of a client's link beside its events. Thread-safe.
+// Information about a client's link besides its events. Thread-safe.
 class VEKAPI_EXPORT VekLink {
  public:
   VekLink() = delete;
@@ -32,8 +32,8 @@ class VEKAPI_EXPORT VekLink {
   // As CVekClient_LinkDetail. Throws std::bad_alloc.
   static std::string Detail(const VekClient& client);
 
-  // As CVekClient_SetTrace. `handler` is not owned; null ends the trace. Throws std::bad_alloc; then
-  // everything is as before.
+  // As CVekClient_SetTrace. `handler` is not owned; null ends the trace. If std::bad_alloc is thrown, nothing
+  // has changed.
   static void SetTrace(VekClient& client, VekTraceHandler* handler, std::int32_t level);
 };
 

@@ -92,9 +92,8 @@ enum {
   vsd_Threads,  // onEvent runs on the library's threads, or inside _Open, _Close and _Delete on the caller's
                 // thread; one at a time. A slow callback delays later events and nothing else
   vsd_Loop,     // onEvent runs on the thread that created the session, in its message loop
-             // (CVekMessageLoop_Dispatch, or on Windows any loop of that thread). The library does not wait
-             // for it
-  vsd_Poll  // no callback: take events with CVekSession_Next
+                // (CVekMessageLoop_Dispatch, or on Windows any loop of that thread). Nothing waits for it
+  vsd_Poll      // no callback: take events with CVekSession_Next
 };
 
 // Modes: what to do with a request that cannot be sent at once.
@@ -111,9 +110,9 @@ enum {
 
 // Flags of a session (CVekSessionConfig.flags), combined by addition.
 enum {
-  vsc_RetryByHand = 1,  // stay in vss_Waiting until CVekSession_RetryIn is called
-  vsc_ResyncByHand =
-      2,  // stay in vss_Resyncing until the queries are answered and CVekSession_ResyncDone was called
+  vsc_RetryByHand = 1,    // stay in vss_Waiting until CVekSession_RetryIn is called
+  vsc_ResyncByHand = 2,   // stay in vss_Resyncing until the queries are answered and CVekSession_ResyncDone
+                          // was called
   vsc_CloseOnTimeout = 4  // end the link if a request times out and no byte was received since it was sent
 };
 
@@ -149,14 +148,13 @@ enum {
   vsr_ConnectTimeout = 103,
   vsr_ConnectRefused = 104,  // the server refused the connect request; detail has its text
   vsr_SignOnTimeout = 105,
-  vsr_SignOnRefused = 106,  // detail has the server's text. Leads to vss_Refused
-  vsr_SignOnTooLong = 107,  // identity and password are too long. Leads to vss_Refused
-  vsr_LinkBroken = 108,     // detail says why
-  vsr_BadStream = 109,      // received bytes are not valid packets
-  vsr_Silent = 110,         // nothing was received in time
-  vsr_UnknownServer = 111,  // no answer to the connect request
-  vsr_ResyncFailed =
-      112,  // a resync query was not answered in time, or CVekSession_ResyncDone reported failure
+  vsr_SignOnRefused = 106,   // detail has the server's text. Leads to vss_Refused
+  vsr_SignOnTooLong = 107,   // identity and password are too long. Leads to vss_Refused
+  vsr_LinkBroken = 108,      // detail says why
+  vsr_BadStream = 109,       // received bytes are not valid packets
+  vsr_Silent = 110,          // nothing was received in time
+  vsr_UnknownServer = 111,   // no answer to the connect request
+  vsr_ResyncFailed = 112,    // a resync query was not answered in time, or CVekSession_ResyncDone said so
   vsr_AcksMissing = 113,     // requests that timed out occupy all slots of the rate
   vsr_SlowConsumer = 114,    // maxEvents events are waiting for the application
   vsr_ShortLinks = 115,      // stopped: maxShortLinks links in a row ended early
@@ -196,7 +194,7 @@ enum {
   vsr_Withdrawn = 209,    // not sent: CVekSession_Withdraw
   vsr_Replaced = 210,     // not sent: replaced by another request
   vsr_NoAnswer = 211,     // timed out
-  vsr_EmptyAck = 212,     // acknowledged by an empty line
+  vsr_EmptyAck = 212,     // acknowledged by a line without text
   // of a call
   vsr_TooLate = 301,     // the request is on its way or has its fate
   vsr_Busy = 302,        // not allowed in this state, or a password change is in progress
@@ -214,7 +212,7 @@ typedef struct CVekEvent {
   int32_t kind;        // vse_...
   int32_t state;       // vss_... of the session, as of this event
   int32_t fate;        // vsf_...; vse_Late: the fate reported before
-  int32_t reason;      // vsr_...: why a link ended, or why a request was not answered; 0: none
+  int32_t reason;      // vsr_...: why a link ended, or why the fate is not the desired one; 0: none
   int32_t code;        // of the message: 128 to 131 or another. 2: a password change
   uint32_t flags;      // vsg_...
   uint32_t link;       // number of its link, counted from 1; 0: before the first
@@ -260,8 +258,8 @@ typedef struct CVekSessionConfig {
                      // [' ']
   int32_t delivery;  // vsd_... [vsd_Threads]
   int32_t ackRule;   // vsa_... [vsa_InOrder]
-  int32_t rateCount;  // code 129: this many requests
-  int32_t rateMs;     // within any rateMs; either below 1: no pacing [0, 0]
+  int32_t rateCount;  // code 129: at most rateCount requests
+  int32_t rateMs;     // within any rateMs milliseconds; either below 1: no pacing [0, 0]
 
   // A round tries each endpoint once, starting with the last one that worked. Before round n after the first,
   // n from 0, the session waits a random time between d/2 and d, d = min(maxDelayMs, firstDelayMs * 2^n). A
@@ -365,10 +363,9 @@ typedef struct CVekSubmit {
   uint32_t textLength;  // bytes of text, up to 16777216
   uint32_t holdMs;      // 0: as configured; 0xFFFFFFFF: no limit
   uint32_t answerMs;    // counted from when the link accepted it. 0: as configured; 0xFFFFFFFF: no limit
-  uint64_t
-      replaces;  // ticket of a held request that becomes vsf_NeverSent when this one is accepted; vsr_TooLate
-                 // if it is no longer held. 0: none. The new request goes to the end of the queue
-  uint64_t tag;  // for the caller's use
+  uint64_t replaces;    // ticket of a held request that becomes vsf_NeverSent when this one is accepted;
+                        // vsr_TooLate if it is no longer held. 0: none. The new one goes to the queue's end
+  uint64_t tag;         // for the caller's use
 } CVekSubmit;
 
 // Outcome of CVekSession_Submit.

@@ -65,129 +65,129 @@ cvre_ConnectTimeout = 10  # with cvcs_LinkError: the link did not open in time
 cvre_SignOnTimeout = 11  # with cvcs_LinkBroken: no answer to the sign-on in time
 cvre_NoMemory = 12  # with cvcs_LinkError or cvcs_LinkBroken
 
-# What a session is doing. Requests are taken in vss_Up, and those with vsg_Resync in vss_Resyncing too.
+# States of a session. Requests are accepted in vss_Up; in vss_Resyncing only those with vsg_Resync.
 vss_Closed = 0  # new, or after CVekSession_Close
-vss_Waiting = 1  # no link; the next attempt comes after a delay
-vss_Connecting = 2  # a link is being made
+vss_Waiting = 1  # no link; the next attempt follows after a delay
+vss_Connecting = 2  # a link is being opened
 vss_SigningOn = 3  # the server accepted the connection
-vss_Resyncing = 4  # signed on; the queries of CVekSession_AddResync are being answered
-vss_Up = 5  # requests are taken
-vss_Draining = 6  # CVekSession_Close waits for what is out
-vss_Refused = 7  # the server did not let the user in: no retry; CVekSession_ChangePassword works while the link is there, then CVekSession_SetPassword and CVekSession_Open
-vss_Stopped = 8  # given up: CVekSession_Open begins anew
+vss_Resyncing = 4  # signed on; waiting for the results of the queries of CVekSession_AddResync
+vss_Up = 5  # requests are accepted
+vss_Draining = 6  # CVekSession_Close waits for outstanding requests
+vss_Refused = 7  # the server refused the user; no retry. While the link exists CVekSession_ChangePassword works; then call CVekSession_SetPassword and CVekSession_Open
+vss_Stopped = 8  # gave up: CVekSession_Open starts over
 
-# What became of a request.
+# Fates of a request.
 vsf_None = 0  # not known yet
-vsf_Refused = 1  # never accepted; only CVekSession_Submit answers so, by its reason: no event tells it
+vsf_Refused = 1  # never accepted; returned by CVekSession_Submit as its reason, never reported by an event
 vsf_NeverSent = 2  # no byte of it has left this process, and none will: safe to repeat
-vsf_Left = 3  # all of it was handed to the link, and its code has no answer
-vsf_Acknowledged = 4  # code 129: its line came
-vsf_Answered = 5  # code 128: its result came
-vsf_TimedOut = 6  # the link has it and lives, nothing came within answerMs: it may still act; ask before repeating
-vsf_Unknown = 7  # bytes of its message left, then the link ended: it may have acted; ask before repeating
+vsf_Left = 3  # all of it was passed to the link; its code has no answers
+vsf_Acknowledged = 4  # code 129: its line arrived
+vsf_Answered = 5  # code 128: its result arrived
+vsf_TimedOut = 6  # sent, the link is alive, but no answer within answerMs: it may still be executed; ask before repeating
+vsf_Unknown = 7  # bytes of its message left, then the link ended: it may have been executed; ask before repeating
 
-# What an event is about.
+# Kinds of events.
 vse_State = 1  # the state changed
-vse_Fate = 2  # the one and only fate of a ticket
-vse_Late = 3  # an answer to a request whose fate had been told; changes nothing
-vse_Report = 4  # the server reports (code 130)
-vse_Stray = 5  # an answer that belongs to no request, a message of code 131, or one of an unknown code
-vse_Gate = 6  # what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of them
-vse_Trace = 7  # a message of the wire (CVekSession_SetTrace)
+vse_Fate = 2  # the final fate of a request; one for each ticket
+vse_Late = 3  # an answer to a request that already had its fate, which does not change
+vse_Report = 4  # a report of the server (code 130)
+vse_Stray = 5  # an answer to no request, or a message of code 131 or an unknown code
+vse_Gate = 6  # requests refused by vsm_Try as vsr_TooFast or vsr_LinkFull may be tried again; one event for all
+vse_Trace = 7  # a message sent or received (CVekSession_SetTrace)
 
-# On which thread events come.
-vsd_Threads = 0  # onEvent on the library's threads, or inside _Open, _Close and _Delete on the caller's; one at a time. A slow one holds up what comes behind it, nothing else
-vsd_Loop = 1  # onEvent on the thread that created the session, when it runs its message loop (CVekMessageLoop_Dispatch, or on Windows any loop of that thread). Nobody waits for it
-vsd_Poll = 2  # no callback: CVekSession_Next takes them
+# Delivery: the thread that events run on.
+vsd_Threads = 0  # onEvent runs on the library's threads, or inside _Open, _Close and _Delete on the caller's thread; one at a time. A slow callback delays later events and nothing else
+vsd_Loop = 1  # onEvent runs on the thread that created the session, in its message loop (CVekMessageLoop_Dispatch, or on Windows any loop of that thread). Nothing waits for it
+vsd_Poll = 2  # no callback: take events with CVekSession_Next
 
-# What becomes of a request that may not go at once.
-vsm_Try = 0  # it is refused: vsr_TooFast, vsr_LinkFull
-vsm_Hold = 1  # it waits, up to its holdMs
+# Modes: what to do with a request that cannot be sent at once.
+vsm_Try = 0  # refuse it: vsr_TooFast, vsr_LinkFull
+vsm_Hold = 1  # hold it for at most holdMs
 
-# How acknowledgements of code 129 find their requests.
-vsa_InOrder = 0  # line k is for request k of that link
-vsa_ByWorkId = 1  # a line begins with the request's work id: missing and surplus lines mislead nothing
+# How acknowledgement lines of code 129 are matched to requests.
+vsa_InOrder = 0  # line k of a link is for request k
+vsa_ByWorkId = 1  # each line begins with its request's work id; missing and surplus lines do no harm
 
-# Of a session (CVekSessionConfig.flags), to be added.
-vsc_RetryByHand = 1  # vss_Waiting lasts until CVekSession_RetryIn is called
-vsc_ResyncByHand = 2  # vss_Resyncing lasts until the queries are answered and CVekSession_ResyncDone was called
-vsc_CloseOnTimeout = 4  # a request that times out with no byte received since it was sent ends its link
+# Flags of a session (CVekSessionConfig.flags), combined by addition.
+vsc_RetryByHand = 1  # stay in vss_Waiting until CVekSession_RetryIn is called
+vsc_ResyncByHand = 2  # stay in vss_Resyncing until the queries are answered and CVekSession_ResyncDone was called
+vsc_CloseOnTimeout = 4  # end the link if a request times out and no byte was received since it was sent
 
-# Of a request or an event (flags), to be added.
-vsg_Resync = 1  # taken in vss_Resyncing as well. Events: the request had it
-vsg_Urgent = 2  # goes before all that wait without it
-vsg_Duplicate = 4  # the work id may be in use already, or not be unique in the link's life. Answers to equal ids go to the oldest one
-vsg_Outbound = 8  # events of kind vse_Trace: it was sent, not received
-vsg_Packet = 16  # and: text is a whole packet, header first (vtl_Packets);
-vsg_LowFirst = 32  # its numbers are low byte first,
-vsg_HighFirst = 64  # or high byte first; neither: that is not known yet
+# Flags of a request or an event (flags), combined by addition.
+vsg_Resync = 1  # accepted in vss_Resyncing too. Event: the request had this flag
+vsg_Urgent = 2  # sent before all held requests without it
+vsg_Duplicate = 4  # the work id may be in use, or have been used on this link. Answers to equal ids go to the oldest request
+vsg_Outbound = 8  # vse_Trace: sent, not received
+vsg_Packet = 16  # vse_Trace: text is a whole packet, header first (vtl_Packets)
+vsg_LowFirst = 32  # vse_Trace: numbers in the packet are low byte first
+vsg_HighFirst = 64  # vse_Trace: they are high byte first; neither flag: not known yet
 
-# How much is traced (CVekSession_SetTrace, CVekClient_SetTrace).
+# Trace levels (CVekSession_SetTrace, CVekClient_SetTrace).
 vtl_None = 0
-vtl_Heads = 1  # of messages: code, length and direction
-vtl_Messages = 2  # their bytes too, without header, long ones in one; passwords as eight stars
-vtl_Packets = 3  # packets as they go, header first, in pieces; passwords as eight stars with the lengths put right; detail has their fields. What CVekApi_RecordOf makes records of
+vtl_Heads = 1  # code, length and direction of each message
+vtl_Messages = 2  # and their bytes, without header, long messages joined; passwords as eight stars
+vtl_Packets = 3  # packets as sent and received, header first, long messages in pieces; passwords as eight stars, lengths adjusted; detail has the fields. For CVekApi_RecordOf
 
-# For CVekApi_Text.
+# What CVekApi_Text describes.
 vst_State = 0
 vst_Fate = 1
 vst_Reason = 2
 vst_ClientState = 3
 
-# Why.
-vsr_BadSetting = 101  # nothing can be made of the endpoint's setting
+# Reasons.
+vsr_BadSetting = 101  # invalid setting of the endpoint
 vsr_ConnectFailed = 102  # detail says why
 vsr_ConnectTimeout = 103
-vsr_ConnectRefused = 104  # the server refused the connect request; detail has its words
+vsr_ConnectRefused = 104  # the server refused the connect request; detail has its text
 vsr_SignOnTimeout = 105
-vsr_SignOnRefused = 106  # detail has the server's words. Ends in vss_Refused
-vsr_SignOnTooLong = 107  # identity and password are too long. Ends in vss_Refused
+vsr_SignOnRefused = 106  # detail has the server's text. Leads to vss_Refused
+vsr_SignOnTooLong = 107  # identity and password are too long. Leads to vss_Refused
 vsr_LinkBroken = 108  # detail says why
-vsr_BadStream = 109  # what came was no stream of packets
-vsr_Silent = 110  # nothing came in time
-vsr_UnknownServer = 111  # the connect request was not answered
+vsr_BadStream = 109  # received bytes are not valid packets
+vsr_Silent = 110  # nothing was received in time
+vsr_UnknownServer = 111  # no answer to the connect request
 vsr_ResyncFailed = 112  # a resync query was not answered in time, or CVekSession_ResyncDone said so
-vsr_AcksMissing = 113  # requests that timed out keep every place of the rate
-vsr_SlowConsumer = 114  # maxEvents wait for the application
-vsr_ShortLinks = 115  # stopped: maxShortLinks in a row ended early
-vsr_NoMoreAttempts = 116  # stopped: maxAttempts
+vsr_AcksMissing = 113  # requests that timed out occupy all slots of the rate
+vsr_SlowConsumer = 114  # maxEvents events are waiting for the application
+vsr_ShortLinks = 115  # stopped: maxShortLinks links in a row ended early
+vsr_NoMoreAttempts = 116  # stopped: maxAttempts reached
 vsr_Closed = 117  # CVekSession_Close or _Delete; of a client: disconnected
-vsr_HostNotFound = 121  # the host's name does not exist
+vsr_HostNotFound = 121  # unknown host name
 vsr_LookupFailed = 122  # no name server answered
-vsr_LookupTimeout = 123  # looking the name up took too long
-vsr_NobodyListens = 124  # the other computer refused the connection
-vsr_NoRoute = 125  # its network cannot be reached
-vsr_PeerTimeout = 126  # it did not acknowledge what was sent, says the system
-vsr_Reset = 127  # it reset the connection, or something in between did
-vsr_ClosedByPeer = 128  # it closed the connection
-vsr_NoThread = 129  # the system had no thread for the link
-vsr_NoDescriptor = 130  # too many files and connections are open
+vsr_LookupTimeout = 123  # name look-up timed out
+vsr_NobodyListens = 124  # the host refused the connection
+vsr_NoRoute = 125  # the network or host cannot be reached
+vsr_PeerTimeout = 126  # the peer did not acknowledge sent data, according to the system
+vsr_Reset = 127  # the peer, or something in between, reset the connection
+vsr_ClosedByPeer = 128  # the peer closed the connection
+vsr_NoThread = 129  # the system could not start a thread for the link
+vsr_NoDescriptor = 130  # too many open files and connections
 vsr_GatewaySilent = 131  # shared memory: the gateway does not answer
-vsr_BadRings = 132  # shared memory: what is in it makes no sense
+vsr_BadRings = 132  # shared memory: invalid contents
 vsr_BadApName = 133  # the application's name is too long
-vsr_LongMessage = 134  # a message exceeded mm= of the setting
-vsr_LooksHttp = 141  # what came is no stream of packets, but looks like an HTTP answer,
-vsr_LooksTls = 142  # TLS,
-vsr_LooksSsh = 143  # SSH,
-vsr_LooksMail = 144  # the greeting of a mail or FTP server,
-vsr_LooksJson = 145  # JSON,
-vsr_LooksText = 146  # plain text,
-vsr_LooksZeroes = 147  # or nothing but zeroes
-vsr_NotUp = 201  # refused: the session takes none in this state
-vsr_BadText = 202  # refused: empty, too long, its work id is not usable, or its lines are not right for its code
-vsr_DuplicateId = 203  # refused: a request with this work id has no fate yet, or had timed out on this link
-vsr_TooFast = 204  # refused: the rate is used up, or others wait
-vsr_QueueFull = 205  # refused: maxHeld
-vsr_LinkFull = 206  # refused, or not sent: the link takes nothing for the moment
-vsr_NoMemory = 207  # refused, or the reason of a link's end
-vsr_Expired = 208  # not sent: holdMs are over
+vsr_LongMessage = 134  # a received message exceeded mm= of the setting
+vsr_LooksHttp = 141  # not packets: looks like an HTTP answer
+vsr_LooksTls = 142  # TLS
+vsr_LooksSsh = 143  # SSH
+vsr_LooksMail = 144  # the greeting of a mail or FTP server
+vsr_LooksJson = 145  # JSON
+vsr_LooksText = 146  # plain text
+vsr_LooksZeroes = 147  # zeroes only
+vsr_NotUp = 201  # refused: not accepted in this state
+vsr_BadText = 202  # refused: empty or too long, unusable work id, or lines not valid for its code
+vsr_DuplicateId = 203  # refused: a request with this work id has no fate yet, or timed out on this link
+vsr_TooFast = 204  # refused: the rate is used up, or other requests are waiting
+vsr_QueueFull = 205  # refused: maxHeld requests are held
+vsr_LinkFull = 206  # refused, or not sent: the link accepts nothing at the moment
+vsr_NoMemory = 207  # refused, or why a link ended
+vsr_Expired = 208  # not sent: held for holdMs
 vsr_Withdrawn = 209  # not sent: CVekSession_Withdraw
-vsr_Replaced = 210  # not sent: another one replaces it
+vsr_Replaced = 210  # not sent: replaced by another request
 vsr_NoAnswer = 211  # timed out
 vsr_EmptyAck = 212  # acknowledged by a line without text
-vsr_TooLate = 301  # the request is on its way, or has its fate
-vsr_Busy = 302  # not in this state; or a password change is under way
-vsr_BadArgument = 303  # a null address, a wrong size, a number out of range, a handle that is gone
+vsr_TooLate = 301  # the request is on its way or has its fate
+vsr_Busy = 302  # not allowed in this state, or a password change is in progress
+vsr_BadArgument = 303  # null address, wrong size, number out of range, or deleted handle
 
 # A message with a code unknown to the library. `packet` is the whole message, header included, `length`
 # bytes.
@@ -246,70 +246,71 @@ class CVekRecordBlock(Structure):
 
 
 
-# One event. Every member is set; what does not apply is 0 or "". Lent: it, its texts and its result live
-# until the callback returns; those of CVekSession_Next until that function is called again or the session is
-# deleted.
+# One event. All members are set; those that do not apply are 0 or "". The event, its texts and its result
+# are borrowed: valid until the callback returns; from CVekSession_Next, until the next call of that function
+# or the deletion of the session.
 class CVekEvent(Structure):
     _fields_ = [
-        # of the whole event, in this library
+        # of the event, as this library knows it
         ("size", c_uint),
         # vse_...
         ("kind", c_int),
         # vss_... of the session, as of this event
         ("state", c_int),
-        # vsf_...; of vse_Late the one that had been told
+        # vsf_...; vse_Late: the fate reported before
         ("fate", c_int),
-        # vsr_..., 0 when there is none to give: why a link ended, why a fate is not the wished one
+        # vsr_...: why a link ended, or why the fate is not the desired one; 0: none
         ("reason", c_int),
-        # of the message: 128, 129, 130, 131 or another. 2: a password change
+        # of the message: 128 to 131 or another. 2: a password change
         ("code", c_int),
         # vsg_...
         ("flags", c_uint),
-        # number of the link that it belongs to, from 1; 0 before the first
+        # number of its link, counted from 1; 0: before the first
         ("link", c_uint),
-        # vse_State: number of the attempt since the session was last well, from 1
+        # vse_State: number of the attempt since the last stable link, from 1
         ("attempt", c_uint),
-        # number of the endpoint, in the order of adding, from 0
+        # number of the endpoint in the order added, from 0
         ("endpoint", c_uint),
-        # vss_Waiting: until the next attempt; -1: until CVekSession_RetryIn. vse_Gate: 0
+        # vss_Waiting: time until the next attempt; -1: until CVekSession_RetryIn. vse_Gate: 0
         ("waitMs", c_int),
-        # State after a link's end: how many of its requests got vsf_NeverSent from it,
+        # vse_State after a link ended: how many of its requests became vsf_NeverSent
         ("neverSent", c_uint),
-        # and how many vsf_Unknown
+        # and how many became vsf_Unknown
         ("unknown", c_uint),
-        # of the request; 0: of none
+        # of the request; 0: none
         ("ticket", c_uint64),
-        # as it was given with the request
+        # as given with the request
         ("tag", c_uint64),
-        # monotonic time when it happened, not when it is delivered; its zero is not stated
+        # monotonic time of the event itself, not of its delivery; arbitrary origin
         ("atNs", c_int64),
-        # the same moment by the clock on the wall, since 1970
+        # the same as wall-clock time, since 1970
         ("unixNs", c_int64),
-        # monotonic: when the request was submitted,
+        # monotonic: when the request was submitted
         ("submittedNs", c_int64),
-        # and when it was handed to the link that took it; 0: none did
+        # monotonic: when the link accepted it; 0: no link did
         ("handedNs", c_int64),
         # of the request or the answer
         ("workId", c_char_p),
-        # the server's bytes: result, acknowledgement's line, report, words. NUL behind; may
-        # have NUL inside. vss_Resyncing, vss_Up: the sign-on result
+        # the server's bytes: result, acknowledgement line, report, message. Ends with NUL, may
+        # contain NUL. vss_Resyncing, vss_Up: the sign-on result
         ("text", c_void_p),
-        # the system's words, or the server's reason
+        # the system's text, or the server's reason
         ("detail", c_char_p),
-        # bytes of text, without the NUL behind it
+        # bytes of text, without the final NUL
         ("textLength", c_uint),
-        # vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed; else null
+        # vsf_Answered, vse_Late and vse_Stray of code 128, and the sign-on result: parsed;
+        # otherwise null
         ("result", CVekTaskResult),
-        # vse_State: the finest vsr_... that is known of `reason`, at least that one
+        # vse_State: the finest vsr_... known; `reason` if no finer one is
         ("cause", c_int),
     ]
 
 
 
 
-# A request. Its text is opaque but for this: code 128 is "ID REST"; code 129 is two lines, "ID REST" LF
-# "REST", with exactly one line feed. Other codes (4 to 4095) have no answer that the session could know:
-# their fate is vsf_Left.
+# A request. Its text is opaque except for this: code 128 is "ID REST"; code 129 is two lines, "ID REST" LF
+# "REST", with exactly one line feed. The session does not know answers to other codes (4 to 4095): their
+# fate is vsf_Left.
 class CVekSubmit(Structure):
     _fields_ = [
         # of this structure
@@ -320,73 +321,74 @@ class CVekSubmit(Structure):
         ("mode", c_int),
         # vsg_Resync, vsg_Urgent, vsg_Duplicate
         ("flags", c_uint),
-        # null: one is made, and put in front of the text with a blank between. Else up to 31 bytes
-        # without blanks, line ends or commas: the id with which `text` begins already. "": none; then
-        # code 128 cannot be answered and is vsf_Left, and vsa_ByWorkId refuses code 129
+        # null: one is generated and put in front of the text, followed by a blank. Otherwise
+        # the id with which `text` already begins: up to 31 bytes without blanks, line ends or
+        # commas. "": none; then code 128 cannot be answered and becomes vsf_Left, and
+        # vsa_ByWorkId refuses code 129
         ("workId", c_char_p),
-        # need not end with NUL
+        # no final NUL required
         ("text", c_void_p),
         # bytes of text, up to 16777216
         ("textLength", c_uint),
-        # 0: as configured; 0xFFFFFFFF: never ends
+        # 0: as configured; 0xFFFFFFFF: no limit
         ("holdMs", c_uint),
-        # from the moment when the link took it. 0: as configured; 0xFFFFFFFF: never ends
+        # counted from when the link accepted it. 0: as configured; 0xFFFFFFFF: no limit
         ("answerMs", c_uint),
-        # ticket of a held request that gets vsf_NeverSent when this one is taken; vsr_TooLate
-        # when it is not held any more. 0: none. The new one goes behind what waits
+        # ticket of a held request that becomes vsf_NeverSent when this one is accepted;
+        # vsr_TooLate if it is no longer held. 0: none. The new one goes to the queue's end
         ("replaces", c_uint64),
-        # for the caller
+        # for the caller's use
         ("tag", c_uint64),
     ]
 
 
 
 
-# What CVekSession_Submit made of a request.
+# Outcome of CVekSession_Submit.
 class CVekReceipt(Structure):
     _fields_ = [
         # of this structure
         ("size", c_uint),
-        # vsr_TooFast: so long; taken and held: when the rate allows the next one. -1: until an
-        # acknowledgement comes, or cannot be said. 0: it went
+        # vsr_TooFast: how long to wait. Held: time until the rate allows the next request. -1:
+        # until an acknowledgement, or unknown. 0: sent
         ("waitMs", c_int),
-        # from 1, never given twice by one session; 0: refused
+        # from 1, unique within the session; 0: refused
         ("ticket", c_uint64),
-        # requests that go before it, when it is held
+        # if held: requests that will be sent before it
         ("ahead", c_uint),
-        # the link that it is for
+        # number of the link it is for
         ("link", c_uint),
-        # NUL behind
+        # ends with NUL
         ("workId", c_char * 32),
     ]
 
 
 
 
-# Counts since the session was created. `size` is to be set.
+# Counters since the session was created. The caller sets `size`.
 class CVekSessionStats(Structure):
     _fields_ = [
         # of this structure
         ("size", c_uint),
-        # now
+        # requests held now
         ("held", c_uint),
-        # ever
+        # most requests held at a time
         ("heldMost", c_uint),
-        # now: sent, without fate
+        # outstanding now: sent, without a fate
         ("out", c_uint),
-        # now: waiting for the application
+        # waiting for the application now
         ("events", c_uint),
-        # attempts
+        # attempts to connect
         ("links", c_uint),
-        # in a row
+        # in a row, until now
         ("shortLinks", c_uint),
-        # by vsf_...; [vsf_Refused]: by CVekSession_Submit
+        # number of each vsf_...; [vsf_Refused]: returned by CVekSession_Submit
         ("fates", c_uint64 * 8),
         # events of kind vse_Late
         ("late", c_uint64),
-        # and vse_Stray
+        # events of kind vse_Stray
         ("stray", c_uint64),
-        # how often the head of the queue had to wait for the rate
+        # times the first held request had to wait for the rate
         ("gateWaits", c_uint64),
         # of all links together
         ("bytesIn", c_uint64),
@@ -401,20 +403,21 @@ class CVekSessionStats(Structure):
     ]
 
 
-# `session` is the address of a temporary handle, valid until the callback returns; `user` what was
-# configured. Everything may be called in it, CVekSession_Delete too (with either handle), except waiting for
-# another event of that session (CVekSession_InCallback).
+# `session` is the address of a temporary handle, valid until the callback returns; `user` is the pointer
+# from the configuration. Any function may be called inside, including CVekSession_Delete (with either
+# handle). The callback must not wait for another event of the same session (CVekSession_InCallback).
 CVekOnEvent = CFUNCTYPE(None, POINTER(CVekSession), c_void_p, POINTER(CVekEvent))
-# The trace of a client. `client` is the address of a temporary handle, valid until the callback returns;
-# `event` is of kind vse_Trace, or of vse_State for what becomes of a link: vss_Connecting (detail: the
-# setting), vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended in
-# another way). Why is in reason, cause and detail, as CVekClient_LinkReason and _LinkDetail tell it. The
-# event's texts live until the callback returns. A packet that was shown and then not taken by the link is
-# followed by an event without text whose detail says so.
+# A trace callback. `client` is the address of a temporary handle, valid until the callback returns. `event`
+# is of kind vse_Trace, or vse_State for a change of the link: vss_Connecting (detail: the setting),
+# vss_SigningOn, vss_Up, vss_Refused, vss_Closed (disconnected or deleted), vss_Stopped (ended otherwise).
+# Its reason, cause and detail are those of CVekClient_LinkReason and _LinkDetail. Its texts are valid until
+# the callback returns. If the link refuses a packet that was already traced, an event without text follows
+# whose detail says so.
 #
-# Called where the packet comes or goes: on the library's threads and on those that send, several at once,
-# also for a client on a message loop. Everything may be called inside, CVekClient_Delete too; but within a
-# send of a CVekFlowCtrlSender, what its free event may call. What is sent inside is traced, too.
+# Called wherever a packet is sent or received: on the library's threads and on sending threads, also
+# concurrently, and also for a client on a message loop. Any function may be called inside, including
+# CVekClient_Delete; but during a send of a CVekFlowCtrlSender, only what CVekOnFlowCtrlFree may call.
+# Packets sent inside are traced too.
 CVekOnTrace = CFUNCTYPE(None, POINTER(CVekClient), c_void_p, POINTER(CVekEvent))
 
 
@@ -463,14 +466,14 @@ class CVekFlowCtrlSenderCallbacks(Structure):
 
 
 
-# CVekSession_Defaults fills it with the values in brackets.
+# CVekSession_Defaults sets the values in brackets.
 class CVekSessionConfig(Structure):
     _fields_ = [
         # of this structure
         ("size", c_uint),
         # vsc_... [0]
         ("flags", c_uint),
-        # the application, for the server; up to 255 bytes ["VekSession"]
+        # name of the application, for the server; up to 255 bytes ["VekSession"]
         ("apName", c_char_p),
         # four numbers ["1.0.0.0"]
         ("apVersion", c_char_p),
@@ -478,20 +481,20 @@ class CVekSessionConfig(Structure):
         ("id1", c_char_p),
         # may be empty []
         ("id2", c_char_p),
-        # in front of work ids that the session makes, up to 8 letters or digits []
+        # prefix of generated work ids, up to 8 letters or digits []
         ("idPrefix", c_char_p),
-        # ByWorkId: what ends the work id in an acknowledgement's line; the end of the line does
-        # too [' ']
+        # vsa_ByWorkId: ends the work id in an acknowledgement line, as the end of the line does
+        # [' ']
         ("idSeparator", c_char),
         # vsd_... [vsd_Threads]
         ("delivery", c_int),
         # vsa_... [vsa_InOrder]
         ("ackRule", c_int),
-        # code 129: so many requests within
+        # code 129: at most rateCount requests
         ("rateCount", c_int),
-        # so many ms; either below 1: no pacing [0, 0]
+        # within any rateMs milliseconds; either below 1: no pacing [0, 0]
         ("rateMs", c_int),
-        # attempts after the first; 0: no reconnecting, 0xFFFFFFFF: for ever [0xFFFFFFFF]
+        # attempts after the first; 0: no reconnecting; 0xFFFFFFFF: forever [0xFFFFFFFF]
         ("maxAttempts", c_uint),
         # [250]
         ("firstDelayMs", c_uint),
@@ -499,38 +502,38 @@ class CVekSessionConfig(Structure):
         ("maxDelayMs", c_uint),
         # [10000]
         ("stableMs", c_uint),
-        # so many links in a row that were Up for less than stableMs end in vss_Stopped:
-        # two programs displace each other. 0: never [5]
+        # this many links in a row that were up for less than stableMs lead to
+        # vss_Stopped: probably two programs displace each other. 0: never [5]
         ("maxShortLinks", c_uint),
         # from the attempt to the server's answer to the connect request. The client's own
-        # limits (45 s) hold besides [20000]
+        # limits (45 s) also apply [20000]
         ("connectMs", c_uint),
-        # from then to the sign-on result [20000]
+        # from that answer to the sign-on result [20000]
         ("signOnMs", c_uint),
-        # from then to vss_Up [60000]
+        # from the sign-on result to vss_Up [60000]
         ("resyncMs", c_uint),
-        # a held request waits so long; CVekSubmit may say another time [0]
+        # how long a request is held; CVekSubmit may override it [0]
         ("holdMs", c_uint),
-        # an answer is awaited so long; CVekSubmit may say another time [10000]
+        # how long to wait for an answer; CVekSubmit may override it [10000]
         ("answerMs", c_uint),
-        # a link without a byte for so long is ended. Servers answer nothing to heartbeats:
+        # a link is ended after this time without a byte. Servers do not answer heartbeats:
         # below 60000 set `probe` [65000]
         ("silenceMs", c_uint),
-        # requests that may wait, 1 to 10000000 [100000]
+        # most requests held at a time, 1 to 10000000 [100000]
         ("maxHeld", c_uint),
-        # events that may wait for the application (vsd_Loop, vsd_Poll), at least 16. Beyond,
-        # the link is ended: fates and reports are never dropped [100000]
+        # most events waiting for the application (vsd_Loop, vsd_Poll), at least 16. Above it
+        # the link is ended, because fates and reports are never dropped [100000]
         ("maxEvents", c_uint),
-        # fates told whose late answers are still recognised, beside those of the link that
-        # live [1000]
+        # reported fates whose late answers are still recognised, besides those of the current
+        # link [1000]
         ("remember", c_uint),
-        # a query that is sent after half of silenceMs without a byte, or null [null]
+        # query sent after half of silenceMs without a byte; null: none [null]
         ("probe", c_char_p),
         # not called with vsd_Poll; null: events are dropped [null]
         ("onEvent", CVekOnEvent),
         # [null]
         ("user", c_void_p),
-        # of delays and of the made work ids; 0: from the system [0]
+        # of the random delays and generated work ids; 0: from the system [0]
         ("seed", c_uint64),
     ]
 
@@ -791,115 +794,116 @@ PROTOTYPES = {
     # valid for the thread's lifetime; do not read or close it. -1 on error, and on Windows, where the thread's
     # message loop serves everything.
     "CVekMessageLoop_Fd": (c_int, []),
-    # Fills the first `size` bytes of `config` with the defaults.
+    # Fills the first `size` bytes of `config` with defaults.
     "CVekSession_Defaults": (None, [POINTER(CVekSessionConfig), c_uint]),
-    # A new session, vss_Closed, without an endpoint. A null handle with `reason` (may be null) when the
-    # configuration cannot be: vsr_BadArgument, vsr_NoMemory; vsr_Busy when the thread can have no message loop.
-    # The configuration is copied.
+    # Returns a new session, in vss_Closed and without endpoints. On failure a null handle, with the reason in
+    # `reason` (may be null): vsr_BadArgument for an invalid configuration, vsr_NoMemory, or vsr_Busy if the
+    # thread cannot have a message loop. The configuration is copied.
     "CVekSession_Create": (CVekSession, [POINTER(CVekSessionConfig), POINTER(c_int)]),
-    # Ends the link at once; what is held or out gets its fate, with reason vsr_Closed, and one state event tells
-    # vss_Closed, all before the function returns and inside it with vsd_Threads, and with vsd_Loop when called
-    # on the session's thread. With vsd_Poll they are lost: CVekSession_Close first and take them. Nothing is
-    # called afterwards. Made inside a callback, the callback that stands on the stack goes on, and must not use
-    # the session any more. The handle becomes null.
+    # Ends the link immediately. Held and outstanding requests get their fates, with reason vsr_Closed, and a
+    # state event reports vss_Closed, before the function returns. With vsd_Threads, and with vsd_Loop on the
+    # session's thread, these events are delivered inside it. With vsd_Poll they are lost: call CVekSession_Close
+    # and take them first. Nothing is called afterwards. If called inside a callback, that callback continues,
+    # but must not use the session any more. The handle becomes null.
     "CVekSession_Delete": (None, [POINTER(CVekSession)]),
-    # Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as CVekClient_Connect. Settings are judged when they
-    # are tried. Any time; up to 64.
+    # Adds an endpoint: "HOST:PORT" or ":KIND:PARAMETERS", as for CVekClient_Connect. A setting is checked only
+    # when it is tried. May be called at any time; at most 64 endpoints.
     "CVekSession_AddEndpoint": (c_int, [POINTER(CVekSession), c_char_p]),
-    # Adds a query that is asked on every new link before vss_Up, with a work id that the session makes and puts
-    # in front. Its results come as fates with ticket, tag 0 and vsg_Resync. They are asked in the order of
-    # adding. Any time; up to 64; counts from the next link on.
+    # Adds a query that is sent on every new link before vss_Up, behind a work id generated by the session. Its
+    # result is reported as a fate with a ticket, tag 0 and vsg_Resync. Queries are sent in the order added. May
+    # be called at any time, at most 64 queries; takes effect with the next link.
     "CVekSession_AddResync": (c_int, [POINTER(CVekSession), c_char_p]),
-    # The password of the attempts to come. Kept for reconnecting; wiped when the session is vss_Closed,
-    # vss_Refused or vss_Stopped, so that it has to be set before each CVekSession_Open. After a password change
-    # it must be set anew.
+    # Sets the password for later attempts. It is kept for reconnecting and erased when the session becomes
+    # vss_Closed, vss_Refused or vss_Stopped, so set it before each CVekSession_Open, and again after a password
+    # change.
     "CVekSession_SetPassword": (c_int, [POINTER(CVekSession), c_char_p]),
-    # Begins to connect. Allowed in vss_Closed, vss_Refused and vss_Stopped (else vsr_Busy), with an endpoint
-    # (else vsr_BadArgument).
+    # Starts to connect. Allowed in vss_Closed, vss_Refused and vss_Stopped (otherwise vsr_Busy), with at least
+    # one endpoint (otherwise vsr_BadArgument).
     "CVekSession_Open": (c_int, [POINTER(CVekSession)]),
-    # In vss_Waiting: the next attempt comes in `ms` milliseconds, whatever was planned. vsr_Busy in other
+    # In vss_Waiting: makes the next attempt in `ms` milliseconds, replacing the planned delay. vsr_Busy in other
     # states.
     "CVekSession_RetryIn": (c_int, [POINTER(CVekSession), c_uint]),
-    # vsc_ResyncByHand: the application has done its part of resyncing on link `link`; when it is good, vss_Up
-    # follows as soon as all resync queries are answered; when not, the link ends with vsr_ResyncFailed.
-    # vsr_TooLate when that link is not resyncing (any more).
+    # vsc_ResyncByHand: the application has finished its part of resyncing on link `link`. If `good`, vss_Up
+    # follows as soon as all resync queries are answered; otherwise the link ends with vsr_ResyncFailed.
+    # vsr_TooLate if that link is not resyncing.
     "CVekSession_ResyncDone": (c_int, [POINTER(CVekSession), c_uint, c_bool]),
-    # Ends the session. With drainMs above 0 and something held or out: held ones get vsf_NeverSent, what is out
-    # is waited for in vss_Draining, at most so long; the function returns at once, vss_Closed comes as event.
-    # With 0 the link is ended and vss_Closed reached before it returns; with vsd_Loop and vsd_Poll the events
-    # are still to be delivered.
+    # Ends the session. If drainMs is above 0 and requests are held or outstanding, held ones become
+    # vsf_NeverSent and the session waits in vss_Draining for the others, at most that long; the function returns
+    # at once and vss_Closed is reported by an event. If drainMs is 0, the link has ended and the state is
+    # vss_Closed when it returns; with vsd_Loop and vsd_Poll the events are still to be delivered.
     "CVekSession_Close": (None, [POINTER(CVekSession), c_uint]),
-    # Sends or holds a request; 0: it was taken, and exactly one event of kind vse_Fate will tell what became of
-    # it, perhaps before this function returns. Else vsf_Refused for that reason, and nothing of it has gone or
-    # will. No allocation and no thread change when it goes at once. Another thread may be sending: this one is
-    # then queued behind it, and sent by that thread. `receipt` may be null.
+    # Sends or holds a request. 0: accepted, and exactly one event of kind vse_Fate will report its fate,
+    # possibly before this function returns. Otherwise the request is vsf_Refused for that reason: nothing of it
+    # was sent or will be. A request that is sent at once costs no allocation and no thread change. If another
+    # thread is sending, the request is queued and sent by that thread. `receipt` may be null.
     "CVekSession_Submit": (c_int, [POINTER(CVekSession), POINTER(CVekSubmit), POINTER(CVekReceipt)]),
-    # Asks the server to change a password; each text has up to 255 bytes. In vss_Up, and in vss_Refused while
-    # the link is there (else vsr_NotUp). One at a time (else vsr_Busy). Its fate is an event of code 2 with
-    # `tag` and the server's words, which are for people: success does not show. `receipt` may be null.
+    # Asks the server to change a password; each text is limited to 255 bytes. Allowed in vss_Up, and in
+    # vss_Refused while the link exists (otherwise vsr_NotUp); one at a time (otherwise vsr_Busy). Its fate is an
+    # event of code 2 with `tag` and the server's text, which is for display: the fate does not say whether the
+    # change succeeded. `receipt` may be null.
     "CVekSession_ChangePassword": (c_int, [POINTER(CVekSession), c_char_p, c_char_p, c_char_p, c_uint64, POINTER(CVekReceipt)]),
-    # Takes a held request back: its fate is vsf_NeverSent, vsr_Withdrawn. vsr_TooLate when it is not held (any
-    # more).
+    # Withdraws a held request: it becomes vsf_NeverSent, vsr_Withdrawn. vsr_TooLate if it is not held.
     "CVekSession_Withdraw": (c_int, [POINTER(CVekSession), c_uint64]),
-    # A work id that the session has not given before, for those who store it before they submit. `id` has room
-    # for 32 bytes. "" for a null handle.
+    # Generates a work id not used before by this session, for programs that store it before submitting. `id` has
+    # space for 32 bytes. "" for a null handle.
     "CVekSession_NewWorkId": (None, [POINTER(CVekSession), POINTER(c_char)]),
     # Paces code 129: `count` requests within any `ms` milliseconds, as the server counts them; either below 1:
-    # not at all. Also the rate of links to come. Forgets what is cooling, not what is out.
+    # no pacing. Also applies to later links. Forgets acknowledged requests, not outstanding ones.
     "CVekSession_SetRate": (c_int, [POINTER(CVekSession), c_int, c_int]),
-    # How long a request of that code would wait: 0: it would go now; -1: until an acknowledgement, or the
+    # How long a request of that code would have to wait now. 0: not at all; -1: until an acknowledgement, or the
     # session is not up.
     "CVekSession_WaitMs": (c_int, [POINTER(CVekSession), c_int]),
-    # The next event: 1 and `event` filled; 0: none came within `timeoutMs` (0: does not wait; negative: waits
-    # for ever); -1: not a polled session, or a null address. `event->size` is to be set. One thread at a time.
+    # Takes the next event. 1: `event` is filled; 0: none within `timeoutMs` (0: does not wait; negative: waits
+    # forever); -1: not a polled session, or a null address. The caller sets `event->size`. One thread at a time.
     "CVekSession_Next": (c_int, [POINTER(CVekSession), c_int, POINTER(CVekEvent)]),
-    # A descriptor that polls readable (Windows: a HANDLE of an event that is set) while events wait. Belongs to
-    # the session and lives as long; not to be read, reset or closed. -1 (Windows: 0) when there is none.
+    # A descriptor that is readable (Windows: the HANDLE of an event that is set) while events wait. Owned by the
+    # session and valid for its lifetime; do not read, reset or close it. -1 (Windows: 0) if there is none.
     # vsd_Poll only.
     "CVekSession_WaitHandle": (c_ssize_t, [POINTER(CVekSession)]),
     # True on a thread that is inside a callback of this session.
     "CVekSession_InCallback": (c_bool, [POINTER(CVekSession)]),
-    # A copy of the result of an event, which belongs to the caller: CVekTaskResult_Free. Null when it has none,
-    # or no memory.
+    # Returns a copy of an event's result, owned by the caller: CVekTaskResult_Free. Null if the event has none,
+    # or there is no memory.
     "CVekSession_KeepResult": (CVekTaskResult, [POINTER(CVekSession), POINTER(CVekEvent)]),
-    # Frees what CVekSession_KeepResult returned, and nothing else; the handle becomes null.
+    # Frees a result returned by CVekSession_KeepResult, and no other. The handle becomes null.
     "CVekTaskResult_Free": (None, [POINTER(CVekTaskResult)]),
-    # Fills `stats`, whose size the caller has set.
+    # Fills `stats`. The caller sets its size.
     "CVekSession_Stats": (None, [POINTER(CVekSession), POINTER(CVekSessionStats)]),
-    # How long answers took from being handed to the link, for requests of code 128 or 129: counts[i] of those
-    # between 2^(i/8) and 2^((i+1)/8) us, shorter ones in counts[0], longer ones in the last. Returns how many
-    # counts there are; fills at most `room`. 0 for other codes.
+    # Distribution of answer times, counted from when the link accepted the request, for code 128 or 129.
+    # counts[i] is the number of answers between 2^(i/8) and 2^((i+1)/8) us; shorter ones are in counts[0],
+    # longer ones in the last. Fills at most `room` counts and returns how many there are; 0 for other codes.
     "CVekSession_RoundTrips": (c_uint, [POINTER(CVekSession), c_int, POINTER(c_uint64), c_uint]),
-    # Makes messages of the wire into events: `level` is vtl_... Bytes are descrambled. Codes below 4 are
-    # messages of the link itself: 0 connecting, 1 heartbeat, 2 sign-on and password change.
+    # Reports messages sent and received as events of kind vse_Trace; `level` is vtl_... Bytes are descrambled.
+    # Codes below 4 belong to the link itself: 0 connect, 1 heartbeat, 2 sign-on and password change.
     "CVekSession_SetTrace": (None, [POINTER(CVekSession), c_int]),
-    # Why the client's last link ended, could not be opened or is in trouble (cvcs_SgnError, _ConnectError,
-    # _UnknownServer, _HeartbeatTimeout): the finest vsr_... that is known; docs/errors.md lists them. 0 while it
-    # is well, before the first one, and for a null handle. Set before the event that tells it; a client on a
-    # message loop may hear of that later.
+    # The finest reason known (vsr_..., listed in docs/errors.md) why the client's last link ended, could not be
+    # opened or is in trouble (cvcs_SgnError, _ConnectError, _UnknownServer, _HeartbeatTimeout). 0 while the link
+    # is well, before the first link, and for a null handle. Set before the corresponding event, which a client
+    # on a message loop may receive later.
     "CVekClient_LinkReason": (c_int, [POINTER(CVekClient)]),
-    # The same in words, beyond those of CVekApi_Text, in English: the word of the setting that was wrong, what
-    # the system says, what a stream looked like; or the server's own, as they came. As CVekApi_ToUtf8.
+    # Details in addition to CVekApi_Text, in English: the invalid word of the setting, the system's text, what a
+    # stream looked like; or the server's own text, as received. Arguments and result as for CVekApi_ToUtf8.
     "CVekClient_LinkDetail": (c_uint, [POINTER(CVekClient), POINTER(c_char), c_uint]),
-    # Traces every packet of the client, its own heartbeats and sign-on included. `level` is vtl_...;
-    # vtl_Messages is taken as vtl_Packets. Null or vtl_None ends it. Replaces the trace before it, of which
-    # calls that were under way on other threads may still be: their `user` must live until those have returned.
-    # Any time, on any thread. Nothing is called after CVekClient_Delete. False for a null handle, or without
-    # memory: then all is as before.
+    # Traces every packet of the client, including heartbeats and sign-on. `level` is vtl_...; vtl_Messages has
+    # the effect of vtl_Packets. A null callback or vtl_None ends the trace. Replaces the previous trace; its
+    # calls in progress on other threads may continue, so its `user` must live until they have returned. May be
+    # called at any time, on any thread. Nothing is called after CVekClient_Delete. False, with nothing changed,
+    # for a null handle or without memory.
     "CVekClient_SetTrace": (c_bool, [POINTER(CVekClient), CVekOnTrace, c_void_p, c_int]),
-    # The bytes that an event puts into a recording (docs/recordings.md), a file that vekdump reads: packets of
-    # vtl_Packets, states, and fates with how long the request was held. Returns how many bytes that needs: 0
-    # when the event puts none, or there is no memory; writes them only when `room` is enough.
+    # Converts an event to its bytes in a recording (docs/recordings.md), a file that vekdump reads: packets of
+    # vtl_Packets, states, and fates with the time the request was held. Returns the number of bytes needed, and
+    # writes them only if `room` suffices. 0 if the event is not recorded, or there is no memory.
     "CVekApi_RecordOf": (c_uint, [POINTER(CVekEvent), POINTER(c_char), c_uint]),
-    # The bytes with which a recording begins, returned and written in the same way.
+    # Likewise for the bytes at the start of a recording.
     "CVekApi_RecordHeader": (c_uint, [POINTER(c_char), c_uint]),
-    # Words for a number: `what` vst_..., `value` vss_..., vsf_..., vsr_... or cvcs_..., `language` 0 English, 1
-    # Traditional Chinese. UTF-8; there as long as the library. "" for numbers that it does not know; no reason
-    # (0) has "".
+    # A number in words. `what`: vst_...; `value`: vss_..., vsf_..., vsr_... or cvcs_...; `language`: 0 English,
+    # 1 Traditional Chinese. UTF-8, valid as long as the library is loaded. "" for unknown numbers and for reason
+    # 0 (none).
     "CVekApi_Text": (c_char_p, [c_int, c_int, c_int]),
-    # Code page 950 as UTF-8. Returns how many bytes that needs, without the NUL; writes at most `room` bytes,
-    # NUL included and no character torn. What is no character becomes a replacement.
+    # Converts code page 950 to UTF-8. Returns the number of bytes needed, without the NUL. Writes at most `room`
+    # bytes, including the NUL, and never part of a character. Invalid bytes become replacement characters.
     "CVekApi_ToUtf8": (c_uint, [c_char_p, c_uint, POINTER(c_char), c_uint]),
-    # One line for a log, in English, without a line end and without the event's text. As CVekApi_ToUtf8.
+    # Describes an event in one line for a log, in English, without a line end and without the event's text.
+    # `out`, `room` and the result as for CVekApi_ToUtf8.
     "CVekApi_Describe": (c_uint, [POINTER(CVekEvent), POINTER(c_char), c_uint]),
 }

@@ -31,177 +31,176 @@ class Named(str, enum.Enum):
 
 
 class State(Named):
-    """What a session is doing. Requests are taken in vss_Up, and those with vsg_Resync in vss_Resyncing too."""
+    """States of a session. Requests are accepted in vss_Up; in vss_Resyncing only those with vsg_Resync."""
 
     #: new, or after CVekSession_Close
     CLOSED = ("Closed", 0)
-    #: no link; the next attempt comes after a delay
+    #: no link; the next attempt follows after a delay
     WAITING = ("Waiting", 1)
-    #: a link is being made
+    #: a link is being opened
     CONNECTING = ("Connecting", 2)
     #: the server accepted the connection
     SIGNING_ON = ("SigningOn", 3)
-    #: signed on; the queries of CVekSession_AddResync are being answered
+    #: signed on; waiting for the results of the queries of CVekSession_AddResync
     RESYNCING = ("Resyncing", 4)
-    #: requests are taken
+    #: requests are accepted
     UP = ("Up", 5)
-    #: CVekSession_Close waits for what is out
+    #: CVekSession_Close waits for outstanding requests
     DRAINING = ("Draining", 6)
-    #: the server did not let the user in: no retry; CVekSession_ChangePassword works while the
-    #: link is there, then CVekSession_SetPassword and CVekSession_Open
+    #: the server refused the user; no retry. While the link exists CVekSession_ChangePassword
+    #: works; then call CVekSession_SetPassword and CVekSession_Open
     REFUSED = ("Refused", 7)
-    #: given up: CVekSession_Open begins anew
+    #: gave up: CVekSession_Open starts over
     STOPPED = ("Stopped", 8)
 
 
 class FateKind(Named):
-    """What became of a request."""
+    """Fates of a request."""
 
     #: not known yet
     NONE = ("None", 0)
-    #: never accepted; only CVekSession_Submit answers so, by its reason: no event tells it
+    #: never accepted; returned by CVekSession_Submit as its reason, never reported by an event
     REFUSED = ("Refused", 1)
     #: no byte of it has left this process, and none will: safe to repeat
     NEVER_SENT = ("NeverSent", 2)
-    #: all of it was handed to the link, and its code has no answer
+    #: all of it was passed to the link; its code has no answers
     LEFT = ("Left", 3)
-    #: code 129: its line came
+    #: code 129: its line arrived
     ACKNOWLEDGED = ("Acknowledged", 4)
-    #: code 128: its result came
+    #: code 128: its result arrived
     ANSWERED = ("Answered", 5)
-    #: the link has it and lives, nothing came within answerMs: it may still act; ask before
-    #: repeating
+    #: sent, the link is alive, but no answer within answerMs: it may still be executed; ask
+    #: before repeating
     TIMED_OUT = ("TimedOut", 6)
-    #: bytes of its message left, then the link ended: it may have acted; ask before repeating
+    #: bytes of its message left, then the link ended: it may have been executed; ask before
+    #: repeating
     UNKNOWN = ("Unknown", 7)
 
 
 class EventKind(Named):
-    """What an event is about."""
+    """Kinds of events."""
 
     #: the state changed
     STATE = ("State", 1)
-    #: the one and only fate of a ticket
+    #: the final fate of a request; one for each ticket
     FATE = ("Fate", 2)
-    #: an answer to a request whose fate had been told; changes nothing
+    #: an answer to a request that already had its fate, which does not change
     LATE = ("Late", 3)
-    #: the server reports (code 130)
+    #: a report of the server (code 130)
     REPORT = ("Report", 4)
-    #: an answer that belongs to no request, a message of code 131, or one of an unknown code
+    #: an answer to no request, or a message of code 131 or an unknown code
     STRAY = ("Stray", 5)
-    #: what vsm_Try refused as vsr_TooFast or vsr_LinkFull may be tried again; one event for all of
-    #: them
+    #: requests refused by vsm_Try as vsr_TooFast or vsr_LinkFull may be tried again; one event for
+    #: all
     GATE = ("Gate", 6)
-    #: a message of the wire (CVekSession_SetTrace)
+    #: a message sent or received (CVekSession_SetTrace)
     TRACE = ("Trace", 7)
 
 
 class Reason(Named):
-    """Why."""
+    """Reasons."""
 
-    #: nothing can be made of the endpoint's setting
+    #: invalid setting of the endpoint
     BAD_SETTING = ("BadSetting", 101)
     #: detail says why
     CONNECT_FAILED = ("ConnectFailed", 102)
     CONNECT_TIMEOUT = ("ConnectTimeout", 103)
-    #: the server refused the connect request; detail has its words
+    #: the server refused the connect request; detail has its text
     CONNECT_REFUSED = ("ConnectRefused", 104)
     SIGN_ON_TIMEOUT = ("SignOnTimeout", 105)
-    #: detail has the server's words. Ends in vss_Refused
+    #: detail has the server's text. Leads to vss_Refused
     SIGN_ON_REFUSED = ("SignOnRefused", 106)
-    #: identity and password are too long. Ends in vss_Refused
+    #: identity and password are too long. Leads to vss_Refused
     SIGN_ON_TOO_LONG = ("SignOnTooLong", 107)
     #: detail says why
     LINK_BROKEN = ("LinkBroken", 108)
-    #: what came was no stream of packets
+    #: received bytes are not valid packets
     BAD_STREAM = ("BadStream", 109)
-    #: nothing came in time
+    #: nothing was received in time
     SILENT = ("Silent", 110)
-    #: the connect request was not answered
+    #: no answer to the connect request
     UNKNOWN_SERVER = ("UnknownServer", 111)
     #: a resync query was not answered in time, or CVekSession_ResyncDone said so
     RESYNC_FAILED = ("ResyncFailed", 112)
-    #: requests that timed out keep every place of the rate
+    #: requests that timed out occupy all slots of the rate
     ACKS_MISSING = ("AcksMissing", 113)
-    #: maxEvents wait for the application
+    #: maxEvents events are waiting for the application
     SLOW_CONSUMER = ("SlowConsumer", 114)
-    #: stopped: maxShortLinks in a row ended early
+    #: stopped: maxShortLinks links in a row ended early
     SHORT_LINKS = ("ShortLinks", 115)
-    #: stopped: maxAttempts
+    #: stopped: maxAttempts reached
     NO_MORE_ATTEMPTS = ("NoMoreAttempts", 116)
     #: CVekSession_Close or _Delete; of a client: disconnected
     CLOSED = ("Closed", 117)
-    #: the host's name does not exist
+    #: unknown host name
     HOST_NOT_FOUND = ("HostNotFound", 121)
     #: no name server answered
     LOOKUP_FAILED = ("LookupFailed", 122)
-    #: looking the name up took too long
+    #: name look-up timed out
     LOOKUP_TIMEOUT = ("LookupTimeout", 123)
-    #: the other computer refused the connection
+    #: the host refused the connection
     NOBODY_LISTENS = ("NobodyListens", 124)
-    #: its network cannot be reached
+    #: the network or host cannot be reached
     NO_ROUTE = ("NoRoute", 125)
-    #: it did not acknowledge what was sent, says the system
+    #: the peer did not acknowledge sent data, according to the system
     PEER_TIMEOUT = ("PeerTimeout", 126)
-    #: it reset the connection, or something in between did
+    #: the peer, or something in between, reset the connection
     RESET = ("Reset", 127)
-    #: it closed the connection
+    #: the peer closed the connection
     CLOSED_BY_PEER = ("ClosedByPeer", 128)
-    #: the system had no thread for the link
+    #: the system could not start a thread for the link
     NO_THREAD = ("NoThread", 129)
-    #: too many files and connections are open
+    #: too many open files and connections
     NO_DESCRIPTOR = ("NoDescriptor", 130)
     #: shared memory: the gateway does not answer
     GATEWAY_SILENT = ("GatewaySilent", 131)
-    #: shared memory: what is in it makes no sense
+    #: shared memory: invalid contents
     BAD_RINGS = ("BadRings", 132)
     #: the application's name is too long
     BAD_AP_NAME = ("BadApName", 133)
-    #: a message exceeded mm= of the setting
+    #: a received message exceeded mm= of the setting
     LONG_MESSAGE = ("LongMessage", 134)
-    #: what came is no stream of packets, but looks like an HTTP answer,
+    #: not packets: looks like an HTTP answer
     LOOKS_HTTP = ("LooksHttp", 141)
-    #: TLS,
+    #: TLS
     LOOKS_TLS = ("LooksTls", 142)
-    #: SSH,
+    #: SSH
     LOOKS_SSH = ("LooksSsh", 143)
-    #: the greeting of a mail or FTP server,
+    #: the greeting of a mail or FTP server
     LOOKS_MAIL = ("LooksMail", 144)
-    #: JSON,
+    #: JSON
     LOOKS_JSON = ("LooksJson", 145)
-    #: plain text,
+    #: plain text
     LOOKS_TEXT = ("LooksText", 146)
-    #: or nothing but zeroes
+    #: zeroes only
     LOOKS_ZEROES = ("LooksZeroes", 147)
-    #: refused: the session takes none in this state
+    #: refused: not accepted in this state
     NOT_UP = ("NotUp", 201)
-    #: refused: empty, too long, its work id is not usable, or its lines are not right
-    #: for its code
+    #: refused: empty or too long, unusable work id, or lines not valid for its code
     BAD_TEXT = ("BadText", 202)
-    #: refused: a request with this work id has no fate yet, or had timed out on this
-    #: link
+    #: refused: a request with this work id has no fate yet, or timed out on this link
     DUPLICATE_ID = ("DuplicateId", 203)
-    #: refused: the rate is used up, or others wait
+    #: refused: the rate is used up, or other requests are waiting
     TOO_FAST = ("TooFast", 204)
-    #: refused: maxHeld
+    #: refused: maxHeld requests are held
     QUEUE_FULL = ("QueueFull", 205)
-    #: refused, or not sent: the link takes nothing for the moment
+    #: refused, or not sent: the link accepts nothing at the moment
     LINK_FULL = ("LinkFull", 206)
-    #: refused, or the reason of a link's end
+    #: refused, or why a link ended
     NO_MEMORY = ("NoMemory", 207)
-    #: not sent: holdMs are over
+    #: not sent: held for holdMs
     EXPIRED = ("Expired", 208)
     #: not sent: CVekSession_Withdraw
     WITHDRAWN = ("Withdrawn", 209)
-    #: not sent: another one replaces it
+    #: not sent: replaced by another request
     REPLACED = ("Replaced", 210)
     #: timed out
     NO_ANSWER = ("NoAnswer", 211)
     #: acknowledged by a line without text
     EMPTY_ACK = ("EmptyAck", 212)
-    #: the request is on its way, or has its fate
+    #: the request is on its way or has its fate
     TOO_LATE = ("TooLate", 301)
-    #: not in this state; or a password change is under way
+    #: not allowed in this state, or a password change is in progress
     BUSY = ("Busy", 302)
-    #: a null address, a wrong size, a number out of range, a handle that is gone
+    #: null address, wrong size, number out of range, or deleted handle
     BAD_ARGUMENT = ("BadArgument", 303)
