@@ -1094,7 +1094,7 @@ namespace VekApi
         public static extern IntPtr CVekTable_RecordField_B(ref CVekTable table, int row, ref CVekField field);
 
         /// <summary>
-        /// Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+        /// Describes in `block` the records from `row` on that can be returned together, and returns their number:
         /// those that follow each other in the server's text and have the same number of values. A table of complete
         /// records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
         /// the block zeroed, if there is no such record. All of a table:
@@ -1735,7 +1735,7 @@ namespace VekApi
         [DllImport(Library)]
         public static extern uint CVekApi_RecordOf(ref CVekEvent @event, byte[] @out, uint room);
 
-        /// <summary>Likewise for the bytes at the start of a recording.</summary>
+        /// <summary>The bytes at the start of a recording. `out`, `room` and the result as for CVekApi_RecordOf.</summary>
         [DllImport(Library)]
         public static extern uint CVekApi_RecordHeader(byte[] @out, uint room);
 

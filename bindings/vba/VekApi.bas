@@ -515,7 +515,7 @@ Public Declare PtrSafe Function CVekTable_RecordField Lib "vekapi.dll" (ByRef ta
 Public Declare PtrSafe Function CVekTable_RecordField_B Lib "vekapi.dll" (ByRef table As CVekTable, _
     ByVal row As Long, ByRef field As CVekField) As String
 
-' Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+' Describes in `block` the records from `row` on that can be returned together, and returns their number:
 ' those that follow each other in the server's text and have the same number of values. A table of complete
 ' records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
 ' the block zeroed, if there is no such record. All of a table:
@@ -978,7 +978,7 @@ Public Declare PtrSafe Function CVekClient_SetTrace Lib "vekapi.dll" (ByRef clie
 Public Declare PtrSafe Function CVekApi_RecordOf Lib "vekapi.dll" (ByRef event_ As CVekEvent, _
     ByRef out As Byte, ByVal room As Long) As Long
 
-' Likewise for the bytes at the start of a recording.
+' The bytes at the start of a recording. `out`, `room` and the result as for CVekApi_RecordOf.
 Public Declare PtrSafe Function CVekApi_RecordHeader Lib "vekapi.dll" (ByRef out As Byte, _
     ByVal room As Long) As Long
 

@@ -176,7 +176,7 @@ typedef struct CVekRecordBlock {
   int stride;  // `values`, or more if the records have surplus values, which belong to the last column's
 } CVekRecordBlock;
 
-// Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+// Describes in `block` the records from `row` on that can be returned together, and returns their number:
 // those that follow each other in the server's text and have the same number of values. A table of complete
 // records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
 // the block zeroed, if there is no such record. All of a table:

@@ -500,7 +500,7 @@ VEKAPI_FLAT bool CVekClient_SetTrace(CVekClient* client, CVekOnTrace onTrace, vo
 // writes them only if `room` suffices. 0 if the event is not recorded, or there is no memory.
 VEKAPI_FLAT uint32_t CVekApi_RecordOf(const CVekEvent* event, char* out, uint32_t room);
 
-// Likewise for the bytes at the start of a recording.
+// The bytes at the start of a recording. `out`, `room` and the result as for CVekApi_RecordOf.
 VEKAPI_FLAT uint32_t CVekApi_RecordHeader(char* out, uint32_t room);
 
 // A number in words. `what`: vst_...; `value`: vss_..., vsf_..., vsr_... or cvcs_...; `language`: 0 English,

@@ -63,7 +63,7 @@ class VEKAPI_EXPORT VekTable {
   // The same, by the index of `field`, which may belong to another table; null if `field` is null.
   const char* RecordField(int row, const VekField* field) const;
 
-  // The records from `row` on that can be handed out together: those that follow each other in the text and
+  // The records from `row` on that can be returned together: those that follow each other in the text and
   // have the same number of values. A table of complete records is usually one block. Takes time in
   // proportion to the block. Its pointers are valid as those of RecordField.
   VekRecordBlock RecordBlock(int row) const;

@@ -596,7 +596,7 @@ PROTOTYPES = {
     "CVekTable_RecordField": (c_char_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
     # As CVekTable_RecordIndexField, with the column given by its handle. Null for a null column.
     "CVekTable_RecordField_B": (c_void_p, [POINTER(CVekTable), c_int, POINTER(CVekField)]),
-    # Describes in `block` the records from `row` on that can be handed out together, and returns their number:
+    # Describes in `block` the records from `row` on that can be returned together, and returns their number:
     # those that follow each other in the server's text and have the same number of values. A table of complete
     # records is usually one block. Nothing is copied; takes time in proportion to the records. Returns 0, with
     # the block zeroed, if there is no such record. All of a table:
@@ -894,7 +894,7 @@ PROTOTYPES = {
     # vtl_Packets, states, and fates with the time the request was held. Returns the number of bytes needed, and
     # writes them only if `room` suffices. 0 if the event is not recorded, or there is no memory.
     "CVekApi_RecordOf": (c_uint, [POINTER(CVekEvent), POINTER(c_char), c_uint]),
-    # Likewise for the bytes at the start of a recording.
+    # The bytes at the start of a recording. `out`, `room` and the result as for CVekApi_RecordOf.
     "CVekApi_RecordHeader": (c_uint, [POINTER(c_char), c_uint]),
     # A number in words. `what`: vst_...; `value`: vss_..., vsf_..., vsr_... or cvcs_...; `language`: 0 English,
     # 1 Traditional Chinese. UTF-8, valid as long as the library is loaded. "" for unknown numbers and for reason
