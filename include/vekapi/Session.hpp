@@ -36,7 +36,7 @@ namespace VekApi {
 // With vsd_Loop it must be destroyed on the thread that created it.
 class VekSession {
  public:
-  // Receives events; valid until it returns.
+  // Receives an event, which is valid until the function returns.
   using OnEvent = std::function<void(const CVekEvent&)>;
   // Receives the fate of one request.
   using Then = std::function<void(VekFate)>;
