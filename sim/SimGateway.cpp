@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "sim/SimGatewayLink.h"
+#include "sim/SimListen.h"
 
 namespace VekSim {
 
@@ -32,11 +33,7 @@ class SimGateway::Impl {
  public:
   explicit Impl(SimGatewayConfig config)
       : config_(std::move(config)), names_(config_.namePrefix + "-" + Unguessable() + "-"), acceptor_(io_) {
-    const tcp::endpoint at(asio::ip::make_address(config_.host), config_.port);
-    acceptor_.open(at.protocol());
-    if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));
-    acceptor_.bind(at);
-    acceptor_.listen();
+    ListenOn(acceptor_, config_.host, config_.port);
     port_ = acceptor_.local_endpoint().port();
     Accept();
     thread_ = std::thread([this] { io_.run(); });

@@ -17,6 +17,8 @@ constexpr std::string_view kFirstLine = "veksim orders 1\n";
 
 std::string ReadAll(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
+  if (in) in.peek();  // a directory can be opened, but not read
+  if (in.bad()) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
   return {std::istreambuf_iterator<char>(in), {}};
 }
 

@@ -6,6 +6,7 @@
 
 #include "sim/SimCore.h"
 #include "sim/SimFields.h"
+#include "sim/SimListen.h"
 
 namespace VekSim {
 
@@ -116,12 +117,8 @@ class SimPage::Visit : public std::enable_shared_from_this<Visit> {
 
 SimPage::SimPage(SimCore& core, const std::string& host, std::uint16_t port)
     : core_(core), acceptor_(core.io), token_(NewToken()) {
-  const tcp::endpoint at(asio::ip::make_address(host), port);
-  acceptor_.open(at.protocol());
-  if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));
-  acceptor_.bind(at);
-  acceptor_.listen();
-  loopback_ = at.address().is_loopback();
+  ListenOn(acceptor_, host, port);
+  loopback_ = acceptor_.local_endpoint().address().is_loopback();
   const bool bare = host.find(':') == std::string::npos;
   host_ = (bare ? host : "[" + host + "]") + ":" + std::to_string(acceptor_.local_endpoint().port());
   core_.watch = [this](const SimNote& note) { Watch(note); };

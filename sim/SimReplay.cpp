@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "sim/SimLink.h"
+#include "sim/SimListen.h"
 #include "sim/SimWire.h"
 
 namespace VekSim {
@@ -115,11 +116,7 @@ class SimReplay::Impl {
  public:
   Impl(SimRecording recording, SimReplayConfig config)
       : recording_(std::move(recording)), config_(std::move(config)), acceptor_(io_) {
-    const tcp::endpoint at(asio::ip::make_address(config_.host), config_.port);
-    acceptor_.open(at.protocol());
-    if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));
-    acceptor_.bind(at);
-    acceptor_.listen();
+    ListenOn(acceptor_, config_.host, config_.port);
     port = acceptor_.local_endpoint().port();
     asio::post(io_, [this] { Accept(); });
     thread_ = std::thread([this] { io_.run(); });

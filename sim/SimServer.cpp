@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "sim/SimListen.h"
 #include "sim/SimOrderFile.h"
 #include "sim/SimPage.h"
 #include "sim/SimSession.h"
@@ -146,11 +147,7 @@ class SimServer::Impl {
   }
 
   void Listen() {
-    const tcp::endpoint at(asio::ip::make_address(core.config.host), port_);
-    acceptor_.open(at.protocol());
-    if (VEKSIM_REUSE_ADDRESS) acceptor_.set_option(tcp::acceptor::reuse_address(true));
-    acceptor_.bind(at);
-    acceptor_.listen();
+    ListenOn(acceptor_, core.config.host, port_);
     port_ = acceptor_.local_endpoint().port();
   }
 

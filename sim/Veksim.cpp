@@ -108,7 +108,9 @@ void StartGateway(std::optional<SimGateway>& gateway, const SimServer& server, c
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
+  if (in) in.peek();  // a directory can be opened, but not read
+  if (in.bad() || !in.is_open())
+    throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
