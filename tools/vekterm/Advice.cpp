@@ -21,15 +21,24 @@ constexpr Remedy kRemedies[] = {
 #include "keeper/Reasons.def"
 };
 
+// They are written for pages, with `code` in backquotes and links as [words](page.md).
+std::string Plain(std::string text) {
+  std::erase(text, '`');
+  for (std::size_t from = 0; (from = text.find('[', from)) != std::string::npos; ++from) {
+    const std::size_t page = text.find("](", from);
+    const std::size_t end = text.find(')', page);
+    if (end == std::string::npos) break;
+    text.replace(from, end + 1 - from, "docs/" + text.substr(page + 2, end - page - 2));
+  }
+  return text;
+}
+
 }  // namespace
 
-// They are written for pages, with `code` in backquotes.
 std::string Advice(std::int32_t reason) {
   for (const Remedy& each : kRemedies) {
     if (each.reason != reason) continue;
-    std::string text = std::string(each.cause) + ' ' + each.remedy;
-    std::erase(text, '`');
-    return text;
+    return Plain(std::string(each.cause) + ' ' + each.remedy);
   }
   return {};
 }
