@@ -42,7 +42,7 @@ class Files {
   std::map<std::string, std::ofstream> files_;
 };
 
-// Shows a live link without delay.
+// Shows a live link without delay. Its recording survives a kill.
 class Flushing : public Output {
  public:
   explicit Flushing(std::ostream& out) : out_(out) {}
@@ -61,7 +61,10 @@ void AddOutputs(const Options& options, Files& files, Filter& filter) {
   if (options.file.empty()) filter.Add(std::make_unique<Flushing>(std::cout));
   if (options.stats) filter.Add(std::make_unique<Stats>(options.json ? std::cerr : std::cout));
   if (!options.chart.empty()) filter.Add(std::make_unique<Chart>(files.Open(options.chart)));
-  if (!options.record.empty()) filter.Add(std::make_unique<RecordingWriter>(files.Open(options.record)));
+  if (options.record.empty()) return;
+  std::ostream& recording = files.Open(options.record);
+  filter.Add(std::make_unique<RecordingWriter>(recording));
+  if (options.file.empty()) filter.Add(std::make_unique<Flushing>(recording));
 }
 
 void ReadFile(const Options& options, Filter& filter) {

@@ -19,7 +19,7 @@ void Recorder::Add(const CVekEvent& event) {
 }
 
 void Recorder::Write(std::uint32_t size) {
-  file_.write(bytes_.data(), size);
+  file_.write(bytes_.data(), size).flush();
 }
 
 void Recorder::Close() {

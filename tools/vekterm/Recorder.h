@@ -8,6 +8,7 @@
 
 namespace VekTerm {
 
+// Every record is in the file at once: it can be looked at while the session goes on, and survives a kill.
 class Recorder : public EventSink {
  public:
   // Throws std::runtime_error if the file cannot be written.
