@@ -37,7 +37,8 @@ std::string What(const Item& item) {
     case Kind::LinkEnd:
       return "=== link ended: " + OneLine(item.text);
     case Kind::State:
-      return fmt::format("=== state {} ({}) {}", *item.state, StateName(*item.state), OneLine(item.text));
+      return fmt::format("=== state {} ({}){}{}", *item.state, StateName(*item.state),
+                         item.text.empty() ? "" : " ", OneLine(item.text));
     case Kind::Note:
       return "*** " + OneLine(item.text);
   }
