@@ -1,5 +1,6 @@
 #include "keeper/Records.h"
 
+#include <string>
 #include <string_view>
 
 #include "keeper/Words.h"
@@ -50,7 +51,7 @@ std::string RecordOfState(const CVekEvent& event) {
   const std::string why = Why(event);
   switch (event.state) {
     case vss_Connecting:
-      return Record(head, ERecord::LinkUp, why);
+      return Record(head, ERecord::LinkUp, "application to endpoint " + std::to_string(event.endpoint));
     case vss_SigningOn:
       head.state = vcs_Connected;
       return Record(head, ERecord::State, why);

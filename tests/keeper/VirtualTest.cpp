@@ -548,6 +548,9 @@ TEST_F(Kept, RecordsItsPackets) {
     const std::string content(record + bytes.size(), head->length);
     EXPECT_EQ(bytes.size() + head->length, length);
     EXPECT_EQ(content.find("secret"), std::string::npos);
+    if (head->kind == VekApi::ERecord::LinkUp) {
+      EXPECT_EQ(content, "application to endpoint 0");
+    }
     const bool isPacket = head->kind == VekApi::ERecord::Packet;
     const auto packets =
         isPacket ? Split(content) : std::vector<Packet>(1, {static_cast<int>(head->kind), ""});

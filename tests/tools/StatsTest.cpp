@@ -29,6 +29,7 @@ void Play(Decoder& decoder) {
   decoder.OnLinkUp(1, {now, now}, "client<1> to server & co");
   packet(Side::Server, vektest::ConnectResult(false, {}));
   packet(Side::Server, vektest::SgnResult());
+  decoder.OnState(1, {now, now}, VekApi::vcs_ApReady, "");  // as the library records it besides
   for (int i = 1; i <= 100; ++i)
     packet(Side::Client, vektest::Message(128, "w" + std::to_string(i) + " products\n"));
   for (int i = 100; i >= 1; --i)

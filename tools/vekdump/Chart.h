@@ -33,6 +33,7 @@ class Chart : public Output {
     std::string title;
     std::vector<Row> rows;
     std::uint64_t leftOut = 0;
+    std::optional<std::int32_t> state;  // the last one
   };
   class Drawing;
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr double kWidth = 1120;
 constexpr double kClientX = 390;
-constexpr double kServerX = 980;
+constexpr double kServerX = 1060;
 constexpr double kMiddleX = (kClientX + kServerX) / 2;
 constexpr double kTimeX = 20;
 constexpr double kStateX = 372;

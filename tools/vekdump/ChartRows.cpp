@@ -10,7 +10,8 @@ namespace VekDump {
 namespace {
 
 constexpr std::size_t kMostRows = 2000;
-constexpr std::size_t kLongestLabel = 60;
+constexpr std::size_t kLongestLabel = 76;
+constexpr std::size_t kLongestTimed = 60;  // with a round trip behind it
 // Up to this many packets of a kind in a row are drawn one by one.
 constexpr std::size_t kAlone = 3;
 
@@ -23,10 +24,10 @@ std::string Detail(const Item& item) {
   return {};
 }
 
-std::string Label(const Item& item) {
+std::string Label(const Item& item, std::size_t longest) {
   const std::string detail = item.kind == Kind::Packet ? Detail(item) : item.text;
   const std::string text = item.name + (item.name.empty() || detail.empty() ? "" : " ") + OneLine(detail);
-  const std::string_view front = Front(text, kLongestLabel);
+  const std::string_view front = Front(text, longest);
   const std::string* const requests = item.from == Side::Client ? FieldOf(item, "requests") : nullptr;
   return std::string(front) + (front.size() < text.size() ? " ..." : "") +
          (requests == nullptr || *requests == "1" ? "" : ", " + *requests + " requests");
@@ -47,9 +48,13 @@ bool Chart::Joins(const Panel& panel, const Row& row) {
 
 void Chart::Show(const Item& item) {
   Panel& panel = panels_[item.link];
-  Row row{item.kind, item.from, item.at, item.at, 1, item.name, Label(item), item.state};
+  // Recordings of the library state what its packets have shown.
+  if (item.kind == Kind::State && item.text.empty() && item.state == panel.state) return;
+  if (item.state) panel.state = item.state;
   std::int64_t longestNs = -1;
   roundTrips_.Add(item, [&](const Answered& answered) { longestNs = std::max(longestNs, answered.tookNs); });
+  Row row{item.kind, item.from, item.at, item.at, 1, item.name, "", item.state};
+  row.label = Label(item, longestNs >= 0 ? kLongestTimed : kLongestLabel);
   if (longestNs >= 0) row.label += ", after " + Duration(longestNs);
   if (item.kind == Kind::LinkUp) panel.title = OneLine(item.text);
   if (Joins(panel, row)) {
