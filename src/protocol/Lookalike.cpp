@@ -63,7 +63,8 @@ ELooks LooksLike(std::string_view start) {
   }
   if (start[0] == 0x15 || start[0] == 0x16) return IfTls(start);
   for (const ELooks looks :
-       {IfStarts(start, "HTTP/1.", ELooks::Http), IfStarts(start, "SSH-", ELooks::Ssh)}) {
+       {IfStarts(start, "HTTP/1.", ELooks::Http), IfStarts(start, "<!DOCTYPE", ELooks::Http),
+        IfStarts(start, "SSH-", ELooks::Ssh)}) {
     if (looks != ELooks::Ours) return looks;
   }
   return IfText(start);

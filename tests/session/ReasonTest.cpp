@@ -42,6 +42,8 @@ TEST_F(ReasonTest, OtherProtocolsAreTold) {
   } cases[] = {
       {"HTTP/1.1 400 Bad Request\r\nServer: x\r\n", vsr_LooksHttp, "Not this protocol: an HTTP answer",
        "an HTTP answer: HTTP/1"},
+      {"<!DOCTYPE HTML>\n<html>", vsr_LooksHttp, "Not this protocol: an HTTP answer",
+       "an HTTP answer: <!DOC"},
       {kAlert, vsr_LooksTls, "Not this protocol: TLS", "TLS"},
       {kHello, vsr_LooksTls, "Not this protocol: TLS", "TLS"},
       {"SSH-2.0-OpenSSH_9.2\r\n", vsr_LooksSsh, "Not this protocol: an SSH server's greeting",
