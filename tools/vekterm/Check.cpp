@@ -29,8 +29,10 @@ class Check : private EventSink {
     try {
       address_ = ReachServer(options_, steps_);
       Client client(options_, silent_, this);
-      steps_.Do("connect request", [&] { return ConnectRequest(client, password); });
-      steps_.Do("sign-on", [&] { return SignOn(client); });
+      steps_.Do(
+          "connect request", [&] { return ConnectRequest(client, password); }, connectNs_);
+      steps_.Do(
+          "sign-on", [&] { return SignOn(client); }, signOnNs_);
       steps_.Do("round trips", [&] { return RoundTrips(client); });
       steps_.Do("heartbeat", [&] { return Heartbeat(client); });
       if (median_ > options_.slowMs * std::int64_t{1'000'000})
@@ -114,10 +116,20 @@ class Check : private EventSink {
     const bool out = (event.flags & vsg_Outbound) != 0;
     if (event.kind == vse_Trace && event.code == 1 && out) ++beats_;
     if (event.kind != vse_State) return;
-    if (event.state == vss_SigningOn) accepted_ = true;
+    Time(event);
     if (event.reason == 0 || end_ != 0) return;
     end_ = event.cause != 0 ? event.cause : event.reason;
     detail_ = VekApi::ToUtf8(event.detail);
+  }
+
+  // Several states may be delivered together.
+  void Time(const CVekEvent& event) {
+    const bool answers = event.state == vss_Up || event.state == vss_Refused;
+    if (event.state == vss_Connecting) connectingNs_ = event.atNs;
+    if (answers && accepted_ && signOnNs_ == 0) signOnNs_ = event.atNs - connectingNs_ - connectNs_;
+    if (event.state != vss_SigningOn || accepted_) return;
+    accepted_ = true;
+    connectNs_ = event.atNs - connectingNs_;
   }
 
   const Options& options_;
@@ -128,6 +140,9 @@ class Check : private EventSink {
   bool accepted_ = false;
   std::int32_t end_ = 0;  // why the link ended
   std::string detail_;
+  std::int64_t connectingNs_ = 0;  // when it began to connect
+  std::int64_t connectNs_ = 0;
+  std::int64_t signOnNs_ = 0;
   std::int64_t median_ = 0;
   int beats_ = 0;  // heartbeats sent
 };

@@ -23,12 +23,15 @@ class Steps {
 
   void Tell(const char* name, bool good, std::int64_t ns, const std::string& text, EExit code = kDone);
 
-  // Prints the result of `work`, or the Fault that it throws.
+  // Prints the result of `work`, or the Fault that it throws. `work` may set `tookNs` to the duration of what
+  // happens on another thread; while it is 0 the step took as long as `work`.
   template <class Work>
-  void Do(const char* name, Work work) {
+  void Do(const char* name, Work work, const std::int64_t& tookNs = 0) {
     using std::chrono::steady_clock;
     const auto begin = steady_clock::now();
-    const auto since = [&] { return std::chrono::nanoseconds(steady_clock::now() - begin).count(); };
+    const auto since = [&]() -> std::int64_t {
+      return tookNs != 0 ? tookNs : std::chrono::nanoseconds(steady_clock::now() - begin).count();
+    };
     try {
       const std::string found = work();
       Tell(name, true, since(), found);
