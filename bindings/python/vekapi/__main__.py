@@ -8,6 +8,7 @@ import argparse
 import getpass
 import io
 import sys
+import threading
 import unicodedata
 from typing import Iterable, Iterator, List, Optional
 
@@ -27,27 +28,36 @@ def _lines(records: Iterable[Iterable[str]]) -> Iterator[str]:
         yield "  ".join(value + " " * (width - _width(value)) for value, width in zip(row, widths)).rstrip()
 
 
+_output = threading.Lock()
+
+
+def _say(text: str) -> None:
+    """Whole lines: events are printed on the link's thread."""
+    with _output:
+        sys.stdout.write(text + "\n")
+        sys.stdout.flush()
+
+
 def _print_table(table: Table) -> None:
-    print(f"{table.name or '(no name)'}: {len(table)} records")
-    for line in _lines([table.names, *table.tuples()]):
-        print("  " + line)
+    head = f"{table.name or '(no name)'}: {len(table)} records"
+    _say("\n  ".join([head, *_lines([table.names, *table.tuples()])]))
 
 
 def _run(session: BlockingSession, line: str, timeout: Optional[float]) -> None:
     if line.startswith("!"):
         fate = session.send(line[1:].replace("\\n", "\n"), timeout=timeout)
-        print(fate, fate.text.replace("\1", " "))
+        _say(f"{fate} " + fate.text.replace("\1", " "))
         return
     try:
         for table in session.query(line, timeout=timeout):
             _print_table(table)
     except NotAnswered as error:
-        print(error)
+        _say(str(error))
 
 
 def _print_event(event: Event) -> None:
     told = "" if event.result else event.text.replace("\1", " ")
-    print(*filter(None, (str(event), told)), flush=True)
+    _say(" ".join(filter(None, (str(event), told))))
 
 
 def _entered() -> Iterator[str]:
