@@ -54,7 +54,6 @@ need_for_programs() {
   need libfmt-dev "text formatting in the programs"
   need nlohmann-json3-dev "JSON in the programs"
   need libasio-dev "sockets of the simulated server"
-  need nlohmann-json3-dev "JSON in the programs"
   [[ $1 == windows ]] || need libedit-dev "line editing in the terminal client"
   [[ $1 == windows ]] && need g++-mingw-w64-x86-64-posix "cross compiler for Windows"
   return 0

@@ -77,6 +77,12 @@ read_test_arguments() {
   if [[ -n $quick ]]; then tested=(linux); else tested=("${presets[@]}"); fi
 }
 
+need_for_page() {
+  need chromium "shows the simulated server's page"
+  need chromium-driver "clicks its buttons"
+  need python3-selenium "tells it what to click"
+}
+
 dev_test() {
   local tested pattern quick preset start=$SECONDS report=("$root/scripts/test_report.py")
   read_test_arguments "$@"
@@ -86,6 +92,7 @@ dev_test() {
     need_for_run "$preset"
     [[ -n $quick ]] || { need_for_languages "$preset" && need_for_consumers "$preset"; }
     [[ -n $quick || $preset == windows ]] || need tshark "tries the Wireshark dissector"
+    [[ -n $quick || $preset != linux ]] || need_for_page
   done
   need_install
   for preset in "${tested[@]}"; do test_preset "$preset"; done
