@@ -11,27 +11,34 @@ file(GLOB_RECURSE vekapi_sources CONFIGURE_DEPENDS
 list(FILTER vekapi_sources EXCLUDE REGEX "/platform/os/(posix|win32)/")
 file(GLOB os_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/platform/os/${os_name}/*.cpp)
 
-# Sources compiled separately: <windows.h> replaces names of ours with macros, and the simulator uses some of
-# the others.
-set(apart ${os_sources})
-if(NOT WIN32)
-  list(FILTER apart INCLUDE REGEX "/(NamedMapping|NamedEvent|Clock|SharedObject)\\.cpp$")
+# Shared memory and the clock, compiled once for the library and for the simulator, which uses nothing else of it.
+set(shared_os_sources ${os_sources})
+list(FILTER shared_os_sources INCLUDE REGEX "/(NamedMapping|NamedEvent|Clock|SharedObject)\\.cpp$")
+add_library(os_shared OBJECT ${shared_os_sources})
+set(own_os_sources ${os_sources})
+list(REMOVE_ITEM own_os_sources ${shared_os_sources})
+if(WIN32)
+  # <windows.h> replaces names of ours with macros.
+  set_source_files_properties(${own_os_sources} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  set_target_properties(os_shared PROPERTIES UNITY_BUILD OFF)
 endif()
-set_source_files_properties(${apart} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 
-add_library(vekapi_objects OBJECT ${vekapi_sources} ${os_sources})
+add_library(vekapi_objects OBJECT ${vekapi_sources} ${own_os_sources})
 target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
-target_include_directories(vekapi_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
-target_link_libraries(vekapi_objects PRIVATE vekapi_options)
-set_target_properties(vekapi_objects PROPERTIES UNITY_BUILD_BATCH_SIZE 20
-  POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON C_VISIBILITY_PRESET hidden)
+target_include_directories(vekapi_objects PUBLIC ${PROJECT_SOURCE_DIR}/include)
+foreach(objects vekapi_objects os_shared)
+  target_include_directories(${objects} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(${objects} PRIVATE vekapi_options)
+  set_target_properties(${objects} PROPERTIES UNITY_BUILD_BATCH_SIZE 20
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON C_VISIBILITY_PRESET hidden)
+endforeach()
 
 set(vekapi_system_libraries Threads::Threads)
 if(WIN32)
   list(APPEND vekapi_system_libraries ws2_32 winmm oleaut32)
 endif()
 
-add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_objects>)
+add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
 add_library(VekApi::vekapi ALIAS vekapi)
 target_include_directories(vekapi PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
 target_compile_features(vekapi INTERFACE cxx_std_17)
@@ -46,7 +53,8 @@ else()
 endif()
 include(cmake/exports.cmake)
 
-add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:vekapi_objects>)
+add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL
+  $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
 target_compile_definitions(vekapi_inside PUBLIC VEKAPI_STATIC)
 target_include_directories(vekapi_inside PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(vekapi_inside PUBLIC vekapi_options ${vekapi_system_libraries})

@@ -18,7 +18,7 @@ target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_C
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
   # Only the library is worth the time of the optimiser and, except when fuzzing, of UndefinedBehaviorSanitizer.
-  set(is_library $<STREQUAL:$<TARGET_PROPERTY:NAME>,vekapi_objects>)
+  set(is_library $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_objects$<SEMICOLON>os_shared>)
   target_compile_options(vekapi_options INTERFACE
     -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 $<IF:${is_library},-O1,-O0>)
   if(VEKAPI_SANITIZE MATCHES undefined AND NOT VEKAPI_FUZZ)

@@ -82,7 +82,7 @@ demo_session() {
   start_simulator "$1" || return 1
   setting=127.0.0.1:$port
   if [[ ${2:-} == shm ]]; then start_gateway "$1" || status=1; fi
-  ((status)) || { example "$1" minimal "$setting" && example "$1" session --server "$setting"; } || status=$?
+  ((status)) || { example "$1" minimal "$setting" && example "$1" session "$setting"; } || status=$?
   stop_gateway
   stop_simulator || {
     status=$?

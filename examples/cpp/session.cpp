@@ -3,7 +3,6 @@
 // every step succeeded within its time limit.
 #include <fmt/core.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
 #include <deque>
@@ -24,8 +23,8 @@ struct Options {
   std::string account;
   std::string password = "secret";
   std::string newPassword = "changed";
-  int limitSeconds = 30;
-  int orders = 5;  // number of orders the server accepts per interval, in milliseconds:
+  int limitSeconds = 30;  // per step
+  int orders = 5;         // number of orders the server accepts per interval, in milliseconds:
   int perMs = 200;
 };
 
@@ -177,22 +176,24 @@ class Session {
   std::string workId_;
 };
 
+// Options from the command line; those not given keep their value.
+bool Read(Options& options, int argc, char** argv) {
+  std::string* const values[] = {&options.server, &options.user, &options.password, &options.newPassword};
+  if (argc > 1 + static_cast<int>(std::size(values)) || (argc > 1 && argv[1][0] == '-')) return false;
+  for (int i = 1; i < argc; ++i) *values[i - 1] = argv[i];
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   Options options;
-  CLI::App app("Example client: a complete session with an order-routing server");
-  app.add_option("--server", options.server, "HOST:PORT, or a setting that starts with a colon")
-      ->capture_default_str();
-  app.add_option("--user", options.user, "User identity, first part")->capture_default_str();
-  app.add_option("--account", options.account, "User identity, second part");
-  app.add_option("--password", options.password, "Password")->capture_default_str();
-  app.add_option("--new-password", options.newPassword, "Password to change to")->capture_default_str();
-  app.add_option("--orders", options.orders, "Orders the server accepts within --per-ms")
-      ->capture_default_str();
-  app.add_option("--per-ms", options.perMs, "Milliseconds")->capture_default_str();
-  app.add_option("--limit", options.limitSeconds, "Time limit per step in seconds")->capture_default_str();
-  CLI11_PARSE(app, argc, argv);
+  if (!Read(options, argc, argv)) {
+    Say("usage: session [SERVER [USER [PASSWORD [NEW-PASSWORD]]]]\n"
+        "A complete session with an order-routing server, which ends with a change of the password.\n"
+        "SERVER is HOST:PORT, 127.0.0.1:9000 if not given, or a setting that starts with a colon.\n");
+    return 2;
+  }
 
   PrepareTerminal();
   const bool done = Session(options).Run();
