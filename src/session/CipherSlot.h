@@ -1,26 +1,27 @@
 #pragma once
 
 #include <mutex>
-#include <utility>
 
 #include "platform/os/Mutex.h"
+#include "platform/runtime/Ref.h"
 #include "protocol/Cipher.h"
+#include "session/TWire.h"
 
 namespace VekApi {
 
-// Holds the cipher used by senders: changed inside the session's context, read by any thread.
+// The cipher and the wire used by senders: changed inside the session's context, read by any thread under the
+// mutex.
 struct TCipherSlot {
   Dova::Os::TMutex mutex;
   TCipher cipher;
+  Dstl::wise_ref<const TWire> wire;  // null if no link accepts packets
 
   TCipher Get() {
     const std::lock_guard lock(mutex);
     return cipher;
   }
-  void Set(TCipher next) {
-    const std::lock_guard lock(mutex);
-    std::swap(cipher, next);
-  }
+  // Throws std::bad_alloc, without a change, if there is a wire.
+  void Set(TCipher next);
 };
 
 }  // namespace VekApi

@@ -20,14 +20,16 @@ void VekClient::TImpl::SetLink(Dstl::wise_ref<TLink> link) {
 }
 
 void VekClient::TImpl::LetSend(TLink& link) {
+  if (link_.get() != &link) return;
+  auto wire = Dstl::make_ref<const TWire>(link_, link.Mes(), slot_->cipher);
   const std::lock_guard lock(slot_->mutex);
-  if (link_.get() == &link) mes_ = link.Mes();
+  std::swap(slot_->wire, wire);
 }
 
 void VekClient::TImpl::Silence(TLink& link) {
-  Dstl::wise_ref<Dova::TMesBase> mes;
+  Dstl::wise_ref<const TWire> wire;
   const std::lock_guard lock(slot_->mutex);
-  if (link_.get() == &link) std::swap(mes_, mes);
+  if (link_.get() == &link) std::swap(slot_->wire, wire);
 }
 
 TWhy VekClient::TImpl::Why() {

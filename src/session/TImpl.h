@@ -14,6 +14,7 @@
 #include "session/CipherSlot.h"
 #include "session/LinkReason.h"
 #include "session/TPacketTap.h"
+#include "session/TWire.h"
 #include "session/Texts.h"
 #include "shmem/TCoreRun.h"
 #include "vekapi/VekClient.h"
@@ -44,11 +45,7 @@ class VekClient::TImpl : public TRequestPort {
   bool SendPk(char* packet, int length);
 
   bool SendRequest(int msgCode, char* buffer, unsigned length) override;
-  // For a caller that tracks what is sent and has already read the clock.
-  struct TSendNote {
-    Dova::Os::TTime now;
-    std::uint64_t at;  // out: its offset in the link's stream (TMesBase::SendAt)
-  };
+  using TSendNote = VekApi::TSendNote;
   bool SendRequest(int msgCode, char* buffer, unsigned length, TSendNote* note);
 
   // Null for plain clients. Set before the first link; must outlive the last one.
@@ -91,16 +88,15 @@ class VekClient::TImpl : public TRequestPort {
   // Called before a client's last event. Nothing of the client reaches the tap afterwards.
   void EndTap(const VekClient& client);
 
-  // Called by the current link to permit or forbid senders to use its messenger.
+  // Called by the current link to permit (throws std::bad_alloc) or forbid senders to use its messenger.
   void LetSend(TLink& link);
   void Silence(TLink& link);
 
  private:
-  struct TWire;
-
   ~TImpl() override;
 
-  TWire Wire();
+  // Null if no link accepts packets.
+  Dstl::wise_ref<const TWire> Wire();
   void SetLink(Dstl::wise_ref<TLink> link);
 
   Dova::TCoreRunRef coreRun_;
@@ -113,7 +109,6 @@ class VekClient::TImpl : public TRequestPort {
   // The slot's mutex guards the members below, so that senders get a consistent snapshot.
   const std::shared_ptr<TCipherSlot> slot_;
   Dstl::wise_ref<TLink> link_;  // changed only inside the context
-  Dstl::wise_ref<Dova::TMesBase> mes_;
   TWhy why_;
 };
 

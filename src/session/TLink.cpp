@@ -115,7 +115,11 @@ void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
   mes->Send(connectPk_.data(), static_cast<int>(connectPk_.size()));
   if (Over()) return;
   recvCount_.store(0);
-  impl_.LetSend(*this);
+  try {
+    impl_.LetSend(*this);
+  } catch (const std::bad_alloc&) {
+    End(vcs_LinkBroken, kTextNoMemory, vsr_NoMemory);
+  }
 }
 
 void TLink::OnMesLinkError(Dova::TMesBase* mes, const std::string& reason) {

@@ -63,6 +63,25 @@ TEST_F(LinkLifeTest, ServerThatFallsSilentTimesOut) {
   EXPECT_EQ(recorder.Take(), Lines{"report late"}) << "the link itself is not closed";
 }
 
+// Also of sends that share a tick of the system's clock.
+TEST_F(LinkLifeTest, HeartbeatComesAPeriodAfterTheLastSend) {
+  time.tickMs = 16;
+  SignOn();
+  std::string packet = Pack(200, "");
+  for (int ms = 0; ms < 100; ++ms) {
+    client->SendPk(packet.data(), 3);
+    mes->TakeSent();
+    time.Advance(kPeriodMs - 1);
+    EXPECT_EQ(mes->TakeSent(), "") << ms;
+    FromServer(Pack(1, ""));
+    client->SendPk(packet.data(), 3);
+    time.Advance(1);
+  }
+  mes->TakeSent();
+  time.Advance(kPeriodMs + time.tickMs - 1);
+  EXPECT_EQ(mes->TakeSent(), Pack(1, ""));
+}
+
 TEST_F(LinkLifeTest, SendsTakeAllOrNothing) {
   SignOn();
   std::string request(5 + 4091, 'r');

@@ -32,6 +32,10 @@ std::int64_t MonotonicNs() noexcept {
   return Scheduler::Current() ? Scheduler::Current()->Now() : 0;
 }
 
+std::int64_t Tick() noexcept {
+  return MonotonicNs() / (kTickMs * vektest::kMs);
+}
+
 void SleepMs(unsigned ms) noexcept {
   Scheduler::Current()->Sleep(ms * vektest::kMs);
 }

@@ -16,6 +16,8 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
   ~TVirtualTimerQueue() override { Replace(nullptr); }
 
   Dova::Os::TTime Now() const noexcept override { return now_.load(); }
+  std::int64_t Tick() const noexcept override { return NowNs() / (tickMs > 0 ? tickMs * 1'000'000 : 1); }
+  unsigned TickMs() const noexcept override { return tickMs; }
   std::int64_t NowNs() const noexcept { return Now().time_since_epoch().count(); }
 
   // Advances the time and runs all expiries due, including those armed by expiries for a time within it.
@@ -24,6 +26,8 @@ class TVirtualTimerQueue final : public Dova::TTimerQueue {
 
   // The computer sleeps: timers due meanwhile expire late, when the time is advanced next.
   void Sleep(unsigned ms) { MoveTo(Now() + std::chrono::milliseconds(ms)); }
+
+  unsigned tickMs = 0;
 
   // How often a timer expired.
   std::size_t Expiries() const { return expiries_; }

@@ -9,6 +9,10 @@ namespace Dova::Os {
 // Nanoseconds of a monotonic clock with an arbitrary origin.
 std::int64_t MonotonicNs() noexcept;
 
+// A number that changes every few milliseconds, at least every kTickMs; much cheaper to read than the clock.
+std::int64_t Tick() noexcept;
+inline constexpr unsigned kTickMs = 16;
+
 // The same clock as a std::chrono clock.
 struct TClock {
   using duration = std::chrono::nanoseconds;

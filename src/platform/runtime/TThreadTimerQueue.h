@@ -27,6 +27,8 @@ class TThreadTimerQueue final : public TTimerQueue {
   static TThreadTimerQueue& Instance() noexcept;
 
   Os::TTime Now() const noexcept override;
+  std::int64_t Tick() const noexcept override { return Os::Tick(); }
+  unsigned TickMs() const noexcept override { return Os::kTickMs; }
 
   // Retries to start a missing thread; true if it is still missing.
   static bool AskForThread() noexcept;

@@ -22,6 +22,14 @@ void TTimerBase::StartFrom(Os::TTime now, unsigned ms) noexcept {
   if (queued_.load() > due || queue_.LacksThread()) queue_.Arm(*this);
 }
 
+void TTimerBase::Postpone(unsigned ms) noexcept {
+  const std::int64_t tick = queue_.Tick();
+  const bool isNew = postponedTick_.load(std::memory_order_relaxed) != tick;
+  if (!isNew && due_.load(std::memory_order_relaxed) != Os::kNever) return;
+  Start(ms + queue_.TickMs());
+  postponedTick_.store(tick, std::memory_order_relaxed);
+}
+
 void TTimerBase::Close() noexcept {
   if (closed_) return;
   closed_ = true;

@@ -31,6 +31,10 @@ class TTimerBase {
   // The same from a time that the caller has just asked the queue for.
   void StartFrom(Os::TTime now, unsigned ms) noexcept;
 
+  // Start for a timer that is postponed often, always by the same `ms`: once per tick of the system is enough
+  // (Os::Tick). The time counts from the last call or the end of its tick.
+  void Postpone(unsigned ms) noexcept;
+
   // Cancels the request. An expiry that has begun, or is just beginning on another thread, still runs.
   void Stop() noexcept { due_.store(Os::kNever); }
 
@@ -59,6 +63,7 @@ class TTimerBase {
   const unsigned generation_ = Os::ProcessGeneration();
   // Requested expiry time. Written without a lock; TTimerQueue.cpp explains how the two atomics interact.
   std::atomic<Os::TTime> due_{Os::kNever};
+  std::atomic<std::int64_t> postponedTick_{-1};
   // When the queue will check this timer, Os::kNever if it will not. Written under the queue's lock.
   std::atomic<Os::TTime> queued_{Os::kNever};
   // Guarded by the queue's lock:

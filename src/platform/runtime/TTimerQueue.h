@@ -26,6 +26,10 @@ class TTimerQueue {
 
   virtual Os::TTime Now() const noexcept = 0;
 
+  // A number that changes with the time, at least every TickMs.
+  virtual std::int64_t Tick() const noexcept { return Now().time_since_epoch().count(); }
+  virtual unsigned TickMs() const noexcept { return 0; }
+
  protected:
   using TLock = std::unique_lock<Os::TMutex>;
   // A running expiry; lives on the stack of its thread.

@@ -23,4 +23,8 @@ std::int64_t MonotonicNs() noexcept {
   return seconds * 1'000'000'000 + rest * 1'000'000'000 / perSecond;
 }
 
+std::int64_t Tick() noexcept {
+  return static_cast<std::int64_t>(GetTickCount64());
+}
+
 }  // namespace Dova::Os

@@ -1,0 +1,36 @@
+#include "session/TWire.h"
+
+#include <utility>
+
+#include "session/CipherSlot.h"
+#include "session/TLink.h"
+
+namespace VekApi {
+
+TWire::TWire(const Dstl::wise_ref<TLink>& itsLink, const Dstl::wise_ref<Dova::TMesBase>& itsMes,
+             const TCipher& itsCipher)
+    : link(itsLink), mes(itsMes), cipher(itsCipher) {}
+
+TWire::~TWire() = default;
+
+bool TWire::Send(const char* packets, int length, TSendNote* note) const {
+  const int taken = note ? mes->SendAt(packets, length, note->at) : mes->Send(packets, length);
+  if (note) {
+    link->OnSentAt(note->now);
+  } else {
+    link->OnSent();
+  }
+  if (taken != length) link->TapRefused();
+  return taken == length;
+}
+
+// Only this thread, inside the context, changes the wire.
+void TCipherSlot::Set(TCipher next) {
+  Dstl::wise_ref<const TWire> changed;
+  if (wire) changed = Dstl::make_ref<const TWire>(wire->link, wire->mes, next);
+  const std::lock_guard lock(mutex);
+  std::swap(cipher, next);
+  std::swap(wire, changed);
+}
+
+}  // namespace VekApi
