@@ -28,16 +28,12 @@ export_sources() {
 
 package_version() { sed -n 's/^project(vekapi VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt; }
 
-# once NAME COMMAND...: at most once per run. If the command fails, its log is shown.
+# once NAME COMMAND...: at most once per run.
 once() {
   local mark=$packages/done-$1
   [[ ! -e $mark ]] || return 0
   mkdir -p "$packages"
-  "${@:2}" >"$packages/$1.log" 2>&1 || {
-    tail -n 100 "$packages/$1.log"
-    return 1
-  }
-  touch "$mark"
+  logged "$packages/$1.log" "${@:2}" && touch "$mark"
 }
 
 # Keeps names of directories out of the output; MinGW's linker is told to write no time into the file.
@@ -46,8 +42,8 @@ configure_tree() {
   [[ $1 != windows ]] || system=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DVEKAPI_PROGRAMS=ON
     -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-insert-timestamp -DCMAKE_EXE_LINKER_FLAGS=-Wl,--no-insert-timestamp)
   # shellcheck disable=SC2046
-  cmake -G Ninja -S "$packages/source" -B "$packages/$1/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVEKAPI_TESTS=OFF \
-    -DVEKAPI_BENCH=OFF -DVEKAPI_EXAMPLES=OFF -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_C_FLAGS="$flags" \
+  cmake -G Ninja -S "$packages/source" -B "$packages/$1/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_UNITY_BUILD=ON \
+    -DVEKAPI_TESTS=OFF -DVEKAPI_BENCH=OFF -DVEKAPI_EXAMPLES=OFF -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_C_FLAGS="$flags" \
     -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_DOCDIR=doc "${system[@]}" $(compiler_cache)
 }
 
@@ -107,10 +103,7 @@ make_deb() {
   cp -a packaging/debian "$at/debian"
   printf 'vekapi (%s) unstable; urgency=medium\n\n  * See CHANGELOG.md.\n\n -- VekApi developers <vekapi@localhost>  %s\n' \
     "$version" "$(date -u -R -d "@$SOURCE_DATE_EPOCH")" >"$at/debian/changelog"
-  (cd "$at" && VEKAPI_CMAKE_OPTIONS=$(compiler_cache) dpkg-buildpackage -us -uc -b >"$packages/deb/log" 2>&1) || {
-    tail -n 60 "$packages/deb/log"
-    return 1
-  }
+  (cd "$at" && VEKAPI_CMAKE_OPTIONS=$(compiler_cache) logged "$packages/deb/log" dpkg-buildpackage -us -uc -b) || return 1
   cp "$packages"/deb/*.deb "$made"
 }
 
