@@ -102,8 +102,8 @@ terminal_in_python() {
   { python_terminal <<<wrong 2>&1 || true; } | grep '^not connected: the server refused the sign-on: 使用者'
 }
 
-# The example in the module's own documentation, verbatim except for the server's address.
-python_shown() { with_simulator linux python3 tests/bindings/shown.py; }
+# The examples in the module's own documentation, verbatim except for the server's address.
+python_shown() { with_simulator linux python3 tests/bindings/shown.py build/linux/libvekapi.so; }
 
 # compile_csharp NAME SOURCE [OPTION...]: with everything that depends on the platform. A public member without
 # documentation is an error.
@@ -144,7 +144,8 @@ headers_with_clang() {
   done
 }
 
-sessions_python() { with_simulator linux python3 tests/bindings/sessions.py build/linux/libvekapi.so; }
+# With Debian's Python, for which there may be pandas.
+sessions_python() { with_simulator linux /usr/bin/python3 tests/bindings/sessions.py build/linux/libvekapi.so; }
 
 trader_python() {
   launch_as linux

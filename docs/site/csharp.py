@@ -6,7 +6,7 @@ TYPE = re.compile(r"^    public (?:sealed |static |abstract |partial )*(class|en
 MEMBER = re.compile(r"^        (?:(?:public|protected) (?!override )(?:async )?|(?=[A-Z]\w*(?: = .*)?,?(?: +//.*)?$))(.*)")
 COMMENT = re.compile(r"^ +//(/?) ?(.*)")
 TAG = re.compile(r"</?(?:summary|remarks|returns)>|<param name=\"(\w+)\">|</param>")
-LISTED = ("VekSession.cs", "VekEventStream.cs", "VekSessionValues.cs", "VekResults.cs", "VekObjects.cs", "VekApi.cs")
+LISTED = ("VekSession.cs", "VekEventStream.cs", "VekSessionValues.cs", "VekResults.cs", "VekObjects.cs", "VekOwned.cs", "VekApi.cs")
 ENUMS = "VekApi.Declarations.cs"
 
 

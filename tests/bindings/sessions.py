@@ -6,12 +6,14 @@ that exit, or are interrupted, with requests held.
 """
 
 import asyncio
+import importlib.util
 import os
 import pathlib
 import signal
 import subprocess
 import sys
 import threading
+import types
 from decimal import Decimal
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bindings/python"))
@@ -59,6 +61,12 @@ def read(result, block):
     assert table[1:] == table.to_dicts()[1:] == table.rows()[1:] and table[-1][0] == cells[-1][0], table[1:]
     assert table[0].decimal("Last") == table.decimals("Last")[0] == Decimal(cells[0][table.names.index("Last")])
     assert "products" in result and "nothing" not in result and table[0]["Name"] == "臺股期貨", table[0]
+    if importlib.util.find_spec("pandas"):
+        frame = table.to_pandas(decimals=["Last"])
+        assert list(frame.columns) == list(table.names) and list(frame["Name"]) == table.column("Name"), frame
+        assert frame.to_dict("records") == table.to_dicts(decimals=["Last"]), frame
+        hollow = types.SimpleNamespace(names=("A", "B"), tuples=lambda: [()])  # a record before its columns
+        assert vekapi.Table.to_pandas(hollow).to_dict("records") == [{"A": "", "B": ""}]
     values = vekapi.text(bytes(block.text)).split("\0")
     assert values == [value for row in cells for value in row] + [""] and len(block.starts) == len(values) - 1
 

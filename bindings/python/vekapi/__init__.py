@@ -1,7 +1,22 @@
-"""The flat functions of VekApi for Python 3.8 and later, through ctypes: copy the directory, no build needed.
+"""Sessions, clients and results of VekApi for Python 3.8 and later, without other packages.
 
     import vekapi
-    vekapi.load("build/linux/libvekapi.so")
+
+    with vekapi.BlockingSession(["127.0.0.1:9000"], user="trader", password="secret") as session:
+        for product in session.query("products", timeout=3)["products"]:
+            print(product["Prod"], product.decimal("Margin"))
+        fate = session.send("new\\nprod=TXF side=B qty=1 price=MKT", timeout=10)
+        print(fate, fate.safe_to_repeat)
+
+The wheel contains the library. Otherwise call vekapi.load("build/linux/libvekapi.so") first.
+
+A session reconnects by itself and reports the fate of every request. For asyncio there is Session:
+
+    async with vekapi.Session(["gw1:9000", "gw2:9000"], user="trader", password="secret") as it:
+        products = await it.query("products", timeout=3)
+        fate = await it.send("new\\nprod=TXF side=B qty=1 price=MKT", hold=0.5)
+
+A Client is a single connection, with a function for each event:
 
     class Products(vekapi.Handler):
         def on_connect(self, client, reason):
@@ -39,13 +54,6 @@ have been read (Table.tuples(), rows(), to_dicts()). Results of a Session stay v
 
 Clients, gates and senders live until close(), even without references to them, and may be closed in any order. Those
 still open when the program ends are closed then, without further events except on_destroy.
-
-A Session reconnects by itself and reports the fate of every request; BlockingSession does so without asyncio:
-
-    async with vekapi.Session(["gw1:9000", "gw2:9000"], user="trader", password="secret") as session:
-        products = await session.query("products", timeout=3)
-        fate = await session.send("new\\nprod=TXF side=B qty=1 price=MKT", hold=0.5)
-        print(fate, fate.safe_to_repeat)
 
 The functions of VekApiC.h and VekSessionC.h are in vekapi.lib, their types and constants in this module.
 """

@@ -43,12 +43,12 @@ class Fate:
     kind: FateKind
     reason: Optional[Reason] = None
     work_id: str = ""
-    text: str = ""  # the server's text: the acknowledgement line
-    detail: str = ""  # the system's message, or the server's reason
+    text: str = ""  #: the server's text: the acknowledgement line
+    detail: str = ""  #: the system's message, or the server's reason
     ticket: int = 0
-    link: int = 0  # number of its link, from 1
-    result: Optional[Result] = None  # of a query
-    wait: float = 0  # Reason.TOO_FAST: seconds until it may be repeated; negative: unknown
+    link: int = 0  #: number of its link, from 1
+    result: Optional[Result] = None  #: of a query
+    wait: float = 0  #: Reason.TOO_FAST: seconds until it may be repeated; negative: unknown
 
     @property
     def safe_to_repeat(self) -> bool:
@@ -61,9 +61,11 @@ class Fate:
         return self.kind in (FateKind.ANSWERED, FateKind.ACKNOWLEDGED)
 
     def fate_text(self, language: str = "en") -> str:
+        """The fate in words. `language` is "en" or "zh-TW"."""
         return words(self.kind, language)
 
     def reason_text(self, language: str = "en") -> str:
+        """The reason in words, "" without a reason. `language` is "en" or "zh-TW"."""
         return words(self.reason, language)
 
     def __str__(self) -> str:
@@ -75,20 +77,20 @@ class Event:
     """An event of a session; str() gives one line for a log."""
 
     kind: EventKind
-    state: State  # of the session, as of this event
+    state: State  #: of the session, as of this event
     reason: Optional[Reason]
     code: int
-    link: int  # number of the link, from 1
+    link: int  #: number of the link, from 1
     attempt: int
-    endpoint: int  # number of the endpoint, from 0
-    wait: float  # State.WAITING: seconds until the next attempt; negative: until retry_in()
-    never_sent: int  # after a link's end: how many of its requests were not sent because of it,
-    unknown: int  # and how many the server may have received
+    endpoint: int  #: number of the endpoint, from 0
+    wait: float  #: State.WAITING: seconds until the next attempt; negative: until retry_in()
+    never_sent: int  #: at a link's end: its requests that were not sent because of that
+    unknown: int  #: at a link's end: its requests that the server may have received
     ticket: int
     work_id: str
-    raw: bytes  # the server's bytes
+    raw: bytes  #: the server's bytes
     detail: str
-    at: float  # seconds since 1970
+    at: float  #: seconds since 1970
     fate: FateKind
     result: Optional[Result]
     line: str

@@ -200,7 +200,8 @@ class Table(Properties, Sequence[Row]):
         """A pandas.DataFrame of all records; needs pandas. `decimals` as in to_dicts()."""
         import pandas  # type: ignore[import]
 
-        frame = pandas.DataFrame(self.tuples(), columns=list(self.names))
+        names = list(self.names)
+        frame = pandas.DataFrame([values or ("",) * len(names) for values in self.tuples()], columns=names)
         for name in decimals:
             frame[name] = self.decimals(name)
         return frame
