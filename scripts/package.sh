@@ -14,7 +14,7 @@ need_for_package() {
       need python3-setuptools "makes the wheels"
       need python3-wheel "makes the wheels"
       ;;
-    nupkg) need mono-mcs "compiles the C# classes" ;;
+    nupkg) need mono-devel "compiles the C# classes; has the assemblies of .NET Framework and .NET Standard to compile against" ;;
   esac
   case $1 in zip | wheel | nupkg) need g++-mingw-w64-x86-64-posix "cross compiler for Windows" ;; esac
 }
@@ -136,13 +136,36 @@ make_wheel() {
     wheel_with "$packages/windows/library/bin/vekapi.dll" win_amd64
 }
 
+# classes REFERENCES OUTPUT OPTION...: compiles the C# classes against the assemblies of one directory.
+classes() {
+  mcs -warnaserror -target:library -deterministic "-pathmap:$packages=/vekapi" -nostdlib -noconfig -r:"$1/mscorlib.dll" \
+    -r:"$1/System.dll" -r:"$1/System.Core.dll" "-out:$2" "${@:3}" "$packages/nupkg/Version.cs" "$packages"/source/bindings/csharp/*.cs
+}
+
+# classes_for_standard VERSION REFERENCES OPTION...: the classes as an assembly of .NET Standard, which Mono's compiler cannot make.
+classes_for_standard() {
+  local to=$packages/nupkg/lib/netstandard$1
+  mkdir -p "$to" "$packages/standard"
+  classes "$2" "$packages/standard/VekApi.dll" "-doc:$to/VekApi.xml" "${@:3}" &&
+    mono "$packages/retarget.exe" "$packages/standard/VekApi.dll" "$2/Facades/netstandard.dll" "$to/VekApi.dll"
+}
+
+compile_classes() {
+  local mono=/usr/lib/mono cecil to=$packages/nupkg/lib/net47
+  cecil=$(find $mono/gac/Mono.Cecil -name Mono.Cecil.dll | sort -V | tail -n 1)
+  mcs -r:"$cecil" -r:System.Core.dll "-out:$packages/retarget.exe" tools/retarget/Retarget.cs || return 1
+  mkdir -p "$to"
+  echo "[assembly: System.Reflection.AssemblyVersion(\"$version.0\")]" >"$packages/nupkg/Version.cs"
+  classes $mono/4.7-api "$to/VekApi.dll" "-doc:$to/VekApi.xml" && classes_for_standard 2.0 $mono/4.7.1-api &&
+    classes_for_standard 2.1 $mono/4.5 -d:NETSTANDARD2_1_OR_GREATER && rm "$packages/nupkg/Version.cs"
+}
+
 make_nupkg() {
   local at=$packages/nupkg
   built_library linux && built_library windows || return 1
   rm -rf "$at"
-  mkdir -p "$at/lib/net45" "$at/runtimes/linux-x64/native" "$at/runtimes/win-x64/native"
-  mcs -warnaserror -target:library -deterministic "-pathmap:$packages/source=/vekapi" "-doc:$at/lib/net45/VekApi.xml" \
-    "-out:$at/lib/net45/VekApi.dll" "$packages"/source/bindings/csharp/*.cs || return 1
+  mkdir -p "$at/runtimes/linux-x64/native" "$at/runtimes/win-x64/native"
+  compile_classes || return 1
   cp -L "$packages/linux/library/lib/libvekapi.so.${version%%.*}" "$at/runtimes/linux-x64/native/libvekapi.so"
   cp "$packages/windows/library/bin/vekapi.dll" "$at/runtimes/win-x64/native/"
   cp -a packaging/nuget/. "$at"

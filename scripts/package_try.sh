@@ -16,8 +16,7 @@ need_for_try() {
     wheel) need python3-venv "an empty Python to install into" ;;
     nupkg)
       need unzip "unpacks the package"
-      need mono-mcs "compiles a program that uses it"
-      need mono-runtime "runs it"
+      need mono-devel "compiles programs that use it, and runs them"
       need libmono-i18n-cjk4.0-cil "code page 950"
       ;;
   esac
@@ -78,12 +77,22 @@ try_wheel() {
   grep -q '臺股期貨' "$place/said"
 }
 
+# nuget_program FRAMEWORK [OPTION...]: with the assembly for that framework, beside the library.
+nuget_program() {
+  local at=$place/$1
+  mkdir "$at"
+  cp "$place/lib/$1/VekApi.dll" "$place/runtimes/linux-x64/native/libvekapi.so" "$at" &&
+    mcs -warnaserror -r:"$at/VekApi.dll" "-out:$at/session.exe" "${@:2}" examples/csharp/Session.cs &&
+    with_simulator linux mono "$at/session.exe"
+}
+
 try_nupkg() {
+  local facade=-r:/usr/lib/mono/4.5/Facades/netstandard.dll
   package_of "VekApi.$version.nupkg"
   unzip -q "$package" -d "$place" || return 1
-  cp "$place"/lib/*/VekApi.dll "$place/runtimes/linux-x64/native/libvekapi.so" "$place" &&
-    mcs -warnaserror -r:"$place/VekApi.dll" -out:"$place/session.exe" examples/csharp/Session.cs &&
-    LD_LIBRARY_PATH=$place with_simulator linux mono "$place/session.exe"
+  nuget_program net47 && nuget_program netstandard2.0 $facade && nuget_program netstandard2.1 $facade || return 1
+  cp -a examples/project examples/csharp "$place"
+  xbuild /nologo "/p:VekApi=$place" "$place/project/Trader.csproj" && with_simulator linux mono "$place/project/bin/Trader.exe"
 }
 
 # try_package KIND: output goes to build/package/try-KIND.log.

@@ -18,9 +18,22 @@ namespace VekApi
     /// <summary>Conversion of the library's texts, which are bytes in code page 950.</summary>
     public static class VekText
     {
-        // On .NET Core and later, code page 950 needs the package System.Text.Encoding.CodePages and, once,
-        // Encoding.RegisterProvider(CodePagesEncodingProvider.Instance); on Debian's Mono, libmono-i18n-cjk4.0-cil.
-        private static readonly Encoding Big5 = Encoding.GetEncoding(950);
+        private static readonly Encoding Big5 = CodePage950();
+
+        // .NET Framework has it, Debian's Mono with libmono-i18n-cjk4.0-cil. .NET Core has it in a provider that .NET
+        // Standard does not declare.
+        private static Encoding CodePage950()
+        {
+            try { return Encoding.GetEncoding(950); }
+            catch (NotSupportedException)
+            {
+                Type type = Type.GetType("System.Text.CodePagesEncodingProvider, System.Text.Encoding.CodePages");
+                EncodingProvider provider = type == null ? null : (EncodingProvider)type.GetProperty("Instance").GetValue(null, null);
+                Encoding found = provider == null ? null : provider.GetEncoding(950);
+                if (found == null) throw;
+                return found;
+            }
+        }
 
         /// <summary>Null for a null address. The text must still be valid: texts of a result are until its callback returns.</summary>
         public static string Get(IntPtr text)
