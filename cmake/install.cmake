@@ -34,7 +34,7 @@ foreach(program veksim vekgate vekdump vekterm)
   endif()
 endforeach()
 
-install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documents)
 install(DIRECTORY examples bindings DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
   PATTERN __pycache__ EXCLUDE REGEX "/examples/CMakeLists[.]txt$" EXCLUDE)

@@ -47,12 +47,13 @@ try_tar() {
 }
 
 try_deb() {
-  local part
+  local part debs=() as_root=()
   for part in libvekapi0 libvekapi-dev vekapi-tools; do
     package_of "${part}_${version}_amd64.deb"
-    dpkg-deb -x "$package" "$place" || return 1
+    debs+=("$package")
   done
-  projects_at "$place/usr" "$place/usr/share/doc/libvekapi-dev/examples"
+  ((EUID == 0)) || as_root=(sudo)
+  "${as_root[@]}" scripts/package_try_deb.sh "${debs[@]}"
 }
 
 # A C program, with the import library; and the programs start.
