@@ -8,12 +8,12 @@ need_for_try() {
       need make "builds the example project of a Makefile"
       need pkgconf "finds the unpacked library for it"
       ;;
-    zip)
-      need unzip "unpacks the archive"
+    zip | wheel)
+      need unzip "unpacks the package"
       need g++-mingw-w64-x86-64-posix "builds a program for Windows"
       need wine64 "runs it"
+      need python3-venv "an empty Python to install into"
       ;;
-    wheel) need python3-venv "an empty Python to install into" ;;
     nupkg)
       need unzip "unpacks the package"
       need mono-devel "compiles programs that use it, and runs them"
@@ -56,23 +56,34 @@ try_deb() {
   "${as_root[@]}" scripts/package_try_deb.sh "${debs[@]}"
 }
 
-# A C program, with the import library; and the programs start.
+# windows_session HEADERS EXAMPLES LIBRARY PROGRAM: a whole session under Wine, of a program linked to that library.
+windows_session() {
+  x86_64-w64-mingw32-gcc-posix -std=c99 -I"$1" -I"$2/c" "$2/c/session.c" "$2/c/win32/System.c" "$3" -o "$4" &&
+    wine_start && with_simulator linux "$wine" "$4"
+}
+
+# A C program, with the import library; the C++ classes; and the programs start.
 try_zip() {
   package_of "vekapi-$version-windows-x86_64.zip"
   unzip -q "$package" -d "$place" || return 1
   local tree=$place/vekapi-$version-windows-x86_64
-  local example=$tree/doc/examples/c
-  x86_64-w64-mingw32-gcc-posix -std=c99 -I"$tree/include" -I"$example" "$example/session.c" "$example/win32/System.c" -L"$tree/lib" -lvekapi \
-    -o "$tree/bin/session.exe" && wine_start && with_simulator linux "$wine" "$tree/bin/session.exe" &&
-    "$wine" "$tree/bin/veksim.exe" --help >"$place/help" && grep -i usage "$place/help"
+  windows_session "$tree/include" "$tree/doc/examples" "$tree/lib/libvekapi.dll.a" "$tree/bin/session.exe" &&
+    "$wine" "$tree/bin/veksim.exe" --help >"$place/help" && grep -i usage "$place/help" || return 1
+  cmake -G Ninja -S "$tree/doc/examples/project" -B "$place/cmake" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
+    -DCMAKE_FIND_ROOT_PATH="$tree" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_EXE_LINKER_FLAGS=-static && cmake --build "$place/cmake" &&
+    with_simulator linux "$wine" "$place/cmake/minimal.exe"
 }
 
-# Without network or any other package; of the Windows package only the contents are checked.
+# tagged TAG: pip installs the package on that system only.
+tagged() { [[ $(unzip -p "$package" '*/WHEEL' | grep -E '^(Tag|Root-Is-Purelib):') == $'Root-Is-Purelib: false\nTag: '"$1" ]]; }
+
+# Without network or any other package. There is no Python for Windows here: of that package the DLL is used by a C program.
 try_wheel() {
   package_of "vekapi-$version-py3-none-win_amd64.whl"
-  /usr/bin/python3 -m zipfile -l "$package" | grep -q ' *vekapi/vekapi.dll ' || fail "there is no DLL in $package"
+  unzip -q "$package" -d "$place/windows" && tagged py3-none-win_amd64 && [[ -f $place/windows/vekapi/py.typed ]] || return 1
+  windows_session include examples "$place/windows/vekapi/vekapi.dll" "$place/windows/vekapi/session.exe" || return 1
   package_of "vekapi-$version-py3-none-linux_x86_64.whl"
-  /usr/bin/python3 -m venv "$place/python" && "$place/python/bin/pip" install -q --no-index "$package" || return 1
+  tagged py3-none-linux_x86_64 && /usr/bin/python3 -m venv "$place/python" && "$place/python/bin/pip" install -q --no-index "$package" || return 1
   printf 'secret\nproducts\n' >"$place/typed"
   (cd "$place" && with_simulator linux "$place/python/bin/python" -I -m vekapi --user trader <"$place/typed") | tee "$place/said"
   grep -q '臺股期貨' "$place/said"
