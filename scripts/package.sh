@@ -95,6 +95,9 @@ zip_of() {
   (cd "${at%/*}" && find "$1" | LC_ALL=C sort | TZ=UTC zip -q -X -@ "$made/$1.zip")
 }
 
+# dpkg-buildpackage runs compilers with a home directory that it throws away.
+cache_directory() { ccache --get-config cache_dir 2>/dev/null || true; }
+
 make_deb() {
   local at=$packages/deb/vekapi-$version
   rm -rf "$packages/deb"
@@ -103,7 +106,7 @@ make_deb() {
   cp -a packaging/debian "$at/debian"
   printf 'vekapi (%s) unstable; urgency=medium\n\n  * See CHANGELOG.md.\n\n -- VekApi developers <vekapi@localhost>  %s\n' \
     "$version" "$(date -u -R -d "@$SOURCE_DATE_EPOCH")" >"$at/debian/changelog"
-  (cd "$at" && VEKAPI_CMAKE_OPTIONS=$(compiler_cache) logged "$packages/deb/log" dpkg-buildpackage -us -uc -b) || return 1
+  (cd "$at" && VEKAPI_CMAKE_OPTIONS=$(compiler_cache) CCACHE_DIR=$(cache_directory) logged "$packages/deb/log" dpkg-buildpackage -us -uc -b) || return 1
   cp "$packages"/deb/*.deb "$made"
 }
 
