@@ -31,12 +31,12 @@ AGREES = {"acknowledged": {(1, 1)}, "not sent": {(0, 0)}, "timed out": {(0, 0), 
 
 class Server:
     def __init__(self, command, folder, name):
-        self.name, self.record, self.command = name, folder / f"{name}.record", command
+        self.name, self.ledger, self.command = name, folder / f"{name}.ledger", command
         self.port = "0"
         self.start()
 
     def start(self):
-        options = ["--port", self.port, "--request-rate", "5/200", "--refuse-fast", "--record", str(self.record)]
+        options = ["--port", self.port, "--request-rate", "5/200", "--refuse-fast", "--ledger", str(self.ledger)]
         self.process = subprocess.Popen([*self.command, *options], stdout=subprocess.PIPE, text=True)
         for line in self.process.stdout:
             listening = re.search(r"listening on .*:(\d+)\s*$", line)
@@ -54,9 +54,9 @@ class Server:
         print(f"-- {self.name} is killed", flush=True)
 
     def recorded(self, what):
-        if not self.record.exists():
+        if not self.ledger.exists():
             return []
-        lines = (line.split() for line in self.record.read_text(errors="replace").splitlines())
+        lines = (line.split() for line in self.ledger.read_text(errors="replace").splitlines())
         return [line[1] for line in lines if line[0] == what and (what != "saw" or line[2] == "new")]
 
 

@@ -71,11 +71,13 @@ struct SimConfig {
   std::function<std::chrono::microseconds()> clock{};  ///< stamps arrivals; empty: the steady clock
   /// A line for each request on arrival, "saw WORKID VERB", and for each order or cancel carried out,
   /// "did WORKID ORDERNUMBER", before any answer. On the server's thread; may be empty.
-  std::function<void(const std::string&)> record{};
+  std::function<void(const std::string&)> ledger{};
   std::function<void(const SimNote&)> log{};  ///< every event, on the server's thread; may be empty
   SimDay day{};                               ///< what is played, and the time of day
   /// Orders, deals and prices are written to this file, and read from it at the start; empty: no file.
   std::string persistFile{};
+  /// A recording of all links is written to this file; empty: no file.
+  std::string recordFile{};
 
   std::optional<std::uint16_t> webPort{};  ///< port of the page; 0 lets the system choose, nothing: no page
   std::string webHost = "127.0.0.1";

@@ -11,6 +11,7 @@
 #include "sim/SimMarket.h"
 #include "sim/SimPlayer.h"
 #include "sim/SimRecord.h"
+#include "sim/SimRecorder.h"
 #include "sim/SimUsers.h"
 
 namespace VekSim {
@@ -27,14 +28,15 @@ struct SimCore {
   bool Noting() const { return config.log || watch; }
   /// Stamps the note and passes it on.
   void Note(SimNote note) const;
-  void Record(const std::string& line) const {
-    if (config.record) config.record(line);
+  void Enter(const std::string& line) const {
+    if (config.ledger) config.ledger(line);
   }
   /// Sends the reports of a trade to all who see its account.
   void Report(const SimTrade& trade) const;
 
   const SimConfig config;
   SimRecord record;
+  SimRecorder recorder;
   SimFaults faults;
   SimUsers users;
   SimMarket market;

@@ -2,11 +2,19 @@
 
 #include <algorithm>
 #include <chrono>
+#include <sstream>
 #include <utility>
 
 namespace VekSim {
 
 SimLink::SimLink(asio::ip::tcp::socket socket) : socket_(std::move(socket)), delay_(socket_.get_executor()) {}
+
+std::string SimLink::Addresses() const {
+  std::ostringstream words;
+  asio::error_code ended;
+  words << socket_.remote_endpoint(ended) << " to " << socket_.local_endpoint(ended);
+  return words.str();
+}
 
 void SimLink::Start(Events events, const LinkFaults& faults) {
   events_ = std::make_shared<const Events>(std::move(events));

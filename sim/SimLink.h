@@ -32,6 +32,8 @@ class SimLink : public std::enable_shared_from_this<SimLink> {
   /// Ends the link at once: with a reset, or normally.
   void Close(bool reset);
   bool Open() const { return open_; }
+  /// "CLIENT:PORT to SERVER:PORT"
+  std::string Addresses() const;
 
  private:
   void Read();

@@ -151,7 +151,7 @@ bool SimPlayer::Do(const SimAction& action, int session, const std::string& orde
   }
   const bool good = trades.empty() || trades.front().Accepted();
   if (!good) note.outcome = "rejected", note.code = trades.front().rejection.code;
-  core_.Note(std::move(note));
+  if (action.deed != SimDeed::Price) core_.Note(std::move(note));  // Move notes the new price
   for (const SimTrade& trade : trades) core_.Report(trade);
   if (action.deed == SimDeed::Price) Move(action);
   if (action.deed == SimDeed::Burst) Burst(action, session);
@@ -167,7 +167,7 @@ void SimPlayer::DoToLinks(const SimAction& action, int session) {
     if (session != 0 && session != id) continue;
     SimLink& link = one->Link();
     if (action.deed == SimDeed::Garbage) {
-      link.Write(Noise(static_cast<std::size_t>(action.number), static_cast<std::uint32_t>(random_())));
+      one->SendRaw(Noise(static_cast<std::size_t>(action.number), static_cast<std::uint32_t>(random_())));
     } else if (action.deed == SimDeed::Close) {
       action.text == "reset" ? link.Close(true) : link.Finish();
     } else {
@@ -190,11 +190,12 @@ void SimPlayer::Move(const SimAction& action) {
         static_cast<int>(random_() % (2 * static_cast<unsigned>(action.walk) + 1)) - action.walk;
     price = core_.market.QuoteOf(action.product).last + steps * SimMarket::Find(action.product)->tick;
   }
-  for (const SimTrade& trade : core_.market.Move(action.product, price, action.lots)) core_.Report(trade);
+  const auto trades = core_.market.Move(action.product, price, action.lots);
   SimNote note;
   note.what = "price";
   note.detail = action.product + " " + PriceText(core_.market.QuoteOf(action.product).last);
   core_.Note(std::move(note));
+  for (const SimTrade& trade : trades) core_.Report(trade);
 }
 
 void SimPlayer::Burst(const SimAction& action, int session) {

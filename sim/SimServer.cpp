@@ -35,6 +35,7 @@ class SimServer::Impl {
     }
     core.restart = [this](bool memory, std::chrono::milliseconds down) { Restart(memory, down); };
     Listen();
+    if (!core.config.recordFile.empty()) core.recorder.Open(core.config.recordFile, core.config.order);
     if (core.config.webPort) page_.emplace(core, core.config.webHost, *core.config.webPort);
     // Posted to the thread that handles the results: a system may deliver them through the thread that
     // started the operation.
@@ -211,7 +212,7 @@ bool SimServer::SendHeartbeat(int session) {
 }
 
 bool SimServer::SendRaw(int session, std::string_view bytes) {
-  return impl_->For(session, [bytes = std::string(bytes)](SimSession& to) { to.Link().Write(bytes); });
+  return impl_->For(session, [bytes = std::string(bytes)](SimSession& to) { to.SendRaw(bytes); });
 }
 
 bool SimServer::SendPacket(int session, int code, std::string_view body) {

@@ -30,8 +30,8 @@ class SimServer {
  public:
   static constexpr int kAll = 0;  ///< stands for every session that is signed on
 
-  /// Throws std::system_error if it cannot listen on the address, std::runtime_error if
-  /// SimConfig::persistFile cannot be used.
+  /// Throws std::system_error if it cannot listen on the address, std::runtime_error if a
+  /// file of SimConfig cannot be used.
   explicit SimServer(SimConfig config = {});
   ~SimServer();
   SimServer(const SimServer&) = delete;

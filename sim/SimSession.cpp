@@ -27,6 +27,7 @@ void SimSession::Start() {
     seen.signedOn[id_] = false;
   });
   core_.Note({{}, id_, "link", {}, {}, {}, 0, {}, {}});
+  core_.recorder.LinkUp(id_, link_->Addresses());
   link_->Start({[self](std::string_view bytes) { self->OnBytes(bytes); }, [self] { self->SendPiece(); },
                 [self] { self->OnClosed(); }},
                core_.faults.TakeLink().value_or(core_.config.link));
@@ -41,11 +42,18 @@ void SimSession::OnClosed() {
     ++seen.closed;
     seen.signedOn.erase(id_);
   });
+  core_.recorder.LinkEnd(id_);
 }
 
 void SimSession::Send(std::string packet) {
+  if (link_->Open()) core_.recorder.FromServer(id_, packet);
   if (CodeOf(packet) != Code::kConnect) Scramble(packet, core_.config.key);
   link_->Write(packet);
+}
+
+void SimSession::SendRaw(std::string_view bytes) {
+  if (link_->Open()) core_.recorder.FromServer(id_, bytes);
+  link_->Write(bytes);
 }
 
 void SimSession::SendText(int code, std::string_view text) {
@@ -67,6 +75,7 @@ void SimSession::OnPacket(std::string packet) {
   const int code = CodeOf(packet);
   std::string raw = packet;
   if (core_.config.mode == 1 && code != Code::kConnect) Scramble(packet, core_.config.key);
+  core_.recorder.FromClient(id_, packet);
   const auto now = core_.Now();  // not under the record's lock: the clock may be the caller's
   core_.record.Update([&](SimSeen& seen) {
     ++seen.packetCount;

@@ -26,6 +26,8 @@ class SimSession : public std::enable_shared_from_this<SimSession> {
   /// Scrambles (except the connect result) and queues one packet.
   void Send(std::string packet);
   void SendText(int code, std::string_view text);
+  /// Queues the bytes unchanged.
+  void SendRaw(std::string_view bytes);
 
  private:
   void OnBytes(std::string_view bytes);

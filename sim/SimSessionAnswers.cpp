@@ -31,7 +31,7 @@ void SimSession::Answer(std::vector<std::string> packets, const Fault& fault) {
     return SendPiece();
   }
   std::string& first = packets.front();
-  if (fault.kind == FaultKind::Garbage) link_->Write(Noise(fault.n, fault.seed));
+  if (fault.kind == FaultKind::Garbage) SendRaw(Noise(fault.n, fault.seed));
   if (fault.kind == FaultKind::WrongLength) Overwrite(first, 0, Head(CodeOf(first), fault.n));
   if (fault.kind == FaultKind::InnerLength) {
     Overwrite(first, fault.n != 0 ? fault.n : InnerLengthAt(first), "\xFF\xFF");

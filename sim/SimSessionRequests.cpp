@@ -41,7 +41,7 @@ bool SimSession::Arrived(SimRequest& request, int code) {
     if (core_.config.keepPackets) seen.requests.push_back(request);
     if (!inRate) ++(query ? seen.queryViolations : seen.requestViolations);
   });
-  core_.Record("saw " + request.workId + " " + request.verb);
+  core_.Enter("saw " + request.workId + " " + request.verb);
   return inRate;
 }
 
@@ -146,7 +146,7 @@ std::string SimSession::AckOf(const SimRequest& request, const SimTrade& trade) 
 SimTrade SimSession::Trade(const SimRequest& request, const SimPlay& play) {
   if (play.rejection) return {play.rejection, {}, {}};
   SimTrade trade = core_.market.Trade(*login_, request, play.hold);
-  if (trade.Accepted()) core_.Record("did " + request.workId + " " + trade.order.number);
+  if (trade.Accepted()) core_.Enter("did " + request.workId + " " + trade.order.number);
   if (trade.Accepted() && request.verb == "new") {
     core_.record.Update([&](SimSeen& seen) { seen.orders.push_back(trade.order); });
   }

@@ -160,6 +160,22 @@ std::optional<PassRequest> ReadPass(std::string_view packet) {
                      std::string(packet.substr(7 + x + y, z))};
 }
 
+std::string Masked(std::string_view packet) {
+  constexpr std::string_view kStars = "********";
+  constexpr std::size_t kSignOnTexts = 12, kPassTexts = 7;
+  const char eight = static_cast<char>(kStars.size());
+  const int kind = packet.size() > kHeadSize ? packet[kHeadSize] : -1;
+  std::string body(kStars);
+  if (const auto request = ReadSignOn(packet); kind == 0 && request) {
+    body.insert(0, packet.substr(kHeadSize, kSignOnTexts - kHeadSize + request->identity.size()));
+    body[7 - kHeadSize] = eight;
+  } else if (const auto change = ReadPass(packet); kind == 1 && change) {
+    body.insert(0, packet.substr(kHeadSize, kPassTexts - kHeadSize + change->user.size())).append(kStars);
+    body[5 - kHeadSize] = body[6 - kHeadSize] = eight;
+  }
+  return Packet(Code::kSession, body);
+}
+
 std::optional<std::string> PacketCutter::Next() {
   const std::string_view rest = std::string_view(tail_).substr(start_);
   if (broken_ || rest.size() < kHeadSize) return {};

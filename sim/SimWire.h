@@ -93,6 +93,8 @@ struct PassRequest {
 std::optional<ConnectRequest> ReadConnect(std::string_view packet);
 std::optional<SignOnRequest> ReadSignOn(std::string_view packet);
 std::optional<PassRequest> ReadPass(std::string_view packet);
+/// A packet of code 2 from a client with eight stars for each password, or for a body of another form.
+std::string Masked(std::string_view packet);
 
 /// Splits a byte stream into packets, still scrambled.
 class PacketCutter {

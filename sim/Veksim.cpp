@@ -38,14 +38,14 @@ bool WritePort(const std::string& path, std::uint16_t port) {
 }
 
 /// Its contents survive a kill of this process.
-class RecordFile {
+class LedgerFile {
  public:
-  explicit RecordFile(const std::string& path) : file_(std::fopen(path.c_str(), "ab")) {
+  explicit LedgerFile(const std::string& path) : file_(std::fopen(path.c_str(), "ab")) {
     if (file_ == nullptr) throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
   }
-  ~RecordFile() { std::fclose(file_); }
-  RecordFile(const RecordFile&) = delete;
-  RecordFile& operator=(const RecordFile&) = delete;
+  ~LedgerFile() { std::fclose(file_); }
+  LedgerFile(const LedgerFile&) = delete;
+  LedgerFile& operator=(const LedgerFile&) = delete;
   void Add(const std::string& line) {
     fmt::print(file_, "{}\n", line);
     std::fflush(file_);
@@ -151,10 +151,10 @@ int Replay(const VeksimOptions& options) {
 int Run(VeksimOptions& options) {
   Prepare(options);
   if (!options.replayFile.empty()) return Replay(options);
-  std::optional<RecordFile> record;
-  if (!options.recordFile.empty()) {
-    record.emplace(options.recordFile);
-    options.config.record = [&record](const std::string& line) { record->Add(line); };
+  std::optional<LedgerFile> ledger;
+  if (!options.ledgerFile.empty()) {
+    ledger.emplace(options.ledgerFile);
+    options.config.ledger = [&ledger](const std::string& line) { ledger->Add(line); };
   }
   SimServer server(options.config);
   for (const Fault& fault : options.faults) server.Faults().Push(fault);

@@ -93,35 +93,51 @@ std::string ReadKey(const std::string& text) {
   return key;
 }
 
+/// A file that the options name.
+CLI::Option* AddFile(CLI::App& app, const char* option, std::string& file, const char* what) {
+  return app.add_option(option, file, what)->check([](const std::string& name) {
+    return name.empty() ? std::string("the name of the file is missing") : std::string();
+  });
+}
+
+void AddFiles(CLI::App& app, VeksimOptions& o) {
+  SimConfig& c = o.config;
+  AddFile(app, "--port-file", o.portFile, "Write the port to this file once the server listens");
+  CLI::Option* const replay =
+      AddFile(app, "--replay", o.replayFile,
+              "Play the server's side of this recording (of --record, or a client's) instead of a market");
+  app.add_flag("--replay-fast", o.replayFast, "Replay without the recorded pauses")->needs(replay);
+  CLI::Option* const ofMarket[] = {
+      AddFile(app, "--record", c.recordFile,
+              "Write a recording of all links to this file, for vekdump and --replay"),
+      AddFile(
+          app, "--ledger", o.ledgerFile,
+          "Add to this file a line for each request that arrives, \"saw WORKID VERB\", and for each order "
+          "carried out, \"did WORKID ORDERNUMBER\", before it is answered"),
+      AddFile(app, "--persist", c.persistFile,
+              "Keep orders, deals and prices in this file: they survive a restart of the program"),
+      AddFile(app, "--script", o.scriptFile, "Play this day; docs/simulator.md describes the file"),
+      app.add_option("--web", c.webPort,
+                     "Port of a page that shows the server and lets it misbehave; 0 lets the system choose"),
+      app.add_flag("--shm", o.sharedMemory,
+                   "Run a gateway for shared-memory clients as well; its setting is logged"),
+  };
+  for (CLI::Option* const option : ofMarket) option->excludes(replay);
+}
+
 void AddServer(CLI::App& app, VeksimOptions& o) {
   SimConfig& c = o.config;
   app.add_option("--host", c.host, "Address to listen on")->capture_default_str()->check(CLI::ValidIPV4);
   app.add_option("--port", c.port, "Port; 0 lets the system choose")->capture_default_str();
-  app.add_option("--port-file", o.portFile, "Write the port to this file once the server listens");
-  app.add_option(
-      "--record", o.recordFile,
-      "Add to this file a line for each request that arrives, \"saw WORKID VERB\", and for each order "
-      "carried out, \"did WORKID ORDERNUMBER\", before it is answered");
-  app.add_option("--persist", c.persistFile,
-                 "Keep orders, deals and prices in this file: they survive a restart of the program");
-  app.add_option("--script", o.scriptFile, "Play this day; docs/simulator.md describes the file");
-  app.add_option(
-      "--replay", o.replayFile,
-      "Play the server's side of this recording (of vekdump --record, or a client's) instead of a market");
-  app.add_flag("--replay-fast", o.replayFast, "Replay without the recorded pauses");
   app.add_option("--seed", o.seed, "Seed of noise and prices, instead of the script's");
   app.add_option("--log", o.logForm, "text, or json: one object per line")
       ->capture_default_str()
       ->check(CLI::IsMember({"text", "json"}));
-  app.add_option("--web", c.webPort,
-                 "Port of a page that shows the server and lets it misbehave; 0 lets the system choose");
   app.add_option(
          "--web-host", c.webHost,
          "Address of the page. On another than a loopback address the page takes a token, which is printed")
       ->capture_default_str()
       ->check(CLI::ValidIPV4);
-  app.add_flag("--shm", o.sharedMemory,
-               "Run a gateway for shared-memory clients as well; its setting is logged");
   app.add_flag("--once", o.once, "Exit when the first link has ended");
   app.add_flag("-q,--quiet", o.quiet, "Log nothing");
   app.add_flag_callback(
@@ -198,6 +214,7 @@ void AddFaults(CLI::App& app, VeksimOptions& o) {
 bool ReadOptions(int argc, char** argv, VeksimOptions& options, int& exitCode) {
   CLI::App app("Simulated order-routing server. Listens until it is interrupted.", "veksim");
   AddServer(app, options);
+  AddFiles(app, options);
   AddBusiness(app, options);
   AddFaults(app, options);
   try {

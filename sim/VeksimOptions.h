@@ -13,7 +13,7 @@ struct VeksimOptions {
   SimConfig config;
   std::vector<Fault> faults;
   std::string portFile;
-  std::string recordFile;
+  std::string ledgerFile;
   std::string scriptFile;
   std::string replayFile;
   bool replayFast = false;            ///< without the recorded pauses

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
 #include "RawClient.h"
 
 namespace VekSim {
@@ -59,6 +63,41 @@ TEST(Replay, TakesARecordingCutAnywhereAndRefusesAnythingElse) {
     EXPECT_THROW(ReadRecording(bad, "day"), std::runtime_error) << at;
   }
   EXPECT_THROW(ReadRecording("VEKREC1\n" + Record(0, true, 1, "\5\0\x80"s), "day"), std::runtime_error);
+}
+
+// All that a client receives before the server ends the link.
+std::vector<std::string> Received(std::uint16_t port) {
+  RawClient client(port);
+  client.Enter();
+  client.Request(Code::kTask, "q ticks\nrows=200");
+  client.Request(Code::kAck, "w new\nprod=TXF side=B qty=2 price=18000");
+  std::vector<std::string> packets{client.Next()};
+  while (!packets.back().empty()) packets.push_back(client.Next());
+  return packets;
+}
+
+TEST(Replay, RepeatsADayThatTheServerRecorded) {
+  SimConfig config;
+  config.key = "k";
+  config.recordFile = testing::TempDir() + "veksim_day.vekrec";
+  config.day = ReadDay(R"({"rules": [{"on": "new", "do":
+      [{"fill": 1, "after": 1}, {"fill": "rest", "after": 2}, {"garbage": 9, "after": 3}, {"close": "end", "after": 4}]}]})",
+                       "day");
+  std::vector<std::string> played;
+  {
+    SimServer server(config);
+    played = Received(server.Port());
+    EXPECT_TRUE(server.WaitFor([](const SimSeen& seen) { return seen.closed == 1; }));
+  }
+  std::ifstream file(config.recordFile, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  file.close();
+  std::filesystem::remove(config.recordFile);
+  EXPECT_EQ(bytes.find("secret"), std::string::npos);
+  EXPECT_NE(bytes.find("trader/********"), std::string::npos);
+  EXPECT_NE(bytes.find("9 bytes that are no packet"), std::string::npos);
+  const SimReplay replay(ReadRecording(bytes, "day"), {"127.0.0.1", 0, true, {}});
+  EXPECT_EQ(Received(replay.Port()), played);
 }
 
 }  // namespace

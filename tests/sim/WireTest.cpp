@@ -88,6 +88,20 @@ TEST(Wire, ReadsWhatClientsSend) {
   EXPECT_EQ(pass->user + '|' + pass->oldPass + '|' + pass->newPass, "a|BB|ccc");
 }
 
+TEST(Wire, MasksPasswordsOfAnyLength) {
+  const struct {
+    std::string body, masked;
+  } cases[] = {
+      {"\0\2\0\0\3\0\0\0\0u/pwd"s, "\0\2\0\0\x08\0\0\0\0u/********"s},
+      {"\1\1\2\0uab"s, "\1\1\x08\x08u****************"s},
+      {"\0\2\0\0\4\0\0\0\0u/pwd"s, "********"},
+      {"\7pwd"s, "********"},
+      {"", "********"},
+  };
+  for (const auto& one : cases)
+    EXPECT_EQ(Masked(Packet(Code::kSession, one.body)), Packet(Code::kSession, one.masked)) << one.body;
+}
+
 TEST(Wire, CutterWaitsForWholePacketsAndStopsAtLengthsBelowThree) {
   PacketCutter cutter;
   for (const char byte : "\5\0\x80\0\0"s) {

@@ -64,10 +64,10 @@ struct World {
 
   // Returns its port.
   std::string AddServer() {
-    const std::string port = FreePort(), record = folder / port;
-    mortals.push_back(std::make_unique<Mortal>([port, record] {
+    const std::string port = FreePort(), ledger = folder / port;
+    mortals.push_back(std::make_unique<Mortal>([port, ledger] {
       return std::make_unique<Process>(
-          "veksim", std::vector<std::string>{"-q", "--port", port, "--record", record, "--rate", "1000/100",
+          "veksim", std::vector<std::string>{"-q", "--port", port, "--ledger", ledger, "--rate", "1000/100",
                                              "--delay", "3"});
     }));
     return port;
