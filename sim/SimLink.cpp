@@ -57,16 +57,24 @@ void SimLink::Close(bool reset) {
 }
 
 void SimLink::Read() {
-  if (!open_ || reading_ || faults_.stall) return;
+  if (!open_ || faults_.stall) return;
+  if (arrived_ != 0) return Deliver();
+  if (reading_) return;
   reading_ = true;
   socket_.async_read_some(asio::buffer(block_),
                           [self = shared_from_this()](const asio::error_code& error, std::size_t count) {
-                            self->reading_ = false;
                             if (error) return self->Close(false);
-                            if (self->open_ && !self->shut_)
-                              self->events_->bytes({self->block_.data(), count});
+                            self->arrived_ = count;
                             self->Read();
                           });
+}
+
+// Not from the read's end: a stall may have begun since the read did.
+void SimLink::Deliver() {
+  const std::size_t count = std::exchange(arrived_, 0);
+  if (!shut_) events_->bytes({block_.data(), count});
+  reading_ = false;
+  Read();
 }
 
 void SimLink::Pump() {

@@ -37,6 +37,7 @@ class SimLink : public std::enable_shared_from_this<SimLink> {
 
  private:
   void Read();
+  void Deliver();
   void Pump();
   void WriteSome();
   void OnWritten(const asio::error_code& error, std::size_t count);
@@ -53,8 +54,9 @@ class SimLink : public std::enable_shared_from_this<SimLink> {
   std::string writing_;      ///< taken from the queue, which may grow meanwhile
   std::size_t written_ = 0;  ///< number of bytes of writing_ already sent
   bool open_ = true;
-  bool busy_ = false;  ///< a write, or the delay before one, is pending
-  bool reading_ = false;
+  bool busy_ = false;        ///< a write, or the delay before one, is pending
+  bool reading_ = false;     ///< a read is pending, or its bytes are
+  std::size_t arrived_ = 0;  ///< bytes read and not delivered
   bool finishing_ = false;
   bool shut_ = false;  ///< the sending side is shut down
 };
