@@ -621,7 +621,7 @@ namespace VekApi
         QueueFull = 205,
         /// <summary>refused, or not sent: the link accepts nothing at the moment</summary>
         LinkFull = 206,
-        /// <summary>refused, or why a link ended</summary>
+        /// <summary>refused, or why a link ended; of an answer: its text and result were lost</summary>
         NoMemory = 207,
         /// <summary>not sent: held for holdMs</summary>
         Expired = 208,
@@ -939,7 +939,7 @@ namespace VekApi
         public const int vsr_QueueFull = 205;
         /// <summary>refused, or not sent: the link accepts nothing at the moment</summary>
         public const int vsr_LinkFull = 206;
-        /// <summary>refused, or why a link ended</summary>
+        /// <summary>refused, or why a link ended; of an answer: its text and result were lost</summary>
         public const int vsr_NoMemory = 207;
         /// <summary>not sent: held for holdMs</summary>
         public const int vsr_Expired = 208;

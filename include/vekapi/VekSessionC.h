@@ -189,7 +189,7 @@ enum {
   vsr_TooFast = 204,      // refused: the rate is used up, or other requests are waiting
   vsr_QueueFull = 205,    // refused: maxHeld requests are held
   vsr_LinkFull = 206,     // refused, or not sent: the link accepts nothing at the moment
-  vsr_NoMemory = 207,     // refused, or why a link ended
+  vsr_NoMemory = 207,     // refused, or why a link ended; of an answer: its text and result were lost
   vsr_Expired = 208,      // not sent: held for holdMs
   vsr_Withdrawn = 209,    // not sent: CVekSession_Withdraw
   vsr_Replaced = 210,     // not sent: replaced by another request

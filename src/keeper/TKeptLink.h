@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "keeper/TRequest.h"
 #include "platform/runtime/Ref.h"
+#include "platform/runtime/TextCopy.h"
 #include "platform/transport/TMesBase.h"
 
 namespace VekApi {
@@ -95,11 +97,11 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
   int EndReason() const { return endReason_; }
 
   // Returns true for the first call only.
-  bool End(int reason, const std::string& itsDetail) {
+  bool End(int reason, std::string_view itsDetail) {
     if (Over()) return false;
     life_ = ELife::Ended;
     endReason_ = cause = reason;
-    detail = itsDetail;
+    detail = Dova::CopyIfMemory(itsDetail);
     wanted_ = {};
     stageDue = kNever;
     return true;

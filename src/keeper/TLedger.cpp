@@ -15,11 +15,10 @@ int TLedger::Submit(const TNewRequest& wanted, std::int64_t now, TRequest*& made
   if (const int reason = WhyNot(wanted, replaced, now)) return reason;
   TRequest* const request = Enter(wanted, now);
   if (!request) return vsr_NoMemory;
-  if (wanted.tried && !ReadyToTry(wanted)) {
+  if (wanted.tried && !request->placed) {
     pool_.Free(*request);
     return vsr_TooFast;
   }
-  request->placed = wanted.tried;
   request->phase = EPhase::Held;
   LaneOf(*request).PushBack(*request);
   heldMost_ = std::max(heldMost_, Held());
@@ -40,13 +39,15 @@ int TLedger::WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::in
   return wanted.tried && fullUntil_ > now ? vsr_LinkFull : 0;
 }
 
-// Creates the request outside any lane. Null if there are too many.
+// Creates the request outside any lane; if it is only tried, with its place if there is one. Null if there
+// are too many requests.
 TRequest* TLedger::Enter(const TNewRequest& wanted, std::int64_t now) {
   TRequest* const request = pool_.New();
   if (!request) return nullptr;
   try {
     due_.Reserve(pool_.Size());
     Fill(*request, wanted, now);
+    request->placed = wanted.tried && ReadyToTry(wanted);
   } catch (...) {
     pool_.Free(*request);
     throw;

@@ -24,11 +24,12 @@ void TLedger::TellAnswer(TRequest& request, int fate, int reason, const TAnswer&
   request.atNs = now;
   ++fates_[fate];
   try {
-    request.text.assign(answer.text);
     if (answer.result) request.result = *answer.result;
+    request.text.assign(answer.text);
     request.hasResult = answer.result != nullptr;
   } catch (const std::bad_alloc&) {
     request.text.clear();
+    request.reason = vsr_NoMemory;
   }
   port_.Stamp(request);
   if (!request.own || (request.flags & vsg_Resync) != 0) told_.Push(request);

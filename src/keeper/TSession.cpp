@@ -209,7 +209,7 @@ void TSession::Stamp(TEvent& event) {
 }
 
 // The link must be closed already.
-void TSession::EndLink(TKeptLink& link, int reason, const std::string& detail) {
+void TSession::EndLink(TKeptLink& link, int reason, std::string_view detail) {
   if (link.End(reason, detail)) ledger_.EndLink(reason, NowNs());
 }
 

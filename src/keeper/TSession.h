@@ -124,7 +124,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   // Includes what is known about the end of that link.
   void SetState(int state, int reason, const TKeptLink& of);
   void WantEnd(int reason, bool abrupt = false) { link_->Want(reason, abrupt); }
-  void EndLink(TKeptLink& link, int reason, const std::string& detail);
+  void EndLink(TKeptLink& link, int reason, std::string_view detail);
   std::int64_t CountUp(std::int64_t now);
   void FinishEnd();
   void GoOn(const TPolicy::TNext& next);

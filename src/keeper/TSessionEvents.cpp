@@ -1,9 +1,11 @@
 // Events of the client and its link. Everything here runs inside the client's context.
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "keeper/TSession.h"
 #include "keeper/Words.h"
+#include "platform/runtime/TextCopy.h"
 #include "platform/runtime/Wipe.h"
 #include "protocol/RequestPrefix.h"
 #include "protocol/TPacketParser.h"
@@ -33,14 +35,14 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
     SetState(vss_SigningOn, 0);
     link_->stageDue = TimeAfter(NowNs(), config_.signOnMs);
   } else if (state < vcs_Disconnected) {
-    const TWhy why = Impl().Why();
+    TWhy why = Impl().Why();
     const int end = EndOf(state, why.reason);
     const bool open = state != vcs_LinkError && state != vcs_LinkBroken;
     TLock lock(mutex_);
     const Dstl::wise_ref<TKeptLink> link = link_;
     if (open) CloseLink(lock, end, end == vsr_Silent);
     EndLink(*link, end, why.detail);
-    link->detail = why.detail;
+    link->detail = std::move(why.detail);
     link->cause = why.reason;
   } else {
     return;
@@ -52,19 +54,17 @@ void TSession::OnVekConnectEvent(VekClient&, const std::string& reason) {
 // first. Without outstanding requests it stays open for a password change.
 void TSession::OnRefused(const std::string& reason) {
   const Dstl::wise_ref<TSession> self(this);
-  const std::string detail = reason;
+  std::string detail = Dova::CopyIfMemory(reason);
   const int why = reason == kTextSignOnTooLong ? vsr_SignOnTooLong : vsr_SignOnRefused;
   {
     TLock lock(mutex_);
     const Dstl::wise_ref<TKeptLink> link = link_;
     if (link->Over() || state_ == vss_Refused) return;
     link->refused = !closing_;
-    link->detail = detail;
     link->cause = why;
-    if (ledger_.Out() > 0) {
-      CloseLink(lock, why, true);
-      link->detail = detail;
-    } else if (link->refused) {
+    if (ledger_.Out() > 0) CloseLink(lock, why, true);
+    link->detail = std::move(detail);
+    if (!link->Over() && link->refused) {
       ledger_.DropHeld(why, NowNs());
       link->stageDue = kNever;
       CountUp(NowNs());

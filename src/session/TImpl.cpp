@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/runtime/TextCopy.h"
 #include "session/TLink.h"
 #include "session/Texts.h"
 #include "vekapi/VekSessionC.h"
@@ -35,15 +36,11 @@ void VekClient::TImpl::Silence(TLink& link) {
 TWhy VekClient::TImpl::Why() {
   if (context_->IsInherited()) return {};
   const std::lock_guard lock(slot_->mutex);
-  return why_;
+  return {why_.reason, Dova::CopyIfMemory(why_.detail)};
 }
 
 void VekClient::TImpl::SetWhy(int reason, std::string_view detail) noexcept {
-  TWhy why{reason, {}};
-  try {
-    why.detail = detail;
-  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
-  }
+  TWhy why{reason, Dova::CopyIfMemory(detail)};
   const std::lock_guard lock(slot_->mutex);
   std::swap(why_, why);
 }

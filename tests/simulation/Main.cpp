@@ -34,6 +34,8 @@ bool shrinks = false;
 }  // namespace
 
 [[gnu::noinline]] void* operator new(std::size_t size) {
+  vektest::Scheduler* const scheduler = vektest::Scheduler::Current();
+  if (scheduler && scheduler->RefusesMemory()) throw std::bad_alloc();
   void* const block = std::malloc(size ? size : 1);
   if (!block) throw std::bad_alloc();
   liveBlocks.fetch_add(1, std::memory_order_relaxed);
@@ -201,6 +203,11 @@ Options Parse(int argc, char** argv) {
 
 TEST(Simulation, SeedsOfEveryDay) {
   EXPECT_EQ(std::system((std::string(program) + " --seeds 1..2000").c_str()), 0);
+}
+
+// Among them runs whose links end while memory is short.
+TEST(Simulation, SessionsOfEveryDay) {
+  EXPECT_EQ(std::system((std::string(program) + " --seeds 20001..24000 --sessions").c_str()), 0);
 }
 
 }  // namespace

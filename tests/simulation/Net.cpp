@@ -178,10 +178,12 @@ struct TSocket::TNative {
 
 TSocket::TSocket() : native_(std::make_unique<TNative>()) {}
 TSocket::~TSocket() {
+  const vektest::OutOfLibrary system;
   if (native_->line) native_->line->Leave();
 }
 
 bool TSocket::Begin(const TEndpoint& to, int& failure) {
+  const vektest::OutOfLibrary system;
   unsigned where[2];
   std::memcpy(where, to.address, sizeof where);
   const auto answer = Net::current->Try(where[0], where[1]);
@@ -194,6 +196,7 @@ bool TSocket::Begin(const TEndpoint& to, int& failure) {
 }
 
 TSocket::EAttempt TSocket::Await(std::int64_t dueNs, int& failure) {
+  const vektest::OutOfLibrary system;
   for (;;) {
     Scheduler::Current()->Point();
     if (native_->over) return EAttempt::Aborted;
@@ -229,11 +232,13 @@ void TSocket::DropAttempts() noexcept {
 void TSocket::SetNoDelay() noexcept {}
 
 void TSocket::FinishSending() noexcept {
+  const vektest::OutOfLibrary system;
   native_->over = true;
   if (native_->line) native_->line->Finish(false);
 }
 
 void TSocket::Abort() noexcept {
+  const vektest::OutOfLibrary system;
   native_->over = true;
   Scheduler::WakeAll(native_->waiting);
   if (native_->line) native_->line->Finish(true);
@@ -244,6 +249,7 @@ void TSocket::Reset() noexcept {
 }
 
 std::ptrdiff_t TSocket::Recv(char* buffer, std::size_t size) noexcept {
+  const vektest::OutOfLibrary system;
   return native_->line ? native_->line->Recv(buffer, size, Failure()) : -1;
 }
 
@@ -252,10 +258,12 @@ std::ptrdiff_t TSocket::TryRecv(char* buffer, std::size_t size) noexcept {
 }
 
 std::ptrdiff_t TSocket::TrySend(const char* bytes, std::size_t size) noexcept {
+  const vektest::OutOfLibrary system;
   return native_->line ? native_->line->TrySend(bytes, size, Failure()) : -1;
 }
 
 bool TSocket::WaitWritable() noexcept {
+  const vektest::OutOfLibrary system;
   if (native_->line && native_->line->WaitWritable()) return true;
   Failure() = "given up";
   return false;
@@ -275,6 +283,7 @@ std::vector<TEndpoint> ResolveNumeric(const std::string& host, std::uint16_t por
 }
 
 std::vector<TEndpoint> ResolveName(const std::string&, std::uint16_t port, TError& error) {
+  const vektest::OutOfLibrary system;
   const unsigned count = Net::current->LookUp(port);
   if (count == 0) error = {"no such host", 0};
   std::vector<TEndpoint> endpoints;

@@ -57,6 +57,7 @@ Task* Scheduler::Start(const char* name, std::function<void()> body) {
   task->body = std::move(body);
   task->ended = task->blocked = task->woken = false;
   task->locks = task->answering = 0;
+  task->inLibrary = false;
   task->watch = nullptr;
   task->fiber.Begin(
       [](void* argument) {
@@ -119,6 +120,16 @@ void Scheduler::RunTask(Task& task) {
   running_ = nullptr;
   std::memcpy(task.exceptions, exceptions, sizeof outer);
   std::memcpy(exceptions, outer, sizeof outer);
+}
+
+bool Scheduler::RefusesMemory() {
+  return running_ && running_->inLibrary && chances_.noMemory != 0 &&
+         draw_.Below(100'000) < chances_.noMemory;
+}
+
+bool Place::Exchange(bool inLibrary) {
+  Scheduler* const scheduler = Scheduler::Current();
+  return scheduler && scheduler->OnTask() && std::exchange(scheduler->Self().inLibrary, inLibrary);
 }
 
 void Scheduler::Give() {

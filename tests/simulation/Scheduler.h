@@ -55,6 +55,7 @@ struct Task {
   Dova::Os::TAnswerWatch* watch = nullptr;
   int answering = 0;
   int locks = 0;
+  bool inLibrary = false;
   const char* error = nullptr;  // of the last system call
 };
 
@@ -65,6 +66,7 @@ class Scheduler {
     unsigned stall = 0;       // at a point, per ten thousand: the thread pauses for a while
     Ns longestStall = 0;
     unsigned noThread = 0;  // starting a thread fails, per thousand
+    unsigned noMemory = 0;  // an allocation of the library fails, per hundred thousand
   };
 
   // The running scheduler; null: none, and no thread ever waits.
@@ -86,6 +88,7 @@ class Scheduler {
 
   Task* Start(const char* name, std::function<void()> body);
   bool StartsThread() { return !chances_.noThread || !draw_.Chance(chances_.noThread); }
+  bool RefusesMemory();
   void NoMoreFaults() { chances_ = {}; }
 
   // Calls it at that time, on no thread.
@@ -134,6 +137,26 @@ class Scheduler {
   std::vector<Task*> live_;   // in the order of their starts
   std::vector<Task*> ready_;  // reused
   std::map<std::pair<Ns, std::uint64_t>, std::function<void()>> timed_;
+};
+
+// Where the current task is: only in the library can memory run short.
+class Place {
+ public:
+  explicit Place(bool inLibrary) : outer_(Exchange(inLibrary)) {}
+  ~Place() { Exchange(outer_); }
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+ private:
+  static bool Exchange(bool inLibrary);
+  const bool outer_;
+};
+
+struct InLibrary : Place {
+  InLibrary() : Place(true) {}
+};
+struct OutOfLibrary : Place {
+  OutOfLibrary() : Place(false) {}
 };
 
 // Ends the process: a promise was broken. `kind` is one word.

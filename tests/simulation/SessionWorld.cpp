@@ -10,6 +10,12 @@ namespace {
 
 constexpr unsigned kPortsEach = 10;
 
+template <class TCall>
+auto Library(const TCall& call) {
+  const InLibrary library;
+  return call();
+}
+
 }  // namespace
 
 // ---- the network: each connection is a new link, with a script of its own ----
@@ -99,6 +105,7 @@ void SessionWorld::Make(unsigned slot) {
   config.flags = flags[draw.Below(5)];
   config.seed = story.seed + 1;
   config.onEvent = [](CVekSession*, void* user, const CVekEvent* event) {
+    const OutOfLibrary application;
     auto& self = *static_cast<Keep*>(user);
     self.world->OnTold(self, *event);
   };
@@ -140,12 +147,12 @@ void SessionWorld::Poll(unsigned slot) {
     Keep& keep = *slots_[slot];
     CVekEvent event{};
     event.size = sizeof event;
-    if (CVekSession_Next(&keep.session, 100, &event) == 1) OnTold(keep, event);
+    if (Library([&] { return CVekSession_Next(&keep.session, 100, &event); }) == 1) OnTold(keep, event);
     if (!keep.wantsEnd || !keep.users.empty()) continue;
     keep.ending = true;
-    CVekSession_Close(&keep.session, 0);
+    Library([&] { return CVekSession_Close(&keep.session, 0); });
     while (CVekSession_Next(&keep.session, 0, &event) == 1) OnTold(keep, event);
-    CVekSession_Delete(&keep.session);
+    Library([&] { return CVekSession_Delete(&keep.session), 0; });
     keep.ended = true;
     CheckFates(keep, UINT32_MAX, "when its session is gone");
     if (!over_) Make(slot);
@@ -175,14 +182,15 @@ void SessionWorld::Use(Keep& keep, const Step& step, Draw& draw) {
       return;
     case Act::Withdraw:
       if (Asked* const asked = Pending(keep, draw))
-        asked->taken = CVekSession_Withdraw(&keep.session, asked->ticket) == 0 || asked->taken;
+        asked->taken =
+            Library([&] { return CVekSession_Withdraw(&keep.session, asked->ticket); }) == 0 || asked->taken;
       return;
     case Act::Replace:
       return Submit(keep, draw, Pending(keep, draw));
     case Act::Rate:
       return SetRate(keep, draw);
     case Act::Retry:
-      CVekSession_RetryIn(&keep.session, draw.From(0, 2000));
+      Library([&] { return CVekSession_RetryIn(&keep.session, draw.From(0, 2000)); });
       return;
     case Act::Open:
       return Open(keep);
@@ -219,7 +227,7 @@ void SessionWorld::Submit(Keep& keep, Draw& draw, Asked* replaced) {
   CVekReceipt receipt{};
   receipt.size = sizeof receipt;
   asked.begun = Tick();
-  const int refused = CVekSession_Submit(&keep.session, &request, &receipt);
+  const int refused = Library([&] { return CVekSession_Submit(&keep.session, &request, &receipt); });
   asked.returned = Tick();
   asked.refused = refused;
   Log("submitted " + asked.Mark() + " " + CVekApi_Text(vst_Reason, refused, 0));
@@ -249,7 +257,7 @@ void SessionWorld::SetRate(Keep& keep, Draw& draw) {
   if (keep.rateSince == UINT64_MAX) return;  // which of two concurrent calls came last would be unknown
   keep.rateSince = UINT64_MAX;
   const unsigned count = draw.Below(8), ms = draw.From(1, 3000);
-  CVekSession_SetRate(&keep.session, static_cast<int>(count), static_cast<int>(ms));
+  Library([&] { return CVekSession_SetRate(&keep.session, static_cast<int>(count), static_cast<int>(ms)); });
   keep.count = count, keep.ms = ms;
   keep.rateSince = Tick();
   for (auto& [link, row] : rows_) row.arrivals.clear();
@@ -258,12 +266,15 @@ void SessionWorld::SetRate(Keep& keep, Draw& draw) {
 // If another thread closes in between, the password has been cleared again.
 void SessionWorld::Open(Keep& keep) {
   const Using waits(waiting_, Me());
-  CVekSession_SetPassword(&keep.session, ("p" + std::to_string(keep.slot)).c_str());
+  const std::string password = "p" + std::to_string(keep.slot);
+  const InLibrary library;
+  CVekSession_SetPassword(&keep.session, password.c_str());
   CVekSession_Open(&keep.session);
 }
 
 void SessionWorld::Close(Keep& keep, unsigned drainMs) {
   const Using waits(waiting_, Me());
+  const InLibrary library;
   CVekSession_Close(&keep.session, drainMs);
 }
 
@@ -273,6 +284,7 @@ void SessionWorld::End(Keep& keep) {
   keep.ending = true;
   {
     const Using waits(waiting_, Me());
+    const InLibrary library;
     CVekSession_Delete(&keep.session);
   }
   keep.ended = true;
@@ -325,7 +337,18 @@ void SessionWorld::OnState(Keep& keep, const CVekEvent& event) {
   if (state != vss_Refused) keep.over = over;
   const std::string signOn(event.text, event.textLength);
   const std::size_t at = signOn.rfind("\x03id\n");
+  const bool lost =
+      signOn.empty() && (state == vss_Resyncing || state == vss_Up) && !keep.links.count(event.link);
   if (at != std::string::npos) keep.links[event.link] = std::atoi(signOn.c_str() + at + 4);
+  if (lost && story.chances.noMemory != 0) keep.links[event.link] = LastOf(keep.slot);
+}
+
+int SessionWorld::LastOf(unsigned slot) const {
+  int last = -1;
+  for (const auto& [link, owner] : owners_) {
+    if (owner == static_cast<int>(slot)) last = link;
+  }
+  return last;
 }
 
 void SessionWorld::CheckFates(const Keep& keep, std::uint32_t link, const char* when) {
@@ -360,6 +383,7 @@ void SessionWorld::CheckAnswer(const Asked& asked, const CVekEvent& event) {
   const auto link = asked.keep->links.find(event.link);
   if (link == asked.keep->links.end()) Fail("order", asked.Mark() + " was answered before the sign-on");
   const bool orders = asked.fate == vsf_Acknowledged;
+  if (event.reason == vsr_NoMemory && story.chances.noMemory != 0 && text.empty() && !event.result.object) return;
   if (orders != (asked.code == 129)) Fail("fates", asked.Mark() + " got the fate of another code");
   const auto& said = links[link->second].expected;
   const bool sent = std::any_of(said.begin(), said.end(), [&](const LinkBook::Expected& each) {

@@ -72,6 +72,7 @@ class SessionWorld final : public World {
   void End(Keep& keep);
 
   void OnTold(Keep& keep, const CVekEvent& event);
+  int LastOf(unsigned slot) const;  // its latest link of the network
   void OnState(Keep& keep, const CVekEvent& event);
   void OnFate(Keep& keep, const CVekEvent& event);
   void CheckAnswer(const Asked& asked, const CVekEvent& event);

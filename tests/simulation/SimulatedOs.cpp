@@ -155,11 +155,13 @@ TThread::TThread(TThread&& other) noexcept = default;
 TThread& TThread::operator=(TThread&& other) noexcept = default;
 
 bool TThread::Start(const char* name, std::function<void()> body) noexcept {
+  const vektest::OutOfLibrary system;
   Scheduler& scheduler = *Scheduler::Current();
   if (!scheduler.StartsThread()) return false;
   auto native = std::make_shared<TNative>();
   native->body = std::move(body);
   vektest::Task* const task = scheduler.Start(name, [native] {
+    const vektest::InLibrary library;
     native->body();
     native->body = nullptr;
     native->ended.Set();

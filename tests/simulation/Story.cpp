@@ -71,6 +71,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   chances.stall = draw.Chance(400) ? 0 : draw.From(1, 60);
   chances.longestStall = draw.Time(kMs, 5 * kSecond);
   chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
+  Draw shortages(seed, 4);
+  if (sessions && shortages.Chance(250)) chances.noMemory = static_cast<unsigned>(shortages.Time(10, 4000));
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
   const bool orders = draw.Chance(150);    // hardly anything else
@@ -191,6 +193,7 @@ std::string Story::Tell() const {
                      std::to_string(pace) + " requests in " + std::to_string(paceMs) + " ms";
   if (chances.stall) text += ", threads that stall for up to " + Seconds(chances.longestStall);
   if (chances.noThread) text += ", a lack of threads";
+  if (chances.noMemory) text += ", a lack of memory";
   text += "\n";
   for (const Step& step : steps) {
     text += "  " + std::to_string(step.id) + ": ";

@@ -186,7 +186,7 @@ class Reason(Named):
     QUEUE_FULL = ("QueueFull", 205)
     #: refused, or not sent: the link accepts nothing at the moment
     LINK_FULL = ("LinkFull", 206)
-    #: refused, or why a link ended
+    #: refused, or why a link ended; of an answer: its text and result were lost
     NO_MEMORY = ("NoMemory", 207)
     #: not sent: held for holdMs
     EXPIRED = ("Expired", 208)
