@@ -157,8 +157,12 @@ sessions_csharp() {
   LD_LIBRARY_PATH=build/linux with_simulator linux mono build/linux/csharp/sessions.exe
 }
 
+# With the classes compiled apart, as in a package.
 trader_csharp() {
-  compile_csharp trader examples/csharp/Trader.cs || return 1
+  local built=build/linux/csharp
+  mkdir -p $built
+  mcs -warnaserror -target:library -out:$built/VekApi.dll bindings/csharp/*.cs &&
+    mcs -warnaserror -r:$built/VekApi.dll -out:$built/trader.exe examples/csharp/Trader.cs || return 1
   launch_as linux
   LD_LIBRARY_PATH=build/linux fates linux mono build/linux/csharp/trader.exe
 }

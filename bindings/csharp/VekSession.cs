@@ -38,15 +38,16 @@ namespace VekApi
         /// <summary>How acknowledgements are assigned to requests.</summary>
         public VekAckRule Acks { get; set; }
 
-        /// <summary>At most so many requests of code 129 within so many milliseconds.</summary>
-        public (int Count, int Ms) Rate
+        // Without names: Mono's compiler cannot use a property of a compiled tuple that has them.
+        /// <summary>At most so many requests of code 129, the first number, within so many milliseconds, the second.</summary>
+        public (int, int) Rate
         {
             get { return (Config.rateCount, Config.rateMs); }
             set
             {
-                Config.rateCount = value.Count;
-                Config.rateMs = value.Ms;
-                if (made) Check(Call(() => Vek.CVekSession_SetRate(ref handle, value.Count, value.Ms)));
+                Config.rateCount = value.Item1;
+                Config.rateMs = value.Item2;
+                if (made) Check(Call(() => Vek.CVekSession_SetRate(ref handle, value.Item1, value.Item2)));
             }
         }
 
