@@ -38,10 +38,10 @@ namespace VekApi
         /// <summary>How acknowledgements are assigned to requests.</summary>
         public VekAckRule Acks { get; set; }
 
-        // Without names: Mono's compiler cannot use a property of a compiled tuple that has them.
         /// <summary>At most so many requests of code 129, the first number, within so many milliseconds, the second.</summary>
         public (int, int) Rate
         {
+            // Names would make it a property that Mono's compiler cannot use from the compiled classes.
             get { return (Config.rateCount, Config.rateMs); }
             set
             {

@@ -2,7 +2,7 @@
 
     import vekapi
 
-    with vekapi.BlockingSession(["127.0.0.1:9000"], user="trader", password="secret") as session:
+    with vekapi.BlockingSession("127.0.0.1:9000", user="trader", password="secret") as session:
         for product in session.query("products", timeout=3)["products"]:
             print(product["Prod"], product.decimal("Margin"))
         fate = session.send("new\\nprod=TXF side=B qty=1 price=MKT", timeout=10)
