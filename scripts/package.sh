@@ -178,9 +178,11 @@ make_nupkg() {
   (cd "$at" && find . -type f | LC_ALL=C sort | sed 's,^\./,,' | TZ=UTC zip -q -X -@ "$made/VekApi.$version.nupkg")
 }
 
-# make_packages KIND...: into `packages`.
+# make_packages KIND...: into `packages`. A compiler cache with a base directory would write relative names into the debug
+# symbols, where they are not replaced.
 make_packages() {
   local kind
+  export CCACHE_BASEDIR=
   step "export the sources" export_sources || fail "the sources cannot be exported"
   rm -f "$packages"/done-*
   for kind in "$@"; do step "$kind" "make_$kind" || fail "the package was not made: $kind"; done
