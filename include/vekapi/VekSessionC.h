@@ -226,7 +226,7 @@ typedef struct CVekEvent {
   int64_t atNs;        // monotonic time of the event itself, not of its delivery; arbitrary origin
   int64_t unixNs;      // the same as wall-clock time, since 1970
   int64_t submittedNs;  // monotonic: when the request was submitted
-  int64_t handedNs;     // monotonic: when the link accepted it; 0: no link did
+  int64_t handedNs;     // monotonic: when it was handed to the link; 0: no link accepted it
   const char* workId;   // of the request or the answer
   const char* text;  // the server's bytes: result, acknowledgement line, report, message. Ends with NUL, may
                      // contain NUL. vss_Resyncing, vss_Up: the sign-on result

@@ -9,6 +9,7 @@
 #include "platform/runtime/Ref.h"
 #include "platform/runtime/TextCopy.h"
 #include "platform/transport/TMesBase.h"
+#include "session/TWire.h"
 
 namespace VekApi {
 
@@ -58,6 +59,8 @@ class TKeptLink final : public Dstl::ref_counter<unsigned> {
   const std::uint32_t number;
   const std::uint32_t endpoint;
   Dstl::wise_ref<Dova::TMesBase> mes;
+  // Used by the thread that is inside Send. Until it returns, no next link replaces this object.
+  Dstl::wise_ref<const TWire> wire;
   std::int64_t stageDue = kNever;
   std::uint32_t resyncLeft = 0;
   bool resyncByHand = false;  // the application has yet to call ResyncDone

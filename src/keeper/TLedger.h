@@ -173,7 +173,7 @@ class TLedger {
   TRequest* Head(std::int64_t now);
   bool Place(TRequest& request, std::int64_t now);
   TRequest* NextOfBatch(const TMessage& message, std::int64_t now);
-  void Append(TMessage& message, TRequest& request);
+  void Append(TMessage& message, TRequest& request, std::int64_t now);
   bool TakeBack(TMessage& message, std::uint64_t at, std::uint64_t tried, std::int64_t now);
   void Return(TRequest& request, std::int64_t now);
   void SetOut(TRequest& request, std::uint64_t at, std::int64_t now);

@@ -128,7 +128,6 @@ void TLedger::OnResult(const TAnswer& answer, std::int64_t now) {
     return each.code == PkTaskResult && each.phase == EPhase::Told && each.fate != vsf_NeverSent;
   };
   if (TRequest* const request = pool_.FindId(answer.id, waits)) {
-    if (request->handedNs == 0) request->handedNs = now;
     roundTrips_[0].Add(now - request->handedNs);
     TellAnswer(*request, vsf_Answered, 0, answer, now);
   } else if (TRequest* const late = pool_.FindId(answer.id, told)) {
@@ -173,7 +172,6 @@ void TLedger::OnLineOf(TRequest& request, const TAnswer& answer, std::int64_t no
   const bool inOrder = order_.Has(request);
   if (inOrder) port_.OnAcknowledged(1);
   if (request.IsSent()) {
-    if (request.handedNs == 0) request.handedNs = now;
     roundTrips_[1].Add(now - request.handedNs);
     return TellAnswer(request, vsf_Acknowledged, answer.text.empty() ? vsr_EmptyAck : 0, answer, now);
   }

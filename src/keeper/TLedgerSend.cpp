@@ -52,7 +52,7 @@ bool TLedger::Take(TMessage& message, std::int64_t now) {
   message.code = request->code;
   if (message.code == PkRequestAck && Held() > 1) message.buffer.reserve(kPrefixBytes + kMaxPiece);
   do {
-    Append(message, *request);
+    Append(message, *request, now);
     request = NextOfBatch(message, now);
   } while (request);
   going_ = true;
@@ -71,13 +71,15 @@ TRequest* TLedger::NextOfBatch(const TMessage& message, std::int64_t now) try {
   return nullptr;
 }
 
-void TLedger::Append(TMessage& message, TRequest& request) {
+// The time is noted here, because the answer may arrive before Send returns.
+void TLedger::Append(TMessage& message, TRequest& request, std::int64_t now) {
   if (!message.parts.empty()) message.buffer.push_back('\n');
   message.buffer.append(request.text);
   message.parts.push_back({&request, request.ticket});
   Leave(request);
   due_.Remove(request);
   request.phase = EPhase::Going;
+  request.handedNs = now;
   (request.code == PkRequestAck ? order_ : others_).PushBack(request);
   ++out_;
 }
@@ -101,6 +103,7 @@ bool TLedger::TakeBack(TMessage& message, std::uint64_t at, std::uint64_t tried,
     if (!part->IsGoing()) continue;
     TRequest& request = *part->request;
     request.at = at;
+    if (at == TRequest::kNowhere) request.handedNs = 0;
     if (ended_) {
       TellByBytes(request, now);
     } else if (request.ticket == tried) {
@@ -129,7 +132,6 @@ void TLedger::Return(TRequest& request, std::int64_t now) {
 void TLedger::SetOut(TRequest& request, std::uint64_t at, std::int64_t now) {
   request.phase = EPhase::Out;
   request.at = at;
-  request.handedNs = now;
   const bool answered = request.code == PkRequestAck || request.code == PkSession ||
                         (request.code == PkTaskResult && request.idLength != 0);
   if (!answered) return Tell(request, vsf_Left, 0, now);

@@ -1,6 +1,5 @@
 // Hands requests to the link, and handles the timer of gate and deadlines. Any thread.
 #include <algorithm>
-#include <chrono>
 #include <new>
 #include <utility>
 
@@ -31,7 +30,7 @@ bool TSession::Pump(TLock& lock, std::uint64_t tried, std::int64_t now) {
       ++messagesOut_;
       if (trace_ != 0) TraceTaken();
       lock.unlock();
-      TSendNote note{Dova::Os::TTime(std::chrono::nanoseconds(now)), TRequest::kNowhere};
+      TSendNote note{link_->wire, TRequest::kNowhere};
       const bool sent = SendTaken(note);
       lock.lock();
       if (ledger_.OnSent(message_, sent, note.at, tried, now)) notTaken = true;
@@ -57,7 +56,7 @@ void TSession::PumpIn(unsigned ms) {
 bool TSession::SendTaken(TSendNote& note) noexcept try {
   if (message_.code != PkSession) {
     return Impl().SendRequest(message_.code, message_.buffer.data(),
-                              static_cast<unsigned>(message_.buffer.size()), &note);
+                              static_cast<unsigned>(message_.buffer.size()), note);
   }
   const bool sent = SendPasswords();
   if (sent) note.at = 0;

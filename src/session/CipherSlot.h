@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
+#include <utility>
 
 #include "platform/os/Mutex.h"
 #include "platform/runtime/Ref.h"
@@ -22,6 +24,19 @@ struct TCipherSlot {
   }
   // Throws std::bad_alloc, without a change, if there is a wire.
   void Set(TCipher next);
+
+  // With the mutex held.
+  void SwapWire(Dstl::wise_ref<const TWire>& other) {
+    std::swap(wire, other);
+    current_.store(wire.get(), std::memory_order_release);
+  }
+  // Whether a wire that the caller holds is the slot's. Takes no lock.
+  bool IsCurrent(const Dstl::wise_ref<const TWire>& held) const {
+    return held.get() == current_.load(std::memory_order_acquire);
+  }
+
+ private:
+  std::atomic<const TWire*> current_{nullptr};
 };
 
 }  // namespace VekApi

@@ -46,7 +46,7 @@ class VekClient::TImpl : public TRequestPort {
 
   bool SendRequest(int msgCode, char* buffer, unsigned length) override;
   using TSendNote = VekApi::TSendNote;
-  bool SendRequest(int msgCode, char* buffer, unsigned length, TSendNote* note);
+  bool SendRequest(int msgCode, char* buffer, unsigned length, TSendNote& note);
 
   // Null for plain clients. Set before the first link; must outlive the last one.
   TLinkWatch* Watch() const { return watch_; }
@@ -97,6 +97,7 @@ class VekClient::TImpl : public TRequestPort {
 
   // Null if no link accepts packets.
   Dstl::wise_ref<const TWire> Wire();
+  bool SendText(const TWire* wire, int msgCode, char* buffer, unsigned length, TSendNote* note);
   void SetLink(Dstl::wise_ref<TLink> link);
 
   Dova::TCoreRunRef coreRun_;

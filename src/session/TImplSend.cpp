@@ -36,13 +36,17 @@ bool VekClient::TImpl::SendPk(char* packet, int length) {
 }
 
 bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
-  return SendRequest(msgCode, buffer, length, nullptr);
+  return SendText(Wire().get(), msgCode, buffer, length, nullptr);
 }
 
-bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length, TSendNote* note) {
-  if (length <= kPrefixBytes || length > kMaxRequest) return false;
-  const auto wire = Wire();
-  if (!wire) return false;
+bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length, TSendNote& note) {
+  if (!slot_->IsCurrent(note.wire)) note.wire = Wire();
+  return SendText(note.wire.get(), msgCode, buffer, length, &note);
+}
+
+bool VekClient::TImpl::SendText(const TWire* wire, int msgCode, char* buffer, unsigned length,
+                                TSendNote* note) {
+  if (!wire || length <= kPrefixBytes || length > kMaxRequest) return false;
   const std::size_t textLength = length - kPrefixBytes;
   if (tap_.IsOn()) wire->link->TapRequest(wire->cipher, msgCode, {buffer + kPrefixBytes, textLength});
   if (textLength <= kMaxPiece)

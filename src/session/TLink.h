@@ -71,7 +71,6 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
 
   // Postpones the heartbeat. Thread-safe.
   void OnSent() { heartbeat_.Postpone(kHeartbeatMs); }
-  void OnSentAt(Dova::Os::TTime now) { heartbeat_.StartFrom(now, kHeartbeatMs); }
 
   // Parses received bytes, descrambling them in place. Throws std::bad_alloc.
   void ParsePacket(char* block, unsigned length);

@@ -15,11 +15,7 @@ TWire::~TWire() = default;
 
 bool TWire::Send(const char* packets, int length, TSendNote* note) const {
   const int taken = note ? mes->SendAt(packets, length, note->at) : mes->Send(packets, length);
-  if (note) {
-    link->OnSentAt(note->now);
-  } else {
-    link->OnSent();
-  }
+  link->OnSent();
   if (taken != length) link->TapRefused();
   return taken == length;
 }
@@ -30,7 +26,7 @@ void TCipherSlot::Set(TCipher next) {
   if (wire) changed = Dstl::make_ref<const TWire>(wire->link, wire->mes, next);
   const std::lock_guard lock(mutex);
   std::swap(cipher, next);
-  std::swap(wire, changed);
+  SwapWire(changed);
 }
 
 }  // namespace VekApi

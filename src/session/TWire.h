@@ -2,7 +2,6 @@
 
 #include <cstdint>
 
-#include "platform/os/Clock.h"
 #include "platform/runtime/Ref.h"
 #include "platform/transport/TMesBase.h"
 #include "protocol/Cipher.h"
@@ -10,12 +9,7 @@
 namespace VekApi {
 
 class TLink;
-
-// For a caller that tracks what is sent and has already read the clock.
-struct TSendNote {
-  Dova::Os::TTime now;
-  std::uint64_t at;  // out: its offset in the link's stream (TMesBase::SendAt)
-};
+struct TSendNote;
 
 // What a sender needs: a link, its messenger and its cipher. Never changed but replaced, so one reference
 // gives a sender a consistent view.
@@ -33,6 +27,12 @@ struct TWire final : Dstl::ref_counter<unsigned> {
 
  private:
   ~TWire() override;
+};
+
+// For a caller that sends often, one thread at a time, and tracks what is sent.
+struct TSendNote {
+  Dstl::wise_ref<const TWire>& wire;  // kept by the caller from one call to the next
+  std::uint64_t at;                   // out: its offset in the link's stream (TMesBase::SendAt)
 };
 
 }  // namespace VekApi

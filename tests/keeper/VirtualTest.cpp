@@ -216,10 +216,13 @@ TEST_F(Kept, AnswersInsideSend) {
   MakeUp(Rated(1, 100));
   mes->onSend = [this] {
     mes->onSend = nullptr;
+    time.Advance(20);
     Ack("W1 ok");
   };
   EXPECT_EQ(kept->Order("W1"), 0);
   EXPECT_EQ(After(0), (Lines{"W1 acknowledged"}));
+  const CVekEvent& fate = kept->fates[kept->receipt.ticket][0];
+  EXPECT_EQ(fate.atNs - fate.handedNs, 20'000'000) << "the round trip";
 }
 
 TEST_F(Kept, AFullLinkGivesThePlaceBack) {

@@ -13,11 +13,7 @@ TTimerBase::~TTimerBase() {
 }
 
 void TTimerBase::Start(unsigned ms) noexcept {
-  StartFrom(queue_.Now(), ms);
-}
-
-void TTimerBase::StartFrom(Os::TTime now, unsigned ms) noexcept {
-  const Os::TTime due = now + std::chrono::milliseconds(ms);
+  const Os::TTime due = queue_.Now() + std::chrono::milliseconds(ms);
   due_.store(due);
   if (queued_.load() > due || queue_.LacksThread()) queue_.Arm(*this);
 }

@@ -28,8 +28,6 @@ class TTimerBase {
   // time than before needs no lock and wakes no thread. Does nothing in a forked child of the process that
   // created the timer.
   void Start(unsigned ms) noexcept;
-  // The same from a time that the caller has just asked the queue for.
-  void StartFrom(Os::TTime now, unsigned ms) noexcept;
 
   // Start for a timer that is postponed often, always by the same `ms`: once per tick of the system is enough
   // (Os::Tick). The time counts from the last call or the end of its tick.
