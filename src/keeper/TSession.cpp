@@ -154,7 +154,8 @@ void TSession::Delete() {
     FinishEnd();
     const bool tells = config_.delivery == vsd_Threads ||
                        (config_.delivery == vsd_Loop && madeOn_ == Dova::Os::CurrentThreadToken());
-    while (tells && DeliverOne(lock)) continue;
+    std::int64_t now = NowNs();
+    while (tells && DeliverOne(lock, now)) continue;
     life_ = ELife::Dead;
     due_.Stop();
     work_.Stop();

@@ -132,7 +132,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   bool IsWatched() const;
   std::int64_t HalfSilenceNs() const { return config_.silenceMs * std::int64_t{1'000'000} / 2; }
   void LookAtStage(std::int64_t now);
-  bool LookAtTime();
+  bool LookAtTime(std::int64_t now);
   void ArmWork();
   void SubmitOwn(const std::string& query, std::uint32_t flags);
   bool Drain(std::uint32_t drainMs);
@@ -140,7 +140,8 @@ class TSession final : public Dstl::ref_counter<unsigned>,
 
   // ---- TSessionWork.cpp: inside the context ----
   void Run();
-  bool Step(TLock& lock);
+  // `now` is the time of the call, and that of the return if something was done; likewise in DeliverOne.
+  bool Step(TLock& lock, std::int64_t& now);
   bool HasRoom();
   // Does nothing if no link is open. Releases the lock meanwhile.
   void CloseLink(TLock& lock, int reason, bool abrupt);
@@ -177,7 +178,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void TraceTaken() noexcept;
 
   // ---- TSessionDelivery.cpp ----
-  bool DeliverOne(TLock& lock);
+  bool DeliverOne(TLock& lock, std::int64_t& now);
   void CountResync(const TEvent& event);
   void Call(const TEvent& event);
   CVekEvent Show(const TEvent& event) const;

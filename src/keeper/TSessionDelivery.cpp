@@ -52,16 +52,17 @@ CVekEvent TSession::Show(const TEvent& event) const {
 }
 
 // Called with the lock held; releases it during the callback. False if there is no event.
-bool TSession::DeliverOne(TLock& lock) {
+bool TSession::DeliverOne(TLock& lock, std::int64_t& now) {
   if (IsDead()) return false;
   TEvent* const event = told_.Pop();
   if (!event) return false;
   lock.unlock();
-  const std::int64_t begun = NowNs();
+  const std::int64_t begun = now;
   Call(*event);
-  const std::int64_t took = NowNs() - begun;
+  now = NowNs();
   lock.lock();
   // Nobody read the link during the callback, so that time does not count as its silence.
+  const std::int64_t took = now - begun;
   if (took > kSlowNs && config_.delivery == vsd_Threads) link_->silence.Postpone(took);
   CountResync(*event);
   ledger_.OnDelivered(*event);
@@ -92,9 +93,10 @@ bool TSession::InCallback() const {
 void TSession::OnTold() {
   const Dstl::wise_ref<TSession> self(this);
   TLock lock(mutex_);
-  const std::int64_t due = NowNs() + kTurnNs;
-  for (int count = 0; count < kTurnEvents && NowNs() < due; ++count) {
-    if (!DeliverOne(lock)) break;
+  std::int64_t now = NowNs();
+  const std::int64_t due = now + kTurnNs;
+  for (int count = 0; count < kTurnEvents && now < due; ++count) {
+    if (!DeliverOne(lock, now)) break;
   }
   if (IsDead()) return;
   if (!told_.Empty()) notice_->TellLast();

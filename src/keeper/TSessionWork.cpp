@@ -33,8 +33,7 @@ bool TSession::IsWatched() const {
 }
 
 // Returns true if the link should be probed.
-bool TSession::LookAtTime() {
-  const std::int64_t now = NowNs();
+bool TSession::LookAtTime(std::int64_t now) {
   if (state_ == vss_Draining && ledger_.Out() == 0 && !ledger_.Going()) WantEnd(vsr_Closed);
   LookAtStage(now);
   const auto next = IsWatched() ? link_->silence.Look(now, HalfSilenceNs()) : TSilence::EDo::Nothing;
@@ -65,7 +64,8 @@ void TSession::Run() {
   workWanted_ = false;
   if (std::exchange(running_, true)) return;
   unsigned left = config_.delivery == vsd_Threads ? kAtOnce : 0;
-  while (Step(lock) || (left > 0 && left-- > 0 && DeliverOne(lock))) continue;
+  std::int64_t now = NowNs();
+  while (Step(lock, now) || (left > 0 && left-- > 0 && DeliverOne(lock, now))) continue;
   running_ = false;
   if (IsDead()) return;
   ArmWork();
@@ -73,9 +73,9 @@ void TSession::Run() {
 }
 
 // Returns true if something was done.
-bool TSession::Step(TLock& lock) try {
+bool TSession::Step(TLock& lock, std::int64_t& now) try {
   if (IsDead()) return false;
-  const bool probe = LookAtTime();
+  const bool probe = LookAtTime(now);
   if (link_->IsWanted()) {
     const TKeptLink::TWanted wanted = link_->TakeWanted();
     CloseLink(lock, wanted.reason, wanted.abrupt);
@@ -83,11 +83,12 @@ bool TSession::Step(TLock& lock) try {
     Probe(lock);
   } else if (link_->Ending() && !ledger_.Going()) {
     FinishEnd();
-  } else if (NowNs() >= retryDue_ && HasRoom()) {
+  } else if (now >= retryDue_ && HasRoom()) {
     Connect(lock);
   } else {
     return false;
   }
+  now = NowNs();
   return true;
 } catch (const std::bad_alloc&) {
   if (!lock) lock.lock();
