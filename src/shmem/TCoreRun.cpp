@@ -47,8 +47,7 @@ bool TCoreRun::Release() {
   TCoreRun* const last = DropReference();
   if (!last) return false;
   last->Stop(true);
-  // A thread that has not ended within the time limit still uses the object.
-  if (last->State() == rs_Stopped) delete last;
+  last->Dispose();  // a thread that has not ended within the time limit still uses the object
   return true;
 }
 

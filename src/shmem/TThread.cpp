@@ -24,13 +24,13 @@ void TThread::Refused() {
   handshake_.Set();
 }
 
-// Runs also if the body is unwound by a forced end of the thread.
+// Runs also if the body is unwound by a forced end of the thread. The object may be gone afterwards.
 class TThread::TEnd {
  public:
   explicit TEnd(TThread& thread) : thread_(thread) {}
   ~TEnd() {
     thread_.threadId_.store(0);
-    thread_.state_.store(rs_Stopped);
+    if (thread_.state_.exchange(rs_Stopped) == rs_Disposed) delete &thread_;
   }
   TEnd(const TEnd&) = delete;
   TEnd& operator=(const TEnd&) = delete;
@@ -54,6 +54,10 @@ void TThread::Stop(bool wait) {
   // The body may be ending by itself at this moment: its final state is kept.
   if (seen != rs_Stopping && state_.compare_exchange_strong(seen, rs_Stopping)) OnStopRequest();
   if (wait && !thread_.IsCurrent() && thread_.Join(kStopMs)) state_.store(rs_Stopped);
+}
+
+void TThread::Dispose() {
+  if (state_.exchange(rs_Disposed) == rs_Stopped) delete this;
 }
 
 }  // namespace Dova

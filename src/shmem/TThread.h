@@ -11,7 +11,14 @@ namespace Dova {
 // A thread with a start handshake and a bounded stop. Start and Stop must be called by one thread at a time.
 class TThread {
  public:
-  enum ERunState { rs_NotStarted = 0, rs_Starting = 1, rs_Running = 2, rs_Stopping = 3, rs_Stopped = 4 };
+  enum ERunState {
+    rs_NotStarted = 0,
+    rs_Starting = 1,
+    rs_Running = 2,
+    rs_Stopping = 3,
+    rs_Stopped = 4,
+    rs_Disposed = 5,
+  };
 
   // How long Stop waits for the body to end, in milliseconds.
   static constexpr int kStopMs = 1000;
@@ -29,6 +36,9 @@ class TThread {
   // Asks the body to end; with `wait`, and not on the thread itself, waits up to kStopMs. A thread that was
   // never started is stopped at once.
   virtual void Stop(bool wait);
+
+  // After Stop: deletes the object, which must have been made by new, immediately or when its body ends.
+  void Dispose();
 
   ERunState State() const { return state_.load(); }
 

@@ -8,23 +8,39 @@ namespace {
 
 class BodyThread : public TThread {
  public:
-  BodyThread() : TThread("test") {}
-  ~BodyThread() override { Stop(true); }
-  Os::TEvent release;
+  BodyThread(Os::TEvent& release, Os::TEvent& deleted)
+      : TThread("test"), release_(release), deleted_(deleted) {}
+  ~BodyThread() override { deleted_.Set(); }
 
  protected:
-  void Execute() override { release.Wait(); }
+  void Execute() override { release_.Wait(); }
   void OnStopRequest() override {}
+
+ private:
+  Os::TEvent& release_;
+  Os::TEvent& deleted_;
 };
 
 TEST(Thread, StopIsBounded) {
-  BodyThread thread;
+  Os::TEvent release, deleted;
+  BodyThread thread(release, deleted);
   thread.Start();
   thread.Stop(true);
   EXPECT_EQ(thread.State(), TThread::rs_Stopping) << "given up after about a second";
-  thread.release.Set();
+  release.Set();
   thread.Stop(true);
   EXPECT_EQ(thread.State(), TThread::rs_Stopped);
+}
+
+TEST(Thread, DisposedItIsDeletedWhenItsBodyEnds) {
+  static Os::TEvent release, deleted;  // the thread may still be inside Set when the test ends
+  auto* const thread = new BodyThread(release, deleted);
+  thread->Start();
+  thread->Stop(false);
+  thread->Dispose();
+  EXPECT_FALSE(deleted.Wait(0));
+  release.Set();
+  EXPECT_TRUE(deleted.Wait(30'000));
 }
 
 }  // namespace

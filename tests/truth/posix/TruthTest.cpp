@@ -1,5 +1,6 @@
 // Compares the fate of each request with what the servers recorded, while server and gateway processes are
-// killed at random moments. Not under Wine, which keeps sockets of killed processes open.
+// killed at random moments. Not under Wine: its server sometimes goes on holding the sockets of a killed
+// process, so that nobody can listen on that port again, and peers do not notice the end.
 #include <gtest/gtest.h>
 
 #include <array>
