@@ -58,24 +58,29 @@ inline void CountMarksPlainly(std::string_view text, TMarkCounts& counts) {
 
 #ifdef VEKAPI_SSE2
 
+inline std::uint64_t MaskOf(__m128i bytes) {
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+}
+
+// Sixteen bytes of CopyCutting, from `at` on. The position is a constant: shifts by a variable are slow.
+template <unsigned at>
+inline void CopyCutting16(const char* text, char* out, TByteMarks& marks) {
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
+  const __m128i lines = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(kLineEnd));
+  const __m128i cuts = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(kValueEnd)), lines);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), _mm_andnot_si128(cuts, bytes));
+  marks.cuts |= MaskOf(cuts) << at;
+  marks.lines |= MaskOf(lines) << at;
+  marks.nuls |= MaskOf(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())) << at;
+}
+
 // CopyCuttingPlainly with SSE2.
 inline TByteMarks CopyCutting(const char* text, char* out) {
-  const __m128i valueEnd = _mm_set1_epi8(kValueEnd);
-  const __m128i lineEnd = _mm_set1_epi8(kLineEnd);
-  const __m128i nul = _mm_setzero_si128();
   TByteMarks marks{0, 0, 0};
-  for (unsigned at = 0; at < kMarkedBytes; at += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
-    const __m128i lines = _mm_cmpeq_epi8(bytes, lineEnd);
-    const __m128i cuts = _mm_or_si128(_mm_cmpeq_epi8(bytes, valueEnd), lines);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), _mm_andnot_si128(cuts, bytes));
-    const auto bits = [at](__m128i mask) {
-      return static_cast<std::uint64_t>(static_cast<std::uint32_t>(_mm_movemask_epi8(mask))) << at;
-    };
-    marks.cuts |= bits(cuts);
-    marks.lines |= bits(lines);
-    marks.nuls |= bits(_mm_cmpeq_epi8(bytes, nul));
-  }
+  CopyCutting16<0>(text, out, marks);
+  CopyCutting16<16>(text, out, marks);
+  CopyCutting16<32>(text, out, marks);
+  CopyCutting16<48>(text, out, marks);
   return marks;
 }
 

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <utility>
 
 #include "result/Lines.h"
 
@@ -20,13 +21,25 @@ TByteMarks Mark(std::string_view text, std::size_t at, char* out) {
   return CopyCutting(block, out);
 }
 
+// Puts the positions behind the lowest bits, without asking whether there are as many; unrolled.
+template <std::size_t... i>
+void PutLowest(std::uint64_t& cuts, std::uint32_t behind, std::uint32_t* starts, std::index_sequence<i...>) {
+  constexpr std::uint64_t kNotZero = std::uint64_t{1} << 63;
+  const auto next = [&] {
+    const auto bit = static_cast<std::uint32_t>(std::countr_zero(cuts | kNotZero));
+    cuts &= cuts - 1;
+    return behind + bit;
+  };
+  ((starts[i] = next()), ...);
+}
+
 // A value starts after each separator, and after each line end as the next record's first value.
 std::size_t PutStarts(std::uint64_t cuts, std::size_t offset, std::uint32_t* starts) {
+  // Writes eight at a time, possibly beyond the count: the loop count is then easier to predict.
+  constexpr std::size_t kAtOnce = 8;
   const std::size_t count = CountBits(cuts);
-  // Writes four at a time, possibly beyond the count: the loop count is then easier to predict.
-  for (std::size_t put = 0; put < count; put += 4, starts += 4)
-    for (int i = 0; i < 4; ++i, cuts &= cuts - 1)
-      starts[i] = static_cast<std::uint32_t>(offset + static_cast<std::size_t>(std::countr_zero(cuts)));
+  for (std::size_t put = 0; put < count; put += kAtOnce)
+    PutLowest(cuts, static_cast<std::uint32_t>(offset), starts + put, std::make_index_sequence<kAtOnce>());
   return count;
 }
 
