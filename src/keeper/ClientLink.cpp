@@ -47,7 +47,7 @@ class TClientTap final : public TPacketTap {
       event.flags &= ~std::uint32_t{vsg_Packet};
       return Tell(event, {}, std::to_string(tapped.packet.size()) + " bytes");
     }
-    Tell(event, tapped.packet, WordsOfPacket(tapped.packet, tapped.fromServer, tapped.order));
+    Tell(event, tapped.packet, words_.Of(tapped.packet, tapped.fromServer, tapped.order));
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch): the packet is not traced
   }
 
@@ -93,6 +93,7 @@ class TClientTap final : public TPacketTap {
   VekClient& client_;
   const TTellTrace tell_;
   const int level_;
+  TPacketWords words_;
 };
 
 }  // namespace

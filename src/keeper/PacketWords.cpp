@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/os/CodePage.h"
+#include "platform/os/Utf8.h"
 #include "protocol/ConnectRequest.h"
 #include "protocol/ConnectResult.h"
 #include "protocol/Masked.h"
@@ -15,11 +16,31 @@ namespace {
 
 constexpr std::size_t kMostShown = 120;
 
-// Text on the wire is code page 950. The result is always a single line.
-std::string Shown(std::string_view text) {
+// The whole characters of a text that may begin and end within one.
+std::string WholeUtf8(std::string_view text) {
+  while (!text.empty() && (text.front() & 0xC0) == 0x80) text.remove_prefix(1);
+  std::string whole;
+  while (!text.empty()) {
+    const auto character = Dova::Os::DecodeUtf8(text);
+    if (character.code != Dova::Os::kIllFormedUtf8)
+      whole += text.substr(0, character.bytes);
+    else if (character.bytes < text.size())
+      whole += '?';
+    text.remove_prefix(character.bytes);
+  }
+  return whole;
+}
+
+// Always a single line.
+std::string Shown(std::string_view text, bool isUtf8 = false) {
   const bool cut = text.size() > kMostShown;
+  text = text.substr(0, kMostShown);
   std::string line;
-  Dova::Os::CodePage950ToUtf8(text.substr(0, kMostShown), line);
+  if (isUtf8) {
+    line = WholeUtf8(text);
+  } else {
+    Dova::Os::CodePage950ToUtf8(text, line);
+  }
   std::replace_if(
       line.begin(), line.end(), [](char c) { return Byte(c) < ' ' || c == '\x7F'; }, ' ');
   return cut ? line + "..." : line;
@@ -87,14 +108,17 @@ std::string NameOf(int code, bool fromServer) {
 
 }  // namespace
 
-std::string WordsOfPacket(std::string_view packet, bool fromServer, ERecordOrder order) {
+std::string TPacketWords::Of(std::string_view packet, bool fromServer, ERecordOrder order) {
+  const TServerText found = fromServer ? texts_.Of(packet) : TServerText();
   const EVekEndian endian = order == ERecordOrder::Big ? vek_BigEndian : vek_LittleEndian;
   const int code = PkCode(packet.data());
   if (code == PkConnect) return fromServer ? ConnectResultWords(packet) : ConnectRequestWords(packet);
   if (code == PkHeartbeat) return "heartbeat";
   if (code == PkSession) return fromServer ? AnswerWords(packet, endian) : RequestWords(packet);
   packet.remove_prefix(std::min<std::size_t>(packet.size(), kPrefixBytes));
-  return NameOf(code, fromServer) + " of " + std::to_string(packet.size()) + " bytes: " + Shown(packet);
+  const std::string id = found.workId.empty() ? "" : Shown(found.workId) + ' ';
+  return NameOf(code, fromServer) + " of " + std::to_string(packet.size()) + " bytes: " + id +
+         Shown(fromServer ? found.text : packet, found.isUtf8);
 }
 
 }  // namespace VekApi

@@ -172,7 +172,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
 
   // ---- TSessionTrace.cpp ----
   class TTap;
-  void TellTapped(const TTapped& tapped);
+  void TellTapped(const TTapped& tapped, std::string words);
   void TellTrace(std::uint32_t flags, int code, std::string_view bytes, std::string detail);
   void Trace(int msgCode, std::uint32_t flags, std::string_view bytes, std::size_t head);
   void TraceTaken() noexcept;

@@ -19,7 +19,7 @@ class TSession::TTap final : public TPacketTap {
  private:
   // Without memory the packet is not traced.
   void OnPacket(const TTapped& tapped) override try {
-    session_.TellTapped(tapped);
+    session_.TellTapped(tapped, words_.Of(tapped.packet, tapped.fromServer, tapped.order));
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
   }
   void OnNote(std::uint32_t, std::string_view note) override try {
@@ -30,6 +30,7 @@ class TSession::TTap final : public TPacketTap {
   void OnLinkState(std::uint32_t, EVekClientState, std::string_view) override {}
 
   TSession& session_;
+  TPacketWords words_;
 };
 
 void TSession::SetTrace(int level) {
@@ -42,9 +43,8 @@ void TSession::SetTrace(int level) {
   Impl().Tap().Set(tap);
 }
 
-void TSession::TellTapped(const TTapped& tapped) {
-  TellTrace(TraceFlags(tapped), PkCode(tapped.packet.data()), tapped.packet,
-            WordsOfPacket(tapped.packet, tapped.fromServer, tapped.order));
+void TSession::TellTapped(const TTapped& tapped, std::string words) {
+  TellTrace(TraceFlags(tapped), PkCode(tapped.packet.data()), tapped.packet, std::move(words));
 }
 
 void TSession::TellTrace(std::uint32_t flags, int code, std::string_view bytes, std::string detail) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "result/EncodingLine.h"
 #include "result/Lines.h"
 
 namespace VekApi {
@@ -31,19 +32,6 @@ bool TakeTextLength(std::string_view& bytes, EVekEndian endian, std::size_t& len
   if (bytes.size() < 4) return false;
   length = TakeNumber(bytes, 4, endian);
   return true;
-}
-
-// "UTF8", "UTF-8", and any other text with the 8 at the same position.
-bool IsEncodingLine(std::string_view line) {
-  return (line.size() == 4 && line[3] == '8') || (line.size() == 5 && line[3] == '-' && line[4] == '8');
-}
-
-bool IsLetter(char c, char capital) {
-  return c == capital || c == capital - 'A' + 'a';
-}
-
-bool SaysUtf(std::string_view line) {
-  return IsLetter(line[0], 'U') && IsLetter(line[1], 'T') && IsLetter(line[2], 'F');
 }
 
 }  // namespace

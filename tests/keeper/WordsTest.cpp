@@ -1,7 +1,9 @@
 // An event as one line of a log, in UTF-8 whatever the encoding of its texts.
 #include <gtest/gtest.h>
 
+#include "keeper/PacketWords.h"
 #include "keeper/Words.h"
+#include "support/Wire.h"
 
 namespace VekApi {
 namespace {
@@ -15,6 +17,29 @@ TEST(Words, DescribeConvertsTheServersAndKeepsTheLibrarys) {
   event.kind = vse_Trace;
   event.detail = "\u5BC6\u78BC";
   EXPECT_NE(Describe(event).find("\u5BC6\u78BC"), std::string::npos) << Describe(event);
+}
+
+// Some pieces begin within a character. What follows the result has no mark.
+TEST(Words, ResultsMarkedUtf8AreShownAsSuch) {
+  const std::string head("\x02w1\0\0", 5), utf8 = head + "UTF8\n\u5BC6\u78BC|", big5 = "\xB1\x4B\xBD\x58|";
+  const struct {
+    std::vector<std::string> packets;
+    std::string shown;
+  } cases[] = {
+      {{vektest::Message(128, utf8)}, "w1 UTF8 \u5BC6\u78BC|"},
+      {{vektest::Message(128, head + big5)}, "w1 \u5BC6\u78BC|"},
+      {{vektest::Message(3, utf8 + "\xE5\xAF"), vektest::Pack(1, ""), vektest::Message(3, "\x86\u78BC|")},
+       "piece of 5 bytes: \u78BC|"},
+      {{vektest::Message(3, utf8), vektest::Message(128, "\u78BC|")}, "task result of 4 bytes: \u78BC|"},
+      {{vektest::Message(3, utf8), vektest::Pack(0, ""), vektest::Message(130, big5)}, "\u5BC6\u78BC|"},
+      {{vektest::Message(128, utf8), vektest::Message(130, big5)}, "\u5BC6\u78BC|"},
+  };
+  for (const auto& one : cases) {
+    TPacketWords words;
+    std::string shown;
+    for (const std::string& packet : one.packets) shown = words.Of(packet, true, ERecordOrder::Little);
+    EXPECT_TRUE(shown.ends_with(one.shown)) << shown;
+  }
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ def nobody():
 
 def start_server():
     """The process, its address, and its setting for shared memory."""
-    server = subprocess.Popen(command("veksim", "--shm", "--request-rate", "5/200"), stdout=subprocess.PIPE, text=True)
+    server = subprocess.Popen(command("veksim", "--shm", "--request-rate", "5/200", "--record", of_server), stdout=subprocess.PIPE, text=True)
     found = ""
     while "ShMemCli" not in found:
         line = server.stdout.readline()
@@ -58,6 +58,7 @@ def start_server():
     return server, re.search(r"127\.0\.0\.1:\d+", found)[0], re.search(r":ShMemCli:[^\r\n]*", found)[0]
 
 
+of_server = f"{FILES}/server.vekrec"
 simulator, good, shared = start_server()
 right, wrong = secret("right", "secret"), secret("wrong", "guess")
 demo, fresh = secret("demo", "demo"), secret("fresh", "changed")
@@ -84,6 +85,7 @@ CASES = [
       r"line 5: ", r"line 6: .*no report", r"line 7: .*answered with an error", r"line 8: .*not held", r"line 9: .*no text",
       "成交口數"]),
     ("nothing but noise", [good, *user, right, "--keep-going"], bytes(range(256)) * 300, 1, [r"line 1: "]),
+    ("a trace in UTF-8", [good, *user, right], "trace on\nquery accounts\n", 0, [r"<-- task result of \d+ bytes: .*交易帳號"]),
     ("shared memory", [shared, *user, right], "query accounts\n", 0, [r"9800001"]),
     ("the second server", [nobody(), good, *user, right], "state\n", 0, [r"up; link 2"]),
     ("a new password", [good, "--user", "demo", "--password-file", demo], f"password {fresh}\nclose\nopen\nquery accounts\n",
@@ -103,6 +105,8 @@ CASES = [
      [r"✗ connect request", r"accepted the connection and never answered"]),
     ("check: HTTP", ["check", listener(b"HTTP/1.1 400 Bad Request\r\n\r\n"), *user, right], "", 14,
      [r"✗ connect request .*HTTP", r"that of a web server"]),
+    ("check: text", ["check", listener(b"Welcome to the machine\r\n"), *user, right], "", 14,
+     [r"✗ connect request .*sends plain text: Welcome"]),
     ("check: password", ["check", good, *user, wrong], "", 15, [r"✗ sign-on", r"User or password is wrong"]),
 ]
 
@@ -130,6 +134,27 @@ def fault(case):
     return None
 
 
+def narrow_fault():
+    """Tables are cut at the edge of a terminal."""
+    if SUFFIX:
+        return None
+    import fcntl, os, pty, struct, termios
+    outside, inside = pty.openpty()
+    fcntl.ioctl(inside, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 30, 0, 0))
+    ended = subprocess.run(command("vekterm", good, *user, right), input=b"query accounts\nwide on\nquery accounts\n",
+                           stdout=inside, start_new_session=True)
+    os.close(inside)
+    text = b""
+    try:
+        while some := os.read(outside, 4096):
+            text += some
+    except OSError:  # the end
+        pass
+    narrow, wide = re.findall(r"\(acc\), 2 records\s+(.*?)answered", text.decode(), re.DOTALL)
+    good_cut = "... 1 more column (權益數); all of them: wide on" in narrow and "1000000" not in narrow
+    return None if ended.returncode == 0 and good_cut and "1000000" in wide else text.decode()
+
+
 def json_fault():
     ended, text = run([good, *user, right, "--json"], f"query accounts\nnew {ORDER}\nnew side=B\n")
     objects = [json.loads(line) for line in text.splitlines()]
@@ -138,15 +163,16 @@ def json_fault():
     return None if ended == 1 and not wanted and error[0]["line"] == 3 else f"{ended} {wanted}\n{text}"
 
 
-def recording_fault():
-    ended, text = run([recording], "", "vekdump")
+def recording_fault(file):
+    ended, text = run([file], "", "vekdump")
     wanted = ["connect request", "identity: trader", "password: ********", "交易帳號", "accepted"]
     missing = [each for each in wanted if each not in text]
     return None if ended == 0 and not missing and "secret" not in text else f"{ended} {missing}\n{text}"
 
 
-faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("recording", recording_fault())]
+faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault())]
 simulator.kill()
+faults += [(file, recording_fault(file)) for file in (recording, of_server)]
 for name, what in faults:
     print("ok  " if what is None else "FAIL", name, "" if what is None else "\n" + what)
 sys.exit(any(what for _, what in faults))

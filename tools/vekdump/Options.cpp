@@ -25,14 +25,21 @@ name, code and length.
 
 Ends with 0; 1 when the input is bad (what is there before the fault is shown); above 100 when an option is wrong.)";
 
+// A file that the options name.
+CLI::Option* AddFile(CLI::App& app, const char* option, std::string& file, const char* what) {
+  return app.add_option(option, file, what)->check([](const std::string& name) {
+    return name.empty() ? std::string("the name of the file is missing") : std::string();
+  });
+}
+
 void AddSources(CLI::App& app, Options& o) {
-  auto* file = app.add_option("file", o.file, "Recording or capture file");
+  auto* file = AddFile(app, "file", o.file, "Recording or capture file");
   auto* listen = app.add_option(
       "--listen", o.listen, "Stand between client and server: listen on this port; 0 lets the system choose");
   app.add_option("--to", o.server, "The server, HOST:PORT")->needs(listen)->excludes(file);
   listen->needs("--to")->excludes(file);
   app.add_option("--address", o.address, "Address to listen on")->needs(listen)->capture_default_str();
-  app.add_option("--port-file", o.portFile, "Write the port to this file once it listens")->needs(listen);
+  AddFile(app, "--port-file", o.portFile, "Write the port to this file once it listens")->needs(listen);
   app.add_option("--port", o.serverPort,
                  "Server's port in a capture; default: connections that look like the protocol")
       ->excludes(listen);
@@ -45,8 +52,8 @@ void AddForms(CLI::App& app, Options& o) {
       ->capture_default_str()
       ->excludes(json);
   app.add_flag("--stats", o.stats, "Only counts and round trips, at the end");
-  app.add_option("--chart", o.chart, "Write a sequence diagram to this SVG file");
-  app.add_option("--record", o.record, "Write a recording to this file");
+  AddFile(app, "--chart", o.chart, "Write a sequence diagram to this SVG file");
+  AddFile(app, "--record", o.record, "Write a recording to this file");
   app.add_option("--link", o.links, "Only this link; may be given again");
   app.add_option("--code", o.codes, "Only packets of this code; may be given again");
 }

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -25,8 +26,14 @@ namespace {
 // The files written, and whether writing succeeded.
 class Files {
  public:
+  // `input` is not overwritten; empty if there is none.
+  explicit Files(std::string input) : input_(std::move(input)) {}
   std::ostream& Open(const std::string& name) {
+    std::error_code none;
+    if (std::filesystem::equivalent(name, input_, none))
+      throw std::runtime_error(name + " is the input, and is not overwritten");
     std::ofstream& file = files_[name];
+    if (file.is_open()) throw std::runtime_error(name + " is named for two outputs");
     file.open(name, std::ios::binary);
     if (!file) throw std::runtime_error(fmt::format("{} cannot be written: {}", name, std::strerror(errno)));
     return file;
@@ -39,6 +46,7 @@ class Files {
   }
 
  private:
+  const std::string input_;
   std::map<std::string, std::ofstream> files_;
 };
 
@@ -67,11 +75,17 @@ void AddOutputs(const Options& options, Files& files, Filter& filter) {
   if (options.file.empty()) filter.Add(std::make_unique<Flushing>(recording));
 }
 
-void ReadFile(const Options& options, Filter& filter) {
+// Before the outputs, so that a wrong name leaves no empty ones.
+std::ifstream OpenInput(const Options& options) {
+  std::ifstream file;
   errno = 0;
-  std::ifstream file(options.file, std::ios::binary);
+  if (!options.file.empty()) file.open(options.file, std::ios::binary);
   if (!file)
     throw std::runtime_error(fmt::format("{} cannot be read: {}", options.file, std::strerror(errno)));
+  return file;
+}
+
+void ReadFile(const Options& options, std::istream& file, Filter& filter) {
   const LeftOut left = DumpFile(file, options.file, options.serverPort, filter);
   if (left.connections != 0)
     fmt::print(stderr, "vekdump: {} left out that do not look like the protocol; --port decodes one anyway\n",
@@ -92,13 +106,14 @@ void WatchLine(const Options& options, Files& files, Filter& filter) {
 }
 
 void Run(const Options& options) {
-  Files files;
+  std::ifstream input = OpenInput(options);
+  Files files(options.file);
   Filter filter(options.links, options.codes);
   AddOutputs(options, files, filter);
   if (options.file.empty()) {
     WatchLine(options, files, filter);
   } else {
-    ReadFile(options, filter);
+    ReadFile(options, input, filter);
   }
   files.Close();
   std::cout.flush();

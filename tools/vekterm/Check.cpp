@@ -108,8 +108,8 @@ class Check : private EventSink {
   }
 
   std::string Why() const {
-    std::string why = CVekApi_Text(vst_Reason, end_, 0);
-    return detail_.empty() ? why : why + ": " + detail_;
+    const std::string why = CVekApi_Text(vst_Reason, end_, 0), more = BeyondReason(why, detail_);
+    return more.empty() ? why : why + ": " + more;
   }
 
   void Add(const CVekEvent& event) override {

@@ -197,9 +197,20 @@ void Client::OnOther(const CVekEvent& event) {
     note.kind = event.kind == vse_Late ? "late" : "stray";
     note.fields.push_back({"workId", std::string(event.workId)});
     output_.Tell(note);
-  } else if (event.kind == vse_Trace && traced_) {
-    output_.Tell(TraceNote(event));
+  } else if (event.kind == vse_Trace) {
+    OnTrace(event, bytes);
   }
+}
+
+// Also while nothing is shown: what was sent before a piece says how it is encoded.
+void Client::OnTrace(const CVekEvent& event, std::string_view packet) {
+  const bool out = (event.flags & vsg_Outbound) != 0;
+  const bool isPacket = packet.size() >= VekApi::kHeadBytes;
+  VekApi::TServerText text;
+  if (isPacket && !out) text = texts_.Of(packet);
+  if (out && event.code >= VekApi::PkBigPart)
+    text.text = packet.substr(std::min<std::size_t>(packet.size(), VekApi::kPrefixBytes));
+  if (traced_) output_.Tell(TraceNote(event, text));
 }
 
 }  // namespace VekTerm

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "keeper/ServerTexts.h"
 #include "vekapi/Session.hpp"
 #include "vekterm/EventSink.h"
 #include "vekterm/Options.h"
@@ -88,6 +89,7 @@ class Client {
   void OnState(const CVekEvent& event);
   void OnFate(const CVekEvent& event);
   void OnOther(const CVekEvent& event);
+  void OnTrace(const CVekEvent& event, std::string_view packet);
   void KeepResult(const CVekEvent& event);
   Request& Taken(std::int32_t reason, const CVekReceipt& receipt, std::int32_t code, const std::string& text);
 
@@ -100,6 +102,7 @@ class Client {
   CVekEvent state_{};
   std::string detail_;
   Result result_;
+  VekApi::TServerTexts texts_;
   bool traced_ = false;
   bool roundFailed_ = false;
   std::unique_ptr<VekApi::VekSession> session_;
@@ -108,9 +111,12 @@ class Client {
 // During a check of a session: after half of this silence it sends a heartbeat.
 inline constexpr std::uint32_t kCheckSilenceMs = 4000;
 
+// The part of a reason's detail that is not in the reason already.
+std::string BeyondReason(std::string_view reason, const std::string& detail);
+
 // Texts for people, and fields for programs.
 Note StateNote(const CVekEvent& event);
 Note FateNote(const Request& request);
-Note TraceNote(const CVekEvent& event);
+Note TraceNote(const CVekEvent& event, const VekApi::TServerText& text);
 
 }  // namespace VekTerm

@@ -10,6 +10,8 @@ namespace VekTerm::Console {
 
 bool InputIsTerminal();
 bool OutputIsTerminal();
+// The width of the output's terminal; 0 if it is none.
+std::size_t OutputColumns();
 
 // UTF-8 to the standard output or error; flushed.
 void Write(std::string_view text);

@@ -6,13 +6,21 @@
 #include "vekterm/Tables.h"
 
 namespace VekTerm {
+
+std::string BeyondReason(std::string_view reason, const std::string& detail) {
+  const std::size_t colon = detail.find(": ");
+  const std::string_view name = std::string_view(detail).substr(0, colon);
+  if (name.empty() || reason.find(name) == std::string_view::npos) return detail;
+  return colon == std::string::npos ? std::string() : detail.substr(colon + 2);
+}
+
 Note StateNote(const CVekEvent& event) {
   const std::int32_t number = event.cause != 0 ? event.cause : event.reason;
   const std::string reason = CVekApi_Text(vst_Reason, number, 0);
   const std::string detail = VekApi::ToUtf8(event.detail);
   std::string text = CVekApi_Text(vst_State, event.state, 0);
   if (number != 0) text += fmt::format(" ({}: {})", number, reason);
-  if (!detail.empty()) text += ": " + detail;
+  if (const std::string more = BeyondReason(reason, detail); !more.empty()) text += ": " + more;
   if (event.waitMs > 0) text += fmt::format("; again in {:.1f} s", event.waitMs / 1000.0);
   if (event.neverSent != 0) text += fmt::format("; {} never sent", event.neverSent);
   if (event.unknown != 0) text += fmt::format("; {} unknown", event.unknown);
@@ -54,12 +62,10 @@ Note FateNote(const Request& request) {
           {}};
 }
 
-// The library tells what a packet is; a text of the wire follows header and length.
-Note TraceNote(const CVekEvent& event) {
-  constexpr std::size_t kHead = 5;
+// The library tells what a packet is.
+Note TraceNote(const CVekEvent& event, const VekApi::TServerText& text) {
   const bool out = (event.flags & vsg_Outbound) != 0;
   const std::string_view packet(event.text, event.textLength);
-  const bool hasText = event.code >= 3 && packet.size() > kHead;
   return {"trace",
           fmt::format("{} {} ({}, {})", out ? "-->" : "<--", event.detail, event.code,
                       VekDump::Counted(packet.size(), "byte")),
@@ -69,7 +75,8 @@ Note TraceNote(const CVekEvent& event) {
            {"ns", event.atNs},
            {"bytes", static_cast<std::int64_t>(packet.size())},
            {"detail", std::string(event.detail)},
-           {"body", hasText ? VekApi::ToUtf8(packet.substr(kHead)) : ""}},
+           {"workId", VekApi::ToUtf8(text.workId)},
+           {"body", text.isUtf8 ? VekDump::ValidUtf8(text.text) : VekApi::ToUtf8(text.text)}},
           {}};
 }
 

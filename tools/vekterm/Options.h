@@ -19,6 +19,7 @@ struct Options {
   unsigned answerSeconds = 10;
   bool json = false;
   bool keepGoing = false;
+  bool wide = false;  // tables may be wider than the terminal
 
   bool check = false;
   unsigned rounds = 20;

@@ -34,6 +34,8 @@ class Output {
   virtual ~Output() = default;
   virtual void Tell(const Note& note) = 0;
   virtual void Show(const Grid& grid) = 0;
+  // Whether tables may be wider than the terminal.
+  virtual void ShowWide(bool) {}
 };
 
 // Receives finished lines. `error`: on standard error, for people.
@@ -44,16 +46,19 @@ class Screen {
   virtual void PrintError(const std::string& lines) = 0;
 };
 
-// Notes of kind "error" go to the screen's errors. Tables are cut after `rows` rows, unless it is 0.
+// Notes of kind "error" go to the screen's errors. Tables are cut after `rows` rows, unless it is 0, and at
+// the terminal's edge, unless they may be wide.
 class TextOutput : public Output {
  public:
   TextOutput(Screen& screen, std::size_t rows) : screen_(screen), rows_(rows) {}
   void Tell(const Note& note) override;
   void Show(const Grid& grid) override;
+  void ShowWide(bool wide) override { wide_ = wide; }
 
  private:
   Screen& screen_;
   const std::size_t rows_;
+  bool wide_ = false;
 };
 
 // One JSON object per line, errors too.

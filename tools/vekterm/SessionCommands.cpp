@@ -17,6 +17,12 @@ std::string WaitText(std::int32_t ms) {
                   : fmt::format("in {} ms", ms);
 }
 
+bool IsOn(const Words& words) {
+  if (words.size() != 2 || (words[1] != "on" && words[1] != "off"))
+    throw Failure(words[0] + " on, or " + words[0] + " off?");
+  return words[1] == "on";
+}
+
 std::string Asked(const char* prompt) {
   const auto secret = Console::AskSecret(prompt);
   if (!secret || secret->empty()) throw Failure("no password was given");
@@ -87,8 +93,11 @@ void Shell::Times(const Words&) {
 }
 
 void Shell::Trace(const Words& words) {
-  if (words.size() != 2 || (words[1] != "on" && words[1] != "off")) throw Failure("trace on, or trace off?");
-  client_.ShowTrace(words[1] == "on");
+  client_.ShowTrace(IsOn(words));
+}
+
+void Shell::Wide(const Words& words) {
+  output_.ShowWide(IsOn(words));
 }
 
 void Shell::Password(const Words& words) {

@@ -54,6 +54,7 @@ class Shell {
   void Counters(const Words& words);
   void Times(const Words& words);
   void Trace(const Words& words);
+  void Wide(const Words& words);
   void Password(const Words& words);
   void Open(const Words& words);
   void Close(const Words& words);

@@ -1,7 +1,9 @@
 #include <algorithm>
 
 #include "TextGrid.h"
+#include "TextWidth.h"
 #include "vekdump/Text.h"
+#include "vekterm/Console.h"
 #include "vekterm/Output.h"
 
 namespace VekTerm {
@@ -13,6 +15,32 @@ std::string Label(const std::string& kind) {
   for (const char* const event : {"state", "fate", "report", "late", "stray", "trace", "sent", "burst"})
     if (kind == event) return kind + std::string(9 - kind.size(), ' ');
   return {};
+}
+
+using Rows = std::vector<std::vector<std::string>>;
+
+// How many of the first columns fit; at least one.
+std::size_t Fitting(const Rows& rows, std::size_t room) {
+  constexpr std::size_t kGap = 2;
+  const std::size_t columns = rows.front().size();
+  for (std::size_t i = 0, used = 0; i < columns; ++i) {
+    std::size_t width = 0;
+    for (const auto& row : rows) width = std::max(width, TextWidth(row[i]));
+    used += width + (i == 0 ? 0 : kGap);
+    if (used > room && i != 0) return i;
+  }
+  return columns;
+}
+
+// Cuts the columns that do not fit, and says which.
+std::string CutColumns(Rows& rows, std::size_t room) {
+  const std::vector<std::string> headings = rows.front();
+  const std::size_t fitting = Fitting(rows, room);
+  if (fitting == headings.size()) return {};
+  for (auto& row : rows) row.resize(fitting);
+  std::string words = "... " + VekDump::Counted(headings.size() - fitting, "more column") + " (";
+  for (std::size_t i = fitting; i < headings.size(); ++i) words += (i == fitting ? "" : ", ") + headings[i];
+  return words + "); all of them: wide on, or --wide\n";
 }
 
 }  // namespace
@@ -35,13 +63,15 @@ void TextOutput::Tell(const Note& note) {
 void TextOutput::Show(const Grid& grid) {
   constexpr std::size_t kLongestCell = 120;
   const std::size_t count = rows_ == 0 ? grid.rows.size() : std::min(rows_, grid.rows.size());
-  std::vector<std::vector<std::string>> rows{grid.headings};
+  Rows rows{grid.headings};
   rows.insert(rows.end(), grid.rows.begin(), grid.rows.begin() + static_cast<std::ptrdiff_t>(count));
   for (auto& row : rows)
     for (std::string& cell : row) cell = VekDump::Shortened(VekDump::OneLine(cell), kLongestCell);
   std::string text =
       VekDump::OneLine(grid.title == grid.name ? grid.name : grid.title + " (" + grid.name + ")");
-  text += ", " + VekDump::Counted(grid.rows.size(), "record") + '\n' + FormatGrid(rows);
+  const std::size_t room = wide_ ? 0 : Console::OutputColumns();
+  const std::string cut = room == 0 ? "" : CutColumns(rows, room - 1);
+  text += ", " + VekDump::Counted(grid.rows.size(), "record") + '\n' + FormatGrid(rows) + cut;
   if (count < grid.rows.size())
     text += "... " + VekDump::Counted(grid.rows.size() - count, "more record") + "; --rows 0 shows all\n";
   screen_.Print(text);

@@ -71,9 +71,10 @@ void ExpectUp(Client& client, const Options& options) {
   if (refused && state.reason == 0) throw Ending{kRefused, "the server refused the sign-on"};
   const std::int32_t why = state.cause != 0 ? state.cause : state.reason;
   const std::string reason = CVekApi_Text(vst_Reason, why, 0);
+  const std::string more = BeyondReason(reason, client.StateDetail());
   throw Ending{refused ? kRefused : kNoSession,
                (reason.empty() ? "the session did not come up in time" : reason) +
-                   (client.StateDetail().empty() ? "" : ": " + client.StateDetail()) + "\n  " + Advice(why)};
+                   (more.empty() ? "" : ": " + more) + "\n  " + Advice(why)};
 }
 
 EExit RunTerminal(const Options& options, const std::string& password, Output& output, Terminal& terminal) {
@@ -109,6 +110,7 @@ EExit Run(const Options& options) {
     output = std::make_unique<JsonOutput>(terminal);
   } else {
     output = std::make_unique<TextOutput>(terminal, options.rows);
+    output->ShowWide(options.wide);
   }
   try {
     std::string password = PasswordOf(options);

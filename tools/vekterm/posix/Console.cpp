@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -64,6 +65,11 @@ bool InputIsTerminal() {
 
 bool OutputIsTerminal() {
   return isatty(STDOUT_FILENO) != 0;
+}
+
+std::size_t OutputColumns() {
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 void Write(std::string_view text) {

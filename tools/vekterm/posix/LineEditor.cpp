@@ -2,7 +2,6 @@
 
 #include <histedit.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -102,11 +101,10 @@ class LineEditor::Impl {
 
   // A long line takes several rows; all are cleared.
   std::string ToStartOfLine() {
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    const std::size_t width = Console::OutputColumns();
     const LineInfo* const line = el_line(edit_);
     const std::string before(line->buffer, line->cursor);
-    const std::size_t rows = (TextWidth(prompt) + TextWidth(before)) / (known ? size.ws_col : 80);
+    const std::size_t rows = (TextWidth(prompt) + TextWidth(before)) / (width != 0 ? width : 80);
     return (rows == 0 ? "" : "\x1b[" + std::to_string(rows) + 'A') + "\r\x1b[J";
   }
 

@@ -61,6 +61,12 @@ bool OutputIsTerminal() {
   return IsConsole(GetStdHandle(STD_OUTPUT_HANDLE));
 }
 
+std::size_t OutputColumns() {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  const bool known = GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) != 0;
+  return known && info.dwSize.X > 0 ? static_cast<std::size_t>(info.dwSize.X) : 0;
+}
+
 void Write(std::string_view text) {
   WriteTo(GetStdHandle(STD_OUTPUT_HANDLE), text);
 }

@@ -121,9 +121,7 @@ class LineEditor::Impl {
 
   // A long line takes several rows.
   void Draw() {
-    CONSOLE_SCREEN_BUFFER_INFO info{};
-    GetConsoleScreenBufferInfo(output_, &info);
-    const std::size_t width = info.dwSize.X > 0 ? static_cast<std::size_t>(info.dwSize.X) : 80;
+    const std::size_t known = Console::OutputColumns(), width = known != 0 ? known : 80;
     const std::size_t before = kPrompt.size() + TextWidth(Narrow(line_.substr(0, at_)));
     const std::size_t whole = kPrompt.size() + TextWidth(Narrow(line_));
     std::string text = ToStart() + std::string(kPrompt) + Narrow(line_);
