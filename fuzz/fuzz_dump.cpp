@@ -1,5 +1,6 @@
 // A recording or a capture of arbitrary bytes, shown in every form. The first two bits of the first byte
-// choose its start: none, or that of a recording, a pcap or a pcapng file.
+// choose its start: none, or that of a recording, a pcap or a pcapng file; the next two whether a port is
+// given, and whether bytes are shown, which takes most of the time.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -34,9 +35,10 @@ std::string Start(unsigned which) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   std::ostringstream out;
+  const bool hex = (data[0] & 8) != 0;
   VekDump::Filter outputs({}, {});
-  outputs.Add(std::make_unique<VekDump::TextOutput>(out, VekDump::Shown{0, true}));
-  outputs.Add(std::make_unique<VekDump::JsonOutput>(out, true));
+  outputs.Add(std::make_unique<VekDump::TextOutput>(out, VekDump::Shown{0, hex}));
+  outputs.Add(std::make_unique<VekDump::JsonOutput>(out, hex));
   outputs.Add(std::make_unique<VekDump::Stats>(out));
   outputs.Add(std::make_unique<VekDump::Chart>(out));
   outputs.Add(std::make_unique<VekDump::RecordingWriter>(out));

@@ -114,8 +114,8 @@ help_fuzz() {
   cat <<'TEXT'
 usage: ./dev fuzz [SECONDS]
 
-Builds the fuzz targets with Clang and runs each for SECONDS (default: 60), starting from the corpus of earlier
-runs in build/fuzz-corpus.
+Builds the fuzz targets with Clang and runs each for SECONDS (default: 60), starting from the inputs in
+fuzz/corpus, which the tests repeat, and from what earlier runs found, in build/fuzz-corpus.
 TEXT
 }
 
