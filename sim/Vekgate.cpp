@@ -8,6 +8,7 @@
 #include <string>
 
 #include "sim/SimGateway.h"
+#include "tools/RefuseEmpty.h"
 
 namespace {
 
@@ -82,6 +83,7 @@ int main(int argc, char** argv) {
         "with.",
         "vekgate");
     AddOptions(app, options);
+    RefuseEmpty(app);
     try {
       app.parse(argc, argv);
       SplitAddress(options);

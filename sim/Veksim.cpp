@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -24,6 +25,11 @@ namespace {
 
 /// Written under another name first, so that a waiting process never finds a partial file.
 bool WritePort(const std::string& path, std::uint16_t port) {
+  std::error_code none;
+  if (std::filesystem::is_directory(path, none)) {
+    fmt::print(stderr, "veksim: cannot write {}: it is a directory\n", path);
+    return false;
+  }
   const std::string part = path + ".part";
   std::FILE* const file = std::fopen(part.c_str(), "wb");
   bool good = file != nullptr;

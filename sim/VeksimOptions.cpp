@@ -5,9 +5,14 @@
 #include <map>
 #include <string_view>
 
+#include "tools/RefuseEmpty.h"
+
 namespace VekSim {
 
 namespace {
+
+constexpr int kDayMs = 86'400'000;
+constexpr int kMostBytes = 1 << 30;
 
 const std::map<std::string, SimEvent> kEvents{{"connect", SimEvent::Connect},
                                               {"sign-on", SimEvent::SignOn},
@@ -56,7 +61,7 @@ Fault ReadFault(std::string_view text) {
 /// COUNT/MS
 SimRate ReadRate(const std::string& option, std::string_view text) {
   std::size_t count = 0, ms = 0;
-  if (!ReadNumber(Take(text, '/'), count) || !ReadNumber(text, ms) || count > 1000000 || ms > 86400000) {
+  if (!ReadNumber(Take(text, '/'), count) || !ReadNumber(text, ms) || count > 1000000 || ms > kDayMs) {
     throw CLI::ValidationError(option, "expected COUNT/MS, such as 5/1000");
   }
   return {static_cast<int>(count), static_cast<int>(ms)};
@@ -93,30 +98,23 @@ std::string ReadKey(const std::string& text) {
   return key;
 }
 
-/// A file that the options name.
-CLI::Option* AddFile(CLI::App& app, const char* option, std::string& file, const char* what) {
-  return app.add_option(option, file, what)->check([](const std::string& name) {
-    return name.empty() ? std::string("the name of the file is missing") : std::string();
-  });
-}
-
 void AddFiles(CLI::App& app, VeksimOptions& o) {
   SimConfig& c = o.config;
-  AddFile(app, "--port-file", o.portFile, "Write the port to this file once the server listens");
-  CLI::Option* const replay =
-      AddFile(app, "--replay", o.replayFile,
-              "Play the server's side of this recording (of --record, or a client's) instead of a market");
+  app.add_option("--port-file", o.portFile, "Write the port to this file once the server listens");
+  CLI::Option* const replay = app.add_option(
+      "--replay", o.replayFile,
+      "Play the server's side of this recording (of --record, or a client's) instead of a market");
   app.add_flag("--replay-fast", o.replayFast, "Replay without the recorded pauses")->needs(replay);
   CLI::Option* const ofMarket[] = {
-      AddFile(app, "--record", c.recordFile,
-              "Write a recording of all links to this file, for vekdump and --replay"),
-      AddFile(
-          app, "--ledger", o.ledgerFile,
+      app.add_option("--record", c.recordFile,
+                     "Write a recording of all links to this file, for vekdump and --replay"),
+      app.add_option(
+          "--ledger", o.ledgerFile,
           "Add to this file a line for each request that arrives, \"saw WORKID VERB\", and for each order "
           "carried out, \"did WORKID ORDERNUMBER\", before it is answered"),
-      AddFile(app, "--persist", c.persistFile,
-              "Keep orders, deals and prices in this file: they survive a restart of the program"),
-      AddFile(app, "--script", o.scriptFile, "Play this day; docs/simulator.md describes the file"),
+      app.add_option("--persist", c.persistFile,
+                     "Keep orders, deals and prices in this file: they survive a restart of the program"),
+      app.add_option("--script", o.scriptFile, "Play this day; docs/simulator.md describes the file"),
       app.add_option("--web", c.webPort,
                      "Port of a page that shows the server and lets it misbehave; 0 lets the system choose"),
       app.add_flag("--shm", o.sharedMemory,
@@ -145,10 +143,6 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
   app.add_option("--mode", c.mode, "Scrambling mode; 1 asks clients to scramble")
       ->capture_default_str()
       ->check(CLI::Range(-128, 127));
-  app.add_option_function<std::string>(
-      "--key", [&c](const std::string& s) { c.key = ReadKey(s); },
-      "Scrambling key: text, or 0x and hex digits");
-  app.add_option("--name", c.serverName, "Server name")->capture_default_str();
 }
 
 void AddBusiness(CLI::App& app, VeksimOptions& o) {
@@ -164,8 +158,6 @@ void AddBusiness(CLI::App& app, VeksimOptions& o) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   app.add_flag("--anyone", c.acceptAnyone, "Accept every identity and password");
   app.add_option("--reply", c.signOnReply, "Number of a sign-on reply before the result; 0: none");
-  app.add_option("--rate-table", c.rateTable, "Table that announces the query rate; empty: none")
-      ->capture_default_str();
   app.add_option_function<std::string>(
       "--rate",
       [&c](const std::string& s) {
@@ -181,19 +173,37 @@ void AddBusiness(CLI::App& app, VeksimOptions& o) {
   app.add_flag_callback(
       "--big5", [&c] { c.utf8 = false; }, "Send results in code page 950 instead of UTF-8");
   app.add_option("--reports", o.reportsPerSecond, "Reports per second to all sessions signed on")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, 1'000'000));
   app.add_option("--heartbeat", c.heartbeatMs, "Period of heartbeats in milliseconds; 0: only echo")
+      ->capture_default_str()
+      ->check(CLI::Range(0, kDayMs));
+}
+
+/// Those that may be empty.
+void AddTexts(CLI::App& app, VeksimOptions& o) {
+  SimConfig& c = o.config;
+  app.add_option_function<std::string>(
+      "--key", [&c](const std::string& s) { c.key = ReadKey(s); },
+      "Scrambling key: text, or 0x and hex digits");
+  app.add_option("--name", c.serverName, "Server name")
+      ->capture_default_str()
+      ->check([](const std::string& name) {
+        return std::string(name.size() > 255 ? "a name has at most 255 bytes" : "");
+      });
+  app.add_option("--rate-table", c.rateTable, "Table that announces the query rate; empty: none")
       ->capture_default_str();
 }
 
 void AddFaults(CLI::App& app, VeksimOptions& o) {
   LinkFaults& link = o.config.link;
-  app.add_option("--split", link.split, "Write at most so many bytes at a time")->group("Misbehaviour");
+  app.add_option("--split", link.split, "Write at most so many bytes at a time")
+      ->check(CLI::Range(1, kMostBytes))
+      ->group("Misbehaviour");
   app.add_option("--delay", link.delayMs, "Wait so many milliseconds before each write")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Range(0, kDayMs))
       ->group("Misbehaviour");
   app.add_option("--cut", link.cutAfter, "End each stream behind so many bytes")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Range(0, kMostBytes))
       ->group("Misbehaviour");
   app.add_flag("--stall", link.stall, "Never read")->group("Misbehaviour");
   app.add_flag("--silent", link.silent, "Read, but never answer")->group("Misbehaviour");
@@ -217,6 +227,8 @@ bool ReadOptions(int argc, char** argv, VeksimOptions& options, int& exitCode) {
   AddFiles(app, options);
   AddBusiness(app, options);
   AddFaults(app, options);
+  RefuseEmpty(app);
+  AddTexts(app, options);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -155,6 +155,29 @@ def narrow_fault():
     return None if ended.returncode == 0 and good_cut and "1000000" in wide else text.decode()
 
 
+# Program, arguments, exit code, what it says.
+BAD_OPTIONS = [
+    ("vekdump", [recording, "--chart", ""], None, "the value is missing"),
+    ("vekdump", [recording, "--chart", recording], 1, "is the input"),
+    ("vekdump", [recording, "--rows", "-1"], None, "not in range"),
+    ("vekdump", ["--listen", "0", "--to", "a:1", "--address", "nope"], 1, "cannot listen on nope:0"),
+    ("veksim", ["--port", ""], None, "the value is missing"),
+    ("veksim", ["--split", "-5"], None, "not in range"),
+    ("veksim", ["--port-file", str(FILES)], 1, "directory"),
+    ("veksim", ["--replay", recording, "--record", "x"], None, "excludes"),
+    ("vekgate", ["--name", ""], None, "the value is missing"),
+    ("vekterm", [good, "--user", "x" * 300], None, "at most 254"),
+]
+
+
+def bad_options_fault():
+    for program, arguments, code, words in BAD_OPTIONS:
+        ended, text = run(arguments, "", program)
+        if words not in text or not (100 < ended < 128 if code is None else ended == code):
+            return f"{program} {arguments}: {ended} {text}"
+    return None
+
+
 def json_fault():
     ended, text = run([good, *user, right, "--json"], f"query accounts\nnew {ORDER}\nnew side=B\n")
     objects = [json.loads(line) for line in text.splitlines()]
@@ -172,6 +195,7 @@ def recording_fault(file):
 
 faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault())]
 simulator.kill()
+faults.append(("bad options", bad_options_fault()))
 faults += [(file, recording_fault(file)) for file in (recording, of_server)]
 for name, what in faults:
     print("ok  " if what is None else "FAIL", name, "" if what is None else "\n" + what)

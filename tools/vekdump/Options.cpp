@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "RefuseEmpty.h"
+
 namespace VekDump {
 
 namespace {
@@ -25,21 +27,14 @@ name, code and length.
 
 Ends with 0; 1 when the input is bad (what is there before the fault is shown); above 100 when an option is wrong.)";
 
-// A file that the options name.
-CLI::Option* AddFile(CLI::App& app, const char* option, std::string& file, const char* what) {
-  return app.add_option(option, file, what)->check([](const std::string& name) {
-    return name.empty() ? std::string("the name of the file is missing") : std::string();
-  });
-}
-
 void AddSources(CLI::App& app, Options& o) {
-  auto* file = AddFile(app, "file", o.file, "Recording or capture file");
+  auto* file = app.add_option("file", o.file, "Recording or capture file");
   auto* listen = app.add_option(
       "--listen", o.listen, "Stand between client and server: listen on this port; 0 lets the system choose");
   app.add_option("--to", o.server, "The server, HOST:PORT")->needs(listen)->excludes(file);
   listen->needs("--to")->excludes(file);
   app.add_option("--address", o.address, "Address to listen on")->needs(listen)->capture_default_str();
-  AddFile(app, "--port-file", o.portFile, "Write the port to this file once it listens")->needs(listen);
+  app.add_option("--port-file", o.portFile, "Write the port to this file once it listens")->needs(listen);
   app.add_option("--port", o.serverPort,
                  "Server's port in a capture; default: connections that look like the protocol")
       ->excludes(listen);
@@ -50,12 +45,15 @@ void AddForms(CLI::App& app, Options& o) {
   app.add_flag("--hex", o.shown.hex, "The bytes of each packet as well, descrambled");
   app.add_option("--rows", o.shown.rows, "Show so many records of a table and lines of a text; 0: all")
       ->capture_default_str()
+      ->check(CLI::Range(0, 1'000'000'000))
       ->excludes(json);
   app.add_flag("--stats", o.stats, "Only counts and round trips, at the end");
-  AddFile(app, "--chart", o.chart, "Write a sequence diagram to this SVG file");
-  AddFile(app, "--record", o.record, "Write a recording to this file");
-  app.add_option("--link", o.links, "Only this link; may be given again");
-  app.add_option("--code", o.codes, "Only packets of this code; may be given again");
+  app.add_option("--chart", o.chart, "Write a sequence diagram to this SVG file");
+  app.add_option("--record", o.record, "Write a recording to this file");
+  app.add_option("--link", o.links, "Only this link; may be given again")
+      ->check(CLI::Range(1, 1'000'000'000));
+  app.add_option("--code", o.codes, "Only packets of this code; may be given again")
+      ->check(CLI::Range(0, 4095));
 }
 
 }  // namespace
@@ -65,6 +63,7 @@ bool ReadOptions(int argc, char** argv, Options& options, int& exitCode) {
   app.footer(kExamples);
   AddSources(app, options);
   AddForms(app, options);
+  RefuseEmpty(app);
   try {
     app.parse(argc, argv);
     if (options.file.empty() && options.server.empty())

@@ -28,12 +28,18 @@ std::pair<std::string, std::string> Divide(const std::string& server) {
   return {host, port};
 }
 
+tcp::acceptor ListenOn(asio::io_context& io, const std::string& address, std::uint16_t port) try {
+  return {io, {asio::ip::make_address(address), port}};
+} catch (const std::exception& error) {
+  throw std::runtime_error(fmt::format("cannot listen on {}:{}: {}", address, port, error.what()));
+}
+
 }  // namespace
 
 class Proxy::Impl {
  public:
   Impl(const std::string& address, std::uint16_t port, const std::string& server, LinkEvents& events)
-      : server_(Divide(server)), events_(events), acceptor_(io_, {asio::ip::make_address(address), port}) {
+      : server_(Divide(server)), events_(events), acceptor_(ListenOn(io_, address, port)) {
     Accept();
   }
 

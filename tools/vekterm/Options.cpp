@@ -3,10 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 
+#include "RefuseEmpty.h"
 #include "vekterm/ExitCodes.h"
 
 namespace VekTerm {
 namespace {
+
+constexpr std::size_t kLongestUser = 254;
 
 constexpr char kAbout[] =
     "Terminal client of an order-routing server: connects, signs on, asks, sends orders, and shows what "
@@ -34,18 +37,13 @@ std::string Codes(const std::vector<ExitCode>& codes) {
   return text + "  > 100  an option is wrong";
 }
 
-// A file that the options name.
-CLI::Option* AddFile(CLI::App& app, const char* option, std::string& file, const char* what) {
-  return app.add_option(option, file, what)->check([](const std::string& name) {
-    return name.empty() ? std::string("the name of the file is missing") : std::string();
-  });
-}
-
 void AddConnection(CLI::App& app, Options& o) {
   app.add_option("server", o.servers, "HOST:PORT, or a setting such as TCPClient:HOST:PORT ct=5000");
-  app.add_option("--user", o.user, "User identity: ID or ID/ACCOUNT");
-  AddFile(app, "--password-file", o.passwordFile,
-          "The first line of this file is the password; without it the terminal asks");
+  app.add_option("--user", o.user, "User identity: ID or ID/ACCOUNT")->check([](const std::string& user) {
+    return std::string(user.size() > kLongestUser ? "a user has at most 254 bytes" : "");
+  });
+  app.add_option("--password-file", o.passwordFile,
+                 "The first line of this file is the password; without it the terminal asks");
   app.add_flag("--json", o.json, "One JSON object a line: events, tables, fates, errors");
   app.add_option("--timeout", o.patienceSeconds,
                  "Seconds for the session to come up; of a check, for each step")
@@ -64,8 +62,10 @@ void AddTerminal(CLI::App& app, Options& o) {
           throw CLI::ValidationError("--rate", "expected COUNT/MS, such as 5/1000");
       },
       "Orders that the server accepts, COUNT/MS; more are held back");
-  AddFile(app, "--record", o.record, "Write a recording of the session to this file; vekdump shows it");
-  app.add_option("--rows", o.rows, "Show so many records of a table; 0: all")->capture_default_str();
+  app.add_option("--record", o.record, "Write a recording of the session to this file; vekdump shows it");
+  app.add_option("--rows", o.rows, "Show so many records of a table; 0: all")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 1'000'000'000));
   app.add_flag("--wide", o.wide, "Show all columns of a table, even if the terminal is narrower");
   app.add_flag("--keep-going", o.keepGoing, "Do not end a script at the first command that fails");
 }
@@ -104,7 +104,9 @@ bool ReadOptions(int argc, char** argv, Options& options, int& exitCode) {
   app.footer(kExamples + ("\n\n" + Codes(kExitCodes)));
   AddConnection(app, options);
   AddTerminal(app, options);
-  const CLI::App* const check = AddCheck(app, options);
+  CLI::App* const check = AddCheck(app, options);
+  RefuseEmpty(app);
+  RefuseEmpty(*check);
   try {
     app.parse(argc, argv);
     options.check = check->parsed();
