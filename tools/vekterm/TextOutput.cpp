@@ -19,28 +19,31 @@ std::string Label(const std::string& kind) {
 
 using Rows = std::vector<std::vector<std::string>>;
 
-// How many of the first columns fit; at least one.
-std::size_t Fitting(const Rows& rows, std::size_t room) {
-  constexpr std::size_t kGap = 2;
-  const std::size_t columns = rows.front().size();
-  for (std::size_t i = 0, used = 0; i < columns; ++i) {
-    std::size_t width = 0;
-    for (const auto& row : rows) width = std::max(width, TextWidth(row[i]));
-    used += width + (i == 0 ? 0 : kGap);
-    if (used > room && i != 0) return i;
-  }
-  return columns;
+std::size_t WidthOf(const Rows& rows, std::size_t column) {
+  std::size_t width = 0;
+  for (const auto& row : rows) width = std::max(width, TextWidth(row[column]));
+  return width;
 }
 
-// Cuts the columns that do not fit, and says which.
+// Keeps the first column, and of the others those that fit; says which are missing.
 std::string CutColumns(Rows& rows, std::size_t room) {
-  const std::vector<std::string> headings = rows.front();
-  const std::size_t fitting = Fitting(rows, room);
-  if (fitting == headings.size()) return {};
-  for (auto& row : rows) row.resize(fitting);
-  std::string words = "... " + VekDump::Counted(headings.size() - fitting, "more column") + " (";
-  for (std::size_t i = fitting; i < headings.size(); ++i) words += (i == fitting ? "" : ", ") + headings[i];
-  return words + "); all of them: wide on, or --wide\n";
+  constexpr std::size_t kGap = 2;
+  std::string missing;
+  std::size_t used = 0, count = 0;
+  Rows kept(rows.size());
+  for (std::size_t i = 0; i < rows.front().size(); ++i) {
+    const std::size_t width = WidthOf(rows, i) + (i == 0 ? 0 : kGap);
+    if (i != 0 && used + width > room) {
+      missing += (count++ == 0 ? "" : ", ") + rows.front()[i];
+      continue;
+    }
+    used += width;
+    for (std::size_t row = 0; row < rows.size(); ++row) kept[row].push_back(rows[row][i]);
+  }
+  rows = std::move(kept);
+  if (count == 0) return {};
+  return "... " + VekDump::Counted(count, "more column") + " (" + missing +
+         "); all of them: wide on, or --wide\n";
 }
 
 }  // namespace

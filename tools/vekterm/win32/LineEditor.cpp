@@ -1,5 +1,7 @@
 #include "vekterm/LineEditor.h"
 
+#include <algorithm>
+
 #include "TextWidth.h"
 #include "vekterm/Completion.h"
 #include "vekterm/Console.h"
@@ -20,25 +22,26 @@ class LineEditor::Impl {
   explicit Impl(EditorEvents events) : events_(std::move(events)) {
     GetConsoleMode(input_, &inputMode_);
     GetConsoleMode(output_, &outputMode_);
-    SetConsoleMode(output_, outputMode_ | ENABLE_PROCESSED_OUTPUT | kVirtualTerminal);
+    SetConsoleMode(output_, ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT);
   }
   ~Impl() {
     SetConsoleMode(input_, inputMode_);
     SetConsoleMode(output_, outputMode_);
+    CloseHandle(output_);
   }
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
 
   std::optional<std::string> Read() {
     SetConsoleMode(input_, ENABLE_PROCESSED_INPUT);
-    line_.clear(), at_ = 0, place_ = history_.size(), row_ = 0;
+    line_.clear(), at_ = 0, place_ = history_.size(), row_ = drawn_ = 0;
     reading_ = true, end_ = EEnd::None;
     Draw();
     while (end_ == EEnd::None) Wait();
     at_ = line_.size();
     Draw();
     reading_ = false;
-    Console::Write(end_ == EEnd::Interrupt ? "^C\r\n" : "\r\n");
+    Put(end_ == EEnd::Interrupt ? L"^C\r\n" : L"\r\n");
     SetConsoleMode(input_, inputMode_);
     if (end_ == EEnd::Interrupt) return "";
     if (end_ == EEnd::Input) return {};
@@ -47,15 +50,14 @@ class LineEditor::Impl {
   }
 
   void Print(const std::string& lines, bool isError) {
-    if (reading_) Console::Write(ToStart());
+    if (reading_) Blank(drawn_, GoTo(-row_, 0));
     isError ? Console::WriteError(lines) : Console::Write(lines);
-    row_ = 0;
+    row_ = 0, drawn_ = 0;
     if (reading_) Draw();
   }
 
  private:
   enum class EEnd { None, Line, Input, Interrupt };
-  static constexpr DWORD kVirtualTerminal = 4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING
 
   void Wait() {
     const HANDLE handles[] = {input_, reinterpret_cast<HANDLE>(events_.waitHandle)};
@@ -117,29 +119,56 @@ class LineEditor::Impl {
     if (!completion.list.empty()) Print(completion.list, false);
   }
 
-  std::string ToStart() const { return (row_ == 0 ? "" : "\x1b[" + std::to_string(row_) + 'A') + "\r\x1b[J"; }
+  // Not every console understands escape sequences, so its functions move the cursor.
+  void Put(const std::wstring& text) {
+    DWORD written = 0;
+    WriteConsoleW(output_, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+  }
 
-  // A long line takes several rows.
+  // To this row, counted from the cursor's, and column; returns where that is.
+  COORD GoTo(int row, int column) {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    GetConsoleScreenBufferInfo(output_, &info);
+    const COORD to{static_cast<SHORT>(column),
+                   static_cast<SHORT>(std::max(info.dwCursorPosition.Y + row, 0))};
+    SetConsoleCursorPosition(output_, to);
+    return to;
+  }
+
+  void Blank(int cells, COORD from) {
+    DWORD written = 0;
+    if (cells > 0) FillConsoleOutputCharacterW(output_, L' ', static_cast<DWORD>(cells), from, &written);
+  }
+
+  int Width() const {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    return GetConsoleScreenBufferInfo(output_, &info) && info.dwSize.X > 0 ? info.dwSize.X : 80;
+  }
+
+  // A long line takes several rows. What is before the cursor is written last, so that the cursor is where
+  // the console's font puts it.
   void Draw() {
-    const std::size_t known = Console::OutputColumns(), width = known != 0 ? known : 80;
-    const std::size_t before = kPrompt.size() + TextWidth(Narrow(line_.substr(0, at_)));
-    const std::size_t whole = kPrompt.size() + TextWidth(Narrow(line_));
-    std::string text = ToStart() + std::string(kPrompt) + Narrow(line_);
-    if (whole % width == 0) text += "\r\n";
-    if (whole / width > before / width)
-      text += "\x1b[" + std::to_string(whole / width - before / width) + 'A';
-    text += '\r';
-    if (before % width != 0) text += "\x1b[" + std::to_string(before % width) + 'C';
-    row_ = before / width;
-    Console::Write(text);
+    const int width = Width();
+    const int before = static_cast<int>(kPrompt.size() + TextWidth(Narrow(line_.substr(0, at_))));
+    const int whole = static_cast<int>(kPrompt.size() + TextWidth(Narrow(line_)));
+    GoTo(-row_, 0);
+    Put(Wide(kPrompt) + line_);
+    Blank(drawn_ - whole, GoTo(0, whole % width));
+    GoTo(-(whole / width), 0);
+    Put(Wide(kPrompt) + line_.substr(0, at_));
+    row_ = before / width, drawn_ = whole;
   }
 
   const EditorEvents events_;
-  const HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE), output_ = GetStdHandle(STD_OUTPUT_HANDLE);
+  const HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE);
+  // The console, even if the standard output is a file.
+  const HANDLE output_ = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
   DWORD inputMode_ = 0, outputMode_ = 0;
   std::wstring line_;
-  std::size_t at_ = 0;   // of the cursor
-  std::size_t row_ = 0;  // of the cursor, on the screen
+  std::size_t at_ = 0;  // of the cursor
+  int row_ = 0;         // of the cursor, from the prompt's
+  int drawn_ = 0;       // columns, with the prompt
   std::vector<std::wstring> history_;
   std::size_t place_ = 0;  // in the history
   bool reading_ = false;
