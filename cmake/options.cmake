@@ -17,10 +17,10 @@ target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_C
 
 find_package(Threads REQUIRED)
 if(VEKAPI_SANITIZE)
-  # Only the library is worth the time of the optimiser and, except when fuzzing, of UndefinedBehaviorSanitizer.
+  # Except when fuzzing, only the library is worth the time of the optimiser and of UndefinedBehaviorSanitizer.
   set(is_library $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_objects$<SEMICOLON>os_shared>)
   target_compile_options(vekapi_options INTERFACE
-    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 $<IF:${is_library},-O1,-O0>)
+    -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 $<IF:$<OR:${is_library},$<BOOL:${VEKAPI_FUZZ}>>,-O1,-O0>)
   if(VEKAPI_SANITIZE MATCHES undefined AND NOT VEKAPI_FUZZ)
     target_compile_options(vekapi_options INTERFACE $<$<NOT:${is_library}>:-fno-sanitize=undefined>)
   endif()

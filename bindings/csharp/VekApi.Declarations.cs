@@ -246,7 +246,7 @@ namespace VekApi
         public long unixNs;
         /// <summary>monotonic: when the request was submitted</summary>
         public long submittedNs;
-        /// <summary>monotonic: when the link accepted it; 0: no link did</summary>
+        /// <summary>monotonic: when it was handed to the link; 0: no link accepted it</summary>
         public long handedNs;
         /// <summary>of the request or the answer</summary>
         public IntPtr workId;

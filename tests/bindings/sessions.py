@@ -82,7 +82,7 @@ def threads():
     complaints, came, fates, submitted = [], [], [], threading.Event()
 
     def on_event(event):
-        came.append(event.kind)
+        came.append(event)
         if event.kind is EventKind.REPORT and submitted.wait(20):
             try:
                 session.send(ORDER)
@@ -97,11 +97,13 @@ def threads():
         assert refused.reason is Reason.TOO_FAST and refused.wait > 0, refused
         held = session.submit(ORDER, fates.append, hold=60)
         assert held.kind is FateKind.NONE and session.withdraw(held.ticket) and not session.withdraw(held.ticket), held
+        interrupted_after_submitting(session)
         submitted.set()
         for _ in session.events(timeout=20):
             pass  # until the report has closed it
     assert [fate.reason for fate in fates] == [Reason.WITHDRAWN], fates
-    assert came[-1] is EventKind.STATE and EventKind.FATE in came and not complaints, (came, complaints)
+    assert came[-1].kind is EventKind.STATE and not complaints, (came, complaints)
+    assert any(e.kind is EventKind.FATE and e.reason is Reason.WITHDRAWN for e in came), came
     try:
         vekapi.BlockingSession(server, nonsense=1)
         raise AssertionError("a setting that there is not was taken")
@@ -112,6 +114,24 @@ def threads():
         raise AssertionError("a wrong password was taken")
     except vekapi.SessionError as error:
         assert error.reason is Reason.SIGN_ON_REFUSED, error
+
+
+def interrupted_after_submitting(session):
+    """A signal may be noticed before anybody waits: the order is withdrawn, and its fate becomes an event."""
+    call = session._call
+
+    def interrupted(function, *arguments):
+        result = call(function, *arguments)
+        if function.__name__ == "CVekSession_Submit":
+            raise KeyboardInterrupt
+        return result
+
+    session._call = interrupted
+    try:
+        session.send(ORDER, hold=60)
+        raise AssertionError("not interrupted")
+    except KeyboardInterrupt:
+        session._call = call
 
 
 def end():

@@ -287,7 +287,7 @@ class CVekEvent(Structure):
         ("unixNs", c_int64),
         # monotonic: when the request was submitted
         ("submittedNs", c_int64),
-        # monotonic: when the link accepted it; 0: no link did
+        # monotonic: when it was handed to the link; 0: no link accepted it
         ("handedNs", c_int64),
         # of the request or the answer
         ("workId", c_char_p),

@@ -6,7 +6,7 @@ import math
 import queue
 import threading
 import time
-from typing import Any, AsyncIterator, Iterator, Optional
+from typing import Any, AsyncIterator, Callable, Iterator, Optional
 
 from . import _declarations as d
 from ._enums import FateKind, State
@@ -55,8 +55,7 @@ class Session(SessionBase):
     async def change_password(self, user: str, before: str, after: str) -> Fate:
         """The fate's text is the server's message for the user; it does not say whether the change succeeded."""
         told = asyncio.get_running_loop().create_future()
-        entered = self._change_password(_bring_to(told), user, before, after)
-        return entered.fate or await told
+        return self._change_password(self._expect(_bring_to(told)), user, before, after) or await told
 
     def events(self) -> AsyncIterator[Event]:
         """All events from now on that nobody waits for, until the session is closed. Call it on the event loop."""
@@ -118,9 +117,9 @@ class Session(SessionBase):
     async def _ask(self, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
                    answer: Optional[float]) -> Fate:
         told = asyncio.get_running_loop().create_future()
-        entered = self._submit(code, text, _bring_to(told), work_id, flags, hold, answer)
+        entered = self._expect(_bring_to(told))
         try:
-            fate: Fate = entered.fate or await told
+            fate: Fate = self._submit(entered, code, text, work_id, flags, hold, answer) or await told
             return fate
         except asyncio.CancelledError:
             self._abandon(entered)
@@ -176,7 +175,8 @@ class BlockingSession(SessionBase):
     def change_password(self, user: str, before: str, after: str) -> Fate:
         """The fate's text is the server's message for the user; it does not say whether the change succeeded."""
         slot = self._slot()
-        return self._wait(slot, self._change_password(slot.put, user, before, after))
+        entered = self._expect(slot.put)
+        return self._wait(slot, entered, lambda: self._change_password(entered, user, before, after))
 
     def events(self, timeout: Optional[float] = None) -> Iterator[Event]:
         """All events from now on that nobody waits for, until the session is closed or none came for `timeout` seconds."""
@@ -223,16 +223,17 @@ class BlockingSession(SessionBase):
     def _ask(self, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
              answer: Optional[float]) -> Fate:
         slot = self._slot()
-        return self._wait(slot, self._submit(code, text, slot.put, work_id, flags, hold, answer))
+        entered = self._expect(slot.put)
+        return self._wait(slot, entered, lambda: self._submit(entered, code, text, work_id, flags, hold, answer))
 
     def _slot(self) -> "_Slot":
         if self._pump is threading.current_thread():
             raise RuntimeError("waiting inside an event, for what comes after it")
         return _Slot()
 
-    def _wait(self, slot: "_Slot", entered: Entered) -> Fate:
+    def _wait(self, slot: "_Slot", entered: Entered, submit: Callable[[], Optional[Fate]]) -> Fate:
         try:
-            fate: Fate = entered.fate or slot.wait(None)
+            fate: Fate = submit() or slot.wait(None)
             return fate
         except BaseException:
             self._abandon(entered)

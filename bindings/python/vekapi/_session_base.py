@@ -5,7 +5,7 @@ import itertools
 import threading
 import traceback
 from ctypes import byref
-from typing import Any, Callable, Dict, Iterable, Iterator, List, NamedTuple, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Tuple, Union
 
 from . import _declarations as d
 from ._enums import EventKind, FateKind, Reason, State
@@ -27,13 +27,20 @@ def _ms(seconds: Optional[float]) -> int:
     return min(max(1, round(seconds * 1000)), 0x7FFFFFFF) if seconds < float("inf") else 0xFFFFFFFF
 
 
-class Entered(NamedTuple):
-    """A submitted request; `fate` is set if it was refused."""
+class Entered:
+    """A request. Exists before it is submitted, so that an interruption at any moment can give it up."""
 
-    tag: int
-    ticket: int
-    work_id: str
-    fate: Optional[Fate]
+    def __init__(self, tag: int) -> None:
+        self.tag, self.receipt = tag, d.CVekReceipt(size=ctypes.sizeof(d.CVekReceipt))
+
+    @property
+    def ticket(self) -> int:
+        """0: not accepted, or not yet."""
+        return int(self.receipt.ticket)
+
+    @property
+    def work_id(self) -> str:
+        return str(self.receipt.workId.decode())
 
 
 def _guarded(function: Callable[[Any], None]) -> Tell:
@@ -153,13 +160,21 @@ class SessionBase(Owned):
         """Submits a request without waiting. Returns a fate of kind REFUSED; or of kind NONE, with the ticket for
         withdraw(): then `then` is called once with the final fate, where events run; without `then` the fate is an event.
         hold=0 refuses a request that cannot be sent at once (Reason.TOO_FAST)."""
-        entered = self._submit(code, text, _guarded(then) if then else None, work_id, flags, hold, timeout)
-        return entered.fate or Fate(FateKind.NONE, work_id=entered.work_id, ticket=entered.ticket)
+        entered = self._expect(_guarded(then) if then else None)
+        refused = self._submit(entered, code, text, work_id, flags, hold, timeout)
+        return refused or Fate(FateKind.NONE, work_id=entered.work_id, ticket=entered.ticket)
 
     # Submitting. A fate goes to the waiter of its request, if there is one, else to listeners and on_event.
 
-    def _submit(self, code: int, text: str, tell: Optional[Tell], work_id: Optional[str], flags: int, hold: Optional[float],
-                answer: Optional[float]) -> Entered:
+    def _expect(self, tell: Optional[Tell]) -> Entered:
+        entered = Entered(next(self._tags))
+        if tell:
+            self._waiters[entered.tag] = tell
+        return entered
+
+    def _submit(self, entered: Entered, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
+                answer: Optional[float]) -> Optional[Fate]:
+        """A fate of kind REFUSED; None if it was accepted."""
         if work_id is not None:
             text = f"{work_id} {text}" if work_id else text
         raw = encode(text)
@@ -168,31 +183,26 @@ class SessionBase(Owned):
             size=ctypes.sizeof(d.CVekSubmit), code=code, mode=d.vsm_Try if hold == 0 else d.vsm_Hold, flags=flags, workId=encode(work_id),
             text=ctypes.addressof(buffer), textLength=len(raw), holdMs=_ms(hold), answerMs=_ms(answer))
 
-        def submit(tag: int, receipt: d.CVekReceipt) -> int:
-            request.tag = tag
-            return int(self._call(lib.CVekSession_Submit, byref(request), byref(receipt)))
+        def submit() -> int:
+            request.tag = entered.tag
+            return int(self._call(lib.CVekSession_Submit, byref(request), byref(entered.receipt)))
 
-        return self._enter(submit, tell)
+        return self._enter(entered, submit)
 
-    def _change_password(self, tell: Tell, *texts: str) -> Entered:
-        change = lambda tag, receipt: self._call(
-            lib.CVekSession_ChangePassword, *map(encode, texts), tag, byref(receipt))
-        return self._enter(change, tell)
+    def _change_password(self, entered: Entered, *texts: str) -> Optional[Fate]:
+        return self._enter(entered, lambda: int(self._call(
+            lib.CVekSession_ChangePassword, *map(encode, texts), entered.tag, byref(entered.receipt))))
 
-    def _enter(self, submit: Callable[[int, d.CVekReceipt], int], tell: Optional[Tell]) -> Entered:
-        receipt, tag = d.CVekReceipt(size=ctypes.sizeof(d.CVekReceipt)), next(self._tags)
+    def _enter(self, entered: Entered, submit: Callable[[], int]) -> Optional[Fate]:
         told = self._states_told
-        if tell:
-            self._waiters[tag] = tell
-        reason = submit(tag, receipt)
+        reason = submit()
         if not reason:
-            return Entered(tag, receipt.ticket, receipt.workId.decode(), None)
-        self._waiters.pop(tag, None)
+            return None
+        self._waiters.pop(entered.tag, None)
         if reason == d.vsr_NotUp:
             self._expect_state(told)
-        refused = Fate(FateKind.REFUSED, reason_of(reason), receipt.workId.decode(), link=receipt.link,
-                       wait=receipt.waitMs / 1000)
-        return Entered(tag, 0, refused.work_id, refused)
+        return Fate(FateKind.REFUSED, reason_of(reason), entered.work_id, link=entered.receipt.link,
+                    wait=entered.receipt.waitMs / 1000)
 
     def _expect_state(self, told: int) -> None:
         """The session is no longer up: a state event must follow, unless it has been taken since `told`."""
@@ -202,7 +212,7 @@ class SessionBase(Owned):
 
     def _abandon(self, entered: Entered) -> None:
         """Nobody waits any more: withdraws it if it is held; its fate becomes an event."""
-        if self._waiters.pop(entered.tag, None):
+        if self._waiters.pop(entered.tag, None) and entered.ticket:
             self.withdraw(entered.ticket)
 
     # Taking events.
