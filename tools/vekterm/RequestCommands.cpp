@@ -1,5 +1,5 @@
 // Commands that send requests, and those that follow them up.
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
