@@ -383,7 +383,8 @@ void SessionWorld::CheckAnswer(const Asked& asked, const CVekEvent& event) {
   const auto link = asked.keep->links.find(event.link);
   if (link == asked.keep->links.end()) Fail("order", asked.Mark() + " was answered before the sign-on");
   const bool orders = asked.fate == vsf_Acknowledged;
-  if (event.reason == vsr_NoMemory && story.chances.noMemory != 0 && text.empty() && !event.result.object) return;
+  if (event.reason == vsr_NoMemory && story.chances.noMemory != 0 && text.empty() && !event.result.object)
+    return;
   if (orders != (asked.code == 129)) Fail("fates", asked.Mark() + " got the fate of another code");
   const auto& said = links[link->second].expected;
   const bool sent = std::any_of(said.begin(), said.end(), [&](const LinkBook::Expected& each) {
