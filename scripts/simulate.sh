@@ -32,13 +32,12 @@ dev_sim() {
   verdict "no seed broke a promise"
 }
 
-# The tree into which faults are planted: the sources of the simulation. Its location relative to its build is
+# The tree into which faults are planted: a copy of the sources. Its location relative to its build is
 # that of the real one, so that the compiler's cache recognises unchanged files.
 plant_tree() {
   local tree=$root/build/plant/tree
   mkdir -p "$tree"
-  tar -c src include sim cmake tests/CMakeLists.txt tests/ctest_entries.cmake tests/simulation CMakeLists.txt \
-    CMakePresets.json | tar -x -m -C "$tree"
+  git ls-files -z | tar -c --null -T - | tar -x -m -C "$tree"
   export CCACHE_BASEDIR=$tree CCACHE_NOHASHDIR=1
   # shellcheck disable=SC2046
   (cd "$tree" && cmake --preset linux -B planted/build -DVEKAPI_BENCH=OFF $(compiler_cache)) >build/plant/configure.log 2>&1
