@@ -22,7 +22,7 @@ namespace VekSim {
   X(TooFast, 190, "傳送過於頻繁")         \
   X(Refused, 199, "系統拒絕")
 
-#define VEKSIM_REJECT_CODE(name, code, text) name = code,
+#define VEKSIM_REJECT_CODE(name, code, text) name = (code),
 enum class SimReject { None = 0, VEKSIM_REJECTS(VEKSIM_REJECT_CODE) };
 #undef VEKSIM_REJECT_CODE
 

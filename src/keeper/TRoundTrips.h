@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -16,8 +17,8 @@ class TRoundTrips {
 
  private:
   static unsigned IndexOf(std::int64_t ns) {
-    if (ns < 1000) return 0;
-    const auto us = static_cast<std::uint64_t>(ns) / 1000;
+    const auto us = static_cast<std::uint64_t>(std::max<std::int64_t>(ns, 0)) / 1000;
+    if (us == 0) return 0;
     const auto octave = static_cast<unsigned>(std::bit_width(us)) - 1;
     // 2^(1/8) to 2^(7/8), in 65536ths.
     constexpr std::uint32_t kSteps[] = {71468, 77936, 84990, 92682, 101070, 110218, 120194};
