@@ -1,6 +1,5 @@
 // Hands requests to the link.
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "keeper/TLedger.h"
@@ -59,16 +58,13 @@ bool TLedger::Take(TMessage& message, std::int64_t now) {
   return true;
 }
 
-// Null if nothing more goes into the message. What fits needs no allocation; without memory to note its
-// place, the next one goes into the next message.
-TRequest* TLedger::NextOfBatch(const TMessage& message, std::int64_t now) try {
+// Null if nothing more goes into the message. What fits needs no allocation.
+TRequest* TLedger::NextOfBatch(const TMessage& message, std::int64_t now) {
   if (message.code != PkRequestAck || message.parts.size() >= kMaxParts) return nullptr;
   TRequest* const next = urgent_.Empty() ? normal_.First() : urgent_.First();
   if (!next || next->code != PkRequestAck) return nullptr;
   if (message.buffer.size() + 1 + next->text.size() > kPrefixBytes + kMaxPiece) return nullptr;
   return Place(*next, now) ? next : nullptr;
-} catch (const std::bad_alloc&) {
-  return nullptr;
 }
 
 // The time is noted here, because the answer may arrive before Send returns.
