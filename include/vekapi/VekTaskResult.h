@@ -36,7 +36,8 @@ class VEKAPI_EXPORT VekTaskResult {
   const std::string& WorkID() const;
 
   // The text that the tables were parsed from: without the encoding line, and converted to code page 950 if
-  // that line said UTF-8. May contain any bytes; tables were parsed up to the first NUL.
+  // that line said UTF-8. May contain any bytes; tables were parsed up to the first NUL. The first call makes
+  // the text from the parsed records, and may throw std::bad_alloc.
   const std::string& OrigResult() const;
 
   // Number of tables.

@@ -34,7 +34,17 @@ struct TEvent {
   TEvent* nextQueued = nullptr;
   VekTaskResult result;
   char workId[kIdRoom] = {};
-  std::string text;
+  std::string text;  // of what brought no result
+
+  // Throws std::bad_alloc; the event is then without a result.
+  void TakeResult(const VekTaskResult& from) {
+    from.OrigResult();
+    result = from;
+    hasResult = true;
+  }
+
+  // The server's text. Made when the event was, so this cannot fail.
+  const std::string& Text() const { return hasResult ? result.OrigResult() : text; }
 };
 
 // An event that belongs to no request.

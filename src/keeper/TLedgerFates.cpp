@@ -24,9 +24,8 @@ void TLedger::TellAnswer(TRequest& request, int fate, int reason, const TAnswer&
   request.atNs = now;
   ++fates_[fate];
   try {
-    if (answer.result) request.result = *answer.result;
     request.text.assign(answer.text);
-    request.hasResult = answer.result != nullptr;
+    if (answer.result) request.TakeResult(*answer.result);
   } catch (const std::bad_alloc&) {
     request.text.clear();
     request.reason = vsr_NoMemory;
@@ -71,12 +70,11 @@ TNews& TLedger::Make(int kind, const TAnswer& answer) {
   TNews& event = told_.New();
   try {
     event.text.assign(answer.text);
-    if (answer.result) event.result = *answer.result;
+    if (answer.result) event.TakeResult(*answer.result);
   } catch (...) {
     told_.Free(event);
     throw;
   }
-  event.hasResult = answer.result != nullptr;
   event.kind = static_cast<std::uint8_t>(kind);
   event.code = answer.code;
   event.link = link_;

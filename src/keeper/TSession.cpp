@@ -181,12 +181,9 @@ void TSession::SetState(int state, int reason, const TKeptLink& of) {
   try {
     if (reason != 0) event.detail = of.detail;
     if (state == vss_Resyncing || state == vss_Up) {
-      event.result = client_.SgnResult();
-      event.hasResult = true;
-      event.text = event.result.OrigResult();
+      event.TakeResult(client_.SgnResult());
     }
-  } catch (const std::bad_alloc&) {
-    event.text.clear();
+  } catch (const std::bad_alloc&) {  // the state is told without
   }
   Stamp(event);
   told_.Push(event);

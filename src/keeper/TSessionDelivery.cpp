@@ -36,8 +36,8 @@ CVekEvent TSession::Show(const TEvent& event) const {
   shown.submittedNs = event.submittedNs;
   shown.handedNs = event.handedNs;
   shown.workId = event.workId;
-  shown.text = event.text.c_str();
-  shown.textLength = static_cast<std::uint32_t>(event.text.size());
+  shown.text = event.Text().c_str();
+  shown.textLength = static_cast<std::uint32_t>(event.Text().size());
   if (event.hasResult) shown.result.object = &event.result;
   shown.detail = "";
   if (event.isRequest) return shown;

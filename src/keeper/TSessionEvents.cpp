@@ -110,7 +110,6 @@ void TSession::OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) {
     TLedger::TAnswer answer;
     answer.code = PkTaskResult;
     answer.id = result.WorkID();
-    answer.text = result.OrigResult();
     answer.result = &result;
     ledger_.OnResult(answer, NowNs());
     Settle(lock);

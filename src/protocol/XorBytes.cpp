@@ -5,12 +5,7 @@
 
 #include <immintrin.h>
 
-#if defined(__GNUC__)
-#define VEKAPI_TARGET_AVX2 __attribute__((target("avx2")))
-#else
-#define VEKAPI_TARGET_AVX2
-#include <intrin.h>
-#endif
+#include "platform/os/Processor.h"
 
 namespace VekApi {
 namespace {
@@ -66,25 +61,10 @@ VEKAPI_TARGET_AVX2 void XorAvx2(char* bytes, const char* pad, std::size_t count)
   XorTail(bytes + i, pad + i, count - i);
 }
 
-bool HasAvx2() {
-#if defined(__GNUC__)
-  return __builtin_cpu_supports("avx2");
-#else
-  // Requires support from the processor (leaf 7) and the operating system (XGETBV: it saves the wide
-  // registers).
-  int leaf1[4];
-  int leaf7[4];
-  __cpuid(leaf1, 1);
-  __cpuidex(leaf7, 7, 0);
-  const bool saved = (leaf1[2] & (1 << 27)) != 0 && (_xgetbv(0) & 6) == 6;
-  return saved && (leaf7[1] & (1 << 5)) != 0;
-#endif
-}
-
 }  // namespace
 
 void XorBytes(char* bytes, const char* pad, std::size_t count) noexcept {
-  static const bool avx2 = HasAvx2();
+  static const bool avx2 = Dova::Os::HasAvx2();
   if (avx2 && count >= 32) {
     XorAvx2(bytes, pad, count);
   } else {

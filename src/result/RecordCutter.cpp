@@ -1,83 +1,73 @@
 #include "result/RecordCutter.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
-#include <utility>
 
 #include "result/Lines.h"
 
 namespace VekApi {
-namespace {
-
-// Marks the block at `at`; positions beyond the text read as NULs, which end it.
-TByteMarks Mark(std::string_view text, std::size_t at, char* out) {
-  const char* block = text.data() + at;
-  char last[kMarkedBytes];
-  if (text.size() - at < kMarkedBytes) {
-    std::memset(last, 0, sizeof last);
-    std::memcpy(last, block, text.size() - at);
-    block = last;
-  }
-  return CopyCutting(block, out);
-}
-
-// Puts the positions behind the lowest bits, without asking whether there are as many; unrolled.
-template <std::size_t... i>
-void PutLowest(std::uint64_t& cuts, std::uint32_t behind, std::uint32_t* starts, std::index_sequence<i...>) {
-  constexpr std::uint64_t kNotZero = std::uint64_t{1} << 63;
-  const auto next = [&] {
-    const auto bit = static_cast<std::uint32_t>(std::countr_zero(cuts | kNotZero));
-    cuts &= cuts - 1;
-    return behind + bit;
-  };
-  ((starts[i] = next()), ...);
-}
-
-// A value starts after each separator, and after each line end as the next record's first value.
-std::size_t PutStarts(std::uint64_t cuts, std::size_t offset, std::uint32_t* starts) {
-  // Writes eight at a time, possibly beyond the count: the loop count is then easier to predict.
-  constexpr std::size_t kAtOnce = 8;
-  const std::size_t count = CountBits(cuts);
-  for (std::size_t put = 0; put < count; put += kAtOnce)
-    PutLowest(cuts, static_cast<std::uint32_t>(offset), starts + put, std::make_index_sequence<kAtOnce>());
-  return count;
-}
-
-}  // namespace
 
 std::size_t TRecordCutter::Cut(std::size_t from) {
+  constexpr std::size_t kMostBlocks = 64;  // few enough to stay in the cache
+  TByteMarks marks[kMostBlocks];
   columns_ = store_.runs.back().columns;
+  store_.NeedAhead(1, from);
   recordStart_ = store_.startsCount;
   store_.starts.Data()[store_.startsCount++] = static_cast<std::uint32_t>(from);
-  for (std::size_t at = from; !work_.Spend(kMarkedBytes); at += kMarkedBytes) {
-    TByteMarks marks = Mark(text_, at, store_.copy.Data() + at);
-    const auto end = static_cast<unsigned>(std::countr_zero(marks.nuls));
-    if (end < kMarkedBytes) {
-      marks.cuts &= BitsBelow(end);
-      marks.lines &= BitsBelow(end);
-    }
-    const std::size_t startsBefore = store_.startsCount;
-    store_.startsCount += PutStarts(marks.cuts, at + 1, store_.starts.Data() + startsBefore);
-    if (EndRecords(marks, at, startsBefore)) return next_;
-    if (end == kMarkedBytes) continue;
-    EndRecord(store_.startsCount);
-    break;
+  // Few blocks first: the next table may be near.
+  std::size_t at = from;
+  for (std::size_t blocks = 1;; blocks = std::min(2 * blocks, kMostBlocks)) {
+    store_.NeedAhead(blocks * kMarkedBytes, at);
+    const TByteMarks* const end = marks + Mark(at, blocks, marks);
+    for (const TByteMarks* block = marks; block < end; ++block, at += kMarkedBytes)
+      if (block->lines && EndRecords(*block, at)) return next_;
+    if (end[-1].nuls)
+      return EndAtNul(at - kMarkedBytes + static_cast<std::size_t>(std::countr_zero(end[-1].nuls)));
+    if (work_.Spend(blocks * kMarkedBytes)) return text_.size();
   }
-  return text_.size();
+}
+
+// Marks blocks of the text from `at` on, at most `blocks`, and returns their number. Positions beyond the
+// text read as NULs, which end it.
+std::size_t TRecordCutter::Mark(std::size_t at, std::size_t blocks, TByteMarks* marks) {
+  const std::size_t left = text_.size() - at;
+  const std::size_t whole = std::min(blocks, left / kMarkedBytes);
+  std::uint32_t* const starts = store_.starts.Data();
+  TCutting cutting{text_.data() + at, store_.copy.Data() + at, static_cast<std::uint32_t>(at),
+                   starts + store_.startsCount};
+  std::size_t done = CutBlocks(cutting, whole, marks);
+  if (done == whole && whole < blocks && (done == 0 || !marks[done - 1].nuls)) {
+    char last[kMarkedBytes] = {};
+    std::memcpy(last, cutting.text, left - whole * kMarkedBytes);
+    cutting.text = last;
+    done += CutBlocks(cutting, 1, marks + whole);
+  }
+  store_.startsCount = static_cast<std::size_t>(cutting.starts - starts);
+  return done;
 }
 
 // Ends a record at each line end of the block. Returns true if the next line is not a record.
-bool TRecordCutter::EndRecords(const TByteMarks& marks, std::size_t at, std::size_t startsBefore) {
+bool TRecordCutter::EndRecords(const TByteMarks& marks, std::size_t at) {
+  const auto startsBefore = static_cast<std::size_t>(marks.starts - store_.starts.Data());
   for (std::uint64_t lines = marks.lines; lines; lines &= lines - 1) {
     const auto bit = static_cast<unsigned>(std::countr_zero(lines));
     const std::size_t startsEnd = startsBefore + CountBits(marks.cuts & BitsBelow(bit));
     EndRecord(startsEnd);
     next_ = at + bit + 1;
     if (!EndsRecords(text_, next_)) continue;
+    store_.recordsEnd = next_;
     store_.startsCount = startsEnd;
     return true;
   }
   return false;
+}
+
+// The text ends in a record.
+std::size_t TRecordCutter::EndAtNul(std::size_t nul) {
+  EndRecord(store_.startsCount);
+  store_.recordsEnd = nul;
+  return text_.size();
 }
 
 // Separators beyond the last column belong to its value: restores their bytes.

@@ -18,11 +18,13 @@ class TRecordCutter {
 
   // Reads record lines from `from`, the start of a record line, into the store's last run, up to the first
   // line that is not a record. Returns the start of that line, or the text's size if there is none or the
-  // work stopped.
+  // work stopped. The store's copy may be cut beyond the records, too.
   std::size_t Cut(std::size_t from);
 
  private:
-  bool EndRecords(const TByteMarks& marks, std::size_t at, std::size_t startsBefore);
+  std::size_t Mark(std::size_t at, std::size_t blocks, TByteMarks* marks);
+  bool EndRecords(const TByteMarks& marks, std::size_t at);
+  std::size_t EndAtNul(std::size_t nul);
   void EndRecord(std::size_t startsEnd);
 
   std::string_view text_;

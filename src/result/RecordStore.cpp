@@ -3,18 +3,37 @@
 #include <algorithm>
 #include <cstring>
 
+#include "result/TextMarks.h"
+
 namespace VekApi {
 
-void TRecordStore::Prepare(std::size_t bytes, const TMarkCounts& counts) {
-  const std::size_t records = counts.lines - counts.marked;
+void TRecordStore::Prepare(std::size_t bytes) {
+  // Texts up to this length get memory for the worst case.
+  constexpr std::size_t kForeseen = 32 * 1024;
+  const std::size_t ahead = std::min(bytes, kForeseen) + 1;
+  textBytes = bytes;
   copy.Need(bytes + kSlack);
-  starts.Need(counts.values + records + kSlack + 4);
-  ends.Need(Words(records + 1) + kGroupHead);
+  starts.Need(ahead + kSlack);
+  ends.Need(Words(ahead) + kGroupHead);
+}
+
+// To what the whole text takes if the rest is like what was read, and some more; but never slowly.
+template <class TItem>
+void TRecordStore::Grow(TRoom<TItem>& room, std::size_t used, std::size_t needed, std::size_t read) const {
+  const std::size_t expected = read > 0 ? used + used / 16 + (textBytes - read) * used / read : 0;
+  room.Grow(std::max(expected, used + used / 4) + needed, used);
+}
+
+void TRecordStore::NeedAhead(std::size_t ahead, std::size_t read) {
+  const std::size_t values = ahead + kSlack;
+  const std::size_t words = Words(ahead) + kGroupHead;
+  if (starts.Count() - startsCount < values) Grow(starts, startsCount, values, read);
+  if (ends.Count() - endsCount_ < words) Grow(ends, endsCount_, words, read);
 }
 
 void TRecordStore::Clear(std::size_t& room) {
   runs.clear();
-  startsCount = endsCount_ = groupAt_ = 0;
+  startsCount = endsCount_ = groupAt_ = textBytes = recordsEnd = 0;
   starts.Keep(room);
   ends.Keep(room);
   copy.Keep(room);
@@ -23,28 +42,29 @@ void TRecordStore::Clear(std::size_t& room) {
 void TRecordStore::OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt) {
   runs.push_back(
       {before, columns, static_cast<std::uint32_t>(startsAt), static_cast<std::uint32_t>(endsCount_), 0});
+  lastRun_ = &runs.back();
   groupAt_ = startsAt;
 }
 
 void TRecordStore::OpenGroup(std::size_t start) {
-  const std::size_t before = start - runs.back().startsAt;
+  const std::size_t before = start - lastRun_->startsAt;
   ends.Data()[endsCount_++] = static_cast<std::uint16_t>(before & 0xFFFF);
   ends.Data()[endsCount_++] = static_cast<std::uint16_t>(before >> 16);
   groupAt_ = start;
 }
 
-void TRecordStore::EndRecord(std::size_t start, std::size_t end) {
-  const TRun& last = runs.back();
+// Opens the group or the run that the record takes.
+void TRecordStore::PrepareEnd(std::size_t start, std::size_t end) {
+  const TRun& last = *lastRun_;
   const bool opensGroup = last.rows % kGroup == 0;
   const bool tooMany = end - (opensGroup ? start : groupAt_) >= kRunEnd;
   const bool hasEnded = last.rows == 1 && ends.Data()[last.endsAt] == kRunEnd;
-  if (last.rows > 0 && (tooMany || hasEnded)) {
+  if (last.rows == 0) return;
+  if (tooMany || hasEnded) {
     OpenRun(LastRun(), last.columns, start);
-  } else if (last.rows > 0 && opensGroup) {
+  } else if (opensGroup) {
     OpenGroup(start);
   }
-  ends.Data()[endsCount_++] = static_cast<std::uint16_t>(std::min<std::size_t>(end - groupAt_, kRunEnd));
-  ++runs.back().rows;
 }
 
 // Just past the NUL of the record's last value.
@@ -52,6 +72,19 @@ std::size_t TRecordStore::TextEnd(const TRun& run, TStarts record) const {
   const std::size_t values = std::min<std::size_t>(record.end - record.first, run.columns);
   const std::uint32_t last = starts.Data()[record.first + values - 1];
   return last + std::strlen(copy.Data() + last) + 1;
+}
+
+void TRecordStore::Join(char* text) const {
+  for (std::uint32_t at = 0; at < runs.size(); ++at) {
+    const TRun& run = runs[at];
+    for (std::size_t row = 0; run.columns > 0 && row < run.rows; ++row) {
+      const TStarts record = StartsOf(run, StartsEnd(at), row);
+      for (std::size_t i = record.first + 1; i < record.end; ++i) text[starts.Data()[i] - 1] = kValueEnd;
+      // The text or a NUL may have ended the last line.
+      const std::size_t end = TextEnd(run, record);
+      if (end <= recordsEnd) text[end - 1] = kLineEnd;
+    }
+  }
 }
 
 VekRecordBlock TRecordStore::Block(const TRun& run, std::size_t startsEnd, std::size_t row) const {

@@ -1,15 +1,16 @@
-// Storage of a result's records: a copy of the text with NULs in place of the separators, and the positions
-// where values start. A record costs slightly more than two bytes, plus four for each value present in its
-// line, however many columns its table announces.
+// Storage of a result's text and records: a copy of the text with NULs in place of the records' separators,
+// and the positions where values start. A record costs slightly more than two bytes, plus four for each value
+// present in its line, however many columns its table announces.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <utility>
 
-#include "result/ByteMarks.h"
 #include "result/NameTable.h"
 #include "vekapi/VekTable.h"
 
@@ -28,6 +29,16 @@ class TRoom {
     items_ = std::make_unique_for_overwrite<TItem[]>(count);
     count_ = count;
   }
+
+  // Room for `count` items; keeps the first `used`.
+  void Grow(std::size_t count, std::size_t used) {
+    auto more = std::make_unique_for_overwrite<TItem[]>(count);
+    std::copy_n(items_.get(), used, more.get());
+    items_ = std::move(more);
+    count_ = count;
+  }
+
+  std::size_t Count() const { return count_; }
 
   // Keeps the memory if it fits into `room`, which is reduced by its size.
   void Keep(std::size_t& room) {
@@ -59,8 +70,15 @@ class TRecordStore {
   // Extra bytes needed after the text: whole blocks are written, and a NUL.
   static constexpr std::size_t kSlack = 65;
 
-  // Reserves memory for a text of `bytes` with these marks. The store must be empty.
-  void Prepare(std::size_t bytes, const TMarkCounts& counts);
+  // Reserves memory for a text of `bytes`, and for the values and records of its first ones. The store must
+  // be empty.
+  void Prepare(std::size_t bytes);
+
+  // Makes room for the values and records of `ahead` more bytes, `read` bytes of the text having been read.
+  void NeedAhead(std::size_t ahead, std::size_t read);
+
+  // Puts the separators back into a copy of `copy`.
+  void Join(char* text) const;
 
   // Clears the store; keeps memory as far as it fits into `room`, which is reduced by its size.
   void Clear(std::size_t& room);
@@ -70,7 +88,12 @@ class TRecordStore {
 
   // Ends the last run's next record, with values from `start` up to `end`. Opens another run if this one
   // cannot hold it.
-  void EndRecord(std::size_t start, std::size_t end);
+  void EndRecord(std::size_t start, std::size_t end) {
+    TRun& run = *lastRun_;
+    if (run.rows <= 1 || run.rows % kGroup == 0 || end - groupAt_ >= kRunEnd) PrepareEnd(start, end);
+    ends.Data()[endsCount_++] = static_cast<std::uint16_t>(std::min<std::size_t>(end - groupAt_, kRunEnd));
+    ++lastRun_->rows;
+  }
 
   std::uint32_t LastRun() const { return static_cast<std::uint32_t>(runs.size() - 1); }
 
@@ -88,6 +111,8 @@ class TRecordStore {
   TRoom<char> copy;
   TRoom<std::uint32_t> starts;  // positions in the copy
   std::size_t startsCount = 0;
+  std::size_t textBytes = 0;
+  std::size_t recordsEnd = 0;  // just past the last record line
   std::deque<TRun> runs;
 
  private:
@@ -107,10 +132,14 @@ class TRecordStore {
   TStarts StartsOf(const TRun& run, std::size_t startsEnd, std::size_t row) const;
   std::size_t TextEnd(const TRun& run, TStarts record) const;
   static std::size_t Words(std::size_t rows) { return rows + rows / kGroup * kGroupHead; }
+  template <class TItem>
+  void Grow(TRoom<TItem>& room, std::size_t used, std::size_t needed, std::size_t read) const;
   void OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt);
   void OpenGroup(std::size_t start);
+  void PrepareEnd(std::size_t start, std::size_t end);
   std::size_t GroupBase(const std::uint16_t* group) const { return group[-2] | std::size_t{group[-1]} << 16; }
 
+  TRun* lastRun_ = nullptr;
   TRoom<std::uint16_t> ends;
   std::size_t endsCount_ = 0;
   std::size_t groupAt_ = 0;  // index in the starts where the last group of the last run begins

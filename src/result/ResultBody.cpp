@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <mutex>
 
 #include "result/KeyedHash.h"
 #include "result/Lines.h"
@@ -14,12 +15,25 @@ constexpr std::size_t kWalk = 8;  // up to this many tables are searched linearl
 constexpr std::size_t kKeptBytes = 16 * 1024 * 1024;
 constexpr std::size_t kKeptEntries = 1024;  // of tables and runs
 
+// Upper bound of the names in the rest of the text: names of two bytes and more are counted; space for
+// shorter ones is always reserved.
+std::size_t MoreNames(std::string_view rest, TWork& work) {
+  std::size_t count = 257;
+  for (std::size_t from = 0;; ++from) {
+    const std::size_t at = FindEither(rest, from, kTableMark, '\0', work);
+    if (at == rest.size() || rest[at] == '\0' || work.Spend(at + 1 - from)) return count;
+    const bool isShort = rest.substr(at + 1, 2).find(kLineEnd) != rest.npos;
+    if (at > 0 && rest[at - 1] == kLineEnd && !isShort) ++count;
+    from = at;
+  }
+}
+
 }  // namespace
 
 // Properties end with their line or the text, their name at the first pair.
 bool TResultBody::IsNamed(const TTableEntry& entry, std::string_view name, TWork& work) const {
   if (entry.nameAt == kNone) return name.empty();
-  const std::string_view rest = std::string_view(text).substr(entry.nameAt);
+  const std::string_view rest = Cut().substr(entry.nameAt);
   if (!StartsWith(rest, name, work)) return false;
   if (rest.size() == name.size()) return true;
   const char end = rest[name.size()];
@@ -34,27 +48,14 @@ std::uint32_t TResultBody::Find(std::string_view name, TWork& work) const {
   return kNone;
 }
 
-// Upper bound of the names in the rest of the text: names of two bytes and more are counted; space for
-// shorter ones is always reserved.
-std::size_t TResultBody::MoreNames(std::size_t from, TWork& work) const {
-  std::size_t count = 257;
-  for (;; ++from) {
-    const std::size_t at = FindEither(text, from, kTableMark, '\0', work);
-    if (at == text.size() || text[at] == '\0' || work.Spend(at + 1 - from)) return count;
-    const bool isShort = std::string_view(text).substr(at + 1, 2).find(kLineEnd) != text.npos;
-    if (text[at - 1] == kLineEnd && !isShort) ++count;
-    from = at;
-  }
-}
-
-std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, std::size_t from,
+std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, std::string_view rest,
                                   TWork& work) {
   const auto index = static_cast<std::uint32_t>(tables.size());
   const auto enter = [&](std::uint32_t number, std::string_view its) {
     names_.Slot(KeyedHash(its, work), [](std::uint32_t) { return false; }) = number;
   };
   if (index == kWalk) {
-    names_.Reset(kWalk + MoreNames(from, work));
+    names_.Reset(kWalk + MoreNames(rest, work));
     for (std::uint32_t i = 0; i < index; ++i)
       enter(i, tables[i].nameAt == kNone ? std::string_view() : NameOf(LineAt(tables[i].nameAt, work), work));
   }
@@ -64,7 +65,17 @@ std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, s
 }
 
 std::string_view TResultBody::LineAt(std::uint32_t at, TWork& work) const {
-  return std::string_view(text).substr(at, LineEnd(text, at, work) - at);
+  return Cut().substr(at, LineEnd(Cut(), at, work) - at);
+}
+
+const std::string& TResultBody::Text() const {
+  if (hasText_.load(std::memory_order_acquire)) return text_;
+  const std::lock_guard lock(textMutex_);
+  if (hasText_.load(std::memory_order_relaxed)) return text_;
+  text_.assign(Cut());
+  records.Join(text_.data());
+  hasText_.store(true, std::memory_order_release);
+  return text_;
 }
 
 const VekTable& TResultBody::Table(std::uint32_t index) const {
@@ -107,13 +118,14 @@ std::unique_ptr<TMadeTable> TResultBody::TakeMade() {
 bool TResultBody::Clear() {
   const bool isSmall = tables.size() <= kKeptEntries && records.runs.size() <= kKeptEntries;
   DropMade();
-  text.clear();
+  text_.clear();
+  hasText_.store(false, std::memory_order_relaxed);
   workId.clear();
   tables.clear();
   std::size_t room = kKeptBytes;
   records.Clear(room);
   names_.Clear(room);
-  if (text.capacity() > room) std::string().swap(text);
+  if (text_.capacity() > room) std::string().swap(text_);
   return isSmall;
 }
 

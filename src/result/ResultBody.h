@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/os/Mutex.h"
 #include "result/NameTable.h"
 #include "result/RecordStore.h"
 #include "result/TWork.h"
@@ -48,8 +49,8 @@ class TResultBody {
   // Thread-safe. The table is valid as long as the content.
   const VekTable& Table(std::uint32_t index) const;
 
-  // Adds a table with a new name; `from` is the position of the rest of the text.
-  std::uint32_t Append(std::uint32_t nameAt, std::string_view name, std::size_t from, TWork& work);
+  // Adds a table with a new name; `rest` is the text from the end of its first line on.
+  std::uint32_t Append(std::uint32_t nameAt, std::string_view name, std::string_view rest, TWork& work);
 
   // Parses a table's properties and columns, without its records.
   std::unique_ptr<TMadeTable> Make(std::uint32_t index) const;
@@ -66,7 +67,15 @@ class TResultBody {
   // freed separately exceeds it: the body should then be dropped.
   bool Clear();
 
-  std::string text;
+  // The text as it was before it was cut. Thread-safe; valid as long as the content. Throws std::bad_alloc.
+  const std::string& Text() const;
+
+  // The buffer of a text that is made for this body, and then its text.
+  std::string& MakeText() {
+    hasText_.store(true, std::memory_order_relaxed);
+    return text_;
+  }
+
   std::string workId;
   std::deque<TTableEntry> tables;
   TRecordStore records;
@@ -76,8 +85,8 @@ class TResultBody {
   friend class TBodyRef;
 
   bool IsNamed(const TTableEntry& entry, std::string_view name, TWork& work) const;
+  std::string_view Cut() const { return {records.copy.Data(), records.textBytes}; }
   std::string_view LineAt(std::uint32_t at, TWork& work) const;
-  std::size_t MoreNames(std::size_t from, TWork& work) const;
   void DropMade() {
     while (TakeMade()) {
     }
@@ -86,6 +95,9 @@ class TResultBody {
   TNameTable names_;  // empty while a linear search is faster
   mutable std::atomic<TMadeTable*> made_{nullptr};
   mutable std::atomic<unsigned> holders_{0};
+  mutable Dova::Os::TMutex textMutex_;
+  mutable std::atomic<bool> hasText_{false};
+  mutable std::string text_;
 };
 
 // A counted reference. TBody is TResultBody, const or not.

@@ -1,5 +1,7 @@
 #include "result/ResultReader.h"
 
+#include <algorithm>
+
 #include "result/KeyedHash.h"
 #include "result/Lines.h"
 
@@ -30,12 +32,23 @@ std::uint32_t CountColumns(std::string_view fields, TNameTable& names, TWork& wo
 }  // namespace
 
 bool TResultReader::Read() {
+  body_.records.Prepare(text_.size());
   for (std::size_t at = 0; at < text_.size() && text_[at] != '\0';) {
     at = OnLine(at);
     if (work_.Stopped()) return false;
   }
+  CopyUpTo(text_.size());
   kept_.Give(body_);
-  return true;
+  return !work_.Stopped();
+}
+
+void TResultReader::CopyUpTo(std::size_t end) {
+  while (copied_ < end) {
+    const std::string_view piece = text_.substr(copied_, std::min(end - copied_, TWork::kPiece));
+    piece.copy(body_.records.copy.Data() + copied_, piece.size());
+    copied_ += piece.size();
+    if (work_.Spend(piece.size())) return;
+  }
 }
 
 std::size_t TResultReader::OnLine(std::size_t at) {
@@ -51,12 +64,12 @@ std::size_t TResultReader::OnLine(std::size_t at) {
 std::size_t TResultReader::OnHeader(std::size_t at) {
   const std::size_t end = LineEnd(text_, at, work_);
   const std::size_t next = NextLine(text_, end);
-  work_.Spend(next - at);
+  CopyUpTo(next);
   const std::string_view name = NameOf(text_.substr(at + 1, end - at - 1), work_);
   newHeaderAt_ = kNone;
   table_ = body_.Find(name, work_);
   if (table_ != kNone) return next;
-  table_ = body_.Append(static_cast<std::uint32_t>(at + 1), name, end, work_);
+  table_ = body_.Append(static_cast<std::uint32_t>(at + 1), name, text_.substr(end), work_);
   if (table_ >= TKeptHeaders::kCount || name.empty()) return next;
   newHeaderAt_ = at;
   const TKeptHeader* const kept = kept_.Use(text_.substr(at), table_);
@@ -70,9 +83,10 @@ std::size_t TResultReader::OnHeader(std::size_t at) {
 std::size_t TResultReader::OnFields(std::size_t at) {
   const std::size_t end = LineEnd(text_, at, work_);
   const std::size_t next = NextLine(text_, end);
+  CopyUpTo(next);
   if (table_ == kNone || Table().columns > 0) {
     table_ = body_.Find({}, work_);
-    if (table_ == kNone) table_ = body_.Append(kNone, {}, end, work_);
+    if (table_ == kNone) table_ = body_.Append(kNone, {}, text_.substr(end), work_);
     newHeaderAt_ = kNone;
   }
   KeepBareRecords();
@@ -112,7 +126,9 @@ void TResultReader::OpenRun(TTableEntry& table) {
 
 std::size_t TResultReader::OnRecords(std::size_t at) {
   OpenRun(Table());
+  CopyUpTo(at);
   const std::size_t next = cutter_.Cut(at);
+  copied_ = body_.records.recordsEnd;
   Table().lastRun = body_.records.LastRun();
   return next;
 }

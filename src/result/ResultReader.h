@@ -1,4 +1,4 @@
-// The pass over a result's text that assigns lines to tables.
+// The pass over a result's text that copies it and assigns its lines to tables.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +14,11 @@ namespace VekApi {
 
 class TResultReader {
  public:
-  TResultReader(TResultBody& body, TKeptHeaders& kept, TWork& work)
-      : body_(body), kept_(kept), work_(work), text_(body.text), cutter_(text_, body.records, work) {}
+  // The text must stay until it is read.
+  TResultReader(std::string_view text, TResultBody& body, TKeptHeaders& kept, TWork& work)
+      : body_(body), kept_(kept), work_(work), text_(text), cutter_(text, body.records, work) {}
 
-  // Reads the text of a body whose record store is prepared for it. False if the work stopped.
+  // Reads the text into an empty body. False if the work stopped.
   bool Read();
 
  private:
@@ -26,6 +27,7 @@ class TResultReader {
   std::size_t OnFields(std::size_t at);
   std::size_t OnRecords(std::size_t at);
   std::size_t OnBareRecords(std::size_t at);
+  void CopyUpTo(std::size_t end);
   void KeepBareRecords();
   std::uint32_t ReadColumns(std::size_t end, std::size_t next);
   void OpenRun(TTableEntry& table);
@@ -37,6 +39,7 @@ class TResultReader {
   std::string_view text_;
   TRecordCutter cutter_;
   TNameTable columnNames_;
+  std::size_t copied_ = 0;           // the body has the text up to here
   std::uint32_t table_ = kNone;      // the table that lines belong to; kNone before the first
   std::size_t newHeaderAt_ = kNone;  // start of the current table's header, on the next line only
 };

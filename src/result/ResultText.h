@@ -2,15 +2,13 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
-#include "result/ByteMarks.h"
-#include "result/ResultPacket.h"
 #include "result/TWork.h"
 
 namespace VekApi {
 
-// Copies a packet's text to the empty `text`, converting to code page 950 if the packet says UTF-8, and
-// returns upper bounds of its marks in `counts`. False if the work stopped.
-bool TakeText(const TResultPacket& packet, std::string& text, TMarkCounts& counts, TWork& work);
+// Converts a UTF-8 text to code page 950, into the empty `text`. False if the work stopped.
+bool ConvertText(std::string_view utf8, std::string& text, TWork& work);
 
 }  // namespace VekApi

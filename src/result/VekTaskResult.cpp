@@ -1,6 +1,8 @@
 #include "vekapi/VekTaskResult.h"
 
 #include <memory>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "result/KeptHeaders.h"
@@ -13,6 +15,9 @@ namespace VekApi {
 namespace {
 
 const std::string kNothing;
+
+// Positions in texts and record counts must fit 32 bits.
+constexpr std::size_t kMostBytes = 0xF0000000;
 
 }  // namespace
 
@@ -31,10 +36,13 @@ class VekTaskResult::TImpl {
     if (!body_) body_ = TBodyRef<TResultBody>(new TResultBody);
     const TResultPacket read = ReadResultPacket(packet, endian, work);
     body_->workId = read.workId;
-    TMarkCounts counts;
-    if (!TakeText(read, body_->text, counts, work)) return false;
-    body_->records.Prepare(body_->text.size(), counts);
-    return TResultReader(*body_, kept_, work).Read();
+    if (read.text.size() > kMostBytes) throw std::length_error("string too long");
+    std::string_view text = read.text;
+    if (read.isUtf8) {
+      if (!ConvertText(text, body_->MakeText(), work)) return false;
+      text = body_->Text();
+    }
+    return TResultReader(text, *body_, kept_, work).Read();
   }
 
   // A body shared with copies is left to them.
@@ -102,7 +110,7 @@ const std::string& VekTaskResult::WorkID() const {
 }
 
 const std::string& VekTaskResult::OrigResult() const {
-  return impl_ && impl_->Body() ? impl_->Body()->text : kNothing;
+  return impl_ && impl_->Body() ? impl_->Body()->Text() : kNothing;
 }
 
 unsigned VekTaskResult::TableCount() const {

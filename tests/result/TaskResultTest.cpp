@@ -104,9 +104,8 @@ TEST(TaskResult, LongTextsConvertAsInOnePiece) {
     ASSERT_TRUE(Dova::Os::Utf8ToCodePage950(utf8, expected));
     ASSERT_TRUE(ResultOf("UTF8\n" + utf8).OrigResult() == expected) << pattern;
     std::string text;
-    VekApi::TMarkCounts counts;
     VekApi::TWork work(over);
-    EXPECT_FALSE(VekApi::TakeText({"", utf8, true}, text, counts, work));
+    EXPECT_FALSE(VekApi::ConvertText(utf8, text, work));
     EXPECT_LT(text.size(), VekApi::TWork::kPiece + 4) << pattern;
   }
 }
