@@ -18,7 +18,7 @@ BELOW = {
     "platform/os/win32": ["platform/os"],
     "platform/runtime": ["platform/os"],
     "platform/transport": ["platform/runtime", "platform/os"],
-    "protocol": ["platform/runtime"],
+    "protocol": ["platform/runtime", "platform/os"],
     "result": ["platform/os"],
     "shmem": PLATFORM,
     "flowctrl": ["protocol", "platform/runtime", "platform/os"],
