@@ -76,9 +76,12 @@ const std::string& VekClient::ServerName() const {
 void VekClient::Connect(const std::string& setting, const std::string& apName, const std::string& apVersion,
                         const std::string& id1, const std::string& id2, const std::string& pass) {
   const Dstl::wise_ref<TImpl> impl(impl_);
+  Dstl::wise_ref<TLink> before;  // freed when all is done: that may wait for a timer and answer messages
   impl->Abandon();
   const Dova::TSyncScope inside(impl->Context());
-  if (!inside || !SetDisconnect()) return;
+  if (!inside) return;
+  before = impl->Link();
+  if (!SetDisconnect()) return;
   const char* error = nullptr;
   try {
     apName_ = apName;
@@ -99,9 +102,12 @@ void VekClient::Connect(const std::string& setting, const std::string& apName, c
 
 void VekClient::Disconnect() {
   const Dstl::wise_ref<TImpl> impl(impl_);
+  Dstl::wise_ref<TLink> before;
   impl->Abandon();
   const Dova::TSyncScope inside(impl->Context());
-  if (!inside || !SetDisconnect()) return;
+  if (!inside) return;
+  before = impl->Link();
+  if (!SetDisconnect()) return;
   impl->SetWhy(vsr_Closed);
   handler_.OnVekConnectEvent(*this, kTextDisconnect);
 }

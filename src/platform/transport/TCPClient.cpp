@@ -33,7 +33,7 @@ int TCPClient::LinkTimeoutMs() const {
   return setting_.connectTimeoutMs + kLinkMarginMs;
 }
 
-bool TCPClient::Open() try {
+bool TCPClient::Open() {
   received_ = std::make_unique_for_overwrite<char[]>(kReceiveBytes);
   auto socket = std::make_shared<Os::TSocket>();
   {
@@ -44,8 +44,6 @@ bool TCPClient::Open() try {
   const Dstl::wise_ref<TCPClient> self(this);
   return linkThread_.Start(
       "vek-link", [self, socket = std::move(socket)]() mutable { self->RunLink(std::move(socket)); });
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
 void TCPClient::Close() {

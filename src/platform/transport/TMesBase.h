@@ -55,8 +55,8 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // Sets the receiver of events; null: none. From inside the context.
   void SetEvHandler(TMesEvHandler* handler) { handler_ = handler; }
 
-  // Starts opening the link; false if it could not start. The outcome is reported by events, possibly before
-  // this returns. From inside the context.
+  // Starts opening the link; false if no thread could be started. The outcome is reported by events, possibly
+  // before this returns. Throws std::bad_alloc; must be closed afterwards also then. From inside the context.
   virtual bool Open() = 0;
 
   // Ends the link without an event, and waits for the messenger's threads unless one of them is inside an
