@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "session/Texts.h"
 #include "simulation/Server.h"
 #include "simulation/World.h"
 
@@ -17,9 +18,11 @@ bool Life::Allows(int link) const {
 }
 
 void Life::OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) {
+  const OutOfLibrary application;
   Check(client, "connect " + std::to_string(client.State()) + " " + reason);
 }
 void Life::OnVekApReadyEvent(VekApi::VekClient& client) {
+  const OutOfLibrary application;
   const auto* const table = client.SgnResult().Table("link");
   const char* const id = table ? table->RecordField(0, 0) : nullptr;
   if (!id || "S" + std::string(id) + ".0.0.0.0" != client.ServerName())
@@ -30,28 +33,34 @@ void Life::OnVekApReadyEvent(VekApi::VekClient& client) {
   Check(client, "ready");
 }
 void Life::OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::VekTaskResult& result) {
+  const OutOfLibrary application;
   Check(client, "result " + result.WorkID() + " " + result.OrigResult());
 }
 void Life::OnVekChgPassResultEvent(VekApi::VekClient& client, const std::string& user,
                                    const std::string& text) {
+  const OutOfLibrary application;
   Check(client, "chgpass " + user + " " + text);
 }
 void Life::OnVekRequestAckEvent(VekApi::VekClient& client, int code, const std::string& text) {
+  const OutOfLibrary application;
   auto& sender = world_.slots[slot_].sender;
   if (sender && world_.slots[slot_].life == this) {
     const Using use(sender->users, &world_.scheduler_.Self());
-    sender->VekAckParser(code, text);
+    Library([&] { sender->VekAckParser(code, text); });
   }
   Check(client, "ack " + std::to_string(code) + " " + text);
 }
 void Life::OnVekReportEvent(VekApi::VekClient& client, const std::string& text) {
+  const OutOfLibrary application;
   Check(client, "report " + text);
 }
 void Life::OnVekUnknownMsgCodeEvent(VekApi::VekClient& client, int code, const char* packet, int length) {
+  const OutOfLibrary application;
   Check(client, "unknown " + std::to_string(code) + " " +
                     std::string(packet + 5, static_cast<std::size_t>(length - 5)));
 }
 void Life::OnVekClientDestroyEvent(VekApi::VekClient& client) {
+  const OutOfLibrary application;
   world_.Log("client " + std::to_string(slot_) + " destroy");
   if (destroyed) Fail("late", "a client was destroyed twice");
   static_cast<void>(client);
@@ -60,7 +69,7 @@ void Life::OnVekClientDestroyEvent(VekApi::VekClient& client) {
 
 void Life::Check(VekApi::VekClient& client, const std::string& line) {
   world_.Log("client " + std::to_string(slot_) + " told: " + line.substr(0, 70));
-  World::reached.insert("told " + line.substr(0, line.find(' ', 8)).substr(0, 10));
+  World::Reach("told " + line.substr(0, line.find(' ', 8)).substr(0, 10));
   Task* const me = &world_.scheduler_.Self();
   if (destroyed) Fail("late", "an event after the last: " + line.substr(0, 60));
   // Only beside an event that waits in a call of its own, on this thread or another.
@@ -159,12 +168,16 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
   if (state == VekApi::vcs_LinkError) {
     if (book.told != 0) Fail("state", "a link that was up could not be opened: " + line);
     if (world_.CouldBeOpened(link)) Fail("state", "one of the addresses would have answered: " + line);
+    if (reason == VekApi::kTextBadSetting && world_.story.chances.noThread == 0)
+      Fail("reason", "the setting is right: " + line);
   } else if (reason == "Sign-on timeout") {
     if (world_.Now() - book.lastTold < 44'900 * kMs && age < 44'900 * kMs) Fail("early", line);
   } else if (reason == "Invalid packet length") {
     if (!book.badPacket || book.told != book.expected.size()) Fail("order", line);
   } else if (book.line) {
-    const bool cause = book.line->IsCut() || book.line->SendRefused() || world_.story.chances.noThread != 0;
+    const auto& chances = world_.story.chances;
+    const bool cause = book.line->IsCut() || book.line->SendRefused() || chances.noThread != 0 ||
+                       (chances.noMemory != 0 && reason == VekApi::kTextNoMemory);
     if (!cause) Fail("state", "a sound link broke: " + line);
     if (reason.find("closed by the peer") != std::string::npos) {
       for (std::size_t i = book.told; i < book.expected.size(); ++i) {
@@ -185,12 +198,14 @@ Sender::Sender(World& world, VekApi::VekClient& client, int which, const Life& o
       world_(world),
       count_(static_cast<int>(world.story.pace)),
       ms_(static_cast<int>(world.story.paceMs)) {
+  const OutOfLibrary application;
   Restart(of.calls.empty() ? 0 : of.calls.size() - 1);  // the last call's link may exist
   world_.senders[number] = this;
 }
 
 Sender::~Sender() {
   CloseGate();
+  const OutOfLibrary application;
   world_.senders.erase(number);
 }
 
@@ -199,32 +214,46 @@ std::string Sender::Text(unsigned request) const {
          std::string(1 + request * 37 % 120, static_cast<char>('a' + request % 26));
 }
 
-void Sender::Send(unsigned requests) {
+void Sender::Send(unsigned requests, bool singly, Ns pause) {
   const Using use(users, &world_.scheduler_.Self());
   const VekApi::VekFlowCtrlLocker lock(*this);
   world_.Log("sender " + std::to_string(number) + " from " + std::to_string(issued_) + ": " +
-             std::to_string(requests));
+             std::to_string(requests) + (singly ? " singly" : ""));
+  if (!singly) return SendSome(requests);
+  for (; requests > 0; --requests) {
+    SendSome(1);
+    if (pause != 0 && requests > 1) world_.Busy(pause);
+  }
+}
+
+// Under the user lock. Of a call that fails nothing is sent or held, so its numbers are used again.
+void Sender::SendSome(unsigned requests) {
   const unsigned first = issued_;
   lastSend = world_.Now();
   issued_ += requests;
-  if (requests == 1) {
-    std::string buffer = "....." + Text(first);
-    SendVekRequest(buffer.data(), static_cast<unsigned>(buffer.size()));
-  } else if (requests % 2) {
-    std::deque<std::string> texts;
-    for (unsigned i = 0; i < requests; ++i) texts.push_back(Text(first + i));
-    SendVekRequests(texts);
-  } else {
-    std::string buffer = ".....";
-    for (unsigned i = 0; i < requests; ++i) buffer += (i ? "\n" : "") + Text(first + i);
-    SendVekRequests(buffer.data(), static_cast<unsigned>(buffer.size()));
+  std::deque<std::string> texts;
+  std::string buffer = ".....";
+  for (unsigned i = 0; i < requests; ++i) {
+    texts.push_back(Text(first + i));
+    buffer += (i ? "\n" : "") + texts.back();
   }
+  const auto length = static_cast<unsigned>(buffer.size());
+  const bool done = LibraryMay([&] {
+    if (requests == 1) {
+      SendVekRequest(buffer.data(), length);
+    } else if (requests % 2) {
+      SendVekRequests(texts);
+    } else {
+      SendVekRequests(buffer.data(), length);
+    }
+  });
+  if (!done) issued_ = first;
 }
 
 void Sender::Restart(std::size_t calls) {
   calls_ = calls;
   refusedSince_ = false;
-  SetFlowCtrl(count_, ms_);
+  Library([&] { SetFlowCtrl(count_, ms_); });
 }
 
 void Sender::Look(bool sound, std::size_t calls) {
@@ -236,12 +265,14 @@ void Sender::Look(bool sound, std::size_t calls) {
   if (sound_ > 13 * kSecond && calls <= calls_ + 1 && !refusedSince_)
     Fail("held", "nobody sends what sender " + std::to_string(number) + " holds");
   const VekApi::VekFlowCtrlLocker lock(*this);
-  const std::size_t dropped = TakePending().size();
+  std::size_t dropped = 0;
+  if (!LibraryMay([&] { dropped = TakePending().size(); })) return;
   for (std::size_t i = issued_ - dropped; i < issued_; ++i) given_.insert(static_cast<unsigned>(i));
 }
 
 // Under the user lock: the refused ones are those directly before the ones still held.
 void Sender::OnVekRequestsSent(unsigned requests, bool taken) {
+  const OutOfLibrary application;
   lastSend = world_.Now();
   if (taken) return;
   refusedSince_ = true;  // these count as sent, and are never acknowledged

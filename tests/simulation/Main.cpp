@@ -195,7 +195,7 @@ Options Parse(int argc, char** argv) {
     World::tell = World::tell || word == "--tell";
     if (word == "--states")
       std::atexit([] {
-        for (const std::string& each : World::reached) std::printf("  %s\n", each.c_str());
+        for (const auto& each : World::reached) std::printf("  %s\n", each.c_str());
       });
   }
   return run;

@@ -97,9 +97,9 @@ std::ptrdiff_t Line::Recv(char* buffer, std::size_t size, const char*& error) {
 
 std::ptrdiff_t Line::TrySend(const char* bytes, std::size_t size, const char*& error) {
   Scheduler::Current()->Point();
-  sendRefused_ = sendRefused_ || sends_++ == script_.refuseSend;
-  if (sendRefused_ || cut_ == Cut::Reset || finished_) {
-    error = sendRefused_ ? "no buffer space" : "broken pipe";
+  if (!SendRefused() && sends_++ == script_.refuseSend) refusedAt_ = Scheduler::Current()->Now();
+  if (SendRefused() || cut_ == Cut::Reset || finished_) {
+    error = SendRefused() ? "no buffer space" : "broken pipe";
     return -1;
   }
   std::size_t count = std::min(size, room_);

@@ -51,7 +51,8 @@ class Line : public std::enable_shared_from_this<Line> {
   Cut HowCut() const { return cut_; }
   std::size_t Delivered() const { return delivered_; }
   Ns LastDelivery() const { return lastDelivery_; }
-  bool SendRefused() const { return sendRefused_; }
+  bool SendRefused() const { return refusedAt_ != kNever; }
+  Ns RefusedAt() const { return refusedAt_; }
   Ns FrozenSince() const;  // kNever if not frozen
   void Thaw();
   // Bytes accepted by the client's system that have not arrived.
@@ -85,7 +86,7 @@ class Line : public std::enable_shared_from_this<Line> {
   std::string taken_;  // from the client
   std::size_t room_;
   int sends_ = 0;
-  bool sendRefused_ = false;
+  Ns refusedAt_ = kNever;  // since then the system takes nothing more
   bool finished_ = false, closed_ = false;
   Task* readers_ = nullptr;
   Task* writers_ = nullptr;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <iterator>
 
 namespace vektest {
 namespace {
@@ -79,11 +78,7 @@ bool Scheduler::IsReady(const Task& task) const {
 
 void Scheduler::Run() {
   for (;;) {
-    std::erase_if(live_, [](const Task* task) { return task->ended; });
-    if (live_.empty()) return;
-    ready_.clear();
-    std::copy_if(live_.begin(), live_.end(), std::back_inserter(ready_),
-                 [this](Task* task) { return IsReady(*task); });
+    if (!FindReady()) return;
     if (++steps_ > kMostSteps) Fail("endless", "the run comes to no end");
     const bool timed = IsTimed();
     if (ready_.empty() && !timed) {
@@ -100,6 +95,18 @@ void Scheduler::Run() {
       what();
     }
   }
+}
+
+// False if every thread has ended.
+bool Scheduler::FindReady() {
+  ready_.clear();
+  std::size_t ended = 0;
+  for (Task* const task : live_) {
+    ended += task->ended;
+    if (!task->ended && IsReady(*task)) ready_.push_back(task);
+  }
+  if (ended != 0) std::erase_if(live_, [](const Task* task) { return task->ended; });
+  return !live_.empty();
 }
 
 bool Scheduler::Advance() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -121,6 +122,7 @@ class Scheduler {
 
   void RunTask(Task& task);
   void Give();
+  bool FindReady();
   bool Advance();
   bool IsReady(const Task& task) const;
   bool IsTimed() const { return !timed_.empty() && timed_.begin()->first.first <= now_; }
@@ -158,6 +160,23 @@ struct InLibrary : Place {
 struct OutOfLibrary : Place {
   OutOfLibrary() : Place(false) {}
 };
+
+template <class TCall>
+auto Library(const TCall& call) {
+  const InLibrary library;
+  return call();
+}
+
+// The same for calls that may throw for lack of memory; false if it has.
+template <class TCall>
+bool LibraryMay(const TCall& call) {
+  try {
+    Library(call);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
 
 // Ends the process: a promise was broken. `kind` is one word.
 [[noreturn]] void Fail(const char* kind, const std::string& text);

@@ -10,12 +10,6 @@ namespace {
 
 constexpr unsigned kPortsEach = 10;
 
-template <class TCall>
-auto Library(const TCall& call) {
-  const InLibrary library;
-  return call();
-}
-
 }  // namespace
 
 // ---- the network: each connection is a new link, with a script of its own ----
@@ -362,7 +356,7 @@ void SessionWorld::OnFate(Keep& keep, const CVekEvent& event) {
   if (event.tag > asked_.size()) Fail("fates", "a fate for nobody");
   Asked& asked = asked_[event.tag - 1];
   const std::string what = asked.Mark() + " got " + CVekApi_Text(vst_Fate, event.fate, 0);
-  reached.insert(std::string("fate ") + CVekApi_Text(vst_Fate, event.fate, 0) + " " +
+  Reach(std::string("fate ") + CVekApi_Text(vst_Fate, event.fate, 0) + " " +
                  std::to_string(event.reason));
   if (asked.keep != &keep) Fail("mixed", what + " from another session");
   if (asked.refused != 0) Fail("fates", what + " and was refused");

@@ -72,11 +72,11 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   chances.longestStall = draw.Time(kMs, 5 * kSecond);
   chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
   Draw shortages(seed, 4);
-  if (sessions && shortages.Chance(250)) chances.noMemory = static_cast<unsigned>(shortages.Time(10, 4000));
+  if (shortages.Chance(250)) chances.noMemory = static_cast<unsigned>(shortages.Time(10, 4000));
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
   const bool orders = draw.Chance(150);    // hardly anything else
-  const bool crossing = draw.Chance(150);  // sessions end each other inside their events
+  crossing = draw.Chance(200);
   const Ns length = draw.Time(5 * kSecond, 100 * kSecond);
   std::vector<Ns> anchors;
   for (unsigned i = draw.From(1, 4); i > 0; --i) anchors.push_back(draw.Time(kMs, length));
@@ -84,13 +84,13 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   for (int id = 0; id < count; ++id) {
     Step step;
     step.id = id;
-    const bool within = draw.Chance(orders ? 150 : 350);
+    const bool within = draw.Chance(orders ? 150 : crossing ? 700 : 350);
     step.act = id < static_cast<int>(clients) ? Act::Connect : WhichAct(draw, within, orders);
     step.client = id < static_cast<int>(clients) ? static_cast<unsigned>(id) : draw.Below(clients);
     step.thread = draw.Below(threads);
     step.at = id < static_cast<int>(clients) ? draw.Time(kMs, kSecond) : Moment(draw, anchors, length);
     step.host = draw.Chance(600) ? step.client : draw.Below(clients);
-    const int event = static_cast<int>(draw.Time(1, 40)) - 1;
+    const int event = static_cast<int>(draw.Time(1, crossing ? 15 : 40)) - 1;
     if (within && id >= static_cast<int>(clients)) step.inside = event;
     step.time = draw.Time(kMs, 40 * kSecond);
     step.answersWindow = windows && step.inside < 0 && draw.Chance(300) && id >= static_cast<int>(clients);
@@ -161,6 +161,8 @@ ServerScript Story::Server(int step) const {
       server.addresses.push_back({outcome, draw.Chance(200) ? 0 : draw.Time(kMs / 10, 40 * kSecond)});
     }
   }
+  // Then what is refused had to wait.
+  if (line.refuseSend >= 0 && draw.Chance(500)) line.window = static_cast<std::size_t>(draw.Time(20, 2000));
   return server;
 }
 

@@ -74,6 +74,7 @@ struct Story {
   bool calm = false;      // threads switch only where one waits
   bool plain = false;     // every server behaves
   bool sessions = false;  // kept sessions; otherwise clients
+  bool crossing = false;  // they end each other inside their events
 
   Scheduler::Chances chances;
   unsigned clients = 1;

@@ -74,7 +74,7 @@ unsigned World::LookUp(unsigned port) {
 
 bool World::CouldBeOpened(int link) const {
   const ServerScript script = story.Server(link);
-  if (story.chances.noThread != 0 || Slack() != 0 || script.lookUp > 5 * kSecond) return false;
+  if (story.chances.noThread != 0 || story.chances.noMemory != 0 || Slack() != 0 || script.lookUp > 5 * kSecond) return false;
   return std::any_of(script.addresses.begin(), script.addresses.end(), [](const Attempt& each) {
     return each.outcome == Attempt::Accepts && each.delay < 10 * kSecond;
   });
@@ -139,11 +139,16 @@ void World::NewClient(Slot& slot) {
   lives_.push_back(std::make_unique<Life>(*this, index, static_cast<int>(lives_.size())));
   slot.life = lives_.back().get();
   slot.life->lastEvent = Now();
-  slot.client = std::make_unique<VekApi::VekClient>(*slot.life);
-  if (!slot.sender || (slot.sender->users.empty() && slot.life->number % 2 == 0)) {
-    slot.sender.reset();
-    slot.sender = std::make_unique<Sender>(*this, *slot.client, sendersMade_++, *slot.life);
-  }
+  while (!LibraryMay([&] { slot.client = std::make_unique<VekApi::VekClient>(*slot.life); })) continue;
+  if (!slot.sender || (slot.sender->users.empty() && slot.life->number % 2 == 0))
+    NewSender(slot, *slot.client);
+}
+
+void World::NewSender(Slot& slot, VekApi::VekClient& client) {
+  const int number = sendersMade_++;
+  Library([&] { slot.sender.reset(); });
+  const auto make = [&] { slot.sender = std::make_unique<Sender>(*this, client, number, *slot.life); };
+  while (!LibraryMay(make)) continue;
 }
 
 void World::RunInside(unsigned host, VekApi::VekClient& client) {
@@ -152,18 +157,22 @@ void World::RunInside(unsigned host, VekApi::VekClient& client) {
   for (const Step& step : story.steps) {
     if (step.inside != event || step.host != host) continue;
     Life* const life = slots[host].life;
+    // Until another client is inside an event too.
+    if (story.crossing && step.act != Act::Busy) Busy(step.time);
+    if (life->destroyed || slots[host].life != life) return;
     Do(step, step.client == host && !life->destroyed ? &client : nullptr);
     if (life->destroyed || slots[host].life != life) return;
   }
 }
 
 void World::Do(const Step& step, VekApi::VekClient* inside) {
+  const OutOfLibrary application;
   Slot& slot = slots[step.client];
   if (step.act == Act::Busy) return Busy(step.time);
   if (step.act == Act::Delete) return Delete(step, slot);
   VekApi::VekClient* const client = inside ? inside : slot.client.get();
   if (!client || slot.life->destroyed) return;
-  reached.insert(std::string(Name(step.act)) +
+  Reach(std::string(Name(step.act)) +
                  (inside             ? " inside its event"
                   : step.inside >= 0 ? " inside another's event"
                                      : "") +
@@ -174,9 +183,7 @@ void World::Do(const Step& step, VekApi::VekClient* inside) {
       return Structural(step, slot, *client);
     case Act::NewSender:
       if (!slot.sender || !slot.sender->users.empty() || !slot.client) return;
-      slot.sender.reset();
-      slot.sender = std::make_unique<Sender>(*this, *client, sendersMade_++, *slot.life);
-      return;
+      return NewSender(slot, *client);
     default:
       return Send(step, slot, *client);
   }
@@ -208,11 +215,12 @@ void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) 
     const ServerScript script = story.Server(step.id);
     links[step.id].begun = Now();
     const std::string id = std::to_string(step.id);
-    const std::string host = script.named ? "host" : "10.0.0.1";
-    client.Connect(host + ":" + std::to_string(kFirstPort + static_cast<unsigned>(step.id)), "App" + id,
-                   "1.2", "u" + id, "s" + id, "p" + id);
+    const std::string host = script.named ? "host:" : "10.0.0.1:";
+    const std::string setting = host + std::to_string(kFirstPort + static_cast<unsigned>(step.id));
+    const std::string app = "App" + id, version = "1.2", first = "u" + id, second = "s" + id, pass = "p" + id;
+    Library([&] { client.Connect(setting, app, version, first, second, pass); });
   } else {
-    client.Disconnect();
+    Library([&] { client.Disconnect(); });
   }
   life.calls[call].ended = Tick();
   life.lastChange = Tick();
@@ -225,7 +233,7 @@ void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) 
 
 void World::Delete(const Step& step, Slot& slot) {
   if (!slot.client || !OnlyMe(slot.users) || !slot.connecting.empty()) return;
-  reached.insert(std::string("delete in state ") + std::to_string(slot.client->State()));
+  Reach(std::string("delete in state ") + std::to_string(slot.client->State()));
   Log("client " + std::to_string(step.client) + " delete");
   Life& life = *slot.life;
   {
@@ -233,7 +241,7 @@ void World::Delete(const Step& step, Slot& slot) {
     const Using changes(slot.connecting, Me());
     life.lastChange = Tick();
     const Ns begun = Now(), busy = busyBegun_ - busyNow_ * 40 * kSecond, stalled = Slack();
-    std::exchange(slot.client, nullptr).reset();
+    Library([&] { std::exchange(slot.client, nullptr).reset(); });
     if (!life.destroyed) Fail("silent", "a client went without its last event");
     if (Now() - begun > busyBegun_ - busy + Slack() - stalled + 5 * kSecond)
       Fail("slow", "a deletion took too long");
@@ -248,7 +256,9 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   Life& life = *slot.life;
   if (step.act == Act::Paced || step.act == Act::PacedMany) {
     if (!slot.sender || !client.IsSessionConnected()) return;
-    return slot.sender->Send(step.act == Act::Paced ? 1 : 1 + static_cast<unsigned>(step.time % 12));
+    const bool many = step.act == Act::PacedMany, singly = many && step.time / 16 % 2 != 0;
+    const Ns pause = step.time / 32 % 3 == 0 ? story.paceMs * kMs * (1 + step.time % 5) / 4 : 0;
+    return slot.sender->Send(many ? 1 + static_cast<unsigned>(step.time % 12) : 1, singly, pause);
   }
   const std::string id = "R" + std::to_string(requests_.size());
   std::string text = id + " ";
@@ -263,14 +273,15 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   std::string buffer = "....." + text;
   const auto size = static_cast<unsigned>(buffer.size());
   const Ns begun = Now();
-  bool accepted = false;
-  if (step.act == Act::ChangePassword) {
-    accepted = client.ChgPass(id, "old", "new");
-  } else if (step.act == Act::Query) {
-    accepted = client.SendVekQueryRequest(buffer.data(), size) == 0;
-  } else {
-    accepted = client.SendVekRequest(step.act == Act::Order ? 129 : 150, buffer.data(), size);
-  }
+  const std::uint64_t since = Tick();
+  const bool sound = IsSound(life, since);
+  const bool accepted = Library([&] {
+    if (step.act == Act::ChangePassword) return client.ChgPass(id, "old", "new");
+    if (step.act == Act::Query) return client.SendVekQueryRequest(buffer.data(), size) == 0;
+    return client.SendVekRequest(step.act == Act::Order ? 129 : 150, buffer.data(), size);
+  });
+  if (!accepted && sound && step.act != Act::Query && IsSound(life, since))
+    Fail("refused", id + " was refused though the link is up");
   Request& request = requests_[index];
   request.returned = true;
   request.accepted = accepted;
@@ -279,6 +290,17 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
       (accepted ? " taken" : " refused"));
   if (!accepted && request.link >= 0) Fail("sent", id + " was refused and is on the wire");
   if (accepted && step.act == Act::Query && life.ready && begun > *life.ready) CheckRate(life, begun);
+}
+
+// Whether its link is up without a fault since then.
+bool World::IsSound(const Life& life, std::uint64_t since) const {
+  const auto found = links.find(life.upLink);
+  if (life.destroyed || found == links.end() || life.lastChange > since) return false;
+  const LinkBook& book = found->second;
+  const Slot& slot = slots[life.Slot()];
+  return slot.client && slot.client->State() == VekApi::vcs_ApReady && slot.connecting.empty() &&
+         !book.over && !book.badPacket && book.line && !book.line->IsCut() && !book.line->SendRefused() &&
+         story.chances.noThread == 0 && story.chances.noMemory == 0;
 }
 
 // All of them were let through between the beginning of the first and now.
@@ -346,6 +368,8 @@ void World::WatchClient(Slot& slot) {
       Fail("silent", "no event tells that the link broke");
     return;
   }
+  if (line.SendRefused() && quiet > 2 * kSecond && Now() - line.RefusedAt() > 2 * kSecond + Slack())
+    Fail("silent", "no event tells that the system takes nothing more");
   if (line.FrozenSince() == kNever && line.BackedUp() == 0 &&
       Now() - server->LastPacket() > 36 * kSecond + Slack())
     Fail("heartbeat", "none came from client " + std::to_string(slot.life->number));

@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulation/Net.h"
@@ -74,6 +76,8 @@ class Life final : public VekApi::VekClientHandler {
   // Whether an event of that link is allowed now.
   bool Allows(int link) const;
 
+  unsigned Slot() const { return slot_; }
+
   const int number;
   bool destroyed = false;
   std::vector<Call> calls;
@@ -112,7 +116,8 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   Sender(World& world, VekApi::VekClient& client, int which, const Life& of);
   ~Sender() override;
 
-  void Send(unsigned requests);
+  // `singly`: each in a call of its own, with a pause between two calls.
+  void Send(unsigned requests, bool singly, Ns pause);
   void Restart(std::size_t calls);
   // Called once a second; `calls`: how many have changed the client's link.
   void Look(bool sound, std::size_t calls);
@@ -128,6 +133,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
 
  private:
   void OnVekRequestsSent(unsigned requests, bool taken) override;
+  void SendSome(unsigned requests);
 
   World& world_;
   const int count_, ms_;
@@ -176,6 +182,7 @@ class World : public Net {
   virtual std::string AckLine(const std::string&) const { return {}; }
   virtual void OnRequest(const std::string& text, int link);
   virtual void OnPaced(const std::string& text, int link, bool trueAcks);
+  void Busy(Ns time);
   Ns Now() const { return scheduler_.Now(); }
   Ns Slack() const { return scheduler_.Stalled(); }
   void Log(const std::string& text);
@@ -186,7 +193,9 @@ class World : public Net {
   std::vector<Slot> slots;
   std::map<int, LinkBook> links;
   std::map<int, Sender*> senders;
-  static inline std::set<std::string> reached;  // by any run
+  static void Reach(std::string_view state) { reached.emplace(state); }
+  // By any run; not counted as the run's memory.
+  static inline std::pmr::set<std::pmr::string> reached;
   static inline bool tell = false;
 
  private:
@@ -194,6 +203,8 @@ class World : public Net {
   void LookAtHeld(Slot& slot);
   void RunThread(unsigned thread);
   void NewClient(Slot& slot);
+  void NewSender(Slot& slot, VekApi::VekClient& client);
+  bool IsSound(const Life& life, std::uint64_t since) const;
   void Structural(const Step& step, Slot& slot, VekApi::VekClient& client);
   void Delete(const Step& step, Slot& slot);
   void Send(const Step& step, Slot& slot, VekApi::VekClient& client);
@@ -203,7 +214,6 @@ class World : public Net {
   void CheckRequests();
   void CheckLinks();
   void CleanUp();
-  void Busy(Ns time);
 
   std::vector<std::unique_ptr<Life>> lives_;
   std::vector<Request> requests_;
