@@ -1,5 +1,6 @@
 #include "flat/TPendingEvRecs.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/os/AnswerWatch.h"
@@ -24,16 +25,26 @@ TPendingEvRecs::TPendingEvRecs(Dova::Os::TWindowRef window, unsigned code)
 
 // ---- the raising thread ----
 
-void TPendingEvRecs::Push(TPendingEvRec rec) {
-  std::deque<TPendingEvRec> dropped;
+void TPendingEvRecs::Push(TPendingEv event) {
+  std::list<TEventBatchRef> dropped;
   const TLock lock(mutex_);
   if (closed_) return;
-  if (!viewPushed_) rec.view = view_;
+  TEventBatch& batch = BatchFor(event.text.size(), lock);
+  if (!viewPushed_) event.view = view_;
   const bool first = IsEmpty(lock);
-  recs_.push_back(std::move(rec));
+  batch.Add(std::move(event));
   viewPushed_ = true;
-  const bool gone = first ? !post_.Post() : ++pushes_ % kPushesPerLook == 0 && !window_->IsThere();
+  const bool gone = first ? !post_.Post() : pushed_ % kPushesPerLook == 0 && !window_->IsThere();
+  ++pushed_;
   if (gone) CloseWith(dropped, lock);
+}
+
+TEventBatch& TPendingEvRecs::BatchFor(std::size_t textBytes, const TLock&) {
+  if (batches_.empty() || !batches_.back()->HasRoom(textBytes)) {
+    const bool fits = spare_ && spare_->HasRoom(textBytes);
+    batches_.push_back(fits ? std::move(spare_) : std::make_shared<TEventBatch>(textBytes));
+  }
+  return *batches_.back();
 }
 
 void TPendingEvRecs::PushNoMemory(VekApi::EVekClientState state) noexcept {
@@ -41,7 +52,7 @@ void TPendingEvRecs::PushNoMemory(VekApi::EVekClientState state) noexcept {
   if (closed_) return;
   if (IsEmpty(lock)) post_.Post();
   noMemory_ = true;
-  noMemoryBehind_ = popped_ + recs_.size();
+  noMemoryBehind_ = pushed_;
   noMemoryState_ = state;
 }
 
@@ -58,22 +69,25 @@ TSessionViewRef TPendingEvRecs::View() {
 
 // Dropped events are freed after the lock is released.
 void TPendingEvRecs::Close() {
-  std::deque<TPendingEvRec> dropped;
+  std::list<TEventBatchRef> dropped;
   const TLock lock(mutex_);
   CloseWith(dropped, lock);
 }
 
-void TPendingEvRecs::CloseWith(std::deque<TPendingEvRec>& dropped, const TLock&) {
+void TPendingEvRecs::CloseWith(std::list<TEventBatchRef>& dropped, const TLock&) {
   closed_ = true;
   noMemory_ = false;
-  recs_.swap(dropped);
+  free_ = 0;
+  batches_.swap(dropped);
+  reading_.reset();
+  spare_.reset();
   for (TLoan* loan = loans_; loan; loan = loan->next) loan->over = true;
 }
 
 bool TPendingEvRecs::Add(TLoan& loan) {
   const TLock lock(mutex_);
   if (closed_) return false;
-  loan.behind = popped_ + recs_.size();
+  loan.behind = pushed_;
   loan.view = view_;
   loan.next = loans_;
   loans_ = &loan;
@@ -100,24 +114,54 @@ void TPendingEvRecs::WaitForTurn(const TLoan& loan) {
 
 // ---- the window's thread ----
 
-bool TPendingEvRecs::Pop(TPendingEvRec& rec) {
-  const TLock lock(mutex_);
-  for (TLoan* loan = loans_; loan; loan = loan->next) {
-    if (loan->over || loan->behind != popped_) continue;
-    handedOut_.Set();
-    return false;
+// Takes the lock once per batch. What is pushed later does not concern the events of the batch: a result,
+// too, follows what was queued before it.
+bool TPendingEvRecs::Pop(TPendingEv& event, TEventBatchRef& batch) {
+  if (!batch || batch->IsRead() || popped_ >= free_) {
+    batch.reset();
+    const TLock lock(mutex_);
+    if (!MayPop(lock)) return false;
+    if (noMemory_ && noMemoryBehind_ == popped_) return PopNoMemory(event, lock);
+    if (!NextBatch(lock)) return false;
+    batch = reading_;
   }
-  if (noMemory_ && noMemoryBehind_ == popped_) return PopNoMemory(rec, lock);
-  if (recs_.empty()) return false;
-  rec = std::move(recs_.front());
-  recs_.pop_front();
+  event = batch->Read();
   ++popped_;
   return true;
 }
 
-bool TPendingEvRecs::PopNoMemory(TPendingEvRec& rec, const TLock&) {
+// False if a result comes first.
+bool TPendingEvRecs::MayPop(const TLock&) {
+  std::uint64_t until = noMemory_ ? noMemoryBehind_ : pushed_;
+  for (TLoan* loan = loans_; loan; loan = loan->next) {
+    if (loan->over) continue;
+    if (loan->behind == popped_) {
+      handedOut_.Set();
+      return false;
+    }
+    until = std::min(until, loan->behind);
+  }
+  free_ = until;
+  return true;
+}
+
+bool TPendingEvRecs::NextBatch(const TLock&) {
+  if (reading_ && !reading_->IsRead()) return true;
+  // Others hold a batch while a callback of theirs reads a text in it.
+  if (reading_ && reading_.use_count() == 1 && reading_->IsUsual()) {
+    reading_->Clear();
+    spare_ = std::move(reading_);
+  }
+  reading_.reset();
+  if (batches_.empty()) return false;
+  reading_ = std::move(batches_.front());
+  batches_.pop_front();
+  return true;
+}
+
+bool TPendingEvRecs::PopNoMemory(TPendingEv& event, const TLock&) {
   noMemory_ = false;
-  rec = {pev_Connect, -1, VekApi::kTextNoMemory, noMemoryState_};
+  event = {pev_Connect, -1, VekApi::kTextNoMemory, noMemoryState_};
   return true;
 }
 

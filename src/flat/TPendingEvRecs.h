@@ -1,12 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 
+#include "flat/TEventBatch.h"
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
 #include "platform/runtime/TLoopPost.h"
@@ -21,24 +22,6 @@ enum EPendingEv : std::int32_t {
   pev_ApReady = 3,
   pev_RequestAck = 4,  // num: message code; text: ack text
   pev_Report = 5,      // text: report
-};
-
-// What a session knows about its server at a certain time.
-struct TSessionView {
-  TSessionView(std::shared_ptr<const VekApi::VekTaskResult> result, std::string server)
-      : sgnResult(std::move(result)), serverName(std::move(server)) {}
-
-  std::shared_ptr<const VekApi::VekTaskResult> sgnResult;
-  std::string serverName;
-};
-using TSessionViewRef = std::shared_ptr<const TSessionView>;
-
-struct TPendingEvRec {
-  std::int32_t kind = 0;
-  std::int32_t num = -1;
-  std::string text{};  // any bytes
-  VekApi::EVekClientState state = VekApi::vcs_None;
-  TSessionViewRef view{};  // null: same as the previous event's
 };
 
 // A borrowed result: a task result, or the user and text of a password result.
@@ -77,7 +60,8 @@ class TPendingEvRecs {
 
   // ---- the raising thread ----
 
-  void Push(TPendingEvRec rec);
+  // Its view is that of SetView.
+  void Push(TPendingEv event);
   // The link ends for lack of memory: the last event of a session, queued without allocating.
   void PushNoMemory(VekApi::EVekClientState state) noexcept;
 
@@ -97,8 +81,9 @@ class TPendingEvRecs {
 
   // ---- the window's thread ----
 
-  // Removes the first event, unless it must follow a result.
-  bool Pop(TPendingEvRec& rec);
+  // Removes the first event, unless it must follow a result. Its text is valid as long as `batch` is held.
+  // `batch` is null at first, and then what the previous call made of it.
+  bool Pop(TPendingEv& event, TEventBatchRef& batch);
   // Posts another message if events remain.
   void PostAgain();
 
@@ -112,16 +97,23 @@ class TPendingEvRecs {
  private:
   using TLock = std::lock_guard<Dova::Os::TMutex>;
 
-  bool IsEmpty(const TLock&) const { return recs_.empty() && !noMemory_; }
-  bool PopNoMemory(TPendingEvRec& rec, const TLock&);
-  void CloseWith(std::deque<TPendingEvRec>& dropped, const TLock&);
+  bool IsEmpty(const TLock&) const { return pushed_ == popped_ && !noMemory_; }
+  TEventBatch& BatchFor(std::size_t textBytes, const TLock&);
+  bool MayPop(const TLock&);
+  bool NextBatch(const TLock&);
+  bool PopNoMemory(TPendingEv& event, const TLock&);
+  void CloseWith(std::list<TEventBatchRef>& dropped, const TLock&);
 
   const Dova::Os::TWindowRef window_;
   TLoopPost post_;
-  Dova::Os::TMutex mutex_;  // leaf
-  std::deque<TPendingEvRec> recs_;
-  std::uint64_t popped_ = 0;  // total so far
-  std::uint64_t pushes_ = 0;
+  Dova::Os::TMutex mutex_;             // leaf
+  std::list<TEventBatchRef> batches_;  // the last one is being filled
+  TEventBatchRef reading_;             // not in `batches_` any more
+  TEventBatchRef spare_;
+  std::uint64_t pushed_ = 0;              // total so far
+  std::atomic<std::uint64_t> popped_{0};  // the same; set by the window's thread
+  // Until so many have been popped, the events of `reading_` need not wait for a result.
+  std::atomic<std::uint64_t> free_{0};
   TLoan* loans_ = nullptr;
   TSessionViewRef view_;
   bool viewPushed_ = true;  // with an event

@@ -72,14 +72,15 @@ void TVekClientMessageLoop::Dismiss() {
 // ---- the raising thread ----
 
 template <class Callback>
-void TVekClientMessageLoop::Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text) {
-  if (client_->Wants(callback)) pending_->Push({kind, num, std::move(text), client_->Client().State()});
+void TVekClientMessageLoop::Push(Callback callback, std::int32_t kind, std::int32_t num,
+                                 std::string_view text) {
+  if (client_->Wants(callback)) pending_->Push({kind, num, text, client_->Client().State()});
 }
 
 void TVekClientMessageLoop::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet,
                                                      int length) {
   Push(&CVekClientCallbacks::OnVekUnknownMsgCodeEvent, pev_UnknownMsgCode, msgCode,
-       std::string(packet, static_cast<std::size_t>(length)));
+       {packet, static_cast<std::size_t>(length)});
 }
 
 // The end of a session is reported even without memory.
@@ -214,32 +215,32 @@ void TVekClientMessageLoop::OnEventsQueued() {
 // client and this loop.
 TVekClientMessageLoop::EDrained TVekClientMessageLoop::Drain(TFrame& frame, bool bounded) {
   const Dova::Os::TTime end = clock_.Now() + kTimeAtOnce;
-  TPendingEvRec rec;
-  for (int count = 0; pending_->Pop(rec); ++count) {
-    if (rec.view) view_ = std::move(rec.view);
-    frame.view = view_;
-    frame.state = rec.state;
-    Deliver(rec);
+  TPendingEv event;
+  TEventBatchRef batch;
+  for (int count = 0; pending_->Pop(event, batch); ++count) {
+    if (event.view) view_ = std::move(event.view);
+    if (frame.view != view_) frame.view = view_;
+    frame.state = event.state;
+    Deliver(event);
     if (frame.destroyed) return EDrained::Destroyed;
     if (bounded && (count + 1 >= kEventsAtOnce || clock_.Now() >= end)) return EDrained::Part;
   }
   return EDrained::All;
 }
 
-void TVekClientMessageLoop::Deliver(const TPendingEvRec& rec) {
-  VekApi::VekClient& client = client_->Client();
-  switch (rec.kind) {
+void TVekClientMessageLoop::Deliver(const TPendingEv& event) {
+  const char* const text = event.text.data();
+  switch (event.kind) {
     case pev_UnknownMsgCode:
-      return client_->OnVekUnknownMsgCodeEvent(client, rec.num, rec.text.c_str(),
-                                               static_cast<int>(rec.text.size()));
+      return client_->TellUnknownMsgCode(event.num, text, static_cast<int>(event.text.size()));
     case pev_Connect:
-      return client_->OnVekConnectEvent(client, rec.text);
+      return client_->TellConnect(text);
     case pev_ApReady:
-      return client_->OnVekApReadyEvent(client);
+      return client_->TellApReady();
     case pev_RequestAck:
-      return client_->OnVekRequestAckEvent(client, rec.num, rec.text);
+      return client_->TellRequestAck(event.num, text);
     case pev_Report:
-      return client_->OnVekReportEvent(client, rec.text);
+      return client_->TellReport(text);
     default:
       return;
   }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "flat/TPendingEvRecs.h"
 #include "flat/VekApiC_VekClient.h"
@@ -57,7 +58,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
   template <class Callback>
-  void Push(Callback callback, std::int32_t kind, std::int32_t num, std::string text);
+  void Push(Callback callback, std::int32_t kind, std::int32_t num, std::string_view text);
   void SendToWindow(const Dova::Os::TMessage& message, const TLent& lent);
 
   // Thread-safe. Inside a callback on the window's thread the results are those at the time of the event.
@@ -73,7 +74,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   void OnEventsQueued();
   void OnSent(TLoan& loan);
   EDrained Drain(TFrame& frame, bool bounded);
-  void Deliver(const TPendingEvRec& rec);
+  void Deliver(const TPendingEv& event);
   void DeliverInItsPlace(TLoan& loan);
   void DeliverLent(const TLent& lent);
 

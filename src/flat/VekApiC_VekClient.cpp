@@ -20,16 +20,15 @@ void VekApiC_VekClient::Raise(Callback callback, Args... args) {
   VekApi::Flat::CallBack<CVekClient>(callback, this, user_, args...);
 }
 
-void VekApiC_VekClient::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet,
-                                                 int length) {
+void VekApiC_VekClient::TellUnknownMsgCode(int msgCode, const char* packet, int length) {
   Raise(callbacks_.OnVekUnknownMsgCodeEvent, msgCode, packet, length);
 }
 
-void VekApiC_VekClient::OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) {
-  Raise(callbacks_.OnVekConnectEvent, reason.c_str());
+void VekApiC_VekClient::TellConnect(const char* reason) {
+  Raise(callbacks_.OnVekConnectEvent, reason);
 }
 
-void VekApiC_VekClient::OnVekApReadyEvent(VekApi::VekClient&) {
+void VekApiC_VekClient::TellApReady() {
   Raise(callbacks_.OnVekApReadyEvent);
 }
 
@@ -43,12 +42,12 @@ void VekApiC_VekClient::OnVekChgPassResultEvent(VekApi::VekClient&, const std::s
   Raise(callbacks_.OnVekChgPassResultEvent, user.c_str(), resultText.c_str());
 }
 
-void VekApiC_VekClient::OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) {
-  Raise(callbacks_.OnVekRequestAckEvent, msgCode, ackText.c_str());
+void VekApiC_VekClient::TellRequestAck(int msgCode, const char* ackText) {
+  Raise(callbacks_.OnVekRequestAckEvent, msgCode, ackText);
 }
 
-void VekApiC_VekClient::OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) {
-  Raise(callbacks_.OnVekReportEvent, reportText.c_str());
+void VekApiC_VekClient::TellReport(const char* reportText) {
+  Raise(callbacks_.OnVekReportEvent, reportText);
 }
 
 void VekApiC_VekClient::OnVekClientDestroyEvent(VekApi::VekClient&) {

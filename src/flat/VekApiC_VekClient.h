@@ -50,14 +50,29 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   // callback, which may free it.
   bool BeginDelete(CVekClient& handle);
 
-  void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override;
-  void OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) override;
-  void OnVekApReadyEvent(VekApi::VekClient&) override;
+  // Call the application. Texts end with NUL.
+  void TellUnknownMsgCode(int msgCode, const char* packet, int length);
+  void TellConnect(const char* reason);
+  void TellApReady();
+  void TellRequestAck(int msgCode, const char* ackText);
+  void TellReport(const char* reportText);
+
+  void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override {
+    TellUnknownMsgCode(msgCode, packet, length);
+  }
+  void OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) override {
+    TellConnect(reason.c_str());
+  }
+  void OnVekApReadyEvent(VekApi::VekClient&) override { TellApReady(); }
   void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) override;
   void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
                                const std::string& resultText) override;
-  void OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) override;
-  void OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) override;
+  void OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) override {
+    TellRequestAck(msgCode, ackText.c_str());
+  }
+  void OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) override {
+    TellReport(reportText.c_str());
+  }
   void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
  private:

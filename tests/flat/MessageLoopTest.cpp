@@ -188,6 +188,28 @@ TEST_F(LoopSession, AClientOutlivesItsThread) {
   EXPECT_EQ(Take(), Lines{"destroy"});
 }
 
+// A nested loop reads on, into memory used again, while a callback still has its text.
+TEST(PendingEvents, ATextStaysWhileItsBatchIsHeld) {
+  NoHandler handler;
+  const Dova::Os::TWindowRef window = Dova::Os::AllocateHWnd_Impl(handler);
+  TPendingEvRecs pending(window, 1073);
+  pending.Push({pev_Report, -1, "outer"});
+  TPendingEv outer;
+  TEventBatchRef held;
+  ASSERT_TRUE(pending.Pop(outer, held));
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {
+    text.assign(i % 7 == 0 ? 9000 : 9, static_cast<char>('a' + i % 26));
+    for (int j = 0; j < 2; ++j) pending.Push({pev_Report, i, text});
+    TPendingEv event;
+    TEventBatchRef batch;
+    for (int j = 0; j < 2; ++j) ASSERT_TRUE(pending.Pop(event, batch) && event.text == text) << i;
+    ASSERT_FALSE(pending.Pop(event, batch));
+  }
+  EXPECT_EQ(outer.text, "outer");
+  Dova::Os::DeallocateHWnd(window);
+}
+
 // Also if results were waiting: otherwise memory would grow with whatever a server sends.
 TEST(PendingEvents, TheQueueClosesWithItsThread) {
   for (const int before : {0, 3}) {
@@ -200,8 +222,9 @@ TEST(PendingEvents, TheQueueClosesWithItsThread) {
       for (int i = 0; i < before; ++i) pending->Push({pev_Report, -1, "a"});
     }).join();
     for (int i = 0; i < 1000; ++i) pending->Push({pev_Report, -1, "b"});
-    TPendingEvRec rec;
-    EXPECT_FALSE(pending->Pop(rec));
+    TPendingEv event;
+    TEventBatchRef batch;
+    EXPECT_FALSE(pending->Pop(event, batch));
     Dova::Os::DeallocateHWnd(window);
   }
 }
