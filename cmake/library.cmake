@@ -35,7 +35,7 @@ endforeach()
 
 set(vekapi_system_libraries Threads::Threads)
 if(WIN32)
-  list(APPEND vekapi_system_libraries ws2_32 winmm oleaut32)
+  list(APPEND vekapi_system_libraries ws2_32 oleaut32)
 endif()
 
 add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)

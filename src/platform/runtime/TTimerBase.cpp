@@ -1,10 +1,12 @@
 #include "platform/runtime/TTimerBase.h"
 
+#include "platform/os/FineTick.h"
 #include "platform/runtime/TTimerQueue.h"
 
 namespace Dova {
 
 TTimerBase::TTimerBase(TOnTimerStyle /*style*/) : queue_(TTimerQueue::Current()) {
+  Os::PrepareFineTick();
   queue_.Attach();
 }
 

@@ -2,25 +2,19 @@
 
 #include <windows.h>
 
-#include <timeapi.h>
-
 #include <algorithm>
 
 #include "platform/os/Clock.h"
 #include "platform/os/Mutex.h"
+#include "platform/os/win32/FineTick.h"
 #include "platform/os/win32/SentMessageWait.h"
-
-#ifndef CREATE_WAITABLE_TIMER_HIGH_RESOLUTION
-#define CREATE_WAITABLE_TIMER_HIGH_RESOLUTION 0x00000002  // since Windows 10 1803
-#endif
 
 namespace Dova::Os {
 namespace {
 
 constexpr std::int64_t kMs = 1'000'000;
 constexpr std::int64_t kForEver = INT64_MAX;
-// Without a high-resolution timer the clock ticks every 15.6 ms. A finer tick costs power system-wide, so it
-// is requested only this close to the due time.
+// Without a high-resolution timer, a finer tick is requested only this close to the due time.
 constexpr std::int64_t kNear = 50 * kMs;
 
 }  // namespace
@@ -60,11 +54,9 @@ bool TAlarm::TNative::WaitCoarse(std::int64_t left) const noexcept {
     const std::int64_t ms = std::min<std::int64_t>((left - kNear / 2) / kMs, 0x7fffffff);
     return WaitForSingleObject(wake, static_cast<DWORD>(ms)) == WAIT_OBJECT_0;
   }
-  timeBeginPeriod(1);
+  const TFineTick fine;
   const auto ms = static_cast<DWORD>((left + kMs - 1) / kMs);
-  const bool woken = WaitForSingleObject(wake, ms) == WAIT_OBJECT_0;
-  timeEndPeriod(1);
-  return woken;
+  return WaitForSingleObject(wake, ms) == WAIT_OBJECT_0;
 }
 
 // Polls in steps of the system tick; only precision is lost.
