@@ -60,7 +60,8 @@ class TSocket {
   std::ptrdiff_t Recv(char* buffer, std::size_t size) noexcept;
 
   static constexpr std::ptrdiff_t kWouldWait = -2;
-  // As Recv without waiting: kWouldWait if there is no data.
+  // As Recv without waiting: kWouldWait if there is no data. For polling: that the connection has ended may
+  // take some thousand calls to be noticed.
   std::ptrdiff_t TryRecv(char* buffer, std::size_t size) noexcept;
 
   // Sends what is possible without waiting, possibly 0 bytes; returns the number, negative if sending will
