@@ -97,9 +97,11 @@ std::size_t TResultReader::OnFields(std::size_t at) {
   return next;
 }
 
-// Tables of cached headers are created right away.
+// Tables of cached headers are created right away. A header that a NUL ends is not cached: nothing may
+// follow.
 std::uint32_t TResultReader::ReadColumns(std::size_t end, std::size_t next) {
-  if (newHeaderAt_ != kNone && next > end) {
+  const bool isWhole = next > end && text_[end] == kLineEnd;
+  if (newHeaderAt_ != kNone && isWhole) {
     const std::string_view lines = text_.substr(newHeaderAt_, next - newHeaderAt_);
     if (TKeptHeaders::Takes(lines)) return kept_.Keep(lines, body_.Make(table_));
   }
