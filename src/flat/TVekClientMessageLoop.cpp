@@ -83,7 +83,7 @@ void TVekClientMessageLoop::OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msg
        {packet, static_cast<std::size_t>(length)});
 }
 
-// The end of a session is reported even without memory.
+// The end of a session is reported even without memory. A link whose server's name cannot be kept ends.
 void TVekClientMessageLoop::OnVekConnectEvent(VekApi::VekClient& client, const std::string& reason) {
   try {
     const TSessionViewRef before = pending_->View();
@@ -92,7 +92,9 @@ void TVekClientMessageLoop::OnVekConnectEvent(VekApi::VekClient& client, const s
     }
     Push(&CVekClientCallbacks::OnVekConnectEvent, pev_Connect, -1, reason);
   } catch (const std::bad_alloc&) {
-    if (client_->Wants(&CVekClientCallbacks::OnVekConnectEvent)) pending_->PushNoMemory(client.State());
+    const VekApi::EVekClientState state = client.State();
+    if (state >= VekApi::vcs_Connected || state == VekApi::vcs_ConnectError) throw;
+    if (client_->Wants(&CVekClientCallbacks::OnVekConnectEvent)) pending_->PushNoMemory(state);
   }
 }
 
