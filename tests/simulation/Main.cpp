@@ -1,7 +1,7 @@
 // Runs seeds. Without arguments: the daily ones, as a test.
 //
 //   --seeds FROM..TO   runs them; the first that fails is reported and shortened (unless --long), and the
-//                      exit status is 1; --sessions: only those of kept sessions
+//                      exit status is 1; --sessions, --loops: only those of kept sessions, of message loops
 //   --seed N           runs one; --without I,J,... leaves out these steps, --calm switches threads only where
 //                      one waits, --plain makes all servers behave, --tell prints the events
 #include <gtest/gtest.h>
@@ -22,6 +22,7 @@
 #include <string>
 #include <utility>
 
+#include "simulation/LoopWorld.h"
 #include "simulation/SessionWorld.h"
 
 namespace {
@@ -57,7 +58,7 @@ namespace {
 struct Options {
   std::uint64_t from = 0, to = 0;
   std::set<int> without;
-  bool calm = false, plain = false, sessions = false;
+  bool calm = false, plain = false, sessions = false, loops = false;
 };
 
 std::string Arguments(const Options& run) {
@@ -75,6 +76,7 @@ std::uint64_t RunOne(const Options& run, std::uint64_t seed) {
   Scheduler scheduler(seed, story.chances);
   {
     std::unique_ptr<World> world;
+    if (story.loops) world = std::make_unique<LoopWorld>(story, scheduler);
     if (story.sessions) world = std::make_unique<SessionWorld>(story, scheduler);
     if (!world) world = std::make_unique<World>(story, scheduler);
     scheduler.Start("main", [&] { world->Run(); });
@@ -160,6 +162,7 @@ void RunSeeds(const Options& run) {
   unsigned long long count = 0;
   for (std::uint64_t seed = run.from; seed <= run.to; ++seed) {
     if (run.sessions && !Story::HasSessions(seed)) continue;
+    if (run.loops && !Story::HasLoops(seed)) continue;
     ++count;
     trace ^= RunCounted(run, seed);
     if (seed % 20000 != 19999) continue;
@@ -190,6 +193,7 @@ Options Parse(int argc, char** argv) {
     }
     if (word == "--long") shrinks = false;
     run.sessions = run.sessions || word == "--sessions";
+    run.loops = run.loops || word == "--loops";
     run.calm = run.calm || word == "--calm";
     run.plain = run.plain || word == "--plain";
     World::tell = World::tell || word == "--tell";

@@ -43,9 +43,12 @@ Scheduler::~Scheduler() {
   current = nullptr;
 }
 
-bool Scheduler::Alone() const {
-  return std::all_of(live_.begin(), live_.end(),
-                     [this](const Task* each) { return each->ended || each == running_; });
+std::string Scheduler::Others() const {
+  std::string names;
+  for (const Task* const each : live_) {
+    if (!each->ended && each != running_) names += std::string(" ") + each->name;
+  }
+  return names;
 }
 
 Task* Scheduler::Start(const char* name, std::function<void()> body) {
@@ -56,13 +59,15 @@ Task* Scheduler::Start(const char* name, std::function<void()> body) {
   task->body = std::move(body);
   task->ended = task->blocked = task->woken = false;
   task->locks = task->answering = 0;
-  task->inLibrary = false;
+  task->inLibrary = task->listens = false;
   task->watch = nullptr;
   task->fiber.Begin(
       [](void* argument) {
         auto& self = *static_cast<Task*>(argument);
         self.body();
         self.body = nullptr;
+        if (self.atEnd) std::exchange(self.atEnd, nullptr)();
+        self.messages.reset();
         self.error = nullptr;
         self.ended = true;
         self.fiber.Suspend();
@@ -183,6 +188,14 @@ bool Scheduler::Wait(Task*& queue, Ns due) {
 void Scheduler::Sleep(Ns time) {
   Task* nobody = nullptr;
   Wait(nobody, now_ + time);
+}
+
+void Scheduler::Interrupt(Task& task) {
+  if (!task.blocked || task.woken) return;
+  Task** at = task.queue;
+  while (*at != &task) at = &(*at)->nextQueued;
+  *at = task.nextQueued;
+  task.woken = true;
 }
 
 void Scheduler::WakeOne(Task*& queue) {

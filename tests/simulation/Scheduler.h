@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -41,6 +42,8 @@ class Draw {
   std::uint64_t state_;
 };
 
+struct MessageQueue;
+
 // One simulated thread.
 struct Task {
   Fiber fiber;
@@ -55,6 +58,9 @@ struct Task {
   void* exceptions[2] = {};  // the language's exception state of a thread
   Dova::Os::TAnswerWatch* watch = nullptr;
   int answering = 0;
+  std::shared_ptr<MessageQueue> messages;  // of its windows
+  std::function<void()> atEnd;
+  bool listens = false;  // a message ends its wait
   int locks = 0;
   bool inLibrary = false;
   const char* error = nullptr;  // of the last system call
@@ -68,6 +74,7 @@ class Scheduler {
     Ns longestStall = 0;
     unsigned noThread = 0;  // starting a thread fails, per thousand
     unsigned noMemory = 0;  // an allocation of the library fails, per hundred thousand
+    unsigned noPost = 0;    // a window or a place for its message is refused, per thousand
   };
 
   // The running scheduler; null: none, and no thread ever waits.
@@ -85,11 +92,14 @@ class Scheduler {
   Ns Stalled() const { return stalled_; }  // the total of all stalls so far
   std::uint64_t Steps() const { return steps_; }
   std::uint64_t Trace() const { return trace_; }  // a hash of who ran when
-  bool Alone() const;                             // on a task: there is no other
+  // On a task: the names of the others.
+  std::string Others() const;
+  bool Alone() const { return Others().empty(); }
 
   Task* Start(const char* name, std::function<void()> body);
   bool StartsThread() { return !chances_.noThread || !draw_.Chance(chances_.noThread); }
   bool RefusesMemory();
+  bool RefusesPost() { return chances_.noPost != 0 && draw_.Chance(chances_.noPost); }
   void NoMoreFaults() { chances_ = {}; }
 
   // Calls it at that time, on no thread.
@@ -110,9 +120,23 @@ class Scheduler {
   // Until woken through the queue (true), or `due`.
   bool Wait(Task*& queue, Ns due);
   void Sleep(Ns time);
+  // Until interrupted, or `due`.
+  void Listen(Ns due) {
+    Task* nobody = nullptr;
+    ListenTo(nobody, due);
+  }
+  // Wait that can be interrupted.
+  bool ListenTo(Task*& queue, Ns due) {
+    Self().listens = true;
+    const bool woken = Wait(queue, due);
+    Self().listens = false;
+    return woken;
+  }
 
   // From anywhere.
   static void WakeOne(Task*& queue);
+  // Ends that thread's wait, if it waits.
+  static void Interrupt(Task& task);
   static void WakeAll(Task*& queue) {
     while (queue) WakeOne(queue);
   }

@@ -8,6 +8,7 @@
 #include "platform/os/Event.h"
 #include "platform/os/Mutex.h"
 #include "platform/os/Thread.h"
+#include "simulation/MessageWindows.h"
 #include "simulation/Scheduler.h"
 
 namespace Dova::Os {
@@ -99,7 +100,8 @@ bool TEvent::Wait(int timeoutMs) noexcept {
       scheduler.Answer();
       continue;
     }
-    if (!scheduler.Wait(native_->waiting, due)) break;
+    if (vektest::AnswerSent()) continue;
+    if (!scheduler.ListenTo(native_->waiting, due)) break;
   }
   return std::exchange(native_->isSet, false);
 }

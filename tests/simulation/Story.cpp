@@ -61,7 +61,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
       without(std::move(leftOut)),
       calm(calmThreads),
       plain(plainServers),
-      sessions(HasSessions(which)) {
+      sessions(HasSessions(which)),
+      loops(HasLoops(which)) {
   Draw draw(seed, 2);
   clients = draw.From(1, 3);
   threads = draw.From(1, 3);
@@ -73,6 +74,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   chances.noThread = draw.Chance(70) ? draw.From(20, 400) : 0;
   Draw shortages(seed, 4);
   if (shortages.Chance(250)) chances.noMemory = static_cast<unsigned>(shortages.Time(10, 4000));
+  if (loops && shortages.Chance(250)) chances.noPost = static_cast<unsigned>(shortages.Time(5, 500));
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
   const bool orders = draw.Chance(150);    // hardly anything else
@@ -102,8 +104,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
     }
     if (sessions) {
       step.act = id < static_cast<int>(clients) ? Act::Open : WhichSessionAct(draw);
-      step.answersWindow = false;
     }
+    if (sessions || loops) step.answersWindow = false;
     if (!without.count(id)) steps.push_back(step);
   }
   std::stable_sort(steps.begin(), steps.end(), [](const Step& a, const Step& b) { return a.at < b.at; });
@@ -191,11 +193,14 @@ std::string Story::Tell(const ServerScript& s) {
 
 std::string Story::Tell() const {
   std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) +
-                     (sessions ? " sessions, " : " clients, ") + std::to_string(threads) + " threads, " +
+                     (sessions ? " sessions, "
+                      : loops  ? " clients on message loops, "
+                               : " clients, ") + std::to_string(threads) + " threads, " +
                      std::to_string(pace) + " requests in " + std::to_string(paceMs) + " ms";
   if (chances.stall) text += ", threads that stall for up to " + Seconds(chances.longestStall);
   if (chances.noThread) text += ", a lack of threads";
   if (chances.noMemory) text += ", a lack of memory";
+  if (chances.noPost) text += ", a lack of room for messages";
   text += "\n";
   for (const Step& step : steps) {
     text += "  " + std::to_string(step.id) + ": ";

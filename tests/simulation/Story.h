@@ -74,6 +74,7 @@ struct Story {
   bool calm = false;      // threads switch only where one waits
   bool plain = false;     // every server behaves
   bool sessions = false;  // kept sessions; otherwise clients
+  bool loops = false;     // clients on message loops
   bool crossing = false;  // they end each other inside their events
 
   Scheduler::Chances chances;
@@ -87,6 +88,7 @@ struct Story {
                  bool plainServers = false);
 
   static bool HasSessions(std::uint64_t seed) { return seed % 8 == 7; }
+  static bool HasLoops(std::uint64_t seed) { return seed % 8 == 5; }
 
   // For the link that a step makes; for the n-th link of a run of sessions.
   ServerScript Server(int step) const;

@@ -74,6 +74,7 @@ unsigned World::LookUp(unsigned port) {
 
 bool World::CouldBeOpened(int link) const {
   const ServerScript script = story.Server(link);
+  if (busyUntil_ > links.at(link).begun) return false;
   if (story.chances.noThread != 0 || story.chances.noMemory != 0 || Slack() != 0 || script.lookUp > 5 * kSecond) return false;
   return std::any_of(script.addresses.begin(), script.addresses.end(), [](const Attempt& each) {
     return each.outcome == Attempt::Accepts && each.delay < 10 * kSecond;
@@ -158,7 +159,7 @@ void World::RunInside(unsigned host, VekApi::VekClient& client) {
     if (step.inside != event || step.host != host) continue;
     Life* const life = slots[host].life;
     // Until another client is inside an event too.
-    if (story.crossing && step.act != Act::Busy) Busy(step.time);
+    if (story.crossing && step.act != Act::Busy) Busy(step.time % (500 * kMs));
     if (life->destroyed || slots[host].life != life) return;
     Do(step, step.client == host && !life->destroyed ? &client : nullptr);
     if (life->destroyed || slots[host].life != life) return;
@@ -192,6 +193,7 @@ void World::Do(const Step& step, VekApi::VekClient* inside) {
 void World::Busy(Ns time) {
   Log("busy");
   busyBegun_ += time;
+  busyUntil_ = std::max(busyUntil_, Now() + time);
   ++busyNow_;
   scheduler_.Sleep(time);
   --busyNow_;
@@ -260,36 +262,42 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
     const Ns pause = step.time / 32 % 3 == 0 ? story.paceMs * kMs * (1 + step.time % 5) / 4 : 0;
     return slot.sender->Send(many ? 1 + static_cast<unsigned>(step.time % 12) : 1, singly, pause);
   }
-  const std::string id = "R" + std::to_string(requests_.size());
-  std::string text = id + " ";
-  if (step.act == Act::Long) {
-    const unsigned sizes[] = {4080, 8170, 12260, 30000};
-    text.append(sizes[step.time % 4] + static_cast<unsigned>(step.time / 7 % 20),
-                static_cast<char>('A' + requests_.size() % 26));
-  }
-  const std::size_t index = requests_.size();
-  requests_.push_back(
-      {step.client, Me(), life.number, step.act == Act::ChangePassword ? id : text, false, false, Tick()});
-  std::string buffer = "....." + text;
-  const auto size = static_cast<unsigned>(buffer.size());
-  const Ns begun = Now();
   const std::uint64_t since = Tick();
   const bool sound = IsSound(life, since);
-  const bool accepted = Library([&] {
+  const Ns begun = Now();
+  const Request& request = Make(step, life.number, [&](const std::string& id, std::string& buffer) {
+    const auto size = static_cast<unsigned>(buffer.size());
     if (step.act == Act::ChangePassword) return client.ChgPass(id, "old", "new");
     if (step.act == Act::Query) return client.SendVekQueryRequest(buffer.data(), size) == 0;
     return client.SendVekRequest(step.act == Act::Order ? 129 : 150, buffer.data(), size);
   });
-  if (!accepted && sound && step.act != Act::Query && IsSound(life, since))
-    Fail("refused", id + " was refused though the link is up");
-  Request& request = requests_[index];
-  request.returned = true;
-  request.accepted = accepted;
   if (!life.destroyed) life.lastSend = Now();
+  if (!request.accepted && sound && step.act != Act::Query && IsSound(life, since))
+    Fail("refused", request.text.substr(0, 10) + " was refused though the link is up");
+  if (request.accepted && step.act == Act::Query && life.ready && begun > *life.ready) CheckRate(life, begun);
+}
+
+// Makes the request of a step by `call`, and compares what it returns with the wire.
+const Request& World::Make(const Step& step, int life, const RequestCall& call) {
+  const std::size_t index = requests_.size();
+  const std::string id = "R" + std::to_string(index);
+  std::string text = id + " ";
+  if (step.act == Act::Long) {
+    const unsigned sizes[] = {4080, 8170, 12260, 30000};
+    text.append(sizes[step.time % 4] + static_cast<unsigned>(step.time / 7 % 20),
+                static_cast<char>('A' + index % 26));
+  }
+  Request& request = requests_.emplace_back();
+  request.client = step.client, request.thread = Me(), request.life = life;
+  request.text = step.act == Act::ChangePassword ? id : text;
+  request.begun = Tick();
+  std::string buffer = "....." + text;
+  request.accepted = Library([&] { return call(id, buffer); });
+  request.returned = true;
   Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + id +
-      (accepted ? " taken" : " refused"));
-  if (!accepted && request.link >= 0) Fail("sent", id + " was refused and is on the wire");
-  if (accepted && step.act == Act::Query && life.ready && begun > *life.ready) CheckRate(life, begun);
+      (request.accepted ? " taken" : " refused"));
+  if (!request.accepted && request.link >= 0) Fail("sent", id + " was refused and is on the wire");
+  return request;
 }
 
 // Whether its link is up without a fault since then.
@@ -422,7 +430,7 @@ void World::CleanUp() {
     slot.sender.reset();
   }
   for (int i = 0; i < 300 && !scheduler_.Alone(); ++i) scheduler_.Sleep(kSecond);
-  if (!scheduler_.Alone()) Fail("thread", "a thread of the library's is still there");
+  if (!scheduler_.Alone()) Fail("thread", "there is still" + scheduler_.Others());
 }
 
 }  // namespace vektest

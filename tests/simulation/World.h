@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <memory_resource>
@@ -198,6 +200,12 @@ class World : public Net {
   static inline std::pmr::set<std::pmr::string> reached;
   static inline bool tell = false;
 
+ protected:
+  using RequestCall = std::function<bool(const std::string& id, std::string& buffer)>;
+  const Request& Make(const Step& step, int life, const RequestCall& call);
+
+  std::deque<Request> requests_;
+
  private:
   friend class Life;
   void LookAtHeld(Slot& slot);
@@ -216,13 +224,12 @@ class World : public Net {
   void CleanUp();
 
   std::vector<std::unique_ptr<Life>> lives_;
-  std::vector<Request> requests_;
   unsigned running_ = 0;
   bool over_ = false;
   int sendersMade_ = 0;
   std::set<int> answered_;
   std::uint64_t ticks_ = 0;
-  Ns busyBegun_ = 0;
+  Ns busyBegun_ = 0, busyUntil_ = 0;
   int busyNow_ = 0;
 };
 
