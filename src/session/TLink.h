@@ -132,7 +132,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   std::atomic<bool> knowsOrder_{false};  // true once the connect result has arrived
   TPacketParser packets_;
   std::unique_ptr<VekTaskResult> spareResult_;
-  std::string spareText_;
+  std::unique_ptr<std::string> spareText_;
   std::string connectPk_;  // the connect request
   Dstl::wise_ref<Dova::TMesBase> mes_;
   std::atomic<unsigned> recvCount_{0};  // receive events since the last heartbeat check

@@ -66,7 +66,7 @@ bool TLink::LooksRight(std::string_view block) {
 void TLink::ForgetReceived() {
   packets_.Clear();
   spareResult_.reset();
-  std::string().swap(spareText_);
+  spareText_.reset();
 }
 
 void TLink::OnPkConnectResult(const char* packet, int length) {
@@ -121,15 +121,16 @@ void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
 
 // The text is moved out of the link during the event, and its memory is reused for the next one.
 void TLink::OnText(int msgCode, const char* message, std::size_t length) {
-  std::string text = std::exchange(spareText_, {});
-  text.assign(message + std::min<std::size_t>(length, kPrefixBytes), message + length);
+  std::unique_ptr<std::string> text = spareText_ ? std::move(spareText_) : std::make_unique<std::string>();
+  const std::size_t at = std::min<std::size_t>(length, kPrefixBytes);
+  text->assign(message + at, length - at);
   if (msgCode == PkReport) {
-    client_.OnVekReportEvent(text);
+    client_.OnVekReportEvent(*text);
   } else {
-    client_.OnVekRequestAckEvent(msgCode, text);
+    client_.OnVekRequestAckEvent(msgCode, *text);
   }
   constexpr std::size_t kKeepBytes = 4096;
-  if (!Over() && text.capacity() <= kKeepBytes) text.swap(spareText_);
+  if (!Over() && text->capacity() <= kKeepBytes) spareText_ = std::move(text);
 }
 
 void TLink::OnTaskResult(const char* message, std::size_t length) {
