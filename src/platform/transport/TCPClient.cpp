@@ -5,12 +5,17 @@
 #include <utility>
 
 #include "platform/os/Clock.h"
+#include "platform/os/GiveBack.h"
 #include "platform/transport/TFarewells.h"
 
 namespace Dova {
 namespace {
 
 constexpr int kReceiveBytes = 65536;
+// After some reads in a row that needed no more than this, the rest of the buffer is given back: most
+// sessions are idle most of the time.
+constexpr int kCalmBytes = 4096;
+constexpr int kCalmReads = 4;
 constexpr std::size_t kQueueBlockBytes = 4096;
 constexpr int kLinkMarginMs = 5000;
 
@@ -172,7 +177,16 @@ void TCPClient::Receive(Os::TSocket& socket) {
     }
     receivedAt_ = 0;
     receivedCount_ = static_cast<int>(count);
+    GiveBackUnneeded();
   } while (Raise([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); }));
+}
+
+void TCPClient::GiveBackUnneeded() {
+  if (receivedCount_ > kCalmBytes) {
+    untilCalm_ = kCalmReads;
+  } else if (untilCalm_ != 0 && --untilCalm_ == 0) {
+    Os::GiveBack(received_.get() + kCalmBytes, kReceiveBytes - kCalmBytes);
+  }
 }
 
 std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {

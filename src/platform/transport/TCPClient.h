@@ -65,6 +65,7 @@ class TCPClient : public TMesBase {
   void Receive(Os::TSocket& socket);
   std::ptrdiff_t ReceiveSome(Os::TSocket& socket);
   std::ptrdiff_t Poll(Os::TSocket& socket);
+  void GiveBackUnneeded();
   void TellEnd();
 
   bool SendSome(const char* bytes, int length, std::uint64_t* at);
@@ -96,9 +97,10 @@ class TCPClient : public TMesBase {
   std::atomic<bool> queuedMore_{
       false};  // cancels the drain thread's wait for the context to raise OnMesSendEmpty
 
-  std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next two
+  std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next three
   int receivedAt_ = 0;
   int receivedCount_ = 0;
+  int untilCalm_ = 0;    // reads; 0: the buffer holds nothing to give back
   bool abrupt_ = false;  // guarded by the context
 
   TMemQueue queue_;          // its lock also guards the members below, and orders the sends
