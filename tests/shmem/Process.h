@@ -20,6 +20,8 @@ class Process {
   std::string ReadLine();
   // Kills at once, and waits until the process has ended.
   void Kill();
+  // The system's number of it.
+  long Id() const;
 
  private:
   struct Native;

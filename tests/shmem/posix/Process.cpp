@@ -83,6 +83,10 @@ void Process::Kill() {
   native_->id = -1;
 }
 
+long Process::Id() const {
+  return native_->id;
+}
+
 std::string Self() {
   return std::filesystem::read_symlink("/proc/self/exe").filename();
 }

@@ -73,6 +73,10 @@ void Process::Kill() {
   WaitForSingleObject(native_->process.hProcess, INFINITE);
 }
 
+long Process::Id() const {
+  return static_cast<long>(native_->process.dwProcessId);
+}
+
 std::string Self() {
   const std::string path = SelfPath();
   const std::size_t begin = path.rfind('\\') + 1;
