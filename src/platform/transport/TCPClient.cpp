@@ -12,8 +12,8 @@ namespace Dova {
 namespace {
 
 constexpr int kReceiveBytes = 65536;
-// After some reads in a row that needed no more than this, the rest of the buffer is given back: most
-// sessions are idle most of the time.
+// After some reads in a row, at different ticks, that needed no more than this, the rest of the buffer is
+// given back: most sessions are idle most of the time.
 constexpr int kCalmBytes = 4096;
 constexpr int kCalmReads = 4;
 constexpr std::size_t kQueueBlockBytes = 4096;
@@ -184,9 +184,12 @@ void TCPClient::Receive(Os::TSocket& socket) {
 void TCPClient::GiveBackUnneeded() {
   if (receivedCount_ > kCalmBytes) {
     untilCalm_ = kCalmReads;
-  } else if (untilCalm_ != 0 && --untilCalm_ == 0) {
-    Os::GiveBack(received_.get() + kCalmBytes, kReceiveBytes - kCalmBytes);
+    return;
   }
+  if (untilCalm_ == 0) return;
+  const std::int64_t now = Os::Tick();
+  if (std::exchange(calmAt_, now) != now && --untilCalm_ == 0)
+    Os::GiveBack(received_.get() + kCalmBytes, kReceiveBytes - kCalmBytes);
 }
 
 std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {

@@ -97,11 +97,12 @@ class TCPClient : public TMesBase {
   std::atomic<bool> queuedMore_{
       false};  // cancels the drain thread's wait for the context to raise OnMesSendEmpty
 
-  std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next three
+  std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next four
   int receivedAt_ = 0;
   int receivedCount_ = 0;
-  int untilCalm_ = 0;    // reads; 0: the buffer holds nothing to give back
-  bool abrupt_ = false;  // guarded by the context
+  std::int64_t calmAt_ = 0;  // the last tick with a calm read
+  int untilCalm_ = 0;        // reads; 0: the buffer holds nothing to give back
+  bool abrupt_ = false;      // guarded by the context
 
   TMemQueue queue_;          // its lock also guards the members below, and orders the sends
   std::uint64_t taken_ = 0;  // bytes the system has accepted
