@@ -119,6 +119,7 @@ void LoopWorld::Pump(unsigned thread, Ns until) {
   do {
     for (unsigned slot = thread; slot < story.clients && !over_; slot += story.threads) {
       if (!now_[slot]) MakeClient(slot);
+      if (now_[slot]) GiveUpHeld(*now_[slot]);
     }
     const Ns left = std::clamp<Ns>(until - Now(), 0, kSecond);
     if (Library([&] { return CVekMessageLoop_Dispatch(static_cast<int>(left / kMs)); }) < 0)
@@ -127,12 +128,22 @@ void LoopWorld::Pump(unsigned thread, Ns until) {
   } while (Now() < until);
 }
 
+// What the sender holds and does not send for a while.
+void LoopWorld::GiveUpHeld(LoopLife& life) {
+  CVekFlowCtrlSender sender = life.sender;
+  const unsigned held = CVekFlowCtrlSender_PendingCount(&sender);
+  if (held != std::exchange(life.held, held)) life.heldSince = Now();
+  if (held == 0 || Now() - life.heldSince < 2 * kSecond) return;
+  const InLibrary library;
+  CVekFlowCtrlSender_DropPending(&sender);
+}
+
 void LoopWorld::MakeClient(unsigned slot) {
   LoopLife& life = lives_.emplace_back();
   life.world = this, life.slot = slot, life.owner = Me(), life.number = static_cast<int>(lives_.size()) - 1;
   static const CVekClientCallbacks callbacks = Callbacks();
   life.client = Library([&] { return CVekClient_Create_OnMessageLoop(&callbacks, &life); });
-  if (!life.client.object) return lives_.pop_back();
+  if (!life.client.object) return;
   MakeSender(life);
   now_[slot] = &life;
 }
@@ -283,7 +294,9 @@ void LoopWorld::Paced(const Step& step, LoopLife& life) {
   const Using use(life.users, Me());
   CVekFlowCtrlSender sender = life.sender;
   CVekFlowCtrl gate = life.gate;
+  CVekFlowCtrl order{sender.object};
   const unsigned count = step.act == Act::Paced ? 1 : 2 + static_cast<unsigned>(step.time % 11);
+  CVekFlowCtrl_Lock(&order);
   std::string buffer = ".....";
   for (unsigned i = 0; i < count && sender.object; ++i) {
     buffer += (i ? "\n" : "") + PacedText(life, static_cast<unsigned>(life.begun.size()));
@@ -293,6 +306,7 @@ void LoopWorld::Paced(const Step& step, LoopLife& life) {
   const InLibrary library;
   if (count == 1) CVekFlowCtrlSender_SendVekRequest(&sender, buffer.data(), size);
   if (count > 1) CVekFlowCtrlSender_SendVekRequests(&sender, buffer.data(), size);
+  CVekFlowCtrl_Unlock(&order);
   if (!gate.object || life.waitsSince != kNever) return;
   for (unsigned i = 0; i < count; ++i) {
     if (CVekFlowCtrl_CheckFlowCtrl(&gate) == 0) {

@@ -36,6 +36,8 @@ struct LoopLife {
   std::set<unsigned> came;
   unsigned tellsSent = 0, tellsRefused = 0;  // told by the sender
   std::uint64_t rateSince = 0;               // applies to requests begun since
+  unsigned held = 0;                         // by the sender
+  Ns heldSince = 0;
   int rated = -1;                            // the link for which it was set
   Ns waitsSince = kNever;  // for the gate
 };
@@ -58,6 +60,7 @@ class LoopWorld final : public World {
   void RunThread(unsigned thread);
   void Pump(unsigned thread, Ns until);
   void MakeClient(unsigned slot);
+  void GiveUpHeld(LoopLife& life);
   void MakeSender(LoopLife& life);
   void DropSender(LoopLife& life);
   void NewSender(LoopLife& life);
