@@ -24,7 +24,6 @@ namespace {
 using vektest::Trader;
 using TClock = std::chrono::steady_clock;
 
-constexpr int kRequests = 700;  // of the session in a round
 constexpr unsigned kLongest = 300'000;
 constexpr std::size_t kMemoryBytes = 24u << 20;
 

@@ -5,6 +5,9 @@
 
 namespace Chaos {
 
+// Requests of the session in a round. Under Wine each step of a socket takes longer.
+extern const int kRequests;
+
 // In bytes; 0 where the system does not say.
 struct TMemory {
   std::size_t resident = 0;

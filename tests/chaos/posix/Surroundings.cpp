@@ -8,6 +8,8 @@
 
 namespace Chaos {
 
+const int kRequests = 700;
+
 TMemory MemoryNow() {
   TMemory now;
   std::ifstream status("/proc/self/status");

@@ -2,6 +2,8 @@
 
 namespace Chaos {
 
+const int kRequests = 100;
+
 TMemory MemoryNow() {
   return {};
 }
