@@ -16,6 +16,12 @@ endif()
 target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_CHECKED>)
 
 find_package(Threads REQUIRED)
+if(VEKAPI_COVERAGE)
+  # Of the library alone. Lines keep their order and their branches without the optimiser.
+  set(counted $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_objects$<SEMICOLON>os_shared$<SEMICOLON>vekapi_simulated>)
+  target_compile_options(vekapi_options INTERFACE $<${counted}:--coverage$<SEMICOLON>-fprofile-update=atomic$<SEMICOLON>-O0>)
+  target_link_options(vekapi_options INTERFACE --coverage)
+endif()
 if(VEKAPI_SANITIZE)
   # Except when fuzzing, only the library is worth the time of the optimiser and of UndefinedBehaviorSanitizer.
   set(is_library $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_objects$<SEMICOLON>os_shared>)

@@ -12,6 +12,7 @@ usage: ./dev COMMAND [ARGUMENT...]
   fuzz [SECONDS]                  run the fuzz targets
   sim SEED..SEED                  simulate sessions, one from each seed
   plant [NAME...]                 put known faults into a copy and see whether the simulation finds them
+  coverage                        which lines and branches of the library the tests reach
   package [KIND...]               make the packages for users
   docs                            make the site of guides and references, check its code and links
   format [--check]                format the sources
@@ -116,6 +117,16 @@ usage: ./dev fuzz [SECONDS]
 
 Builds the fuzz targets with Clang and runs each for SECONDS (default: 60), starting from the inputs in
 fuzz/corpus, which the tests repeat, and from what earlier runs found, in build/fuzz-corpus.
+TEXT
+}
+
+help_coverage() {
+  cat <<'TEXT'
+usage: ./dev coverage
+
+Builds the library with counters, runs the tests, the fuzz targets on their inputs and 2,000 seeds of the simulation, all
+natively, and prints the lines and branches reached in each directory. build/coverage/index.html shows every line;
+build/coverage/unreached.txt lists those that nothing reaches.
 TEXT
 }
 
