@@ -37,13 +37,20 @@ struct TOwner {
 
 class TThreadQueue::TLock {
  public:
-  explicit TLock(TThreadQueue& queue) : mutex_(queue.changed_.mutex) { pthread_mutex_lock(&mutex_); }
-  ~TLock() { pthread_mutex_unlock(&mutex_); }
+  explicit TLock(TThreadQueue& queue) : changed_(queue.changed_) { pthread_mutex_lock(&changed_.mutex); }
+  ~TLock() {
+    pthread_mutex_unlock(&changed_.mutex);
+    if (signals_) pthread_cond_signal(&changed_.condition);
+  }
   TLock(const TLock&) = delete;
   TLock& operator=(const TLock&) = delete;
 
+  // Wakes the queue's thread once the lock is released: it would only wait for the lock before.
+  void SignalAfterwards() noexcept { signals_ = true; }
+
  private:
-  pthread_mutex_t& mutex_;
+  TMonotonicCondition& changed_;
+  bool signals_ = false;
 };
 
 TThreadQueue::TThreadQueue(int descriptor) : descriptor_(descriptor), generation_(ProcessGeneration()) {}
@@ -83,10 +90,10 @@ void TThreadQueue::End() noexcept {
   close(descriptor_);
 }
 
-// With the lock held: a message was queued.
-void TThreadQueue::Announce() noexcept {
+// A message was queued.
+void TThreadQueue::Announce(TLock& lock) noexcept {
   SetReadable();
-  pthread_cond_signal(&changed_.condition);
+  lock.SignalAfterwards();
   if (waker_) waker_->Wake();
 }
 
@@ -106,7 +113,7 @@ void TThreadQueue::SetReadable() noexcept {
 
 EPost TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcept {
   if (IsInherited()) return EPost::Gone;
-  const TLock lock(*this);
+  TLock lock(*this);
   if (ended_ || !window.handler) return EPost::Gone;
   if (posted_.size() >= kMaxPosted) return EPost::Full;
   try {
@@ -114,12 +121,12 @@ EPost TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcep
   } catch (...) {
     return EPost::Full;
   }
-  Announce();
+  Announce(lock);
   return EPost::Posted;
 }
 
 bool TThreadQueue::PostLast(TMessageWindow::TNative& window, unsigned code) noexcept {
-  const TLock lock(*this);
+  TLock lock(*this);
   const TPosted message{&window, code};
   if (std::find(last_.begin(), last_.end(), message) != last_.end()) return true;
   try {
@@ -127,7 +134,7 @@ bool TThreadQueue::PostLast(TMessageWindow::TNative& window, unsigned code) noex
   } catch (...) {
     return false;
   }
-  Announce();
+  Announce(lock);
   return true;
 }
 
@@ -150,14 +157,14 @@ void TThreadQueue::Send(TMessageWindow::TNative& window, const TMessage& message
 bool TThreadQueue::SendAndWait(TSent& sent) {
   if (IsInherited()) return false;
   {
-    const TLock lock(*this);
+    TLock lock(*this);
     if (ended_ || !sent.window.handler) return false;
     try {
       sent_.push_back(&sent);
     } catch (...) {
       return false;
     }
-    Announce();
+    Announce(lock);
   }
   sent.done.Wait();
   return sent.handled;

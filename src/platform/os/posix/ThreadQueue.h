@@ -84,7 +84,7 @@ class TThreadQueue {
   bool RunPosted(TPostedMessages& messages);
   bool IsEmpty() const noexcept;
   TWaiting WaitForAny(int timeoutMs) noexcept;
-  void Announce() noexcept;
+  void Announce(TLock& lock) noexcept;
   void SetReadable() noexcept;
 
   TMonotonicCondition changed_;  // its mutex guards the members below; lock order: this mutex, then the
