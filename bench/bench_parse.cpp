@@ -1,5 +1,6 @@
 // The speed of parsing results, compared with an arena that copies the text once, splits it in place and
 // records the start of each value; with one copy and one scan; and with a string and a vector per record.
+// With the argument "rows" only what scripts/bench.py shows.
 #include <benchmark/benchmark.h>
 
 #include <emmintrin.h>
@@ -13,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Allocations.h"
+#include "Rows.h"
 #include "vekapi/VekTaskResult.h"
 
 namespace {
@@ -243,6 +246,57 @@ void ReadEveryValue(benchmark::State& state) {
 }
 BENCHMARK(ReadEveryValue)->Arg(50000);
 
+// ---- rows ----
+
+void Read(VekApi::VekTaskResult& result, const std::string& packet) {
+  result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian);
+  benchmark::DoNotOptimize(result.Table(0)->RecordField(0, 1));
+}
+
+void BesideArena(const std::string& work, int records, int count, int slices) {
+  const std::string text = Text(records), packet = Packet(text);
+  if (!rows::Wanted(work)) return;
+  VekApi::VekTaskResult result;
+  TArenaReader reader;
+  Read(result, packet);
+  const std::size_t before = Allocations();
+  for (int i = 0; i < count; ++i) Read(result, packet);
+  rows::Counted(work + ": allocations", "ours", "each", static_cast<double>(Allocations() - before) / count);
+  rows::ByTurns(work, "ns", slices,
+                {rows::Repeated("ours", count, [&] { Read(result, packet); }),
+                 rows::Repeated("arena", count, [&] { benchmark::DoNotOptimize(reader.Read(text)); })});
+}
+
+// A header not seen before, by the column.
+rows::Way NewHeader(const char* who, int columns) {
+  std::vector<std::string> packets;
+  for (int i = 0; i < 8; ++i)
+    packets.push_back(Packet(Text(1, kPlain, columns, "C" + std::to_string(i) + "_")));
+  return {who, [packets, columns](rows::Series& series) {
+            static VekApi::VekTaskResult result;
+            const double start = rows::ThreadNs();
+            for (const std::string& packet : packets) {
+              Read(result, packet);
+              benchmark::DoNotOptimize(result.Table(0)->Fields().Field(1));
+            }
+            const double took = rows::ThreadNs() - start;
+            series.End(took / static_cast<double>(packets.size()) / columns, packets.size());
+          }};
+}
+
+void Rows() {
+  BesideArena("result of 1 x 20", 1, 200, 500);
+  BesideArena("result of 10 x 20", 10, 50, 500);
+  BesideArena("result of 10 MB", 50'000, 1, 40);
+  rows::ByTurns("new header of 640 columns", "ns", 300,
+                {NewHeader("ours", 640), NewHeader("40 columns", 40)});
+}
+
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "rows") return Rows(), 0;
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+}

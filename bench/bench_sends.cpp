@@ -1,92 +1,166 @@
-// Sends per second: requests through the library (framed, scrambled, passed to the system) compared with the
-// same bytes through a bare blocking socket, to a server that only reads.
-#include <algorithm>
+// Requests through the library (framed, scrambled, passed to the system), one by one and in batches, compared
+// with the same bytes through a bare blocking socket. The server's end is emptied between the slices by the
+// thread that sends, so that no send ever wakes a receiver: all are in that one state.
+//   bench_sends              all ways by turns
+//   bench_sends count WHO N  N sends of one way, for a tool that counts system calls
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <asio.hpp>
-#include <chrono>
-#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <functional>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "Allocations.h"
 #include "Loopback.h"
+#include "Rows.h"
 #include "vekapi/VekClient.h"
+#include "vekapi/VekFlowCtrlSender.h"
 
 namespace {
 
 using asio::ip::tcp;
-using Clock = std::chrono::steady_clock;
 
-constexpr int kSends = 200'000;
+constexpr int kSends = 8;      // as many as the system passes on before the first is acknowledged
+constexpr int kCounted = 250;  // so that emptying the server's end hardly counts
+constexpr int kOrders = 100;
 
-class ReadyHandler : public VekApi::VekClientHandler {
- public:
+struct ReadyHandler : VekApi::VekClientHandlerBase {
   std::promise<void> ready;
-
-  void OnVekConnectEvent(VekApi::VekClient&, const std::string&) override {}
   void OnVekApReadyEvent(VekApi::VekClient&) override { ready.set_value(); }
-  void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult&) override {}
-  void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string&, const std::string&) override {}
-  void OnVekRequestAckEvent(VekApi::VekClient&, int, const std::string&) override {}
-  void OnVekReportEvent(VekApi::VekClient&, const std::string&) override {}
-  void OnVekClientDestroyEvent(VekApi::VekClient&) override {}
 };
 
-template <class TSend>
-double SendsPerSecond(const TSend& send) {
-  const std::string original = loopback::RequestPacket();
-  std::string request = original;
-  const auto start = Clock::now();
-  for (int i = 0; i < kSends; ++i) {
-    request = original;
-    send(request);
+constexpr std::size_t kSegmentsIn = 140 / sizeof(std::uint32_t);  // linux/tcp.h: tcpi_segs_in
+
+class Server {
+ public:
+  tcp::endpoint Endpoint() const { return acceptor_.local_endpoint(); }
+  void Accept(bool greets) {
+    thread_ = std::thread([this, greets] { socket_ = loopback::Accept(acceptor_, greets); });
   }
-  return kSends / std::chrono::duration<double>(Clock::now() - start).count();
+  void Accepted() { thread_.join(); }
+  // Reads all that has been sent, on loopback as soon as the send returns, and acknowledges it; then nothing
+  // is acknowledged until the next time.
+  void Empty() {
+    while (socket_.available() != 0) socket_.read_some(asio::buffer(buffer_));
+    for (const int atOnce : {1, 0}) {
+      setsockopt(socket_.native_handle(), IPPROTO_TCP, TCP_QUICKACK, &atOnce, sizeof atOnce);
+    }
+  }
+  // The packets that have come. A send that the system keeps back, because too many are not acknowledged,
+  // costs half of one that it passes on.
+  std::uint32_t Arrived() {
+    std::uint32_t info[64] = {};  // the C library's struct tcp_info ends before it
+    socklen_t size = sizeof info;
+    getsockopt(socket_.native_handle(), IPPROTO_TCP, TCP_INFO, info, &size);
+    return info[kSegmentsIn];
+  }
+
+ private:
+  asio::io_context io_;
+  tcp::acceptor acceptor_{io_, tcp::endpoint(asio::ip::address_v4::loopback(), 0)};
+  tcp::socket socket_{io_};
+  std::string buffer_ = std::string(1 << 16, '\0');
+  std::thread thread_;
+};
+
+class Ours {
+ public:
+  Ours() {
+    server.Accept(true);
+    client.Connect("127.0.0.1:" + std::to_string(server.Endpoint().port()), "bench", "1", "", "", "");
+    handler_.ready.get_future().wait();
+    server.Accepted();
+  }
+  void Send(int code, const std::string& request) {
+    buffer_ = request;  // a send modifies its buffer
+    if (!client.SendVekRequest(code, buffer_.data(), static_cast<unsigned>(buffer_.size()))) std::exit(3);
+  }
+
+ private:
+  ReadyHandler handler_;
+  std::string buffer_;
+
+ public:
+  Server server;
+  VekApi::VekClient client{handler_};
+};
+
+class Bare {
+ public:
+  Bare() {
+    server.Accept(false);
+    socket_.connect(server.Endpoint());
+    socket_.set_option(tcp::no_delay(true));
+    server.Accepted();
+  }
+  void Send(const std::string& request) {
+    buffer_ = request;
+    const ssize_t sent = send(socket_.native_handle(), buffer_.data(), buffer_.size(), MSG_NOSIGNAL);
+    if (sent != static_cast<ssize_t>(buffer_.size())) std::exit(3);
+  }
+
+ private:
+  asio::io_context io_;
+  tcp::socket socket_{io_};
+  std::string buffer_;
+
+ public:
+  Server server;
+};
+
+// A slice, after which the server's end is emptied. `each` is what one call of `act` sends.
+template <class TAct>
+rows::Way Emptied(const char* who, Server& server, int count, int each, TAct act) {
+  return {who, [&server, count, each, act](rows::Series& series) {
+            const std::uint32_t before = server.Arrived();
+            const double start = rows::ThreadNs();
+            for (int i = 0; i < count; ++i) act();
+            const double took = rows::ThreadNs() - start;
+            series.EndIn(static_cast<double>(server.Arrived() - before) / count, took / count / each);
+            server.Empty();
+          }};
 }
 
-double ThroughLibrary(tcp::acceptor& acceptor) {
-  std::thread server([&] { loopback::Sink(acceptor, true); });
-  ReadyHandler handler;
-  double rate = 0;
-  {
-    VekApi::VekClient client(handler);
-    client.Connect("127.0.0.1:" + std::to_string(acceptor.local_endpoint().port()), "bench", "1", "", "", "");
-    handler.ready.get_future().wait();
-    // A full queue refuses the send; the reader needs processor time then.
-    rate = SendsPerSecond([&](std::string& request) {
-      while (!client.SendVekRequest(150, request.data(), static_cast<unsigned>(request.size()))) {
-        std::this_thread::yield();
-      }
-    });
-  }
-  server.join();
-  return rate;
-}
-
-double ThroughBareSocket(asio::io_context& io, tcp::acceptor& acceptor) {
-  std::thread server([&] { loopback::Sink(acceptor, false); });
-  double rate = 0;
-  {
-    tcp::socket socket(io);
-    socket.connect(acceptor.local_endpoint());
-    socket.set_option(tcp::no_delay(true));
-    rate = SendsPerSecond([&](const std::string& request) { asio::write(socket, asio::buffer(request)); });
-  }
-  server.join();
-  return rate;
+void Count(const rows::Way& way, int count) {
+  rows::Series series("", "", "");
+  series.Reserve(1 + static_cast<std::size_t>(count / kCounted), 0);
+  way.slice(series);  // fills what is kept
+  const std::size_t before = Allocations();
+  for (int sent = 0; sent < count; sent += kCounted) way.slice(series);
+  rows::Counted("send: allocations", way.who, "each", static_cast<double>(Allocations() - before) / count);
 }
 
 }  // namespace
 
-int main() {
-  asio::io_context io;
-  tcp::acceptor acceptor(io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
-  std::printf("%d requests of %zu bytes to a server that only reads\n", kSends,
-              loopback::RequestPacket().size());
-  for (int round = 0; round < 3; ++round) {
-    const double bare = ThroughBareSocket(io, acceptor);
-    const double ours = ThroughLibrary(acceptor);
-    std::printf("bare blocking socket %8.0f/s   library %8.0f/s   ratio %.2f\n", bare, ours, ours / bare);
+int main(int argc, char** argv) {
+  Ours ours;
+  Bare bare;
+  const std::string request = loopback::RequestPacket();
+  const int sends = argc == 4 ? kCounted : kSends;
+  const std::vector<rows::Way> ways{Emptied("ours", ours.server, sends, 1, [&] { ours.Send(150, request); }),
+                                    Emptied("bare", bare.server, sends, 1, [&] { bare.Send(request); })};
+  if (argc == 4) {
+    for (const rows::Way& way : ways) {
+      if (way.who == argv[2]) return Count(way, std::atoi(argv[3])), 0;
+    }
+    return 2;
   }
-  return 0;
+  rows::ByTurns("send", "ns", 10'000, ways);
+
+  VekApi::VekFlowCtrlSender sender(ours.client);
+  sender.SetFlowCtrl(2'000'000'000, 1);
+  const std::string order = "W0000001 new\nacc=9800001 prod=TXF side=B qty=3 price=18250";
+  const std::deque<std::string> orders(kOrders, order);
+  rows::ByTurns("order in a batch of 100", "ns", 1000,
+                {Emptied("ours", ours.server, 1, kOrders,
+                         [&] {
+                           if (sender.SendVekRequests(orders) != kOrders) std::exit(3);
+                           sender.SetAckTime(2'000'000'000);
+                         }),
+                 Emptied("one by one", ours.server, kSends, 1, [&] { ours.Send(129, "....." + order); })});
 }

@@ -1,19 +1,18 @@
-// The additional cost of a request through a session compared with SendVekRequest, on a link that accepts
-// everything at once and does nothing; and the cost of a held request, by the number held, beside that of the
-// memory it takes.
+// On a link that accepts everything at once and does nothing: a request through SendVekRequest beside an
+// uncontended lock, one through a session beside one through SendVekRequest; and the cost of a held request
+// beyond that of the memory it takes, by the number held.
 #include <algorithm>
 #include <atomic>
 #include <bit>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <new>
+#include <mutex>
 #include <string>
 #include <vector>
 
+#include "Allocations.h"
+#include "Rows.h"
 #include "keeper/TRequest.h"
 #include "platform/transport/TMesRegs.h"
 #include "support/TVirtualTimerQueue.h"
@@ -22,26 +21,6 @@
 #include "vekapi/VekSessionC.h"
 
 namespace {
-
-std::atomic<std::size_t> allocations{0};
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* const memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-
-namespace {
-
-using Clock = std::chrono::steady_clock;
 
 class NullMes final : public Dova::TMesBase {
  public:
@@ -72,11 +51,9 @@ class NullMes final : public Dova::TMesBase {
 };
 
 constexpr int kBatch = 100;
+constexpr int kBatches = 10;
+constexpr int kRounds = 1000;
 constexpr char kText[] = "W000000001 new\nprod=TXF side=B qty=1 price=18000 tif=ROD account=9800001 oc=auto";
-
-double NsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::nano>(Clock::now() - start).count();
-}
 
 CVekSession MakeUp(const CVekSessionConfig& config) {
   CVekSession session = CVekSession_Create(&config, nullptr);
@@ -102,28 +79,7 @@ CVekSubmit Request() {
   return request;
 }
 
-struct TRound {
-  double client, session, answers;  // ns per request
-};
-
-struct TCosts {
-  double least, median;
-};
-
-// The rounds are short, so that some of them run undisturbed: the least is the cost itself, and the median
-// shows the load of the machine.
-TCosts CostsOf(const std::vector<TRound>& rounds, double TRound::*which) {
-  std::vector<double> costs;
-  for (const TRound& round : rounds) costs.push_back(round.*which);
-  std::sort(costs.begin(), costs.end());
-  return {costs.front(), costs[costs.size() / 2]};
-}
-
-void Print(const char* what, TCosts costs) {
-  std::printf("%-34s %8.0f ns (median %.0f)\n", what, costs.least, costs.median);
-}
-
-// Alternates both ways, so that other load on the machine affects both.
+// By turns, in short slices.
 void CompareWays() {
   VekApi::VekClientHandlerBase handler;
   VekApi::VekClient client(handler);
@@ -134,34 +90,40 @@ void CompareWays() {
   CVekSession session = MakeUp(config);
   const CVekSubmit request = Request();
   const std::string acks = Lines(kBatch);
-  std::vector<TRound> rounds;
-  rounds.reserve(5000);
   std::string buffer;
-  std::size_t before = 0;
-  for (std::size_t i = 0; i < rounds.capacity(); ++i) {
-    if (i == rounds.capacity() / 2) before = allocations;
-    TRound round{};
-    auto start = Clock::now();
-    for (int k = 0; k < kBatch; ++k) {
-      buffer.assign("12345").append(kText);
-      client.SendVekRequest(129, buffer.data(), static_cast<unsigned>(buffer.size()));
+  std::mutex mutex;
+  const auto lock = [&] {
+    mutex.lock();
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    mutex.unlock();
+  };
+  const auto plain = [&] {
+    buffer.assign("12345").append(kText);
+    client.SendVekRequest(129, buffer.data(), static_cast<unsigned>(buffer.size()));
+  };
+  const auto warm = static_cast<std::size_t>(rows::Slices(kRounds)) / 2;
+  std::size_t rounds = 0, allocated = 0;
+  // A batch, then its acknowledgements, which are not measured; several of them, because the first finds what
+  // others have left in the caches.
+  const auto submitAll = [&](rows::Series& series) {
+    const std::size_t before = Allocations();
+    double took = 0;
+    for (int batch = 0; batch < kBatches; ++batch) {
+      const double start = rows::ThreadNs();
+      for (int i = 0; i < kBatch; ++i) CVekSession_Submit(&session, &request, nullptr);
+      took += rows::ThreadNs() - start;
+      NullMes::last->Deliver(acks);
     }
-    round.client = NsSince(start) / kBatch;
-    start = Clock::now();
-    for (int k = 0; k < kBatch; ++k) CVekSession_Submit(&session, &request, nullptr);
-    round.session = NsSince(start) / kBatch;
-    start = Clock::now();
-    NullMes::last->Deliver(acks);
-    round.answers = NsSince(start) / kBatch;
-    rounds.push_back(round);
-  }
-  const std::size_t allocated = allocations - before;
-  const TCosts plain = CostsOf(rounds, &TRound::client), kept = CostsOf(rounds, &TRound::session);
-  Print("request through SendVekRequest", plain);
-  Print("request through a session", kept);
-  Print("  more than SendVekRequest", {kept.least - plain.least, kept.median - plain.median});
-  Print("its acknowledgement, told", CostsOf(rounds, &TRound::answers));
-  std::printf("allocations in %zu requests     %8zu\n", rounds.size() / 2 * kBatch, allocated);
+    // The first half fills what is kept.
+    if (++rounds > warm) allocated += Allocations() - before;
+    series.EndIn(0, took / kBatches / kBatch);
+  };
+  rows::ByTurns("send without a socket", "ns", kRounds,
+                {rows::Repeated("ours", kBatch, plain), rows::Repeated("lock", kBatch, lock)});
+  rows::ByTurns("request in a session", "ns", kRounds,
+                {{"ours", submitAll}, rows::Repeated("plain", kBatch * kBatches, plain)});
+  rows::Counted("request in a session: allocations", "ours", "each",
+                static_cast<double>(allocated) / (static_cast<double>(rounds - warm) * kBatch * kBatches));
   CVekSession_Delete(&session);
 }
 
@@ -220,24 +182,16 @@ double Touched(int count) {
   return 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC / count;
 }
 
-// The least of some runs, which are as many as touch a fixed number of requests.
-template <class TCost>
-double LeastOf(int count, TCost cost) {
-  double least = cost(count);
-  for (int left = 500'000 / count; left > 0; --left) least = std::min(least, cost(count));
-  return least;
-}
-
-void CompareHeld() {
-  double few = 0;
-  for (const int count : {1000, 10'000, 100'000}) {
-    const double held = LeastOf(count, &Held), memory = LeastOf(count, &Touched);
-    if (few == 0) few = held - memory;
-    std::printf(
-        "held request, %6d held           %8.0f ns, its memory alone %.0f; without it, %.2f times the "
-        "first\n",
-        count, held, memory, (held - memory) / few);
-  }
+// What a held request costs beyond its memory, over as many sessions as touch a fixed number of requests.
+rows::Way HeldAtOnce(const char* who, int count) {
+  return {who, [count](rows::Series& series) {
+            double held = 1e9, memory = 1e9;
+            for (int left = 100'000 / count; left > 0; --left) {
+              held = std::min(held, Held(count));
+              memory = std::min(memory, Touched(count));
+            }
+            series.End(held - memory, static_cast<std::size_t>(count));
+          }};
 }
 
 }  // namespace
@@ -246,5 +200,6 @@ int main() {
   Dova::TMesRegs::GetClientMesRegs().Register("NullMes",
                                               [] { return Dstl::wise_ref<Dova::TMesBase>(new NullMes); });
   CompareWays();
-  CompareHeld();
+  rows::ByTurns("held request, 100,000 held", "ns", 12,
+                {HeldAtOnce("ours", 100'000), HeldAtOnce("1,000 held", 1000)});
 }

@@ -1,8 +1,9 @@
-// The shared-memory transport compared with alternatives, in one run: round trips of 128 bytes through the
-// client's messenger over shared memory and over TCP, and through bare rings with the same wake-up; streaming
-// of 4 KiB messages compared with copying them. The peer is another process. Idle threads sleep; with the
-// argument "spin" both sides poll instead, compared with a bare ring that never sleeps, which takes two
-// processors.
+// The shared-memory transport compared with alternatives, in one run; the peer is another process.
+//   bench_shmem         round trips of 128 bytes through the client's messenger over shared memory and over
+//   TCP,
+//                       and through bare rings with the same wake-up; idle threads sleep
+//   bench_shmem spin    both sides poll, compared with a bare ring that never sleeps; takes two processors
+//   bench_shmem stream  messages of 4 KiB compared with copying them
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "ShMemPeer.h"
+#include "Trips.h"
 #include "platform/transport/TMesRegs.h"
 #include "shmem/Process.h"
 #include "shmem/TShMemCli.h"
@@ -29,19 +31,33 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kTripBytes = 128;
 constexpr int kSpinUs = 100'000;
-constexpr std::size_t kBatch = 2000;
-constexpr std::size_t kBatches = 21;
+constexpr std::size_t kBatch = 100;
+constexpr std::size_t kBatches = 40;  // for each link
 
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
+// Slices of a batch each; the first warms up.
+class Batches {
+ public:
+  explicit Batches(rows::Series& series) : series_(series) {}
+  bool Done() const { return trips_ == kBatch * (kBatches + 1); }
+  void Begin() { start_ = Clock::now(); }
+  void End() {
+    if (trips_ >= kBatch) series_.Call(MicrosecondsSince(start_));
+    if (++trips_ % kBatch != 0) return;
+    if (trips_ > kBatch) series_.End();
+    series_.Begin();
+  }
+
+ private:
+  rows::Series& series_;
+  std::size_t trips_ = 0;
+  Clock::time_point start_;
+};
 
 // Sends the next message inside the event of the previous one.
 class Pinger : public Dova::TMesEvHandler {
  public:
+  explicit Pinger(rows::Series& series) : batches_(series) {}
   std::promise<void> done;
-  std::vector<double> perTripUs;
 
   void OnMesLinkReady(Dova::TMesBase* mes) override { Ping(*mes); }
   void OnMesLinkError(Dova::TMesBase*, const std::string& reason) override { Die(reason); }
@@ -61,24 +77,18 @@ class Pinger : public Dova::TMesEvHandler {
     std::exit(1);
   }
   void OnTrip(Dova::TMesBase& mes) {
-    if (++trips_ % kBatch == 0) {
-      const auto now = Clock::now();
-      if (trips_ > kBatch) {
-        perTripUs.push_back(std::chrono::duration<double, std::micro>(now - start_).count() / kBatch);
-      }
-      start_ = now;
-    }
-    if (perTripUs.size() < kBatches) return Ping(mes);
+    batches_.End();
+    if (!batches_.Done()) return Ping(mes);
     done.set_value();
   }
-  static void Ping(Dova::TMesBase& mes) {
+  void Ping(Dova::TMesBase& mes) {
     const char bytes[kTripBytes] = {};
+    batches_.Begin();
     if (mes.Send(bytes, kTripBytes) != kTripBytes) std::exit(2);
   }
 
   int have_ = 0;
-  std::size_t trips_ = 0;
-  Clock::time_point start_;
+  Batches batches_;
 };
 
 void Open(Dova::TMesBase& mes, Dova::TMesEvHandler& handler) {
@@ -139,44 +149,37 @@ class LinkedRings {
   Dstl::wise_ref<Dova::TMesBase> mes;
 };
 
-double TripOverRings(int spinUs = 0) {
-  Pinger pinger;
+void TripOverRings(rows::Series& series, int spinUs = 0) {
+  Pinger pinger(series);
   const LinkedRings link(pinger, "echo", 1 << 16, spinUs);
   pinger.done.get_future().wait();
-  return Median(pinger.perTripUs);
 }
 
-double TripOverTcp() {
+void TripOverTcp(rows::Series& series) {
   vektest::Process peer(vektest::Self(), {"tcp", "", "0", "0"});
-  Pinger pinger;
+  Pinger pinger(series);
   const auto mes =
       Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:127.0.0.1:" + peer.ReadLine() + " n M0");
   Open(*mes, pinger);
   pinger.done.get_future().wait();
   Close(*mes);
-  return Median(pinger.perTripUs);
 }
 
 // The client's side of the rings without a client: only the two indices, the copies and the events. With
 // `spinUs` it never sleeps.
-double TripOverBareRings(int spinUs = 0) {
+void TripOverBareRings(rows::Series& series, int spinUs = 0) {
   const Peer peer("echo", 1 << 16, spinUs);
   Dova::TShMemChannel up, down;
   if (!up.Open(peer.name + ".C2S") || !down.Open(peer.name + ".S2C")) std::exit(4);
-  std::vector<double> perTripUs;
   Dova::Os::TNamedEventWait wait;
   char bytes[kTripBytes] = {};
-  while (perTripUs.size() < kBatches) {
-    const auto start = Clock::now();
-    for (std::size_t i = 0; i < kBatch; ++i) {
-      up.Write(bytes, kTripBytes);
-      while (down.Read(bytes, kTripBytes) == 0) {
-        if (spinUs == 0) wait.Wait(down.ReadEvent(), up.WriteEvent(), -1, true);
-      }
+  for (Batches batches(series); !batches.Done(); batches.End()) {
+    batches.Begin();
+    up.Write(bytes, kTripBytes);
+    while (down.Read(bytes, kTripBytes) == 0) {
+      if (spinUs == 0) wait.Wait(down.ReadEvent(), up.WriteEvent(), -1, true);
     }
-    perTripUs.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count() / kBatch);
   }
-  return Median(perTripUs);
 }
 
 // ---- streaming ----
@@ -268,13 +271,46 @@ double StreamFromGateway() {
   return GbPerSecond(Clock::now() - start);
 }
 
-int Spinning() {
+// A peer makes as many trips and slices.
+rows::Way Peered(const TripsPeer& peer) {
+  return {peer.who, [make = peer.make](rows::Series& series) {
+            const auto trips = make();
+            rows::Series warm("", "", "");
+            trips->Run(static_cast<int>(kBatch), warm);
+            for (std::size_t i = 0; i < kBatches; ++i) {
+              series.Begin();
+              trips->Run(static_cast<int>(kBatch), series);
+              series.End();
+            }
+          }};
+}
+
+void Spinning() {
+  std::vector<rows::Way> ways{{"ours", [](rows::Series& series) { TripOverRings(series, kSpinUs); }},
+                              {"bare", [](rows::Series& series) { TripOverBareRings(series, kSpinUs); }}};
+  for (const TripsPeer& peer : TripsPeers()) ways.push_back(Peered(peer));
+  rows::ByTurns("round trip, shared memory, polling", "us", 5, ways);
+}
+
+void Sleeping() {
+  rows::ByTurns("round trip, shared memory", "us", 5,
+                {{"ours", [](rows::Series& series) { TripOverRings(series); }},
+                 {"bare", [](rows::Series& series) { TripOverBareRings(series); }},
+                 {"TCP", [](rows::Series& series) { TripOverTcp(series); }}});
+}
+
+// Gigabytes a second.
+void Streaming() {
+  std::printf("streaming of %zu messages of %zu bytes through rings of 1 MiB\n", kMessages, kMessageBytes);
   for (int round = 0; round < 3; ++round) {
-    const double bare = TripOverBareRings(kSpinUs), rings = TripOverRings(kSpinUs);
-    std::printf("bare spinning rings %6.2f us   client over rings with spin %6.2f us   client/bare %.2f\n",
-                bare, rings, rings / bare);
+    const double copy = CopyRate(), up = StreamToGateway(kWithinTheRing), down = StreamFromGateway();
+    const double queued = StreamToGateway(kBeyondTheRing);
+    std::printf(
+        "memcpy in and out %5.2f GB/s   to the gateway %5.2f GB/s (%.2f, limit 0.50)   from it %5.2f GB/s "
+        "(%.2f, limit 0.50)   "
+        "to it through the queue %5.2f GB/s (%.2f)\n",
+        copy, up, up / copy, down, down / copy, queued, queued / copy);
   }
-  return 0;
 }
 
 }  // namespace
@@ -286,27 +322,12 @@ int main(int argc, char** argv) {
   vektest::TestMes::Register();
   SpinningMes::Register();
   const TestSupport::TVirtualTimerQueue noHeartbeats;
-  if (argc == 2 && std::strcmp(argv[1], "spin") == 0) return Spinning();
-  std::printf("round trip of %d bytes, median of %zu batches of %zu\n", kTripBytes, kBatches, kBatch);
-  for (int round = 0; round < 3; ++round) {
-    const double bare = TripOverBareRings();
-    const double rings = TripOverRings();
-    const double overTcp = TripOverTcp();
-    std::printf(
-        "bare rings %6.2f us   client over rings %6.2f us   client over TCP %6.2f us   rings/TCP %.2f (limit "
-        "0.50)"
-        "   client/bare %.2f\n",
-        bare, rings, overTcp, rings / overTcp, rings / bare);
+  const std::string work = argc == 2 ? argv[1] : "";
+  if (work == "spin") {
+    Spinning();
+  } else if (work == "stream") {
+    Streaming();
+  } else {
+    Sleeping();
   }
-  std::printf("streaming of %zu messages of %zu bytes through rings of 1 MiB\n", kMessages, kMessageBytes);
-  for (int round = 0; round < 3; ++round) {
-    const double copy = CopyRate(), up = StreamToGateway(kWithinTheRing), down = StreamFromGateway();
-    const double queued = StreamToGateway(kBeyondTheRing);
-    std::printf(
-        "memcpy in and out %5.2f GB/s   to the gateway %5.2f GB/s (%.2f, limit 0.50)   from it %5.2f GB/s "
-        "(%.2f, limit 0.50)   "
-        "to it through the queue %5.2f GB/s (%.2f)\n",
-        copy, up, up / copy, down, down / copy, queued, queued / copy);
-  }
-  return 0;
 }

@@ -8,7 +8,7 @@ usage: ./dev COMMAND [ARGUMENT...]
   test [PRESET...] [-R REGEX]     build and run all tests, or those whose name matches
   check [--all]                   before a commit: format, lint of changed files, build, quick tests; Linux only
   build [PRESET]                  build one preset (default: linux) into build/PRESET
-  bench                           build and run the benchmarks
+  bench [--quick | --check]       run the benchmarks beside other libraries
   fuzz [SECONDS]                  run the fuzz targets
   sim SEED..SEED                  simulate sessions, one from each seed
   plant [NAME...]                 put known faults into a copy and see whether the simulation finds them
@@ -77,9 +77,17 @@ TEXT
 
 help_bench() {
   cat <<'TEXT'
-usage: ./dev bench
+usage: ./dev bench [--quick] [--only NAME]... [--json FILE] [--doc]
+       ./dev bench --check
 
-Builds the linux preset and runs its benchmarks one at a time on the last processor.
+Builds the benchmarks and runs them beside bare sockets, memcpy and other libraries, by turns in short slices. Prints a
+table, and writes build/bench/results.json and build/bench/index.html, a page with the distributions.
+
+  --quick      a fifth of the slices
+  --only NAME  only works with NAME in their name; may be repeated
+  --json FILE  write the figures there
+  --doc        also write the table into docs/performance.md
+  --check      five ratios only, within limits that hold on a busy machine; fails if one is exceeded
 TEXT
 }
 

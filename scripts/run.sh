@@ -82,16 +82,3 @@ launch_as() {
     linux-asan | linux-tsan) read -ra launcher <<<"$(fixed_addresses)" ;;
   esac
 }
-
-run_benchmarks() {
-  local program status=0 cpu found=0
-  cpu=$(($(nproc) - 1))
-  for program in build/linux/bench_* build/linux/bench/bench_*; do
-    [[ -f $program && -x $program ]] || continue
-    found=1
-    step "${program##*/} on processor $cpu" taskset -c "$cpu" "$program" || status=1
-  done
-  ((found)) || fail "no benchmark program was built"
-  ((status == 0)) || fail "a benchmark failed"
-  verdict "benchmarks done"
-}
