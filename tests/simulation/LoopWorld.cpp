@@ -159,8 +159,7 @@ void LoopWorld::MakeSender(LoopLife& life) {
     const OutOfLibrary application;
     LifeOf(user).world->OnFree(LifeOf(user));
   }};
-  life.sender =
-      Library([&] { return CVekFlowCtrlSender_Create_OnMessageLoop(&life.client, &sent, &life); });
+  life.sender = Library([&] { return CVekFlowCtrlSender_Create_OnMessageLoop(&life.client, &sent, &life); });
   life.gate = Library([&] { return CVekFlowCtrl_Create_OnMessageLoop(&free, &life); });
   life.hasSender = true;
   SetRate(life);
@@ -203,8 +202,7 @@ void LoopWorld::Do(const Step& step, bool inside) {
     case Act::Disconnect:
       return Structural(step, *life);
     case Act::Delete:
-      if (OnlyMe(life->users) && (life->owner == Me() || (!inside && life->inEvent.empty())))
-        Delete(*life);
+      if (OnlyMe(life->users) && (life->owner == Me() || (!inside && life->inEvent.empty()))) Delete(*life);
       return;
     case Act::NewSender:
       if (life->owner == Me() && life->users.empty()) NewSender(*life);
@@ -443,7 +441,8 @@ bool LoopWorld::Is(const std::string& told, const std::string& expected) const {
 // Events of a call are told before those of a call that began after its return.
 void LoopWorld::CheckCall(LoopLife& life, int link, const std::string& line) {
   for (LoopLife::Call& call : life.calls) {
-    if (call.link != link || call.ended < life.floor || (link < 0 && std::exchange(call.told, true))) continue;
+    if (call.link != link || call.ended < life.floor || (link < 0 && std::exchange(call.told, true)))
+      continue;
     life.floor = std::max(life.floor, call.begun);
     return;
   }

@@ -32,13 +32,13 @@ struct LoopLife {
   std::uint64_t lastChange = 0;
   int upLink = -1;
   std::vector<Task*> users, connecting, inEvent;
-  std::vector<std::uint64_t> begun;          // of paced requests
+  std::vector<std::uint64_t> begun;  // of paced requests
   std::set<unsigned> came;
   unsigned tellsSent = 0, tellsRefused = 0;  // told by the sender
   std::uint64_t rateSince = 0;               // applies to requests begun since
   unsigned held = 0;                         // by the sender
   Ns heldSince = 0;
-  int rated = -1;                            // the link for which it was set
+  int rated = -1;          // the link for which it was set
   Ns waitsSince = kNever;  // for the gate
 };
 

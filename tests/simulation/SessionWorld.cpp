@@ -356,8 +356,7 @@ void SessionWorld::OnFate(Keep& keep, const CVekEvent& event) {
   if (event.tag > asked_.size()) Fail("fates", "a fate for nobody");
   Asked& asked = asked_[event.tag - 1];
   const std::string what = asked.Mark() + " got " + CVekApi_Text(vst_Fate, event.fate, 0);
-  Reach(std::string("fate ") + CVekApi_Text(vst_Fate, event.fate, 0) + " " +
-                 std::to_string(event.reason));
+  Reach(std::string("fate ") + CVekApi_Text(vst_Fate, event.fate, 0) + " " + std::to_string(event.reason));
   if (asked.keep != &keep) Fail("mixed", what + " from another session");
   if (asked.refused != 0) Fail("fates", what + " and was refused");
   if (asked.fate != 0) Fail("doubled", what + " and had a fate");

@@ -77,7 +77,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   if (loops && shortages.Chance(250)) chances.noPost = static_cast<unsigned>(shortages.Time(5, 500));
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
-  const bool orders = draw.Chance(150);    // hardly anything else
+  const bool orders = draw.Chance(150);  // hardly anything else
   crossing = draw.Chance(200);
   const Ns length = draw.Time(5 * kSecond, 100 * kSecond);
   std::vector<Ns> anchors;
@@ -195,8 +195,9 @@ std::string Story::Tell() const {
   std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) +
                      (sessions ? " sessions, "
                       : loops  ? " clients on message loops, "
-                               : " clients, ") + std::to_string(threads) + " threads, " +
-                     std::to_string(pace) + " requests in " + std::to_string(paceMs) + " ms";
+                               : " clients, ") +
+                     std::to_string(threads) + " threads, " + std::to_string(pace) + " requests in " +
+                     std::to_string(paceMs) + " ms";
   if (chances.stall) text += ", threads that stall for up to " + Seconds(chances.longestStall);
   if (chances.noThread) text += ", a lack of threads";
   if (chances.noMemory) text += ", a lack of memory";

@@ -75,7 +75,9 @@ unsigned World::LookUp(unsigned port) {
 bool World::CouldBeOpened(int link) const {
   const ServerScript script = story.Server(link);
   if (busyUntil_ > links.at(link).begun) return false;
-  if (story.chances.noThread != 0 || story.chances.noMemory != 0 || Slack() != 0 || script.lookUp > 5 * kSecond) return false;
+  if (story.chances.noThread != 0 || story.chances.noMemory != 0 || Slack() != 0 ||
+      script.lookUp > 5 * kSecond)
+    return false;
   return std::any_of(script.addresses.begin(), script.addresses.end(), [](const Attempt& each) {
     return each.outcome == Attempt::Accepts && each.delay < 10 * kSecond;
   });
@@ -174,10 +176,10 @@ void World::Do(const Step& step, VekApi::VekClient* inside) {
   VekApi::VekClient* const client = inside ? inside : slot.client.get();
   if (!client || slot.life->destroyed) return;
   Reach(std::string(Name(step.act)) +
-                 (inside             ? " inside its event"
-                  : step.inside >= 0 ? " inside another's event"
-                                     : "") +
-                 " in state " + std::to_string(client->State()));
+        (inside             ? " inside its event"
+         : step.inside >= 0 ? " inside another's event"
+                            : "") +
+        " in state " + std::to_string(client->State()));
   switch (step.act) {
     case Act::Connect:
     case Act::Disconnect:
