@@ -26,6 +26,7 @@ using TClock = std::chrono::steady_clock;
 
 constexpr unsigned kLongest = 300'000;
 constexpr std::size_t kMemoryBytes = 24u << 20;
+constexpr std::size_t kArenaBytes = 128u << 20;  // what the allocator reserves for threads varies
 
 unsigned FromEnvironment(const char* name, unsigned otherwise) {
   const char* const text = std::getenv(name);
@@ -134,7 +135,7 @@ TEST_F(ChaosTest, EveryRequestIsOnTheWireOnceOrTheLinkIsReportedBroken) {
   TestSupport::SettlesTo(held);
   if (TestSupport::kSanitized) return;
   EXPECT_LT(now.resident, before.resident + kMemoryBytes);
-  EXPECT_LT(now.data, before.data + kMemoryBytes);
+  EXPECT_LT(now.data, before.data + kArenaBytes);
 }
 
 }  // namespace
