@@ -33,6 +33,7 @@ function(add_ctest_checks)
   string(REGEX MATCHALL "[^\n]+" checks "${checks}")
   foreach(check ${checks})
     add_test(NAME check.${check} COMMAND bash ${script} ${check} ${preset})
-    set_tests_properties(check.${check} PROPERTIES LABELS check TIMEOUT ${test_timeout})
+    # They build, and most of them in directories that others use, too.
+    set_tests_properties(check.${check} PROPERTIES LABELS check TIMEOUT ${test_timeout} RUN_SERIAL ON)
   endforeach()
 endfunction()

@@ -110,7 +110,7 @@ TEST_P(PacedProperty, RateKeptAndEveryRequestOnceInOrder) {
   EXPECT_LE(MostWithinPeriod(), static_cast<std::size_t>(count_));
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, PacedProperty, testing::Range(1U, 41U));
+INSTANTIATE_TEST_SUITE_P(Seeds, PacedProperty, testing::Range(1U, 13U));
 
 }  // namespace
 }  // namespace vektest

@@ -14,6 +14,7 @@ using VekSim::ByteOrder;
 using VekSim::SimConfig;
 
 struct Kind {
+  unsigned number;
   ByteOrder order;
   int mode;
   const char* key;
@@ -89,9 +90,11 @@ TEST_P(VekdumpLive, CapturesAndRecordingsShowTheSame) {
   const auto parts = RunSession(Config(), views);
   const auto live = Plain(views.json.str());
   EXPECT_EQ(Difference(PlainOf(views.recording.str()), live), "");
+  unsigned turn = GetParam().number;
   for (const auto layer : {LinkLayer::Null, LinkLayer::Ethernet, LinkLayer::Vlan, LinkLayer::Raw,
                            LinkLayer::Cooked, LinkLayer::Cooked2}) {
     for (const bool other : {false, true}) {
+      if (turn++ % 3 != 0) continue;  // each kind of session takes a third
       Capture capture(layer, other, other);
       Written written(capture, other ? 7 : 1460);
       for (const Part& part : parts) written.Add(part);
@@ -101,8 +104,9 @@ TEST_P(VekdumpLive, CapturesAndRecordingsShowTheSame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, VekdumpLive,
-                         testing::Values(Kind{ByteOrder::Little, 0, ""}, Kind{ByteOrder::Big, 1, "k\xFFz"},
-                                         Kind{ByteOrder::Little, 0, "server only"}));
+                         testing::Values(Kind{0, ByteOrder::Little, 0, ""},
+                                         Kind{1, ByteOrder::Big, 1, "k\xFFz"},
+                                         Kind{2, ByteOrder::Little, 0, "server only"}));
 
 // What is shown in addition to the session's own packets.
 TEST(VekdumpLine, PassesOnWhateverIsSaidAndTellsHowItEnds) {
