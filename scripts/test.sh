@@ -35,10 +35,10 @@ leaving_status() {
 
 # run_ctest PRESET: leaves ctest.xml, ctest.status and test-results in the build directory.
 run_ctest() {
-  local build=$root/build/$1 chosen run=()
-  [[ $1 == windows ]] || run=("${launcher[@]}")  # for Windows programs CMake configures the launcher
+  local build=$root/build/$1 chosen run=() jobs=1  # one at a time under Wine: its server has one thread
+  [[ $1 == windows ]] || run=("${launcher[@]}") jobs=$(nproc)  # for Windows programs CMake configures the launcher
   chosen_tests "$1"
-  run+=(ctest --test-dir "$build" --parallel "$(nproc)" --output-on-failure --test-output-truncation middle
+  run+=(ctest --test-dir "$build" --parallel "$jobs" --output-on-failure --test-output-truncation middle
     --test-output-size-passed 20000 --test-output-size-failed 300000 --output-junit "$build/ctest.xml" "${chosen[@]}")
   [[ ! -t 1 ]] || run+=(--progress)
   leaving_status "$build/ctest.status" "${run[@]}" </dev/null 2>&1 | only_news
