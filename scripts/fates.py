@@ -30,14 +30,19 @@ AGREES = {"acknowledged": {(1, 1)}, "not sent": {(0, 0)}, "timed out": {(0, 0), 
 
 
 class Server:
-    def __init__(self, command, folder, name):
-        self.name, self.ledger, self.command = name, folder / f"{name}.ledger", command
+    def __init__(self, launcher, program, folder, name):
+        self.name, self.ledger = name, folder / f"{name}.ledger"
+        # What is launched cannot be killed: Wine keeps the sockets of a killed program.
+        self.command, self.crashes = [*launcher, program], bool(launcher)
         self.port = "0"
         self.start()
 
     def start(self):
         options = ["--port", self.port, "--request-rate", "5/200", "--refuse-fast", "--ledger", str(self.ledger)]
-        self.process = subprocess.Popen([*self.command, *options], stdout=subprocess.PIPE, text=True)
+        if self.crashes:
+            options.append("--crash-at-eof")
+        self.process = subprocess.Popen([*self.command, *options], stdin=subprocess.PIPE if self.crashes else None,
+                                        stdout=subprocess.PIPE, text=True)
         for line in self.process.stdout:
             listening = re.search(r"listening on .*:(\d+)\s*$", line)
             if listening:
@@ -49,7 +54,10 @@ class Server:
         print(f"-- {self.name} listens on port {self.port}", flush=True)
 
     def kill(self):
-        self.process.kill()
+        if self.crashes:
+            self.process.stdin.close()
+        else:
+            self.process.kill()
         self.process.wait()
         print(f"-- {self.name} is killed", flush=True)
 
@@ -105,7 +113,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         servers = []
         try:
-            servers += (Server([*options.launcher, options.server], pathlib.Path(folder), n) for n in ("first", "second"))
+            servers += (Server(options.launcher, options.server, pathlib.Path(folder), n) for n in ("first", "second"))
             return run(options, servers)
         finally:
             for server in servers:

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include <iterator>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 #include "sim/SimGateway.h"
 #include "sim/SimReplay.h"
@@ -154,8 +156,17 @@ int Replay(const VeksimOptions& options) {
   return 0;
 }
 
+/// On a thread of its own, which reads the standard input as long as the program runs.
+void CrashAtEof() {
+  std::thread([] {
+    while (std::getchar() != EOF) continue;
+    std::_Exit(9);
+  }).detach();
+}
+
 int Run(VeksimOptions& options) {
   Prepare(options);
+  if (options.crashAtEof) CrashAtEof();
   if (!options.replayFile.empty()) return Replay(options);
   std::optional<LedgerFile> ledger;
   if (!options.ledgerFile.empty()) {

@@ -137,6 +137,9 @@ void AddServer(CLI::App& app, VeksimOptions& o) {
       ->capture_default_str()
       ->check(CLI::ValidIPV4);
   app.add_flag("--once", o.once, "Exit when the first link has ended");
+  app.add_flag(
+      "--crash-at-eof", o.crashAtEof,
+      "Crash when the standard input ends, as if killed: where a kill leaves the sockets open, as Wine does");
   app.add_flag("-q,--quiet", o.quiet, "Log nothing");
   app.add_flag_callback(
       "--big-endian", [&c] { c.order = ByteOrder::Big; }, "Use big-endian byte order");

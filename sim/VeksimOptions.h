@@ -20,6 +20,7 @@ struct VeksimOptions {
   std::optional<std::uint32_t> seed;  ///< instead of the script's
   std::string logForm = "text";       ///< or "json"
   bool sharedMemory = false;          ///< also run a gateway for shared-memory clients
+  bool crashAtEof = false;            ///< when the standard input ends
   bool once = false;                  ///< exit when the first link has ended
   bool quiet = false;                 ///< no log
   int reportsPerSecond = 0;           ///< to all sessions signed on
