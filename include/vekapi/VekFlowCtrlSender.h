@@ -30,6 +30,9 @@ class VekClient;
 // VekClient::SendVekRequest. A request that the link refuses is lost and counts as sent (see RefusedCount): a
 // message is limited to 1 GiB and must fit into the free space of the messenger's send queue.
 //
+// Errors: all but destruction and the counts may throw std::bad_alloc. Of a call that does, nothing was sent,
+// held or removed.
+//
 // Threads: everything except construction and destruction is thread-safe; calls are serialised. For the
 // destructor, the locks, and what is forbidden under them, see VekFlowCtrl.
 class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
