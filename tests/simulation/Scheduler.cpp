@@ -13,19 +13,12 @@ constexpr Ns kMostStalls = 30 * kSecond;
 constexpr std::uint64_t kMostSteps = 3'000'000;
 
 // Reused by the next seed: a new thread is often at the address of an old one, as in real processes.
-std::array<Task, 100>& Tasks() {
-  static std::array<Task, 100> tasks;
+std::array<Task, kMostTasks>& Tasks() {
+  static std::array<Task, kMostTasks> tasks;
   return tasks;
 }
 
 }  // namespace
-
-std::uint64_t Draw::Next() {
-  std::uint64_t z = state_ += 0x9E3779B97F4A7C15;
-  z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9;
-  z = (z ^ z >> 27) * 0x94D049BB133111EB;
-  return z ^ z >> 31;
-}
 
 // Without floating point, whose results may differ: part of a random power of two.
 Ns Draw::Time(Ns least, Ns most) {
@@ -57,7 +50,8 @@ Task* Scheduler::Start(const char* name, std::function<void()> body) {
   if (task == tasks.end()) Fail("thread", "there are more and more of them");
   task->name = name;
   task->body = std::move(body);
-  task->ended = task->blocked = task->woken = false;
+  task->ended = false;
+  task->ready = kNow;
   task->locks = task->answering = 0;
   task->inLibrary = task->listens = false;
   task->watch = nullptr;
@@ -77,21 +71,18 @@ Task* Scheduler::Start(const char* name, std::function<void()> body) {
   return &*task;
 }
 
-bool Scheduler::IsReady(const Task& task) const {
-  return !task.blocked || task.woken || task.due <= now_;
-}
-
 void Scheduler::Run() {
   for (;;) {
-    if (!FindReady()) return;
+    if (live_.empty()) return;
     if (++steps_ > kMostSteps) Fail("endless", "the run comes to no end");
+    const unsigned ready = FindReady();
     const bool timed = IsTimed();
-    if (ready_.empty() && !timed) {
+    if (ready == 0 && !timed) {
       if (!Advance()) Fail("deadlock", "every thread waits, and none for a time");
       continue;
     }
-    const auto which = draw_.Below(static_cast<unsigned>(ready_.size() + timed));
-    if (which < ready_.size()) {
+    const auto which = draw_.Below(ready + timed);
+    if (which < ready) {
       trace_ = (trace_ ^ which ^ static_cast<std::uint64_t>(now_)) * 0x100000001B3;
       RunTask(*ready_[which]);
     } else {
@@ -102,21 +93,18 @@ void Scheduler::Run() {
   }
 }
 
-// False if every thread has ended.
-bool Scheduler::FindReady() {
-  ready_.clear();
-  std::size_t ended = 0;
+// Returns how many there are.
+unsigned Scheduler::FindReady() {
+  unsigned count = 0;
   for (Task* const task : live_) {
-    ended += task->ended;
-    if (!task->ended && IsReady(*task)) ready_.push_back(task);
+    if (task->ready <= now_) ready_[count++] = task;
   }
-  if (ended != 0) std::erase_if(live_, [](const Task* task) { return task->ended; });
-  return !live_.empty();
+  return count;
 }
 
 bool Scheduler::Advance() {
   Ns next = timed_.empty() ? kNever : timed_.begin()->first.first;
-  for (const Task* task : live_) next = std::min(next, task->due);
+  for (const Task* task : live_) next = std::min(next, task->ready);
   if (next == kNever) return false;
   now_ = std::max(now_, next);
   return true;
@@ -130,6 +118,7 @@ void Scheduler::RunTask(Task& task) {
   running_ = &task;
   task.fiber.Resume();
   running_ = nullptr;
+  if (task.ended) std::erase(live_, &task);
   std::memcpy(task.exceptions, exceptions, sizeof outer);
   std::memcpy(exceptions, outer, sizeof outer);
 }
@@ -150,7 +139,7 @@ void Scheduler::Give() {
 
 bool Scheduler::IsAnyoneElseReady() const {
   return IsTimed() || std::any_of(live_.begin(), live_.end(), [this](const Task* task) {
-           return task != running_ && !task->ended && IsReady(*task);
+           return task != running_ && task->ready <= now_;
          });
 }
 
@@ -172,13 +161,9 @@ bool Scheduler::Wait(Task*& queue, Ns due) {
   *last = &self;
   self.queue = &queue;
   self.nextQueued = nullptr;
-  self.due = due;
-  self.woken = false;
-  self.blocked = true;
+  self.ready = due;
   Give();
-  self.blocked = false;
-  self.due = kNever;
-  if (self.woken) return true;
+  if (std::exchange(self.ready, kNow) == kNow) return true;
   Task** at = &queue;
   while (*at != &self) at = &(*at)->nextQueued;
   *at = self.nextQueued;
@@ -191,18 +176,18 @@ void Scheduler::Sleep(Ns time) {
 }
 
 void Scheduler::Interrupt(Task& task) {
-  if (!task.blocked || task.woken) return;
+  if (task.ready == kNow) return;
   Task** at = task.queue;
   while (*at != &task) at = &(*at)->nextQueued;
   *at = task.nextQueued;
-  task.woken = true;
+  task.ready = kNow;
 }
 
 void Scheduler::WakeOne(Task*& queue) {
   if (!queue) return;
   Task& task = *queue;
   queue = task.nextQueued;
-  task.woken = true;
+  task.ready = kNow;
 }
 
 }  // namespace vektest

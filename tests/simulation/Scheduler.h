@@ -2,6 +2,8 @@
 // continues at every point where a thread switch is possible.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -23,6 +25,7 @@ using Ns = std::int64_t;
 inline constexpr Ns kMs = 1'000'000;
 inline constexpr Ns kSecond = 1000 * kMs;
 inline constexpr Ns kNever = INT64_MAX;
+inline constexpr Ns kNow = 0;
 
 // The same numbers on every platform.
 class Draw {
@@ -31,7 +34,12 @@ class Draw {
   // One of several independent sequences of a seed.
   Draw(std::uint64_t seed, std::uint64_t row) : Draw(Draw(seed).Next() ^ Draw(row + 0xABCDEF).Next()) {}
 
-  std::uint64_t Next();
+  std::uint64_t Next() {
+    std::uint64_t z = state_ += 0x9E3779B97F4A7C15;
+    z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9;
+    z = (z ^ z >> 27) * 0x94D049BB133111EB;
+    return z ^ z >> 31;
+  }
   unsigned Below(unsigned bound) { return static_cast<unsigned>((Next() >> 32) * bound >> 32); }
   unsigned From(unsigned least, unsigned most) { return least + Below(most - least + 1); }
   bool Chance(unsigned permille) { return permille != 0 && Below(1000) < permille; }
@@ -44,15 +52,15 @@ class Draw {
 
 struct MessageQueue;
 
+inline constexpr std::size_t kMostTasks = 100;
+
 // One simulated thread.
 struct Task {
   Fiber fiber;
   std::function<void()> body;
   const char* name = "";
   bool ended = true;
-  bool blocked = false;
-  bool woken = false;
-  Ns due = kNever;
+  Ns ready = kNever;       // from when it can continue; kNow unless it waits
   Task** queue = nullptr;  // those waiting for the same object
   Task* nextQueued = nullptr;
   void* exceptions[2] = {};  // the language's exception state of a thread
@@ -146,9 +154,8 @@ class Scheduler {
 
   void RunTask(Task& task);
   void Give();
-  bool FindReady();
+  unsigned FindReady();
   bool Advance();
-  bool IsReady(const Task& task) const;
   bool IsTimed() const { return !timed_.empty() && timed_.begin()->first.first <= now_; }
   bool IsAnyoneElseReady() const;
 
@@ -160,8 +167,8 @@ class Scheduler {
   std::uint64_t sequence_ = 0;
   std::uint64_t trace_ = 0;
   Task* running_ = nullptr;
-  std::vector<Task*> live_;   // in the order of their starts
-  std::vector<Task*> ready_;  // reused
+  std::vector<Task*> live_;  // in the order of their starts
+  std::array<Task*, kMostTasks> ready_;
   std::map<std::pair<Ns, std::uint64_t>, std::function<void()>> timed_;
 };
 

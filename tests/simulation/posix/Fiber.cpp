@@ -1,34 +1,57 @@
 #include "simulation/Fiber.h"
 
-#include <setjmp.h>
 #include <sys/mman.h>
-#include <ucontext.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <new>
 
+// Saves the registers that a call preserves on the stack, leaves its address in *from, and continues on the
+// stack `to`, saved in the same way. The system's contexts would carry a signal mask, at the price of a
+// system call for each switch.
+extern "C" void vektest_switch(void** from, void* to);
+asm(R"(
+  .text
+  .type vektest_switch, @function
+vektest_switch:
+  push %rbp
+  push %rbx
+  push %r12
+  push %r13
+  push %r14
+  push %r15
+  mov %rsp, (%rdi)
+  mov %rsi, %rsp
+  pop %r15
+  pop %r14
+  pop %r13
+  pop %r12
+  pop %rbx
+  pop %rbp
+  ret
+  .size vektest_switch, . - vektest_switch
+)");
+
 namespace vektest {
 namespace {
 
 constexpr std::size_t kStackBytes = 512 * 1024;
+constexpr std::size_t kSavedRegisters = 6;
 
 }  // namespace
 
-// Memory from the system, not from the heap, whose use is counted. The system's contexts carry a signal mask,
-// which costs a system call per switch: they are used only to start a fiber; later switches jump.
+// Memory from the system, not from the heap, whose use is counted.
 struct Fiber::Native {
-  ucontext_t own;
-  ucontext_t resumer;
-  jmp_buf ownPlace;
-  jmp_buf resumerPlace;
-  bool begun;
+  void* own;
+  void* resumer;
   Entry entry;
   void* argument;
-  void* stack;
+  void** stack;
 
-  static void Run(unsigned high, unsigned low) {
-    auto* const self = reinterpret_cast<Native*>(std::uintptr_t{high} << 32 | low);
+  static inline Native* resumed = nullptr;
+
+  static void Run() {
+    Native* const self = resumed;
     self->entry(self->argument);
     std::abort();
   }
@@ -39,7 +62,7 @@ Fiber::Fiber() {
     return mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   };
   native_ = ::new (map(sizeof(Native))) Native;
-  native_->stack = map(kStackBytes);
+  native_->stack = static_cast<void**>(map(kStackBytes));
 }
 
 Fiber::~Fiber() {
@@ -47,28 +70,23 @@ Fiber::~Fiber() {
   munmap(native_, sizeof(Native));
 }
 
+// As if Run had been called by nobody, and had called vektest_switch first.
 void Fiber::Begin(Entry entry, void* argument) {
   native_->entry = entry;
   native_->argument = argument;
-  native_->begun = false;
-  getcontext(&native_->own);
-  native_->own.uc_stack.ss_sp = native_->stack;
-  native_->own.uc_stack.ss_size = kStackBytes;
-  native_->own.uc_link = nullptr;
-  const auto self = reinterpret_cast<std::uintptr_t>(native_);
-  makecontext(&native_->own, reinterpret_cast<void (*)()>(&Native::Run), 2, static_cast<unsigned>(self >> 32),
-              static_cast<unsigned>(self & 0xFFFFFFFF));
+  void** top = native_->stack + kStackBytes / sizeof(void*);
+  *--top = nullptr;
+  *--top = reinterpret_cast<void*>(&Native::Run);
+  native_->own = top - kSavedRegisters;
 }
 
 void Fiber::Resume() {
-  if (_setjmp(native_->resumerPlace) != 0) return;
-  if (native_->begun) _longjmp(native_->ownPlace, 1);
-  native_->begun = true;
-  swapcontext(&native_->resumer, &native_->own);
+  Native::resumed = native_;
+  vektest_switch(&native_->resumer, native_->own);
 }
 
 void Fiber::Suspend() {
-  if (_setjmp(native_->ownPlace) == 0) _longjmp(native_->resumerPlace, 1);
+  vektest_switch(&native_->own, native_->resumer);
 }
 
 }  // namespace vektest
