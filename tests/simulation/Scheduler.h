@@ -82,6 +82,7 @@ class Scheduler {
     Ns longestStall = 0;
     unsigned noThread = 0;  // starting a thread fails, per thousand
     unsigned noMemory = 0;  // an allocation of the library fails, per hundred thousand
+    Ns tick = 0;            // of the system's clock for alarms: they are late by up to that
     unsigned noPost = 0;    // a window or a place for its message is refused, per thousand
   };
 
@@ -97,6 +98,11 @@ class Scheduler {
   void Run();
 
   Ns Now() const { return now_; }
+  // When an alarm set for that time sounds.
+  Ns TickAfter(Ns due) const {
+    const Ns tick = chances_.tick;
+    return tick == 0 || due > kNever - tick ? due : (due + tick - 1) / tick * tick;
+  }
   Ns Stalled() const { return stalled_; }  // the total of all stalls so far
   std::uint64_t Steps() const { return steps_; }
   std::uint64_t Trace() const { return trace_; }  // a hash of who ran when

@@ -119,7 +119,8 @@ void TAlarm::WaitUntil(TTime due) noexcept {
   AssertNoLockHeld("TAlarm::WaitUntil");
   Scheduler& scheduler = *Scheduler::Current();
   scheduler.Point();
-  if (!native_->woken && scheduler.Now() < dueNs) scheduler.Wait(native_->waiting, dueNs);
+  if (!native_->woken && scheduler.Now() < dueNs)
+    scheduler.Wait(native_->waiting, scheduler.TickAfter(dueNs));
   native_->woken = false;
 }
 

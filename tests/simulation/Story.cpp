@@ -75,6 +75,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   Draw shortages(seed, 4);
   if (shortages.Chance(250)) chances.noMemory = static_cast<unsigned>(shortages.Time(10, 4000));
   if (loops && shortages.Chance(250)) chances.noPost = static_cast<unsigned>(shortages.Time(5, 500));
+  chances.tick = Draw(seed, 5).Chance(700) ? 16 * kMs : 0;
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
   const bool orders = draw.Chance(150);  // hardly anything else
