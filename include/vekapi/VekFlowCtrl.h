@@ -94,6 +94,9 @@ class VEKAPI_EXPORT VekFlowCtrl {
   // milliseconds from now at the earliest. Also without a rate, since every request is then allowed.
   void LookSoon(unsigned ms);
 
+  // Returns the places of `n` requests that CheckFlowCtrl has counted and that were not sent after all.
+  void GiveBack(unsigned n) noexcept;
+
  private:
   class VEKAPI_HIDDEN TImpl;
 

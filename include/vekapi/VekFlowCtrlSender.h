@@ -82,7 +82,7 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   void CheckWhenHolding();
   bool Send(char* buffer, std::size_t length, unsigned requests);
   void Hold(const char* first, const char* last);
-  void AppendRequests(const char* first, const char* last);
+  void AppendRequests(const char* first, const char* last, unsigned counted);
   unsigned FillBatch(const std::deque<std::string>& requests);
 
   std::shared_ptr<TRequestPort> port_;

@@ -76,6 +76,10 @@ void VekFlowCtrl::LookSoon(unsigned ms) {
   impl_->LookSoon(ms);
 }
 
+void VekFlowCtrl::GiveBack(unsigned n) noexcept {
+  impl_->GiveBack(n);
+}
+
 void VekFlowCtrl::Sleep(unsigned ms) {
   Dova::Os::SleepMs(ms <= kMaxSleepMs ? ms : 1);
 }

@@ -69,9 +69,13 @@ bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
 // Requests to be held are stored first: if there is no memory for them, nothing is sent.
 unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& requests) {
   const VekFlowCtrlLocker lock(*this);
-  const bool holding = Holding();
-  const unsigned sent = holding ? 0 : FillBatch(requests);
-  pending_.insert(pending_.end(), requests.begin() + static_cast<std::ptrdiff_t>(sent), requests.end());
+  const unsigned sent = Holding() ? 0 : FillBatch(requests);
+  try {
+    pending_.insert(pending_.end(), requests.begin() + static_cast<std::ptrdiff_t>(sent), requests.end());
+  } catch (...) {
+    GiveBack(sent);
+    throw;
+  }
   if (sent != 0) Send(batch_.data(), batch_.size(), sent);
   CheckWhenHolding();
   return sent;

@@ -46,14 +46,14 @@ unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
   const char* const end = buffer + length;
   const VekFlowCtrlLocker lock(*this);
   if (Holding()) {
-    AppendRequests(buffer + kPrefixBytes, end);
+    AppendRequests(buffer + kPrefixBytes, end, 0);
     return 0;
   }
   unsigned count = 0;
   std::size_t toSend = 0;
   for (TPairs pairs(buffer + kPrefixBytes, end); pairs.Take(); ++count) {
     if (CheckFlowCtrl() != 0) {
-      AppendRequests(pairs.First(), end);
+      AppendRequests(pairs.First(), end, count);
       break;
     }
     toSend = static_cast<std::size_t>(pairs.Last() - buffer);
@@ -63,13 +63,15 @@ unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
   return count;
 }
 
-// All or none: a call that fails for lack of memory must not send half of its requests later.
-void VekFlowCtrlSender::AppendRequests(const char* first, const char* last) {
+// All or none: a call that fails for lack of memory must not send half of its requests later, and the places
+// it has `counted` are free again.
+void VekFlowCtrlSender::AppendRequests(const char* first, const char* last, unsigned counted) {
   const std::size_t before = pending_.size();
   try {
     for (TPairs pairs(first, last); pairs.Take();) Hold(pairs.First(), pairs.Last());
   } catch (...) {
     pending_.resize(before);
+    GiveBack(counted);
     throw;
   }
 }
