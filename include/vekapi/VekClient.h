@@ -72,8 +72,9 @@ class VEKAPI_EXPORT VekClient {
   void Disconnect();
 
   // Asks the server to change a password; the answer arrives as OnVekChgPassResultEvent. Returns false if not
-  // connected, if the link refused the request, or if the three texts exceed 4091 bytes together (the event
-  // then says so). Each is limited to 255 bytes. May be called at vcs_SgnError.
+  // connected, if the link refused the request, if there is no memory for it, or if the three texts exceed
+  // 4091 bytes together (the event then says so). Each is limited to 255 bytes. May be called at
+  // vcs_SgnError.
   bool ChgPass(const std::string& user, const std::string& oldPass, const std::string& newPass);
 
   // Sends a complete packet built by the caller (SetPkHead, MakePkBuffer), `length` bytes including the

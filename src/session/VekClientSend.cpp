@@ -1,4 +1,6 @@
 // Packets with passwords, and the application's sends.
+#include <new>
+
 #include "protocol/PasswordChange.h"
 #include "protocol/SignOn.h"
 #include "session/TImpl.h"
@@ -25,7 +27,7 @@ bool VekClient::SendSignOn() {
   return true;
 }
 
-bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, const std::string& newPass) {
+bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, const std::string& newPass) try {
   const Dstl::wise_ref<TImpl> impl(impl_);
   const auto link = impl->LinkNow();
   if (!IsSessionConnected()) return false;
@@ -35,6 +37,8 @@ bool VekClient::ChgPass(const std::string& user, const std::string& oldPass, con
   const Dova::TSyncScope inside(impl->Context());
   if (inside && link && impl->Link().get() == link.get())
     handler_.OnVekChgPassResultEvent(*this, user, kTextChgPassTooLong);
+  return false;
+} catch (const std::bad_alloc&) {
   return false;
 }
 

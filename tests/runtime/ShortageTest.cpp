@@ -1,8 +1,10 @@
 // Behaviour if threads or memory are not available when needed.
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "flowctrl/TFlowCtrl.h"
@@ -13,8 +15,12 @@
 #include "runtime/AlarmClock.h"
 #include "runtime/Shortage.h"
 #include "shmem/TCoreRun.h"
+#include "support/SessionFixture.h"
 #include "support/TVirtualTimerQueue.h"
 #include "vekapi/VekApiC.h"
+#include "vekapi/VekClient.h"
+#include "vekapi/VekClientHandler.h"
+#include "vekapi/VekFlowCtrlSender.h"
 
 namespace {
 
@@ -88,6 +94,46 @@ TEST(Shortage, TheLimiterKeepsToTheRateWithoutMemory) {
     // Five seconds: 15000 at the full rate.
     EXPECT_GE(sent.size(), memory ? 14'900u : 12'000u);
   }
+}
+
+TEST(Shortage, ASenderThatCannotHoldTheRestCountsNothing) {
+  using Requests = std::deque<std::string>;
+  VekApi::VekClientHandlerBase events;
+  VekApi::VekClient client(events);
+  std::string lines = ".....";
+  for (int i = 0; i < 6; ++i) lines += std::string(100, 'a') + "\n1\n";
+  const Requests texts(6, std::string(100, 'b'));
+  for (const bool inLines : {true, false}) {
+    bool failed = true;
+    for (int first = 0; failed; ++first) {
+      VekApi::VekFlowCtrlSender sender(client);
+      sender.SetFlowCtrl(2, 1'000'000);
+      try {
+        const TNoMemory none(first);
+        inLines ? sender.SendVekRequests(lines.data(), static_cast<unsigned>(lines.size()))
+                : sender.SendVekRequests(texts);
+        failed = false;
+      } catch (const std::bad_alloc&) {
+        EXPECT_EQ(sender.PendingCount(), 0U);
+        for (int place = 0; place < 2; ++place) EXPECT_EQ(sender.CheckFlowCtrl(), 0U) << first;
+      }
+    }
+  }
+}
+
+using ShortageOfASession = vektest::SessionTest;
+
+TEST_F(ShortageOfASession, APasswordChangeIsRefused) {
+  SignOn();
+  mes->TakeSent();
+  const std::string user(20, 'u'), text(20, 'p');
+  bool sent = true;
+  {
+    const TNoMemory none;
+    sent = client->ChgPass(user, text, text);
+  }
+  EXPECT_FALSE(sent);
+  EXPECT_EQ(mes->TakeSent(), "");
 }
 
 TEST(Shortage, AClientThatCannotBeMadeHoldsNothing) {
