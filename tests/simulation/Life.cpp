@@ -117,10 +117,28 @@ int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
   return server.empty() ? -1 : std::atoi(server.c_str() + 1);
 }
 
+std::size_t Life::CallsEnded() const {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(calls, [](const Call& call) { return call.ended != UINT64_MAX; }));
+}
+
+// Whose end a text tells that names no link: the last one's; of several that may not have been opened, the
+// first one's.
+int Life::Unnamed(int state) const {
+  int found = -1;
+  for (const Call& call : calls) {
+    if (call.link < 0 || !Allows(call.link)) continue;
+    const LinkBook& book = world_.links[call.link];
+    if (found < 0 || !book.over) found = call.link;
+    if (state == VekApi::vcs_LinkError && !book.over && book.told == 0) return found;
+  }
+  return found;
+}
+
 // Requests outstanding over an ended link are never acknowledged.
 void Life::RestartSender() {
   if (auto& sender = world_.slots[slot_].sender; sender && world_.slots[slot_].life == this)
-    sender->Restart(calls.size());
+    sender->Restart(CallsEnded());
 }
 
 // Checks the texts that the library itself produces.
@@ -138,12 +156,7 @@ void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
     return call.link >= 0 && Allows(call.link) && (link < 0 || link == call.link);
   });
   if (!told) Fail("mixed", "of a link that is over: " + line);
-  if (link < 0) {
-    for (const Call& call : calls) {
-      if (call.link >= 0 && Allows(call.link) && (link < 0 || !world_.links[call.link].over))
-        link = call.link;
-    }
-  }
+  if (link < 0) link = Unnamed(state);
   CheckEnd(world_.links[link], link, line);
 }
 
@@ -196,10 +209,11 @@ Sender::Sender(World& world, VekApi::VekClient& client, int which, const Life& o
       number(which),
       life(of.number),
       world_(world),
+      made_(world.Now()),
       count_(static_cast<int>(world.story.pace)),
       ms_(static_cast<int>(world.story.paceMs)) {
   const OutOfLibrary application;
-  Restart(of.calls.empty() ? 0 : of.calls.size() - 1);  // the last call's link may exist
+  Restart(std::max<std::size_t>(of.CallsEnded(), 1) - 1);  // the last call's link may exist
   world_.senders[number] = this;
 }
 
@@ -291,6 +305,7 @@ void Sender::Arrived(unsigned request, int link, bool trueAcks) {
     const bool behind = other == link || world_.links[other].opened < world_.links[link].opened;
     if (behind && row.last > request) Fail("order", what + " came behind a later one");
   }
+  if (world_.links[link].opened < made_) trueAcks = false;  // of those the last sender's requests had
   Row& row = rows_[link];
   for (unsigned i = row.last + 1; !row.arrivals.empty() && i < request; ++i) {
     if (!refused_.count(i) && !given_.count(i))

@@ -275,7 +275,8 @@ void LoopWorld::Request(const Step& step, LoopLife& life) {
   CVekClient client = life.client;
   Make(step, life.number, [&](const std::string& id, std::string& buffer) {
     const auto size = static_cast<unsigned>(buffer.size());
-    if (step.act == Act::ChangePassword) return CVekClient_ChgPass(&client, id.c_str(), "old", "new");
+    if (step.act == Act::ChangePassword)
+      return CVekClient_ChgPass(&client, id.c_str(), "the old one", "the new one");
     if (step.act == Act::Query) return CVekClient_SendVekQueryRequest(&client, buffer.data(), size) == 0;
     return CVekClient_SendVekRequest(&client, step.act == Act::Order ? 129 : 150, buffer.data(), size);
   });
@@ -372,7 +373,12 @@ void LoopWorld::OnReady(LoopLife& life, const CVekClient& client) {
   const char* const id = CVekTable_RecordIndexField(&table, 0, 0);
   if (!id || "S" + std::string(id) + ".0.0.0.0" != CVekClient_ServerName(&client))
     Fail("mixed", "the sign-on of another link");
-  if (std::exchange(life.rated, std::atoi(id)) != std::atoi(id)) SetRate(life);
+  if (const int link = std::atoi(id); std::exchange(life.rated, link) != link) {
+    // The acknowledgement of what was sent over this link before counts for a later request.
+    const auto made = std::ranges::find(life.calls, link, &LoopLife::Call::link);
+    if (!life.begun.empty() && life.begun.back() > made->begun) rows_[link].paced = false;
+    SetRate(life);
+  }
   Told(life, client, "ready");
 }
 

@@ -14,11 +14,12 @@ Server::Server(World& world, int link, ServerScript script, Line& line)
       order_(script_.big ? ByteOrder::Big : ByteOrder::Little),
       line_(line),
       draw_(world.story.seed, 5000 + static_cast<std::uint64_t>(link)),
-      lastPacket_(world.Now()) {}
+      lastBytes_(world.Now()) {}
 
 // ---- receiving ----
 
 void Server::OnBytes(std::string_view bytes) {
+  lastBytes_ = world_.Now();
   cutter_.Feed(bytes);
   while (const auto packet = cutter_.Next()) OnPacket(*packet);
   if (cutter_.Broken())
@@ -43,7 +44,6 @@ void Server::OnFinished() {
 
 void Server::OnPacket(const std::string& packet) {
   const int code = CodeOf(packet);
-  lastPacket_ = world_.Now();
   if (!std::exchange(greeted_, true)) {
     const auto request = code == Code::kConnect ? ReadConnect(packet) : std::nullopt;
     if (!request) Fail("early", "code " + std::to_string(code) + " before the connect request");
@@ -98,7 +98,7 @@ void Server::OnSession(const std::string& packet) {
         return OnSignOn();
     } else if (plain[kHeadSize] == 1) {
       const auto request = ReadPass(plain);
-      if (!request || request->newPass != "new") continue;
+      if (!request || request->newPass != "the new one") continue;
       world_.OnRequest(request->user, link_);
       const std::string text = Mark().substr(0, 100);
       return Later(kMs, kSecond, [this, user = request->user, text] {
@@ -246,11 +246,18 @@ void Server::Acknowledge(const std::vector<std::string>& requests) {
     const std::string line = i < requests.size() ? world_.AckLine(requests[i]) : "";
     text += "\n" + (line.empty() ? "ack" : line);
   }
-  const auto send = [this, text] { SendText(Code::kAck, text, "ack 129 " + text); };
   for (int i = script_.acks == ServerScript::Doubled ? 2 : 1; i > 0; --i) {
     lastAck_ = std::max(lastAck_, world_.Now() + draw_.Time(kMs / 10, slow));
-    Later(lastAck_ - world_.Now(), lastAck_ - world_.Now(), send);
+    SendAck(lastAck_, text);
   }
+}
+
+// Not before the connect result.
+void Server::SendAck(Ns at, const std::string& text) {
+  Later(at - world_.Now(), at - world_.Now(), [this, text] {
+    if (!answered_ && !ended_) return SendAck(world_.Now() + kSecond, text);
+    SendText(Code::kAck, text, "ack 129 " + text);
+  });
 }
 
 }  // namespace vektest

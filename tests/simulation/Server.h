@@ -19,7 +19,7 @@ class Server final : public Far {
   std::string Half() const;
 
   bool SignedOn() const { return reporting_; }
-  Ns LastPacket() const { return lastPacket_; }
+  Ns LastBytes() const { return lastBytes_; }
   bool AcksAll() const { return script_.acks == ServerScript::True; }
 
  private:
@@ -37,6 +37,7 @@ class Server final : public Far {
   void SendHello(bool refuse);
   void SendSignOn(bool refuse);
   void SendReport();
+  void SendAck(Ns at, const std::string& text);
   void Acknowledge(const std::vector<std::string>& requests);
   void HangUp();
   std::string Mark();
@@ -55,7 +56,7 @@ class Server final : public Far {
   bool reporting_ = false;
   bool ended_ = false;
   unsigned marks_ = 0;
-  Ns lastPacket_;
+  Ns lastBytes_;
   Ns lastAck_ = 0;  // they are sent in order
 };
 

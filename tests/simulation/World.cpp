@@ -25,6 +25,7 @@ World::World(const Story& which, Scheduler& scheduler)
     });
   };
   scheduler.answer = [this] {
+    const OutOfLibrary application;
     for (const Step& step : story.steps) {
       if (!step.answersWindow || Now() < 1000 * kSecond + step.at) continue;
       if (std::string("app") + static_cast<char>('0' + step.thread) != Me()->name) continue;
@@ -271,7 +272,7 @@ void World::Send(const Step& step, Slot& slot, VekApi::VekClient& client) {
   const Ns begun = Now();
   const Request& request = Make(step, life.number, [&](const std::string& id, std::string& buffer) {
     const auto size = static_cast<unsigned>(buffer.size());
-    if (step.act == Act::ChangePassword) return client.ChgPass(id, "old", "new");
+    if (step.act == Act::ChangePassword) return client.ChgPass(id, "the old one", "the new one");
     if (step.act == Act::Query) return client.SendVekQueryRequest(buffer.data(), size) == 0;
     return client.SendVekRequest(step.act == Act::Order ? 129 : 150, buffer.data(), size);
   });
@@ -383,7 +384,7 @@ void World::WatchClient(Slot& slot) {
   if (line.SendRefused() && quiet > 2 * kSecond && Now() - line.RefusedAt() > 2 * kSecond + Slack())
     Fail("silent", "no event tells that the system takes nothing more");
   if (line.FrozenSince() == kNever && line.BackedUp() == 0 &&
-      Now() - server->LastPacket() > 36 * kSecond + Slack())
+      Now() - server->LastBytes() > 36 * kSecond + Slack())
     Fail("heartbeat", "none came from client " + std::to_string(slot.life->number));
   Ns heard = std::max({line.LastDelivery(), life.lastSend, life.lastEvent});
   for (const auto& [number, sender] : senders) {

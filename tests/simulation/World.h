@@ -77,6 +77,7 @@ class Life final : public VekApi::VekClientHandler {
 
   // Whether an event of that link is allowed now.
   bool Allows(int link) const;
+  std::size_t CallsEnded() const;
 
   unsigned Slot() const { return slot_; }
 
@@ -106,6 +107,7 @@ class Life final : public VekApi::VekClientHandler {
   void RestartSender();
   void CheckEnd(LinkBook& book, int link, const std::string& line);
   int LinkIn(const std::string& reason, VekApi::VekClient& client) const;
+  int Unnamed(int state) const;
   void Within(VekApi::VekClient& client, const std::string& line);
 
   World& world_;
@@ -138,6 +140,7 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   void SendSome(unsigned requests);
 
   World& world_;
+  const Ns made_;
   const int count_, ms_;
   unsigned issued_ = 0;
   std::set<unsigned> refused_, given_;  // refused by the link; given up by the application
