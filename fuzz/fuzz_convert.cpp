@@ -1,10 +1,9 @@
-// Texts in UTF-8 and in code page 950, against the C library's converter where both must agree: what is
+// Texts in UTF-8 and in code page 950, against the system's converter where both must agree: what is
 // well-formed UTF-8, and the Chinese characters of Big5's two levels, which no vendor changed.
-#include <iconv.h>
-
 #include <cstring>
 #include <memory>
 
+#include "fuzz/Converter.h"
 #include "fuzz/Input.h"
 #include "platform/os/CodePage.h"
 #include "platform/os/Utf8.h"
@@ -14,29 +13,7 @@ namespace {
 
 using namespace Dova::Os;
 using vekfuzz::Check;
-
-class Converter {
- public:
-  Converter(const char* to, const char* from) : descriptor_(iconv_open(to, from)) {
-    Check(descriptor_ != reinterpret_cast<iconv_t>(-1), "the C library knows the encoding");
-  }
-  ~Converter() { iconv_close(descriptor_); }
-  Converter(const Converter&) = delete;
-  Converter& operator=(const Converter&) = delete;
-
-  // Empty if the text cannot be converted as a whole.
-  std::string Convert(std::string_view text) const {
-    iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
-    char out[16];
-    char *from = const_cast<char*>(text.data()), *to = out;
-    std::size_t left = text.size(), room = sizeof out;
-    const bool whole = iconv(descriptor_, &from, &left, &to, &room) == 0 && left == 0;
-    return whole ? std::string(out, sizeof out - room) : std::string();
-  }
-
- private:
-  const iconv_t descriptor_;
-};
+using vekfuzz::Converter;
 
 bool IsOfTheTwoLevels(std::string_view big5) {
   if (big5.size() != 2) return false;
@@ -58,7 +35,8 @@ std::string ToUtf8(std::string_view big5) {
 
 // Returns whether all of it is well-formed.
 bool CheckUtf8(std::string_view text) {
-  static const Converter toCodes("UTF-32LE", "UTF-8"), toBig5("BIG5", "UTF-8");
+  static const Converter toCodes(Converter::kCodes, Converter::kUtf8),
+      toBig5(Converter::kBig5, Converter::kUtf8);
   bool good = true;
   std::string pieces;
   for (std::size_t at = 0; at < text.size();) {
@@ -80,7 +58,7 @@ bool CheckUtf8(std::string_view text) {
 }
 
 void CheckBig5(const std::string& text) {
-  static const Converter toUtf8("UTF-8", "BIG5");
+  static const Converter toUtf8(Converter::kUtf8, Converter::kBig5);
   const std::string utf8 = ToUtf8(text);
   Check(CheckUtf8(utf8), "the result is well-formed");
   Check(ToUtf8(ToBig5(utf8)) == utf8, "there and back");
