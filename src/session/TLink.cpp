@@ -133,30 +133,35 @@ void TLink::OnMesLinkBroken(Dova::TMesBase* mes, const std::string& reason) {
 void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
   const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
+  bool received = true;
   try {
     int count = 0;
     if (char* block = mes->RecvInPlace(count)) {
       ParsePacket(block, static_cast<unsigned>(count));
     } else {
-      ReceiveByCopy(*mes);
+      received = ReceiveByCopy(*mes);
     }
   } catch (const std::bad_alloc&) {
     End(vcs_LinkBroken, kTextNoMemory, vsr_NoMemory);
   }
-  recvCount_.fetch_add(1, std::memory_order_relaxed);
+  // An event without bytes is no sign of the server: a gateway may set its events for nothing.
+  if (received) recvCount_.fetch_add(1, std::memory_order_relaxed);
   if (Over()) return;
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceivedAll();
 }
 
-// A bounded amount: other threads may be waiting for the context, and the messenger calls again.
-void TLink::ReceiveByCopy(Dova::TMesBase& mes) {
+// A bounded amount: other threads may be waiting for the context, and the messenger calls again. False if
+// there was nothing.
+bool TLink::ReceiveByCopy(Dova::TMesBase& mes) {
   char buffer[65536];
-  for (int left = kBytesAtOnce; left > 0 && !Over();) {
+  int left = kBytesAtOnce;
+  while (left > 0 && !Over()) {
     const int count = mes.Recv(buffer, std::min(left, static_cast<int>(sizeof buffer)));
-    if (count <= 0) return;
+    if (count <= 0) break;
     ParsePacket(buffer, static_cast<unsigned>(count));
     left -= count;
   }
+  return left < kBytesAtOnce;
 }
 
 // ---- time ----

@@ -90,7 +90,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
 
   const char* MesOpen(const std::string& setting);
   void MesClose();
-  void ReceiveByCopy(Dova::TMesBase& mes);
+  bool ReceiveByCopy(Dova::TMesBase& mes);
 
   void OnPacket(const char* packet, int length) override;
   void OnPkConnectResult(const char* packet, int length) override;
@@ -135,7 +135,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   std::unique_ptr<std::string> spareText_;
   std::string connectPk_;  // the connect request
   Dstl::wise_ref<Dova::TMesBase> mes_;
-  std::atomic<unsigned> recvCount_{0};  // receive events since the last heartbeat check
+  std::atomic<unsigned> recvCount_{0};  // receive events with bytes since the last heartbeat check
   // Last members: their destruction waits for a running expiry, which may find the link gone.
   Dova::TTimer<TLink> heartbeat_;
   Dova::TTimer<TLink> stage_;

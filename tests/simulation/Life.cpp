@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "session/Texts.h"
+#include "simulation/Gateway.h"
 #include "simulation/Server.h"
 #include "simulation/World.h"
 
@@ -111,7 +112,8 @@ void Life::Check(VekApi::VekClient& client, const std::string& line) {
 
 int Life::LinkIn(const std::string& reason, VekApi::VekClient& client) const {
   for (const std::string host : {"10.0.0.1:", "host:"}) {
-    if (Begins(reason, host)) return std::atoi(reason.c_str() + host.size()) - 1000;
+    const std::size_t at = reason.find(host);
+    if (at != std::string::npos) return std::atoi(reason.c_str() + at + host.size()) - 1000;
   }
   const std::string& server = client.ServerName();
   return server.empty() ? -1 : std::atoi(server.c_str() + 1);
@@ -122,15 +124,21 @@ std::size_t Life::CallsEnded() const {
       std::ranges::count_if(calls, [](const Call& call) { return call.ended != UINT64_MAX; }));
 }
 
-// Whose end a text tells that names no link: the last one's; of several that may not have been opened, the
-// first one's.
-int Life::Unnamed(int state) const {
+// Whose end a text tells that names no link: that of the call it is told in, or the last one's; of several
+// that may not have been opened, the first one's.
+int Life::Unnamed(int state, const std::string& reason) const {
+  const Task* const me = &world_.scheduler_.Self();
   int found = -1;
+  for (const Call& call : calls) {
+    if (call.link >= 0 && call.caller == me && call.ended == UINT64_MAX) found = call.link;
+  }
+  if (found >= 0) return found;
   for (const Call& call : calls) {
     if (call.link < 0 || !Allows(call.link)) continue;
     const LinkBook& book = world_.links[call.link];
     if (found < 0 || !book.over) found = call.link;
-    if (state == VekApi::vcs_LinkError && !book.over && book.told == 0) return found;
+    const bool hasCause = !Begins(reason, "ShMem") || !world_.CouldBeOpened(call.link);
+    if (state == VekApi::vcs_LinkError && !book.over && book.told == 0 && hasCause) return found;
   }
   return found;
 }
@@ -156,7 +164,7 @@ void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
     return call.link >= 0 && Allows(call.link) && (link < 0 || link == call.link);
   });
   if (!told) Fail("mixed", "of a link that is over: " + line);
-  if (link < 0) link = Unnamed(state);
+  if (link < 0) link = Unnamed(state, reason);
   CheckEnd(world_.links[link], link, line);
 }
 
@@ -189,7 +197,9 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
     if (!book.badPacket || book.told != book.expected.size()) Fail("order", line);
   } else if (book.line) {
     const auto& chances = world_.story.chances;
+    const Gateway* const gateway = World::GatewayOf(book);
     const bool cause = book.line->IsCut() || book.line->SendRefused() || chances.noThread != 0 ||
+                       (gateway && gateway->MayBlame(reason)) ||
                        (chances.noMemory != 0 && reason == VekApi::kTextNoMemory);
     if (!cause) Fail("state", "a sound link broke: " + line);
     if (reason.find("closed by the peer") != std::string::npos) {

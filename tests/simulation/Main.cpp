@@ -1,7 +1,8 @@
 // Runs seeds. Without arguments: the daily ones, as a test.
 //
 //   --seeds FROM..TO   runs them; the first that fails is reported and shortened (unless --long), and the
-//                      exit status is 1; --sessions, --loops: only those of kept sessions, of message loops
+//                      exit status is 1; --sessions, --loops, --rings: only those of kept sessions, of
+//                      message loops, of shared memory
 //   --seed N           runs one; --without I,J,... leaves out these steps, --calm switches threads only where
 //                      one waits, --plain makes all servers behave, --tell prints the events
 #include <gtest/gtest.h>
@@ -58,7 +59,7 @@ namespace {
 struct Options {
   std::uint64_t from = 0, to = 0;
   std::set<int> without;
-  bool calm = false, plain = false, sessions = false, loops = false;
+  bool calm = false, plain = false, sessions = false, loops = false, rings = false;
 };
 
 std::string Arguments(const Options& run) {
@@ -163,6 +164,7 @@ void RunSeeds(const Options& run) {
   for (std::uint64_t seed = run.from; seed <= run.to; ++seed) {
     if (run.sessions && !Story::HasSessions(seed)) continue;
     if (run.loops && !Story::HasLoops(seed)) continue;
+    if (run.rings && !Story::HasRings(seed)) continue;
     ++count;
     trace ^= RunCounted(run, seed);
     if (seed % 20000 != 19999) continue;
@@ -194,6 +196,7 @@ Options Parse(int argc, char** argv) {
     if (word == "--long") shrinks = false;
     run.sessions = run.sessions || word == "--sessions";
     run.loops = run.loops || word == "--loops";
+    run.rings = run.rings || word == "--rings";
     run.calm = run.calm || word == "--calm";
     run.plain = run.plain || word == "--plain";
     World::tell = World::tell || word == "--tell";
@@ -214,6 +217,10 @@ TEST(Simulation, SessionsOfEveryDay) {
   EXPECT_EQ(std::system((std::string(program) + " --seeds 20001..24000 --sessions").c_str()), 0);
 }
 
+TEST(Simulation, RingsOfEveryDay) {
+  EXPECT_EQ(std::system((std::string(program) + " --seeds 2001..5000 --rings").c_str()), 0);
+}
+
 }  // namespace
 
 void Fail(const char* kind, const std::string& text) {
@@ -229,6 +236,8 @@ void Fail(const char* kind, const std::string& text) {
 
 int main(int argc, char** argv) {
   program = argv[0];
+  static char output[8192];  // so that a failure is told even if the heap is broken
+  std::setvbuf(stdout, output, _IOFBF, sizeof output);
   for (const int fault : {SIGSEGV, SIGABRT, SIGILL, SIGFPE})
     std::signal(fault, [](int number) {
       std::signal(number, SIG_DFL);

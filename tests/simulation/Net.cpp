@@ -62,27 +62,35 @@ void Line::End(Cut how) {
 
 void Line::Deliver(const std::string& bytes) {
   if (Held([self = shared_from_this(), bytes] { self->Deliver(bytes); })) return;
-  if (IsCut()) return;
+  if (cut_ != Cut::None) return;
   const std::size_t count = std::min(bytes.size(), script_.cutDown - delivered_);
   delivered_ += count;
   lastDelivery_ = Scheduler::Current()->Now();
-  if (!closed_) inbox_.append(bytes, 0, count);
-  Scheduler::WakeAll(readers_);
+  if (!closed_ || onNews) inbox_.append(bytes, 0, count);
+  TellReaders();
   if (delivered_ == script_.cutDown) Break(script_.cut);
 }
 
 void Line::Break(Cut how) {
   if (Held([self = shared_from_this(), how] { self->Break(how); })) return;
-  if (IsCut()) return;
+  if (cut_ != Cut::None) return;
   cut_ = how == Cut::None ? Cut::Reset : how;
-  if (cut_ == Cut::Reset && draw_.Chance(500)) inbox_.clear();
-  Scheduler::WakeAll(readers_);
+  if (cut_ == Cut::Reset && draw_.Chance(500)) {
+    delivered_ -= inbox_.size();
+    inbox_.clear();
+  }
+  TellReaders();
   Scheduler::WakeAll(writers_);
+}
+
+void Line::TellReaders() {
+  Scheduler::WakeAll(readers_);
+  if (onNews) onNews();
 }
 
 std::ptrdiff_t Line::Recv(char* buffer, std::size_t size, const char*& error) {
   Scheduler::Current()->Point();
-  while (inbox_.empty() && !IsCut() && !closed_) Scheduler::Current()->Wait(readers_, kNever);
+  while (inbox_.empty() && cut_ == Cut::None && !closed_) Scheduler::Current()->Wait(readers_, kNever);
   if (inbox_.empty() && cut_ == Cut::Reset && !closed_) {
     error = "reset by the peer";
     return -1;
@@ -90,6 +98,7 @@ std::ptrdiff_t Line::Recv(char* buffer, std::size_t size, const char*& error) {
   const std::size_t most = script_.fragment && draw_.Chance(300) ? script_.fragment : size;
   const std::size_t count = inbox_.copy(buffer, std::min(size, most));
   inbox_.erase(0, count);
+  if (onNews) lastDelivery_ = Scheduler::Current()->Now();
   return static_cast<std::ptrdiff_t>(count);
 }
 

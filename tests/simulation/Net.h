@@ -47,9 +47,9 @@ class Line : public std::enable_shared_from_this<Line> {
   void Write(std::string bytes);
   std::size_t Written() const { return written_; }
   void End(Cut how);  // after the bytes already written
-  bool IsCut() const { return cut_ != Cut::None; }
+  bool IsCut() const { return cut_ != Cut::None || doomed_; }
   Cut HowCut() const { return cut_; }
-  std::size_t Delivered() const { return delivered_; }
+  std::size_t Delivered() const { return onNews ? delivered_ - inbox_.size() : delivered_; }
   Ns LastDelivery() const { return lastDelivery_; }
   bool SendRefused() const { return refusedAt_ != kNever; }
   Ns RefusedAt() const { return refusedAt_; }
@@ -58,6 +58,12 @@ class Line : public std::enable_shared_from_this<Line> {
   // Bytes accepted by the client's system that have not arrived.
   std::string_view Rest() const { return std::string_view(taken_).substr(arrived_); }
   std::size_t BackedUp() const { return script_.window - room_; }
+  bool Held(std::function<void()> again);  // false: not frozen
+
+  // ---- a gateway in place of the client's socket ----
+  std::function<void()> onNews;
+  bool HasNews() const { return !inbox_.empty() || cut_ != Cut::None; }
+  void Doom() { doomed_ = true; }  // the link may end at any time from now on
 
   // ---- the client's socket ----
   std::ptrdiff_t Recv(char* buffer, std::size_t size, const char*& error);
@@ -71,7 +77,7 @@ class Line : public std::enable_shared_from_this<Line> {
   void Deliver(const std::string& bytes);
   void Arrive(const std::string& bytes);
   void Break(Cut how);
-  bool Held(std::function<void()> again);  // false: not frozen
+  void TellReaders();
 
   Draw draw_;
   LineScript script_;
@@ -87,7 +93,7 @@ class Line : public std::enable_shared_from_this<Line> {
   std::size_t room_;
   int sends_ = 0;
   Ns refusedAt_ = kNever;  // since then the system takes nothing more
-  bool finished_ = false, closed_ = false;
+  bool finished_ = false, closed_ = false, doomed_ = false;
   Task* readers_ = nullptr;
   Task* writers_ = nullptr;
 };

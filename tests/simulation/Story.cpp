@@ -62,7 +62,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
       calm(calmThreads),
       plain(plainServers),
       sessions(HasSessions(which)),
-      loops(HasLoops(which)) {
+      loops(HasLoops(which)),
+      rings(HasRings(which)) {
   Draw draw(seed, 2);
   clients = draw.From(1, 3);
   threads = draw.From(1, 3);
@@ -76,6 +77,7 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
   if (shortages.Chance(250)) chances.noMemory = static_cast<unsigned>(shortages.Time(10, 4000));
   if (loops && shortages.Chance(250)) chances.noPost = static_cast<unsigned>(shortages.Time(5, 500));
   chances.tick = Draw(seed, 5).Chance(700) ? 16 * kMs : 0;
+  if (rings && shortages.Chance(200)) noObject = shortages.From(20, 300);
   if (calm) chances = {};
   const bool windows = draw.Chance(200);
   const bool orders = draw.Chance(150);  // hardly anything else
@@ -169,6 +171,60 @@ ServerScript Story::Server(int step) const {
   return server;
 }
 
+std::optional<GatewayScript> Story::Gateway(int step) const {
+  Draw draw(seed, 6000 + static_cast<std::uint64_t>(step));
+  if (!rings || draw.Chance(150)) return {};
+  GatewayScript gateway;
+  LineScript& line = gateway.proxy;
+  gateway.ring = static_cast<std::uint32_t>(draw.Time(40, 65536));
+  gateway.gulp = static_cast<unsigned>(draw.Time(30, 20000));
+  gateway.lag = draw.Time(kMs / 50, 50 * kMs);
+  gateway.tellsRoom = draw.Chance(700);
+  gateway.nags = draw.Chance(300);
+  line.latency = draw.Time(kMs / 10, 2 * kSecond);
+  line.fragment = draw.Chance(300) ? draw.From(1, 20) : 0;
+  if (plain || draw.Chance(400)) return gateway;
+
+  gateway.sound = false;
+  gateway.name = draw.Chance(700) ? GatewayScript::Good : static_cast<GatewayScript::Name>(draw.From(1, 4));
+  gateway.late = draw.Time(kMs, 15 * kSecond);
+  gateway.echo = draw.Chance(750);
+  if (draw.Chance(300)) {
+    gateway.pauseFrom = draw.Time(kMs, 60 * kSecond);
+    gateway.pauseFor = draw.Time(kMs, 30 * kSecond);
+  }
+  if (draw.Chance(150)) gateway.dies = draw.Time(kMs, 90 * kSecond);
+  if (draw.Chance(150)) gateway.corrupts = draw.Time(kMs, 90 * kSecond);
+  if (draw.Chance(150)) {
+    line.frozenFrom = draw.Time(kMs, 90 * kSecond);
+    line.frozenFor = draw.Time(kMs, 100 * kSecond);
+  }
+  if (draw.Chance(150)) {
+    line.cut = draw.Chance(500) ? Cut::Finish : Cut::Reset;
+    (draw.Chance(500) ? line.cutDown : line.cutUp) = draw.From(1, 40);
+  }
+  return gateway;
+}
+
+std::string Story::Tell(const GatewayScript& g) {
+  static const char* const names[] = {"", "refused", "never told", "told late", "told wrong"};
+  std::string text = "rings of " + std::to_string(g.ring);
+  if (g.name != GatewayScript::Good) text += std::string(", name ") + names[g.name];
+  if (!g.echo) text += ", no heartbeats";
+  if (!g.tellsRoom) text += ", tells no room";
+  if (g.nags) text += ", sets events for nothing";
+  const auto add = [&](const char* what, Ns at) {
+    if (at != kNever) text += what + Seconds(at);
+  };
+  add(", does not read at ", g.pauseFrom);
+  add(", dies at ", g.dies);
+  add(", spoils a ring at ", g.corrupts);
+  add(", proxy link frozen at ", g.proxy.frozenFrom);
+  if (g.proxy.cutDown != SIZE_MAX) text += ", proxy link cut after " + std::to_string(g.proxy.cutDown);
+  if (g.proxy.cutUp != SIZE_MAX) text += ", proxy link cut behind " + std::to_string(g.proxy.cutUp);
+  return text + "; ";
+}
+
 std::string Story::Tell(const ServerScript& s) {
   static const char* const answers[] = {"", "refused", "never answered", "answered twice", "answered late"};
   static const char* const acks[] = {"", "slow", "missing", "doubled", "surplus"};
@@ -196,6 +252,7 @@ std::string Story::Tell() const {
   std::string text = "seed " + std::to_string(seed) + ": " + std::to_string(clients) +
                      (sessions ? " sessions, "
                       : loops  ? " clients on message loops, "
+                      : rings  ? " clients over rings, "
                                : " clients, ") +
                      std::to_string(threads) + " threads, " + std::to_string(pace) + " requests in " +
                      std::to_string(paceMs) + " ms";
@@ -203,6 +260,7 @@ std::string Story::Tell() const {
   if (chances.noThread) text += ", a lack of threads";
   if (chances.noMemory) text += ", a lack of memory";
   if (chances.noPost) text += ", a lack of room for messages";
+  if (noObject) text += ", a lack of shared objects";
   text += "\n";
   for (const Step& step : steps) {
     text += "  " + std::to_string(step.id) + ": ";
@@ -214,7 +272,9 @@ std::string Story::Tell() const {
     }
     text += ": client " + std::to_string(step.client) + " " + Name(step.act);
     if (step.act == Act::Busy) text += " for " + Seconds(step.time);
-    if (step.act == Act::Connect) text += " (" + Tell(Server(step.id)) + ")";
+    const auto gateway = Gateway(step.id);
+    if (step.act == Act::Connect)
+      text += " (" + (gateway ? Tell(*gateway) : "") + Tell(Server(step.id)) + ")";
     text += "\n";
   }
   return text;

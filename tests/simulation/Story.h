@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -68,6 +69,23 @@ struct ServerScript {
   bool hangUp = false;      // after a refusal
 };
 
+// The script of a gateway for one link over rings. Times count from the moment the rings are made.
+struct GatewayScript {
+  LineScript proxy;
+  std::uint32_t ring = 65536;  // capacity of each, in bytes
+  unsigned gulp = 4096;        // bytes moved at once
+  Ns lag = kMs;                // at most, until it moves them
+  enum Name { Good, Refused, Never, Late, Wrong } name = Good;
+  Ns late = 0;                          // for the right name
+  bool echo = true;                     // of heartbeats
+  bool tellsRoom = true;                // when it has read
+  bool nags = false;                    // sets events for nothing
+  Ns pauseFrom = kNever, pauseFor = 0;  // does not read
+  Ns dies = kNever;
+  Ns corrupts = kNever;
+  bool sound = true;
+};
+
 struct Story {
   std::uint64_t seed = 0;
   std::set<int> without;  // steps left out
@@ -75,9 +93,11 @@ struct Story {
   bool plain = false;     // every server behaves
   bool sessions = false;  // kept sessions; otherwise clients
   bool loops = false;     // clients on message loops
+  bool rings = false;     // clients, most of whose links use shared memory
   bool crossing = false;  // they end each other inside their events
 
   Scheduler::Chances chances;
+  unsigned noObject = 0;  // joining a shared object fails, per thousand
   unsigned clients = 1;
   unsigned threads = 1;
   unsigned pace = 5;
@@ -89,12 +109,15 @@ struct Story {
 
   static bool HasSessions(std::uint64_t seed) { return seed % 8 == 7; }
   static bool HasLoops(std::uint64_t seed) { return seed % 8 == 5; }
+  static bool HasRings(std::uint64_t seed) { return seed % 16 == 9; }
 
   // For the link that a step makes; for the n-th link of a run of sessions.
   ServerScript Server(int step) const;
+  std::optional<GatewayScript> Gateway(int step) const;  // none: over TCP
 
   std::string Tell() const;
   static std::string Tell(const ServerScript& server);
+  static std::string Tell(const GatewayScript& gateway);
 };
 
 const char* Name(Act act);

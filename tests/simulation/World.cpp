@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <utility>
 
+#include "simulation/Gateway.h"
 #include "simulation/Server.h"
+#include "simulation/SharedObjects.h"
 
 namespace vektest {
 namespace {
@@ -18,6 +20,7 @@ Server* ServerOf(const LinkBook& book) {
 
 World::World(const Story& which, Scheduler& scheduler)
     : story(which), scheduler_(scheduler), slots(which.clients) {
+  BeginSharedObjects(story.seed, story.noObject, story.seed / 16 % 2 != 0);
   scheduler.answersWhileWaiting = [this] {
     return std::any_of(story.steps.begin(), story.steps.end(), [&](const Step& step) {
       return step.answersWindow && !answered_.count(step.id) && Now() >= 1000 * kSecond + step.at &&
@@ -36,6 +39,10 @@ World::World(const Story& which, Scheduler& scheduler)
 
 World::~World() {
   for (auto& [id, book] : links) {
+    if (book.proxy) {
+      book.proxy->far.reset();
+      book.proxy->Thaw();
+    }
     if (!book.line) continue;
     book.line->Thaw();
     book.line->far.reset();
@@ -64,7 +71,22 @@ std::shared_ptr<Line> World::Accept(unsigned port) {
   book.line = std::make_shared<Line>(Draw(story.seed, 3000 + static_cast<std::uint64_t>(link)), script.line);
   book.line->far = std::make_unique<Server>(*this, link, script, *book.line);
   book.opened = Now();
-  return book.line;
+  const auto gateway = story.Gateway(link);
+  if (!gateway) return book.line;
+  book.proxy =
+      std::make_shared<Line>(Draw(story.seed, 4000 + static_cast<std::uint64_t>(link)), gateway->proxy);
+  book.proxy->far = std::make_unique<Gateway>(*this, link, *gateway, *book.proxy, *book.line);
+  return book.proxy;
+}
+
+Gateway* World::GatewayOf(const LinkBook& book) {
+  return book.proxy ? static_cast<Gateway*>(book.proxy->far.get()) : nullptr;
+}
+
+// Bytes that have left the client and were not read by the server.
+std::size_t World::BackedUp(const LinkBook& book) {
+  const Gateway* const gateway = GatewayOf(book);
+  return book.line->BackedUp() + (gateway ? gateway->Behind() : 0);
 }
 
 unsigned World::LookUp(unsigned port) {
@@ -75,6 +97,8 @@ unsigned World::LookUp(unsigned port) {
 
 bool World::CouldBeOpened(int link) const {
   const ServerScript script = story.Server(link);
+  const auto gateway = story.Gateway(link);
+  if (gateway && (!gateway->sound || story.noObject != 0)) return false;
   if (busyUntil_ > links.at(link).begun) return false;
   if (story.chances.noThread != 0 || story.chances.noMemory != 0 || Slack() != 0 ||
       script.lookUp > 5 * kSecond)
@@ -98,11 +122,12 @@ void World::Run() {
     for (Slot& slot : slots) LookAtHeld(slot);
   }
   scheduler_.NoMoreFaults();
-  const int settling = story.seed % 4 == 0 ? 100 : 20;
+  const int settling = (story.rings ? story.seed / 16 : story.seed) % 4 == 0 ? 100 : 20;
   for (int i = 0; i < settling || busyNow_ != 0; ++i) {
     scheduler_.Sleep(kSecond);
     for (auto& [id, book] : links) {
       if (book.line) book.line->Thaw();
+      if (book.proxy) scheduler_.At(Now(), [proxy = book.proxy] { proxy->Thaw(); });  // on no thread
     }
     for (Slot& slot : slots) LookAtHeld(slot);
   }
@@ -120,7 +145,7 @@ void World::LookAtHeld(Slot& slot) {
       found != links.end() && !found->second.over && found->second.line && slot.connecting.empty();
   const Server* const server = up ? ServerOf(found->second) : nullptr;
   const bool sound = server && slot.sender->life == slot.life->number && server->AcksAll() &&
-                     !found->second.line->IsCut() && found->second.line->BackedUp() == 0 &&
+                     !found->second.line->IsCut() && BackedUp(found->second) == 0 &&
                      found->second.line->FrozenSince() == kNever && busyNow_ == 0 &&
                      slot.life->inEvent.empty();
   const Using use(slot.sender->users, Me());
@@ -214,7 +239,7 @@ void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) 
   Life& life = *slot.life;
   const std::size_t call = life.calls.size();
   const bool connects = step.act == Act::Connect;
-  life.calls.push_back({connects ? step.id : -1, Tick(), UINT64_MAX});
+  life.calls.push_back({connects ? step.id : -1, Tick(), UINT64_MAX, Me()});
   life.lastChange = Tick();
   const Ns begun = Now(), busy = busyBegun_ - busyNow_ * 40 * kSecond, stalled = Slack();
   Log("client " + std::to_string(step.client) + " " + Name(step.act) + " " + std::to_string(step.id));
@@ -223,7 +248,8 @@ void World::Structural(const Step& step, Slot& slot, VekApi::VekClient& client) 
     links[step.id].begun = Now();
     const std::string id = std::to_string(step.id);
     const std::string host = script.named ? "host:" : "10.0.0.1:";
-    const std::string setting = host + std::to_string(kFirstPort + static_cast<unsigned>(step.id));
+    const std::string kind = story.Gateway(step.id) ? ":ShMemCli:TCPClient:" : "";
+    const std::string setting = kind + host + std::to_string(kFirstPort + static_cast<unsigned>(step.id));
     const std::string app = "App" + id, version = "1.2", first = "u" + id, second = "s" + id, pass = "p" + id;
     Library([&] { client.Connect(setting, app, version, first, second, pass); });
   } else {
@@ -349,6 +375,10 @@ void World::OnPaced(const std::string& text, int link, bool trueAcks) {
   unsigned number = 0;
   if (std::sscanf(text.c_str(), "P%d.%u ", &sender, &number) != 2 || sender >= sendersMade_)
     Fail("torn", "a paced request that nobody sent: " + text.substr(0, 40));
+  LinkBook& book = links[link];
+  if (book.sender < 0) book.sender = sender;
+  // Over a slow ring acknowledgements of an earlier sender may let the next one send sooner.
+  if (book.proxy && book.sender != sender) trueAcks = false;
   const auto found = senders.find(sender);
   if (found == senders.end()) return;  // a last request of a deleted sender
   if (found->second->Text(number) != text) Fail("torn", "a paced request came with other bytes");
@@ -376,6 +406,7 @@ void World::WatchClient(Slot& slot) {
   const Server* const server = found == links.end() ? nullptr : ServerOf(found->second);
   if (!server || !server->SignedOn()) return;
   const Line& line = *found->second.line;
+  WatchGateway(found->second, life, quiet);
   if (line.IsCut()) {
     if (quiet > 2 * kSecond && Now() - found->second.lastTold > 200 * kSecond)
       Fail("silent", "no event tells that the link broke");
@@ -383,7 +414,7 @@ void World::WatchClient(Slot& slot) {
   }
   if (line.SendRefused() && quiet > 2 * kSecond && Now() - line.RefusedAt() > 2 * kSecond + Slack())
     Fail("silent", "no event tells that the system takes nothing more");
-  if (line.FrozenSince() == kNever && line.BackedUp() == 0 &&
+  if (line.FrozenSince() == kNever && BackedUp(found->second) == 0 &&
       Now() - server->LastBytes() > 36 * kSecond + Slack())
     Fail("heartbeat", "none came from client " + std::to_string(slot.life->number));
   Ns heard = std::max({line.LastDelivery(), life.lastSend, life.lastEvent});
@@ -391,6 +422,14 @@ void World::WatchClient(Slot& slot) {
     if (sender->life == life.number) heard = std::max(heard, sender->lastSend);
   }
   if (Now() - heard > 66 * kSecond + Slack()) Fail("silent", "no event tells that the server is silent");
+}
+
+void World::WatchGateway(const LinkBook& book, const Life& life, Ns quiet) {
+  const Gateway* const gateway = GatewayOf(book);
+  if (!gateway || quiet <= 2 * kSecond) return;
+  if (book.overBy != kNever && Now() > book.overBy + Slack())
+    Fail("silent", "no event tells that the gateway is gone");
+  if (gateway->MissesHeartbeat(life.lastEvent)) Fail("heartbeat", "none came to the gateway");
 }
 
 // ---- conditions at the end ----
@@ -410,7 +449,7 @@ void World::CheckRequests() {
     if (!sameLink || !slot.client->IsSessionConnected() || book->second.over || !book->second.line ||
         book->second.line->IsCut())
       continue;
-    if (book->second.line->BackedUp() != 0) continue;
+    if (BackedUp(book->second) != 0) continue;
     Fail("lost", "R" + std::to_string(id) + " was accepted and never came, and the link is up");
   }
 }

@@ -22,6 +22,7 @@ namespace vektest {
 
 class World;
 class Server;
+class Gateway;
 
 constexpr unsigned kFirstPort = 1000;
 
@@ -52,6 +53,9 @@ struct LinkBook {
   Ns opened = kNever;
   Ns lastTold = 0;
   std::shared_ptr<Line> line;
+  std::shared_ptr<Line> proxy;  // of a link over rings: its line is the gateway's
+  int sender = -1;              // the first whose paced requests came
+  Ns overBy = kNever;           // an event must tell by then that the gateway is gone
 };
 
 // Every request of the application, and its outcome.
@@ -71,6 +75,7 @@ class Life final : public VekApi::VekClientHandler {
   struct Call {
     int link;  // -1: a call that only ends links
     std::uint64_t begun, ended;
+    const Task* caller;
   };
 
   Life(World& world, unsigned slot, int which) : number(which), world_(world), slot_(slot) {}
@@ -107,7 +112,7 @@ class Life final : public VekApi::VekClientHandler {
   void RestartSender();
   void CheckEnd(LinkBook& book, int link, const std::string& line);
   int LinkIn(const std::string& reason, VekApi::VekClient& client) const;
-  int Unnamed(int state) const;
+  int Unnamed(int state, const std::string& reason) const;
   void Within(VekApi::VekClient& client, const std::string& line);
 
   World& world_;
@@ -169,6 +174,7 @@ class World : public Net {
   std::shared_ptr<Line> Accept(unsigned port) override;
   unsigned LookUp(unsigned port) override;
   bool CouldBeOpened(int link) const;  // beyond doubt
+  static Gateway* GatewayOf(const LinkBook& book);
 
   struct Slot {
     std::unique_ptr<VekApi::VekClient> client;
@@ -222,6 +228,8 @@ class World : public Net {
   void CheckRate(Life& life, Ns begun);
   void Watch();
   void WatchClient(Slot& slot);
+  void WatchGateway(const LinkBook& book, const Life& life, Ns quiet);
+  static std::size_t BackedUp(const LinkBook& book);
   void CheckRequests();
   void CheckLinks();
   void CleanUp();
