@@ -1,10 +1,55 @@
-// What the sender sends, holds and drops.
-#include <gtest/gtest.h>
+// What the sender sends, holds and drops. Its client's messenger is the test, in virtual time.
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
-#include "SenderFixture.h"
+#include "sim/SimServer.h"
+#include "support/SessionFixture.h"
+#include "support/SimSession.h"
+#include "vekapi/VekFlowCtrlSender.h"
 
 namespace vektest {
 namespace {
+
+class SenderTest : public SessionTest {
+ protected:
+  SenderTest() {
+    SignOn();
+    sender = std::make_unique<VekApi::VekFlowCtrlSender>(*client);
+  }
+
+  // With five reserved bytes in front.
+  static std::string Buffer(const std::string& text) { return "....." + text; }
+
+  bool SendOne(const std::string& text) {
+    std::string buffer = Buffer(text);
+    return sender->SendVekRequest(buffer.data(), static_cast<unsigned>(buffer.size()));
+  }
+  unsigned SendText(const std::string& text) {
+    std::string buffer = Buffer(text);
+    return sender->SendVekRequests(buffer.data(), static_cast<unsigned>(buffer.size()));
+  }
+  unsigned SendSeveral(const std::deque<std::string>& texts) { return sender->SendVekRequests(texts); }
+
+  // The texts of the messages sent since the last call, pieces joined.
+  Lines TakeMessages() {
+    Lines messages;
+    std::string pieces;
+    for (const Packet& packet : Split(mes->TakeSent())) {
+      pieces += packet.bytes.substr(5);
+      if (packet.code == 3) continue;
+      EXPECT_EQ(packet.code, 129);
+      messages.push_back(std::exchange(pieces, {}));
+    }
+    return messages;
+  }
+
+  std::unique_ptr<VekApi::VekFlowCtrlSender> sender;
+};
 
 TEST_F(SenderTest, SendsInPlaceWhileTheGateIsOpen) {
   sender->SetFlowCtrl(2, 100);
@@ -56,35 +101,6 @@ TEST_F(SenderTest, AFasterRateIsNoticed) {
   EXPECT_EQ(TakeMessages(), (Lines{"a\n1", "b\n2\nc\n3"}));
 }
 
-// For an application whose orders must not outlive their session.
-TEST_F(SenderTest, WhatIsHeldCanBeTakenBack) {
-  sender->SetFlowCtrl(1, 100);
-  SendSeveral({"a\n1", "b\n2", "c\n3", "d\n4"});
-  char text[3] = {};
-  EXPECT_EQ(sender->TakePending(text, 2), 3U) << "too small: it stays";
-  EXPECT_EQ(sender->TakePending(text, 3), 3U);
-  EXPECT_EQ(std::string(text, 3), "b\n2");
-  EXPECT_EQ(sender->TakePending(), (std::deque<std::string>{"c\n3", "d\n4"}));
-  EXPECT_EQ(sender->TakePending(text, 3), 0U);
-  sender->SetAckTime(1);
-  time.Advance(1000);
-  EXPECT_EQ(TakeMessages(), Lines{"a\n1"});
-}
-
-TEST_F(SenderTest, OutlivesItsClient) {
-  sender->SetFlowCtrl(1, 100);
-  SendSeveral({"a\n1", "b\n2", "c\n3"});
-  client.reset();
-  sender->SetAckTime(1);
-  time.Advance(100);
-  EXPECT_EQ(sender->PendingCount(), 1U);
-  EXPECT_EQ(sender->RefusedCount(), 1U);
-  sender->Clear();
-  time.Advance(0);
-  EXPECT_TRUE(SendOne("d\n4")) << "nothing is held";
-  EXPECT_EQ(sender->RefusedCount(), 3U);
-}
-
 struct TextCase {
   const char* text;
   int allowed;
@@ -123,22 +139,6 @@ TEST_F(SenderTest, TextsOfPairs) {
     sender->StartCheckTimer();
     const std::string held = each.held;
     EXPECT_EQ(TakeMessages(), held.empty() ? Lines{} : Lines{held});
-  }
-}
-
-TEST_F(SenderTest, TextThatComesBehindHeldOnesIsHeldInPairs) {
-  sender->SetFlowCtrl(1, 100);
-  EXPECT_EQ(SendText("a\n1\nb\n2"), 1U);
-  EXPECT_EQ(SendText("c\n3\nd\n4\nlone"), 0U);
-  EXPECT_EQ(SendText("lone"), 0U);
-  EXPECT_EQ(sender->PendingCount(), 3U);
-  TakeMessages();
-  for (const char* next : {"b\n2", "c\n3", "d\n4"}) {
-    sender->VekAckParser(129, "ok");
-    time.Advance(99);
-    EXPECT_EQ(TakeMessages(), Lines{});
-    time.Advance(1);
-    EXPECT_EQ(TakeMessages(), Lines{next});
   }
 }
 
@@ -187,16 +187,6 @@ TEST_F(SenderTest, WhatTheLinkRefusesCountsAsSent) {
   EXPECT_EQ(TakeMessages(), Lines{"c\n3"});
 }
 
-TEST_F(SenderTest, DestructionForgetsWhatIsHeld) {
-  sender->SetFlowCtrl(1, 100);
-  SendSeveral({"a\n1", "b\n2"});
-  sender->SetAckTime(1);
-  TakeMessages();
-  sender.reset();
-  time.Advance(1000);
-  EXPECT_EQ(TakeMessages(), Lines{});
-}
-
 // A messenger that delivers the acknowledgement, or lets the application send, before its Send returns.
 TEST_F(SenderTest, AnswersFromInsideSend) {
   sender->SetFlowCtrl(2, 1);
@@ -217,6 +207,61 @@ TEST_F(SenderTest, AnswersFromInsideSend) {
   EXPECT_EQ(SendText("g\n7\nh\n8"), 2U);
   EXPECT_EQ(sent.back(), "g\n7\nh\n8");
   EXPECT_EQ(sender->PendingCount(), 0U);
+}
+
+// A session that passes acknowledgements to its sender.
+class Paced : public Recorder {
+ public:
+  void OnVekRequestAckEvent(VekApi::VekClient&, int code, const std::string& text) override {
+    sender.VekAckParser(code, text);
+  }
+  void OnVekReportEvent(VekApi::VekClient&, const std::string&) override {}
+
+  VekApi::VekClient client{*this};
+  VekApi::VekFlowCtrlSender sender{client};
+};
+
+// Threads that send over real TCP, one of them under the user lock; acknowledgements on the link's thread and
+// false ones on another; free events from the timer; a session that connects and disconnects. Must not hang.
+TEST(Paced, EverybodyAtOnce) {
+  VekSim::SimConfig config;
+  config.keepPackets = false;
+  VekSim::SimServer server(config);
+  Paced paced;
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> threads;
+  const auto run = [&](auto act) {
+    threads.emplace_back([&stop, act] {
+      for (int i = 0; !stop; ++i) act(i);
+    });
+  };
+  const std::string order = "w new\nprod=TXF side=B qty=1 price=100";
+  run([&](int) {
+    std::string one = "....." + order;
+    if (paced.sender.PendingCount() < 1000)
+      paced.sender.SendVekRequest(one.data(), static_cast<unsigned>(one.size()));
+    std::this_thread::yield();
+  });
+  run([&](int) {
+    const VekApi::VekFlowCtrlLocker lock(paced.sender);
+    if (paced.sender.PendingCount() < 1000) paced.sender.SendVekRequests({order, order});
+    if (paced.sender.CheckFlowCtrl() != 0) paced.sender.StartCheckTimer();
+  });
+  run([&](int i) {
+    paced.sender.SetAckTime(1);
+    if (i % 100 == 0) paced.sender.SetFlowCtrl(1 + i / 100 % 20, 1 + i / 100 % 2);
+    std::this_thread::yield();
+  });
+  for (int round = 0; round < 20; ++round) {
+    paced.Take();
+    Connect(paced.client, Setting(server));
+    ASSERT_TRUE(paced.WaitFor("ready"));
+    const std::size_t before = server.Seen().requestCount;
+    EXPECT_TRUE(server.WaitFor([&](const VekSim::SimSeen& seen) { return seen.requestCount > before; }));
+    paced.client.Disconnect();
+  }
+  stop = true;
+  for (auto& thread : threads) thread.join();
 }
 
 }  // namespace
