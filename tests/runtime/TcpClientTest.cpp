@@ -1,4 +1,4 @@
-// How the TCP messenger closes a connection.
+// The queue of the TCP messenger, and how it closes a connection.
 #include "platform/os/Clock.h"
 #include "runtime/TcpLink.h"
 
@@ -27,6 +27,20 @@ TEST(TcpClient, WhatWasSentBeforeCloseArrivesWhateverIsUnread) {
     }
     EXPECT_TRUE(peer.SeesEnd());
   }
+}
+
+TEST(TcpClient, WhatWaitsForAStoppedPeerIsBoundedAndArrives) {
+  TTcpPeer peer;
+  TcpLink link(peer, " sq=200000");
+  std::size_t sent = 0;
+  for (int taken = 1; taken != 0; sent += static_cast<std::size_t>(taken)) {
+    taken = link.Send(std::string(9000, static_cast<char>('a' + sent / 9000 % 26)));
+    ASSERT_LT(sent, std::size_t{100'000'000}) << "nothing bounds the queue";
+  }
+  const std::string received = peer.Read(sent);
+  ASSERT_EQ(received.size(), sent);
+  for (std::size_t at = 0; at < sent; ++at) ASSERT_EQ(received[at], 'a' + at / 9000 % 26) << at;
+  EXPECT_EQ(link.Send("room again"), 10);
 }
 
 // Closed by the application or, without that, broken by the peer.

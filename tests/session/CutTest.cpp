@@ -1,15 +1,11 @@
 // Recorded sessions, cut at every byte: a client's events do not depend on how the bytes are split, and a
-// link that ends in the middle has reported everything complete. Calls from inside every event.
+// link that ends in the middle has reported everything complete.
 #include "support/SessionFixture.h"
 
 namespace vektest {
 namespace {
 
-struct Recorded {
-  bool big;
-  std::string key;
-  std::vector<std::string> packets;  // as sent, one by one
-};
+using Recorded = std::vector<std::string>;  // the packets as sent, one by one
 
 std::string Table(const std::string& name) {
   return "\x02" + name +
@@ -46,13 +42,13 @@ std::vector<Recorded> Sessions() {
                      big),
            Message(4095, "", big), Pack(130, "")}};
       for (const auto& talk : talks) {
-        Recorded& session = sessions.emplace_back(Recorded{big, key, {hello}});
+        Recorded& session = sessions.emplace_back(Recorded{hello});
         for (const std::string& packet : talk)
-          session.packets.push_back(packet == hello ? packet : Scrambled(packet, key));
+          session.push_back(packet == hello ? packet : Scrambled(packet, key));
       }
     }
   }
-  sessions.push_back({false, "", {ConnectResult(false, {{"ERROR\n", "full"}}, 1), Message(130, "r")}});
+  sessions.push_back({ConnectResult(false, {{"ERROR\n", "full"}}, 1), Message(130, "r")});
   return sessions;
 }
 
@@ -76,11 +72,10 @@ TEST_F(CutTest, EveryByte) {
     std::string stream;
     std::vector<std::size_t> toldBy;  // the number of lines after so many bytes
     Lines whole;
-    for (const std::string& packet : session.packets) {
+    for (const std::string& packet : session) {
       toldBy.resize(stream.size() + packet.size(), whole.size());
       stream += packet;
-      whole = Receive(
-          {session.packets.begin(), session.packets.begin() + (&packet - session.packets.data()) + 1});
+      whole = Receive({session.begin(), session.begin() + (&packet - session.data()) + 1});
     }
     ASSERT_EQ(Receive({stream}), whole);
     std::vector<std::string> bytes;
@@ -99,52 +94,6 @@ TEST_F(CutTest, EveryByte) {
     }
   }
 }
-
-enum class Act { kDelete, kDisconnect, kReconnect };
-
-// Everything from the server arrives in one block; the application acts inside the n-th event.
-class InsideEventTest : public CutTest, public testing::WithParamInterface<std::tuple<Act, const char*>> {
- protected:
-  void Do(VekApi::VekClient& inside) {
-    const Act act = std::get<0>(GetParam());
-    if (act == Act::kDelete) return client.reset();
-    if (act == Act::kDisconnect) return inside.Disconnect();
-    Connect();
-  }
-};
-
-TEST_P(InsideEventTest, NothingOfTheOldLinkFollows) {
-  static const Lines ends[] = {{"destroy"}, {"connect -1 Disconnect()"}, {}};
-  const auto [act, kind] = GetParam();
-  const Recorded session = Sessions()[3];
-  std::string stream;
-  for (const std::string& packet : session.packets) stream += packet;
-  const Lines whole = Receive({stream});
-  ASSERT_GE(whole.size(), 10u);
-  for (std::size_t at = 0; at < whole.size(); ++at) {
-    if (!client) client = std::make_unique<VekApi::VekClient>(recorder);
-    std::size_t count = 0;
-    recorder.onEvent = [&](VekApi::VekClient& inside, const std::string&) {
-      if (count++ == at) Do(inside);
-    };
-    client->Connect(kind, "App", "1", "", "", "");
-    const auto link = TestMes::Last();
-    link->Ready();
-    link->Deliver(stream + "\x09");
-    link->Deliver(Message(130, "more"));
-    recorder.onEvent = nullptr;
-    Lines expected(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at) + 1);
-    for (const std::string& line : ends[static_cast<int>(act)]) expected.push_back(line);
-    EXPECT_EQ(recorder.Take(), expected) << "inside event " << at;
-    if (act == Act::kReconnect) {
-      EXPECT_EQ(Receive({stream}), whole) << "the new link works";
-    }
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryAct, InsideEventTest,
-                         testing::Combine(testing::Values(Act::kDelete, Act::kDisconnect, Act::kReconnect),
-                                          testing::Values(":TestMes:lend", ":TestMes:ok")));
 
 }  // namespace
 }  // namespace vektest

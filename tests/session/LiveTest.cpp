@@ -1,8 +1,6 @@
 // Complete sessions over real TCP against the simulated server, with the library's own threads.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
@@ -21,7 +19,6 @@ namespace {
 
 using VekApi::VekClient;
 using VekSim::SimConfig;
-using VekSim::SimSeen;
 using VekSim::SimServer;
 
 // Time limits far above a healthy run, but below a hang.
@@ -61,74 +58,6 @@ INSTANTIATE_TEST_SUITE_P(ByWire, OverTcp,
                                          WholeCase{VekSim::ByteOrder::Little, 1, 255, 1},
                                          WholeCase{VekSim::ByteOrder::Big, 2, 1, 3},
                                          WholeCase{VekSim::ByteOrder::Big, -1, 16, 0}));
-
-TEST(Live, LinksThatCannotBeMade) {
-  std::uint16_t closedPort = 0;
-  {
-    const SimServer server;
-    closedPort = server.Port();
-  }
-  Recorder recorder;
-  VekClient client(recorder);
-  for (const std::string& setting :
-       {"127.0.0.1:" + std::to_string(closedPort), std::string("no.such.host.invalid:1")}) {
-    Connect(client, setting);
-    ASSERT_TRUE(recorder.WaitFor("connect -2 ")) << setting;
-    const std::string line = recorder.Take().back();
-    EXPECT_NE(line.find(setting), std::string::npos) << "the reason names the address: " << line;
-    EXPECT_GT(line.size(), setting.size() + 15) << "and says more than that: " << line;
-  }
-}
-
-TEST(Live, StalledServerBacksUpAndLosesNothing) {
-  SimConfig config;
-  config.link.stall = false;
-  config.autoAck = false;
-  SimServer server(config);
-  Recorder recorder;
-  VekClient client(recorder);
-  Connect(client, ":TCPClient:" + Setting(server) + " n M0 sq=200000");
-  ASSERT_TRUE(recorder.WaitFor("ready"));
-  server.SetLink(1, VekSim::LinkFaults{.stall = true});
-
-  std::string expected;
-  int accepted = 0;
-  for (;; ++accepted) {
-    std::string text = std::to_string(accepted) + " ";
-    text.resize(9000, 'x');
-    if (!Send(client, 150, text)) break;
-    expected += text;
-    ASSERT_LT(accepted, 10'000) << "nothing bounds the queue";
-  }
-  server.SetLink(1, {});
-  ASSERT_TRUE(server.WaitFor([&](const SimSeen& seen) {
-    return std::count_if(seen.packets.begin(), seen.packets.end(),
-                         [](const auto& p) { return p.code == 150; }) == accepted;
-  }));
-  std::string received;
-  for (const auto& packet : server.Seen().packets) {
-    if (packet.code == 3 || packet.code == 150) received += packet.body.substr(2);
-  }
-  EXPECT_TRUE(received == expected);
-  EXPECT_TRUE(Send(client, 150, "room again"));
-}
-
-TEST(Live, DisconnectWhileSendsWaitDoesNotHang) {
-  SimServer server;
-  Recorder recorder;
-  for (int round = 0; round < 10; ++round) {
-    VekClient client(recorder);
-    Connect(client, Setting(server));
-    ASSERT_TRUE(recorder.WaitFor("ready"));
-    recorder.Take();
-    server.SetLink(round + 1, VekSim::LinkFaults{.stall = true});
-    while (Send(client, 150, std::string(100'000, 'x'))) {
-    }
-    const Stopwatch watch;
-    if (round % 2 == 0) client.Disconnect();
-    EXPECT_LT(watch.Seconds(), 5);
-  }
-}
 
 TEST(Live, SlowHandlerDoesNotDelayAnotherClient) {
   SimServer server;

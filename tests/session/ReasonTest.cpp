@@ -145,7 +145,9 @@ TEST(ReasonLive, EndsOfTcp) {
   vektest::Connect(client, "127.0.0.1:" + std::to_string(closed));
   EXPECT_TRUE(recorder.WaitFor("connect -2 "));
   EXPECT_EQ(VekLink::Reason(client), vsr_NobodyListens);
-  EXPECT_TRUE(VekLink::Detail(client).starts_with("127.0.0.1:" + std::to_string(closed)));
+  EXPECT_TRUE(VekLink::Detail(client).starts_with("127.0.0.1:" + std::to_string(closed) + ": "));
+  vektest::Connect(client, "no.such.host.invalid:1");
+  EXPECT_TRUE(recorder.WaitFor("connect -2 no.such.host.invalid:1: "));
   TestSupport::TTcpPeer peer;
   vektest::Connect(client, Setting(peer));
   peer.Accept();
