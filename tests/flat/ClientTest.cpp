@@ -1,30 +1,41 @@
 #include <stdexcept>
 
-#include "flat/FlatSession.h"
+#include "flat/LoopSession.h"
 
 namespace vektest {
 namespace {
 
-TEST_F(FlatSession, BringsEveryEventWithItsArguments) {
-  Create();
-  EXPECT_EQ(CVekClient_State(&client), cvcs_None);
-  ASSERT_TRUE(Connect());
-  mes->Ready();
-  mes->Deliver(ConnectResult(false, {}));
-  EXPECT_TRUE(CVekClient_IsSessionConnected(&client));
-  mes->Deliver(SgnResult());
-  mes->Deliver(TaskResult("w7", "\x02T\n"));
-  mes->Deliver(ChgPassResult("id", "changed"));
-  mes->Deliver(Message(129, "w1\nw2"));
-  mes->Deliver(Message(130, "\xA7\xB9 filled"));
+// On a loop in the order of the wire, on its thread.
+TEST_F(LoopSession, BringsEveryEventWithItsArguments) {
   const std::string unknown = Pack(77, std::string("a\0b", 3));
-  mes->Deliver(unknown);
-  CVekClient_Disconnect(&client);
-  CVekClient_Delete(&client);
-  EXPECT_EQ(client.object, nullptr);
-  EXPECT_EQ(Take(),
-            (Lines{"connect 2 ", "ready", "result w7", "chgpass id changed", "ack 129 w1\nw2",
-                   "report \xA7\xB9 filled", "unknown 77 " + unknown, "connect -1 Disconnect()", "destroy"}));
+  for (const bool onLoop : {false, true}) {
+    onLoop ? CreateOnLoop() : Create();
+    EXPECT_EQ(CVekClient_State(&client), cvcs_None);
+    onEvent = [&, here = std::this_thread::get_id()](CVekClient* handle, const std::string& line) {
+      EXPECT_TRUE(!onLoop || std::this_thread::get_id() == here) << line;
+      EXPECT_EQ(client.object, line == "destroy" ? nullptr : handle->object);
+    };
+    ASSERT_TRUE(Connect());
+    ServeWhile([&] {
+      mes->Ready();
+      mes->Deliver(ConnectResult(false, {}));
+      EXPECT_TRUE(CVekClient_IsSessionConnected(&client));
+      mes->Deliver(SgnResult() + TaskResult("w7", "\x02T\n") + Message(130, "\xA7\xB9 filled") +
+                   ChgPassResult("id", "changed") + Message(129, "w1\nw2") + unknown +
+                   TaskResult("w8", "\x02T\n") + Message(130, "last"));
+    });
+    DispatchAll();
+    EXPECT_EQ(Take(),
+              (Lines{"connect 2 ", "ready", "result w7", "report \xA7\xB9 filled", "chgpass id changed",
+                     "ack 129 w1\nw2", "unknown 77 " + unknown, "result w8", "report last"}));
+    CVekClient_Disconnect(&client);
+    EXPECT_EQ(lines.size(), onLoop ? 0u : 1u) << "events of the loop thread's own calls are queued, too";
+    DispatchAll();
+    CVekClient_Delete(&client);
+    EXPECT_EQ(client.object, nullptr);
+    EXPECT_EQ(Take(), (Lines{"connect -1 Disconnect()", "destroy"}));
+  }
+  onEvent = nullptr;
 }
 
 TEST_F(FlatSession, NullEntriesDropTheirEvents) {

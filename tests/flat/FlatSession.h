@@ -54,8 +54,8 @@ class FlatSession : public testing::Test {
     mes = TestMes::Last();
     return begun;
   }
-  void Link() {
-    Connect();
+  void Link(const char* setting = ":TestMes:lend") {
+    Connect(setting);
     mes->Ready();
     mes->Deliver(ConnectResult(false, {}));
   }

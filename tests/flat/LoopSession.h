@@ -7,7 +7,6 @@
 
 #include "flat/FlatSession.h"
 #include "platform/os/MessageWindow.h"
-#include "platform/runtime/TSyncContext.h"
 
 namespace vektest {
 
@@ -55,18 +54,6 @@ class LoopSession : public FlatSession {
   void DeliverFromLink(const std::string& bytes) {
     const auto link = mes;  // the test may reconnect meanwhile
     ServeWhile([&] { link->Deliver(bytes); });
-  }
-
-  // Runs `body` once the link's thread, delivering bytes that start with a result, is inside the session's
-  // context, where it stays until this thread answers.
-  template <class TBody>
-  void WithOnItsWay(const std::string& bytes, TBody body) {
-    const auto link = mes;
-    std::thread network([&] { link->Deliver(bytes); });
-    while (Dova::TSyncScope(link->SyncContext(), std::try_to_lock)) std::this_thread::yield();
-    body();
-    network.join();
-    DispatchAll();
   }
 };
 

@@ -21,31 +21,6 @@ TEST_F(LoopSession, OneMessageTellsOfManyEvents) {
   EXPECT_EQ(Take(), Lines{"report d"});
 }
 
-TEST_F(LoopSession, EveryEventComesOnTheLoopsThreadInTheOrderOfTheWire) {
-  CreateOnLoop();
-  const auto here = std::this_thread::get_id();
-  onEvent = [&](CVekClient* handle, const std::string& line) {
-    EXPECT_EQ(std::this_thread::get_id(), here) << line;
-    EXPECT_EQ(client.object, line == "destroy" ? nullptr : handle->object);
-  };
-  const std::string unknown = Pack(77, std::string("a\0b", 3));
-  Connect();
-  ServeWhile([&] {
-    mes->Ready();
-    mes->Deliver(ConnectResult(false, {}) + SgnResult() + TaskResult("w7", "\x02T\n") + Message(130, "a") +
-                 ChgPassResult("id", "changed") + Message(129, "w1\nw2") + unknown + kResult +
-                 Message(130, "filled"));
-  });
-  DispatchAll();
-  EXPECT_EQ(Take(), (Lines{"connect 2 ", "ready", "result w7", "report a", "chgpass id changed",
-                           "ack 129 w1\nw2", "unknown 77 " + unknown, "result w", "report filled"}));
-  CVekClient_Disconnect(&client);
-  EXPECT_EQ(Take(), Lines{}) << "events of the loop thread's own calls are queued, too";
-  DispatchAll();
-  CVekClient_Delete(&client);
-  EXPECT_EQ(Take(), (Lines{"connect -1 Disconnect()", "destroy"}));
-}
-
 std::string RateOf(CVekClient* handle) {
   const CVekTaskResult result = CVekClient_SgnResult(handle);
   const CVekTable head = CVekTaskResult_NameTable(&result, "head");
@@ -149,17 +124,6 @@ TEST_F(LoopSession, DeletionDropsWhatIsQueued) {
   EXPECT_EQ(Take(), Lines{"destroy"});
 }
 
-// The deletion waits for the loop's thread, and proceeds inside a nested loop of a callback.
-TEST_F(LoopSession, AnotherThreadMayDeleteWhileTheLoopRuns) {
-  SignOnOnLoop();
-  std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b")); }).join();
-  onEvent = [&](CVekClient*, const std::string& line) {
-    if (line == "report a") ServeWhile([&] { CVekClient_Delete(&client); });
-  };
-  DispatchAll();
-  EXPECT_EQ(Take(), (Lines{"report a", "destroy"}));
-}
-
 // The handle is in a structure that the last callback frees; its memory is reused at once.
 TEST_F(LoopSession, TheLastCallbackMayFreeTheHandle) {
   for (const bool onLoop : {false, true}) {
@@ -177,15 +141,49 @@ TEST_F(LoopSession, TheLastCallbackMayFreeTheHandle) {
   }
 }
 
-TEST_F(LoopSession, AClientOutlivesItsThread) {
-  std::thread([&] {
-    CreateOnLoop();
-    SignOn();
-  }).join();
-  Take();
-  mes->Deliver(Message(130, "a") + kResult);  // nobody to wait for
-  CVekClient_Delete(&client);
-  EXPECT_EQ(Take(), Lines{"destroy"});
+struct Trigger {
+  const char* event;
+  std::function<void(TestMes&)> raise;  // and another event after it
+};
+const Trigger kTriggers[] = {
+    {"unknown", [](TestMes& link) { link.Deliver(Pack(77, "x") + Message(130, "late")); }},
+    {"connect", [](TestMes& link) { link.Break("gone"); }},
+    {"ready", [](TestMes& link) { link.Deliver(SgnResult() + Message(130, "late")); }},
+    {"ack", [](TestMes& link) { link.Deliver(Message(129, "w1") + Message(130, "late")); }},
+    {"report", [](TestMes& link) { link.Deliver(Message(130, "r") + Message(130, "late")); }},
+    {"result", [](TestMes& link) { link.Deliver(kResult + Message(130, "late")); }},
+    {"chgpass", [](TestMes& link) { link.Deliver(ChgPassResult("id", "x") + kResult); }},
+};
+
+// Also of clients without a loop, and whether the link lends its bytes or copies them.
+TEST_F(LoopSession, TheClientMayBeDeletedInsideEveryEvent) {
+  for (int i = 0; i < 4; ++i) {
+    const bool onLoop = i % 2 != 0;
+    const bool byOwnHandle = i / 2 != 0;
+    for (const Trigger& trigger : kTriggers) {
+      SCOPED_TRACE(std::string(trigger.event) + (onLoop ? " on a loop" : ""));
+      onLoop ? CreateOnLoop() : Create();
+      Link(byOwnHandle ? ":TestMes:ok" : ":TestMes:lend");
+      DispatchAll();
+      Take();
+      onEvent = [&](CVekClient* handle, const std::string& line) {
+        if (line != "destroy") CVekClient_Delete(byOwnHandle ? handle : &client);
+        if (byOwnHandle) {
+          EXPECT_EQ(handle->object == nullptr, line != "destroy");
+        }
+      };
+      const auto link = mes;
+      ServeWhile([&] { trigger.raise(*link); });
+      DispatchAll();
+      const Lines seen = Take();
+      ASSERT_EQ(seen.size(), 2u);
+      EXPECT_EQ(seen[0].rfind(trigger.event, 0), 0u);
+      EXPECT_EQ(seen[1], "destroy");
+      EXPECT_FALSE(TestMes::Last()) << "the link was closed";
+      onEvent = nullptr;
+      client = {};
+    }
+  }
 }
 
 // A nested loop reads on, into memory used again, while a callback still has its text.
