@@ -90,10 +90,14 @@ TEST_F(ResultTest, RecordsByIndexAndField) {
   EXPECT_STREQ(CVekTable_RecordField(&table, 0, &q), "\xA5\x5C\xFF");
   EXPECT_STREQ(CVekTable_RecordField(&table, 1, &q), "");
   EXPECT_STREQ(CVekTable_RecordIndexField(&table, 1, 0), "y");
-  EXPECT_EQ(CVekTable_RecordIndexField(&table, 2, 0), nullptr);
-  EXPECT_EQ(CVekTable_RecordIndexField(&table, 0, 2), nullptr);
-  EXPECT_EQ(CVekTable_RecordField(&table, 2, &q), nullptr);
-  const CVekField none{};
+  const VekApi::VekField wrong(-1, VekApi::VekProperties("Q"));
+  const CVekField none{}, before{&wrong};
+  for (const int index : {-1, 2, INT32_MAX, INT32_MIN}) {
+    EXPECT_EQ(CVekTable_RecordIndexField(&table, index, 0), nullptr);
+    EXPECT_EQ(CVekTable_RecordIndexField(&table, 0, index), nullptr);
+    EXPECT_EQ(CVekTable_RecordField(&table, index, &q), nullptr);
+  }
+  EXPECT_EQ(CVekTable_RecordField(&table, 0, &before), nullptr);
   EXPECT_EQ(CVekTable_RecordField(&table, 0, &none), nullptr);
   EXPECT_EQ(CVekTable_RecordField(&table, 0, nullptr), nullptr);
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,21 +17,6 @@ VekTable TableOf(const char* fields) {
   VekTable table{VekProperties("T")};
   table.Fields().SetFields(Bytes(fields));
   return table;
-}
-
-TEST(Table, NullWhereThereIsNoValue) {
-  VekTable table = TableOf("A|B");
-  constexpr int kLeast = std::numeric_limits<int>::min();
-  EXPECT_EQ(table.RecordField(0, 0), nullptr);
-  table.AddRecord(Bytes("x|y"));
-  for (const int wrong : {-1, kLeast, 2, std::numeric_limits<int>::max()}) {
-    EXPECT_EQ(table.RecordField(wrong, 0), nullptr) << wrong;
-    EXPECT_EQ(table.RecordField(0, wrong), nullptr) << wrong;
-  }
-  EXPECT_EQ(table.RecordField(0, nullptr), nullptr);
-  EXPECT_STREQ(table.RecordField(0, table.Fields().Field("B")), "y");
-  const VekApi::VekField wrong(-1, VekProperties("B"));
-  EXPECT_EQ(table.RecordField(0, &wrong), nullptr);
 }
 
 TEST(Table, ARecordKeepsTheColumnsOfItsTime) {
