@@ -8,8 +8,8 @@
 #include "platform/os/Event.h"
 #include "platform/os/NamedMapping.h"
 #include "shmem/Process.h"
-#include "shmem/Resources.h"
 #include "shmem/TShMemChannel.h"
+#include "support/Held.h"
 
 namespace vektest {
 namespace {
@@ -45,7 +45,7 @@ TEST(Channel, CreatorAndJoinerShareARing) {
 
 // A size that cannot be created joins instead.
 TEST(Channel, WhatNobodyCreatedCannotBeJoined) {
-  const auto before = Held();
+  const auto before = TestSupport::Held();
   for (const std::uint32_t size : {0u, 0xFFFFFFFFu}) {
     TShMemChannel channel;
     EXPECT_FALSE(channel.Open(FreshName(), size, true));
@@ -53,7 +53,7 @@ TEST(Channel, WhatNobodyCreatedCannotBeJoined) {
     EXPECT_FALSE(channel.IsOpen());
     EXPECT_EQ(channel.Name(), "");
   }
-  EXPECT_EQ(Held(), before);
+  EXPECT_EQ(TestSupport::Held(), before);
 }
 
 TEST(Channel, NamesOfAnyKindFailOrWork) {

@@ -2,12 +2,15 @@
 #pragma once
 
 #include "ShMemFixture.h"
-#include "shmem/Resources.h"
 #include "sim/SimServer.h"
+#include "support/Held.h"
 #include "support/Recorder.h"
 #include "support/SimSession.h"
 
 namespace vektest {
+
+using TestSupport::Held;
+using TestSupport::SettlesTo;
 
 // `more` are additional options of the program.
 inline std::vector<std::string> GateOptions(const VekSim::SimServer& server,

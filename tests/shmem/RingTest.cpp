@@ -1,6 +1,7 @@
-// The ring over memory written by hand, byte by byte, as seen by the other process.
+// Small rings in every state, also impossible ones, over memory as the other process sees it, byte by byte.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -16,9 +17,14 @@ using Dova::TShMemRing;
 // The ring's memory is between guards, which must not be modified.
 class Memory {
  public:
-  explicit Memory(std::uint32_t capacity) : bytes_(kGuard + 64 + capacity + kGuard, std::byte{0xA5}) {
-    std::memset(bytes_.data() + kGuard, 0, 64 + capacity);
-    Set(0, capacity);
+  // The capacity in the memory must have no effect: it is read only once, before.
+  Memory(std::uint32_t capacity, std::uint32_t read, std::uint32_t write)
+      : bytes_(kGuard + 64 + capacity + kGuard, std::byte{0xA5}) {
+    std::memset(Base(), 0, 64);
+    for (std::uint32_t at = 0; at < capacity; ++at) Data(at) = static_cast<char>('a' + at);
+    Set(0, 0xFFFFFFFF);
+    Set(4, read);
+    Set(8, write);
   }
   void Set(std::size_t offset, std::uint32_t value) { std::memcpy(Base() + offset, &value, 4); }
   std::uint32_t Get(std::size_t offset) {
@@ -26,18 +32,7 @@ class Memory {
     std::memcpy(&value, Base() + offset, 4);
     return value;
   }
-  // The capacity in the memory must have no effect: it is read only once, before.
-  void SetIndices(std::uint32_t read, std::uint32_t write) {
-    Set(0, 0xFFFFFFFF);
-    Set(4, read);
-    Set(8, write);
-  }
-  std::string Data(std::size_t at, std::size_t count) {
-    return {reinterpret_cast<const char*>(Base()) + 64 + at, count};
-  }
-  void PutData(std::size_t at, const std::string& text) {
-    std::memcpy(Base() + 64 + at, text.data(), text.size());
-  }
+  char& Data(std::size_t at) { return reinterpret_cast<char*>(Base())[64 + at]; }
   std::byte* Base() { return bytes_.data() + kGuard; }
   bool GuardsHold() const {
     for (std::size_t i = 0; i < kGuard; ++i) {
@@ -51,72 +46,64 @@ class Memory {
   std::vector<std::byte> bytes_;
 };
 
-struct Case {
+struct State {
   std::uint32_t capacity, read, write;
-  std::size_t length;
-  std::ptrdiff_t moved;
-  std::uint32_t indexAfter;
+
+  bool IsBroken() const { return read >= capacity || write >= capacity; }
+  std::size_t Used() const { return (write + capacity - read) % capacity; }
 };
 
 constexpr std::ptrdiff_t kBroken = TShMemRing::kBroken;
 
-TEST(Ring, WritesWhatFits) {
-  const Case cases[] = {{11, 0, 0, 4, 4, 4},
-                        {11, 0, 0, 10, 10, 10},
-                        {11, 0, 0, 11, 10, 10},
-                        {11, 5, 5, 6, 6, 0},  // ends at the capacity exactly
-                        {11, 5, 5, 7, 7, 1},
-                        {11, 5, 5, 99, 10, 4},
-                        {11, 5, 4, 1, 0, 4},
-                        {11, 0, 10, 1, 0, 10},  // full, with the writer at the very end
-                        {11, 5, 2, 9, 2, 4},
-                        {11, 3, 8, 3, 3, 0},
-                        {11, 3, 8, 0, 0, 8},
-                        {1, 0, 0, 5, 0, 0},
-                        {2, 0, 1, 1, 0, 1},
-                        {2, 1, 1, 1, 1, 0},
-                        {11, 11, 0, 1, kBroken, 0},
-                        {11, 0, 11, 1, kBroken, 11},
-                        {11, 0xFFFFFFFF, 3, 1, kBroken, 3},
-                        {11, 3, 0x80000000, 1, kBroken, 0x80000000}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.capacity << " " << c.read << " " << c.write << " " << c.length);
-    Memory memory(c.capacity);
-    memory.SetIndices(c.read, c.write);
-    std::string bytes(c.length, '\0');
-    for (std::size_t i = 0; i < c.length; ++i) bytes[i] = static_cast<char>('a' + i % 26);
-    EXPECT_EQ(TShMemRing(memory.Base(), c.capacity).Write(bytes.data(), bytes.size()), c.moved);
-    EXPECT_EQ(memory.Get(8), c.indexAfter);
-    EXPECT_EQ(memory.Get(4), c.read) << "the reader's index is the reader's";
-    for (std::ptrdiff_t i = 0; i < c.moved; ++i) {
-      EXPECT_EQ(memory.Data((c.write + static_cast<std::size_t>(i)) % c.capacity, 1)[0],
-                bytes[static_cast<std::size_t>(i)]);
-    }
-    EXPECT_TRUE(memory.GuardsHold());
+void Write(const State& state, std::size_t length) {
+  Memory memory(state.capacity, state.read, state.write);
+  const std::string bytes = std::string("ABCDEFGH").substr(0, length);
+  const auto wrote = TShMemRing(memory.Base(), state.capacity).Write(bytes.data(), length);
+  EXPECT_EQ(memory.Get(4), state.read) << "the reader's index is the reader's";
+  EXPECT_TRUE(memory.GuardsHold());
+  if (state.IsBroken()) {
+    EXPECT_EQ(wrote, kBroken);
+    EXPECT_EQ(memory.Get(8), state.write);
+    return;
   }
+  const std::size_t fits = std::min<std::size_t>(length, state.capacity - 1 - state.Used());
+  ASSERT_EQ(wrote, static_cast<std::ptrdiff_t>(fits));
+  EXPECT_EQ(memory.Get(8), (state.write + fits) % state.capacity);
+  for (std::size_t i = 0; i < fits; ++i) EXPECT_EQ(memory.Data((state.write + i) % state.capacity), bytes[i]);
 }
 
-TEST(Ring, ReadsWhatIsThere) {
-  const Case cases[] = {{11, 0, 0, 4, 0, 0},        {11, 0, 4, 9, 4, 4},
-                        {11, 0, 10, 3, 3, 3},       {11, 7, 0, 9, 4, 0},  // ends at the capacity exactly
-                        {11, 7, 3, 9, 7, 3},        {11, 7, 3, 5, 5, 1},
-                        {11, 10, 9, 99, 10, 9},     {2, 1, 0, 1, 1, 0},
-                        {11, 4, 9, 0, 0, 4},        {11, 11, 0, 9, kBroken, 11},
-                        {11, 2, 11, 9, kBroken, 2}, {11, 2, 0xFFFFFFFF, 9, kBroken, 2}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.capacity << " " << c.read << " " << c.write << " " << c.length);
-    Memory memory(c.capacity);
-    memory.SetIndices(c.read, c.write);
-    memory.PutData(0, std::string("abcdefghijk").substr(0, c.capacity));
-    std::string buffer(c.length + 1, '#');
-    EXPECT_EQ(TShMemRing(memory.Base(), c.capacity).Read(buffer.data(), c.length), c.moved);
-    EXPECT_EQ(memory.Get(4), c.indexAfter);
-    EXPECT_EQ(memory.Get(8), c.write) << "the writer's index is the writer's";
-    for (std::ptrdiff_t i = 0; i < c.moved; ++i) {
-      EXPECT_EQ(buffer[static_cast<std::size_t>(i)],
-                static_cast<char>('a' + (c.read + static_cast<std::size_t>(i)) % c.capacity));
+void Read(const State& state, std::size_t length) {
+  Memory memory(state.capacity, state.read, state.write);
+  std::string buffer(length + 1, '#');
+  const auto read = TShMemRing(memory.Base(), state.capacity).Read(buffer.data(), length);
+  EXPECT_EQ(memory.Get(8), state.write) << "the writer's index is the writer's";
+  EXPECT_TRUE(memory.GuardsHold());
+  if (state.IsBroken()) {
+    EXPECT_EQ(read, kBroken);
+    EXPECT_EQ(memory.Get(4), state.read);
+    return;
+  }
+  const std::size_t there = std::min(length, state.Used());
+  ASSERT_EQ(read, static_cast<std::ptrdiff_t>(there));
+  EXPECT_EQ(memory.Get(4), (state.read + there) % state.capacity);
+  for (std::size_t i = 0; i < there; ++i)
+    EXPECT_EQ(buffer[i], static_cast<char>('a' + (state.read + i) % state.capacity));
+  EXPECT_EQ(buffer[there], '#');
+}
+
+TEST(Ring, MovesWhatFitsFromEveryState) {
+  for (const std::uint32_t capacity : {1u, 2u, 3u, 4u, 6u}) {
+    std::vector<std::uint32_t> indices{0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    for (std::uint32_t index = 0; index <= capacity; ++index) indices.push_back(index);
+    for (const std::uint32_t read : indices) {
+      for (const std::uint32_t write : indices) {
+        for (std::size_t length = 0; length <= 8; ++length) {
+          SCOPED_TRACE(testing::Message() << capacity << " " << read << " " << write << " " << length);
+          Write({capacity, read, write}, length);
+          Read({capacity, read, write}, length);
+        }
+      }
     }
-    EXPECT_EQ(buffer[static_cast<std::size_t>(std::max<std::ptrdiff_t>(c.moved, 0))], '#');
   }
 }
 

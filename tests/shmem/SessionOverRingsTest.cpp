@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "OtherProcess.h"
-#include "shmem/Resources.h"
 #include "sim/SimGateway.h"
 #include "support/WholeSession.h"
 

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "shmem/Process.h"
-#include "shmem/Resources.h"
 #include "shmem/TShMemCli.h"
 #include "sim/SimRings.h"
 #include "support/MesRecorder.h"
