@@ -10,8 +10,8 @@ namespace TestSupport {
 // While true, the library cannot start threads.
 extern std::atomic<bool> refuseThreads;
 
-// If not null, the body of the library's next thread starts when this event is set. The other event, unless
-// null, is set when the thread exists and waits.
+// Windows: if not null, the body of the library's next thread starts when this event is set. The other event,
+// unless null, is set when the thread exists and waits.
 extern std::atomic<Dova::Os::TEvent*> holdNextThread;
 extern std::atomic<Dova::Os::TEvent*> nextThreadHeld;
 

@@ -17,7 +17,6 @@
 #include "shmem/TCoreRun.h"
 #include "support/SessionFixture.h"
 #include "support/TVirtualTimerQueue.h"
-#include "vekapi/VekApiC.h"
 #include "vekapi/VekClient.h"
 #include "vekapi/VekClientHandler.h"
 #include "vekapi/VekFlowCtrlSender.h"
@@ -136,21 +135,6 @@ TEST_F(ShortageOfASession, APasswordChangeIsRefused) {
   EXPECT_EQ(mes->TakeSent(), "");
 }
 
-TEST(Shortage, AClientThatCannotBeMadeHoldsNothing) {
-  for (int first = 0;; ++first) {
-    bool felt = false;
-    {
-      const TNoMemory none(first);
-      const CVekClientCallbacks silent{};
-      CVekClient client = CVekClient_Create(&silent, nullptr);
-      CVekClient_Delete(&client);
-      felt = none.WasFelt();
-    }
-    EXPECT_FALSE(TCoreRun::Release()) << "somebody holds the core thread: " << first;
-    if (!felt) break;
-  }
-}
-
 // A window whose thread creates and deletes a session in the window procedure.
 class TCoreUser final : public Os::TMessageHandler {
  public:
@@ -176,23 +160,6 @@ class TCoreUser final : public Os::TMessageHandler {
   const Os::TWindowRef window_ = Os::AllocateHWnd_Impl(*this);
   int used_ = 0;
 };
-
-TEST(CoreRun, IsUsedByAWindowProcedureWhileItStarts) {
-  Os::TEvent go;
-  Os::TEvent asked;
-  TCoreUser user([&] { go.Set(); });
-  std::thread sender([&] {
-    asked.Wait();
-    user.Send();
-  });
-  TestSupport::asked = &asked;
-  TestSupport::holdNextThread = &go;
-  {
-    const TCoreRunRef core;
-    EXPECT_EQ(user.Used(), 1);
-  }
-  sender.join();
-}
 
 // The core thread is kept from ending: it requests a thread that the timers lack.
 TEST(CoreRun, IsUsedByAWindowProcedureWhileItEnds) {
