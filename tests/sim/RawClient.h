@@ -6,6 +6,7 @@
 
 #include "sim/SimServer.h"
 #include "sim/SimWire.h"
+#include "support/Wire.h"
 
 namespace VekSim {
 
@@ -60,9 +61,7 @@ class RawClient {
     return all;
   }
 
-  void Connect() {
-    Write(std::string_view("\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\4\0\2\0\x10\0apVekSocketClient\n", 38));
-  }
+  void Connect() { Write(vektest::ConnectRequest()); }
   void SignOn(std::string_view identity, std::string_view password) {
     std::string body{'\0', static_cast<char>(identity.size()), '\0', '\0',
                      static_cast<char>(password.size())};

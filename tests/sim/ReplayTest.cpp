@@ -30,19 +30,6 @@ std::string Day() {
          Record(0, false, 7, "\4\0\x80q"s) + Record(0, true, 7, "\5\0\x80hi"s);
 }
 
-TEST(Replay, SendsWhatTheServerSentWhenTheClientHasSentItsPart) {
-  const SimReplay replay(ReadRecording(Day(), "day"), {});
-  RawClient client(replay.Port());
-  client.Write("\4\0\0y"s);
-  EXPECT_EQ(CodeOf(client.Next()), Code::kConnect);
-  client.Write("\3\0\1"s);
-  client.Write("\4\0\x80?"s);
-  std::string result = client.Next();
-  Scramble(result, "k");
-  EXPECT_EQ(result, "\5\0\x80hi"s);
-  EXPECT_EQ(client.Next(), "") << "the link ends behind the last packet";
-}
-
 TEST(Replay, TakesARecordingCutAnywhereAndRefusesAnythingElse) {
   const std::string day = Day();
   std::size_t whole = 0, packets = 0;

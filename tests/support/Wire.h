@@ -71,6 +71,11 @@ inline std::string EncItem(int mode, const std::string& key) {
   return std::string{static_cast<char>(mode), static_cast<char>(key.size())} + key;
 }
 
+// Of an application "ap", version 1.2.3.4.
+inline std::string ConnectRequest() {
+  return {"\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\4\0\2\0\x10\0apVekSocketClient\n", 38};
+}
+
 inline std::string ConnectResult(bool big, const std::vector<Item>& items, char outcome = 0,
                                  const std::string& name = "GW") {
   std::string area;

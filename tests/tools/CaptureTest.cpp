@@ -20,7 +20,6 @@ std::string ToServer(int code, const std::string& text) {
   return Scrambled(Message(code, text), kKey);
 }
 
-const std::string kConnect("\x26\0\0\0\x78\x56\x34\x12\1\0\2\0\3\0\4\0\2\0\x10\0apVekSocketClient\n", 38);
 const std::string kSignOn =
     Scrambled(vektest::Pack(2, std::string("\0\x07\0\0\x06\0\0\0\0", 9) + "trader/" + "secret"), kKey);
 const std::string kAnswer = vektest::ConnectResult(false, {{"VekEnc\n", vektest::EncItem(1, kKey)}});
@@ -30,7 +29,7 @@ class VekdumpCapture : public testing::Test {
  protected:
   void Open() {
     written.Open({1, Side::Client, {}});
-    Client(kConnect);
+    Client(vektest::ConnectRequest());
     Server(kAnswer);
     Client(kSignOn);
   }
