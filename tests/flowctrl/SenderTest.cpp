@@ -92,15 +92,6 @@ TEST_F(SenderTest, NoneOvertakesWhatIsHeld) {
   EXPECT_EQ(sender->PendingCount(), 0U);
 }
 
-TEST_F(SenderTest, AFasterRateIsNoticed) {
-  sender->SetFlowCtrl(1, 1'000'000);
-  EXPECT_EQ(SendSeveral({"a\n1", "b\n2", "c\n3"}), 1U);
-  sender->SetAckTime(1);
-  sender->SetFlowCtrl(2, 100);
-  time.Advance(0);
-  EXPECT_EQ(TakeMessages(), (Lines{"a\n1", "b\n2\nc\n3"}));
-}
-
 struct TextCase {
   const char* text;
   int allowed;
@@ -172,19 +163,6 @@ TEST_F(SenderTest, LongBatchesGoInPieces) {
   EXPECT_EQ(SendText(joined), 1000U);
   EXPECT_EQ(TakeMessages(), Lines{joined});
   EXPECT_EQ(mes->Sends(), sends + 1) << "handed over together: nothing can come between the pieces";
-}
-
-TEST_F(SenderTest, WhatTheLinkRefusesCountsAsSent) {
-  sender->SetFlowCtrl(2, 100);
-  mes->refuseSends = true;
-  EXPECT_TRUE(SendOne("a\n1"));
-  EXPECT_EQ(SendSeveral({"b\n2", "c\n3"}), 1U);
-  mes->refuseSends = false;
-  EXPECT_EQ(sender->PendingCount(), 1U);
-  EXPECT_EQ(sender->RefusedCount(), 2U);
-  sender->SetAckTime(2);
-  time.Advance(100);
-  EXPECT_EQ(TakeMessages(), Lines{"c\n3"});
 }
 
 // A messenger that delivers the acknowledgement, or lets the application send, before its Send returns.
