@@ -190,28 +190,6 @@ TEST_F(Kept, SkippedLinesMisleadNothingWhereLinesCarryIds) {
   EXPECT_TRUE(told[2].starts_with("waiting to connect again: acknowledgements are missing")) << told[2];
 }
 
-// The fates of held requests, of those being sent and of those outstanding when the link ends.
-TEST_F(Kept, FatesComeBeforeTheStateOfTheEnd) {
-  MakeUp(Rated(1, 100));
-  kept->Order("W1");
-  kept->Order("W2");
-  mes->Break("cut");
-  EXPECT_EQ(kept->Take(),
-            (Lines{"W1 unknown: it may have been sent: the connection broke",
-                   "W2 not sent: the connection broke", "waiting to connect again: the connection broke"}));
-  time.Advance(250);
-  Reconnect();
-  EXPECT_EQ(kept->Take(), (Lines{"connecting: the connection broke", "signing on", "up"}));
-  EXPECT_EQ(Sent(), Lines{});
-  mes->onSend = [this] {
-    mes->onSend = nullptr;
-    mes->Break("cut");
-  };
-  kept->Order("W3");
-  EXPECT_EQ(After(0), (Lines{"W3 unknown: it may have been sent: the connection broke",
-                             "waiting to connect again: the connection broke"}));
-}
-
 TEST_F(Kept, AnswersInsideSend) {
   MakeUp(Rated(1, 100));
   mes->onSend = [this] {
