@@ -22,13 +22,13 @@ TEST(TcpSetting, WhatIsUnderstood) {
 
 TEST(TcpSetting, AnythingElseIsRefused) {
   std::istringstream refusals(
-      ";:1;h;h:;h:0;h:65536;h:+1;h:1x;h:1 N;h:1 M1;h:1 n=1;h:1 ct"
-      ";h:1 ct=;h:1 ct=-1;h:1 ct=1s;h:1 ct=1 ct=1;h:1 sq=99999999999;h:1 spin=1000001;h:1 mm=4095;h:1 "
-      "mm=1073741825;::1:5;[]:5;[::1]5;a b:1;h:1\tn");
+      ";:1;h;h:;h:0;h:65536;h:+1;h:1x;h:1 N;h:1 M1;h:1 n=1;h:1 ct;h:1 ct=0;h:1 ct=;h:1 ct=-1;h:1 ct=1s;"
+      "h:1 ct=1 ct=1;h:1 sq=99999999999;h:1 spin=1000001;h:1 mm=4095;h:1 mm=1073741825;"
+      "::1:5;[::1:5;a:b:1;[]:5;[::1]5;a b:1;h:1\tn");
   int count = 0;
   for (std::string text; std::getline(refusals, text, ';'); ++count)
     EXPECT_FALSE(TTCPSetting::Parse(text)) << text;
-  EXPECT_EQ(count, 25);
+  EXPECT_EQ(count, 28);
   for (const char* text : {"h:1\0n", "h\0:1"}) EXPECT_FALSE(TTCPSetting::Parse(std::string(text, 5)));
   std::string refused;
   EXPECT_FALSE(TTCPSetting::Parse("h:1 n ct=x M0", &refused));
