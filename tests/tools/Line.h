@@ -42,13 +42,18 @@ struct Views {
   }
 };
 
+inline std::vector<nlohmann::ordered_json> Objects(const std::string& jsonLines) {
+  std::vector<nlohmann::ordered_json> objects;
+  std::istringstream in(jsonLines);
+  for (std::string line; std::getline(in, line);) objects.push_back(nlohmann::ordered_json::parse(line));
+  return objects;
+}
+
 // The lines without their dependence on time and place, link by link: in a capture, a link is reported at its
 // first bytes.
 inline std::vector<std::string> Plain(const std::string& jsonLines) {
   std::map<int, std::vector<std::string>> links;
-  std::istringstream in(jsonLines);
-  for (std::string line; std::getline(in, line);) {
-    auto json = nlohmann::ordered_json::parse(line);
+  for (auto& json : Objects(jsonLines)) {
     for (const char* const varying : {"n", "time", "ns", "sinceNs"}) json.erase(varying);
     if (json["kind"] == "link" || json["kind"] == "end") json.erase("text");
     links[json["link"].get<int>()].push_back(json.dump());

@@ -32,17 +32,10 @@ class VekdumpLive : public testing::TestWithParam<Kind> {
   }
 };
 
-std::vector<nlohmann::json> Objects(const std::string& jsonLines) {
-  std::vector<nlohmann::json> objects;
-  std::istringstream in(jsonLines);
-  for (std::string line; std::getline(in, line);) objects.push_back(nlohmann::json::parse(line));
-  return objects;
-}
-
-std::size_t CountOf(const std::vector<nlohmann::json>& objects, const std::string& name) {
+std::size_t CountOf(const std::vector<nlohmann::ordered_json>& objects, const std::string& name) {
   return static_cast<std::size_t>(
       std::count_if(objects.begin(), objects.end(),
-                    [&](const nlohmann::json& object) { return object.value("name", "") == name; }));
+                    [&](const nlohmann::ordered_json& object) { return object.value("name", "") == name; }));
 }
 
 void ExpectNoPassword(const Views& views) {

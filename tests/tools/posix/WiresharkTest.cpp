@@ -24,9 +24,7 @@ std::string OutputOf(const std::string& command) {
 // "from|name|work id|pieces" of each packet, according to the decoder.
 std::string Expected(const std::string& jsonLines) {
   std::string expected;
-  std::istringstream in(jsonLines);
-  for (std::string line; std::getline(in, line);) {
-    const auto json = nlohmann::json::parse(line);
+  for (const auto& json : Objects(jsonLines)) {
     if (json["kind"] != "packet") continue;
     std::string name = json["name"];
     if (name == "sign-on result") name = "task result";
