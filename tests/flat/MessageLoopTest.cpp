@@ -21,47 +21,6 @@ TEST_F(LoopSession, OneMessageTellsOfManyEvents) {
   EXPECT_EQ(Take(), Lines{"report d"});
 }
 
-std::string RateOf(CVekClient* handle) {
-  const CVekTaskResult result = CVekClient_SgnResult(handle);
-  const CVekTable head = CVekTaskResult_NameTable(&result, "head");
-  const char* const rate = CVekTable_RecordIndexField(&head, 0, 0);
-  return rate ? rate : "none";
-}
-
-std::string Rate(const char* count) {
-  return SgnResult(std::string(count) + "\x01" + "1000");
-}
-
-// Two sessions, the second with two sign-on results, before the loop runs for the first time.
-TEST_F(LoopSession, InsideACallbackTheClientAnswersAsOfTheEvent) {
-  CreateOnLoop();
-  Lines answers;
-  onEvent = [&](CVekClient* handle, const std::string& line) {
-    answers.push_back(line.substr(0, 7) + "/" + CVekClient_ServerName(handle) + "/" + RateOf(handle) + "/" +
-                      std::to_string(CVekClient_State(handle)) +
-                      (CVekClient_IsSessionConnected(handle) ? "+" : "-"));
-  };
-  Link();
-  Queue(Rate("5") + Message(130, "a"));
-  CVekClient_Disconnect(&client);
-  Connect();
-  mes->Ready();
-  Queue(ConnectResult(false, {}, 0, "NEW") + Rate("6") + Rate("7") + Message(130, "b"));
-  std::thread([&] { mes->Break("gone"); }).join();
-  EXPECT_EQ(RateOf(&client), "7") << "outside callbacks it is now";
-  EXPECT_EQ(CVekClient_State(&client), cvcs_LinkBroken);
-  DispatchAll();
-  const std::string gw = "/GW.2.0.1.15/";
-  const std::string anew = "/NEW.2.0.1.15/";
-  const Lines expected{"connect" + gw + "none/2+", "ready" + gw + "5/3+",     "report " + gw + "5/3+",
-                       "connect//5/-1-",           "connect" + anew + "5/2+", "ready" + anew + "6/3+",
-                       "ready" + anew + "7/3+",    "report " + anew + "7/3+"};
-  ASSERT_EQ(answers.size(), 9u);
-  EXPECT_EQ(Lines(answers.begin(), answers.begin() + 8), expected);
-  EXPECT_EQ(answers.back().substr(answers.back().size() - 5), "7/-3-");
-  onEvent = nullptr;
-}
-
 // A callback takes a millisecond, and events arrive faster than that.
 TEST_F(LoopSession, OthersOfTheThreadGetTheirTurn) {
   SignOnOnLoop();
