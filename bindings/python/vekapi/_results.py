@@ -10,6 +10,7 @@ from ._declarations import CVekFields, CVekRecordBlock, CVekTable
 from ._library import lib
 from ._text import encode, text
 
+_AT_ONCE = 128  # records read together: their text stays in the processor's cache
 _KEPT_NAMES = 256  # lists of column names; most results repeat a few
 _names: Dict[bytes, Tuple[Tuple[str, ...], Dict[str, int]]] = {}
 
@@ -123,15 +124,16 @@ class Table(Properties, Sequence[Row]):
 
     def __init__(self, handle: Any, memory: Memory) -> None:
         super().__init__(lib.CVekTable_Properties(byref(handle)), memory)
-        self._table: CVekTable = handle
+        self._table = byref(handle)
+        self._count: Optional[int] = None
         self._tuples: Optional[List[Tuple[str, ...]]] = None
         self._columns: Optional[Tuple[Tuple[str, ...], Dict[str, int]]] = None
 
     def __len__(self) -> int:
-        if self._tuples is not None:
-            return len(self._tuples)
-        self._memory.check()
-        return int(lib.CVekTable_RecordsCount(byref(self._table)))
+        if self._count is None:
+            self._memory.check()
+            self._count = int(lib.CVekTable_RecordsCount(self._table))
+        return self._count
 
     @overload
     def __getitem__(self, index: int) -> Row: ...
@@ -151,7 +153,7 @@ class Table(Properties, Sequence[Row]):
     def mkt_flag(self) -> int:
         """The account market, cvam_... or another number."""
         self._memory.check()
-        return int(lib.CVekTable_MktFlag(byref(self._table)))
+        return int(lib.CVekTable_MktFlag(self._table))
 
     @property
     def names(self) -> Tuple[str, ...]:
@@ -168,14 +170,18 @@ class Table(Properties, Sequence[Row]):
     def value(self, row: int, column: int) -> Optional[str]:
         """One value, read from the library; None if there is no such record or column."""
         self._memory.check()
-        found: Optional[bytes] = lib.CVekTable_RecordIndexField(byref(self._table), row, column)
+        found: Optional[bytes] = lib.CVekTable_RecordIndexField(self._table, row, column)
         return text(found)
 
     def tuples(self) -> List[Tuple[str, ...]]:
         """The values of all records. Not a copy: do not change the list."""
         if self._tuples is None:
             self._at()  # must be known before the result ends, too
-            self._tuples = [values for block, count in self._blocks() for values in _values_of(block, count)]
+            tuples: List[Tuple[str, ...]] = []
+            for block, count in self._blocks():
+                for row in range(0, count, _AT_ONCE):
+                    tuples.extend(_values_of(block, row, min(row + _AT_ONCE, count), count))
+            self._tuples = tuples
         return self._tuples
 
     def column(self, name: str) -> List[str]:
@@ -231,11 +237,11 @@ class Table(Properties, Sequence[Row]):
         return memoryview(array).cast("B").toreadonly()
 
     def _blocks(self) -> Iterator[Tuple[CVekRecordBlock, int]]:
-        row = 0
-        while True:
+        row, total = 0, len(self)
+        while row < total:
             block = CVekRecordBlock()
             self._memory.check()
-            count = lib.CVekTable_RecordBlock(byref(self._table), row, byref(block))
+            count = lib.CVekTable_RecordBlock(self._table, row, byref(block))
             if not count:
                 return
             yield block, count
@@ -243,7 +249,7 @@ class Table(Properties, Sequence[Row]):
 
     def _fields(self) -> CVekFields:
         self._memory.check()
-        fields: CVekFields = lib.CVekTable_Fields(byref(self._table))
+        fields: CVekFields = lib.CVekTable_Fields(self._table)
         return fields
 
     def _column_names(self) -> Tuple[Tuple[str, ...], Dict[str, int]]:
@@ -269,11 +275,14 @@ def _names_in(raw: bytes) -> Tuple[Tuple[str, ...], Dict[str, int]]:
     return found
 
 
-def _values_of(block: CVekRecordBlock, count: int) -> Iterable[Tuple[str, ...]]:
+def _values_of(block: CVekRecordBlock, row: int, end: int, count: int) -> Iterable[Tuple[str, ...]]:
+    """The values of its records from `row` up to `end`, of `count`."""
     if not block.text:
-        return [()] * count
-    first = block.starts[0]
-    values = iter(text(string_at(block.text + first, block.textEnd - first)).split("\0"))
+        return [()] * (end - row)
+    starts, stride = block.starts, block.stride
+    first = starts[row * stride]
+    behind = starts[end * stride] if end < count else block.textEnd
+    values = iter(text(string_at(block.text + first, behind - first)).split("\0"))
     records: Iterable[Tuple[str, ...]] = zip(*[values] * block.values)
     missing = ("",) * (block.columns - block.values)
     return [record + missing for record in records] if missing else records
