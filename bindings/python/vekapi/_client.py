@@ -91,7 +91,7 @@ class Client(Owned):
 
     def _happened(self) -> None:
         # No lock: if Ctrl-C interrupted the main thread holding it, it would stay locked and block events.
-        for waiter in self._waiters and list(self._waiters):
+        for waiter in list(self._waiters):
             waiter.put(None)
 
     def _exits(self, asked: BaseException) -> None:

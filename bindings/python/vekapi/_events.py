@@ -1,14 +1,14 @@
 """Events: passing the library's callbacks to Python, and stopping them."""
 
 import threading
+from ctypes import CFUNCTYPE, c_void_p, cast
 from threading import get_ident
-from typing import Any, Callable, Dict, List, Set
+from typing import Any, Callable, List, Set, Tuple
 
 from . import _threads
 from ._library import EXITS, exit_later
 
-# Objects whose events are running, by thread, innermost last; each thread changes only its own entry.
-_running: Dict[int, List[Any]] = {}
+_running: List[Tuple[int, Any]] = []  # threads that are inside events, and whose
 ending = False  # the program is ending: new objects behave like closed ones
 _quiet = threading.Condition()
 
@@ -25,37 +25,37 @@ def entry(kind: Any, owner: Any, event: Callable[..., Any], last: bool = False, 
         here = get_ident()
         if keeps and here not in kept:
             _threads.keep()
-        mine = _running.setdefault(here, [])
-        mine.append(owner)
+        mine = here, owner
+        _running.append(mine)
         held = False
         try:
-            held = not last and owner._hold()
+            held = not last and owner._hold(here)
             if last or held and not ending:
                 event(*arguments)
         except EXITS as asked:
             if not exit_later(asked):
                 owner._exits(asked)
         finally:
-            owner._happened()
+            if owner._waiters:
+                owner._happened()
             if held:
-                owner._leave()
-            mine.pop()
-            if not mine:
-                del _running[here]
+                owner._leave(here)
+            _running.remove(mine)
             if ending:
                 quieter()  # last: at exit, threads still in here are waited for
 
-    return kind(run)
+    # The handle, which is not used, as a number: as a pointer it would be an object made for each event.
+    return cast(CFUNCTYPE(None, c_void_p, *kind._argtypes_[1:])(run), kind)
 
 
 def elsewhere() -> Set[int]:
     """The other threads that are inside events."""
-    return set(_running) - {get_ident()}
+    return {thread for thread, _ in list(_running)} - {get_ident()}
 
 
 def is_running(owner: Any) -> bool:
     """True if an event of `owner` is running on another thread."""
-    return any(owner in _running.get(thread, ()) for thread in elsewhere())
+    return any(whose is owner and thread != get_ident() for thread, whose in list(_running))
 
 
 def quieter() -> None:
@@ -89,6 +89,4 @@ def forget() -> None:
     global _quiet
     _quiet = threading.Condition()
     _threads.forget()
-    here = get_ident()
-    for thread in [t for t in _running if t != here]:
-        del _running[thread]
+    _running[:] = [(thread, owner) for thread, owner in _running if thread == get_ident()]

@@ -33,23 +33,24 @@ class Owned:
         _alive.add(self)
 
     def _call(self, function: Callable[..., Any], *arguments: Any) -> Any:
-        used = self._hold()
+        here = get_ident()
+        used = self._hold(here)
         try:
             return call(function, byref(self._handle if used else type(self._handle)()), *arguments)
         finally:
             if used:
-                self._leave()
+                self._leave(here)
 
-    def _hold(self) -> bool:
+    def _hold(self, here: int) -> bool:
         # No lock: close() looks for users after setting its flag, a user checks the flag after registering.
-        self._users.append(get_ident())
+        self._users.append(here)
         if not self._closed:
             return True
-        self._leave()
+        self._leave(here)
         return False
 
-    def _leave(self) -> None:
-        self._users.remove(get_ident())
+    def _leave(self, here: int) -> None:
+        self._users.remove(here)
         if self._closed:
             self._delete_if_last()
 

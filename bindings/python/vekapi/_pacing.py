@@ -16,7 +16,7 @@ from ._text import request
 class _Paced(Owned):
     """Base of gates and senders."""
 
-    def _happened(self) -> None: pass
+    _waiters = ()
 
     def _exits(self, asked: BaseException) -> None:
         raise asked  # no wait() to raise it from: printed and dropped

@@ -53,7 +53,7 @@ def text(raw: Optional[bytes]) -> Optional[str]:
     if raw is None:
         return None
     if raw.isascii():
-        return raw.decode("ascii")
+        return raw.decode()
     try:
         plain = raw.decode("cp950")
         if not _REASSIGNED.search(plain):
