@@ -20,6 +20,8 @@
 #include "vekapi/VekClient.h"
 #include "vekapi/VekClientHandler.h"
 #include "vekapi/VekFlowCtrlSender.h"
+#include "vekapi/VekSessionC.h"
+#include "vekapi/VekTaskResult.h"
 
 namespace {
 

@@ -11,10 +11,6 @@ bool IsSet(const std::atomic<bool>* flag) {
 
 }  // namespace
 
-bool TSyncContext::IsInside() const noexcept {
-  return owner_.load(std::memory_order_relaxed) == Os::CurrentThreadToken();
-}
-
 bool TSyncContext::Enter(TSyncScope& scope, const std::atomic<bool>* cancelled) noexcept {
   if (IsInherited()) return false;
   const std::uintptr_t me = Os::CurrentThreadToken();

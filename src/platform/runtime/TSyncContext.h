@@ -35,8 +35,6 @@ class TSyncContext : public Dstl::ref_counter<unsigned> {
   // From inside: no thread enters any more, except this one recursively.
   void Abort() noexcept;
 
-  bool IsInside() const noexcept;
-
   // True in a process forked from the one that created the context: the thread inside does not exist here. No
   // thread enters.
   bool IsInherited() const noexcept { return generation_ != Os::ProcessGeneration(); }
