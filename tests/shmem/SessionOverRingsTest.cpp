@@ -1,7 +1,5 @@
-// Complete sessions: client, gateway, server. They are ended at every point, and leave nothing behind.
-#include <atomic>
+// Complete sessions: client, gateway, server. They leave nothing behind.
 #include <cstdlib>
-#include <memory>
 #include <thread>
 
 #include "OtherProcess.h"
@@ -54,41 +52,6 @@ INSTANTIATE_TEST_SUITE_P(ByWireAndRing, EveryRing,
                                          WholeCase{VekSim::ByteOrder::Big, 1, 64, 0},
                                          WholeCase{VekSim::ByteOrder::Little, 0, 1, 0},
                                          WholeCase{VekSim::ByteOrder::Big, 2, 4096, 200}));
-
-// ---- ending it ----
-
-TEST(OverRings, EndInsideEveryEventLeavesNothingRunning) {
-  const auto disconnect = [](VekClient& inside, const std::string&) { inside.Disconnect(); };
-  const auto reconnect = [](VekClient& inside, const std::string& setting) { Connect(inside, setting); };
-  const auto destroy = [](VekClient& inside, const std::string&) { delete &inside; };
-  const std::pair<std::function<void(VekClient&, const std::string&)>, const char*> ways[] = {
-      {disconnect, "connect -1 Disconnect()"}, {reconnect, "ready"}, {destroy, "destroy"}};
-  for (const std::string event : {"connect 2", "ready", "report", "connect -3"}) {
-    for (const auto& [act, last] : ways) {
-      SimServer server;
-      SimGateway gateway(Behind(server));
-      Recorder recorder;
-      auto* const client = new VekClient(recorder);
-      std::atomic<bool> done{false};
-      recorder.onEvent = [&, &way = act](VekClient& inside, const std::string& line) {
-        if (line.rfind(event, 0) == 0 && !done.exchange(true)) way(inside, gateway.Setting());
-      };
-      Connect(*client, gateway.Setting());
-      if (event == "report" || event == "connect -3") {
-        ASSERT_TRUE(recorder.WaitFor("ready"));
-        recorder.Take();
-      }
-      if (event == "report") {
-        ASSERT_TRUE(Send(*client, 129, "W2 new\nprod=TXF side=B qty=2 price=MKT"));
-      }
-      if (event == "connect -3") gateway.DropLinks();
-      EXPECT_TRUE(recorder.WaitFor(last)) << event;
-      recorder.Settle();
-      EXPECT_TRUE(done);
-      if (last != std::string("destroy")) delete client;
-    }
-  }
-}
 
 TEST(OverRings, ManyRoundsLeaveTheSystemAsItWas) {
   SimConfig config;
