@@ -9,6 +9,7 @@
 #include "keeper/KeptSession.h"
 #include "protocol/Recording.h"
 #include "support/SessionFixture.h"
+#include "vekapi/VekApiC.h"
 #include "vekapi/VekLink.h"
 
 namespace vektest {
@@ -85,6 +86,21 @@ TEST_F(ByHand, WhatACallbackThrowsIsLost) {
   kept->onEvent = [](CVekSession*, const CVekEvent&) { throw 1; };
   Answer();
   EXPECT_EQ(Told(), "up");
+}
+
+TEST_F(ByHand, AMessageLoopTellsThousandsInSeveralTurns) {
+  CVekSessionConfig config = KeptSession::Config();
+  config.delivery = vsd_Loop;
+  kept.emplace(config);
+  kept->Open({":TestMes:lend"});
+  Reconnect();
+  while (CVekMessageLoop_Dispatch(0) > 0) continue;
+  kept->Take();
+  for (int i = 0; i < 2500; ++i) mes->Deliver(Message(130, std::to_string(i)));
+  while (CVekMessageLoop_Dispatch(0) > 0) continue;
+  const auto lines = kept->Take();
+  ASSERT_EQ(lines.size(), 2500U);
+  for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(lines[i], "report " + std::to_string(i));
 }
 
 TEST_F(ByHand, StructuresOfAnOlderVersion) {

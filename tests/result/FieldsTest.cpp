@@ -22,7 +22,8 @@ TEST(Fields, FindEveryNameHoweverMany) {
     for (int i = 0; i < count; ++i) text += "Column" + std::to_string(i) + "|";
     VekFields fields = FieldsOf((text + "Column0").c_str());
     ASSERT_EQ(fields.Count(), count);
-    const VekFields copy = fields;
+    VekFields copy;
+    copy = fields;
     fields.Clear();
     EXPECT_EQ(fields.Field("Column0"), nullptr);
     EXPECT_EQ(fields.Field(0), nullptr);

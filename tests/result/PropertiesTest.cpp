@@ -59,6 +59,15 @@ TEST(Properties, FirstValueOfAKeyHolds) {
   EXPECT_EQ(properties.Get("K"), nullptr);
 }
 
+TEST(Properties, CopiesAreIndependent) {
+  VekProperties properties(Bytes("A;k=1")), copy("T");
+  copy = properties;
+  copy.Name("B");
+  copy.Add("l", "2");
+  EXPECT_EQ(properties.Name() + Visible(properties.ToDispString()), "A|k=1");
+  EXPECT_EQ(copy.Name() + Visible(copy.ToDispString()), "B|k=1|l=2");
+}
+
 TEST(Properties, AddTakesAnyBytes) {
   VekProperties properties("T");
   const std::string key("k\0=", 3);

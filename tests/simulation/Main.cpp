@@ -209,7 +209,7 @@ Options Parse(int argc, char** argv) {
 }
 
 TEST(Simulation, SeedsOfEveryDay) {
-  EXPECT_EQ(std::system((std::string(program) + " --seeds 1..2000").c_str()), 0);
+  EXPECT_EQ(std::system((std::string(program) + " --seeds 1..4000").c_str()), 0);
 }
 
 // Among them runs whose links end while memory is short.
