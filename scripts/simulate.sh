@@ -1,7 +1,7 @@
 # Runs sessions from seeds, and checks that they find planted faults.
 
 # The number of rows of 250 seeds in which a planted fault must show itself.
-plant_rows=16
+plant_rows=32
 
 # simulate PROGRAM FROM TO: one process per processor; fails if any fails, and shows the first failure.
 simulate() {

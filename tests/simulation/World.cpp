@@ -175,7 +175,9 @@ void World::NewClient(Slot& slot) {
 
 void World::NewSender(Slot& slot, VekApi::VekClient& client) {
   const int number = sendersMade_++;
-  const Life* const life = slot.life;
+  Life* const life = slot.life;
+  if (slot.sender && slot.sender->life == life->number)
+    life->lastSend = std::max(life->lastSend, slot.sender->lastSend);
   Library([&] { slot.sender.reset(); });
   if (slot.life != life || life->destroyed) return;  // deleted by an answered message
   const auto make = [&] { slot.sender = std::make_unique<Sender>(*this, client, number, *slot.life); };
