@@ -1,6 +1,6 @@
 # Which lines and branches of the library the tests, the simulation and the fuzzers' inputs reach.
 
-coverage_seeds=1..2000
+coverage_seeds=1..4000
 
 # Runs everything that counts; a failure is shown, and does not hide what was reached.
 coverage_run() {

@@ -132,7 +132,7 @@ help_coverage() {
   cat <<'TEXT'
 usage: ./dev coverage
 
-Builds the library with counters, runs the tests, the fuzz targets on their inputs and 2,000 seeds of the simulation, all
+Builds the library with counters, runs the tests, the fuzz targets on their inputs and 4,000 seeds of the simulation, all
 natively, and prints the lines and branches reached in each directory. build/coverage/index.html shows every line;
 build/coverage/unreached.txt lists those that nothing reaches.
 TEXT

@@ -200,7 +200,7 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
     const Gateway* const gateway = World::GatewayOf(book);
     const bool cause = book.line->IsCut() || book.line->SendRefused() || chances.noThread != 0 ||
                        (gateway && gateway->MayBlame(reason)) ||
-                       (chances.noMemory != 0 && reason == VekApi::kTextNoMemory);
+                       (chances.noMemory != 0 && reason.ends_with(VekApi::kTextNoMemory));
     if (!cause) Fail("state", "a sound link broke: " + line);
     if (reason.find("closed by the peer") != std::string::npos) {
       for (std::size_t i = book.told; i < book.expected.size(); ++i) {

@@ -85,6 +85,7 @@ void LoopWorld::Run() {
       if (book.line) book.line->Thaw();
     }
   }
+  NoteArrivals();
   for (const LoopLife* const life : now_) {
     if (life) CheckAtEnd(*life);
   }
@@ -498,14 +499,13 @@ void LoopWorld::CheckEnd(LinkBook& book, int link, int state, const std::string&
     const bool cause = book.line->IsCut() || book.line->SendRefused() || story.chances.noThread != 0 ||
                        (story.chances.noMemory != 0 && reason == VekApi::kTextNoMemory);
     if (!cause) Fail("state", "a sound link broke: " + what);
-    if (reason.find("closed by the peer") != std::string::npos) CheckAllTold(book);
+    if (reason.find("closed by the peer") != std::string::npos) CheckAllTold(book, book.line->Delivered());
   }
 }
 
-void LoopWorld::CheckAllTold(const LinkBook& book) const {
+void LoopWorld::CheckAllTold(const LinkBook& book, std::size_t arrived) const {
   for (std::size_t i = book.told; i < book.expected.size(); ++i) {
-    if (book.expected[i].end <= book.line->Delivered())
-      Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
+    if (book.expected[i].end <= arrived) Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
   }
 }
 
@@ -521,7 +521,7 @@ void LoopWorld::CheckAtEnd(const LoopLife& life) {
   if (found == links.end() || found->second.over || !CVekClient_IsSessionConnected(&life.client)) return;
   const LinkBook& book = found->second;
   if (!book.line || book.line->IsCut() || book.badPacket) return;
-  CheckAllTold(book);
+  CheckAllTold(book, book.arrived);
   for (const auto& each : requests_) {
     if (each.life == life.number && each.accepted && each.link < 0 && each.begun > life.lastChange &&
         book.line->BackedUp() == 0)

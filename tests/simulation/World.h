@@ -52,6 +52,7 @@ struct LinkBook {
   Ns begun = 0;
   Ns opened = kNever;
   Ns lastTold = 0;
+  std::size_t arrived = 0;  // bytes, when the run was over
   std::shared_ptr<Line> line;
   std::shared_ptr<Line> proxy;  // of a link over rings: its line is the gateway's
   int sender = -1;              // the first whose paced requests came
@@ -212,6 +213,8 @@ class World : public Net {
  protected:
   using RequestCall = std::function<bool(const std::string& id, std::string& buffer)>;
   const Request& Make(const Step& step, int life, const RequestCall& call);
+
+  void NoteArrivals();
 
   std::deque<Request> requests_;
 
