@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/runtime/TTimerQueue.h"
 #include "platform/transport/TMesRegs.h"
 #include "protocol/ConnectRequest.h"
 #include "protocol/Packet.h"
@@ -64,10 +65,13 @@ const char* TLink::MesOpen(const std::string& setting) {
   mes_ = mes;
   packets_.SetMaxMessage(mes->MaxMessageBytes());
   stage_.Start(&TLink::OnOpenTimer, static_cast<unsigned>(mes->LinkTimeoutMs()));
+  // Without timers nobody would end a link to a silent server.
+  const bool timeless = Dova::TTimerQueue::Current().IsStuck();
   mes->SetSyncContext(context_);
   mes->SetEvHandler(this);
-  if (mes->Open()) return nullptr;
-  impl_.SetWhy(vsr_NoThread, "the link's thread could not be started");
+  if (!timeless && mes->Open()) return nullptr;
+  impl_.SetWhy(vsr_NoThread,
+               timeless ? "no thread for timers could be started" : "the link's thread could not be started");
   return kTextBadSetting;
 }
 

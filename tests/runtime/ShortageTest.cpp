@@ -20,6 +20,7 @@
 #include "vekapi/VekClient.h"
 #include "vekapi/VekClientHandler.h"
 #include "vekapi/VekFlowCtrlSender.h"
+#include "vekapi/VekLink.h"
 #include "vekapi/VekSessionC.h"
 #include "vekapi/VekTaskResult.h"
 
@@ -50,6 +51,19 @@ TEST(Shortage, ARefusedTimerThreadIsAskedForAtEveryChance) {
     EXPECT_TRUE(clock.Rings()) << name;
   }
   EXPECT_EQ(TThreadTimerQueue::Instance().ThreadCount(), 0u);
+}
+
+// Nobody would end it if its server were silent.
+TEST(Shortage, ALinkWithoutTimersIsRefused) {
+  VekApi::VekClientHandlerBase events;
+  refuseThreads = true;
+  VekApi::VekClient client(events);
+  client.Connect(":TestMes:lend", "App", "1.2", "id", "sub", "secret");
+  EXPECT_EQ(client.State(), VekApi::vcs_LinkError);
+  EXPECT_EQ(VekApi::VekLink::Reason(client), vsr_NoThread);
+  refuseThreads = false;
+  client.Connect(":TestMes:lend", "App", "1.2", "id", "sub", "secret");
+  EXPECT_EQ(client.State(), VekApi::vcs_Connecting);
 }
 
 TEST(Shortage, WaitingTakesNoMemory) {

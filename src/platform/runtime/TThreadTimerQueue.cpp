@@ -37,6 +37,12 @@ Os::TTime TThreadTimerQueue::Now() const noexcept {
   return Os::TClock::now();
 }
 
+bool TThreadTimerQueue::IsStuck() noexcept {
+  if (!LacksThread()) return false;
+  const TLock lock(mutex_);
+  return LacksThread() && !helper_;
+}
+
 bool TThreadTimerQueue::AskForThread() noexcept {
   TThreadTimerQueue& queue = Instance();
   if (!queue.LacksThread()) return false;

@@ -28,6 +28,7 @@ class TThreadTimerQueue final : public TTimerQueue {
 
   Os::TTime Now() const noexcept override;
   std::int64_t Tick() const noexcept override { return Os::Tick(); }
+  bool IsStuck() noexcept override;
   unsigned TickMs() const noexcept override { return Os::kTickMs; }
 
   // Retries to start a missing thread; true if it is still missing.

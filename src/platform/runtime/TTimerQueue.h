@@ -30,6 +30,9 @@ class TTimerQueue {
   virtual std::int64_t Tick() const noexcept { return Now().time_since_epoch().count(); }
   virtual unsigned TickMs() const noexcept { return 0; }
 
+  // Timers wait for a thread that could not be started, and nobody will ask for it again.
+  virtual bool IsStuck() noexcept { return false; }
+
  protected:
   using TLock = std::unique_lock<Os::TMutex>;
   // A running expiry; lives on the stack of its thread.
