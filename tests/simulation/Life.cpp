@@ -138,7 +138,8 @@ int Life::Unnamed(int state, const std::string& reason) const {
     const LinkBook& book = world_.links[call.link];
     if (found < 0 || !book.over) found = call.link;
     const bool hasCause = !Begins(reason, "ShMem") || !world_.CouldBeOpened(call.link);
-    if (state == VekApi::vcs_LinkError && !book.over && book.told == 0 && hasCause) return found;
+    const bool early = state == VekApi::vcs_LinkError || state == VekApi::vcs_LinkBroken;
+    if (early && !book.over && book.told == 0 && hasCause) return found;
   }
   return found;
 }
