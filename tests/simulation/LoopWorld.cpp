@@ -375,9 +375,9 @@ void LoopWorld::OnReady(LoopLife& life, const CVekClient& client) {
   if (!id || "S" + std::string(id) + ".0.0.0.0" != CVekClient_ServerName(&client))
     Fail("mixed", "the sign-on of another link");
   if (const int link = std::atoi(id); std::exchange(life.rated, link) != link) {
-    // The acknowledgement of what was sent over this link before counts for a later request.
-    const auto made = std::ranges::find(life.calls, link, &LoopLife::Call::link);
-    if (!life.begun.empty() && life.begun.back() > made->begun) rows_[link].paced = false;
+    // The acknowledgement of what was, or may have been, sent over this link before counts for a later one.
+    Row& row = rows_[link];
+    if (!row.arrivals.empty() || life.came.size() < life.begun.size()) row.paced = false;
     SetRate(life);
   }
   Told(life, client, "ready");
