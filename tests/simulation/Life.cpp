@@ -7,6 +7,7 @@
 #include "simulation/Gateway.h"
 #include "simulation/Server.h"
 #include "simulation/World.h"
+#include "vekapi/VekLink.h"
 
 namespace vektest {
 // A link has ended if a call that began after the return of the call that made it has itself returned.
@@ -154,6 +155,9 @@ void Life::RestartSender() {
 void Life::CheckOwnWords(VekApi::VekClient& client, const std::string& line) {
   const int state = client.State();
   const std::string reason = line.substr(line.find(' ', 8) + 1);
+  const auto& chances = world_.story.chances;
+  lacksThread_ =
+      (chances.noThread != 0 || chances.noMemory != 0) && VekApi::VekLink::Reason(client) == vsr_NoThread;
   if (state == VekApi::vcs_Disconnected) {
     if (reason != "Disconnect()") Fail("state", line);
     if (world_.slots[slot_].connecting.empty()) Fail("late", "\"Disconnect()\" when nobody disconnects");
@@ -190,8 +194,7 @@ void Life::CheckEnd(LinkBook& book, int link, const std::string& line) {
   if (state == VekApi::vcs_LinkError) {
     if (book.told != 0) Fail("state", "a link that was up could not be opened: " + line);
     if (world_.CouldBeOpened(link)) Fail("state", "one of the addresses would have answered: " + line);
-    if (reason == VekApi::kTextBadSetting && world_.story.chances.noThread == 0)
-      Fail("reason", "the setting is right: " + line);
+    if (reason == VekApi::kTextBadSetting && !lacksThread_) Fail("reason", "the setting is right: " + line);
   } else if (reason == "Sign-on timeout") {
     if (world_.Now() - book.lastTold < 44'900 * kMs && age < 44'900 * kMs) Fail("early", line);
   } else if (reason == "Invalid packet length") {

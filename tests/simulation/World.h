@@ -119,6 +119,7 @@ class Life final : public VekApi::VekClientHandler {
   World& world_;
   const unsigned slot_;
   std::string lastLine_;
+  bool lacksThread_ = false;  // the last reason
 };
 
 class Sender final : public VekApi::VekFlowCtrlSender {
