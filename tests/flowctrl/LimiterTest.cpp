@@ -48,6 +48,9 @@ TEST_F(LimiterTest, ExtremeNumbers) {
   EXPECT_EQ(limiter.CheckFlowCtrlWaitAck(), INT_MAX);
   queue.Advance(INT_MAX);
   EXPECT_EQ(limiter.CheckFlowCtrlWaitAck(), 0);
+  limiter.Clear();
+  EXPECT_FALSE(limiter.IsActive());
+  EXPECT_EQ(limiter.CheckFlowCtrlWaitAck(), 0);
 }
 
 class LimiterProperty : public LimiterTest, public testing::WithParamInterface<unsigned> {};

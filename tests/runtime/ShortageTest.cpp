@@ -151,6 +151,60 @@ TEST_F(ShortageOfASession, APasswordChangeIsRefused) {
   EXPECT_EQ(mes->TakeSent(), "");
 }
 
+// Each call fails at another allocation every time, until it has all it needs. What it answers then says so.
+TEST(Shortage, FunctionsOfASessionSayThatThereIsNoMemory) {
+  CVekSessionConfig config;
+  CVekSession_Defaults(&config, sizeof config);
+  config.id1 = "a name too long to be kept in place";
+  CVekSession session{};
+  const std::string text(100, 'x'), setting = ":TestMes:" + text, packet = vektest::Message(130, text);
+  const VekApi::VekTaskResult result;
+  CVekEvent event{};
+  event.size = sizeof event;
+  event.kind = vse_Trace;
+  event.flags = vsg_Packet | vsg_LowFirst;
+  event.text = packet.data();
+  event.textLength = static_cast<std::uint32_t>(packet.size());
+  event.workId = event.detail = text.c_str();
+  event.result.object = const_cast<VekApi::VekTaskResult*>(&result);
+  char out[1000];
+  const auto create = [&] {
+    CVekSession_Delete(&session);
+    std::int32_t reason = 0;
+    session = CVekSession_Create(&config, &reason);
+    return reason == 0;
+  };
+  const auto keep = [&] {
+    CVekTaskResult kept = CVekSession_KeepResult(&session, &event);
+    const bool done = kept.object;
+    CVekTaskResult_Free(&kept);
+    return done;
+  };
+  const std::pair<const char*, std::function<bool()>> calls[] = {
+      {"create", create},
+      {"endpoint", [&] { return CVekSession_AddEndpoint(&session, setting.c_str()) == 0; }},
+      {"resync", [&] { return CVekSession_AddResync(&session, text.c_str()) == 0; }},
+      {"password", [&] { return CVekSession_SetPassword(&session, text.c_str()) == 0; }},
+      {"keep", keep},
+      {"utf8", [&] { return CVekApi_ToUtf8(text.data(), 100, out, sizeof out) != 0; }},
+      {"describe", [&] { return CVekApi_Describe(&event, out, sizeof out) != 0; }},
+      {"record", [&] { return CVekApi_RecordOf(&event, out, sizeof out) != 0; }}};
+  for (const auto& [name, call] : calls) {
+    bool felt = true;
+    for (int first = 0; felt && first < 1000; ++first) {
+      bool done = false;
+      {
+        const TNoMemory none(first);
+        done = call();
+        felt = none.WasFelt();
+      }
+      EXPECT_NE(done, felt) << name << ' ' << first;
+    }
+    EXPECT_FALSE(felt) << name;
+  }
+  CVekSession_Delete(&session);
+}
+
 // A window whose thread creates and deletes a session in the window procedure.
 class TCoreUser final : public Os::TMessageHandler {
  public:
