@@ -12,8 +12,10 @@ import sys
 from random_programs import complaint, run
 
 BEGIN = f"""
-import signal, sys, threading
+import atexit, signal, sys, threading
 sys.path.insert(0, {str(pathlib.Path(__file__).resolve().parents[2] / "bindings/python")!r})
+late = []  # calls made when the module has ended
+atexit.register(lambda: [call() for call in late])
 import vekapi
 vekapi.load({sys.argv[1]!r})
 ready = threading.Event()
@@ -72,6 +74,16 @@ begin(Exits()).wait(lambda: False)
 class Exits(Session):
     def on_ready(self, client): sys.exit(9)
 begin(Exits(), True).wait(lambda: False)
+"""),
+    "makes objects after its end": (0, "", """
+def make_some():
+    after = vekapi.Client(Session())
+    with vekapi.Sender(client) as sender, vekapi.Sender(after), vekapi.Gate(lambda gate: gate.take()) as gate:
+        assert not (after.connect("127.0.0.1:1", "", "", "", "", "") or sender.send("w new\\nx"))
+        gate.call_when_free()
+late.append(make_some)
+client = begin()
+ready.wait(20)
 """),
     "is interrupted in dispatch(-1)": (-2, "KeyboardInterrupt", """
 interrupt_elsewhere()

@@ -24,13 +24,16 @@ class Owned:
     _delete, _rank = "", 0  # the function that deletes; the order at exit
 
     def __init__(self, handle: Any, of_thread: Optional[threading.Thread] = None) -> None:
-        if not handle:
+        if not handle and not _events.ending:
             raise MemoryError(f"a {type(self).__name__} cannot be made: no memory, no window, or its client is closed")
         self._handle, self._thread = handle, of_thread
         self._lock, self._closed = threading.Lock(), _events.ending
         self._users: List[int] = []  # threads, once per call or event they are inside
         self._deleting: Optional[int] = None  # the deleting thread
-        _alive.add(self)
+        if handle:
+            _alive.add(self)
+        if self._closed:
+            self._delete_if_last()  # nothing closes it any more
 
     def _call(self, function: Callable[..., Any], *arguments: Any) -> Any:
         here = get_ident()
