@@ -50,6 +50,8 @@ else()
   target_link_options(vekapi PRIVATE -Wl,-z,nodelete)
   # Lazy binding would save the registers on that thread's stack, and with them parts of the data being copied.
   target_link_options(vekapi PRIVATE -Wl,-z,now)
+  # The library's calls of its own functions go to them, whatever else has functions of the same names.
+  target_link_options(vekapi PRIVATE -Wl,-Bsymbolic-functions)
 endif()
 include(cmake/exports.cmake)
 

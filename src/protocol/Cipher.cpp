@@ -1,6 +1,5 @@
 #include "protocol/Cipher.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "protocol/XorBytes.h"
@@ -27,12 +26,10 @@ void TCipher::Xor(char* packet, int length) const {
   if (!pad_ || length <= kHeadBytes) return;
   char* at = packet + kHeadBytes;
   auto left = static_cast<std::size_t>(length - kHeadBytes);
-  while (left != 0) {
-    const std::size_t count = std::min(left, pad_->size());
-    XorBytes(at, pad_->data(), count);
-    at += count;
-    left -= count;
+  for (; left > pad_->size(); left -= pad_->size(), at += pad_->size()) {
+    XorBytes(at, pad_->data(), pad_->size());
   }
+  XorBytes(at, pad_->data(), left);
 }
 
 }  // namespace VekApi

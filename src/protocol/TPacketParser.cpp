@@ -18,7 +18,7 @@ void TPacketParser::Parse(char* block, unsigned length) {
     if (pkLength < kHeadBytes) return events_.OnStreamBroken(kBadPacketLength);
     if (pkLength > length) break;
     Dispatch(block, static_cast<int>(pkLength));
-    if (events_.Over()) return;
+    if (Over()) return;
     block += pkLength;
     length -= pkLength;
   }
@@ -45,7 +45,7 @@ bool TPacketParser::CompleteCarried(char*& block, unsigned& length) {
   std::string packet;
   packet.swap(recvBuf_);  // an event may change the parser, but not this copy
   Dispatch(packet.data(), pkLength);
-  if (events_.Over()) return false;
+  if (Over()) return false;
   packet.clear();
   packet.swap(recvBuf_);
   return true;
@@ -56,7 +56,7 @@ void TPacketParser::Dispatch(char* packet, int length) {
   if (code != PkConnect) cipher_.Xor(packet, length);
   if (tapped_.load(std::memory_order_relaxed)) {
     events_.OnPacket(packet, length);
-    if (events_.Over()) return;
+    if (Over()) return;
   }
   if (code == PkConnect) return events_.OnPkConnectResult(packet, length);
   switch (code) {

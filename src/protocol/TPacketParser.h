@@ -12,10 +12,6 @@ namespace VekApi {
 // may be modified.
 class TPacketEvents {
  public:
-  // True if the rest of the stream is no longer wanted. Checked after each of the calls below; the parser
-  // then drops the rest of its block and accesses only members that its owner keeps alive.
-  virtual bool Over() const = 0;
-
   // Each single packet, before it is interpreted. Only while the parser is tapped.
   virtual void OnPacket(const char* /*packet*/, int /*length*/) {}
 
@@ -42,9 +38,12 @@ class TPacketParser {
   static constexpr char kBadPacketLength[] = "Invalid packet length";
   static constexpr char kMessageTooLong[] = "Message too long";
 
-  explicit TPacketParser(TPacketEvents& events) : TPacketParser(events, kNotTapped) {}
-  // OnPacket is called while `tapped`, which must live as long as the parser.
-  TPacketParser(TPacketEvents& events, const std::atomic<bool>& tapped) : events_(events), tapped_(tapped) {}
+  // Both flags must live as long as the parser. `over`: the rest of the stream is no longer wanted; checked
+  // after each event, and the parser then drops the rest of its block and accesses only members that its
+  // owner keeps alive. OnPacket is called while `tapped`.
+  TPacketParser(TPacketEvents& events, const std::atomic<bool>& over,
+                const std::atomic<bool>& tapped = kNotTapped)
+      : events_(events), over_(over), tapped_(tapped) {}
 
   // Scrambling and byte order of the bytes that follow.
   void SetCipher(const TCipher& cipher) { cipher_ = cipher; }
@@ -66,8 +65,10 @@ class TPacketParser {
   bool CompleteCarried(char*& block, unsigned& length);
   void Dispatch(char* packet, int length);
   bool AppendToBigPk(const char* packet, unsigned length);
+  bool Over() const { return over_.load(std::memory_order_acquire); }
 
   TPacketEvents& events_;
+  const std::atomic<bool>& over_;
   const std::atomic<bool>& tapped_;
   TCipher cipher_;
   std::size_t maxMessageBytes_ = 0;

@@ -10,66 +10,71 @@
 namespace VekApi {
 namespace {
 
-void XorTail(char* bytes, const char* pad, std::size_t count) {
-  for (; count >= sizeof(std::uint64_t); count -= sizeof(std::uint64_t)) {
-    std::uint64_t value;
-    std::uint64_t key;
-    std::memcpy(&value, bytes, sizeof value);
-    std::memcpy(&key, pad, sizeof key);
-    value ^= key;
-    std::memcpy(bytes, &value, sizeof value);
-    bytes += sizeof value;
-    pad += sizeof value;
-  }
-  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<char>(bytes[i] ^ pad[i]);
+const bool kAvx2 = Dova::Os::HasAvx2();  // false before it is initialised, which is only slower
+
+std::uint64_t Xor8(const char* bytes, const char* pad) {
+  std::uint64_t value;
+  std::uint64_t key;
+  std::memcpy(&value, bytes, sizeof value);
+  std::memcpy(&key, pad, sizeof key);
+  return value ^ key;
 }
 
-void Xor16(char* bytes, const char* pad) {
-  auto* at = reinterpret_cast<__m128i*>(bytes);
-  const auto* key = reinterpret_cast<const __m128i*>(pad);
-  _mm_storeu_si128(at, _mm_xor_si128(_mm_loadu_si128(at), _mm_loadu_si128(key)));
+__m128i Xor16(const char* bytes, const char* pad) {
+  return _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)),
+                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(pad)));
+}
+
+VEKAPI_TARGET_AVX2 __m256i Xor32(const char* bytes, const char* pad) {
+  return _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes)),
+                          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pad)));
+}
+
+// Below: the last step of a whole word may overlap the one before it, so it is computed first and stored
+// last.
+
+void XorSmall(char* bytes, const char* pad, std::size_t count) {
+  if (count < sizeof(std::uint64_t)) {
+    for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<char>(bytes[i] ^ pad[i]);
+    return;
+  }
+  const std::size_t last = count - sizeof(std::uint64_t);
+  const std::uint64_t end = Xor8(bytes + last, pad + last);
+  const std::uint64_t begin = Xor8(bytes, pad);
+  std::memcpy(bytes, &begin, sizeof begin);
+  std::memcpy(bytes + last, &end, sizeof end);
 }
 
 void XorSse2(char* bytes, const char* pad, std::size_t count) {
-  std::size_t i = 0;
-  for (; i + 64 <= count; i += 64) {
-    Xor16(bytes + i, pad + i);
-    Xor16(bytes + i + 16, pad + i + 16);
-    Xor16(bytes + i + 32, pad + i + 32);
-    Xor16(bytes + i + 48, pad + i + 48);
+  const std::size_t last = count - sizeof(__m128i);
+  const __m128i end = Xor16(bytes + last, pad + last);
+  for (std::size_t i = 0; i < last; i += sizeof(__m128i)) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + i), Xor16(bytes + i, pad + i));
   }
-  for (; i + 16 <= count; i += 16) Xor16(bytes + i, pad + i);
-  XorTail(bytes + i, pad + i, count - i);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + last), end);
 }
 
 VEKAPI_TARGET_AVX2 void XorAvx2(char* bytes, const char* pad, std::size_t count) {
+  const std::size_t last = count - sizeof(__m256i);
+  const __m256i end = Xor32(bytes + last, pad + last);
   std::size_t i = 0;
-  for (; i + 128 <= count; i += 128) {
-    auto* at = reinterpret_cast<__m256i*>(bytes + i);
-    const auto* key = reinterpret_cast<const __m256i*>(pad + i);
-    for (int step = 0; step < 4; ++step) {
-      _mm256_storeu_si256(at + step,
-                          _mm256_xor_si256(_mm256_loadu_si256(at + step), _mm256_loadu_si256(key + step)));
+  for (; i + 4 * sizeof(__m256i) < count; i += 4 * sizeof(__m256i)) {
+    for (std::size_t at = i; at < i + 4 * sizeof(__m256i); at += sizeof(__m256i)) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + at), Xor32(bytes + at, pad + at));
     }
   }
-  for (; i + 32 <= count; i += 32) {
-    auto* at = reinterpret_cast<__m256i*>(bytes + i);
-    const auto* key = reinterpret_cast<const __m256i*>(pad + i);
-    _mm256_storeu_si256(at, _mm256_xor_si256(_mm256_loadu_si256(at), _mm256_loadu_si256(key)));
+  for (; i < last; i += sizeof(__m256i)) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + i), Xor32(bytes + i, pad + i));
   }
-  _mm256_zeroupper();
-  XorTail(bytes + i, pad + i, count - i);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + last), end);
 }
 
 }  // namespace
 
 void XorBytes(char* bytes, const char* pad, std::size_t count) noexcept {
-  static const bool avx2 = Dova::Os::HasAvx2();
-  if (avx2 && count >= 32) {
-    XorAvx2(bytes, pad, count);
-  } else {
-    XorSse2(bytes, pad, count);
-  }
+  if (count < sizeof(__m128i)) return XorSmall(bytes, pad, count);
+  if (kAvx2 && count >= sizeof(__m256i)) return XorAvx2(bytes, pad, count);
+  XorSse2(bytes, pad, count);
 }
 
 }  // namespace VekApi

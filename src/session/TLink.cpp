@@ -38,7 +38,7 @@ TLink::TLink(VekClient& client, VekClient::TImpl& impl)
       impl_(impl),
       context_(impl.Context()),
       number_(impl.NextLinkNumber()),
-      packets_(*this, impl.Tap().On()),
+      packets_(*this, over_, impl.Tap().On()),
       heartbeat_(Dova::ots_OneShot, *this),
       stage_(Dova::ots_OneShot, *this) {
   heartbeat_.SetTarget(&TLink::OnHeartbeatTimer);

@@ -30,7 +30,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
 
   // True once the link has ended or the client is about to replace it; the client may then be destroyed. Late
   // callbacks must check it after entering the context. Thread-safe.
-  bool Over() const override { return over_.load(std::memory_order_acquire); }
+  bool Over() const { return over_.load(std::memory_order_acquire); }
 
   // True for the first call only. Thread-safe.
   bool SetOver() { return !over_.exchange(true); }

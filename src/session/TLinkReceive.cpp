@@ -123,7 +123,8 @@ void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
 void TLink::OnText(int msgCode, const char* message, std::size_t length) {
   std::unique_ptr<std::string> text = spareText_ ? std::move(spareText_) : std::make_unique<std::string>();
   const std::size_t at = std::min<std::size_t>(length, kPrefixBytes);
-  text->assign(message + at, length - at);
+  text->clear();
+  text->append(message + at, length - at);  // inlined, unlike assign
   if (msgCode == PkReport) {
     client_.OnVekReportEvent(*text);
   } else {

@@ -84,6 +84,16 @@ TEST(Layout, OnlyModeOneScramblesRequests) {
   }
 }
 
+TEST(Layout, ScramblesEveryLength) {
+  const TCipher cipher(vek_LittleEndian, 1, "0123456789abc");
+  for (std::size_t length = 0; length <= 4090; length += length < 300 ? 1 : 79) {
+    const std::string plain = Pack(200, std::string(length, 'p'));
+    std::string packet = plain;  // of exactly that size, so that sanitizers detect writes beyond it
+    cipher.Xor(packet.data(), static_cast<int>(packet.size()));
+    ASSERT_EQ(packet, Scrambled(plain, "0123456789abc")) << length;
+  }
+}
+
 std::optional<TConnectResult> Read(const std::string& packet) {
   return ReadConnectResult(packet.data(), static_cast<int>(packet.size()));
 }

@@ -26,7 +26,6 @@ class Listener final : public VekApi::TPacketEvents {
   }
 
  private:
-  bool Over() const override { return over_; }
   void OnPkConnectResult(const char*, int) override { lines_.push_back("connect"); }
   void OnPkSession(const char*, int) override { lines_.push_back("session"); }
   void OnMessage(int msgCode, const char* message, std::size_t length) override {
@@ -37,8 +36,8 @@ class Listener final : public VekApi::TPacketEvents {
     over_ = true;
   }
 
-  VekApi::TPacketParser parser_{*this};
-  bool over_ = false;
+  std::atomic<bool> over_{false};
+  VekApi::TPacketParser parser_{*this, over_};
   Lines lines_;
 };
 
