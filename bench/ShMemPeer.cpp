@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <asio.hpp>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -20,10 +21,16 @@ void Tell(const std::string& line) {
   std::fflush(stdout);
 }
 
-void Echo(SimRings& rings) {
+void Work(int us) {
+  const auto due = std::chrono::steady_clock::now() + std::chrono::microseconds(us);
+  while (std::chrono::steady_clock::now() < due) continue;
+}
+
+void Echo(SimRings& rings, int lateUs) {
   char buffer[4096];
   while (rings.Wait(-1, false) != 0) {
     for (int count = 0; (count = rings.Read(buffer, sizeof buffer)) > 0;) {
+      if (lateUs > 0) Work(lateUs);
       rings.Write(buffer, static_cast<std::size_t>(count));
     }
   }
@@ -72,22 +79,22 @@ void EchoOverTcp() {
 
 }  // namespace
 
-void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes, int spinUs) {
+void Run(const Order& order) {
   std::thread([] {
     while (std::getchar() != EOF) continue;
     std::_Exit(0);
   }).detach();
-  if (role == "tcp") {
+  if (order.role == "tcp") {
     EchoOverTcp();
     std::_Exit(0);
   }
   SimRings rings;
-  rings.SetSpin(spinUs);
-  if (!rings.Create(name, ringBytes)) std::exit(4);
+  rings.SetSpin(order.spinUs);
+  if (!rings.Create("bench", order.ringBytes)) std::exit(4);
   Tell(rings.BaseName());
-  if (role == "echo") Echo(rings);
-  if (role == "sink") Sink(rings);
-  if (role == "source") Source(rings);
+  if (order.role == "echo") Echo(rings, order.lateUs);
+  if (order.role == "sink") Sink(rings);
+  if (order.role == "source") Source(rings);
   std::exit(6);
 }
 

@@ -13,8 +13,16 @@ constexpr std::uint64_t kStreamBytes = std::uint64_t{kMessageBytes} * kMessages;
 // The sink answers one byte per this many bytes received.
 constexpr std::uint64_t kCreditBytes = 512 << 10;
 
-// Roles: "echo", "sink" and "source", with the rings' name and size and the poll time; "tcp". Prints a line
-// when ready, the name of the rings or for "tcp" the port, and runs until its standard input ends.
-[[noreturn]] void Run(const std::string& role, const std::string& name, std::uint32_t ringBytes, int spinUs);
+// What the process is told on its command line.
+struct Order {
+  std::string role;  // "echo", "sink" or "source" over rings; "tcp": echoes over TCP
+  std::uint32_t ringBytes = 0;
+  int spinUs = 0;
+  int lateUs = 0;  // by so much "echo" answers late
+};
+
+// Prints a line when ready, the name of the rings or for "tcp" the port, and runs until its standard input
+// ends.
+[[noreturn]] void Run(const Order& order);
 
 }  // namespace shmempeer

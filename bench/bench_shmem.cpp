@@ -2,7 +2,10 @@
 //   bench_shmem         round trips of 128 bytes through the client's messenger over shared memory and over
 //   TCP,
 //                       and through bare rings with the same wake-up; idle threads sleep
-//   bench_shmem spin    both sides poll, compared with a bare ring that never sleeps; takes two processors
+//   bench_shmem spin    both sides poll, compared with a bare ring that never sleeps, also with an answer
+//   that
+//                       takes a while; takes two processors
+//   bench_shmem tcp     over TCP with spin= compared with sleeping
 //   bench_shmem stream  messages of 4 KiB compared with copying them
 #include <algorithm>
 #include <atomic>
@@ -31,6 +34,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kTripBytes = 128;
 constexpr int kSpinUs = 100'000;
+constexpr int kLateUs = 20;
 constexpr std::size_t kBatch = 100;
 constexpr std::size_t kBatches = 40;  // for each link
 
@@ -106,8 +110,9 @@ void Close(Dova::TMesBase& mes) {
 // Another process that owns rings.
 class Peer {
  public:
-  Peer(const char* role, std::uint32_t bytes, int spinUs = 0)
-      : process_(vektest::Self(), {role, "bench", std::to_string(bytes), std::to_string(spinUs)}),
+  explicit Peer(const shmempeer::Order& order)
+      : process_(vektest::Self(), {order.role, std::to_string(order.ringBytes), std::to_string(order.spinUs),
+                                   std::to_string(order.lateUs)}),
         name(process_.ReadLine()) {
     if (name.empty()) std::exit(4);
   }
@@ -132,9 +137,9 @@ class SpinningMes : public vektest::TestMes {
 // A linked messenger whose rings are owned by a peer with that role.
 class LinkedRings {
  public:
-  LinkedRings(Dova::TMesEvHandler& handler, const char* role, std::uint32_t bytes, int spinUs = 0)
-      : peer_(role, bytes, spinUs), mes(Dova::TShMemCli::Make()) {
-    if (!mes->SettingApply(spinUs != 0 ? "SpinningMes:ok" : "TestMes:ok")) std::exit(4);
+  LinkedRings(Dova::TMesEvHandler& handler, const shmempeer::Order& order)
+      : peer_(order), mes(Dova::TShMemCli::Make()) {
+    if (!mes->SettingApply(order.spinUs != 0 ? "SpinningMes:ok" : "TestMes:ok")) std::exit(4);
     Open(*mes, handler);
     const auto proxy = vektest::TestMes::Last();
     proxy->Ready();
@@ -149,17 +154,17 @@ class LinkedRings {
   Dstl::wise_ref<Dova::TMesBase> mes;
 };
 
-void TripOverRings(rows::Series& series, int spinUs = 0) {
+void TripOverRings(rows::Series& series, int spinUs = 0, int lateUs = 0) {
   Pinger pinger(series);
-  const LinkedRings link(pinger, "echo", 1 << 16, spinUs);
+  const LinkedRings link(pinger, {"echo", 1 << 16, spinUs, lateUs});
   pinger.done.get_future().wait();
 }
 
-void TripOverTcp(rows::Series& series) {
-  vektest::Process peer(vektest::Self(), {"tcp", "", "0", "0"});
+void TripOverTcp(rows::Series& series, const std::string& options = " n M0") {
+  vektest::Process peer(vektest::Self(), {"tcp", "0", "0", "0"});
   Pinger pinger(series);
   const auto mes =
-      Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:127.0.0.1:" + peer.ReadLine() + " n M0");
+      Dova::TMesRegs::GetClientMesRegs().CreateMes("TCPClient:127.0.0.1:" + peer.ReadLine() + options);
   Open(*mes, pinger);
   pinger.done.get_future().wait();
   Close(*mes);
@@ -167,8 +172,8 @@ void TripOverTcp(rows::Series& series) {
 
 // The client's side of the rings without a client: only the two indices, the copies and the events. With
 // `spinUs` it never sleeps.
-void TripOverBareRings(rows::Series& series, int spinUs = 0) {
-  const Peer peer("echo", 1 << 16, spinUs);
+void TripOverBareRings(rows::Series& series, int spinUs = 0, int lateUs = 0) {
+  const Peer peer({"echo", 1 << 16, spinUs, lateUs});
   Dova::TShMemChannel up, down;
   if (!up.Open(peer.name + ".C2S") || !down.Open(peer.name + ".S2C")) std::exit(4);
   Dova::Os::TNamedEventWait wait;
@@ -242,7 +247,7 @@ class Pourer : public Dova::TMesEvHandler {
 
 double StreamToGateway(std::uint64_t aheadBytes) {
   Pourer pourer(aheadBytes);
-  const LinkedRings link(pourer, "sink", kStreamRing);
+  const LinkedRings link(pourer, {"sink", kStreamRing});
   const auto start = pourer.done.get_future().get();
   return GbPerSecond(Clock::now() - start);
 }
@@ -264,7 +269,7 @@ class Sink : public Dova::TMesEvHandler {
 
 double StreamFromGateway() {
   Sink sink;
-  const LinkedRings link(sink, "source", kStreamRing);
+  const LinkedRings link(sink, {"source", kStreamRing});
   const auto start = Clock::now();
   if (link.mes->Send("+", 1) != 1) std::exit(2);
   sink.done.get_future().wait();
@@ -290,6 +295,15 @@ void Spinning() {
                               {"bare", [](rows::Series& series) { TripOverBareRings(series, kSpinUs); }}};
   for (const TripsPeer& peer : TripsPeers()) ways.push_back(Peered(peer));
   rows::ByTurns("round trip, shared memory, polling", "us", 5, ways);
+  rows::ByTurns("round trip, shared memory, 20 us late", "us", 5,
+                {{"ours", [](rows::Series& series) { TripOverRings(series, kSpinUs, kLateUs); }},
+                 {"bare", [](rows::Series& series) { TripOverBareRings(series, kSpinUs, kLateUs); }}});
+}
+
+void OverTcp() {
+  rows::ByTurns("round trip, spin=", "us", 5,
+                {{"ours", [](rows::Series& series) { TripOverTcp(series, " n M0 spin=200"); }},
+                 {"sleeping", [](rows::Series& series) { TripOverTcp(series); }}});
 }
 
 void Sleeping() {
@@ -317,7 +331,8 @@ void Streaming() {
 
 int main(int argc, char** argv) {
   if (argc == 5) {
-    shmempeer::Run(argv[1], argv[2], static_cast<std::uint32_t>(std::atoi(argv[3])), std::atoi(argv[4]));
+    shmempeer::Run(
+        {argv[1], static_cast<std::uint32_t>(std::atoi(argv[2])), std::atoi(argv[3]), std::atoi(argv[4])});
   }
   vektest::TestMes::Register();
   SpinningMes::Register();
@@ -325,6 +340,8 @@ int main(int argc, char** argv) {
   const std::string work = argc == 2 ? argv[1] : "";
   if (work == "spin") {
     Spinning();
+  } else if (work == "tcp") {
+    OverTcp();
   } else if (work == "stream") {
     Streaming();
   } else {

@@ -53,7 +53,9 @@ PROGRAMS = [
         ("round trip, shared memory", "bare", "ratio", 1.2), ("round trip, shared memory", "TCP", "ratio", 0.5)]),
     ("bench_shmem_peers", ["spin"], FREE, [
         ("round trip, shared memory, polling", "bare", "ratio", 1.5),
-        ("round trip, shared memory, polling", "Boost", "ratio", None)]),
+        ("round trip, shared memory, polling", "Boost", "ratio", None),
+        ("round trip, shared memory, 20 us late", "bare", "ratio", 1.5)]),
+    ("bench_shmem_peers", ["tcp"], FREE, [("round trip, spin=", "sleeping", "ratio", 1)]),
     ("bench_connect", [str(BUILD / "libvekapi.so")], ALONE, [
         ("connect to ready", "bare", "ratio", 1.38), ("idle session, new", None, "figure", 30),
         ("idle session, after a burst", None, "figure", 30), ("load of the library", None, "figure", None)]),
