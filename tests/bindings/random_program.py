@@ -147,7 +147,7 @@ def on_loop(dice):
     while ending != "some_loop" or other.is_alive():  # which may wait for this thread
         vekapi.dispatch(-1 if ending == "loop_interrupt" else 50)
         if ending == "loop_exit" and not other.is_alive():  # it may have left the first client without a session
-            other = worker("a", False, STEPS)
+            other = worker(other.name, False, STEPS)  # other steps, which may leave it one
 
 
 def fork(dice):
