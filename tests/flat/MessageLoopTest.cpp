@@ -58,6 +58,18 @@ TEST_F(LoopSession, EventsWithoutACallbackTakeNoRoundTrip) {
   EXPECT_EQ(CVekMessageLoop_Dispatch(0), 0);
 }
 
+TEST_F(LoopSession, AResultKnowsItsServerAlsoIfNothingCameBeforeIt) {
+  CVekClientCallbacks only{};
+  only.OnVekTaskResultEvent = Recording().OnVekTaskResultEvent;
+  CreateOnLoop(only);
+  SignOn();
+  std::string server;
+  onEvent = [&](CVekClient* handle, const std::string&) { server = CVekClient_ServerName(handle); };
+  ServeWhile([&] { mes->Deliver(kResult); });
+  EXPECT_EQ(server, CVekClient_ServerName(&client));
+  EXPECT_NE(server, "");
+}
+
 TEST_F(LoopSession, ATextThatIsTooLongIsToldOnTheLoopsThread) {
   SignOnOnLoop();
   const std::string tooLong(5000, 'x');
