@@ -30,7 +30,8 @@ void Do(SimMarket& market, const SimRequest& request) {
   } else if (request.verb != "move") {
     if (Number(request, "rows") < 1000) market.Query(login, request);
   } else if (SimMarket::Find(Argument(request, "prod")) != nullptr) {
-    market.Move(Argument(request, "prod"), Number(request, "to"), Number(request, "lots"));
+    market.Move(Argument(request, "prod"), Number(request, "to"),
+                std::max(Number(request, "lots"), SimMarket::kUnlimited));
   }
 }
 

@@ -74,8 +74,9 @@ class SimMarket {
   SimTrade Fill(const std::string& number, int quantity, int price);
   /// The exchange rejects what is left.
   SimTrade Reject(const std::string& number, const SimRejection& why);
-  /// The last price becomes `price` (rounded to a tick, at least one), at which `lots` lots trade; resting
-  /// orders that it reaches fill, at their own prices. No effect if there is no such product.
+  /// The last price becomes `price` (rounded to a tick, at least one), at which `lots` lots trade
+  /// (kUnlimited: any number; less is not allowed); resting orders that it reaches fill, at their own prices.
+  /// No effect if there is no such product.
   std::vector<SimTrade> Move(std::string_view product, int price, int lots);
 
   const std::vector<SimOrder>& Orders() const { return orders_; }
