@@ -1,6 +1,7 @@
 // Random legal programs over the flat functions: every thread creates clients, gates and senders, with and
 // without a message loop, connects, sends, reconfigures and deletes them in any order, also inside callbacks,
-// while a server streams numbered reports and results, of which no session may miss any.
+// while a server streams numbered reports and results, of which no session may miss any. One client is used
+// by all threads at once.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -50,6 +51,8 @@ class Stream {
 
   std::string Tcp() const { return ":" + server_.Setting(); }
   std::string SharedMemory() const { return gateway_.Setting(); }
+  // Requests that were torn or mixed.
+  std::size_t Broken() const { return server_.Seen().broken; }
   // At most some hundreds ahead of the numbers requested here: the test is about order, not memory.
   void Pass() { passed_ += 20; }
 
@@ -75,12 +78,91 @@ class Stream {
   std::thread thread_;
 };
 
+// A client with a sender, used by every program, outside and inside of its events: everybody sends, one at a
+// time connects and disconnects it, and who uses it alone makes it anew. Nobody waits: what is impossible now
+// is left out.
+class Common {
+ public:
+  explicit Common(std::string setting) : setting_(std::move(setting)) { Make(); }
+  ~Common() {
+    while (!TakeAlone()) std::this_thread::yield();  // an event that made it anew may still be on a stack
+    Delete();
+  }
+  Common(const Common&) = delete;
+  Common& operator=(const Common&) = delete;
+
+  void Act(unsigned choice) {
+    if (choice == 0 && TakeAlone()) {
+      Delete();
+      Make();
+      users_ = 1;
+    } else if (!Share()) {
+      return;
+    }
+    Use(choice);
+    --users_;
+  }
+
+ private:
+  void Make() {
+    CVekClientCallbacks callbacks{};
+    callbacks.OnVekConnectEvent = [](CVekClient*, void* user, const char*) { Of(user).OnEvent(); };
+    callbacks.OnVekApReadyEvent = [](CVekClient*, void* user) { Of(user).OnEvent(); };
+    callbacks.OnVekReportEvent = [](CVekClient*, void* user, const char*) { Of(user).OnEvent(); };
+    callbacks.OnVekChgPassResultEvent = [](CVekClient*, void* user, const char*, const char*) {
+      Of(user).OnEvent();
+    };
+    callbacks.OnVekRequestAckEvent = [](CVekClient*, void* user, int code, const char* text) {
+      CVekFlowCtrlSender_AckParser(&Of(user).sender_, code, text);
+    };
+    client_ = CVekClient_Create(&callbacks, this);
+    sender_ = CVekFlowCtrlSender_Create(&client_);
+    CVekFlowCtrlSender_SetFlowCtrl(&sender_, 5, 1);
+  }
+  void Delete() {
+    CVekClient_Delete(&client_);
+    CVekFlowCtrlSender_Delete(&sender_);
+  }
+  bool TakeAlone() {
+    int nobody = 0;
+    return users_.compare_exchange_strong(nobody, -1);
+  }
+  bool Share() {
+    int users = users_;
+    while (users >= 0 && !users_.compare_exchange_weak(users, users + 1)) continue;
+    return users >= 0;
+  }
+  static Common& Of(void* user) { return *static_cast<Common*>(user); }
+  void OnEvent() {
+    if (const unsigned event = events_++; event % 8 == 0) Act(event / 8 % 8);
+  }
+  void Use(unsigned choice) {
+    char request[] = "     w1 new\nprod=TXF\nw2 new\nprod=TXF";
+    if (choice > 5) CVekClient_SendVekRequest(&client_, cvmc_RequestAck, request, sizeof request - 1);
+    if (choice == 5) CVekFlowCtrlSender_SendVekRequests(&sender_, request, sizeof request - 1);
+    if (choice == 4) CVekClient_ChgPass(&client_, "trader", "secret", "secret");
+    if (choice > 3 || changing_.exchange(true)) return;
+    if (choice == 3) CVekClient_Disconnect(&client_);
+    if (choice < 3)
+      CVekClient_Connect(&client_, setting_.c_str(), "Common", "1", "trader", "9800001", "secret");
+    changing_ = false;
+  }
+
+  const std::string setting_;
+  CVekClient client_{};
+  CVekFlowCtrlSender sender_{};
+  std::atomic<int> users_{0};  // -1: one who makes it anew
+  std::atomic<bool> changing_{false};
+  unsigned events_ = 0;  // unguarded on purpose: ThreadSanitizer checks that events do not overlap
+};
+
 // One thread's program.
 class Program {
  public:
-  Program(unsigned seed, Stream& stream)
+  Program(unsigned seed, Stream& stream, Common& common)
       : random_(seed),
         stream_(stream),
+        common_(common),
         settings_{stream.Tcp(), stream.SharedMemory(), "127.0.0.1:1", ":Nothing:"} {
     for (auto& slot : clients_) slot.program = this;
     for (auto& slot : gates_) slot.program = this;
@@ -186,6 +268,7 @@ class Program {
 
   void Step() {
     stream_.Pass();
+    if (Random(4) == 0) common_.Act(Random(8));
     switch (Random(11)) {
       case 0:
         return Make();
@@ -339,13 +422,19 @@ class Program {
     return left(clients_) || left(gates_) || left(senders_);
   }
 
-  // A child may query everything it inherited, and must neither hang nor crash.
+  // A child may use everything it inherited, without effect, and what it makes itself is up to nobody else.
   void Fork() {
     if (!TestSupport::kForksAtAnyMoment) return;  // the other threads never all sleep here
     const auto code = TestSupport::ExitCodeOfChild([this] {
-      for (auto& slot : clients_) CVekClient_State(&slot.handle);
+      for (auto& slot : clients_) {
+        Connect(slot.handle);
+        CVekClient_Disconnect(&slot.handle);
+        DeleteClient(slot);
+      }
       CVekMessageLoop_Dispatch(0);
       CVekClient client = CVekClient_Create_OnMessageLoop(nullptr, nullptr);
+      CVekClient_Connect(&client, settings_[0].c_str(), "Child", "1", "trader", "9800001", "secret");
+      while (CVekClient_State(&client) != cvcs_ApReady) CVekMessageLoop_Dispatch(5);
       CVekClient_Delete(&client);
       return 0;
     });
@@ -354,6 +443,7 @@ class Program {
 
   std::minstd_rand random_;
   Stream& stream_;
+  Common& common_;
   const std::array<std::string, 4> settings_;
   const std::thread::id thread_ = std::this_thread::get_id();
   std::array<Slot<CVekClient>, kSlots> clients_;
@@ -372,10 +462,11 @@ class Program {
 // Runs two threads with a program each; returns the number of numbered events received.
 int RunTwo(unsigned seed, Stream& stream) {
   std::array<std::thread, 2> threads;
+  Common common(seed % 2 == 0 ? stream.Tcp() : stream.SharedMemory());
   std::atomic<int> seen{0};
   for (unsigned i = 0; i < threads.size(); ++i) {
     threads[i] = std::thread([&, i] {
-      Program program(2 * seed + i, stream);
+      Program program(2 * seed + i, stream, common);
       program.Run();
       seen += program.Numbers();
     });
@@ -392,6 +483,7 @@ TEST(RandomPrograms, EndWithoutCrashHangLateCallbackOrGap) {
     numbers += RunTwo(seed, stream);
   }
   EXPECT_GT(numbers, 0);
+  EXPECT_EQ(stream.Broken(), 0U);
 }
 
 }  // namespace
