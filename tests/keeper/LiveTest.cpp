@@ -10,27 +10,6 @@
 namespace vektest {
 namespace {
 
-// Whatever its other threads are doing: every ticket has its fate when Delete returns, and no event follows.
-TEST(Live, DeletedAtAnyMoment) {
-  VekSim::SimServer server;
-  for (std::size_t moment = 1; moment <= 60; ++moment) {
-    CVekSessionConfig config = KeptSession::Config();
-    config.rateCount = 3;
-    config.rateMs = 1;
-    KeptSession kept(config);
-    kept.Open({Setting(server)});
-    ASSERT_TRUE(kept.WaitFor("up"));
-    std::size_t tickets = 0;
-    for (int i = 1; i <= 60; ++i) tickets += kept.Order("W" + std::to_string(i)) == 0;
-    ASSERT_TRUE(kept.WaitFor("", 3 + moment));
-    CVekSession_Delete(&kept.session);
-    EXPECT_EQ(kept.fates.size(), tickets);
-    for (const auto& [ticket, fates] : kept.fates) EXPECT_EQ(fates.size(), 1U);
-    EXPECT_EQ(kept.Take().back(), "closed: the session was closed");
-    EXPECT_TRUE(kept.Take().empty());
-  }
-}
-
 TEST(Live, PolledEventsWaitForWhoTakesThem) {
   VekSim::SimServer server;
   CVekSessionConfig config = KeptSession::Config();

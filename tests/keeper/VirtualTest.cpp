@@ -241,18 +241,6 @@ TEST_F(Kept, AGateIsOfferedWithoutPolling) {
   EXPECT_EQ(Sent().size(), 102U);  // more than one thread may send at once for others
 }
 
-TEST_F(Kept, DeadlinesComeInTheirOrder) {
-  MakeUp(Rated(1, 100));
-  kept->Order("W");
-  const std::vector<std::uint32_t> holds = {70, 60, 80, 50, 40, 30, 20, 90, 35, 10, 65, 25};
-  for (const std::uint32_t ms : holds) kept->Order("W" + std::to_string(ms), 0, vsm_Hold, ms);
-  for (std::uint32_t ms = 5; ms <= 95; ms += 5) {
-    const bool due = std::find(holds.begin(), holds.end(), ms) != holds.end();
-    const Lines expected{"W" + std::to_string(ms) + " not sent: it could not be sent in time"};
-    EXPECT_EQ(After(5), due ? expected : Lines{}) << ms;
-  }
-}
-
 TEST_F(Kept, AHundredThousandHeldAtABreak) {
   constexpr std::size_t kHeld = 100'000;
   MakeUp(Rated(1, 100));
@@ -556,48 +544,6 @@ TEST_F(Kept, RecordsItsPackets) {
   kept->Query("Q2");
   EXPECT_EQ(recorded, " >3+ >128+ <1+ <128+");
   kept.reset();
-}
-
-// Deleted in every event of a whole life: only fates follow.
-TEST_F(Kept, DeletedInEveryEvent) {
-  for (std::size_t at = 1;; ++at) {
-    kept.emplace(Rated(1, 100));
-    CVekSession_AddResync(&kept->session, "orders");
-    std::size_t seen = 0;
-    bool deleted = false;
-    kept->onEvent = [&](CVekSession* session, const CVekEvent&) {
-      if (++seen != at) return;
-      deleted = true;
-      CVekSession_Delete(session);
-      kept->session.object = nullptr;
-    };
-    const auto step = [&](const std::function<void()>& action) {
-      if (!deleted) action();
-    };
-    step([&] { kept->Open({":TestMes:lend"}); });
-    step([&] { Connect(); });
-    step([&] { mes->TakeSent(), mes->Deliver(SgnResult(kRates)); });
-    step([&] { mes->Deliver(TaskResult(Sent().at(0), "x")); });
-    step([&] { kept->Order("W1"), kept->Order("W2"), kept->Order("W3"); });
-    step([&] { Ack("W1 ok"); });
-    step([&] { mes->Deliver(Message(130, "r") + Message(131, "s")); });
-    step([&] { time.Advance(100); });
-    step([&] { mes->Break("cut"); });
-    const std::size_t told = seen;
-    const bool before = deleted;
-    time.Advance(60'000);
-    kept->onEvent = nullptr;  // the next deletion raises events too
-    if (!deleted) {
-      EXPECT_GT(at, 10U);
-      return;
-    }
-    EXPECT_TRUE(!before || seen == told) << at;
-    for (const auto& [ticket, fates] : kept->fates) EXPECT_EQ(fates.size(), 1U);
-    if (at > 5) {
-      EXPECT_EQ(kept->fates.size(), 4U) << at;
-    }
-    kept.reset();
-  }
 }
 
 }  // namespace
