@@ -1,5 +1,8 @@
 // Bytes through the rings, in both directions.
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <random>
 #include <thread>
 
 #include "ShMemFixture.h"
@@ -79,6 +82,104 @@ TEST_F(ShMemTest, SecretsDoNotStayInTheRings) {
   pass("another");
   Close();
   EXPECT_FALSE(holds(rings.FromClient(), "another"));
+}
+
+// ---- messages of any size, both ways at once: the gateway sends back what it reads ----
+
+// An endless text, of which both ends can compute every byte. It repeats only after more than any ring's
+// wrap.
+class Endless {
+ public:
+  static constexpr std::size_t kMost = 65536;
+
+  std::string_view Next(std::size_t length) {
+    static const std::string text = [] {
+      std::minstd_rand random;
+      std::string bytes(kPeriod, '\0');
+      for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
+      return bytes + bytes + bytes;
+    }();
+    const std::size_t at = passed % kPeriod;
+    passed += length;
+    return std::string_view(text).substr(at, length);
+  }
+  std::uint64_t passed = 0;
+
+ private:
+  static constexpr std::size_t kPeriod = 65521;
+};
+
+class Stream : public ShMemTest, public Dova::TMesEvHandler {
+ protected:
+  void OnMesRecvReady(Dova::TMesBase* from) override {
+    char buffer[Endless::kMost];
+    for (int count = 0; (count = from->Recv(buffer, sizeof buffer)) > 0;) {
+      const std::string_view bytes(buffer, static_cast<std::size_t>(count));
+      const std::lock_guard lock(mutex_);
+      good_ = good_ && came_.Next(bytes.size()) == bytes;
+      changed_.notify_all();
+    }
+  }
+  void OnMesLinkBroken(Dova::TMesBase*, const std::string& reason) override {
+    ADD_FAILURE() << reason;
+    const std::lock_guard lock(mutex_);
+    good_ = false;
+    changed_.notify_all();
+  }
+  void Echo() {
+    std::string bytes;
+    for (char buffer[Endless::kMost];;) {
+      const int wrote = rings.Write(bytes.data(), bytes.size());
+      const int read = bytes.size() < sizeof buffer ? rings.Read(buffer, sizeof buffer) : 0;
+      ASSERT_TRUE(wrote >= 0 && read >= 0);
+      bytes.erase(0, static_cast<std::size_t>(wrote)).append(buffer, static_cast<std::size_t>(read));
+      if (wrote == 0 && read == 0 && rings.Wait() == 0) return;
+    }
+  }
+  // Until this many bytes have come back; false if any was wrong.
+  bool Await(std::uint64_t wanted) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return !good_ || came_.passed >= wanted; });
+    return good_;
+  }
+  // Messages from 1 byte to kMost, small and large equally likely; so much is under way at the most, because
+  // the queue accepts everything.
+  void Send(std::uint64_t total) {
+    constexpr std::uint64_t kAhead = 1 << 20;
+    std::minstd_rand random(2);
+    Endless text;
+    while (text.passed < total) {
+      const std::string message(text.Next(std::size_t{1} << random() % 16 | random() % 256));
+      const int length = static_cast<int>(message.size());
+      ASSERT_EQ(mes->Send(message.data(), length), length);
+      ASSERT_TRUE(Await(std::max(text.passed, kAhead) - kAhead)) << "after " << came_.passed;
+    }
+    ASSERT_TRUE(Await(text.passed)) << "after " << came_.passed;
+  }
+  void Run(std::uint32_t ringBytes, std::uint64_t total) {
+    Link(ringBytes);
+    {
+      const Dova::TSyncScope inside(mes->SyncContext());
+      mes->SetEvHandler(this);
+    }
+    std::thread gateway([this] { Echo(); });
+    Send(total);
+    rings.Stop();
+    gateway.join();
+    Close();
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  Endless came_;
+  bool good_ = true;
+};
+
+TEST_F(Stream, IsWholeAndInOrderThroughSmallRings) {
+  Run(4096, 4 << 20);
+}
+TEST_F(Stream, IsWholeAndInOrderThroughLargeRings) {
+  Run(1 << 20, 60 << 20);
 }
 
 }  // namespace
