@@ -130,22 +130,6 @@ TEST_F(FlatSession, ScramblesAPacketInPlace) {
   CVekClient_EncPacket(&client, nullptr, 12);
 }
 
-TEST_F(FlatSession, TheClientMayBeDeletedInsideEventsOfItsOwnCalls) {
-  const auto deleteIt = [&](CVekClient*, const std::string& line) {
-    if (line != "destroy") CVekClient_Delete(&client);
-  };
-  Create();
-  onEvent = deleteIt;
-  EXPECT_TRUE(Connect(":Nowhere:at all"));
-  EXPECT_EQ(client.object, nullptr);
-  onEvent = nullptr;
-  Create();
-  SignOn();
-  onEvent = deleteIt;
-  CVekClient_Disconnect(&client);
-  EXPECT_EQ(client.object, nullptr);
-}
-
 TEST_F(FlatSession, DeletingAgainInsideTheDestroyEventDoesNothing) {
   Create();
   SignOn();

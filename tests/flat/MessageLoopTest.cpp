@@ -112,51 +112,6 @@ TEST_F(LoopSession, TheLastCallbackMayFreeTheHandle) {
   }
 }
 
-struct Trigger {
-  const char* event;
-  std::function<void(TestMes&)> raise;  // and another event after it
-};
-const Trigger kTriggers[] = {
-    {"unknown", [](TestMes& link) { link.Deliver(Pack(77, "x") + Message(130, "late")); }},
-    {"connect", [](TestMes& link) { link.Break("gone"); }},
-    {"ready", [](TestMes& link) { link.Deliver(SgnResult() + Message(130, "late")); }},
-    {"ack", [](TestMes& link) { link.Deliver(Message(129, "w1") + Message(130, "late")); }},
-    {"report", [](TestMes& link) { link.Deliver(Message(130, "r") + Message(130, "late")); }},
-    {"result", [](TestMes& link) { link.Deliver(kResult + Message(130, "late")); }},
-    {"chgpass", [](TestMes& link) { link.Deliver(ChgPassResult("id", "x") + kResult); }},
-};
-
-// Also of clients without a loop, and whether the link lends its bytes or copies them.
-TEST_F(LoopSession, TheClientMayBeDeletedInsideEveryEvent) {
-  for (int i = 0; i < 4; ++i) {
-    const bool onLoop = i % 2 != 0;
-    const bool byOwnHandle = i / 2 != 0;
-    for (const Trigger& trigger : kTriggers) {
-      SCOPED_TRACE(std::string(trigger.event) + (onLoop ? " on a loop" : ""));
-      onLoop ? CreateOnLoop() : Create();
-      Link(byOwnHandle ? ":TestMes:ok" : ":TestMes:lend");
-      DispatchAll();
-      Take();
-      onEvent = [&](CVekClient* handle, const std::string& line) {
-        if (line != "destroy") CVekClient_Delete(byOwnHandle ? handle : &client);
-        if (byOwnHandle) {
-          EXPECT_EQ(handle->object == nullptr, line != "destroy");
-        }
-      };
-      const auto link = mes;
-      ServeWhile([&] { trigger.raise(*link); });
-      DispatchAll();
-      const Lines seen = Take();
-      ASSERT_EQ(seen.size(), 2u);
-      EXPECT_EQ(seen[0].rfind(trigger.event, 0), 0u);
-      EXPECT_EQ(seen[1], "destroy");
-      EXPECT_FALSE(TestMes::Last()) << "the link was closed";
-      onEvent = nullptr;
-      client = {};
-    }
-  }
-}
-
 // A nested loop reads on, into memory used again, while a callback still has its text.
 TEST(PendingEvents, ATextStaysWhileItsBatchIsHeld) {
   NoHandler handler;

@@ -110,19 +110,6 @@ TEST_F(ResultTest, PropertiesOfATableAreAtItsAddress) {
   EXPECT_EQ(CVekProperties_Get(&properties, nullptr), nullptr);
 }
 
-TEST(FlatProperties, ToStringLeavesTheNameOut) {
-  const VekApi::VekProperties object(
-      "T\x04"
-      "a=1");
-  const CVekProperties properties{&object};
-  EXPECT_STREQ(CVekProperties_ToString(&properties),
-               "\x01"
-               "a=1");
-  EXPECT_EQ(TakeBSTR(CVekProperties_ToString_B(&properties)),
-            "\x01"
-            "a=1");
-}
-
 // All texts differ, so that mixed-up functions are detected.
 TEST_F(ResultTest, AutomationStringsHoldTheSameBytes) {
   const CVekField p = CVekFields_NameField(&fields, "P");

@@ -1,15 +1,11 @@
 // What the sender sends, holds and drops. Its client's messenger is the test, in virtual time.
-#include <atomic>
 #include <deque>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
-#include "sim/SimServer.h"
 #include "support/SessionFixture.h"
-#include "support/SimSession.h"
 #include "vekapi/VekFlowCtrlSender.h"
 
 namespace vektest {
@@ -185,61 +181,6 @@ TEST_F(SenderTest, AnswersFromInsideSend) {
   EXPECT_EQ(SendText("g\n7\nh\n8"), 2U);
   EXPECT_EQ(sent.back(), "g\n7\nh\n8");
   EXPECT_EQ(sender->PendingCount(), 0U);
-}
-
-// A session that passes acknowledgements to its sender.
-class Paced : public Recorder {
- public:
-  void OnVekRequestAckEvent(VekApi::VekClient&, int code, const std::string& text) override {
-    sender.VekAckParser(code, text);
-  }
-  void OnVekReportEvent(VekApi::VekClient&, const std::string&) override {}
-
-  VekApi::VekClient client{*this};
-  VekApi::VekFlowCtrlSender sender{client};
-};
-
-// Threads that send over real TCP, one of them under the user lock; acknowledgements on the link's thread and
-// false ones on another; free events from the timer; a session that connects and disconnects. Must not hang.
-TEST(Paced, EverybodyAtOnce) {
-  VekSim::SimConfig config;
-  config.keepPackets = false;
-  VekSim::SimServer server(config);
-  Paced paced;
-  std::atomic<bool> stop{false};
-  std::vector<std::thread> threads;
-  const auto run = [&](auto act) {
-    threads.emplace_back([&stop, act] {
-      for (int i = 0; !stop; ++i) act(i);
-    });
-  };
-  const std::string order = "w new\nprod=TXF side=B qty=1 price=100";
-  run([&](int) {
-    std::string one = "....." + order;
-    if (paced.sender.PendingCount() < 1000)
-      paced.sender.SendVekRequest(one.data(), static_cast<unsigned>(one.size()));
-    std::this_thread::yield();
-  });
-  run([&](int) {
-    const VekApi::VekFlowCtrlLocker lock(paced.sender);
-    if (paced.sender.PendingCount() < 1000) paced.sender.SendVekRequests({order, order});
-    if (paced.sender.CheckFlowCtrl() != 0) paced.sender.StartCheckTimer();
-  });
-  run([&](int i) {
-    paced.sender.SetAckTime(1);
-    if (i % 100 == 0) paced.sender.SetFlowCtrl(1 + i / 100 % 20, 1 + i / 100 % 2);
-    std::this_thread::yield();
-  });
-  for (int round = 0; round < 20; ++round) {
-    paced.Take();
-    Connect(paced.client, Setting(server));
-    ASSERT_TRUE(paced.WaitFor("ready"));
-    const std::size_t before = server.Seen().requestCount;
-    EXPECT_TRUE(server.WaitFor([&](const VekSim::SimSeen& seen) { return seen.requestCount > before; }));
-    paced.client.Disconnect();
-  }
-  stop = true;
-  for (auto& thread : threads) thread.join();
 }
 
 }  // namespace
