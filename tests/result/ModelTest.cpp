@@ -12,10 +12,16 @@ namespace {
 using results::Describe;
 using results::TModel;
 
-// The tables of the text, and the text itself, which is put together again from what was read.
+// The tables of the text, each column by its name, and the text itself, which is put together again from what
+// was read.
 void ExpectAsModel(const VekApi::VekTaskResult& result, const std::string& text) {
   EXPECT_TRUE(Describe(result) == TModel(text).Describe()) << text.substr(0, 200);
   EXPECT_TRUE(result.OrigResult() == text) << text.substr(0, 200);
+  for (unsigned i = 0; i < result.TableCount(); ++i) {
+    const VekApi::VekFields& fields = result.Table(i)->Fields();
+    for (int at = 0; at < fields.Count(); ++at)
+      ASSERT_EQ(fields.Field(fields.Field(at)->Properties().Name())->Index(), at);
+  }
 }
 
 TEST(Model, RandomTextsReadTheSame) {

@@ -10,34 +10,6 @@ using results::Bytes;
 using results::Visible;
 using VekApi::VekProperties;
 
-struct TTextCase {
-  const char* text;
-  std::string name;
-  std::string pairText;
-};
-
-TEST(Properties, ReadsTexts) {
-  const TTextCase kCases[] = {
-      {"", "", ""},
-      {"abc", "abc", ""},
-      {"T;k=1;k=2", "T", "|k=1"},
-      {"T;k=a=b", "T", "|k=a=b"},
-      {"T;noequals", "T", ""},
-      {"N;abc;k=v", "N", "|abc\x04k=v"},  // a key extends over separators to its "="
-      {"T;z=1;a=2;", "T", "|z=1|a=2"},
-      {"T;=v", "T", "|=v"},
-      {"T;k=", "T", "|k="},
-      {";k=v", "", "|k=v"},
-      {"T;k=v~w;l=w", "T", "|k=v"},
-  };
-  for (const TTextCase& c : kCases) {
-    const VekProperties properties(Bytes(c.text));
-    EXPECT_EQ(properties.Name(), c.name) << c.text;
-    EXPECT_EQ(Visible(properties.ToDispString()), c.pairText) << c.text;
-    EXPECT_EQ(Visible(properties.ToString()), c.name + c.pairText) << c.text;
-  }
-}
-
 TEST(Properties, DescriptionFallsBackToDisplayTextThenName) {
   VekProperties properties("T");
   EXPECT_EQ(properties.Description(), "T");
