@@ -86,15 +86,6 @@ TEST_F(LoopSession, ATextThatIsTooLongIsToldOnTheLoopsThread) {
   EXPECT_EQ(Take().size(), 2u);
 }
 
-TEST_F(LoopSession, DeletionDropsWhatIsQueued) {
-  SignOnOnLoop();
-  std::thread([&] { mes->Deliver(Message(130, "a") + Message(130, "b")); }).join();
-  onEvent = [](CVekClient*, const std::string&) { DispatchAll(); };
-  CVekClient_Delete(&client);
-  DispatchAll();
-  EXPECT_EQ(Take(), Lines{"destroy"});
-}
-
 // The handle is in a structure that the last callback frees; its memory is reused at once.
 TEST_F(LoopSession, TheLastCallbackMayFreeTheHandle) {
   for (const bool onLoop : {false, true}) {

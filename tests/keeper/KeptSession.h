@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -97,15 +95,6 @@ class KeptSession {
     const std::lock_guard lock(mutex_);
     return std::exchange(lines_, {});
   }
-  // Whether a line with that prefix has been recorded, waiting up to a time limit.
-  bool WaitFor(const std::string& line, std::size_t count = 1) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(30), [&] {
-      std::size_t found = 0;
-      for (const std::string& each : all_) found += each.starts_with(line);
-      return found >= count;
-    });
-  }
 
   CVekSession session{};
   CVekReceipt receipt{};
@@ -118,18 +107,14 @@ class KeptSession {
     {
       const std::lock_guard lock(self.mutex_);
       self.lines_.push_back(LineOf(*event));
-      self.all_.push_back(self.lines_.back());
       if (event->kind == vse_Fate) self.fates[event->ticket].push_back(*event);
-      self.changed_.notify_all();
     }
     const auto act = self.onEvent;  // may be destroyed before it returns
     if (act) act(handle, *event);
   }
 
   std::mutex mutex_;
-  std::condition_variable changed_;
   std::vector<std::string> lines_;
-  std::vector<std::string> all_;
 };
 
 }  // namespace vektest

@@ -241,25 +241,6 @@ TEST_F(Kept, AGateIsOfferedWithoutPolling) {
   EXPECT_EQ(Sent().size(), 102U);  // more than one thread may send at once for others
 }
 
-TEST_F(Kept, AHundredThousandHeldAtABreak) {
-  constexpr std::size_t kHeld = 100'000;
-  MakeUp(Rated(1, 100));
-  EXPECT_EQ(kept->Order("W"), 0);
-  for (std::size_t i = 0; i < kHeld; ++i) ASSERT_EQ(kept->Order("W" + std::to_string(i)), 0);
-  EXPECT_EQ(kept->Order("W77777"), vsr_DuplicateId);
-  mes->Break("cut");
-  const Lines told = After(0);
-  ASSERT_EQ(told.size(), kHeld + 2);
-  EXPECT_EQ(told[0], "W unknown: it may have been sent: the connection broke");
-  EXPECT_EQ(told[kHeld], "W99999 not sent: the connection broke");
-  EXPECT_EQ(told.back(), "waiting to connect again: the connection broke");
-  EXPECT_EQ(kept->fates.size(), kHeld + 1);
-  time.Advance(250);
-  Reconnect();
-  EXPECT_EQ(kept->Order("W77777"), 0);
-  EXPECT_EQ(Sent(), (Lines{"W77777"}));
-}
-
 TEST_F(Kept, EveryStageHasItsTime) {
   const struct {
     int stage;

@@ -36,7 +36,4 @@ class TWatchdog {
 // On standard error.
 void PrintStacks();
 
-// From now on a crash, or an alarm, writes its thread's stack to standard error.
-void DumpWhenKilled();
-
 }  // namespace TestSupport

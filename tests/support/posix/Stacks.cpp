@@ -30,17 +30,7 @@ void DumpThread(int thread) {
   for (int i = 0; i < 1000 && !dumped; ++i) usleep(1000);
 }
 
-void DumpAndDie(int signal) {
-  Dump(signal);
-  ::signal(signal, SIG_DFL);
-  raise(signal);
-}
-
 }  // namespace
-
-void DumpWhenKilled() {
-  for (const int each : {SIGSEGV, SIGBUS, SIGABRT, SIGALRM}) signal(each, &DumpAndDie);
-}
 
 void PrintStacks() {
   signal(kDumpSignal, &Dump);

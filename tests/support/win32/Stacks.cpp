@@ -2,7 +2,6 @@
 
 namespace TestSupport {
 
-void DumpWhenKilled() {}
 void PrintStacks() {}
 
 }  // namespace TestSupport
