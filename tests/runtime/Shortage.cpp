@@ -9,8 +9,6 @@ namespace TestSupport {
 std::atomic<bool> refuseThreads{false};
 std::atomic<Dova::Os::TEvent*> holdNextThread{nullptr};
 std::atomic<Dova::Os::TEvent*> nextThreadHeld{nullptr};
-std::atomic<Dova::Os::TEvent*> asked{nullptr};
-std::atomic<Dova::Os::TEvent*> answer{nullptr};
 
 namespace {
 

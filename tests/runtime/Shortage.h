@@ -15,17 +15,8 @@ extern std::atomic<bool> refuseThreads;
 extern std::atomic<Dova::Os::TEvent*> holdNextThread;
 extern std::atomic<Dova::Os::TEvent*> nextThreadHeld;
 
-// If not null: a request for a thread sets the first event and waits for the second before it is answered.
-extern std::atomic<Dova::Os::TEvent*> asked;
-extern std::atomic<Dova::Os::TEvent*> answer;
-
 // Called by the overridden system function; false: refuse.
 inline bool AskForThread() {
-  Dova::Os::TEvent* const toWait = answer.exchange(nullptr);
-  if (Dova::Os::TEvent* const toSet = asked.exchange(nullptr)) toSet->Set();
-  if (toWait) {
-    while (!toWait->Wait(0)) continue;  // locks may be held here
-  }
   return !refuseThreads;
 }
 

@@ -5,11 +5,9 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "flowctrl/TFlowCtrl.h"
 #include "platform/os/Alarm.h"
-#include "platform/os/MessageWindow.h"
 #include "platform/runtime/TThreadTimerQueue.h"
 #include "platform/runtime/TTimer.h"
 #include "runtime/AlarmClock.h"
@@ -203,52 +201,6 @@ TEST(Shortage, FunctionsOfASessionSayThatThereIsNoMemory) {
     EXPECT_FALSE(felt) << name;
   }
   CVekSession_Delete(&session);
-}
-
-// A window whose thread creates and deletes a session in the window procedure.
-class TCoreUser final : public Os::TMessageHandler {
- public:
-  explicit TCoreUser(std::function<void()> before) : before_(std::move(before)) {}
-  ~TCoreUser() { Os::DeallocateHWnd(window_); }
-
-  void Send() { window_->Send({kUse}); }
-  int Used() const { return used_; }
-
- private:
-  static constexpr unsigned kUse = 1100;
-
-  bool OnMessage(const Os::TMessage& message) noexcept override {
-    if (message.code != kUse) return false;
-    before_();
-    const TCoreRunRef core;
-    ++used_;
-    return true;
-  }
-  void OnWindowGone() noexcept override {}
-
-  const std::function<void()> before_;
-  const Os::TWindowRef window_ = Os::AllocateHWnd_Impl(*this);
-  int used_ = 0;
-};
-
-// The core thread is kept from ending: it requests a thread that the timers lack.
-TEST(CoreRun, IsUsedByAWindowProcedureWhileItEnds) {
-  Os::TEvent asked;
-  Os::TEvent answer;
-  TCoreUser user([&] { answer.Set(); });
-  auto core = std::make_unique<TCoreRunRef>();
-  TAlarmClock clock;
-  refuseThreads = true;
-  clock.Start(1'000'000);
-  TestSupport::answer = &answer;
-  TestSupport::asked = &asked;
-  ASSERT_TRUE(asked.Wait(kPatienceMs));
-  std::thread sender;
-  refuseThreads = false;
-  sender = std::thread([&] { user.Send(); });
-  core.reset();
-  EXPECT_EQ(user.Used(), 1);
-  sender.join();
 }
 
 }  // namespace
