@@ -1,4 +1,4 @@
-// What an application does by hand: resynchronisation, traces, structures of an older version, bad texts.
+// What an application does by hand: resynchronisation, traces, structures of an older version.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -112,21 +112,6 @@ TEST_F(ByHand, StructuresOfAnOlderVersion) {
   CVekSession none = CVekSession_Create(&config, &reason);
   EXPECT_EQ(reason, vsr_BadArgument);
   EXPECT_FALSE(none.object);
-}
-
-TEST_F(ByHand, TextsThatNoRequestCanHave) {
-  CVekSessionConfig config = KeptSession::Config();
-  kept.emplace(config);
-  kept->Open({":TestMes:lend"});
-  Reconnect();
-  CVekSubmit request = KeptSession::Request(129, "W1", "W1 new\nx");
-  request.textLength = (16U << 20) + 1;
-  EXPECT_EQ(kept->Submit(request), vsr_BadText) << "too long";
-  EXPECT_EQ(kept->Query("a b"), vsr_BadText) << "no work id";
-  const std::string text(300, 'x');
-  CVekReceipt receipt{};
-  receipt.size = sizeof receipt;
-  EXPECT_EQ(CVekSession_ChangePassword(&kept->session, text.c_str(), "", "", 0, &receipt), vsr_BadText);
 }
 
 class TraceByHand : public SessionTest, public VekApi::VekTraceHandler {

@@ -74,9 +74,15 @@ CVekSessionConfig Rated(int count, int ms) {
   return config;
 }
 
-TEST_F(Kept, TellsItsWayUpAndDown) {
+CVekSessionConfig Silent(const char* probe) {
   CVekSessionConfig config = KeptSession::Config();
-  kept.emplace(config);
+  config.silenceMs = 10'000;
+  config.probe = probe;
+  return config;
+}
+
+TEST_F(Kept, TellsItsWayUpAndDown) {
+  kept.emplace();
   CVekSession_AddResync(&kept->session, "orders");
   EXPECT_EQ(kept->Open({":TestMes:lend"}), 0);
   Connect();
@@ -270,10 +276,7 @@ TEST_F(Kept, EveryStageHasItsTime) {
 }
 
 TEST_F(Kept, ASilentLinkIsAskedAndThenLeft) {
-  CVekSessionConfig config = KeptSession::Config();
-  config.silenceMs = 10'000;
-  config.probe = "ping";
-  MakeUp(config);
+  MakeUp(Silent("ping"));
   time.Advance(5000);
   const Lines first = Sent();
   ASSERT_EQ(first.size(), 1U);
@@ -285,10 +288,7 @@ TEST_F(Kept, ASilentLinkIsAskedAndThenLeft) {
 
 // The link may have survived the sleep: it is probed first.
 TEST_F(Kept, ASleepIsNoSilence) {
-  CVekSessionConfig config = KeptSession::Config();
-  config.silenceMs = 10'000;
-  config.probe = "ping";
-  MakeUp(config);
+  MakeUp(Silent("ping"));
   time.Sleep(3'600'000);
   EXPECT_EQ(After(0), Lines{});
   const Lines asked = Sent();
@@ -300,9 +300,7 @@ TEST_F(Kept, ASleepIsNoSilence) {
 }
 
 TEST_F(Kept, ASlowHandlerIsNoSilence) {
-  CVekSessionConfig config = KeptSession::Config();
-  config.silenceMs = 10'000;
-  MakeUp(config);
+  MakeUp(Silent(nullptr));
   kept->onEvent = [this](CVekSession*, const CVekEvent&) {
     kept->onEvent = nullptr;
     time.Advance(25'000);
@@ -426,9 +424,14 @@ TEST_F(Kept, BadInputEntersNothing) {
   request.mode = vsm_Hold;
   request.replaces = 12345;
   EXPECT_EQ(kept->Submit(request), vsr_TooLate);
+  request.replaces = 0;
+  request.textLength = (16U << 20) + 1;
+  EXPECT_EQ(kept->Submit(request), vsr_BadText);
+  const std::string user(300, 'x');
+  EXPECT_EQ(CVekSession_ChangePassword(&kept->session, user.c_str(), "", "", 0, nullptr), vsr_BadText);
   CVekReceipt receipt{};
   receipt.size = 4;
-  request.replaces = 0;
+  request = KeptSession::Request(128, "W1", query);
   EXPECT_EQ(CVekSession_Submit(&kept->session, &request, &receipt), vsr_BadArgument);
   EXPECT_EQ(Sent(), Lines{});
   EXPECT_EQ(After(20'000), Lines{});
