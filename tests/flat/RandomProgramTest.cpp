@@ -134,7 +134,7 @@ class Common {
   }
   static Common& Of(void* user) { return *static_cast<Common*>(user); }
   void OnEvent() {
-    if (const unsigned event = events_++; event % 8 == 0) Act(event / 8 % 8);
+    if (const unsigned event = events_++; event % 16 == 0) Act(event / 16 % 8);
   }
   void Use(unsigned choice) {
     char request[] = "     w1 new\nprod=TXF\nw2 new\nprod=TXF";
@@ -268,7 +268,7 @@ class Program {
 
   void Step() {
     stream_.Pass();
-    if (Random(4) == 0) common_.Act(Random(8));
+    if (Random(8) == 0) common_.Act(Random(8));
     switch (Random(11)) {
       case 0:
         return Make();
