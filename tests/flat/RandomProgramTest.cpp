@@ -91,6 +91,9 @@ class Common {
   Common(const Common&) = delete;
   Common& operator=(const Common&) = delete;
 
+  // From now on its events do nothing, so that they leave the processors to those who wait for theirs.
+  void Calm() { calm_ = true; }
+
   void Act(unsigned choice) {
     if (choice == 0 && TakeAlone()) {
       Delete();
@@ -134,7 +137,7 @@ class Common {
   }
   static Common& Of(void* user) { return *static_cast<Common*>(user); }
   void OnEvent() {
-    if (const unsigned event = events_++; event % 16 == 0) Act(event / 16 % 8);
+    if (const unsigned event = events_++; event % 16 == 0 && !calm_) Act(event / 16 % 8);
   }
   void Use(unsigned choice) {
     char request[] = "     w1 new\nprod=TXF\nw2 new\nprod=TXF";
@@ -153,6 +156,7 @@ class Common {
   CVekFlowCtrlSender sender_{};
   std::atomic<int> users_{0};  // -1: one who makes it anew
   std::atomic<bool> changing_{false};
+  std::atomic<bool> calm_{false};
   unsigned events_ = 0;  // unguarded on purpose: ThreadSanitizer checks that events do not overlap
 };
 
@@ -172,6 +176,7 @@ class Program {
   void Run() {
     for (int step = 0; step < kSteps; ++step) Step();
     depth_ = kDeepest;  // callbacks from now on only make queries
+    common_.Calm();
     AwaitNumbers(clients_[0]);
     while (AnythingLeft()) DeleteSomething();
     while (CVekMessageLoop_Dispatch(0) > 0) continue;
@@ -478,7 +483,7 @@ int RunTwo(unsigned seed, Stream& stream) {
 TEST(RandomPrograms, EndWithoutCrashHangLateCallbackOrGap) {
   Stream stream;
   int numbers = 0;
-  for (unsigned seed = 1; seed <= 24 && !HasFailure(); ++seed) {
+  for (unsigned seed = 1; seed <= (TestSupport::kSanitized ? 12 : 24) && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     numbers += RunTwo(seed, stream);
   }
