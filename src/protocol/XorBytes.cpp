@@ -54,18 +54,21 @@ void XorSse2(char* bytes, const char* pad, std::size_t count) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + last), end);
 }
 
+VEKAPI_TARGET_AVX2 void Put32(char* bytes, const char* pad) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), Xor32(bytes, pad));
+}
+
 VEKAPI_TARGET_AVX2 void XorAvx2(char* bytes, const char* pad, std::size_t count) {
   const std::size_t last = count - sizeof(__m256i);
   const __m256i end = Xor32(bytes + last, pad + last);
   std::size_t i = 0;
-  for (; i + 4 * sizeof(__m256i) < count; i += 4 * sizeof(__m256i)) {
-    for (std::size_t at = i; at < i + 4 * sizeof(__m256i); at += sizeof(__m256i)) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + at), Xor32(bytes + at, pad + at));
-    }
+  for (; i + 128 < count; i += 128) {
+    Put32(bytes + i, pad + i);
+    Put32(bytes + i + 32, pad + i + 32);
+    Put32(bytes + i + 64, pad + i + 64);
+    Put32(bytes + i + 96, pad + i + 96);
   }
-  for (; i < last; i += sizeof(__m256i)) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + i), Xor32(bytes + i, pad + i));
-  }
+  for (; i < last; i += sizeof(__m256i)) Put32(bytes + i, pad + i);
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + last), end);
 }
 
