@@ -23,6 +23,8 @@ import bench_page
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/linux"
 OUT = ROOT / "build/bench"
+# Debian's, as the other libraries are.
+PYTHON = "/usr/bin/python3" if pathlib.Path("/usr/bin/python3").exists() else sys.executable
 DOC = ROOT / "docs/performance.md"
 HERE, ALONE, FREE = "one processor", "one processor, other policy", "all processors"
 
@@ -176,7 +178,7 @@ def measure(programs, percent):
             elif program == "size":
                 good = write_size(rows)
             elif program == "bench_python":
-                good = run([*launcher(where), sys.executable, ROOT / "bench/bench_python.py", BUILD], rows, works, percent)
+                good = run([*launcher(where), PYTHON, ROOT / "bench/bench_python.py", BUILD], rows, works, percent)
             else:
                 good = run([*launcher(where), BUILD / program, *arguments], rows, works, percent)
             failed += not good
@@ -268,14 +270,15 @@ def print_table(rows):
 def machine():
     cpu = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8"))
     compiler = subprocess.run(["c++", "--version"], stdout=subprocess.PIPE, text=True, check=False).stdout.split("\n")[0]
-    return {"processor": cpu.group(1) if cpu else platform.machine(), "processors": os.cpu_count(),
+    python = subprocess.run([PYTHON, "--version"], stdout=subprocess.PIPE, text=True, check=False).stdout.strip()
+    return {"processor": cpu.group(1) if cpu else platform.machine(), "processors": os.cpu_count(), "python": python,
             "system": f"{platform.system()} {platform.release()}", "compiler": compiler, "options": "-O2",
             "load": round(os.getloadavg()[0], 1), "date": time.strftime("%Y-%m-%d")}
 
 
 def write_doc(rows, where):
     lines = [f"{where['processors']} × {where['processor']}, {where['system']}, {where['compiler']}, {where['options']}, "
-             f"{where['date']}; load {where['load']} at the start.", "",
+             f"{where['python']}, {where['date']}; load {where['load']} at the start.", "",
              "| " + " | ".join(HEADS) + " |", "|" + "---|" * len(HEADS)]
     lines += ["| " + " | ".join(cells(row)) + " |" for row in rows]
     ratios = {row["beside"]: row["ratio"] for row in rows if row["work"] == "round trip" and "ratio" in row}
