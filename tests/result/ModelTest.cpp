@@ -18,7 +18,8 @@ void ExpectAsModel(const VekApi::VekTaskResult& result, const std::string& text)
   EXPECT_TRUE(Describe(result) == TModel(text).Describe()) << text.substr(0, 200);
   EXPECT_TRUE(result.OrigResult() == text) << text.substr(0, 200);
   for (unsigned i = 0; i < result.TableCount(); ++i) {
-    const VekApi::VekFields& fields = result.Table(i)->Fields();
+    VekApi::VekFields fields;
+    fields = result.Table(i)->Fields();
     for (int at = 0; at < fields.Count(); ++at)
       ASSERT_EQ(fields.Field(fields.Field(at)->Properties().Name())->Index(), at);
   }

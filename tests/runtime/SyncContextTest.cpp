@@ -5,6 +5,8 @@
 
 #include <thread>
 
+#include "platform/runtime/TSyncObj.h"
+
 namespace Dova {
 namespace {
 
@@ -18,6 +20,29 @@ TEST(SyncContext, NobodyIsStarved) {
   for (int round = 0; round < 200; ++round) ASSERT_TRUE(TSyncScope(context));
   stop = true;
   greedy.join();
+}
+
+struct TCounting : TSyncObj {
+  using TSyncObj::TSyncObj;
+  void OnSync() override { ++runs; }
+  int runs = 0;
+};
+
+TEST(SyncContext, AnActionThatDoesNotWaitRunsOnlyIfTheContextIsFree) {
+  const auto context = Dstl::make_ref<TSyncContext>();
+  TCounting action(context);
+  const auto tried = [&] {
+    bool ran = false;
+    std::thread([&] { ran = action.WaitSync(false); }).join();
+    return ran;
+  };
+  {
+    const TSyncScope inside(context);
+    EXPECT_FALSE(tried());
+    EXPECT_TRUE(action.WaitSync(false)) << "this thread is inside already";
+  }
+  EXPECT_TRUE(tried());
+  EXPECT_EQ(action.runs, 2);
 }
 
 }  // namespace

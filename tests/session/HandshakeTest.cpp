@@ -11,6 +11,19 @@ std::string Cp950(const char8_t* text) {
   return bytes;
 }
 
+// An application may read packets from elsewhere into its session.
+TEST_F(SessionTest, ParsesWhatTheApplicationPassesToItsParser) {
+  VekApi::VekClientParser parser(*client);
+  std::string report = Message(130, "from elsewhere");
+  parser.ParsePacket(report.data(), static_cast<unsigned>(report.size()));
+  EXPECT_EQ(recorder.Take(), Lines{}) << "there is no session yet";
+  SignOn();
+  recorder.Take();
+  parser.ParsePacket(report.data(), static_cast<unsigned>(report.size()));
+  EXPECT_EQ(recorder.Take(), Lines{"report from elsewhere"});
+  EXPECT_EQ(VekApi::VekClientParser(parser).ServerEndian(), vek_LittleEndian);
+}
+
 TEST_F(SessionTest, SettingsThatMakeNoMessengerAreRefused) {
   const struct {
     const char* setting;
