@@ -1,10 +1,8 @@
 // The shared-memory transport compared with alternatives, in one run; the peer is another process.
-//   bench_shmem         round trips of 128 bytes through the client's messenger over shared memory and over
-//   TCP,
-//                       and through bare rings with the same wake-up; idle threads sleep
-//   bench_shmem spin    both sides poll, compared with a bare ring that never sleeps, also with an answer
-//   that
-//                       takes a while; takes two processors
+//   bench_shmem         round trips of 128 bytes through the client's messenger over shared memory and
+//                       over TCP, and through bare rings with the same wake-up; idle threads sleep
+//   bench_shmem spin    both sides poll, compared with a bare ring that never sleeps, also with an
+//                       answer that takes a while; takes two processors
 //   bench_shmem tcp     over TCP with spin= compared with sleeping
 //   bench_shmem stream  messages of 4 KiB compared with copying them
 #include <algorithm>

@@ -1,4 +1,5 @@
 #include "platform/os/CodePage.h"
+#include "session/TImpl.h"
 #include "support/SessionFixture.h"
 #include "vekapi/VekLink.h"
 
@@ -14,12 +15,16 @@ std::string Cp950(const char8_t* text) {
 // An application may read packets from elsewhere into its session.
 TEST_F(SessionTest, ParsesWhatTheApplicationPassesToItsParser) {
   VekApi::VekClientParser parser(*client);
-  std::string report = Message(130, "from elsewhere");
-  parser.ParsePacket(report.data(), static_cast<unsigned>(report.size()));
+  const auto parse = [&] {
+    std::string report = Message(130, "from elsewhere");
+    const Dova::TSyncScope inside(VekApi::ContextOf(*client));
+    parser.ParsePacket(report.data(), static_cast<unsigned>(report.size()));
+  };
+  parse();
   EXPECT_EQ(recorder.Take(), Lines{}) << "there is no session yet";
   SignOn();
   recorder.Take();
-  parser.ParsePacket(report.data(), static_cast<unsigned>(report.size()));
+  parse();
   EXPECT_EQ(recorder.Take(), Lines{"report from elsewhere"});
   EXPECT_EQ(VekApi::VekClientParser(parser).ServerEndian(), vek_LittleEndian);
 }
