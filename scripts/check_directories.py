@@ -19,7 +19,7 @@ BELOW = {
     "platform/runtime": ["platform/os"],
     "platform/transport": ["platform/runtime", "platform/os"],
     "protocol": ["platform/runtime", "platform/os"],
-    "result": ["platform/os"],
+    "result": ["protocol", "platform/os"],
     "shmem": PLATFORM,
     "flowctrl": ["protocol", "platform/runtime", "platform/os"],
     "session": ["flowctrl", "shmem", "protocol", "result"] + PLATFORM,

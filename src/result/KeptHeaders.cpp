@@ -3,16 +3,19 @@
 #include <algorithm>
 #include <utility>
 
+#include "result/TextMarks.h"
+
 namespace VekApi {
 
-const TKeptHeader* TKeptHeaders::Use(std::string_view text, std::uint32_t tableIndex) {
-  for (TKeptHeader& header : headers_) {
-    if (header.lines.empty() || !text.starts_with(header.lines)) continue;
-    header.tableIndex = tableIndex;
-    header.lastUse = ++uses_;
-    return &header;
-  }
+TKeptHeader* TKeptHeaders::Find(std::string_view text) {
+  for (TKeptHeader& header : headers_)
+    if (!header.lines.empty() && text.starts_with(header.lines)) return &header;
   return nullptr;
+}
+
+void TKeptHeaders::Use(TKeptHeader& header, std::uint32_t tableIndex) {
+  header.tableIndex = tableIndex;
+  header.lastUse = ++uses_;
 }
 
 std::uint32_t TKeptHeaders::Keep(std::string_view lines, std::unique_ptr<TMadeTable> table) {
@@ -20,18 +23,19 @@ std::uint32_t TKeptHeaders::Keep(std::string_view lines, std::unique_ptr<TMadeTa
       headers_.begin(), headers_.end(),
       [](const TKeptHeader& one, const TKeptHeader& other) { return one.lastUse < other.lastUse; });
   oldest.lines = lines;
+  oldest.nameBytes = table->table.Properties().Name().size();
+  oldest.fieldsAt = lines.find(kLineEnd) + 2;
   oldest.columns = static_cast<std::uint32_t>(table->table.Fields().Count());
-  oldest.tableIndex = table->index;
-  oldest.lastUse = ++uses_;
+  Use(oldest, table->index);
   oldest.table = std::move(table);
   return oldest.columns;
 }
 
-void TKeptHeaders::Give(const TResultBody& body) {
+void TKeptHeaders::Give(TResultBody& body) {
   constexpr std::size_t kMostRuns = 256;  // of records; a table has a list of them
   if (body.records.runs.size() > kMostRuns) return;
   for (TKeptHeader& header : headers_)
-    if (header.table && header.tableIndex != kNone) body.Adopt(header.tableIndex, std::move(header.table));
+    if (header.table && header.tableIndex != kNone) body.Own(header.tableIndex, std::move(header.table));
 }
 
 void TKeptHeaders::TakeBack(TResultBody& body) {

@@ -16,6 +16,8 @@ namespace VekApi {
 // Content of `lines`: a header and the fields line after it, with their line ends.
 struct TKeptHeader {
   std::string lines;
+  std::size_t nameBytes = 0;
+  std::size_t fieldsAt = 0;  // start of the fields text in `lines`
   std::uint32_t columns = 0;
   std::uint32_t tableIndex = kNone;  // index of the table with this header in the result
   std::uint64_t lastUse = 0;
@@ -26,9 +28,11 @@ class TKeptHeaders {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // Finds the cached header that `text`, the start of the result's next table, begins with; null if there is
-  // none.
-  const TKeptHeader* Use(std::string_view text, std::uint32_t tableIndex);
+  // The cached header that `text` begins with; null if there is none.
+  TKeptHeader* Find(std::string_view text);
+
+  // The result's table `tableIndex`, one of the first kCount, has this header.
+  void Use(TKeptHeader& header, std::uint32_t tableIndex);
 
   // True if a header is small enough to be cached.
   static bool Takes(std::string_view lines) { return lines.size() <= kMostBytes; }
@@ -38,7 +42,7 @@ class TKeptHeaders {
   std::uint32_t Keep(std::string_view lines, std::unique_ptr<TMadeTable> table);
 
   // Hands the cached tables to the result just parsed, unless its records are in many runs.
-  void Give(const TResultBody& body);
+  void Give(TResultBody& body);
 
   // Takes the tables back from a result about to be cleared.
   void TakeBack(TResultBody& body);

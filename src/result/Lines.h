@@ -1,7 +1,9 @@
 // Lines of a result text.
 #pragma once
 
-#include <algorithm>
+#include <emmintrin.h>
+
+#include <bit>
 #include <cstddef>
 #include <string_view>
 
@@ -10,12 +12,27 @@
 
 namespace VekApi {
 
+// Position of the first of two bytes; the text's size if there is none.
+inline std::size_t FirstOf(std::string_view text, char one, char other) {
+  constexpr std::size_t kBlock = 16;
+  const __m128i ones = _mm_set1_epi8(one);
+  const __m128i others = _mm_set1_epi8(other);
+  std::size_t at = 0;
+  for (; text.size() - at >= kBlock; at += kBlock) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+    const __m128i either = _mm_or_si128(_mm_cmpeq_epi8(bytes, ones), _mm_cmpeq_epi8(bytes, others));
+    const auto found = static_cast<unsigned>(_mm_movemask_epi8(either));
+    if (found) return at + static_cast<std::size_t>(std::countr_zero(found));
+  }
+  while (at < text.size() && text[at] != one && text[at] != other) ++at;
+  return at;
+}
+
 // Position of the first of two bytes at or after `from`; the text's size if there is none or the work stops.
 inline std::size_t FindEither(std::string_view text, std::size_t from, char one, char other, TWork& work) {
   while (from < text.size()) {
     const std::string_view piece = text.substr(from, TWork::kPiece);
-    const std::string_view before = piece.substr(0, piece.find(one));
-    const std::size_t end = std::min(before.find(other), before.size());
+    const std::size_t end = FirstOf(piece, one, other);
     if (end < piece.size()) return from + end;
     if (work.Spend(piece.size())) break;
     from += piece.size();

@@ -12,19 +12,20 @@ std::size_t TRecordCutter::Cut(std::size_t from) {
   constexpr std::size_t kMostBlocks = 64;  // few enough to stay in the cache
   TByteMarks marks[kMostBlocks];
   columns_ = store_.runs.back().columns;
-  store_.NeedAhead(1, from);
+  store_.NeedAhead(kMarkedBytes, from);
   recordStart_ = store_.startsCount;
   store_.starts.Data()[store_.startsCount++] = static_cast<std::uint32_t>(from);
   // Few blocks first: the next table may be near.
   std::size_t at = from;
-  for (std::size_t blocks = 1;; blocks = std::min(2 * blocks, kMostBlocks)) {
-    store_.NeedAhead(blocks * kMarkedBytes, at);
+  for (std::size_t blocks = 1;;) {
     const TByteMarks* const end = marks + Mark(at, blocks, marks);
     for (const TByteMarks* block = marks; block < end; ++block, at += kMarkedBytes)
       if (block->lines && EndRecords(*block, at)) return next_;
     if (end[-1].nuls)
       return EndAtNul(at - kMarkedBytes + static_cast<std::size_t>(std::countr_zero(end[-1].nuls)));
     if (work_.Spend(blocks * kMarkedBytes)) return text_.size();
+    blocks = std::min(2 * blocks, kMostBlocks);
+    store_.NeedAhead(blocks * kMarkedBytes, at);
   }
 }
 

@@ -24,15 +24,14 @@ void TRecordStore::Grow(TRoom<TItem>& room, std::size_t used, std::size_t needed
   room.Grow(std::max(expected, used + used / 4) + needed, used);
 }
 
-void TRecordStore::NeedAhead(std::size_t ahead, std::size_t read) {
-  const std::size_t values = ahead + kSlack;
-  const std::size_t words = Words(ahead) + kGroupHead;
+void TRecordStore::Grow(std::size_t values, std::size_t words, std::size_t read) {
   if (starts.Count() - startsCount < values) Grow(starts, startsCount, values, read);
   if (ends.Count() - endsCount_ < words) Grow(ends, endsCount_, words, read);
 }
 
 void TRecordStore::Clear(std::size_t& room) {
-  runs.clear();
+  constexpr std::size_t kKeptRuns = 1024;
+  runs.Clear(kKeptRuns);
   startsCount = endsCount_ = groupAt_ = textBytes = recordsEnd = 0;
   starts.Keep(room);
   ends.Keep(room);
@@ -40,9 +39,8 @@ void TRecordStore::Clear(std::size_t& room) {
 }
 
 void TRecordStore::OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt) {
-  runs.push_back(
-      {before, columns, static_cast<std::uint32_t>(startsAt), static_cast<std::uint32_t>(endsCount_), 0});
-  lastRun_ = &runs.back();
+  lastRun_ = &runs.emplace_back(before, columns, static_cast<std::uint32_t>(startsAt),
+                                static_cast<std::uint32_t>(endsCount_), 0U);
   groupAt_ = startsAt;
 }
 
@@ -59,7 +57,6 @@ void TRecordStore::PrepareEnd(std::size_t start, std::size_t end) {
   const bool opensGroup = last.rows % kGroup == 0;
   const bool tooMany = end - (opensGroup ? start : groupAt_) >= kRunEnd;
   const bool hasEnded = last.rows == 1 && ends.Data()[last.endsAt] == kRunEnd;
-  if (last.rows == 0) return;
   if (tooMany || hasEnded) {
     OpenRun(LastRun(), last.columns, start);
   } else if (opensGroup) {

@@ -7,10 +7,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <utility>
 
+#include "result/Chunks.h"
 #include "result/NameTable.h"
 #include "vekapi/VekTable.h"
 
@@ -75,12 +75,17 @@ class TRecordStore {
   void Prepare(std::size_t bytes);
 
   // Makes room for the values and records of `ahead` more bytes, `read` bytes of the text having been read.
-  void NeedAhead(std::size_t ahead, std::size_t read);
+  void NeedAhead(std::size_t ahead, std::size_t read) {
+    const std::size_t values = ahead + kSlack;
+    const std::size_t words = Words(ahead) + kGroupHead;
+    if (starts.Count() - startsCount < values || ends.Count() - endsCount_ < words) Grow(values, words, read);
+  }
 
   // Puts the separators back into a copy of `copy`.
   void Join(char* text) const;
 
-  // Clears the store; keeps memory as far as it fits into `room`, which is reduced by its size.
+  // Clears the store; keeps memory for a few runs, and other memory as far as it fits into `room`, which is
+  // reduced by its size.
   void Clear(std::size_t& room);
 
   // Opens a run following the table's run `before`.
@@ -89,8 +94,8 @@ class TRecordStore {
   // Ends the last run's next record, with values from `start` up to `end`. Opens another run if this one
   // cannot hold it.
   void EndRecord(std::size_t start, std::size_t end) {
-    TRun& run = *lastRun_;
-    if (run.rows <= 1 || run.rows % kGroup == 0 || end - groupAt_ >= kRunEnd) PrepareEnd(start, end);
+    const std::uint32_t rows = lastRun_->rows;
+    if (rows == 1 || (rows > 0 && (rows % kGroup == 0 || end - groupAt_ >= kRunEnd))) PrepareEnd(start, end);
     ends.Data()[endsCount_++] = static_cast<std::uint16_t>(std::min<std::size_t>(end - groupAt_, kRunEnd));
     ++lastRun_->rows;
   }
@@ -113,7 +118,7 @@ class TRecordStore {
   std::size_t startsCount = 0;
   std::size_t textBytes = 0;
   std::size_t recordsEnd = 0;  // just past the last record line
-  std::deque<TRun> runs;
+  TChunks<TRun> runs;
 
  private:
   // Ends are counted in values from the start of their group of records. Each group except the first of a run
@@ -132,6 +137,7 @@ class TRecordStore {
   TStarts StartsOf(const TRun& run, std::size_t startsEnd, std::size_t row) const;
   std::size_t TextEnd(const TRun& run, TStarts record) const;
   static std::size_t Words(std::size_t rows) { return rows + rows / kGroup * kGroupHead; }
+  void Grow(std::size_t values, std::size_t words, std::size_t read);
   template <class TItem>
   void Grow(TRoom<TItem>& room, std::size_t used, std::size_t needed, std::size_t read) const;
   void OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt);

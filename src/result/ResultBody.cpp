@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kWalk = 8;  // up to this many tables are searched linearly
 constexpr std::size_t kKeptBytes = 16 * 1024 * 1024;
-constexpr std::size_t kKeptEntries = 1024;  // of tables and runs
+constexpr std::size_t kKeptTables = 1024;
 
 // Upper bound of the names in the rest of the text: names of two bytes and more are counted; space for
 // shorter ones is always reserved.
@@ -93,11 +93,23 @@ std::unique_ptr<TMadeTable> TResultBody::Make(std::uint32_t index) const {
   return made;
 }
 
+void TResultBody::AddRecords(TMadeTable& made, const TTableEntry& entry) const {
+  if (entry.lastRun != kNone) made.table.Records().Show(*this, entry.lastRun);
+  if (entry.columns == 0 && entry.fields > 0) made.table.Records().ShowBare(entry.fields);
+}
+
+void TResultBody::Own(std::uint32_t index, std::unique_ptr<TMadeTable> made) {
+  made->index = index;
+  AddRecords(*made, tables[index]);
+  made->next = made_.load(std::memory_order_relaxed);
+  tables[index].made.store(made.get(), std::memory_order_relaxed);
+  made_.store(made.release(), std::memory_order_relaxed);
+}
+
+// If another thread was faster, that thread's table is returned.
 const VekTable& TResultBody::Adopt(std::uint32_t index, std::unique_ptr<TMadeTable> made) const {
   const TTableEntry& entry = tables[index];
-  made->index = index;
-  if (entry.lastRun != kNone) made->table.Records().Show(*this, entry.lastRun);
-  if (entry.columns == 0 && entry.fields > 0) made->table.Records().ShowBare(entry.fields);
+  AddRecords(*made, entry);
   TMadeTable* other = nullptr;
   if (!entry.made.compare_exchange_strong(other, made.get(), std::memory_order_acq_rel)) return other->table;
   TMadeTable* const first = made.release();
@@ -115,18 +127,16 @@ std::unique_ptr<TMadeTable> TResultBody::TakeMade() {
   return first;
 }
 
-bool TResultBody::Clear() {
-  const bool isSmall = tables.size() <= kKeptEntries && records.runs.size() <= kKeptEntries;
+void TResultBody::Clear() {
   DropMade();
   text_.clear();
   hasText_.store(false, std::memory_order_relaxed);
   workId.clear();
-  tables.clear();
+  tables.Clear(kKeptTables);
   std::size_t room = kKeptBytes;
   records.Clear(room);
   names_.Clear(room);
   if (text_.capacity() > room) std::string().swap(text_);
-  return isSmall;
 }
 
 }  // namespace VekApi

@@ -5,13 +5,13 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "platform/os/Mutex.h"
+#include "result/Chunks.h"
 #include "result/NameTable.h"
 #include "result/RecordStore.h"
 #include "result/TWork.h"
@@ -55,17 +55,16 @@ class TResultBody {
   // Parses a table's properties and columns, without its records.
   std::unique_ptr<TMadeTable> Make(std::uint32_t index) const;
 
-  // Takes ownership of a table that has properties and columns, and adds its records. If another thread was
-  // faster, that thread's table is returned.
-  const VekTable& Adopt(std::uint32_t index, std::unique_ptr<TMadeTable> made) const;
+  // Takes ownership of a table that has properties and columns, and adds its records. No other thread may use
+  // the content yet.
+  void Own(std::uint32_t index, std::unique_ptr<TMadeTable> made);
 
   // Removes and returns one of the tables that were requested, before the content is cleared; null if none is
   // left.
   std::unique_ptr<TMadeTable> TakeMade();
 
-  // Clears the content. Keeps memory for the next one, up to a limit. Returns false if memory that cannot be
-  // freed separately exceeds it: the body should then be dropped.
-  bool Clear();
+  // Clears the content. Keeps memory for the next one, up to a limit.
+  void Clear();
 
   // The text as it was before it was cut. Thread-safe; valid as long as the content. Throws std::bad_alloc.
   const std::string& Text() const;
@@ -77,13 +76,15 @@ class TResultBody {
   }
 
   std::string workId;
-  std::deque<TTableEntry> tables;
+  TChunks<TTableEntry> tables;
   TRecordStore records;
 
  private:
   template <class TBody>
   friend class TBodyRef;
 
+  void AddRecords(TMadeTable& made, const TTableEntry& entry) const;
+  const VekTable& Adopt(std::uint32_t index, std::unique_ptr<TMadeTable> made) const;
   bool IsNamed(const TTableEntry& entry, std::string_view name, TWork& work) const;
   std::string_view Cut() const { return {records.copy.Data(), records.textBytes}; }
   std::string_view LineAt(std::uint32_t at, TWork& work) const;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "protocol/Packet.h"
 #include "result/EncodingLine.h"
 #include "result/Lines.h"
 
@@ -13,24 +14,15 @@ namespace {
 constexpr std::size_t kWorkIdLengthAt = 5;
 constexpr std::uint32_t kLongText = 0xFFFF;  // as a 16-bit length: a 32-bit length follows
 
-// Removes a number of `size` bytes from the front of `bytes`, which must be long enough.
-std::uint32_t TakeNumber(std::string_view& bytes, std::size_t size, EVekEndian endian) {
-  std::uint32_t number = 0;
-  for (std::size_t i = 0; i < size; ++i) {
-    const std::size_t at = endian == vek_LittleEndian ? size - 1 - i : i;
-    number = number << 8 | static_cast<unsigned char>(bytes[at]);
-  }
-  bytes.remove_prefix(size);
-  return number;
-}
-
 // Reads the length in front of a text. False if the packet ends before it.
 bool TakeTextLength(std::string_view& bytes, EVekEndian endian, std::size_t& length) {
   if (bytes.size() < 2) return false;
-  length = TakeNumber(bytes, 2, endian);
+  length = GetU16(bytes.data(), endian);
+  bytes.remove_prefix(2);
   if (length != kLongText) return true;
   if (bytes.size() < 4) return false;
-  length = TakeNumber(bytes, 4, endian);
+  length = GetU32(bytes.data(), endian);
+  bytes.remove_prefix(4);
   return true;
 }
 
@@ -40,7 +32,7 @@ TResultPacket ReadResultPacket(std::string_view packet, EVekEndian endian, TWork
   TResultPacket result;
   if (packet.size() <= kWorkIdLengthAt) return result;
   packet.remove_prefix(kWorkIdLengthAt);
-  const std::size_t workIdLength = static_cast<unsigned char>(packet[0]);
+  const std::size_t workIdLength = Byte(packet[0]);
   packet.remove_prefix(1);
   if (packet.size() <= workIdLength) return result;
   result.workId = packet.substr(0, workIdLength);

@@ -62,19 +62,30 @@ std::size_t TResultReader::OnLine(std::size_t at) {
 }
 
 std::size_t TResultReader::OnHeader(std::size_t at) {
+  newHeaderAt_ = kNone;
+  CopyUpTo(at);
+  if (const std::size_t next = OnKeptHeader(at)) return next;
   const std::size_t end = LineEnd(text_, at, work_);
   const std::size_t next = NextLine(text_, end);
   CopyUpTo(next);
   const std::string_view name = NameOf(text_.substr(at + 1, end - at - 1), work_);
-  newHeaderAt_ = kNone;
   table_ = body_.Find(name, work_);
   if (table_ != kNone) return next;
   table_ = body_.Append(static_cast<std::uint32_t>(at + 1), name, text_.substr(end), work_);
-  if (table_ >= TKeptHeaders::kCount || name.empty()) return next;
-  newHeaderAt_ = at;
-  const TKeptHeader* const kept = kept_.Use(text_.substr(at), table_);
-  if (!kept) return next;
-  Table().fields = static_cast<std::uint32_t>(next + 1);
+  if (table_ < TKeptHeaders::kCount && !name.empty()) newHeaderAt_ = at;
+  return next;
+}
+
+// Returns 0 if the header is not cached, or the result has its table already.
+std::size_t TResultReader::OnKeptHeader(std::size_t at) {
+  if (body_.tables.size() >= TKeptHeaders::kCount) return 0;
+  TKeptHeader* const kept = kept_.Find(text_.substr(at));
+  if (!kept) return 0;
+  const std::string_view name = text_.substr(at + 1, kept->nameBytes);
+  if (body_.Find(name, work_) != kNone) return 0;
+  table_ = body_.Append(static_cast<std::uint32_t>(at + 1), name, text_.substr(at), work_);
+  kept_.Use(*kept, table_);
+  Table().fields = static_cast<std::uint32_t>(at + kept->fieldsAt);
   Table().columns = kept->columns;
   return at + kept->lines.size();
 }
@@ -120,7 +131,7 @@ void TResultReader::KeepBareRecords() {
 
 // Records directly following the previous ones belong to the same run.
 void TResultReader::OpenRun(TTableEntry& table) {
-  std::deque<TRun>& runs = body_.records.runs;
+  TChunks<TRun>& runs = body_.records.runs;
   const bool goesOn =
       table.lastRun != kNone && table.lastRun + 1 == runs.size() && runs.back().columns == table.columns;
   if (!goesOn) body_.records.OpenRun(table.lastRun, table.columns);

@@ -24,6 +24,7 @@ class TResultReader {
  private:
   std::size_t OnLine(std::size_t at);
   std::size_t OnHeader(std::size_t at);
+  std::size_t OnKeptHeader(std::size_t at);
   std::size_t OnFields(std::size_t at);
   std::size_t OnRecords(std::size_t at);
   std::size_t OnBareRecords(std::size_t at);

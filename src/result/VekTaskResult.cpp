@@ -53,7 +53,7 @@ class VekTaskResult::TImpl {
       return;
     }
     kept_.TakeBack(*body_);
-    if (!body_->Clear()) body_ = {};
+    body_->Clear();
   }
 
  private:
