@@ -115,12 +115,7 @@ EPost TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcep
   if (IsInherited()) return EPost::Gone;
   TLock lock(*this);
   if (ended_ || !window.handler) return EPost::Gone;
-  if (posted_.size() >= kMaxPosted) return EPost::Full;
-  try {
-    posted_.push_back({&window, code});
-  } catch (...) {
-    return EPost::Full;
-  }
+  if (posted_.Size() >= kMaxPosted || !posted_.Push({&window, code})) return EPost::Full;
   Announce(lock);
   return EPost::Posted;
 }
@@ -128,12 +123,8 @@ EPost TThreadQueue::Post(TMessageWindow::TNative& window, unsigned code) noexcep
 bool TThreadQueue::PostLast(TMessageWindow::TNative& window, unsigned code) noexcept {
   TLock lock(*this);
   const TPosted message{&window, code};
-  if (std::find(last_.begin(), last_.end(), message) != last_.end()) return true;
-  try {
-    last_.push_back(message);
-  } catch (...) {
-    return false;
-  }
+  if (late_.Has(message)) return true;
+  if (!late_.Push(message)) return false;
   Announce(lock);
   return true;
 }
@@ -159,11 +150,7 @@ bool TThreadQueue::SendAndWait(TSent& sent) {
   {
     TLock lock(*this);
     if (ended_ || !sent.window.handler) return false;
-    try {
-      sent_.push_back(&sent);
-    } catch (...) {
-      return false;
-    }
+    sent_.Push(sent);
     Announce(lock);
   }
   sent.done.Wait();
@@ -192,15 +179,16 @@ void TThreadQueue::Close(TMessageWindow::TNative& window) noexcept {
 
 // With the lock held: drops the messages for one window, or for all; senders return.
 void TThreadQueue::Drop(const TMessageWindow::TNative* window) noexcept {
-  const auto dropped = [=](const TMessageWindow::TNative* of) { return !window || of == window; };
-  for (TPostedMessages* const messages : {&posted_, &last_}) {
-    std::erase_if(*messages, [&](const TPosted& posted) { return dropped(posted.window); });
+  posted_.Drop(window);
+  late_.Drop(window);
+  for (std::size_t left = sent_.Size(); left != 0; --left) {
+    TSent& sent = sent_.Pop();
+    if (window && window != &sent.window) {
+      sent_.Push(sent);
+    } else {
+      sent.done.Set();
+    }
   }
-  std::erase_if(sent_, [&](TSent* sent) {
-    if (!dropped(&sent->window)) return false;
-    sent->done.Set();
-    return true;
-  });
   if (!ended_) SetReadable();
 }
 
@@ -209,9 +197,8 @@ bool TThreadQueue::RunSent() {
   TSent* sent = nullptr;
   {
     const TLock lock(*this);
-    if (sent_.empty()) return false;
-    sent = sent_.front();
-    sent_.pop_front();
+    if (sent_.Empty()) return false;
+    sent = &sent_.Pop();
     SetReadable();
   }
   // Replies also if a runtime ends this thread inside the handler. After a fork inside it there is no sender
@@ -238,7 +225,7 @@ bool TThreadQueue::AnswerSent() {
   if (IsInherited()) return false;
   {
     const TLock lock(*this);
-    if (sent_.empty()) return false;
+    if (sent_.Empty()) return false;
   }
   const TAnswerScope answering;
   return RunSent();
@@ -249,9 +236,8 @@ bool TThreadQueue::RunPosted(TPostedMessages& messages) {
   TPosted posted{};
   {
     const TLock lock(*this);
-    if (messages.empty()) return false;
-    posted = messages.front();
-    messages.pop_front();
+    if (messages.Empty()) return false;
+    posted = messages.Pop();
     SetReadable();
   }
   posted.window->handler->OnMessage({posted.code});
@@ -260,14 +246,14 @@ bool TThreadQueue::RunPosted(TPostedMessages& messages) {
 
 // With the lock held.
 bool TThreadQueue::IsEmpty() const noexcept {
-  return sent_.empty() && posted_.empty() && last_.empty();
+  return sent_.Empty() && posted_.Empty() && late_.Empty();
 }
 
 TThreadQueue::TWaiting TThreadQueue::WaitForAny(int timeoutMs) noexcept {
   const TLock lock(*this);
   const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
   while (IsEmpty() && (due == INT64_MAX || MonotonicNs() < due)) changed_.WaitUntil(due);
-  return {sent_.size() + posted_.size(), last_.size()};
+  return {sent_.Size() + posted_.Size(), late_.Size()};
 }
 
 int TThreadQueue::Dispatch(int timeoutMs) {
@@ -275,7 +261,7 @@ int TThreadQueue::Dispatch(int timeoutMs) {
   const int atOnce = static_cast<int>(std::min<std::size_t>(waiting.first, kMessagesAtOnce));
   int count = 0;
   while (count < atOnce && (RunSent() || RunPosted(posted_))) ++count;
-  for (std::size_t left = waiting.last; left != 0 && RunPosted(last_); --left) ++count;
+  for (std::size_t left = waiting.last; left != 0 && RunPosted(late_); --left) ++count;
   return count;
 }
 

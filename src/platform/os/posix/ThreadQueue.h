@@ -1,8 +1,9 @@
 // The message queue of one thread's windows.
 #pragma once
 
-#include <deque>
+#include <cstddef>
 #include <memory>
+#include <vector>
 
 #include "platform/os/Event.h"
 #include "platform/os/MessageWindow.h"
@@ -62,14 +63,45 @@ class TThreadQueue {
     bool deallocate;
     bool handled = false;
     TEvent done{};
+    TSent* next = nullptr;
   };
   struct TPosted {
     TMessageWindow::TNative* window;
     unsigned code;
 
     bool operator==(const TPosted&) const = default;
+    bool IsOf(const TMessageWindow::TNative* of) const noexcept { return !of || of == window; }
   };
-  using TPostedMessages = std::deque<TPosted>;
+  // First in, first out. Keeps some memory, so that a message usually needs no allocation.
+  class TPostedMessages {
+   public:
+    bool Empty() const noexcept { return first_ == messages_.size(); }
+    std::size_t Size() const noexcept { return messages_.size() - first_; }
+    bool Has(const TPosted& message) const noexcept;
+    // False if memory runs out.
+    bool Push(const TPosted& message) noexcept;
+    TPosted Pop() noexcept;
+    void Drop(const TMessageWindow::TNative* window) noexcept;  // null: of all windows
+
+   private:
+    void Shift() noexcept;
+
+    std::vector<TPosted> messages_;
+    std::size_t first_ = 0;
+  };
+  // First in, first out.
+  class TSentMessages {
+   public:
+    bool Empty() const noexcept { return !first_; }
+    std::size_t Size() const noexcept { return size_; }
+    void Push(TSent& sent) noexcept;
+    TSent& Pop() noexcept;
+
+   private:
+    TSent* first_ = nullptr;
+    TSent* last_ = nullptr;
+    std::size_t size_ = 0;
+  };
   // Number of waiting messages, by queue.
   struct TWaiting {
     std::size_t first;  // sent and posted
@@ -89,9 +121,9 @@ class TThreadQueue {
 
   TMonotonicCondition changed_;  // its mutex guards the members below; lock order: this mutex, then the
                                  // event's mutex of a TWaker
-  std::deque<TSent*> sent_;
+  TSentMessages sent_;
   TPostedMessages posted_;
-  TPostedMessages last_;  // delivered after all others
+  TPostedMessages late_;  // delivered after all others
   TWaker* waker_ = nullptr;
   const int descriptor_;
   const unsigned generation_;
