@@ -15,6 +15,10 @@ constexpr int kPatienceMs = 50;
 constexpr int kPauseMs = 10;
 // How often to check that there still is a window to deliver the events.
 constexpr std::uint64_t kPushesPerLook = 256;
+// Batches kept for the next burst: at most so many, and no more than were in use at once while the queue ran
+// empty so often.
+constexpr std::size_t kMostSpares = 32;
+constexpr int kRunsPerTrim = 64;
 
 }  // namespace
 
@@ -26,7 +30,7 @@ TPendingEvRecs::TPendingEvRecs(Dova::Os::TWindowRef window, unsigned code)
 // ---- the raising thread ----
 
 void TPendingEvRecs::Push(TPendingEv event) {
-  std::list<TEventBatchRef> dropped;
+  TBatches dropped;
   const TLock lock(mutex_);
   if (closed_) return;
   TEventBatch& batch = BatchFor(event.text.size(), lock);
@@ -41,8 +45,12 @@ void TPendingEvRecs::Push(TPendingEv event) {
 
 TEventBatch& TPendingEvRecs::BatchFor(std::size_t textBytes, const TLock&) {
   if (batches_.empty() || !batches_.back()->HasRoom(textBytes)) {
-    const bool fits = spare_ && spare_->HasRoom(textBytes);
-    batches_.push_back(fits ? std::move(spare_) : std::make_shared<TEventBatch>(textBytes));
+    if (!spares_.empty() && spares_.front()->HasRoom(textBytes)) {
+      batches_.splice(batches_.end(), spares_, spares_.begin());
+    } else {
+      batches_.push_back(std::make_shared<TEventBatch>(textBytes));
+    }
+    mostBatches_ = std::max(mostBatches_, batches_.size());
   }
   return *batches_.back();
 }
@@ -69,18 +77,16 @@ TSessionViewRef TPendingEvRecs::View() {
 
 // Dropped events are freed after the lock is released.
 void TPendingEvRecs::Close() {
-  std::list<TEventBatchRef> dropped;
+  TBatches dropped;
   const TLock lock(mutex_);
   CloseWith(dropped, lock);
 }
 
-void TPendingEvRecs::CloseWith(std::list<TEventBatchRef>& dropped, const TLock&) {
+void TPendingEvRecs::CloseWith(TBatches& dropped, const TLock&) {
   closed_ = true;
   noMemory_ = false;
   free_ = 0;
-  batches_.swap(dropped);
-  reading_.reset();
-  spare_.reset();
+  for (TBatches* const batches : {&batches_, &reading_, &spares_}) dropped.splice(dropped.end(), *batches);
   for (TLoan* loan = loans_; loan; loan = loan->next) loan->over = true;
 }
 
@@ -123,7 +129,7 @@ bool TPendingEvRecs::Pop(TPendingEv& event, TEventBatchRef& batch) {
     if (!MayPop(lock)) return false;
     if (noMemory_ && noMemoryBehind_ == popped_) return PopNoMemory(event, lock);
     if (!NextBatch(lock)) return false;
-    batch = reading_;
+    batch = reading_.front();
   }
   event = batch->Read();
   ++popped_;
@@ -145,18 +151,33 @@ bool TPendingEvRecs::MayPop(const TLock&) {
   return true;
 }
 
-bool TPendingEvRecs::NextBatch(const TLock&) {
-  if (reading_ && !reading_->IsRead()) return true;
-  // Others hold a batch while a callback of theirs reads a text in it.
-  if (reading_ && reading_.use_count() == 1 && reading_->IsUsual()) {
-    reading_->Clear();
-    spare_ = std::move(reading_);
+bool TPendingEvRecs::NextBatch(const TLock& lock) {
+  if (!reading_.empty() && !reading_.front()->IsRead()) return true;
+  Recycle(lock);
+  if (batches_.empty()) {
+    TrimSpares(lock);
+    return false;
   }
-  reading_.reset();
-  if (batches_.empty()) return false;
-  reading_ = std::move(batches_.front());
-  batches_.pop_front();
+  reading_.splice(reading_.end(), batches_, batches_.begin());
   return true;
+}
+
+// Others hold a batch while a callback of theirs reads a text in it.
+void TPendingEvRecs::Recycle(const TLock&) {
+  if (reading_.empty()) return;
+  TEventBatchRef& read = reading_.front();
+  if (read.use_count() == 1 && read->IsUsual() && spares_.size() < kMostSpares) {
+    read->Clear();
+    spares_.splice(spares_.begin(), reading_);
+  }
+  reading_.clear();
+}
+
+void TPendingEvRecs::TrimSpares(const TLock&) {
+  if (++runs_ < kRunsPerTrim) return;
+  runs_ = 0;
+  const std::size_t kept = std::exchange(mostBatches_, 0) + 1;
+  while (spares_.size() > kept) spares_.pop_back();
 }
 
 bool TPendingEvRecs::PopNoMemory(TPendingEv& event, const TLock&) {

@@ -96,20 +96,25 @@ class TPendingEvRecs {
 
  private:
   using TLock = std::lock_guard<Dova::Os::TMutex>;
+  using TBatches = std::list<TEventBatchRef>;
 
   bool IsEmpty(const TLock&) const { return pushed_ == popped_ && !noMemory_; }
   TEventBatch& BatchFor(std::size_t textBytes, const TLock&);
   bool MayPop(const TLock&);
   bool NextBatch(const TLock&);
+  void Recycle(const TLock&);
+  void TrimSpares(const TLock&);
   bool PopNoMemory(TPendingEv& event, const TLock&);
-  void CloseWith(std::list<TEventBatchRef>& dropped, const TLock&);
+  void CloseWith(TBatches& dropped, const TLock&);
 
   const Dova::Os::TWindowRef window_;
   TLoopPost post_;
-  Dova::Os::TMutex mutex_;             // leaf
-  std::list<TEventBatchRef> batches_;  // the last one is being filled
-  TEventBatchRef reading_;             // not in `batches_` any more
-  TEventBatchRef spare_;
+  Dova::Os::TMutex mutex_;  // leaf
+  TBatches batches_;        // the last one is being filled
+  TBatches reading_;        // at most one, no longer in `batches_`
+  TBatches spares_;
+  std::size_t mostBatches_ = 0;           // at once since TrimSpares
+  int runs_ = 0;                          // how often the queue ran empty since then
   std::uint64_t pushed_ = 0;              // total so far
   std::atomic<std::uint64_t> popped_{0};  // the same; set by the window's thread
   // Until so many have been popped, the events of `reading_` need not wait for a result.

@@ -29,6 +29,7 @@ std::optional<unsigned> NumberField(const VekTable& table, const char* name) {
 }
 
 constexpr std::size_t kShownBytes = 80;
+constexpr std::size_t kKeepBytes = 4096;  // of one event's text, until the next event
 
 int ToInt(unsigned value) {
   return static_cast<int>(std::min<unsigned>(value, INT32_MAX));
@@ -130,7 +131,6 @@ void TLink::OnText(int msgCode, const char* message, std::size_t length) {
   } else {
     client_.OnVekRequestAckEvent(msgCode, *text);
   }
-  constexpr std::size_t kKeepBytes = 4096;
   if (!Over() && text->capacity() <= kKeepBytes) spareText_ = std::move(text);
 }
 
@@ -144,7 +144,7 @@ void TLink::OnTaskResult(const char* message, std::size_t length) {
     client_.OnVekTaskResultEvent(*result);
   }
   if (Over()) return;
-  result->ReleaseMemory();
+  if (length > kKeepBytes) result->ReleaseMemory();
   spareResult_ = std::move(result);
 }
 
