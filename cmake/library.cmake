@@ -38,6 +38,22 @@ if(WIN32)
   list(APPEND vekapi_system_libraries ws2_32 oleaut32)
 endif()
 
+# The shared library is optimised as a whole, and so is a program that asks for it; others link the objects' ordinary
+# code. Not on Windows, where the assembler's option against GCC bug 54412 would be lost.
+set(vekapi_whole OFF)
+if(VEKAPI_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32 AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE
+   AND NOT CMAKE_BUILD_TYPE STREQUAL Debug)
+  set(vekapi_whole ON)
+  target_compile_options(vekapi_objects PRIVATE -flto=auto -ffat-lto-objects)
+endif()
+# target_link_whole(TARGET): optimises what it links as a whole.
+function(target_link_whole target)
+  if(vekapi_whole)
+    set_target_properties(${target} PROPERTIES VEKAPI_WHOLE ON)
+    target_link_options(${target} PRIVATE -flto=auto)
+  endif()
+endfunction()
+
 add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
 add_library(VekApi::vekapi ALIAS vekapi)
 target_include_directories(vekapi PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
@@ -53,6 +69,7 @@ else()
   # The library's calls of its own functions go to them, whatever else has functions of the same names.
   target_link_options(vekapi PRIVATE -Wl,-Bsymbolic-functions)
 endif()
+target_link_whole(vekapi)
 include(cmake/exports.cmake)
 
 add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL
@@ -60,3 +77,6 @@ add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL
 target_compile_definitions(vekapi_inside PUBLIC VEKAPI_STATIC)
 target_include_directories(vekapi_inside PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(vekapi_inside PUBLIC vekapi_options ${vekapi_system_libraries})
+if(vekapi_whole)
+  target_link_options(vekapi_inside INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VEKAPI_WHOLE>>>:-fno-lto>)
+endif()

@@ -272,7 +272,7 @@ def machine():
     compiler = subprocess.run(["c++", "--version"], stdout=subprocess.PIPE, text=True, check=False).stdout.split("\n")[0]
     python = subprocess.run([PYTHON, "--version"], stdout=subprocess.PIPE, text=True, check=False).stdout.strip()
     return {"processor": cpu.group(1) if cpu else platform.machine(), "processors": os.cpu_count(), "python": python,
-            "system": f"{platform.system()} {platform.release()}", "compiler": compiler, "options": "-O2",
+            "system": f"{platform.system()} {platform.release()}", "compiler": compiler, "options": "-O2 -flto",
             "load": round(os.getloadavg()[0], 1), "date": time.strftime("%Y-%m-%d")}
 
 

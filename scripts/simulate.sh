@@ -40,7 +40,7 @@ plant_tree() {
   git ls-files -z | tar -c --null -T - | tar -x -m -C "$tree"
   export CCACHE_BASEDIR=$tree CCACHE_NOHASHDIR=1
   # shellcheck disable=SC2046
-  (cd "$tree" && cmake --preset linux -B planted/build -DVEKAPI_BENCH=OFF $(compiler_cache)) >build/plant/configure.log 2>&1
+  (cd "$tree" && cmake --preset linux -B planted/build -DVEKAPI_BENCH=OFF -DVEKAPI_LTO=OFF $(compiler_cache)) >build/plant/configure.log 2>&1
 }
 
 plant_build() {
