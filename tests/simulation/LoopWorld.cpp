@@ -414,7 +414,8 @@ void LoopWorld::Told(LoopLife& life, const CVekClient& client, const std::string
     const int link = LinkOf(life, server, line);
     CheckCall(life, link, line);
     LinkBook& book = links[link];
-    if (book.over) Fail("late", "an event behind the end of its link: " + line.substr(0, 60));
+    if (book.over && !GuessAgain(life, link))
+      Fail("late", "an event behind the end of its link: " + line.substr(0, 60));
     if (book.told >= book.expected.size() || !Is(line, book.expected[book.told].line))
       Fail("order",
            "told \"" + line.substr(0, 60) + "\" instead of \"" +
@@ -469,13 +470,29 @@ void LoopWorld::CheckOwnWords(LoopLife& life, int state, const std::string& serv
   }
   // Nothing tells whose it is: of the oldest that it can be. Without memory the server's name is out of date.
   if (story.chances.noMemory != 0 && reason == VekApi::kTextNoMemory) link = -1;
-  for (const LoopLife::Call& call : life.calls) {
-    const bool can = call.link >= 0 && call.ended >= life.floor && !links[call.link].over &&
-                     (state != VekApi::vcs_LinkError || links[call.link].told == 0);
-    if (link < 0 && can) link = call.link;
-  }
+  if (link < 0) link = life.guessed = Oldest(life, state);
   CheckCall(life, link, line);
   CheckEnd(links[link], link, state, reason);
+}
+
+// Of those that the end may be of.
+int LoopWorld::Oldest(const LoopLife& life, int state) {
+  for (const LoopLife::Call& call : life.calls) {
+    if (call.link < 0 || call.ended < life.floor || links[call.link].over) continue;
+    if (state != VekApi::vcs_LinkError || links[call.link].told == 0) return call.link;
+  }
+  return -1;
+}
+
+// The event shows that another link was meant. False if there is none.
+bool LoopWorld::GuessAgain(LoopLife& life, int link) {
+  if (link != life.guessed || links[link].told != 0) return false;
+  const int other = Oldest(life, VekApi::vcs_LinkError);
+  if (other < 0) return false;
+  links[link].over = false;
+  links[other].over = true;
+  life.guessed = other;
+  return true;
 }
 
 void LoopWorld::CheckEnd(LinkBook& book, int link, int state, const std::string& reason) {

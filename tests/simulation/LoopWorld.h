@@ -31,6 +31,7 @@ struct LoopLife {
   std::uint64_t floor = 0;  // when the latest call began of which an event was told
   std::uint64_t lastChange = 0;
   int upLink = -1;
+  int guessed = -1;  // the link that an error without memory was taken for
   std::vector<Task*> users, connecting, inEvent;
   std::vector<std::uint64_t> begun;  // of paced requests
   std::set<unsigned> came;
@@ -73,6 +74,8 @@ class LoopWorld final : public World {
   void Paced(const Step& step, LoopLife& life);
   void Busy(const Step& step, bool inside);
 
+  int Oldest(const LoopLife& life, int state);
+  bool GuessAgain(LoopLife& life, int link);
   void CheckOwnWords(LoopLife& life, int state, const std::string& server, const std::string& line);
   void CheckEnd(LinkBook& book, int link, int state, const std::string& reason);
   int LinkOf(const LoopLife& life, const std::string& server, const std::string& line);
