@@ -15,13 +15,13 @@ class TChunks {
   static_assert(std::is_trivially_destructible_v<TItem>);
 
  public:
-  std::size_t size() const { return size_; }
+  std::size_t Size() const { return size_; }
   TItem& operator[](std::size_t index) { return *At(index); }
   const TItem& operator[](std::size_t index) const { return *At(index); }
-  TItem& back() { return *At(size_ - 1); }
+  TItem& Back() { return *At(size_ - 1); }
 
   template <class... TArgs>
-  TItem& emplace_back(TArgs&&... args) {
+  TItem& Add(TArgs&&... args) {
     if (size_ == chunks_.size() * kItems) chunks_.push_back(std::make_unique_for_overwrite<TChunk>());
     TItem* const item = new (At(size_)) TItem{std::forward<TArgs>(args)...};
     ++size_;

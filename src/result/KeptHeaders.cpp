@@ -33,7 +33,7 @@ std::uint32_t TKeptHeaders::Keep(std::string_view lines, std::unique_ptr<TMadeTa
 
 void TKeptHeaders::Give(TResultBody& body) {
   constexpr std::size_t kMostRuns = 256;  // of records; a table has a list of them
-  if (body.records.runs.size() > kMostRuns) return;
+  if (body.records.runs.Size() > kMostRuns) return;
   for (TKeptHeader& header : headers_)
     if (header.table && header.tableIndex != kNone) body.Own(header.tableIndex, std::move(header.table));
 }

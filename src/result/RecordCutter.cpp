@@ -11,7 +11,7 @@ namespace VekApi {
 std::size_t TRecordCutter::Cut(std::size_t from) {
   constexpr std::size_t kMostBlocks = 64;  // few enough to stay in the cache
   TByteMarks marks[kMostBlocks];
-  columns_ = store_.runs.back().columns;
+  columns_ = store_.runs.Back().columns;
   store_.NeedAhead(kMarkedBytes, from);
   recordStart_ = store_.startsCount;
   store_.starts.Data()[store_.startsCount++] = static_cast<std::uint32_t>(from);

@@ -39,8 +39,8 @@ void TRecordStore::Clear(std::size_t& room) {
 }
 
 void TRecordStore::OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt) {
-  lastRun_ = &runs.emplace_back(before, columns, static_cast<std::uint32_t>(startsAt),
-                                static_cast<std::uint32_t>(endsCount_), 0U);
+  lastRun_ = &runs.Add(before, columns, static_cast<std::uint32_t>(startsAt),
+                       static_cast<std::uint32_t>(endsCount_), 0U);
   groupAt_ = startsAt;
 }
 
@@ -72,7 +72,7 @@ std::size_t TRecordStore::TextEnd(const TRun& run, TStarts record) const {
 }
 
 void TRecordStore::Join(char* text) const {
-  for (std::uint32_t at = 0; at < runs.size(); ++at) {
+  for (std::uint32_t at = 0; at < runs.Size(); ++at) {
     const TRun& run = runs[at];
     for (std::size_t row = 0; run.columns > 0 && row < run.rows; ++row) {
       const TStarts record = StartsOf(run, StartsEnd(at), row);

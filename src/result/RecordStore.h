@@ -100,10 +100,10 @@ class TRecordStore {
     ++lastRun_->rows;
   }
 
-  std::uint32_t LastRun() const { return static_cast<std::uint32_t>(runs.size() - 1); }
+  std::uint32_t LastRun() const { return static_cast<std::uint32_t>(runs.Size() - 1); }
 
   std::size_t StartsEnd(std::uint32_t run) const {
-    return run + 1 < runs.size() ? runs[run + 1].startsAt : startsCount;
+    return run + 1 < runs.Size() ? runs[run + 1].startsAt : startsCount;
   }
 
   // The value in a row of a run that has this column; `startsEnd` is the end of the run's starts.

@@ -42,15 +42,15 @@ bool TResultBody::IsNamed(const TTableEntry& entry, std::string_view name, TWork
 
 std::uint32_t TResultBody::Find(std::string_view name, TWork& work) const {
   const auto isNamed = [&](std::uint32_t index) { return IsNamed(tables[index], name, work); };
-  if (tables.size() > kWalk) return names_.Find(KeyedHash(name, work), isNamed);
-  for (std::uint32_t i = 0; i < tables.size(); ++i)
+  if (tables.Size() > kWalk) return names_.Find(KeyedHash(name, work), isNamed);
+  for (std::uint32_t i = 0; i < tables.Size(); ++i)
     if (isNamed(i)) return i;
   return kNone;
 }
 
 std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, std::string_view rest,
                                   TWork& work) {
-  const auto index = static_cast<std::uint32_t>(tables.size());
+  const auto index = static_cast<std::uint32_t>(tables.Size());
   const auto enter = [&](std::uint32_t number, std::string_view its) {
     names_.Slot(KeyedHash(its, work), [](std::uint32_t) { return false; }) = number;
   };
@@ -59,7 +59,7 @@ std::uint32_t TResultBody::Append(std::uint32_t nameAt, std::string_view name, s
     for (std::uint32_t i = 0; i < index; ++i)
       enter(i, tables[i].nameAt == kNone ? std::string_view() : NameOf(LineAt(tables[i].nameAt, work), work));
   }
-  tables.emplace_back(nameAt);
+  tables.Add(nameAt);
   if (index >= kWalk) enter(index, name);
   return index;
 }

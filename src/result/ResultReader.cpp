@@ -78,7 +78,7 @@ std::size_t TResultReader::OnHeader(std::size_t at) {
 
 // Returns 0 if the header is not cached, or the result has its table already.
 std::size_t TResultReader::OnKeptHeader(std::size_t at) {
-  if (body_.tables.size() >= TKeptHeaders::kCount) return 0;
+  if (body_.tables.Size() >= TKeptHeaders::kCount) return 0;
   TKeptHeader* const kept = kept_.Find(text_.substr(at));
   if (!kept) return 0;
   const std::string_view name = text_.substr(at + 1, kept->nameBytes);
@@ -125,7 +125,7 @@ void TResultReader::KeepBareRecords() {
   TTableEntry& table = Table();
   if (table.columns > 0 || table.fields == 0) return;
   body_.records.OpenRun(kNone, 0);
-  body_.records.runs.back().rows = table.fields;
+  body_.records.runs.Back().rows = table.fields;
   table.lastRun = body_.records.LastRun();
 }
 
@@ -133,7 +133,7 @@ void TResultReader::KeepBareRecords() {
 void TResultReader::OpenRun(TTableEntry& table) {
   TChunks<TRun>& runs = body_.records.runs;
   const bool goesOn =
-      table.lastRun != kNone && table.lastRun + 1 == runs.size() && runs.back().columns == table.columns;
+      table.lastRun != kNone && table.lastRun + 1 == runs.Size() && runs.Back().columns == table.columns;
   if (!goesOn) body_.records.OpenRun(table.lastRun, table.columns);
 }
 

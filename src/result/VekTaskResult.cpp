@@ -114,7 +114,7 @@ const std::string& VekTaskResult::OrigResult() const {
 }
 
 unsigned VekTaskResult::TableCount() const {
-  return impl_ && impl_->Body() ? static_cast<unsigned>(impl_->Body()->tables.size()) : 0;
+  return impl_ && impl_->Body() ? static_cast<unsigned>(impl_->Body()->tables.Size()) : 0;
 }
 
 const VekTable* VekTaskResult::Table(unsigned index) const {
