@@ -31,6 +31,7 @@ VekProperties& VekProperties::operator=(VekProperties&& other) noexcept {
 }
 
 void VekProperties::SetProperties(const std::string& text) {
+  if (&text == &name_ || &text == &pairText_) return SetProperties(std::string(text));
   Read(text.c_str());
 }
 
@@ -57,14 +58,15 @@ bool VekProperties::Add(const std::string& key, const std::string& value) {
 bool VekProperties::AddPair(std::string_view key, std::string_view value) {
   const auto place = pairs_.lower_bound(key);
   if (place != pairs_.end() && place->first == key) return false;
-  // The text is extended first: if memory runs out for either, the pair is not in the map and the text is cut
-  // back.
+  // The text is extended from the map: `key` and `value` may be parts of the text. If there is no memory for
+  // it, the pair goes again.
+  const auto added = pairs_.emplace_hint(place, key, value);
   const std::size_t before = pairText_.size();
   try {
-    (((pairText_ += kPairMark) += key) += '=') += value;
-    pairs_.emplace_hint(place, key, value);
+    (((pairText_ += kPairMark) += added->first) += '=') += added->second;
   } catch (...) {
     pairText_.resize(before);
+    pairs_.erase(added);
     throw;
   }
   return true;

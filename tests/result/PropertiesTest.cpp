@@ -48,6 +48,16 @@ TEST(Properties, AddTakesAnyBytes) {
   EXPECT_EQ(properties.Get("k"), nullptr);
 }
 
+TEST(Properties, TakesItsOwnTexts) {
+  VekProperties properties(Bytes("T;k=" + std::string(40, 'v')));
+  const std::string text = properties.ToDispString(), longer = text + Bytes(";l=" + text);
+  EXPECT_TRUE(properties.Add(properties.ToDispString(), properties.ToDispString()));
+  EXPECT_EQ(*properties.Get(text), text);
+  properties.Add(longer, "");
+  properties.SetProperties(properties.ToDispString());
+  EXPECT_EQ(*properties.Get("l"), text + "=");
+}
+
 TEST(Properties, ValuesStayWherePointersSawThem) {
   VekProperties properties(Bytes("T;m=middle"));
   const std::string* const middle = properties.Get("m");
