@@ -105,7 +105,8 @@ void TSession::Close(std::uint32_t drainMs) {
     TLock lock(mutex_);
     if (state_ == vss_Closed || life_ != ELife::Lives) return;
     closing_ = true;
-    if (drainMs != 0 && IsLinked() && !link_->Over() && Drain(drainMs)) return Leave(lock);
+    const bool linked = IsLinked() || state_ == vss_Draining;
+    if (drainMs != 0 && linked && !link_->Over() && Drain(drainMs)) return Leave(lock);
   }
   const Dova::TSyncScope inside(Impl().Context());
   if (!inside) return;
@@ -123,9 +124,14 @@ bool TSession::Drain(std::uint32_t drainMs) {
   const std::int64_t now = NowNs();
   ledger_.DropHeld(vsr_Closed, now);
   if (ledger_.Out() == 0) return false;
-  CountUp(now);
-  SetState(vss_Draining, 0);
-  link_->stageDue = TimeAfter(now, drainMs);
+  std::int64_t due = TimeAfter(now, drainMs);
+  if (state_ == vss_Draining) {
+    due = std::min(due, link_->stageDue);
+  } else {
+    CountUp(now);
+    SetState(vss_Draining, 0);
+  }
+  link_->stageDue = due;
   ArmWork();
   return true;
 }
