@@ -245,10 +245,18 @@ class VekResultView : public Detail::IndexRange<VekResultView> {
   CVekTaskResult handle_{};
 };
 
-// An owned result. Copies share it; the last one frees it.
+// An owned result. Copies share it; the last one frees it. The moved-from result is left empty.
 class VekResult : public VekResultView {
  public:
   VekResult() = default;
+  VekResult(const VekResult&) = default;
+  VekResult& operator=(const VekResult&) = default;
+  VekResult(VekResult&& other) noexcept { Swap(other); }
+  VekResult& operator=(VekResult&& other) noexcept {
+    VekResult taken(std::move(other));
+    Swap(taken);
+    return *this;
+  }
   // The result of an event; empty if it has none. Throws std::bad_alloc.
   static VekResult Keep(CVekSession* session, const CVekEvent& event) {
     if (event.result.object == nullptr) return {};
@@ -276,6 +284,11 @@ class VekResult : public VekResultView {
     CVekTaskResult handle{};
   };
   explicit VekResult(std::shared_ptr<Owner> owner) : VekResultView(owner->handle), owner_(std::move(owner)) {}
+
+  void Swap(VekResult& other) noexcept {
+    std::swap(static_cast<VekResultView&>(*this), static_cast<VekResultView&>(other));
+    owner_.swap(other.owner_);
+  }
 
   std::shared_ptr<Owner> owner_;
 };

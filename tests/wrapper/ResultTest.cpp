@@ -34,7 +34,9 @@ VekFate Products() {
 }
 
 TEST(ResultWrapper, ReadsNaturallyAndOutlivesItsSession) {
-  const VekResult kept = Products().result;
+  VekResult first = Products().result;
+  const VekResult kept = std::move(first);
+  EXPECT_FALSE(first) << "moved";  // NOLINT: promised
   ASSERT_TRUE(kept);
   const VekTableView table = kept["products"];
   EXPECT_EQ(table.Attributes().Find("mkt"), "2");
