@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "vekapi/Detached.hpp"
+#include "vekapi/Milliseconds.hpp"
 #include "vekapi/Text.hpp"
 #include "vekapi/VekApiC.h"
 
@@ -54,7 +55,7 @@ class VekGate {
   // Sets the rate: `count` requests within any `within`; either below 1: no limit. Call it for each new
   // session.
   void SetRate(int count, Ms within) {
-    CVekFlowCtrl_SetFlowCtrl(&gate_, count, static_cast<int>(within.count()));
+    CVekFlowCtrl_SetFlowCtrl(&gate_, count, Detail::Milliseconds<int>(within));
   }
   // True if a rate is set.
   bool HasRate() const { return CVekFlowCtrl_IsFlowCfg(&gate_); }
@@ -187,7 +188,7 @@ class VekSender {
 
   // Sets the rate: `count` requests within any `within`; either below 1: all are sent at once.
   void SetRate(int count, Ms within) {
-    CVekFlowCtrlSender_SetFlowCtrl(&sender_, count, static_cast<int>(within.count()));
+    CVekFlowCtrlSender_SetFlowCtrl(&sender_, count, Detail::Milliseconds<int>(within));
   }
   // Sends or holds a request. True if nothing is held after the call. A refused request shows only in
   // Refused.

@@ -10,6 +10,7 @@
 #ifndef VEKAPI_SESSION_HPP
 #define VEKAPI_SESSION_HPP
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -27,6 +28,7 @@
 
 #include "vekapi/Detached.hpp"
 #include "vekapi/Fate.hpp"
+#include "vekapi/Milliseconds.hpp"
 #include "vekapi/Text.hpp"
 #include "vekapi/VekSessionC.h"
 
@@ -92,15 +94,20 @@ class VekSession {
     Open();
   }
   void Open() {
-    SetOpening(true);
-    const std::int32_t reason = CVekSession_Open(&session_);
-    if (reason != 0) SetOpening(false);
+    const std::int64_t earlier = SetOpened(Stats().links);
+    const std::int32_t reason = CVekSession_Open(&session_);  // *this may be deleted inside
+    if (reason != 0) SetOpened(earlier);
     Check(reason);
   }
   // As CVekSession_Close.
-  void Close(Ms drain = Ms(0)) { CVekSession_Close(&session_, Count(drain)); }
+  void Close(Ms drain = Ms(0)) {
+    SetOpened(kNoLink);
+    CVekSession_Close(&session_, Detail::Milliseconds<std::uint32_t>(drain));
+  }
   // As CVekSession_RetryIn: 0, or a reason.
-  std::int32_t RetryIn(Ms delay) { return CVekSession_RetryIn(&session_, Count(delay)); }
+  std::int32_t RetryIn(Ms delay) {
+    return CVekSession_RetryIn(&session_, Detail::Milliseconds<std::uint32_t>(delay));
+  }
   // As CVekSession_ResyncDone: 0, or a reason.
   std::int32_t ResyncDone(std::uint32_t link, bool good) {
     return CVekSession_ResyncDone(&session_, link, good);
@@ -117,10 +124,13 @@ class VekSession {
   // Throws VekInCallback.
   bool WaitUntilUp(Ms patience) {
     MayWait(false);
-    const auto until = std::chrono::steady_clock::now() + patience;
-    for (Ms left = patience; !Settled() && left > Ms(0);
-         left = std::chrono::ceil<Ms>(until - std::chrono::steady_clock::now())) {
-      WaitOnce(left);
+    using Clock = std::chrono::steady_clock;
+    constexpr Clock::time_point kForever = (Clock::time_point::max)();
+    const Clock::time_point begun = Clock::now();
+    const bool ends = patience < std::chrono::duration_cast<Ms>(kForever - begun);
+    const auto until = ends ? begun + (std::max)(patience, Ms(0)) : kForever;
+    for (Ms left = patience; !Settled() && left > Ms(0); left = std::chrono::ceil<Ms>(until - Clock::now())) {
+      WaitOnce((std::min)(left, kLongestWait));
     }
     return Settled() && State() == vss_Up;
   }
@@ -157,11 +167,12 @@ class VekSession {
     return Promise(cvmc_RequestAck, request, answer, hold);
   }
 
-  // A request as Query and Send submit it: held if necessary, with these times; 0: as configured.
+  // A request as Query and Send submit it: held if necessary, with these times; 0: as configured, below: as
+  // short as possible.
   static CVekSubmit Request(std::int32_t code, Ms answer, Ms hold) {
     CVekSubmit request{};
     request.size = sizeof request, request.code = code, request.mode = vsm_Hold;
-    request.answerMs = Count(answer), request.holdMs = Count(hold);
+    request.answerMs = Limit(answer), request.holdMs = Limit(hold);
     return request;
   }
 
@@ -191,7 +202,7 @@ class VekSession {
 
   // As CVekSession_SetRate; throws VekError.
   void SetRate(std::int32_t count, Ms within) {
-    Check(CVekSession_SetRate(&session_, count, static_cast<std::int32_t>(within.count())));
+    Check(CVekSession_SetRate(&session_, count, Detail::Milliseconds<std::int32_t>(within)));
   }
   // As CVekSession_WaitMs: milliseconds that a request of that code would have to wait; 0: none, -1: unknown.
   std::int32_t WaitMs(std::int32_t code) { return CVekSession_WaitMs(&session_, code); }
@@ -200,7 +211,8 @@ class VekSession {
   bool Next(Ms timeout) {
     CVekEvent event;
     event.size = sizeof event;
-    if (CVekSession_Next(&session_, static_cast<std::int32_t>(timeout.count()), &event) != 1) return false;
+    if (CVekSession_Next(&session_, Detail::Milliseconds<std::int32_t>(timeout, -1), &event) != 1)
+      return false;
     TakeEvent(&session_, this, &event);
     return true;
   }
@@ -218,6 +230,8 @@ class VekSession {
 
  private:
   static constexpr int kPatienceMs = 1000;
+  static constexpr Ms kLongestWait = std::chrono::hours(24);
+  static constexpr std::int64_t kNoLink = -1;
 
   // Receiver of a fate; its address is the request's tag.
   class Waiter {
@@ -238,7 +252,9 @@ class VekSession {
     Then then;
   };
 
-  static std::uint32_t Count(Ms time) { return static_cast<std::uint32_t>(time.count()); }
+  static std::uint32_t Limit(Ms time) {
+    return Detail::Milliseconds<std::uint32_t>(time, time < Ms(0) ? 1 : 0);
+  }
   static void Check(std::int32_t reason) {
     if (reason != 0) throw VekError(reason);
   }
@@ -290,16 +306,17 @@ class VekSession {
     if (delivery_ == vsd_Poll) {
       Next(left);
     } else if (delivery_ == vsd_Loop && std::this_thread::get_id() == thread_) {
-      CVekMessageLoop_Dispatch(static_cast<int>(left.count()));
+      CVekMessageLoop_Dispatch(Detail::Milliseconds<int>(left));
     } else {
       std::unique_lock lock(mutex_);
       changed_.wait_for(lock, left, [this] { return IsSettled(); });
     }
   }
 
-  void SetOpening(bool opening) {
+  // State events of links up to `before` do not tell how the attempt goes. Returns the previous value.
+  std::int64_t SetOpened(std::int64_t before) {
     const std::lock_guard lock(mutex_);
-    stale_ = opening;
+    return std::exchange(before_, before);
   }
   // The session is no longer up: a state event must follow, unless it has been delivered since `told`.
   void ExpectState(std::uint64_t told) {
@@ -311,7 +328,7 @@ class VekSession {
     return IsSettled();
   }
   bool IsSettled() const {
-    return !stale_ &&
+    return !stale_ && link_ > before_ &&
            (state_ == vss_Up || state_ == vss_Refused || state_ == vss_Stopped || state_ == vss_Closed);
   }
 
@@ -346,7 +363,7 @@ class VekSession {
     const std::shared_ptr<OnEvent> onEvent = onEvent_;
     if (event.kind == vse_State) {
       const std::lock_guard lock(mutex_);
-      state_ = event.state, stale_ = false;
+      state_ = event.state, link_ = event.link, stale_ = false;
       ++statesTold_;
       changed_.notify_all();
     }
@@ -359,7 +376,9 @@ class VekSession {
   mutable std::mutex mutex_;  // guards what follows
   std::condition_variable changed_;
   std::int32_t state_ = vss_Closed;
-  bool stale_ = false;  // another state event will follow
+  std::int64_t link_ = 0;          // of the last state event
+  std::int64_t before_ = kNoLink;  // the last link before Open
+  bool stale_ = false;             // another state event will follow
   std::atomic<std::uint64_t> statesTold_{0};
   CVekSession session_{};
 };

@@ -4,6 +4,7 @@
 #include "vekapi/Fate.hpp"
 #include "vekapi/FlowControl.hpp"
 #include "vekapi/IndexRange.hpp"
+#include "vekapi/Milliseconds.hpp"
 #include "vekapi/Result.hpp"
 #include "vekapi/Session.hpp"
 #include "vekapi/Text.hpp"

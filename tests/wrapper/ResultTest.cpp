@@ -109,7 +109,7 @@ TEST(GateWrapper, CoroutinesTakeTurnsInOrder) {
   std::promise<void> last;
   {
     VekGate gate;
-    gate.SetRate(1, 600'000ms);
+    gate.SetRate(1, VekGate::Ms::max());
     TakeTurns(gate, 'a', log, nullptr);
     TakeTurns(gate, 'b', log, nullptr);
     TakeTurns(gate, 'c', log, &last);

@@ -76,6 +76,19 @@ TEST(SessionWrapper, PolledFatesComeInsideNextAndInTheDestructor) {
   EXPECT_EQ(told, 2);
 }
 
+// Whatever the events of the last link and of failing calls say meanwhile.
+TEST(SessionWrapper, WaitsForTheLinkThatWasOpened) {
+  VekSim::SimServer server;
+  for (const std::int32_t delivery : {vsd_Threads, vsd_Loop, vsd_Poll}) {
+    VekSession session(Config(delivery));
+    Open(session, server);
+    session.Close();
+    session.Open("secret");
+    EXPECT_THROW(session.Open(), VekApi::VekError);
+    EXPECT_TRUE(session.WaitUntilUp(VekSession::Ms::max())) << "delivery " << delivery;
+  }
+}
+
 // Even while another thread is inside Submit.
 TEST(SessionWrapper, IsClosedWhenCloseReturns) {
   VekSim::SimServer server;
@@ -129,6 +142,9 @@ TEST(SessionWrapper, SaysWhatIsWrong) {
   EXPECT_FALSE(session.WaitUntilUp(30s)) << "nobody tries";
   EXPECT_EQ(session.Ask("products", 1s).get().reason, vsr_NotUp);
   EXPECT_EQ(VekApi::ToUtf8("\xA4\xA4"), "中");
+  const CVekSubmit times = VekSession::Request(cvmc_RequestAck, -1h, VekSession::Ms::max());
+  EXPECT_EQ(times.answerMs, 1u);
+  EXPECT_EQ(times.holdMs, UINT32_MAX);
 
   VekSim::SimServer server;
   session.AddEndpoint(":" + server.Setting());
