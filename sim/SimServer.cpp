@@ -99,7 +99,8 @@ class SimServer::Impl {
   SimCore core;
 
  private:
-  // An exception means that an order could not be written to its file: then nothing more may be answered.
+  // An exception means that a file of orders, a ledger or a recording could not be written: then nothing more
+  // may be answered.
   void Run() {
     for (;;) {
       try {

@@ -48,18 +48,22 @@ bool WritePort(const std::string& path, std::uint16_t port) {
 /// Its contents survive a kill of this process.
 class LedgerFile {
  public:
-  explicit LedgerFile(const std::string& path) : file_(std::fopen(path.c_str(), "ab")) {
-    if (file_ == nullptr) throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+  explicit LedgerFile(const std::string& path) : path_(path), file_(std::fopen(path.c_str(), "ab")) {
+    if (file_ == nullptr) CannotWrite();
   }
   ~LedgerFile() { std::fclose(file_); }
   LedgerFile(const LedgerFile&) = delete;
   LedgerFile& operator=(const LedgerFile&) = delete;
   void Add(const std::string& line) {
-    fmt::print(file_, "{}\n", line);
-    std::fflush(file_);
+    if (std::fputs((line + '\n').c_str(), file_) < 0 || std::fflush(file_) != 0) CannotWrite();
   }
 
  private:
+  [[noreturn]] void CannotWrite() const {
+    throw std::runtime_error("cannot write " + path_ + ": " + std::strerror(errno));
+  }
+
+  const std::string path_;
   std::FILE* const file_;
 };
 
