@@ -3,6 +3,7 @@
     vekterm.py BUILD-DIRECTORY SUFFIX [LAUNCHER...]
 """
 import json
+import os
 import pathlib
 import re
 import socket
@@ -138,7 +139,7 @@ def narrow_fault():
     """Tables are cut at the edge of a terminal."""
     if SUFFIX:
         return None
-    import fcntl, os, pty, struct, termios
+    import fcntl, pty, struct, termios
     outside, inside = pty.openpty()
     fcntl.ioctl(inside, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 30, 0, 0))
     ended = subprocess.run(command("vekterm", good, *user, right), input=b"query accounts\nwide on\nquery accounts\n",
@@ -153,6 +154,28 @@ def narrow_fault():
     narrow, wide = re.findall(r"\(acc\), 2 records\s+(.*?)answered", text.decode(), re.DOTALL)
     good_cut = "... 1 more column (權益數); all of them: wide on" in narrow and "1000000" not in narrow
     return None if ended.returncode == 0 and good_cut and "1000000" in wide else text.decode()
+
+
+def lost_fault():
+    """What cannot be read or written ends the programs. As a directory or a full device only here."""
+    if SUFFIX:
+        return None
+    server = subprocess.Popen(command("veksim", "--ledger", "/dev/full"), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    unwritten = re.search(r"127\.0\.0\.1:\d+", server.stdout.readline())[0]
+    for address, given, taken, code, words in (
+            (good, "/dev/null", "/dev/full", 4, b"output could not be written"),
+            (good, str(FILES), "/dev/null", 4, b"input could not be read"),
+            (unwritten, secret("order", f"new {ORDER}"), "/dev/null", 1, b"may have been sent")):
+        script = os.open(given, os.O_RDONLY)  # open() refuses a directory
+        with open(taken, "wb") as output:
+            ended = subprocess.run(command("vekterm", address, *user, right), stdin=script, stdout=output, stderr=subprocess.PIPE,
+                                   timeout=60)
+        os.close(script)
+        if ended.returncode != code or not re.search(words, ended.stderr):
+            server.kill()
+            return f"{given} {taken}: {ended}"
+    said = server.stdout.read()
+    return None if server.wait() == 1 and "cannot write /dev/full" in said else said
 
 
 # Program, arguments, exit code, what it says.
@@ -193,7 +216,8 @@ def recording_fault(file):
     return None if ended == 0 and not missing and "secret" not in text else f"{ended} {missing}\n{text}"
 
 
-faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault())]
+faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault()),
+                                                       ("lost", lost_fault())]
 simulator.kill()
 faults.append(("bad options", bad_options_fault()))
 faults += [(file, recording_fault(file)) for file in (recording, of_server)]

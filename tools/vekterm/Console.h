@@ -16,9 +16,13 @@ std::size_t OutputColumns();
 // UTF-8 to the standard output or error; flushed.
 void Write(std::string_view text);
 void WriteError(std::string_view text);
+// Whether the standard output could not be written. The program must end then.
+bool OutputLost();
 
-// Input as it arrives; 0 at its end.
+// Input as it arrives; 0 at its end, or if it cannot be read.
 std::size_t ReadInput(char* bytes, std::size_t room);
+// Whether it could not be read.
+bool InputLost();
 
 // Asks on the terminal, even if standard input is redirected, without echo. Nothing if there is no terminal,
 // at the end of its input, or after an interruption.

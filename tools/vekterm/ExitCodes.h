@@ -32,7 +32,9 @@ inline const std::vector<ExitCode> kExitCodes{
     {kCommandFailed, "a command failed; its line was told"},
     {kNoSession, "no session came up"},
     {kRefused, "the server refused user or password"},
-    {kFile, "a file could not be read or written, or there is no terminal to ask for the password"},
+    {kFile,
+     "a file, the script or the output could not be read or written, or there is no terminal to ask for the "
+     "password"},
     {kInterrupted, "interrupted (Ctrl-C) in a script"},
 };
 

@@ -96,10 +96,28 @@ EExit RunTerminal(const Options& options, const std::string& password, Output& o
     } else {
       ExpectUp(client, options);
       code = RunScript(shell, client, output, options.keepGoing);
+      if (Console::InputLost()) throw Ending{kFile, "standard input could not be read to its end"};
     }
   }
   if (recorder) recorder->Close();
   return code;
+}
+
+EExit RunWith(const Options& options, Output& output, Terminal& terminal) {
+  Ending ending{kInterrupted, "interrupted"};
+  try {
+    std::string password = PasswordOf(options);
+    const EExit code = options.check ? RunCheck(options, password, output)
+                                     : RunTerminal(options, password, output, terminal);
+    Dova::WipeText(password);
+    if (!Console::OutputLost()) return code;
+  } catch (const Ending& early) {
+    ending = early;
+  } catch (const Interrupted&) {
+  }
+  if (Console::OutputLost()) ending = {kFile, "the output could not be written"};
+  output.Tell({"error", "vekterm: " + ending.why, {{"exit", std::int64_t{ending.code}}}, {}});
+  return ending.code;
 }
 
 EExit Run(const Options& options) {
@@ -112,19 +130,7 @@ EExit Run(const Options& options) {
     output = std::make_unique<TextOutput>(terminal, options.rows);
     output->ShowWide(options.wide);
   }
-  try {
-    std::string password = PasswordOf(options);
-    const EExit code = options.check ? RunCheck(options, password, *output)
-                                     : RunTerminal(options, password, *output, terminal);
-    Dova::WipeText(password);
-    return code;
-  } catch (const Ending& ending) {
-    output->Tell({"error", "vekterm: " + ending.why, {{"exit", std::int64_t{ending.code}}}, {}});
-    return ending.code;
-  } catch (const Interrupted&) {
-    output->Tell({"error", "vekterm: interrupted", {{"exit", std::int64_t{kInterrupted}}}, {}});
-    return kInterrupted;
-  }
+  return RunWith(options, *output, terminal);
 }
 
 }  // namespace

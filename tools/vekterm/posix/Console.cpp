@@ -14,19 +14,25 @@ namespace {
 
 std::atomic<bool> interrupted{false};
 std::atomic<bool> mustEnd{false};
+std::atomic<bool> outputLost{false};
+std::atomic<bool> inputLost{false};
 
 void OnSignal(int number) {
   (number == SIGINT ? interrupted : mustEnd) = true;
 }
 
-// The reader of the output has gone: continuing unseen makes no sense.
-void WriteTo(int file, std::string_view text) {
+// The reader of the output has gone, or there is no space: continuing unseen makes no sense.
+bool WriteTo(int file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(file, text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return void(mustEnd = true);
+    if (written <= 0) {
+      mustEnd = true;
+      return false;
+    }
     text.remove_prefix(static_cast<std::size_t>(written));
   }
+  return true;
 }
 
 // Turns echo off for its lifetime.
@@ -73,19 +79,29 @@ std::size_t OutputColumns() {
 }
 
 void Write(std::string_view text) {
-  WriteTo(STDOUT_FILENO, text);
+  if (!WriteTo(STDOUT_FILENO, text)) outputLost = true;
 }
 
 void WriteError(std::string_view text) {
   WriteTo(STDERR_FILENO, text);
 }
 
+bool OutputLost() {
+  return outputLost;
+}
+
 std::size_t ReadInput(char* bytes, std::size_t room) {
   for (;;) {
     const ssize_t count = read(STDIN_FILENO, bytes, room);
     if (count >= 0) return static_cast<std::size_t>(count);
-    if (errno != EINTR) return 0;
+    if (errno == EINTR) continue;
+    inputLost = true;
+    return 0;
   }
+}
+
+bool InputLost() {
+  return inputLost;
 }
 
 std::optional<std::string> AskSecret(std::string_view prompt) {

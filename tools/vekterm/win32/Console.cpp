@@ -9,25 +9,28 @@ namespace {
 
 std::atomic<bool> interrupted{false};
 std::atomic<bool> mustEnd{false};
+std::atomic<bool> outputLost{false};
+std::atomic<bool> inputLost{false};
 
 bool IsConsole(HANDLE handle) {
   DWORD mode = 0;
   return GetConsoleMode(handle, &mode) != 0;
 }
 
-// The reader of the output has gone: continuing unseen makes no sense.
-void WriteTo(HANDLE handle, std::string_view text) {
+// The reader of the output has gone, or there is no space: continuing unseen makes no sense.
+bool WriteTo(HANDLE handle, std::string_view text) {
   DWORD written = 0;
   if (IsConsole(handle)) {
     const std::wstring wide = Wide(text);
     WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
-    return;
+    return true;
   }
   for (; !text.empty(); text.remove_prefix(written)) {
     if (WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) continue;
     mustEnd = true;
-    return;
+    return false;
   }
+  return true;
 }
 
 // On a thread of the system. If it returns for a closed window, the process ends at once.
@@ -68,18 +71,28 @@ std::size_t OutputColumns() {
 }
 
 void Write(std::string_view text) {
-  WriteTo(GetStdHandle(STD_OUTPUT_HANDLE), text);
+  if (!WriteTo(GetStdHandle(STD_OUTPUT_HANDLE), text)) outputLost = true;
 }
 
 void WriteError(std::string_view text) {
   WriteTo(GetStdHandle(STD_ERROR_HANDLE), text);
 }
 
+bool OutputLost() {
+  return outputLost;
+}
+
 std::size_t ReadInput(char* bytes, std::size_t room) {
   DWORD count = 0;
   const BOOL read =
       ReadFile(GetStdHandle(STD_INPUT_HANDLE), bytes, static_cast<DWORD>(room), &count, nullptr);
-  return read ? count : 0;
+  if (read) return count;
+  inputLost = GetLastError() != ERROR_BROKEN_PIPE;  // the end of a pipe
+  return 0;
+}
+
+bool InputLost() {
+  return inputLost;
 }
 
 std::optional<std::string> AskSecret(std::string_view prompt) {
