@@ -71,6 +71,28 @@ def read(result, block):
     assert values == [value for row in cells for value in row] + [""] and len(block.starts) == len(values) - 1
 
 
+def misuse():
+    """Is told at once, and leaves nothing behind."""
+    emoji, other_loop = "new\n\N{GRINNING FACE}", asyncio.new_event_loop()
+    session = vekapi.Session(server, **options)
+    asyncio.run(session.open())
+    for wanted, misused in (
+            (UnicodeEncodeError, lambda: session.submit(emoji, print)),
+            (RuntimeError, lambda: other_loop.run_until_complete(session.send(ORDER))),
+            (ValueError, lambda: session.set_rate(1, 2**31)),
+            (ValueError, lambda: vekapi.Gate().set_rate(1, 2**32)),
+            (ValueError, lambda: vekapi.Session(server, rate=(5, 2**32 + 1))),
+            (ValueError, lambda: vekapi.Session(server, silenceMs=2**32 + 1))):
+        try:
+            misused()
+        except wanted:
+            continue
+        raise AssertionError(f"no {wanted}")
+    assert not session._waiters
+    other_loop.run_until_complete(session.close())
+    other_loop.close()
+
+
 async def until(events, wanted):
     async for event in events:
         yield event
@@ -164,6 +186,7 @@ if ending:
     end()
 else:
     asyncio.run(coroutines())
+    misuse()
     threads()
     ends("exits", 3, ": closed (the session was closed)")
     ends("interrupted", -signal.SIGINT, "not sent (withdrawn)", ": closed (the session was closed)")

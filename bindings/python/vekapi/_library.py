@@ -59,6 +59,13 @@ def call(function: Callable[..., Any], *arguments: Any) -> Any:
     return result
 
 
+def int32(number: int) -> int:
+    """ctypes would drop the upper bits."""
+    if not -(2**31) <= number < 2**31:
+        raise ValueError(f"{number} is out of range")
+    return number
+
+
 def exit_later(asked: BaseException) -> bool:
     """True if this thread is inside call(), which will raise it."""
     if getattr(_here, "depth", 0) == 0:

@@ -8,7 +8,7 @@ from typing import Any, Callable, Optional, Union
 from ._client import Client
 from ._declarations import CVekFlowCtrlCallbacks, CVekFlowCtrlSenderCallbacks
 from ._events import entry
-from ._library import lib, load
+from ._library import int32, lib, load
 from ._owned import Owned
 from ._text import request
 
@@ -42,7 +42,7 @@ class Gate(_Paced):
 
     def set_rate(self, count: int, ms: int) -> None:
         """At most `count` requests within `ms` milliseconds; if either is below 1, no limit."""
-        self._call(lib.CVekFlowCtrl_SetFlowCtrl, count, ms)
+        self._call(lib.CVekFlowCtrl_SetFlowCtrl, int32(count), int32(ms))
 
     def take(self) -> bool:
         """True if a request may be sent now; it counts as sent."""
@@ -75,7 +75,7 @@ class Sender(_Paced):
 
     def set_rate(self, count: int, ms: int) -> None:
         """At most `count` requests within `ms` milliseconds; if either is below 1, all are sent at once."""
-        self._call(lib.CVekFlowCtrlSender_SetFlowCtrl, count, ms)
+        self._call(lib.CVekFlowCtrlSender_SetFlowCtrl, int32(count), int32(ms))
 
     @property
     def pending(self) -> int:

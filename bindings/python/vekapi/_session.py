@@ -37,7 +37,7 @@ class Session(SessionBase):
 
     async def until_up(self) -> None:
         """Waits until the session is up. SessionError if it is refused, stopped or closed."""
-        settled = asyncio.get_running_loop().create_future()
+        settled = self._future()
         self._when_settled(_bring_to(settled))
         self._check_up(await settled)
 
@@ -54,8 +54,7 @@ class Session(SessionBase):
 
     async def change_password(self, user: str, before: str, after: str) -> Fate:
         """The fate's text is the server's message for the user; it does not say whether the change succeeded."""
-        told = asyncio.get_running_loop().create_future()
-        return self._change_password(self._expect(_bring_to(told)), user, before, after) or await told
+        return await self._answered(lambda entered: self._change_password(entered, user, before, after))
 
     def events(self) -> AsyncIterator[Event]:
         """All events from now on that nobody waits for, until the session is closed. Call it on the event loop."""
@@ -67,7 +66,7 @@ class Session(SessionBase):
         """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
         this returns."""
         if drain and self._state is not State.CLOSED:
-            closed = asyncio.get_running_loop().create_future()
+            closed = self._future()
             self._state_waiters.append((lambda event: event.state is State.CLOSED, _bring_to(closed)))
             self._call(lib.CVekSession_Close, math.ceil(drain * 1000))
             await closed
@@ -116,14 +115,23 @@ class Session(SessionBase):
 
     async def _ask(self, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
                    answer: Optional[float]) -> Fate:
-        told = asyncio.get_running_loop().create_future()
+        return await self._answered(lambda entered: self._submit(entered, code, text, work_id, flags, hold, answer))
+
+    async def _answered(self, submit: Callable[[Entered], Optional[Fate]]) -> Fate:
+        told = self._future()
         entered = self._expect(_bring_to(told))
         try:
-            fate: Fate = self._submit(entered, code, text, work_id, flags, hold, answer) or await told
+            fate: Fate = submit(entered) or await told
             return fate
-        except asyncio.CancelledError:
+        except BaseException:
             self._abandon(entered)
             raise
+
+    def _future(self) -> "asyncio.Future[Any]":
+        here = asyncio.get_running_loop()
+        if self._loop not in (None, here):
+            raise RuntimeError("the session was opened on another event loop, where its events run")
+        return here.create_future()
 
     async def _iterate(self, came: "asyncio.Queue[Optional[Event]]") -> AsyncIterator[Event]:
         try:

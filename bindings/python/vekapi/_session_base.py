@@ -10,7 +10,7 @@ from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Tupl
 from . import _declarations as d
 from ._enums import EventKind, FateKind, Reason, State
 from ._fates import Event, Fate, SessionError, event_of, reason_of
-from ._library import lib, load
+from ._library import int32, lib, load
 from ._owned import Owned
 from ._text import encode
 
@@ -70,7 +70,7 @@ class SessionBase(Owned):
         session is up; `rate` (requests, milliseconds) limits requests of code 129; `acks` is "in-order", or "by-id" if
         acknowledgements start with the work id and `separator`. `on_event` is called with every event nobody waits for.
         `settings` are other members of CVekSessionConfig, in its units: silenceMs=5000. Raises ValueError for unknown
-        ones, SessionError if the session cannot be created."""
+        ones and numbers out of range, SessionError if the session cannot be created."""
         load()
         config = d.CVekSessionConfig()
         lib.CVekSession_Defaults(byref(config), ctypes.sizeof(config))
@@ -78,9 +78,11 @@ class SessionBase(Owned):
             if not isinstance(getattr(config, name, None), int):
                 raise ValueError(f"no setting is called {name}")
             setattr(config, name, value)
+            if getattr(config, name) != value:
+                raise ValueError(f"{name} cannot be {value}")
         config.apName, config.apVersion, config.id1, config.id2 = map(encode, (app_name, app_version, user, id2))
         config.idPrefix, config.probe, config.idSeparator = encode(id_prefix), encode(probe), encode(separator)
-        config.ackRule, (config.rateCount, config.rateMs) = _ACKS[acks], rate
+        config.ackRule, (config.rateCount, config.rateMs) = _ACKS[acks], map(int32, rate)
         config.delivery, reason = d.vsd_Poll, ctypes.c_int()
         handle = lib.CVekSession_Create(byref(config), byref(reason))
         if not handle:
@@ -117,7 +119,7 @@ class SessionBase(Owned):
         self._check(self._call(lib.CVekSession_SetPassword, encode(password)))
 
     def set_rate(self, count: int, ms: int) -> None:
-        self._check(self._call(lib.CVekSession_SetRate, count, ms))
+        self._check(self._call(lib.CVekSession_SetRate, int32(count), int32(ms)))
 
     def wait_time(self, code: int = d.cvmc_RequestAck) -> Optional[float]:
         """Seconds that a request would wait; None if unknown."""
@@ -126,7 +128,7 @@ class SessionBase(Owned):
 
     def retry_in(self, seconds: float) -> bool:
         """In State.WAITING: makes the next attempt after this delay."""
-        return not self._call(lib.CVekSession_RetryIn, max(0, round(seconds * 1000)))
+        return not self._call(lib.CVekSession_RetryIn, int32(max(0, round(seconds * 1000))))
 
     def resync_done(self, link: int, good: bool = True) -> bool:
         """With flags=vsc_ResyncByHand: the application has finished resyncing."""
@@ -161,7 +163,11 @@ class SessionBase(Owned):
         withdraw(): then `then` is called once with the final fate, where events run; without `then` the fate is an event.
         hold=0 refuses a request that cannot be sent at once (Reason.TOO_FAST)."""
         entered = self._expect(_guarded(then) if then else None)
-        refused = self._submit(entered, code, text, work_id, flags, hold, timeout)
+        try:
+            refused = self._submit(entered, code, text, work_id, flags, hold, timeout)
+        except BaseException:
+            self._abandon(entered)
+            raise
         return refused or Fate(FateKind.NONE, work_id=entered.work_id, ticket=entered.ticket)
 
     # Submitting. A fate goes to the waiter of its request, if there is one, else to listeners and on_event.
