@@ -78,6 +78,8 @@ namespace VekApi
         private volatile VekState state;
         private volatile int statesTold;
         private VekEvent lastTold;  // the last state event
+        private long before = NoLink;  // state events of links up to this one do not tell how OpenAsync goes
+        private const long NoLink = -1;
 
         /// <summary>"HOST:PORT", or ":KIND:PARAMETERS" each; tried in turn.</summary>
         public VekSession(params string[] endpoints) : base(false)
@@ -114,10 +116,15 @@ namespace VekApi
             {
                 if (!made) Make();
                 SetPassword(password);
-                VekState before = state;
+                VekState earlier = state;
+                long last = SetBefore(Stats().links);
                 state = VekState.Connecting;
                 int reason = Call(() => Vek.CVekSession_Open(ref handle));
-                if (reason != 0) state = before;
+                if (reason != 0)
+                {
+                    state = earlier;
+                    SetBefore(last);
+                }
                 Check(reason);
                 if (pump == null) StartPump();
                 return UpAsync(token);
@@ -127,15 +134,19 @@ namespace VekApi
         /// <summary>Ends when the session is Up. VekSessionException when it is refused, stopped or closed.</summary>
         public Task UpAsync(CancellationToken token = default(CancellationToken))
         {
-            var up = new StateWaiter(e => IsEnd(e.State) ? throw End(e) : e.State == VekState.Up);
+            var up = new StateWaiter(e => Tells(e) && (IsEnd(e.State) ? throw End(e) : e.State == VekState.Up));
             lock (stateWaiters)
             {
-                if (state == VekState.Up) return Task.FromResult(true);
-                if (IsEnd(state)) throw End(lastTold);
+                if (Tells(lastTold) && state == VekState.Up) return Task.FromResult(true);
+                if (Tells(lastTold) && IsEnd(state)) throw End(lastTold);
                 stateWaiters.Add(up);
             }
             return Until(up.Done.Task, token);
         }
+
+        private bool Tells(VekEvent state) { return state == null || state.Link > Interlocked.Read(ref before); }
+
+        private long SetBefore(long link) { return Interlocked.Exchange(ref before, link); }
 
         /// <summary>The password for later attempts, after a password change.</summary>
         public void SetPassword(string password)
@@ -152,6 +163,7 @@ namespace VekApi
             if (!made || state == VekState.Closed) return Task.FromResult(true);
             var closed = new StateWaiter(e => e.State == VekState.Closed);
             lock (stateWaiters) stateWaiters.Add(closed);
+            SetBefore(NoLink);
             Call(() => Vek.CVekSession_Close(ref handle, Ms(drain)));
             return Until(closed.Done.Task, token);
         }
@@ -231,6 +243,7 @@ namespace VekApi
         /// </summary>
         public override void Dispose()
         {
+            SetBefore(NoLink);
             Call(() => Vek.CVekSession_Close(ref handle, 0));
             disposing = true;  // all remaining events are queued
             Thread running;

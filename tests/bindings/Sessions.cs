@@ -54,9 +54,21 @@ internal static class Sessions
         Expect(session.Stats().held == 1, "held");
         await session.CloseAsync();
         Expect((await held).Reason == VekReason.Closed && session.State == VekState.Closed, "closed");
+        await OpenBeforeClosedIsTold(session);
         session.Dispose();
         Expect((await session.SendAsync(Order)).Kind == VekFateKind.Refused, "disposed, and taken");
         await CloseInsideEvent(server);
+    }
+
+    private static async Task OpenBeforeClosedIsTold(VekSession session)
+    {
+        await session.OpenAsync("secret");
+        var opened = new ManualResetEventSlim();
+        session.StateChanged += (_, e) => { if (e.State == VekState.Closed) opened.Wait(); };
+        Task closing = session.CloseAsync(), opening = session.OpenAsync("secret");
+        opened.Set();
+        await opening;
+        await closing;
     }
 
     private static void Read(VekResult result)
