@@ -266,14 +266,17 @@ class VekResult : public VekResultView {
     return VekResult(std::move(owner));
   }
 
-  // A table by name or index. Throws std::out_of_range.
+  // Tables as in VekResultView, but not of a temporary: they would be freed at the end of the statement.
   template <class Which>
   VekTableView operator[](const Which& which) const& {
     return VekResultView::operator[](which);
   }
-  // Not for a temporary: its tables would be freed at the end of the statement.
   template <class Which>
   VekTableView operator[](const Which& which) const&& = delete;
+  VekTableView At(int index) const& { return VekResultView::At(index); }
+  VekTableView At(int index) const&& = delete;
+  std::optional<VekTableView> Find(const char* name) const& { return VekResultView::Find(name); }
+  std::optional<VekTableView> Find(const char* name) const&& = delete;
 
  private:
   struct Owner {

@@ -18,6 +18,15 @@ using namespace VekApi;
 static_assert(std::ranges::random_access_range<VekResult> && std::ranges::view<VekTableView> &&
               std::ranges::borrowed_range<VekRecord> && std::ranges::random_access_range<VekColumns>);
 
+template <class Result>
+concept LendsTables = requires(Result&& result) {
+  std::forward<Result>(result).Find("");
+}
+|| requires(Result&& result) {
+  std::forward<Result>(result).At(0);
+};
+static_assert(LendsTables<VekResult&> && LendsTables<VekResultView> && !LendsTables<VekResult>);
+
 std::string_view ProductOf(const VekRecord& record) {
   return record["Prod"];
 }
