@@ -56,7 +56,7 @@ class VekSession {
   // user of `config` are ignored. With vsd_Poll it is called inside Next. Throws VekError if the
   // configuration is invalid.
   explicit VekSession(CVekSessionConfig config, OnEvent onEvent = {})
-      : onEvent_(std::make_shared<OnEvent>(std::move(onEvent))), delivery_(config.delivery) {
+      : events_(std::make_shared<Events>(std::move(onEvent))), delivery_(config.delivery) {
     config.onEvent = &TakeEvent, config.user = this;
     std::int32_t reason = 0;
     session_ = CVekSession_Create(&config, &reason);
@@ -213,11 +213,16 @@ class VekSession {
     event.size = sizeof event;
     if (CVekSession_Next(&session_, Detail::Milliseconds<std::int32_t>(timeout, -1), &event) != 1)
       return false;
+    const std::shared_ptr<Events> events = events_;  // the application may delete *this
+    const std::thread::id outer = events->polling.exchange(std::this_thread::get_id());
     TakeEvent(&session_, this, &event);
+    events->polling = outer;
     return true;
   }
   // True on a thread that is inside a callback of this session.
-  bool InCallback() { return CVekSession_InCallback(&session_); }
+  bool InCallback() {
+    return CVekSession_InCallback(&session_) || events_->polling.load() == std::this_thread::get_id();
+  }
   // Counters since the session was created.
   CVekSessionStats Stats() {
     CVekSessionStats stats{};
@@ -232,6 +237,12 @@ class VekSession {
   static constexpr int kPatienceMs = 1000;
   static constexpr Ms kLongestWait = std::chrono::hours(24);
   static constexpr std::int64_t kNoLink = -1;
+
+  struct Events {
+    explicit Events(OnEvent given) : onEvent(std::move(given)) {}
+    const OnEvent onEvent;
+    std::atomic<std::thread::id> polling{};  // the thread inside Next that calls a receiver
+  };
 
   // Receiver of a fate; its address is the request's tag.
   class Waiter {
@@ -360,17 +371,17 @@ class VekSession {
 
   // The application may delete *this.
   void Tell(const CVekEvent& event) {
-    const std::shared_ptr<OnEvent> onEvent = onEvent_;
+    const std::shared_ptr<Events> events = events_;
     if (event.kind == vse_State) {
       const std::lock_guard lock(mutex_);
       state_ = event.state, link_ = event.link, stale_ = false;
       ++statesTold_;
       changed_.notify_all();
     }
-    if (*onEvent) (*onEvent)(event);
+    if (events->onEvent) events->onEvent(event);
   }
 
-  const std::shared_ptr<OnEvent> onEvent_;
+  const std::shared_ptr<Events> events_;
   const std::int32_t delivery_;
   const std::thread::id thread_ = std::this_thread::get_id();
   mutable std::mutex mutex_;  // guards what follows

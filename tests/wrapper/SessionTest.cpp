@@ -67,7 +67,11 @@ TEST(SessionWrapper, PolledFatesComeInsideNextAndInTheDestructor) {
   {
     VekSession session(Config(vsd_Poll));
     Open(session, server);
-    const auto note = [&](const VekFate&) { ++told; };
+    const auto note = [&](const VekFate&) {
+      ++told;
+      EXPECT_TRUE(session.InCallback());
+      EXPECT_THROW(session.Ask("products", 20s), VekApi::VekInCallback);
+    };
     EXPECT_EQ(session.Submit(VekSession::Request(cvmc_RequestAck, 20s, 0ms), kOrder, note).fate, vsf_None);
     while (told == 0 && session.Next(20s)) continue;
     session.Submit(VekSession::Request(cvmc_RequestAck, 20s, 0ms), kOrder, note);
