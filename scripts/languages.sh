@@ -96,9 +96,9 @@ python_terminal() {
 # A query and an order typed into the package's terminal client; then a password that is rejected.
 terminal_in_python() {
   local said
-  said=$(printf 'secret\nproducts\n!new\\nprod=TXF side=B qty=1 price=MKT\n' | python_terminal) || return 1
+  said=$(printf 'secret\n\360\237\230\200\nproducts\n!new\\nprod=TXF side=B qty=1 price=MKT\n' | python_terminal) || return 1
   echo "$said"
-  grep -q 'TXF   臺股期貨 ' <<<"$said" && grep -q ': Acknowledged .* accepted ' <<<"$said" || return 1
+  grep -q '^not sent: ' <<<"$said" && grep -q 'TXF   臺股期貨 ' <<<"$said" && grep -q ': Acknowledged .* accepted ' <<<"$said" || return 1
   { python_terminal <<<wrong 2>&1 || true; } | grep '^not connected: the server refused the sign-on: 使用者'
 }
 

@@ -55,6 +55,13 @@ def _run(session: BlockingSession, line: str, timeout: Optional[float]) -> None:
         _say(str(error))
 
 
+def _try(session: BlockingSession, line: str, timeout: Optional[float]) -> None:
+    try:
+        _run(session, line, timeout)
+    except UnicodeEncodeError as error:
+        _say(f"not sent: {error}")
+
+
 def _print_event(event: Event) -> None:
     told = "" if event.result else event.text.replace("\1", " ")
     _say(" ".join(filter(None, (str(event), told))))
@@ -93,7 +100,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
     try:
         session.open(options.timeout)
         for line in _entered():
-            _run(session, line, options.timeout)
+            _try(session, line, options.timeout)
     except (SessionError, TimeoutError) as error:
         print(f"not connected: {error}", file=sys.stderr)
         return 1
