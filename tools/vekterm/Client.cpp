@@ -1,5 +1,6 @@
 #include "vekterm/Client.h"
 
+#include <algorithm>
 #include "platform/os/CodePage.h"
 #include "vekterm/Console.h"
 #include "vekterm/Setting.h"
@@ -33,10 +34,12 @@ CVekSessionConfig ConfigOf(const Options& options, std::string& id1, std::string
   return config;
 }
 
-// The server's texts are in code page 950.
+// The server's texts are in code page 950. What it lacks would become "?", and be sent.
 std::string ToServer(const std::string& utf8) {
   std::string bytes;
   if (!Dova::Os::Utf8ToCodePage950(utf8, bytes)) throw Failure("the text is too long");
+  if (std::count(bytes.begin(), bytes.end(), '?') > std::count(utf8.begin(), utf8.end(), '?'))
+    throw Failure("not sent: a character is not UTF-8, or not in the server's code page 950");
   return bytes;
 }
 
