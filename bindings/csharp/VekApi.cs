@@ -76,8 +76,15 @@ namespace VekApi
             return text.Append(Big5.GetString(bytes, done, bytes.Length - done)).ToString();
         }
 
-        /// <summary>The bytes of a text.</summary>
+        /// <summary>The bytes of a text. ArgumentException if code page 950 lacks a character of it: "?" would be sent.</summary>
         public static byte[] Encode(string text)
+        {
+            byte[] bytes = Encoded(text);
+            if (Array.FindAll(bytes, b => b == '?').Length == text.Split('?').Length - 1) return bytes;
+            throw new ArgumentException("the text has a character that code page 950 lacks");
+        }
+
+        private static byte[] Encoded(string text)
         {
             List<byte> bytes = new List<byte>(2 * text.Length);
             int done = 0;

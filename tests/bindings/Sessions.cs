@@ -49,6 +49,12 @@ internal static class Sessions
         Expect(first.Kind == VekFateKind.Acknowledged && first.Text.StartsWith(first.WorkId), first.ToString());
         VekFate fast = await session.SendAsync(Order, TimeSpan.Zero);
         Expect(fast.Reason == VekReason.TooFast && fast.Wait > TimeSpan.Zero, "refused");
+        try
+        {
+            await session.SendAsync("new\nprod=TXF\u20DD");
+            Expect(false, "sent with a question mark");
+        }
+        catch (ArgumentException) { }
         await Cancel(session);
         Task<VekFate> held = session.SendAsync(Order);
         Expect(session.Stats().held == 1, "held");

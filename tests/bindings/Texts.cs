@@ -23,7 +23,7 @@ internal static class Texts
             string[] parts = line.Split(' ');
             string character = Encoding.UTF8.GetString(FromHex(parts[0])), back = Encoding.UTF8.GetString(FromHex(parts[2]));
             bool kept = character == back && character[0] >= 0xE000 && character[0] < 0xF900;
-            string raw = BitConverter.ToString(VekText.Encode(character)).Replace("-", "").ToLowerInvariant();
+            string raw = kept ? BitConverter.ToString(VekText.Encode(character)).Replace("-", "").ToLowerInvariant() : "";
             own += kept ? 1 : 0;
             if (VekText.Decode(FromHex(parts[1])) == back && (!kept || raw == parts[1])) continue;
             if (++wrong < 10) Console.WriteLine("{0} {1}", line, raw);
