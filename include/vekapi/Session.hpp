@@ -56,7 +56,7 @@ class VekSession {
   // user of `config` are ignored. With vsd_Poll it is called inside Next. Throws VekError if the
   // configuration is invalid.
   explicit VekSession(CVekSessionConfig config, OnEvent onEvent = {})
-      : events_(std::make_shared<Events>(std::move(onEvent))), delivery_(config.delivery) {
+      : told_(std::make_shared<Told>(std::move(onEvent))), delivery_(config.delivery) {
     config.onEvent = &TakeEvent, config.user = this;
     std::int32_t reason = 0;
     session_ = CVekSession_Create(&config, &reason);
@@ -115,13 +115,13 @@ class VekSession {
 
   // vss_... as of the last state event delivered.
   std::int32_t State() const {
-    const std::lock_guard lock(mutex_);
-    return state_;
+    const std::lock_guard lock(told_->mutex);
+    return told_->state;
   }
 
   // Waits up to `patience` until the session is up. Returns false on timeout, or once it is refused, stopped
-  // or closed. With vsd_Poll, and with vsd_Loop on the session's thread, events are delivered meanwhile.
-  // Throws VekInCallback.
+  // or closed; `onEvent` has returned from the event that says so. With vsd_Poll, and with vsd_Loop on the
+  // session's thread, events are delivered meanwhile. Throws VekInCallback.
   bool WaitUntilUp(Ms patience) {
     MayWait(false);
     using Clock = std::chrono::steady_clock;
@@ -213,15 +213,15 @@ class VekSession {
     event.size = sizeof event;
     if (CVekSession_Next(&session_, Detail::Milliseconds<std::int32_t>(timeout, -1), &event) != 1)
       return false;
-    const std::shared_ptr<Events> events = events_;  // the application may delete *this
-    const std::thread::id outer = events->polling.exchange(std::this_thread::get_id());
+    const std::shared_ptr<Told> told = told_;  // the application may delete *this
+    const std::thread::id outer = told->polling.exchange(std::this_thread::get_id());
     TakeEvent(&session_, this, &event);
-    events->polling = outer;
+    told->polling = outer;
     return true;
   }
   // True on a thread that is inside a callback of this session.
   bool InCallback() {
-    return CVekSession_InCallback(&session_) || events_->polling.load() == std::this_thread::get_id();
+    return CVekSession_InCallback(&session_) || told_->polling.load() == std::this_thread::get_id();
   }
   // Counters since the session was created.
   CVekSessionStats Stats() {
@@ -238,10 +238,36 @@ class VekSession {
   static constexpr Ms kLongestWait = std::chrono::hours(24);
   static constexpr std::int64_t kNoLink = -1;
 
-  struct Events {
-    explicit Events(OnEvent given) : onEvent(std::move(given)) {}
+  // What events leave, also when the application deletes the session in one.
+  struct Told {
+    explicit Told(OnEvent given) : onEvent(std::move(given)) {}
+
+    void Begin(const CVekEvent& event) {
+      const std::lock_guard lock(mutex);
+      state = event.state, link = event.link, stale = false;
+      ++states;
+    }
+    void End() {
+      const std::lock_guard lock(mutex);
+      ++handled;
+      changed.notify_all();
+    }
+    bool IsSettled() const {
+      const bool settled =
+          state == vss_Up || state == vss_Refused || state == vss_Stopped || state == vss_Closed;
+      return settled && !stale && handled == states && link > before;
+    }
+
     const OnEvent onEvent;
     std::atomic<std::thread::id> polling{};  // the thread inside Next that calls a receiver
+    std::atomic<std::uint64_t> states{0};    // number of state events
+    std::mutex mutex;                        // guards what follows, and changes of `states`
+    std::condition_variable changed;
+    std::uint64_t handled = 0;  // number of state events that onEvent has returned from
+    std::int32_t state = vss_Closed;
+    std::int64_t link = 0;          // of the last state event
+    std::int64_t before = kNoLink;  // the last link before Open
+    bool stale = false;             // another state event will follow
   };
 
   // Receiver of a fate; its address is the request's tag.
@@ -292,7 +318,7 @@ class VekSession {
     request.textLength = static_cast<std::uint32_t>(text.size());
     request.tag = waiter.Tag();
     CVekReceipt receipt = NoReceipt();
-    const std::uint64_t told = statesTold_;
+    const std::uint64_t told = told_->states;
     const std::int32_t reason = CVekSession_Submit(&session_, &request, &receipt);
     if (reason == vsr_NotUp) ExpectState(told);
     return Taken(reason, receipt);
@@ -319,28 +345,24 @@ class VekSession {
     } else if (delivery_ == vsd_Loop && std::this_thread::get_id() == thread_) {
       CVekMessageLoop_Dispatch(Detail::Milliseconds<int>(left));
     } else {
-      std::unique_lock lock(mutex_);
-      changed_.wait_for(lock, left, [this] { return IsSettled(); });
+      std::unique_lock lock(told_->mutex);
+      told_->changed.wait_for(lock, left, [this] { return told_->IsSettled(); });
     }
   }
 
   // State events of links up to `before` do not tell how the attempt goes. Returns the previous value.
   std::int64_t SetOpened(std::int64_t before) {
-    const std::lock_guard lock(mutex_);
-    return std::exchange(before_, before);
+    const std::lock_guard lock(told_->mutex);
+    return std::exchange(told_->before, before);
   }
   // The session is no longer up: a state event must follow, unless it has been delivered since `told`.
   void ExpectState(std::uint64_t told) {
-    const std::lock_guard lock(mutex_);
-    if (told == statesTold_ && state_ == vss_Up) stale_ = true;
+    const std::lock_guard lock(told_->mutex);
+    if (told == told_->states && told_->state == vss_Up) told_->stale = true;
   }
   bool Settled() const {
-    const std::lock_guard lock(mutex_);
-    return IsSettled();
-  }
-  bool IsSettled() const {
-    return !stale_ && link_ > before_ &&
-           (state_ == vss_Up || state_ == vss_Refused || state_ == vss_Stopped || state_ == vss_Closed);
+    const std::lock_guard lock(told_->mutex);
+    return told_->IsSettled();
   }
 
   // The numbers are always delivered, the texts if there is memory for them.
@@ -371,26 +393,19 @@ class VekSession {
 
   // The application may delete *this.
   void Tell(const CVekEvent& event) {
-    const std::shared_ptr<Events> events = events_;
+    const std::shared_ptr<Told> told = told_;
+    const auto end = [](Told* ended) { ended->End(); };
+    std::unique_ptr<Told, void (*)(Told*)> state(nullptr, end);
     if (event.kind == vse_State) {
-      const std::lock_guard lock(mutex_);
-      state_ = event.state, link_ = event.link, stale_ = false;
-      ++statesTold_;
-      changed_.notify_all();
+      told->Begin(event);
+      state.reset(told.get());
     }
-    if (events->onEvent) events->onEvent(event);
+    if (told->onEvent) told->onEvent(event);
   }
 
-  const std::shared_ptr<Events> events_;
+  const std::shared_ptr<Told> told_;
   const std::int32_t delivery_;
   const std::thread::id thread_ = std::this_thread::get_id();
-  mutable std::mutex mutex_;  // guards what follows
-  std::condition_variable changed_;
-  std::int32_t state_ = vss_Closed;
-  std::int64_t link_ = 0;          // of the last state event
-  std::int64_t before_ = kNoLink;  // the last link before Open
-  bool stale_ = false;             // another state event will follow
-  std::atomic<std::uint64_t> statesTold_{0};
   CVekSession session_{};
 };
 

@@ -84,12 +84,18 @@ TEST(SessionWrapper, PolledFatesComeInsideNextAndInTheDestructor) {
 TEST(SessionWrapper, WaitsForTheLinkThatWasOpened) {
   VekSim::SimServer server;
   for (const std::int32_t delivery : {vsd_Threads, vsd_Loop, vsd_Poll}) {
-    VekSession session(Config(delivery));
+    std::atomic<int> ups{0};
+    VekSession session(Config(delivery), [&](const CVekEvent& event) {
+      for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+      if (event.kind == vse_State && event.state == vss_Up) ++ups;
+    });
     Open(session, server);
+    EXPECT_EQ(ups, 1) << "the event has been handled";
     session.Close();
     session.Open("secret");
     EXPECT_THROW(session.Open(), VekApi::VekError);
     EXPECT_TRUE(session.WaitUntilUp(VekSession::Ms::max())) << "delivery " << delivery;
+    EXPECT_EQ(ups, 2);
   }
 }
 
