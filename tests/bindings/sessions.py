@@ -89,6 +89,11 @@ def misuse():
             continue
         raise AssertionError(f"no {wanted}")
     assert not session._waiters
+    with vekapi.Client(vekapi.Handler()) as client, vekapi.Sender(client) as sender:
+        sender.set_rate(1, 600_000)
+        for held in ("first\n", "second, longer\n"):
+            sender.send(held)
+        assert sender.take(4) == b"second, longer\n" and sender.take() is None
     other_loop.run_until_complete(session.close())
     other_loop.close()
 

@@ -96,9 +96,13 @@ class Sender(_Paced):
         self._call(lib.CVekFlowCtrlSender_CheckPending)
 
     def take(self, size: int = 65536) -> Optional[bytes]:
-        """Removes and returns the oldest held request, as bytes, unsent; None if there is none, or it is longer."""
-        buffer = ctypes.create_string_buffer(size)
-        return buffer.raw[: self._call(lib.CVekFlowCtrlSender_TakePending, buffer, size)] or None
+        """Removes and returns the oldest held request, as bytes, unsent; None if there is none. `size`: the expected bytes."""
+        while True:
+            buffer = ctypes.create_string_buffer(size)
+            length: int = self._call(lib.CVekFlowCtrlSender_TakePending, buffer, size)
+            if length <= size:
+                return buffer.raw[:length] or None
+            size = length
 
     def ack(self, code: int, raw: bytes) -> None:
         """Call it with the arguments of Handler.on_ack."""
