@@ -143,11 +143,10 @@ namespace VekApi
 
         IEnumerator IEnumerable.GetEnumerator() { return GetEnumerator(); }
 
+        // Null if the record has no such column; it may have arrived before the columns.
         internal string Value(int row, int column)
         {
-            using (owner.Hold())
-                return VekText.Get(Vek.CVekTable_RecordIndexField(ref handle, row, column)) ??
-                       throw new ArgumentOutOfRangeException(nameof(column));
+            using (owner.Hold()) return VekText.Get(Vek.CVekTable_RecordIndexField(ref handle, row, column));
         }
     }
 
@@ -164,7 +163,10 @@ namespace VekApi
         }
 
         /// <summary>The value of a column, counted from 0. ArgumentOutOfRangeException if there is none.</summary>
-        public string this[int column] { get { return table.Value(row, column); } }
+        public string this[int column]
+        {
+            get { return table.Value(row, column) ?? throw new ArgumentOutOfRangeException(nameof(column)); }
+        }
 
         /// <summary>The value of a column; "" if the record has none. KeyNotFoundException if there is no such column.</summary>
         public string this[string column]
@@ -185,20 +187,20 @@ namespace VekApi
         public bool TryGetValue(string column, out string value)
         {
             int place = table.IndexOf(column);
-            value = place < 0 ? null : table.Value(row, place);
+            value = place < 0 ? null : table.Value(row, place) ?? "";
             return place >= 0;
         }
 
         /// <summary>The names of the columns.</summary>
         public IEnumerable<string> Keys { get { foreach (VekAttributes column in table.Columns) yield return column.Name; } }
         /// <summary>The values, in the order of the columns.</summary>
-        public IEnumerable<string> Values { get { for (int i = 0; i < Count; ++i) yield return this[i]; } }
+        public IEnumerable<string> Values { get { for (int i = 0; i < Count; ++i) yield return table.Value(row, i) ?? ""; } }
 
         /// <summary>Names and values, in the order of the columns.</summary>
         public IEnumerator<KeyValuePair<string, string>> GetEnumerator()
         {
             for (int i = 0; i < Count; ++i)
-                yield return new KeyValuePair<string, string>(table.Columns[i].Name, this[i]);
+                yield return new KeyValuePair<string, string>(table.Columns[i].Name, table.Value(row, i) ?? "");
         }
 
         IEnumerator IEnumerable.GetEnumerator() { return GetEnumerator(); }

@@ -134,8 +134,11 @@ class VekRecord : public Detail::IndexRange<VekRecord> {
 
   // Number of values.
   int size() const { return Columns().size(); }
-  // The value in the column with that index. Throws std::out_of_range.
-  VekValue At(int index) const { return {Columns().At(index), (*this)[index]}; }
+  // The column with that index, which must be below size(), and the record's value; "" if it has none.
+  VekValue At(int index) const {
+    const char* const text = CVekTable_RecordIndexField(&table_, row_, index);
+    return {Columns().At(index), text != nullptr ? text : ""};
+  }
   // The columns of the table.
   VekColumns Columns() const { return VekColumns(CVekTable_Fields(&table_)); }
 

@@ -67,6 +67,9 @@ def read(result, block):
         assert frame.to_dict("records") == table.to_dicts(decimals=["Last"]), frame
         hollow = types.SimpleNamespace(names=("A", "B"), tuples=lambda: [()])  # a record before its columns
         assert vekapi.Table.to_pandas(hollow).to_dict("records") == [{"A": "", "B": ""}]
+    early = vekapi.Row(("1",), {"A": 0, "B": 1})  # from before the second column
+    assert dict(early) == {"A": "1"} and len(early) == 1, early
+    assert vekapi.Table.column(types.SimpleNamespace(_at=lambda: {"B": 1}, tuples=lambda: [("1",)]), "B") == [""]
     values = vekapi.text(bytes(block.text)).split("\0")
     assert values == [value for row in cells for value in row] + [""] and len(block.starts) == len(values) - 1
 

@@ -31,15 +31,19 @@ std::string_view ProductOf(const VekRecord& record) {
   return record["Prod"];
 }
 
-VekFate Products() {
-  const VekSim::SimServer server;
+VekFate Products(const std::string& query = "products") {
+  VekSim::SimConfig answers;
+  answers.answers["ragged"] =
+      "\x02T\nfirst\n\x03"
+      "A\nsecond\n";
+  const VekSim::SimServer server(answers);
   CVekSessionConfig config = VekSession::Defaults();
   config.id1 = "trader";
   VekSession session(config);
   session.AddEndpoint(":" + server.Setting());
   session.Open("secret");
   EXPECT_TRUE(session.WaitUntilUp(30s));
-  return session.Ask("products", 20s).get();
+  return session.Ask(query, 20s).get();
 }
 
 TEST(ResultWrapper, ReadsNaturallyAndOutlivesItsSession) {
@@ -74,6 +78,8 @@ TEST(ResultWrapper, SaysWhatIsNotThere) {
   EXPECT_THROW(record[9], std::out_of_range);
   EXPECT_THROW(record[VekColumn()], std::out_of_range);
   EXPECT_EQ(record.Find("price"), std::nullopt);
+  const VekResult ragged = Products("ragged").result;
+  for (const VekValue& value : ragged["T"][0]) EXPECT_EQ(value.text, "") << "came before its columns";
   EXPECT_FALSE(VekResult()) << "of a fate without one";
   EXPECT_TRUE(VekResult().empty());
 }

@@ -78,8 +78,8 @@ def _to_decimal(value: str) -> Optional[Decimal]:
 
 
 class Row(Mapping[str, str]):
-    """A record: its values by column name, or by position. It stays valid. A record that arrived before its table's
-    columns has no values."""
+    """A record: its values by column name, or by position. It stays valid. A record that arrived before the last of its
+    table's columns were told has none of their values."""
 
     __slots__ = ("_values", "_at")
 
@@ -93,10 +93,11 @@ class Row(Mapping[str, str]):
             raise KeyError(key) from None
 
     def __iter__(self) -> Iterator[str]:
-        return iter(self._at if self._values else ())
+        count = len(self._values)
+        return iter(self._at if count == len(self._at) else [name for name, at in self._at.items() if at < count])
 
     def __len__(self) -> int:
-        return len(self._values)
+        return min(len(self._values), len(self._at))
 
     def decimal(self, key: Union[str, int]) -> Optional[Decimal]:
         """A value as a number, exactly; None if it is empty. ValueError if it is not a number."""
@@ -187,7 +188,7 @@ class Table(Properties, Sequence[Row]):
     def column(self, name: str) -> List[str]:
         """The values of a column, "" where a record has none. KeyError if there is no such column."""
         at = self._at()[name]
-        return [values[at] if values else "" for values in self.tuples()]
+        return [values[at] if at < len(values) else "" for values in self.tuples()]
 
     def decimals(self, name: str) -> List[Optional[Decimal]]:
         """The values of a column as numbers, None where they are empty. KeyError, or ValueError for a text."""
@@ -207,7 +208,9 @@ class Table(Properties, Sequence[Row]):
         import pandas  # type: ignore[import]
 
         names = list(self.names)
-        frame = pandas.DataFrame([values or ("",) * len(names) for values in self.tuples()], columns=names)
+        count, missing = len(names), ("",) * len(names)
+        records = (values if len(values) == count else (values + missing)[:count] for values in self.tuples())
+        frame = pandas.DataFrame(list(records), columns=names)
         for name in decimals:
             frame[name] = self.decimals(name)
         return frame
