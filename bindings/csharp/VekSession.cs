@@ -427,9 +427,11 @@ namespace VekApi
             if (reason != 0) throw new VekSessionException((VekReason)reason);
         }
 
+        // A time that is over already counts as short.
         private static uint Ms(TimeSpan time)
         {
-            return time < TimeSpan.Zero ? uint.MaxValue : (uint)Math.Min(Math.Ceiling(time.TotalMilliseconds), int.MaxValue);
+            if (time == Timeout.InfiniteTimeSpan) return uint.MaxValue;
+            return time < TimeSpan.Zero ? 1 : (uint)Math.Min(Math.Ceiling(time.TotalMilliseconds), int.MaxValue);
         }
 
         private static async Task<T> Until<T>(Task<T> task, CancellationToken token)

@@ -55,6 +55,8 @@ internal static class Sessions
             Expect(false, "sent with a question mark");
         }
         catch (ArgumentException) { }
+        VekFate late = await session.SendAsync(Order, TimeSpan.FromSeconds(-5));
+        Expect(late.Reason == VekReason.Expired, "held, although its time was over");
         await Cancel(session);
         Task<VekFate> held = session.SendAsync(Order);
         Expect(session.Stats().held == 1, "held");

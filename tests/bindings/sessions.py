@@ -97,7 +97,8 @@ def misuse():
         for held in ("first\n", "second, longer\n"):
             sender.send(held)
         assert sender.take(4) == b"second, longer\n" and sender.take() is None
-    other_loop.run_until_complete(session.close())
+    assert session.submit(ORDER, print).ticket and session.submit(ORDER, print).ticket
+    other_loop.run_until_complete(session.close(drain=-1))
     other_loop.close()
 
 

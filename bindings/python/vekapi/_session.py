@@ -13,7 +13,7 @@ from ._enums import FateKind, State
 from ._fates import Event, Fate, NotAnswered, Result
 from ._library import lib
 from ._owned import _PATIENCE, Owned
-from ._session_base import Entered, SessionBase
+from ._session_base import Entered, SessionBase, _ms
 
 _SLICE = 0.2  # seconds; longest single wait: signals are handled in between
 _BATCH = 1000  # events taken per turn of an event loop
@@ -65,10 +65,10 @@ class Session(SessionBase):
     async def close(self, drain: float = 0) -> None:
         """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
         this returns."""
-        if drain and self._state is not State.CLOSED:
+        if drain > 0 and self._state is not State.CLOSED:
             closed = self._future()
             self._state_waiters.append((lambda event: event.state is State.CLOSED, _bring_to(closed)))
-            self._call(lib.CVekSession_Close, math.ceil(drain * 1000))
+            self._call(lib.CVekSession_Close, _ms(drain))
             await closed
         self._end_now()
 
@@ -195,10 +195,10 @@ class BlockingSession(SessionBase):
     def close(self, drain: float = 0) -> None:
         """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
         this returns, or, inside an event, soon after it."""
-        if drain and self._state is not State.CLOSED and self._pump is not threading.current_thread():
+        if drain > 0 and self._state is not State.CLOSED and self._pump is not threading.current_thread():
             closed = _Slot()
             self._state_waiters.append((lambda event: event.state is State.CLOSED, closed.put))
-            self._call(lib.CVekSession_Close, math.ceil(drain * 1000))
+            self._call(lib.CVekSession_Close, _ms(drain))
             closed.wait(None)
         self._end(None)
 
