@@ -1592,8 +1592,9 @@ namespace VekApi
         /// <summary>
         /// Ends the session. If drainMs is above 0 and requests are held or outstanding, held ones become
         /// vsf_NeverSent and the session waits in vss_Draining for the others, at most that long; the function returns
-        /// at once and vss_Closed is reported by an event. If drainMs is 0, the link has ended and the state is
-        /// vss_Closed when it returns; with vsd_Loop and vsd_Poll the events are still to be delivered.
+        /// at once and vss_Closed is reported by an event. Called again meanwhile, it can only shorten the wait. If
+        /// drainMs is 0, the link has ended and the state is vss_Closed when it returns; with vsd_Loop and vsd_Poll
+        /// the events are still to be delivered.
         /// </summary>
         [DllImport(Library)]
         public static extern void CVekSession_Close(ref CVekSession session, uint drainMs);

@@ -829,8 +829,9 @@ PROTOTYPES = {
     "CVekSession_ResyncDone": (c_int, [POINTER(CVekSession), c_uint, c_bool]),
     # Ends the session. If drainMs is above 0 and requests are held or outstanding, held ones become
     # vsf_NeverSent and the session waits in vss_Draining for the others, at most that long; the function returns
-    # at once and vss_Closed is reported by an event. If drainMs is 0, the link has ended and the state is
-    # vss_Closed when it returns; with vsd_Loop and vsd_Poll the events are still to be delivered.
+    # at once and vss_Closed is reported by an event. Called again meanwhile, it can only shorten the wait. If
+    # drainMs is 0, the link has ended and the state is vss_Closed when it returns; with vsd_Loop and vsd_Poll
+    # the events are still to be delivered.
     "CVekSession_Close": (None, [POINTER(CVekSession), c_uint]),
     # Sends or holds a request. 0: accepted, and exactly one event of kind vse_Fate will report its fate,
     # possibly before this function returns. Otherwise the request is vsf_Refused for that reason: nothing of it
