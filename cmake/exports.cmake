@@ -4,10 +4,10 @@ set(exports_list ${PROJECT_SOURCE_DIR}/src/flat/exports.txt)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_list})
 file(STRINGS ${exports_list} flat_exports REGEX "^[A-Za-z]")
 
-# For the tests: the names as C strings.
-list(TRANSFORM flat_exports REPLACE "(.+)" "\"\\1\",\n" OUTPUT_VARIABLE quoted)
-list(JOIN quoted "" quoted)
-file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/vekapi_exports.inc CONTENT "${quoted}")
+# For the tests: EXPORT(name), one per line.
+list(TRANSFORM flat_exports REPLACE "(.+)" "EXPORT(\\1)\n" OUTPUT_VARIABLE exports)
+list(JOIN exports "" exports)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/generated/vekapi_exports.inc CONTENT "${exports}")
 
 if(WIN32)
   list(JOIN flat_exports "\n  " names)
