@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "result/packets.h"
+#include "support/Recorder.h"
 #include "support/TestMes.h"
 #include "support/Wire.h"
 #include "vekapi/VekClient.h"
@@ -11,46 +13,14 @@
 namespace {
 
 // Reads everything an application could read.
-class Reader : public VekApi::VekClientHandler {
- public:
-  void OnVekConnectEvent(VekApi::VekClient&, const std::string& reason) override { Touch(reason); }
-  void OnVekApReadyEvent(VekApi::VekClient& client) override { Walk(client.SgnResult()); }
-  void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) override {
-    Walk(result);
+class Reader : public vektest::Recorder {
+  void OnVekApReadyEvent(VekApi::VekClient& client) override {
+    OnVekTaskResultEvent(client, client.SgnResult());
   }
-  void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
-                               const std::string& text) override {
-    Touch(user);
-    Touch(text);
+  void OnVekTaskResultEvent(VekApi::VekClient& client, const VekApi::VekTaskResult& result) override {
+    results::Describe(result);
+    Recorder::OnVekTaskResultEvent(client, result);
   }
-  void OnVekRequestAckEvent(VekApi::VekClient&, int, const std::string& text) override { Touch(text); }
-  void OnVekReportEvent(VekApi::VekClient&, const std::string& text) override { Touch(text); }
-  void OnVekClientDestroyEvent(VekApi::VekClient&) override {}
-
- private:
-  void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int, const char* packet, int length) override {
-    Touch(std::string(packet, static_cast<std::size_t>(length)));
-  }
-
-  void Touch(const std::string& text) {
-    for (const char c : text) sum_ = sum_ + static_cast<unsigned char>(c);
-  }
-
-  void Walk(const VekApi::VekTaskResult& result) {
-    Touch(result.WorkID());
-    Touch(result.OrigResult());
-    for (unsigned at = 0; at < result.TableCount(); ++at) {
-      const VekApi::VekTable& table = *result.Table(at);
-      Touch(table.Properties().ToString());
-      for (int row = 0; row < table.RecordsCount(); ++row) {
-        for (int column = 0; column <= table.Fields().Count(); ++column) {
-          if (const char* value = table.RecordField(row, column)) Touch(value);
-        }
-      }
-    }
-  }
-
-  volatile unsigned sum_ = 0;
 };
 
 std::string Handshake(unsigned which) {
@@ -79,5 +49,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!mes) break;
     mes->Deliver(stream.substr(at, block));
   }
+  reader.Take();
   return 0;
 }
