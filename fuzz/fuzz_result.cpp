@@ -1,8 +1,10 @@
 // Results from a server. The first byte chooses the byte order, whether the rest is a whole packet or the
 // text of one, and how much of it is read first. What is read must be what a literal reader reads, and the
 // same through every function.
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "fuzz/Input.h"
 #include "result/Model.h"
@@ -68,6 +70,24 @@ void CheckFlat(const VekTaskResult& result) {
   Check(result.Table(result.TableCount()) == nullptr, "a table that is not there");
 }
 
+// The packet is in memory of exactly its size, and gone before the result is read.
+VekTaskResult ParseExactly(std::string_view packet, EVekEndian endian) {
+  const std::unique_ptr<char[]> exact(new char[packet.size()]);
+  packet.copy(exact.get(), packet.size());
+  VekTaskResult result;
+  result.Parse(exact.get(), static_cast<unsigned>(packet.size()), endian);
+  return result;
+}
+
+// Of a packet that was cut there is the start of its text; a character that was cut is one "?" or several.
+void CheckCuts(std::string_view packet, EVekEndian endian, const std::string& whole) {
+  for (std::size_t size = 0; size < std::min<std::size_t>(packet.size(), 300); ++size) {
+    std::string text = ParseExactly(packet.substr(0, size), endian).OrigResult();
+    while (text.ends_with('?')) text.pop_back();
+    Check(whole.starts_with(text), "the start of the text");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -77,13 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string rest = input.Rest();
   const std::string packet = (how & 2) != 0 ? rest : results::Packet(rest, endian);
   const auto length = static_cast<unsigned>(packet.size());
-  VekTaskResult result;
-  {
-    // Of exactly its size, and gone before the result is read.
-    const std::unique_ptr<char[]> exact(new char[packet.size()]);
-    packet.copy(exact.get(), packet.size());
-    result.Parse(exact.get(), length, endian);
-  }
+  const VekTaskResult result = ParseExactly(packet, endian);
   const std::string told = results::Describe(result);
   // With an encoding line, which is no longer there, a NUL in the next line is not in the first one.
   const std::string& text = result.OrigResult();
@@ -91,6 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         "the same as the literal reader");
   Check(result.OrigResult().size() <= packet.size(), "no longer than the packet");
   CheckFlat(result);
+  CheckCuts(packet, endian, text);
   // A result that held the start of the same text remembers parts of it.
   VekTaskResult reused;
   results::Parse(reused, results::Packet(rest.substr(0, rest.size() * (how >> 2) / 63), endian), endian);

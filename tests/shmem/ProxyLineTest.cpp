@@ -73,6 +73,11 @@ TEST_F(ShMemTest, NoNameIsAnError) {
   time.Advance(1);
   EXPECT_EQ(events.LinkLines(), Lines{"error ShMem name: no answer"});
   EXPECT_EQ(proxy->TakeSent(), "");
+  events.Clear();
+  Open();
+  proxy->Ready();
+  proxy->Break("gone");
+  EXPECT_EQ(events.LinkLines(), Lines{"error ShMem name: gone"});
 }
 
 TEST_F(ShMemTest, RequestThatCannotBeSentIsAnError) {
