@@ -38,76 +38,29 @@ struct ResultTest : testing::Test {
   CVekProperties properties = CVekTable_Properties(&table);
 };
 
-TEST_F(ResultTest, TablesByIndexAndName) {
-  EXPECT_STREQ(CVekTaskResult_WorkID(&result), "Work");
-  EXPECT_STREQ(CVekTaskResult_OrigResult(&result), kText);
-  EXPECT_EQ(CVekTaskResult_TableCount(&result), 1u);
+// Values and blocks, and what is not there, are in the fuzzer of results; properties in theirs.
+TEST_F(ResultTest, TablesColumnsAndValuesByName) {
   EXPECT_EQ(CVekTaskResult_NameTable(&result, "T").object, table.object);
   EXPECT_EQ(CVekTaskResult_NameTable(&result, "t").object, nullptr);
   EXPECT_EQ(CVekTaskResult_NameTable(&result, nullptr).object, nullptr);
-  for (const unsigned index : {1u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(CVekTaskResult_IndexTable(&result, index).object, nullptr);
-  }
-}
-
-TEST_F(ResultTest, ColumnsByIndexAndName) {
-  EXPECT_EQ(CVekFields_Count(&fields), 2);
-  const CVekField second = CVekFields_IndexField(&fields, 1);
-  EXPECT_EQ(CVekFields_NameField(&fields, "Q").object, second.object);
-  EXPECT_EQ(CVekField_Index(&second), 1);
-  for (const int index : {-1, 2, INT32_MAX, INT32_MIN}) {
-    EXPECT_EQ(CVekFields_IndexField(&fields, index).object, nullptr);
-  }
+  EXPECT_EQ(CVekTaskResult_IndexTable(&result, 0x80000000u).object, nullptr);
+  EXPECT_EQ(CVekTable_MktFlag(&table), cvam_Futures);
+  EXPECT_EQ(properties.object, table.object) << "at the table's address";
+  EXPECT_EQ(CVekProperties_Get(&properties, "A"), nullptr);
+  EXPECT_EQ(CVekProperties_Get(&properties, nullptr), nullptr);
   EXPECT_EQ(CVekFields_NameField(&fields, "R").object, nullptr);
   EXPECT_EQ(CVekFields_NameField(&fields, nullptr).object, nullptr);
-  const CVekField first = CVekFields_NameField(&fields, "P");
-  const CVekProperties ofFirst = CVekField_Properties(&first);
+  const CVekField p = CVekFields_NameField(&fields, "P"), q = CVekFields_NameField(&fields, "Q");
+  EXPECT_EQ(CVekField_Index(&q), 1);
+  const CVekProperties ofFirst = CVekField_Properties(&p);
   EXPECT_STREQ(CVekProperties_DisplayText(&ofFirst), "P");
-  EXPECT_STREQ(CVekProperties_Description(&ofFirst), "d");
-}
-
-TEST_F(ResultTest, RecordsInBlocks) {
-  CVekRecordBlock block{};
-  EXPECT_EQ(CVekTable_RecordBlock(&table, 0, &block), 1);
-  EXPECT_EQ(std::string(block.text + block.starts[0], block.text + block.textEnd),
-            std::string("x\0\xA5\x5C\xFF\0", 6));
-  EXPECT_EQ(CVekTable_RecordBlock(&table, 1, &block), 1);
-  EXPECT_STREQ(block.text + block.starts[0], "y");
-  EXPECT_EQ(block.values, 1);
-  EXPECT_EQ(block.columns, 2);
-  for (const int row : {-1, 2, INT32_MAX}) EXPECT_EQ(CVekTable_RecordBlock(&table, row, &block), 0);
-  EXPECT_EQ(block.text, nullptr);
-  EXPECT_EQ(CVekTable_RecordBlock(&table, 0, nullptr), 0);
-  std::int32_t length = 0;
-  const char* const names = CVekFields_Names(&fields, &length);
-  EXPECT_EQ(std::string(names, static_cast<std::size_t>(length)), std::string("P\0Q\0", 4));
-}
-
-TEST_F(ResultTest, RecordsByIndexAndField) {
-  EXPECT_EQ(CVekTable_RecordsCount(&table), 2);
-  EXPECT_EQ(CVekTable_MktFlag(&table), cvam_Futures);
-  const CVekField q = CVekFields_NameField(&fields, "Q");
   EXPECT_STREQ(CVekTable_RecordField(&table, 0, &q), "\xA5\x5C\xFF");
-  EXPECT_STREQ(CVekTable_RecordField(&table, 1, &q), "");
-  EXPECT_STREQ(CVekTable_RecordIndexField(&table, 1, 0), "y");
   const VekApi::VekField wrong(-1, VekApi::VekProperties("Q"));
   const CVekField none{}, before{&wrong};
-  for (const int index : {-1, 2, INT32_MAX, INT32_MIN}) {
-    EXPECT_EQ(CVekTable_RecordIndexField(&table, index, 0), nullptr);
-    EXPECT_EQ(CVekTable_RecordIndexField(&table, 0, index), nullptr);
-    EXPECT_EQ(CVekTable_RecordField(&table, index, &q), nullptr);
-  }
   EXPECT_EQ(CVekTable_RecordField(&table, 0, &before), nullptr);
   EXPECT_EQ(CVekTable_RecordField(&table, 0, &none), nullptr);
   EXPECT_EQ(CVekTable_RecordField(&table, 0, nullptr), nullptr);
-}
-
-TEST_F(ResultTest, PropertiesOfATableAreAtItsAddress) {
-  EXPECT_EQ(properties.object, table.object);
-  EXPECT_STREQ(CVekProperties_Name(&properties), "T");
-  EXPECT_STREQ(CVekProperties_Get(&properties, "a"), "1");
-  EXPECT_EQ(CVekProperties_Get(&properties, "A"), nullptr);
-  EXPECT_EQ(CVekProperties_Get(&properties, nullptr), nullptr);
+  EXPECT_EQ(CVekTable_RecordBlock(&table, 0, nullptr), 0);
 }
 
 // All texts differ, so that mixed-up functions are detected.
