@@ -11,8 +11,6 @@
 namespace vektest {
 namespace {
 
-constexpr const char* kNames[] = {"app0", "app1", "app2"};
-
 LoopLife& LifeOf(void* user) {
   return *static_cast<LoopLife*>(user);
 }
@@ -73,7 +71,7 @@ void LoopWorld::Run() {
   nested_.resize(story.threads);
   running_ = story.threads;
   for (unsigned thread = 0; thread < story.threads; ++thread)
-    scheduler_.Start(kNames[thread], [this, thread] { RunThread(thread); });
+    scheduler_.Start(kThreads[thread], [this, thread] { RunThread(thread); });
   for (int i = 0; running_ != 0; ++i) {
     if (i > 6000) Fail("hang", "the application's threads come to no end");
     scheduler_.Sleep(kSecond);
@@ -285,11 +283,6 @@ void LoopWorld::Request(const Step& step, LoopLife& life) {
 
 // ---- paced requests ----
 
-std::string LoopWorld::PacedText(const LoopLife& life, unsigned number) const {
-  return "P" + std::to_string(life.number) + "." + std::to_string(number) + " new\n" +
-         std::string(1 + number * 37 % 120, static_cast<char>('a' + number % 26));
-}
-
 void LoopWorld::Paced(const Step& step, LoopLife& life) {
   const Using use(life.users, Me());
   CVekFlowCtrlSender sender = life.sender;
@@ -299,7 +292,7 @@ void LoopWorld::Paced(const Step& step, LoopLife& life) {
   CVekFlowCtrl_Lock(&order);
   std::string buffer = ".....";
   for (unsigned i = 0; i < count && sender.object; ++i) {
-    buffer += (i ? "\n" : "") + PacedText(life, static_cast<unsigned>(life.begun.size()));
+    buffer += (i ? "\n" : "") + PacedText(life.number, static_cast<unsigned>(life.begun.size()));
     life.begun.push_back(Tick());
   }
   const auto size = static_cast<unsigned>(buffer.size());
@@ -344,7 +337,7 @@ void LoopWorld::OnPaced(const std::string& text, int link, bool trueAcks) {
   unsigned which = 0, number = 0;
   const bool known = std::sscanf(text.c_str(), "P%u.%u ", &which, &number) == 2 && which < lives_.size() &&
                      number < lives_[which].begun.size();
-  if (!known || PacedText(lives_[which], number) != text) Fail("torn", text.substr(0, 40));
+  if (!known || PacedText(lives_[which].number, number) != text) Fail("torn", text.substr(0, 40));
   LoopLife& life = lives_[which];
   const std::string what = text.substr(0, text.find(' '));
   if (!life.came.insert(number).second) Fail("doubled", what + " came twice");
@@ -516,13 +509,7 @@ void LoopWorld::CheckEnd(LinkBook& book, int link, int state, const std::string&
     const bool cause = book.line->IsCut() || book.line->SendRefused() || story.chances.noThread != 0 ||
                        (story.chances.noMemory != 0 && reason == VekApi::kTextNoMemory);
     if (!cause) Fail("state", "a sound link broke: " + what);
-    if (reason.find("closed by the peer") != std::string::npos) CheckAllTold(book, book.line->Delivered());
-  }
-}
-
-void LoopWorld::CheckAllTold(const LinkBook& book, std::size_t arrived) const {
-  for (std::size_t i = book.told; i < book.expected.size(); ++i) {
-    if (book.expected[i].end <= arrived) Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
+    if (reason.find("closed by the peer") != std::string::npos) book.CheckTold(book.line->Delivered());
   }
 }
 
@@ -538,7 +525,7 @@ void LoopWorld::CheckAtEnd(const LoopLife& life) {
   if (found == links.end() || found->second.over || !CVekClient_IsSessionConnected(&life.client)) return;
   const LinkBook& book = found->second;
   if (!book.line || book.line->IsCut() || book.badPacket) return;
-  CheckAllTold(book, book.arrived);
+  book.CheckTold(book.arrived);
   for (const auto& each : requests_) {
     if (each.life == life.number && each.accepted && each.link < 0 && each.begun > life.lastChange &&
         book.line->BackedUp() == 0)

@@ -80,10 +80,8 @@ class LoopWorld final : public World {
   void CheckEnd(LinkBook& book, int link, int state, const std::string& reason);
   int LinkOf(const LoopLife& life, const std::string& server, const std::string& line);
   bool Is(const std::string& told, const std::string& expected) const;
-  void CheckAllTold(const LinkBook& book, std::size_t arrived) const;
   void CheckCall(LoopLife& life, int link, const std::string& line);
   void CheckAtEnd(const LoopLife& life);
-  std::string PacedText(const LoopLife& life, unsigned number) const;
 
   struct Row {
     int last = -1;

@@ -39,14 +39,14 @@ void SessionWorld::Run() {
   events_.resize(story.clients);
   for (unsigned slot = 0; slot < story.clients; ++slot) Make(slot);
   running_ = story.threads;
-  static const char *const names[] = {"app0", "app1", "app2"}, *const polls[] = {"poll0", "poll1", "poll2"};
+  static const char* const polls[] = {"poll0", "poll1", "poll2"};
   for (unsigned slot = 0; slot < story.clients; ++slot) {
     if (!slots_[slot]->polled) continue;
     ++polling_;
     scheduler_.Start(polls[slot], [this, slot] { Poll(slot); });
   }
   for (unsigned thread = 0; thread < story.threads; ++thread)
-    scheduler_.Start(names[thread], [this, thread] { RunThread(thread); });
+    scheduler_.Start(kThreads[thread], [this, thread] { RunThread(thread); });
   for (int i = 0; running_ != 0; ++i) {
     if (i > 6000) Fail("hang", "the application's threads come to no end");
     scheduler_.Sleep(kSecond);

@@ -24,14 +24,14 @@ World::World(const Story& which, Scheduler& scheduler)
   scheduler.answersWhileWaiting = [this] {
     return std::any_of(story.steps.begin(), story.steps.end(), [&](const Step& step) {
       return step.answersWindow && !answered_.count(step.id) && Now() >= 1000 * kSecond + step.at &&
-             std::string("app") + static_cast<char>('0' + step.thread) == Me()->name;
+             kThreads[step.thread] == std::string_view(Me()->name);
     });
   };
   scheduler.answer = [this] {
     const OutOfLibrary application;
     for (const Step& step : story.steps) {
       if (!step.answersWindow || Now() < 1000 * kSecond + step.at) continue;
-      if (std::string("app") + static_cast<char>('0' + step.thread) != Me()->name) continue;
+      if (kThreads[step.thread] != std::string_view(Me()->name)) continue;
       if (answered_.insert(step.id).second) return Do(step, nullptr);
     }
   };
@@ -54,6 +54,17 @@ void World::Log(const std::string& text) {
   std::printf("%12.6f %-10s %s\n", static_cast<double>(Now() - 1000 * kSecond) / 1e9,
               scheduler_.OnTask() ? Me()->name : "net", text.c_str());
   std::fflush(stdout);
+}
+
+void LinkBook::CheckTold(std::size_t upTo) const {
+  for (std::size_t i = told; i < expected.size(); ++i) {
+    if (expected[i].end <= upTo) Fail("lost", "never told: " + expected[i].line.substr(0, 60));
+  }
+}
+
+std::string PacedText(int sender, unsigned request) {
+  return "P" + std::to_string(sender) + "." + std::to_string(request) + " new\n" +
+         std::string(1 + request * 37 % 120, static_cast<char>('a' + request % 26));
 }
 
 // ---- the network ----
@@ -113,9 +124,8 @@ bool World::CouldBeOpened(int link) const {
 void World::Run() {
   for (Slot& slot : slots) NewClient(slot);
   running_ = story.threads;
-  static const char* const names[] = {"app0", "app1", "app2"};
   for (unsigned thread = 0; thread < story.threads; ++thread)
-    scheduler_.Start(names[thread], [this, thread] { RunThread(thread); });
+    scheduler_.Start(kThreads[thread], [this, thread] { RunThread(thread); });
   Watch();
   while (running_ != 0) {
     scheduler_.Sleep(kSecond);
@@ -385,7 +395,7 @@ void World::OnPaced(const std::string& text, int link, bool trueAcks) {
   if (book.proxy && book.sender != sender) trueAcks = false;
   const auto found = senders.find(sender);
   if (found == senders.end()) return;  // a last request of a deleted sender
-  if (found->second->Text(number) != text) Fail("torn", "a paced request came with other bytes");
+  if (PacedText(sender, number) != text) Fail("torn", "a paced request came with other bytes");
   found->second->Arrived(number, link, trueAcks);
 }
 
@@ -470,10 +480,7 @@ void World::CheckLinks() {
     if (found == links.end() || found->second.over || !slot.client->IsSessionConnected()) continue;
     const LinkBook& book = found->second;
     if (!book.line || book.line->IsCut() || book.badPacket) continue;
-    for (std::size_t i = book.told; i < book.expected.size(); ++i) {
-      if (book.expected[i].end <= book.arrived)
-        Fail("lost", "never told: " + book.expected[i].line.substr(0, 60));
-    }
+    book.CheckTold(book.arrived);
   }
 }
 

@@ -25,6 +25,7 @@ class Server;
 class Gateway;
 
 constexpr unsigned kFirstPort = 1000;
+constexpr const char* kThreads[] = {"app0", "app1", "app2"};  // of the application
 
 inline Task* Me() {
   return &Scheduler::Current()->Self();
@@ -57,7 +58,13 @@ struct LinkBook {
   std::shared_ptr<Line> proxy;  // of a link over rings: its line is the gateway's
   int sender = -1;              // the first whose paced requests came
   Ns overBy = kNever;           // an event must tell by then that the gateway is gone
+
+  // Fails unless all that was written up to there has been told.
+  void CheckTold(std::size_t upTo) const;
 };
+
+// The text of a sender's request; its bytes tell which.
+std::string PacedText(int sender, unsigned request);
 
 // Every request of the application, and its outcome.
 struct Request {
@@ -134,7 +141,6 @@ class Sender final : public VekApi::VekFlowCtrlSender {
   void Look(bool sound, std::size_t calls);
   // Called by the server.
   void Arrived(unsigned request, int link, bool trueAcks);
-  std::string Text(unsigned request) const;
   void CheckRefused();
 
   const int number;
