@@ -2,10 +2,12 @@
 
 #include <atomic>
 #include <functional>
+#include <string>
 #include <thread>
 
 #include "support/TVirtualTimerQueue.h"
-#include "vekapi/VekFlowCtrl.h"
+#include "vekapi/VekClient.h"
+#include "vekapi/VekFlowCtrlSender.h"
 
 namespace vektest {
 namespace {
@@ -165,20 +167,38 @@ TEST_F(GateTest, LooksAgainEveryMillisecondAndNotMoreOften) {
   EXPECT_EQ(gate.events, 1) << "everything may go now: who waited is told";
 }
 
-// If the old rate were removed before the new one is set, a check in between would find none.
-TEST(Gate, NothingSlipsThroughWhileTheRateIsSet) {
-  constexpr unsigned kSettings = 200'000;
-  TGate gate;
-  gate.SetFlowCtrl(1, 1'000'000);
+// Threads that send, and one that sets the rate and takes back what is held, beside the timer's. If the old
+// rate were removed before the new one is set, requests in between would find none. There is no link:
+// whatever is let through is refused.
+TEST(Sender, EverybodyAtOnce) {
+  VekApi::VekClientHandlerBase events;
+  VekApi::VekClient client(events);
+  VekApi::VekFlowCtrlSender sender(client);
+  sender.SetFlowCtrl(1, 1'000'000);
   std::atomic<bool> stop{false};
-  unsigned went = 0;
-  std::thread asking([&] {
-    while (!stop) went += gate.CheckFlowCtrl() == 0 ? 1 : 0;
+  std::atomic<std::size_t> begun{0}, taken{0};
+  const auto send = [&](std::size_t count, auto&& call) {
+    return std::thread([&, count, call] {
+      for (std::string text; !stop; begun += count) call(text = ".....a\n1\nb\n2");
+    });
+  };
+  std::thread single = send(1, [&](std::string& text) { sender.SendVekRequest(text.data(), 8); });
+  std::thread several = send(2, [&](std::string& text) {
+    const VekApi::VekFlowCtrlLocker lock(sender);
+    sender.SendVekRequests({"a\n1", text});
+    sender.StartCheckTimer();
   });
-  for (unsigned i = 0; i < kSettings; ++i) gate.SetFlowCtrl(1, 1'000'000);
+  std::thread lines = send(2, [&](std::string& text) { sender.SendVekRequests(text.data(), 12); });
+  unsigned settings = 1;
+  for (; settings < 50'000 || begun < 50'000; ++settings) {
+    sender.SetFlowCtrl(1, 1'000'000);
+    if (sender.PendingCount() > 100) taken += sender.TakePending().size();
+  }
   stop = true;
-  asking.join();
-  EXPECT_LE(went, kSettings + 1);
+  for (std::thread* const each : {&single, &several, &lines}) each->join();
+  const std::size_t refused = sender.RefusedCount();
+  EXPECT_LE(refused, settings);
+  EXPECT_EQ(begun, refused + taken + sender.TakePending().size()) << "none is lost or doubled";
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
-#include <optional>
 
-#include "keeper/KeptSession.h"
+#include "keeper/Kept.h"
 #include "protocol/Recording.h"
 #include "support/SessionFixture.h"
 #include "vekapi/VekApiC.h"
@@ -15,31 +13,24 @@
 namespace vektest {
 namespace {
 
-class ByHand : public testing::Test {
+class ByHand : public Kept {
  protected:
-  void Reconnect() {
+  void Resync() {
     kept->onEvent = [this](CVekSession*, const CVekEvent& event) { link = event.link; };
-    mes = TestMes::Last();
-    mes->Ready();
-    mes->Deliver(ConnectResult(false, {}));
+    Connect();
     mes->TakeSent();
     mes->Deliver(SgnResult());
     time.Advance(0);
-    const auto packets = Split(mes->TakeSent());
-    const std::string text = packets.empty() ? "" : packets.back().bytes.substr(5);
-    query = text.substr(0, text.find(' '));
+    const Lines sent = Sent();
+    query = sent.empty() ? "" : sent.back();
     kept->Take();
   }
   void Answer() { mes->Deliver(TaskResult(query, "none")); }
   std::string Told() {
-    time.Advance(0);
-    const auto lines = kept->Take();
+    const Lines lines = After(0);
     return lines.empty() ? "" : lines.back();
   }
 
-  TestSupport::TVirtualTimerQueue time;
-  std::optional<KeptSession> kept;
-  Dstl::wise_ref<TestMes> mes;
   std::uint32_t link = 0;
   std::string query;  // of the resynchronisation
 };
@@ -52,7 +43,7 @@ TEST_F(ByHand, ResynchronisedWhenQueriesAreAnsweredAndTheApplicationSaysSo) {
   CVekSession_AddResync(session, "orders");
   EXPECT_EQ(CVekSession_ResyncDone(session, 1, true), vsr_TooLate) << "not asked";
   kept->Open({":TestMes:lend"});
-  Reconnect();
+  Resync();
   Answer();
   EXPECT_EQ(Told(), query + " answered") << "the application has not said so";
   EXPECT_EQ(CVekSession_ResyncDone(session, link + 1, true), vsr_TooLate) << "of another link";
@@ -62,7 +53,7 @@ TEST_F(ByHand, ResynchronisedWhenQueriesAreAnsweredAndTheApplicationSaysSo) {
 
   mes->Break("gone");
   time.Advance(60'000);
-  Reconnect();
+  Resync();
   EXPECT_EQ(CVekSession_ResyncDone(session, link, true), 0);
   EXPECT_EQ(Told(), "") << "the query is out";
   Answer();
@@ -70,7 +61,7 @@ TEST_F(ByHand, ResynchronisedWhenQueriesAreAnsweredAndTheApplicationSaysSo) {
 
   mes->Break("gone");
   time.Advance(60'000);
-  Reconnect();
+  Resync();
   Answer();
   EXPECT_EQ(CVekSession_ResyncDone(session, link, false), 0);
   time.Advance(0);
@@ -82,7 +73,7 @@ TEST_F(ByHand, WhatACallbackThrowsIsLost) {
   kept.emplace();
   CVekSession_AddResync(&kept->session, "orders");
   kept->Open({":TestMes:lend"});
-  Reconnect();
+  Resync();
   kept->onEvent = [](CVekSession*, const CVekEvent&) { throw 1; };
   Answer();
   EXPECT_EQ(Told(), "up");
@@ -93,7 +84,7 @@ TEST_F(ByHand, AMessageLoopTellsThousandsInSeveralTurns) {
   config.delivery = vsd_Loop;
   kept.emplace(config);
   kept->Open({":TestMes:lend"});
-  Reconnect();
+  Resync();
   while (CVekMessageLoop_Dispatch(0) > 0) continue;
   kept->Take();
   for (int i = 0; i < 2500; ++i) mes->Deliver(Message(130, std::to_string(i)));
