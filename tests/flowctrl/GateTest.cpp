@@ -167,9 +167,9 @@ TEST_F(GateTest, LooksAgainEveryMillisecondAndNotMoreOften) {
   EXPECT_EQ(gate.events, 1) << "everything may go now: who waited is told";
 }
 
-// Threads that send, and one that sets the rate and takes back what is held, beside the timer's. If the old
-// rate were removed before the new one is set, requests in between would find none. There is no link:
-// whatever is let through is refused.
+// Threads that send, and one that sets the rate, acknowledges, and takes back what is held, beside the
+// timer's. If the old rate were removed before the new one is set, requests in between would find none. There
+// is no link: whatever is let through is refused.
 TEST(Sender, EverybodyAtOnce) {
   VekApi::VekClientHandlerBase events;
   VekApi::VekClient client(events);
@@ -192,6 +192,7 @@ TEST(Sender, EverybodyAtOnce) {
   unsigned settings = 1;
   for (; settings < 50'000 || begun < 50'000; ++settings) {
     sender.SetFlowCtrl(1, 1'000'000);
+    sender.SetAckTime(1);
     if (sender.PendingCount() > 100) taken += sender.TakePending().size();
   }
   stop = true;

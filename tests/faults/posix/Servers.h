@@ -1,4 +1,4 @@
-// The simulated server and its gateway in a separate process, so that their system calls are not counted.
+// The simulated server and its gateway, each a process: their system calls are not counted.
 #pragma once
 
 #include <string>
