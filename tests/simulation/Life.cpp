@@ -7,7 +7,6 @@
 #include "simulation/Gateway.h"
 #include "simulation/Server.h"
 #include "simulation/World.h"
-#include "vekapi/VekLink.h"
 
 namespace vektest {
 // A link has ended if a call that began after the return of the call that made it has itself returned.
@@ -67,6 +66,17 @@ void Life::OnVekClientDestroyEvent(VekApi::VekClient& client) {
   if (destroyed) Fail("late", "a client was destroyed twice");
   static_cast<void>(client);
   destroyed = true;
+}
+
+// A request that is shown is not sent yet: one that is made inside would go before it.
+void Life::OnVekTraceEvent(VekApi::VekClient& client, const CVekEvent& event) {
+  const OutOfLibrary application;
+  if (destroyed) Fail("late", "traced after the last event");
+  const bool packet = (event.flags & vsg_Packet) != 0, out = (event.flags & vsg_Outbound) != 0;
+  const bool request = out && (event.code > VekSim::Code::kSession ||
+                               (event.code == VekSim::Code::kSession && event.text[VekSim::kHeadSize] == 1));
+  if (event.kind == vse_State || (packet && !request)) world_.RunInside(slot_, client);
+  if (!destroyed && world_.Tick() % 50 == 0) VekApi::VekLink::SetTrace(client, nullptr, vtl_None);
 }
 
 void Life::Check(VekApi::VekClient& client, const std::string& line) {

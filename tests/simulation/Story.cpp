@@ -63,7 +63,8 @@ Story::Story(std::uint64_t which, std::set<int> leftOut, bool calmThreads, bool 
       plain(plainServers),
       sessions(HasSessions(which)),
       loops(HasLoops(which)),
-      rings(HasRings(which)) {
+      rings(HasRings(which)),
+      traced(Draw(which, 6).Chance(200)) {
   Draw draw(seed, 2);
   clients = draw.From(1, 3);
   threads = draw.From(1, 3);
@@ -261,6 +262,7 @@ std::string Story::Tell() const {
   if (chances.noMemory) text += ", a lack of memory";
   if (chances.noPost) text += ", a lack of room for messages";
   if (noObject) text += ", a lack of shared objects";
+  if (traced) text += ", traced";
   text += "\n";
   for (const Step& step : steps) {
     text += "  " + std::to_string(step.id) + ": ";

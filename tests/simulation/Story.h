@@ -95,6 +95,7 @@ struct Story {
   bool loops = false;     // clients on message loops
   bool rings = false;     // clients, most of whose links use shared memory
   bool crossing = false;  // they end each other inside their events
+  bool traced = false;    // and their packets are events, too
 
   Scheduler::Chances chances;
   unsigned noObject = 0;  // joining a shared object fails, per thousand

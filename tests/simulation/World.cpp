@@ -180,6 +180,7 @@ void World::NewClient(Slot& slot) {
   slot.life = lives_.back().get();
   slot.life->lastEvent = Now();
   while (!LibraryMay([&] { slot.client = std::make_unique<VekApi::VekClient>(*slot.life); })) continue;
+  if (story.traced) LibraryMay([&] { VekApi::VekLink::SetTrace(*slot.client, slot.life, vtl_Packets); });
   if (!slot.sender || (slot.sender->users.empty() && slot.life->number % 2 == 0))
     NewSender(slot, *slot.client);
 }

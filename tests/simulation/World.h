@@ -17,6 +17,7 @@
 #include "simulation/Story.h"
 #include "vekapi/VekClient.h"
 #include "vekapi/VekFlowCtrlSender.h"
+#include "vekapi/VekLink.h"
 
 namespace vektest {
 
@@ -78,7 +79,7 @@ struct Request {
 };
 
 // One client from its creation to its end.
-class Life final : public VekApi::VekClientHandler {
+class Life final : public VekApi::VekClientHandler, public VekApi::VekTraceHandler {
  public:
   struct Call {
     int link;  // -1: a call that only ends links
@@ -112,6 +113,7 @@ class Life final : public VekApi::VekClientHandler {
   void OnVekRequestAckEvent(VekApi::VekClient& client, int code, const std::string& text) override;
   void OnVekReportEvent(VekApi::VekClient& client, const std::string& text) override;
   void OnVekClientDestroyEvent(VekApi::VekClient& client) override;
+  void OnVekTraceEvent(VekApi::VekClient& client, const CVekEvent& event) override;
 
  private:
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient& client, int code, const char* packet, int length) override;
