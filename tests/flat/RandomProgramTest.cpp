@@ -365,7 +365,7 @@ class Program {
       auto& at = *static_cast<Slot<CVekFlowCtrlSender>*>(user);
       at.program->Note(at);
       if (at.program->depth_ < kDeepest) at.program->Nested();
-      if (at.program->Random(8) == 0) DeleteAt(at, CVekFlowCtrlSender_Delete);
+      if (at.program->Random(2) == 0) DeleteAt(at, CVekFlowCtrlSender_Delete);
     }};
     slot.onLoop = onLoop;
     slot.gone = false;

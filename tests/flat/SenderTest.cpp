@@ -67,15 +67,18 @@ TEST_F(FlatSender, WhatIsHeldCanBeTakenBackOrSentSooner) {
   EXPECT_EQ(CVekFlowCtrlSender_DropPending(&sender), 0u);
 }
 
-TEST_F(FlatSender, OutlivesItsClientAndTellsOfItOnTheLoop) {
+TEST_F(FlatSender, OutlivesItsClientTellsOfItOnTheLoopAndMayBeDeletedThere) {
   struct Told {
     unsigned sent = 0;
     unsigned refused = 0;
     std::thread::id on;
+    bool deletes = false;
   } told;
   const CVekFlowCtrlSenderCallbacks callbacks{
-      [](CVekFlowCtrlSender*, void* user, unsigned sent, unsigned refused) {
-        *static_cast<Told*>(user) = {sent, refused, std::this_thread::get_id()};
+      [](CVekFlowCtrlSender* handle, void* user, unsigned sent, unsigned refused) {
+        auto& now = *static_cast<Told*>(user);
+        now = {sent, refused, std::this_thread::get_id(), now.deletes};
+        if (now.deletes) CVekFlowCtrlSender_Delete(handle);
       }};
   CVekFlowCtrlSender_Delete(&sender);
   sender = CVekFlowCtrlSender_Create_OnMessageLoop(&client, &callbacks, &told);
@@ -96,6 +99,11 @@ TEST_F(FlatSender, OutlivesItsClientAndTellsOfItOnTheLoop) {
   EXPECT_EQ(CVekFlowCtrlSender_RefusedCount(&sender), 1u);
   EXPECT_EQ(CVekFlowCtrlSender_PendingCount(&sender), 1u);
   mes->TakeSent();
+  told.deletes = true;
+  acknowledge();
+  EXPECT_EQ(CVekMessageLoop_Dispatch(-1), 1);
+  EXPECT_EQ(told.refused, 1u);
+  sender = {};
 }
 
 TEST_F(FlatSender, IsAGateTooAndDropsWhatItHoldsWithItsEnd) {

@@ -1,5 +1,4 @@
 #include <atomic>
-#include <functional>
 #include <thread>
 
 #include "flat/FlatSession.h"
@@ -10,38 +9,9 @@ namespace {
 
 class TracedClient : public FlatSession {
  protected:
-  TracedClient() { Begin(); }
-  ~TracedClient() override { onTrace = nullptr; }
-
-  void Begin() {
+  TracedClient() {
     Create();
     EXPECT_TRUE(CVekClient_SetTrace(&client, &OnTrace, this, vtl_Packets));
-  }
-  // Enables every trace, until the client is deleted.
-  void Live() {
-    const auto connect = [&](const char* setting = ":TestMes:lend") {
-      if (client.object) Connect(setting);
-    };
-    const auto when = [&](const std::function<void()>& act) {
-      mes = client.object ? TestMes::Last() : Dstl::wise_ref<TestMes>();
-      if (mes) act();
-    };
-    connect();
-    when([&] { mes->Ready(); });
-    when([&] { mes->Deliver(ConnectResult(false, {})); });
-    when([&] { mes->Deliver(SgnResult() + Message(3, "x") + Message(130, "y") + Message(130, "z")); });
-    when([&] { Send(129, std::string(9000, 'x')); });
-    when([&] { CVekClient_ChgPass(&client, "u", "o", "n"); });
-    when([&] { time.Advance(30'000); });
-    when([&] { mes->refuseSends = true, Send(128, "x"); });
-    when([&] { mes->Deliver(SgnReply(0, "no")); });
-    connect();
-    when([&] { mes->Fail("no"); });
-    connect("nowhere");
-    connect();
-    when([&] { mes->Ready(), mes->Break("gone"); });
-    connect();
-    when([&] { CVekClient_Delete(&client); });
   }
 
   bool Send(int code, const std::string& text) {
@@ -51,11 +21,10 @@ class TracedClient : public FlatSession {
   std::string Traced() { return std::exchange(traced, {}); }
 
   std::string traced;
-  std::function<void(CVekClient*)> onTrace;
 
  private:
   // ">128" is sent, "<128" received, "=up" a state, "!..." a note.
-  static void OnTrace(CVekClient* handle, void* user, const CVekEvent* event) {
+  static void OnTrace(CVekClient*, void* user, const CVekEvent* event) {
     auto& self = *static_cast<TracedClient*>(user);
     const std::string bytes(event->text, event->textLength);
     std::string line = "!";
@@ -69,8 +38,6 @@ class TracedClient : public FlatSession {
     if (event->cause != 0) line += " (" + std::to_string(event->cause) + ")";
     EXPECT_EQ((bytes + event->detail).find("secret"), std::string::npos);
     self.traced += std::to_string(event->link) + line + "\n";
-    const auto act = self.onTrace;
-    if (act) act(handle);
   }
 };
 
@@ -107,29 +74,6 @@ TEST_F(TracedClient, ShowsLinksFromBeginToEnd) {
             "4=connecting :TestMes:lend\n4>0\n4<0\n4>2\n4=signing on\n4<2\n4=sign-on refused no (106)\n"
             "4=closed (117)\n5=connecting :TestMes:lend\n5>0\n5<0\n5>2\n5=signing on\n5<128\n"
             "5=up\n5=closed (117)\n");
-}
-
-// At every event of a session's life the client is deleted, disconnected, reconnected, or its trace ended.
-// What has been freed is not accessed.
-TEST_F(TracedClient, EndedInEveryEvent) {
-  const std::function<void(CVekClient*)> acts[] = {
-      [](CVekClient* h) { CVekClient_Delete(h); }, [](CVekClient* h) { CVekClient_Disconnect(h); },
-      [](CVekClient* h) { CVekClient_Connect(h, ":TestMes:ok", "App", "1", "id", "sub", ""); },
-      [](CVekClient* h) { CVekClient_SetTrace(h, nullptr, nullptr, vtl_None); }};
-  for (const auto& act : acts) {
-    for (std::size_t at = 1, seen = 1; seen >= at; ++at) {
-      CVekClient_Delete(&client);
-      Begin();
-      seen = 0;
-      onTrace = [&, act](CVekClient* handle) {
-        if (++seen != at) return;
-        act(handle);
-        client.object = handle->object;
-      };
-      Live();
-      onTrace = nullptr;
-    }
-  }
 }
 
 // One thread sends, one receives, a third switches the trace. Every call has its own trace's `user`.

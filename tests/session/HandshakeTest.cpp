@@ -67,58 +67,6 @@ TEST_F(SessionTest, ApplicationNameThatIsTooLongIsRefused) {
   EXPECT_FALSE(TestMes::Last());
 }
 
-class HandshakeByMode : public SessionTest, public testing::WithParamInterface<std::tuple<bool, int>> {};
-
-TEST_P(HandshakeByMode, SignsOnWithTheKeyAndModeOfTheServer) {
-  const auto [big, mode] = GetParam();
-  const std::string sessionKey = "\xC9\xDA\0\xEB";
-  Link(big, mode, sessionKey);
-  EXPECT_EQ(client->State(), VekApi::vcs_Connected);
-  EXPECT_EQ(client->ServerName(), "GW.2.0.1.15");
-  EXPECT_EQ(recorder.Take(), Lines{"connect 2 "});
-
-  const std::string signOn = Pack(2, std::string("\0\6\0\0\6\0\0\0\0", 9) + "id/sub" + "secret");
-  const std::string outKey = mode == 1 ? sessionKey : "";
-  auto sent = Split(mes->TakeSent());
-  ASSERT_EQ(sent.size(), 2u);
-  EXPECT_EQ(sent[1].bytes, Scrambled(signOn, outKey));
-
-  FromServer(
-      SgnResult("5\x01"
-                "1000",
-                big));
-  EXPECT_EQ(client->State(), VekApi::vcs_ApReady);
-  EXPECT_EQ(recorder.Take(), Lines{"ready"});
-  EXPECT_EQ(client->SgnResult().WorkID(), "Sgn.Result");
-}
-
-INSTANTIATE_TEST_SUITE_P(AllModes, HandshakeByMode,
-                         testing::Combine(testing::Bool(), testing::Values(0, 1, 2, -1)));
-
-TEST_F(SessionTest, RefusalsOfTheServer) {
-  struct Case {
-    std::string connectResult;
-    std::string after;
-    Lines expected;
-  };
-  const Case cases[] = {
-      {ConnectResult(false, {{"ERROR\n", "full"}}, 1), "", {"connect -6 full"}},
-      {ConnectResult(false, {{"ERROR\n", "full"}}, 0), "", {"connect 2 "}},
-      {ConnectResult(false, {{"Other\n", "x"}, {"VekEnc\n", "\x01"}}),
-       SgnReply(0, "no"),
-       {"connect 2 ", "connect -5 no"}},
-      {ConnectResult(true, {}), SgnReply(0, "", true), {"connect 2 ", "connect -5 "}},
-      {ConnectResult(true, {}), SgnReply(1, "later", true), {"connect 2 "}},
-      {ConnectResult(false, {}), Pack(2, "\x03"), {"connect 2 "}},
-  };
-  for (const Case& c : cases) {
-    Connect();
-    TestMes::Last()->Ready();
-    TestMes::Last()->Deliver(c.connectResult + c.after);
-    EXPECT_EQ(recorder.Take(), c.expected);
-  }
-}
-
 TEST_F(SessionTest, SecretsThatAreTooLongAreNotSent) {
   client->Connect(":TestMes:ok", "App", "1", std::string(2000, 'i'), "", std::string(2086, 'p'));
   TestMes::Last()->Ready();
