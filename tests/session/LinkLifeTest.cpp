@@ -120,24 +120,5 @@ TEST_F(LinkLifeTest, PacketBuilders) {
                                              6));
 }
 
-TEST_F(LinkLifeTest, LengthsInsideBodiesAreCut) {
-  SignOn();
-  const std::string tooLong = U16(4000, false);
-  FromServer(Pack(3, tooLong + "AB") + Pack(3, "A") + Pack(130, tooLong + "CD"));
-  FromServer(Pack(130, "") + Pack(129, "\x01") + Pack(200, ""));
-  FromServer(Pack(128, std::string("\0\0\x03Wrk", 6) + tooLong +
-                           "\x02T\n\x03"
-                           "A\nx\n"));
-  FromServer(Pack(128, std::string("\0\0\xFFW", 4)));
-  FromServer(Pack(2, "") + Pack(2, "\x01") + Pack(2, "\x01\xFF\xFFuser") +
-             Pack(2, std::string("\x02\xFF\0\0", 4)));
-  FromServer(Pack(0, "x") + Pack(2, std::string("\x02\xFF\xFF\xFF\0\0\0\0", 8) + "m"));
-  const std::string tables =
-      "\x02T\n\x03"
-      "A\nx\n";
-  EXPECT_EQ(recorder.Take(), (Lines{"report ABCD", "report ", "ack 129 ", "unknown 200 " + Pack(200, ""),
-                                    "result Wrk " + tables, "result  ", "chgpass user ", "connect -5 "}));
-}
-
 }  // namespace
 }  // namespace vektest
