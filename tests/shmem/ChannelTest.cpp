@@ -1,6 +1,7 @@
 // Opening, joining and naming one ring, and its events.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -114,6 +115,26 @@ TEST_F(EventWait, EitherEventBothEventsAndStop) {
   EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kStopped);
   stopper.join();
   EXPECT_EQ(wait.Wait(down.ReadEvent(), up.WriteEvent()), TNamedEventWait::kStopped);
+}
+
+// The next one comes as soon as the last was seen: while the thread falls asleep.
+TEST_F(EventWait, NoSetIsLostOnTheWayToSleep) {
+  constexpr int kTimes = 10'000;
+  std::atomic<int> seen{0};
+  std::thread setter([&] {
+    for (int i = 0; i < kTimes; ++i) {
+      up.WriteEvent().Set();
+      while (seen.load() <= i) std::this_thread::yield();
+    }
+  });
+  unsigned news = TNamedEventWait::kSecond;
+  for (int i = 0; i < kTimes && news == TNamedEventWait::kSecond; ++i) {
+    news = wait.Wait(down.ReadEvent(), up.WriteEvent(), 20'000);
+    seen.store(i + 1);
+  }
+  EXPECT_EQ(news, TNamedEventWait::kSecond) << "lost after " << seen;
+  seen.store(kTimes);
+  setter.join();
 }
 
 TEST_F(EventWait, LazySecondIsNotLostAndANudgeTellsIt) {
