@@ -10,11 +10,14 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "faults/posix/Faults.h"
 #include "faults/posix/Scenario.h"
 #include "faults/posix/Servers.h"
+#include "platform/os/NamedEvent.h"
+#include "shmem/Process.h"
 #include "support/Held.h"
 #include "support/Watchdog.h"
 
@@ -116,6 +119,33 @@ TEST_P(Sweep, EveryCallFailsOnce) {
   // The last run did not reach a call of that number, so all its calls are counted; runs differ in their
   // number.
   std::printf("%u of %u places tried\n", tried, std::max(most, Counted()));
+}
+
+// Every allocation, not every n-th.
+TEST(SharedObjects, OpenedWithoutMemoryTheyLeaveNothing) {
+  const std::string name = Dova::Os::OwnName(vektest::FreshName());
+  Dova::Os::TNamedMapping ring;
+  Dova::Os::TNamedEvent event;
+  ASSERT_TRUE(ring.Open(name, 4096, Dova::Os::EOpen::Make) && event.Open(name, Dova::Os::EOpen::Make));
+  const auto open = [&](Dova::Os::EOpen how, const std::string& which) {
+    Dova::Os::TNamedMapping otherRing;
+    Dova::Os::TNamedEvent otherEvent;
+    otherRing.Open(which, 4096, how);
+    otherEvent.Open(which, how);
+  };
+  for (const auto how : {Dova::Os::EOpen::Make, Dova::Os::EOpen::Join}) {
+    const std::string which = how == Dova::Os::EOpen::Make ? Dova::Os::OwnName(vektest::FreshName()) : name;
+    const TestSupport::THeld before = TestSupport::Held();
+    unsigned nth = 0;
+    do {
+      Arm(EKind::Memory, ++nth);
+      try {
+        InLibrary([&] { open(how, which); });
+      } catch (const std::bad_alloc&) {
+      }
+      ASSERT_TRUE(TestSupport::SettlesTo(before)) << "allocation " << nth;
+    } while (Fired());
+  }
 }
 
 std::string Name(const testing::TestParamInfo<Sweep::ParamType>& info) {

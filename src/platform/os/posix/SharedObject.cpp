@@ -56,8 +56,9 @@ bool Shows(int folder, const char* entry, std::string_view wanted) {
 int OpenEntry(int folder, const char* entry, const std::string& wanted) {
   const int path = openat(folder, entry, O_PATH | O_CLOEXEC);
   if (path < 0) return -1;
-  const std::string self = "/proc/self/fd/" + std::to_string(path);
-  const int fd = Shows(AT_FDCWD, self.c_str(), wanted) ? open(self.c_str(), O_RDWR | O_CLOEXEC) : -1;
+  char self[32];
+  std::snprintf(self, sizeof self, "/proc/self/fd/%d", path);
+  const int fd = Shows(AT_FDCWD, self, wanted) ? open(self, O_RDWR | O_CLOEXEC) : -1;
   close(path);
   return fd;
 }
