@@ -109,7 +109,7 @@ TEST(NullHandles, EveryExportAnswersWithItsNullResult) {
     Expect(answer == answers.end() ? 0 : answer->second, function);
   };
 // From the list used to link the library.
-#define EXPORT(function) expect(#function, &function);
+#define EXPORT(function) expect(#function, &(function));
 #include "vekapi_exports.inc"
   EXPECT_EQ(CVekApi_ToUtf8(nullptr, 9, nullptr, 0), 0U);
   EXPECT_STREQ(CVekApi_Text(-1, -1, -1), "");
