@@ -39,10 +39,11 @@ if(WIN32)
 endif()
 
 # The shared library is optimised as a whole, and so is a program that asks for it; others link the objects' ordinary
-# code. Not on Windows, where the assembler's option against GCC bug 54412 would be lost.
+# code. Only if the build type says that it is a release; not on Windows, where the assembler's option against GCC bug
+# 54412 might be lost.
 set(vekapi_whole OFF)
 if(VEKAPI_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32 AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE
-   AND NOT CMAKE_BUILD_TYPE STREQUAL Debug)
+   AND CMAKE_BUILD_TYPE MATCHES Rel)
   set(vekapi_whole ON)
   target_compile_options(vekapi_objects PRIVATE -flto=auto -ffat-lto-objects)
 endif()
