@@ -104,13 +104,9 @@ void TVekClientMessageLoop::OnVekApReadyEvent(VekApi::VekClient& client) {
   Push(&CVekClientCallbacks::OnVekApReadyEvent, pev_ApReady, -1, {});
 }
 
-void TVekClientMessageLoop::OnVekRequestAckEvent(VekApi::VekClient&, int msgCode,
-                                                 const std::string& ackText) {
-  Push(&CVekClientCallbacks::OnVekRequestAckEvent, pev_RequestAck, msgCode, ackText);
-}
-
-void TVekClientMessageLoop::OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) {
-  Push(&CVekClientCallbacks::OnVekReportEvent, pev_Report, -1, reportText);
+void TVekClientMessageLoop::OnText(int msgCode, std::string_view text) {
+  if (msgCode == VekApi::PkReport) return Push(&CVekClientCallbacks::OnVekReportEvent, pev_Report, -1, text);
+  Push(&CVekClientCallbacks::OnVekRequestAckEvent, pev_RequestAck, msgCode, text);
 }
 
 void TVekClientMessageLoop::OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) {
@@ -240,9 +236,9 @@ void TVekClientMessageLoop::Deliver(const TPendingEv& event) {
     case pev_ApReady:
       return client_->TellApReady();
     case pev_RequestAck:
-      return client_->TellRequestAck(event.num, text);
+      return client_->TellText(event.num, text);
     case pev_Report:
-      return client_->TellReport(text);
+      return client_->TellText(VekApi::PkReport, text);
     default:
       return;
   }

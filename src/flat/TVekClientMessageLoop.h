@@ -9,6 +9,7 @@
 #include "flat/VekApiC_VekClient.h"
 #include "platform/os/MessageWindow.h"
 #include "platform/runtime/TTimerQueue.h"
+#include "session/TTextHandler.h"
 #include "vekapi/VekApiC.h"
 
 // The handler of a client whose callbacks run on the thread that created it. Most events are queued; the
@@ -22,7 +23,7 @@
 // callback may connect, disconnect and delete as usual.
 //
 // Lives as long as its client, whose destroy event ends it, possibly inside one of its own callbacks.
-class TVekClientMessageLoop final : public VekApi::VekClientHandler,
+class TVekClientMessageLoop final : public VekApi::TTextHandler,
                                     private TAsOf,
                                     private Dova::Os::TMessageHandler {
  public:
@@ -53,8 +54,7 @@ class TVekClientMessageLoop final : public VekApi::VekClientHandler,
   void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) override;
   void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
                                const std::string& resultText) override;
-  void OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) override;
-  void OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) override;
+  void OnText(int msgCode, std::string_view text) override;
   void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
   template <class Callback>

@@ -1,13 +1,18 @@
 #include "flat/VekApiC_VekClient.h"
 
 #include "flat/CallBack.h"
+#include "session/TImpl.h"
 
 VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user)
-    : client_(*this), callbacks_(callbacks), user_(user) {}
+    : client_(*this), callbacks_(callbacks), user_(user) {
+  VekApi::TClientParts::ImplOf(client_).SetTextHandler(this);
+}
 
 VekApiC_VekClient::VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user,
-                                     VekApi::VekClientHandler& between, const TAsOf& asOf)
-    : client_(between), callbacks_(callbacks), user_(user), asOf_(&asOf) {}
+                                     VekApi::TTextHandler& between, const TAsOf& asOf)
+    : client_(between), callbacks_(callbacks), user_(user), asOf_(&asOf) {
+  VekApi::TClientParts::ImplOf(client_).SetTextHandler(&between);
+}
 
 bool VekApiC_VekClient::BeginDelete(CVekClient& handle) {
   if (deleting_.exchange(true)) return false;
@@ -42,12 +47,9 @@ void VekApiC_VekClient::OnVekChgPassResultEvent(VekApi::VekClient&, const std::s
   Raise(callbacks_.OnVekChgPassResultEvent, user.c_str(), resultText.c_str());
 }
 
-void VekApiC_VekClient::TellRequestAck(int msgCode, const char* ackText) {
-  Raise(callbacks_.OnVekRequestAckEvent, msgCode, ackText);
-}
-
-void VekApiC_VekClient::TellReport(const char* reportText) {
-  Raise(callbacks_.OnVekReportEvent, reportText);
+void VekApiC_VekClient::TellText(int msgCode, const char* text) {
+  if (msgCode == VekApi::PkReport) return Raise(callbacks_.OnVekReportEvent, text);
+  Raise(callbacks_.OnVekRequestAckEvent, msgCode, text);
 }
 
 void VekApiC_VekClient::OnVekClientDestroyEvent(VekApi::VekClient&) {

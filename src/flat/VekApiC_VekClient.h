@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <string>
+#include <string_view>
 
+#include "session/TTextHandler.h"
 #include "vekapi/VekApiC.h"
 #include "vekapi/VekClient.h"
 
@@ -23,12 +25,12 @@ class TAsOf {
 //
 // An event may delete the object (except OnVekClientDestroyEvent, which is part of the deletion): no member
 // is accessed after a callback.
-class VekApiC_VekClient : public VekApi::VekClientHandler {
+class VekApiC_VekClient : public VekApi::TTextHandler {
  public:
   // The table is copied.
   VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user);
   // Both must live as long as the client.
-  VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user, VekApi::VekClientHandler& between,
+  VekApiC_VekClient(const CVekClientCallbacks& callbacks, void* user, VekApi::TTextHandler& between,
                     const TAsOf& asOf);
   ~VekApiC_VekClient() override = default;
   VekApiC_VekClient(const VekApiC_VekClient&) = delete;
@@ -54,8 +56,7 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   void TellUnknownMsgCode(int msgCode, const char* packet, int length);
   void TellConnect(const char* reason);
   void TellApReady();
-  void TellRequestAck(int msgCode, const char* ackText);
-  void TellReport(const char* reportText);
+  void TellText(int msgCode, const char* text);
 
   void OnVekUnknownMsgCodeEvent(VekApi::VekClient&, int msgCode, const char* packet, int length) override {
     TellUnknownMsgCode(msgCode, packet, length);
@@ -67,12 +68,7 @@ class VekApiC_VekClient : public VekApi::VekClientHandler {
   void OnVekTaskResultEvent(VekApi::VekClient&, const VekApi::VekTaskResult& result) override;
   void OnVekChgPassResultEvent(VekApi::VekClient&, const std::string& user,
                                const std::string& resultText) override;
-  void OnVekRequestAckEvent(VekApi::VekClient&, int msgCode, const std::string& ackText) override {
-    TellRequestAck(msgCode, ackText.c_str());
-  }
-  void OnVekReportEvent(VekApi::VekClient&, const std::string& reportText) override {
-    TellReport(reportText.c_str());
-  }
+  void OnText(int msgCode, std::string_view text) override { TellText(msgCode, text.data()); }
   void OnVekClientDestroyEvent(VekApi::VekClient&) override;
 
  private:

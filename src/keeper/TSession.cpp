@@ -44,6 +44,7 @@ TSession::TSession(const TSessionConfig& config)
       work_(Dova::ots_OneShot, *this) {
   told_.Reserve(kStateEvents);
   Impl().SetWatch(this);
+  Impl().SetTextHandler(this);
   due_.SetTarget(&TSession::OnDueTimer);
   work_.SetTarget(&TSession::OnWorkTimer);
   if (config.delivery == vsd_Loop) notice_.emplace(static_cast<TLoopNotice::TOwner&>(*this));

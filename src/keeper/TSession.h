@@ -30,12 +30,13 @@
 #include "platform/runtime/TTimer.h"
 #include "session/TImpl.h"
 #include "session/TLinkWatch.h"
+#include "session/TTextHandler.h"
 #include "vekapi/VekClient.h"
 
 namespace VekApi {
 
 class TSession final : public Dstl::ref_counter<unsigned>,
-                       private VekClientHandler,
+                       private TTextHandler,
                        private TLinkWatch,
                        private TLedgerPort,
                        private TLoopNotice::TOwner {
@@ -155,8 +156,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void OnVekApReadyEvent(VekClient&) override;
   void OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) override;
   void OnVekChgPassResultEvent(VekClient&, const std::string& user, const std::string& text) override;
-  void OnVekRequestAckEvent(VekClient&, int msgCode, const std::string& text) override;
-  void OnVekReportEvent(VekClient&, const std::string& text) override;
+  void OnText(int msgCode, std::string_view text) override;
   void OnVekUnknownMsgCodeEvent(VekClient&, int msgCode, const char* packet, int length) override;
   void OnVekClientDestroyEvent(VekClient&) override {}
   void OnLinked(const Dstl::wise_ref<Dova::TMesBase>& mes) override;

@@ -117,8 +117,9 @@ void TSession::OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) {
   Run();
 }
 
-void TSession::OnVekRequestAckEvent(VekClient&, int msgCode, const std::string& text) {
+void TSession::OnText(int msgCode, std::string_view text) {
   const Dstl::wise_ref<TSession> self(this);
+  if (msgCode == PkReport) return TellAndRun(vse_Report, PkReport, text);
   if (msgCode != PkRequestAck) return TellAndRun(vse_Stray, msgCode, text);
   {
     TLock lock(mutex_);
@@ -136,10 +137,6 @@ void TSession::OnVekChgPassResultEvent(VekClient&, const std::string& /*user*/, 
     Settle(lock);
   }
   Run();
-}
-
-void TSession::OnVekReportEvent(VekClient&, const std::string& text) {
-  TellAndRun(vse_Report, PkReport, text);
 }
 
 void TSession::OnVekUnknownMsgCodeEvent(VekClient&, int msgCode, const char* packet, int length) {

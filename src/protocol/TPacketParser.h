@@ -19,7 +19,8 @@ class TPacketEvents {
   virtual void OnPkSession(const char* packet, int length) = 0;        // code 2
 
   // Any code from 4 up. `message` is the complete message, its pieces joined: five lead bytes and the text.
-  virtual void OnMessage(int msgCode, const char* message, std::size_t length) = 0;
+  // The byte after it may be overwritten until this returns, if the parsed block allows that.
+  virtual void OnMessage(int msgCode, char* message, std::size_t length) = 0;
 
   // The bytes are not a valid packet stream. Nothing after them is parsed.
   virtual void OnStreamBroken(const char* reason) = 0;

@@ -23,6 +23,7 @@ namespace VekApi {
 
 class TLink;
 class TLinkWatch;
+class TTextHandler;
 
 // The context, the current link, and the sending of packets.
 //
@@ -51,6 +52,10 @@ class VekClient::TImpl : public TRequestPort {
   // Null for plain clients. Set before the first link; must outlive the last one.
   TLinkWatch* Watch() const { return watch_; }
   void SetWatch(TLinkWatch* watch) { watch_ = watch; }
+
+  // The client's handler if it is one of the library's own, else null. Set before the first link.
+  TTextHandler* TextHandler() const { return textHandler_; }
+  void SetTextHandler(TTextHandler* handler) { textHandler_ = handler; }
 
   // The observer of the packets; null if none.
   TTapSlot& Tap() { return tap_; }
@@ -106,6 +111,7 @@ class VekClient::TImpl : public TRequestPort {
   unsigned owners_ = 0;
   std::uint32_t links_ = 0;
   TLinkWatch* watch_ = nullptr;
+  TTextHandler* textHandler_ = nullptr;
   TTapSlot tap_;
   // The slot's mutex guards the members below, so that senders get a consistent snapshot.
   const std::shared_ptr<TCipherSlot> slot_;

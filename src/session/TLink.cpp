@@ -157,10 +157,10 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
 // A bounded amount: other threads may be waiting for the context, and the messenger calls again. False if
 // there was nothing.
 bool TLink::ReceiveByCopy(Dova::TMesBase& mes) {
-  char buffer[65536];
+  char buffer[65536];  // the last byte is never received
   int left = kBytesAtOnce;
   while (left > 0 && !Over()) {
-    const int count = mes.Recv(buffer, std::min(left, static_cast<int>(sizeof buffer)));
+    const int count = mes.Recv(buffer, std::min(left, static_cast<int>(sizeof buffer - 1)));
     if (count <= 0) break;
     ParsePacket(buffer, static_cast<unsigned>(count));
     left -= count;

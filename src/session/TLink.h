@@ -72,7 +72,8 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   // Postpones the heartbeat. Thread-safe.
   void OnSent() { heartbeat_.Postpone(kHeartbeatMs); }
 
-  // Parses received bytes, descrambling them in place. Throws std::bad_alloc.
+  // Parses received bytes, descrambling them in place. The byte after them is overwritten and restored.
+  // Throws std::bad_alloc.
   void ParsePacket(char* block, unsigned length);
   void ForgetReceived();
 
@@ -95,14 +96,15 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void OnPacket(const char* packet, int length) override;
   void OnPkConnectResult(const char* packet, int length) override;
   void OnPkSession(const char* packet, int length) override;
-  void OnMessage(int msgCode, const char* message, std::size_t length) override;
+  void OnMessage(int msgCode, char* message, std::size_t length) override;
   void OnStreamBroken(const char* reason) override;
   bool LooksRight(std::string_view block);
   void OnSgnReply(const char* packet, int length);
   void OnChgPassResult(const char* packet, int length);
   void OnTaskResult(const char* message, std::size_t length);
   void OnSgnResult(const VekTaskResult& result);
-  void OnText(int msgCode, const char* message, std::size_t length);
+  void OnText(int msgCode, char* message, std::size_t length);
+  void OnTextCopy(int msgCode, std::string_view text);
 
   // On timer threads, outside the context.
   void OnHeartbeatTimer() { OnTimer(&TLink::CheckHeartbeat); }

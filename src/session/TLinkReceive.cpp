@@ -11,6 +11,7 @@
 #include "protocol/SignOn.h"
 #include "session/TLink.h"
 #include "session/TLinkWatch.h"
+#include "session/TTextHandler.h"
 #include "session/Texts.h"
 #include "vekapi/VekSessionC.h"
 
@@ -106,7 +107,7 @@ void TLink::OnChgPassResult(const char* packet, int length) {
   if (result) client_.OnVekChgPassResultEvent(std::string(result->user), std::string(result->message));
 }
 
-void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
+void TLink::OnMessage(int msgCode, char* message, std::size_t length) {
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnMessageIn(msgCode, message, length);
   switch (msgCode) {
     case PkTaskResult:
@@ -120,12 +121,21 @@ void TLink::OnMessage(int msgCode, const char* message, std::size_t length) {
   }
 }
 
-// The text is moved out of the link during the event, and its memory is reused for the next one.
-void TLink::OnText(int msgCode, const char* message, std::size_t length) {
-  std::unique_ptr<std::string> text = spareText_ ? std::move(spareText_) : std::make_unique<std::string>();
+void TLink::OnText(int msgCode, char* message, std::size_t length) {
   const std::size_t at = std::min<std::size_t>(length, kPrefixBytes);
+  const std::string_view text(message + at, length - at);
+  TTextHandler* const handler = impl_.TextHandler();
+  if (!handler) return OnTextCopy(msgCode, text);
+  const char next = std::exchange(message[length], '\0');
+  handler->OnText(msgCode, text);
+  message[length] = next;
+}
+
+// The copy is moved out of the link during the event, and its memory is reused for the next one.
+void TLink::OnTextCopy(int msgCode, std::string_view received) {
+  std::unique_ptr<std::string> text = spareText_ ? std::move(spareText_) : std::make_unique<std::string>();
   text->clear();
-  text->append(message + at, length - at);  // inlined, unlike assign
+  text->append(received);  // inlined, unlike assign
   if (msgCode == PkReport) {
     client_.OnVekReportEvent(*text);
   } else {

@@ -28,7 +28,7 @@ class Listener final : public VekApi::TPacketEvents {
  private:
   void OnPkConnectResult(const char*, int) override { lines_.push_back("connect"); }
   void OnPkSession(const char*, int) override { lines_.push_back("session"); }
-  void OnMessage(int msgCode, const char* message, std::size_t length) override {
+  void OnMessage(int msgCode, char* message, std::size_t length) override {
     lines_.push_back(std::to_string(msgCode) + " " + std::string(message + 5, message + length));
   }
   void OnStreamBroken(const char* reason) override {

@@ -11,7 +11,8 @@
 namespace Dova {
 namespace {
 
-constexpr int kReceiveBytes = 65536;
+constexpr int kBufferBytes = 65536;
+constexpr int kReceiveBytes = kBufferBytes - 1;  // the last byte belongs to who borrows the others
 // After some reads in a row, at different ticks, that needed no more than this, the rest of the buffer is
 // given back: most sessions are idle most of the time.
 constexpr int kCalmBytes = 4096;
@@ -39,7 +40,7 @@ int TCPClient::LinkTimeoutMs() const {
 }
 
 bool TCPClient::Open() {
-  received_ = std::make_unique_for_overwrite<char[]>(kReceiveBytes);
+  received_ = std::make_unique_for_overwrite<char[]>(kBufferBytes);
   auto socket = std::make_shared<Os::TSocket>();
   {
     const TLock lock(queue_.Mutex());
@@ -189,7 +190,7 @@ void TCPClient::GiveBackUnneeded() {
   if (untilCalm_ == 0) return;
   const std::int64_t now = Os::Tick();
   if (std::exchange(calmAt_, now) != now && --untilCalm_ == 0)
-    Os::GiveBack(received_.get() + kCalmBytes, kReceiveBytes - kCalmBytes);
+    Os::GiveBack(received_.get() + kCalmBytes, kBufferBytes - kCalmBytes);
 }
 
 std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {

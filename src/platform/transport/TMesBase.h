@@ -84,7 +84,7 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   virtual int Recv(char* buffer, int size) = 0;
 
   // Borrows the waiting bytes instead, until OnMesRecvReady returns, and counts them as received; the
-  // borrower may modify them. Null if this messenger does not support it: use Recv.
+  // borrower may modify them, and the byte after them. Null if this messenger does not support it: use Recv.
   virtual char* RecvInPlace(int& /*count*/) { return nullptr; }
 
  protected:
