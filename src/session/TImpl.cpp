@@ -24,13 +24,13 @@ void VekClient::TImpl::LetSend(TLink& link) {
   if (link_.get() != &link) return;
   auto wire = Dstl::make_ref<const TWire>(link_, link.Mes(), slot_->cipher);
   const std::lock_guard lock(slot_->mutex);
-  slot_->SwapWire(wire);
+  slot_->wire.Swap(wire);
 }
 
 void VekClient::TImpl::Silence(TLink& link) {
   Dstl::wise_ref<const TWire> wire;
   const std::lock_guard lock(slot_->mutex);
-  if (link_.get() == &link) slot_->SwapWire(wire);
+  if (link_.get() == &link) slot_->wire.Swap(wire);
 }
 
 TWhy VekClient::TImpl::Why() {

@@ -12,8 +12,7 @@ constexpr unsigned kMaxRequest = 1u << 30;
 
 Dstl::wise_ref<const TWire> VekClient::TImpl::Wire() {
   if (context_->IsInherited()) return {};
-  const std::lock_guard lock(slot_->mutex);
-  return slot_->wire;
+  return slot_->wire.Get();
 }
 
 Dstl::wise_ref<TLink> VekClient::TImpl::LinkNow() {
@@ -40,7 +39,7 @@ bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length) {
 }
 
 bool VekClient::TImpl::SendRequest(int msgCode, char* buffer, unsigned length, TSendNote& note) {
-  if (!slot_->IsCurrent(note.wire)) note.wire = Wire();
+  if (!slot_->wire.Is(note.wire.get())) note.wire = Wire();
   return SendText(note.wire.get(), msgCode, buffer, length, &note);
 }
 

@@ -72,8 +72,8 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   // Postpones the heartbeat. Thread-safe.
   void OnSent() { heartbeat_.Postpone(kHeartbeatMs); }
 
-  // Parses received bytes, descrambling them in place. The byte after them is overwritten and restored.
-  // Throws std::bad_alloc.
+  // Parses received bytes, descrambling them in place. For a text handler, the byte after them is overwritten
+  // and restored. Throws std::bad_alloc.
   void ParsePacket(char* block, unsigned length);
   void ForgetReceived();
 

@@ -23,10 +23,10 @@ bool TWire::Send(const char* packets, int length, TSendNote* note) const {
 // Only this thread, inside the context, changes the wire.
 void TCipherSlot::Set(TCipher next) {
   Dstl::wise_ref<const TWire> changed;
-  if (wire) changed = Dstl::make_ref<const TWire>(wire->link, wire->mes, next);
+  if (const auto& now = wire.Kept()) changed = Dstl::make_ref<const TWire>(now->link, now->mes, next);
   const std::lock_guard lock(mutex);
   std::swap(cipher, next);
-  SwapWire(changed);
+  wire.Swap(changed);
 }
 
 }  // namespace VekApi

@@ -33,13 +33,9 @@ void VekClientParser::EncPacket(char* packet, int length) const {
   slot_->Get().EncPacket(packet, length);
 }
 
-// The last byte gets a block of its own, because the link writes to the byte after a block.
 void VekClientParser::ParsePacket(char* block, unsigned length) {
   const Dstl::wise_ref<TLink> link = TClientParts::ImplOf(client_).Link();
-  if (!link || length == 0) return;
-  char last[] = {block[length - 1], '\0'};
-  link->ParsePacket(block, length - 1);
-  link->ParsePacket(last, 1);
+  if (link) link->ParsePacket(block, length);
 }
 
 void VekClientParser::SetDisconnected() {

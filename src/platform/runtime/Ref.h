@@ -15,7 +15,7 @@ class ref_counter {
   ref_counter(const ref_counter&) = delete;
   ref_counter& operator=(const ref_counter&) = delete;
 
-  void add_ref() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
+  void add_ref(TCount count = 1) const noexcept { count_.fetch_add(count, std::memory_order_relaxed); }
 
   // Acquires a reference unless the last one is already released. For late callbacks whose end the object's
   // destructor waits for.
@@ -25,9 +25,9 @@ class ref_counter {
     return count != 0;
   }
 
-  // Releases one reference. Returns true if it was the last, and the object is deleted.
-  bool release() const noexcept {
-    if (count_.fetch_sub(1, std::memory_order_acq_rel) != 1) return false;
+  // Releases references. Returns true if they were the last, and the object is deleted.
+  bool release(TCount count = 1) const noexcept {
+    if (count_.fetch_sub(count, std::memory_order_acq_rel) != count) return false;
     delete this;
     return true;
   }
@@ -74,6 +74,12 @@ class wise_ref {
     if (object->try_add_ref()) held.object_ = object;
     return held;
   }
+  // Takes over a reference that somebody has added.
+  static wise_ref adopt(T* object) noexcept {
+    wise_ref held;
+    held.object_ = object;
+    return held;
+  }
   wise_ref(const wise_ref& other) noexcept : wise_ref(other.object_) {}
   wise_ref(wise_ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class TDerived>
@@ -85,6 +91,7 @@ class wise_ref {
     return *this;
   }
 
+  void swap(wise_ref& other) noexcept { std::swap(object_, other.object_); }
   void reset() noexcept {
     if (T* object = std::exchange(object_, nullptr)) object->release();
   }
