@@ -48,6 +48,14 @@ void RearmTimer(benchmark::State& state) {
 }
 BENCHMARK(RearmTimer);
 
+void PostponeTimer(benchmark::State& state) {
+  TOwner owner;
+  Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
+  timer.Start(&TOwner::OnTimer, 30000);
+  for (auto _ : state) timer.Postpone(30000);
+}
+BENCHMARK(PostponeTimer);
+
 void RearmTimerWithTarget(benchmark::State& state) {
   TOwner owner;
   Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
@@ -98,7 +106,7 @@ void Rows() {
   timer.Start(&TOwner::OnTimer, 30000);
   std::mutex mutex;
   rows::ByTurns("postpone a timer", "ns", 500,
-                {rows::Repeated("ours", 500, [&] { timer.Start(30000); }), rows::Repeated("lock", 500, [&] {
+                {rows::Repeated("ours", 500, [&] { timer.Postpone(30000); }), rows::Repeated("lock", 500, [&] {
                    mutex.lock();
                    benchmark::ClobberMemory();
                    mutex.unlock();

@@ -118,7 +118,7 @@ void TLink::OnMesLinkReady(Dova::TMesBase* mes) {
   if (!TapOwn(connectPk_)) return;
   mes->Send(connectPk_.data(), static_cast<int>(connectPk_.size()));
   if (Over()) return;
-  recvCount_.store(0);
+  heard_ = false;
   try {
     impl_.LetSend(*this);
   } catch (const std::bad_alloc&) {
@@ -149,7 +149,7 @@ void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
     End(vcs_LinkBroken, kTextNoMemory, vsr_NoMemory);
   }
   // An event without bytes is no sign of the server: a gateway may set its events for nothing.
-  if (received) recvCount_.fetch_add(1, std::memory_order_relaxed);
+  heard_ |= received;
   if (Over()) return;
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceivedAll();
 }
@@ -193,7 +193,7 @@ void TLink::OnTimer(void (TLink::*check)()) {
 // The messenger stays open in every case: the application decides what to do.
 void TLink::CheckHeartbeat() {
   if (client_.State() < vcs_Connected && client_.State() != vcs_SgnError) return TellUnknownServer();
-  if (recvCount_.exchange(0) == 0)
+  if (!std::exchange(heard_, false))
     return client_.OnVekConnectEvent(vcs_HeartbeatTimeout, kTextHeartbeatTimeout);
   char heartbeat[kHeadBytes];
   PutHead(heartbeat, PkHeartbeat, kHeadBytes);

@@ -73,7 +73,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   void OnSent() { heartbeat_.Postpone(kHeartbeatMs); }
 
   // Parses received bytes, descrambling them in place. For a text handler, the byte after them is overwritten
-  // and restored. Throws std::bad_alloc.
+  // and restored. Throws std::bad_alloc. The caller holds a reference.
   void ParsePacket(char* block, unsigned length);
   void ForgetReceived();
 
@@ -137,7 +137,7 @@ class TLink final : public Dstl::ref_counter<unsigned>, public Dova::TMesEvHandl
   std::unique_ptr<std::string> spareText_;
   std::string connectPk_;  // the connect request
   Dstl::wise_ref<Dova::TMesBase> mes_;
-  std::atomic<unsigned> recvCount_{0};  // receive events with bytes since the last heartbeat check
+  bool heard_ = false;  // bytes have arrived since the last heartbeat check
   // Last members: their destruction waits for a running expiry, which may find the link gone.
   Dova::TTimer<TLink> heartbeat_;
   Dova::TTimer<TLink> stage_;

@@ -39,7 +39,6 @@ int ToInt(unsigned value) {
 }  // namespace
 
 void TLink::ParsePacket(char* block, unsigned length) {
-  const Dstl::wise_ref<TLink> self(this);
   if (Over()) return;
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceived(length);
   if (!looked_ && !LooksRight({block, length})) return;
