@@ -9,3 +9,6 @@ std::string ToUtf8(std::string_view cp950);
 
 // Switches the terminal to UTF-8 where necessary.
 void PrepareTerminal();
+
+// Makes the standard input yield its bytes unchanged.
+void PrepareInput();

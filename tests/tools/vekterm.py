@@ -212,8 +212,8 @@ def json_fault():
     return None if ended == 1 and not wanted and error[0]["line"] == 3 else f"{ended} {wanted}\n{text}"
 
 
-def recording_fault(file):
-    ended, text = run([file], "", "vekdump")
+def recording_fault(file, given=""):
+    ended, text = run([file], given, "vekdump")
     wanted = ["connect request", "identity: trader", "password: ********", "交易帳號", "accepted"]
     missing = [each for each in wanted if each not in text]
     return None if ended == 0 and not missing and "secret" not in text else f"{ended} {missing}\n{text}"
@@ -224,6 +224,8 @@ faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), (
 simulator.kill()
 faults.append(("bad options", bad_options_fault()))
 faults += [(file, recording_fault(file)) for file in (recording, of_server)]
+with open(recording, "rb") as whole:
+    faults.append(("standard input", recording_fault("-", whole.read())))
 for name, what in faults:
     print("ok  " if what is None else "FAIL", name, "" if what is None else "\n" + what)
 sys.exit(any(what for _, what in faults))

@@ -19,7 +19,7 @@ constexpr char kExamples[] = R"(Examples:
   vekdump day.pcap --chart day.svg       the session as a sequence diagram; open it in a browser
   vekdump day.pcap --json | jq .         one object a line, for programs
   vekdump --listen 9001 --to host:9000   live: let the client connect to port 9001 of this machine; end with Ctrl-C
-  tcpdump -w - port 9000 | vekdump /dev/stdin
+  tcpdump -U -w - port 9000 | vekdump -  a capture, while it is made
 
 A capture must hold the start of a connection, as the key and the byte order are agreed on there. A line is:
 number, time (UTC), time since the line before, link, --> for what the client sent and <-- for the server, the packet's
@@ -28,7 +28,7 @@ name, code and length.
 Ends with 0; 1 when the input is bad (what is there before the fault is shown); above 100 when an option is wrong.)";
 
 void AddSources(CLI::App& app, Options& o) {
-  auto* file = app.add_option("file", o.file, "Recording or capture file");
+  auto* file = app.add_option("file", o.file, "Recording or capture file; -: the standard input");
   auto* listen = app.add_option(
       "--listen", o.listen, "Stand between client and server: listen on this port; 0 lets the system choose");
   app.add_option("--to", o.server, "The server, HOST:PORT")->needs(listen)->excludes(file);

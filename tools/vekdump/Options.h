@@ -10,7 +10,7 @@
 namespace VekDump {
 
 struct Options {
-  std::string file;  // empty: a live link
+  std::string file;  // "-": the standard input; empty: a live link
   std::string address = "127.0.0.1";
   std::uint16_t listen = 0;
   std::string server;  // HOST:PORT

@@ -50,7 +50,7 @@ class Files {
   std::map<std::string, std::ofstream> files_;
 };
 
-// Shows a live link without delay. Its recording survives a kill.
+// Shows without delay what comes in little by little. Its recording survives a kill.
 class Flushing : public Output {
  public:
   explicit Flushing(std::ostream& out) : out_(out) {}
@@ -66,20 +66,25 @@ void AddOutputs(const Options& options, Files& files, Filter& filter) {
   } else if (!options.stats) {
     filter.Add(std::make_unique<TextOutput>(std::cout, options.shown));
   }
-  if (options.file.empty()) filter.Add(std::make_unique<Flushing>(std::cout));
+  const bool live = options.file.empty() || options.file == "-";
+  if (live) filter.Add(std::make_unique<Flushing>(std::cout));
   if (options.stats) filter.Add(std::make_unique<Stats>(options.json ? std::cerr : std::cout));
   if (!options.chart.empty()) filter.Add(std::make_unique<Chart>(files.Open(options.chart)));
   if (options.record.empty()) return;
   std::ostream& recording = files.Open(options.record);
   filter.Add(std::make_unique<RecordingWriter>(recording));
-  if (options.file.empty()) filter.Add(std::make_unique<Flushing>(recording));
+  if (live) filter.Add(std::make_unique<Flushing>(recording));
 }
 
 // Before the outputs, so that a wrong name leaves no empty ones.
 std::ifstream OpenInput(const Options& options) {
   std::ifstream file;
   errno = 0;
-  if (!options.file.empty()) file.open(options.file, std::ios::binary);
+  if (options.file == "-") {
+    PrepareInput();
+  } else if (!options.file.empty()) {
+    file.open(options.file, std::ios::binary);
+  }
   if (!file)
     throw std::runtime_error(fmt::format("{} cannot be read: {}", options.file, std::strerror(errno)));
   return file;
@@ -113,7 +118,7 @@ void Run(const Options& options) {
   if (options.file.empty()) {
     WatchLine(options, files, filter);
   } else {
-    ReadFile(options, input, filter);
+    ReadFile(options, options.file == "-" ? std::cin : input, filter);
   }
   files.Close();
   std::cout.flush();

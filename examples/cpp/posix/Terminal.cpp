@@ -45,3 +45,4 @@ std::string ToUtf8(std::string_view cp950) {
 }
 
 void PrepareTerminal() {}
+void PrepareInput() {}

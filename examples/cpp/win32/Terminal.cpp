@@ -1,8 +1,11 @@
 #include "Terminal.h"
 
+#include <fcntl.h>
+#include <io.h>
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace {
 
@@ -34,4 +37,8 @@ std::string ToUtf8(std::string_view cp950) {
 
 void PrepareTerminal() {
   SetConsoleOutputCP(CP_UTF8);
+}
+
+void PrepareInput() {
+  _setmode(_fileno(stdin), _O_BINARY);
 }
