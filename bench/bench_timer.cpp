@@ -105,12 +105,13 @@ void Rows() {
   Dova::TTimer<TOwner> timer(Dova::ots_OneShot, owner);
   timer.Start(&TOwner::OnTimer, 30000);
   std::mutex mutex;
-  rows::ByTurns("postpone a timer", "ns", 500,
-                {rows::Repeated("ours", 500, [&] { timer.Postpone(30000); }), rows::Repeated("lock", 500, [&] {
-                   mutex.lock();
-                   benchmark::ClobberMemory();
-                   mutex.unlock();
-                 })});
+  rows::ByTurns(
+      "postpone a timer", "ns", 500,
+      {rows::Repeated("ours", 500, [&] { timer.Postpone(30000); }), rows::Repeated("lock", 500, [&] {
+         mutex.lock();
+         benchmark::ClobberMemory();
+         mutex.unlock();
+       })});
 }
 
 }  // namespace

@@ -13,15 +13,36 @@ using std::chrono::steady_clock;
 
 constexpr Client::Ms kPumpTick{100};  // how soon Ctrl-C is noticed
 constexpr std::uint32_t kHoldMs = 60'000;
+constexpr std::size_t kLongestPassword = 255;  // bytes
 
 std::string Reason(std::int32_t reason) {
   return CVekApi_Text(vst_Reason, reason, 0);
 }
 
+// The server's texts are in code page 950. What it lacks would become "?", and be sent.
+std::string ToServer(const std::string& utf8) {
+  std::string bytes;
+  if (!Dova::Os::Utf8ToCodePage950(utf8, bytes)) throw Failure("the text is too long");
+  if (std::count(bytes.begin(), bytes.end(), '?') > std::count(utf8.begin(), utf8.end(), '?'))
+    throw Failure("not sent: a character is not UTF-8, or not in the server's code page 950");
+  return bytes;
+}
+
+std::string PasswordToServer(const std::string& password) {
+  std::string bytes = ToServer(password);
+  if (bytes.size() > kLongestPassword)
+    throw Failure("the password is too long: at most " + std::to_string(kLongestPassword) + " bytes");
+  return bytes;
+}
+
+std::string FirstId(const Options& options) {
+  return ToServer(options.user.substr(0, options.user.find('/')));
+}
+
 CVekSessionConfig ConfigOf(const Options& options, std::string& id1, std::string& id2) {
   const std::size_t slash = options.user.find('/');
-  id1 = options.user.substr(0, slash);
-  id2 = slash == std::string::npos ? "" : options.user.substr(slash + 1);
+  id1 = FirstId(options);
+  id2 = slash == std::string::npos ? "" : ToServer(options.user.substr(slash + 1));
   CVekSessionConfig config = VekApi::VekSession::Defaults();
   config.apName = "vekterm";
   config.id1 = id1.c_str(), config.id2 = id2.c_str();
@@ -32,15 +53,6 @@ CVekSessionConfig ConfigOf(const Options& options, std::string& id1, std::string
   config.holdMs = kHoldMs;
   if (options.check) config.silenceMs = kCheckSilenceMs, config.probe = options.query.c_str();
   return config;
-}
-
-// The server's texts are in code page 950. What it lacks would become "?", and be sent.
-std::string ToServer(const std::string& utf8) {
-  std::string bytes;
-  if (!Dova::Os::Utf8ToCodePage950(utf8, bytes)) throw Failure("the text is too long");
-  if (std::count(bytes.begin(), bytes.end(), '?') > std::count(utf8.begin(), utf8.end(), '?'))
-    throw Failure("not sent: a character is not UTF-8, or not in the server's code page 950");
-  return bytes;
 }
 
 }  // namespace
@@ -94,7 +106,7 @@ bool Client::WaitUntilSettled(Ms limit) {
 void Client::Open(const std::string& password) {
   try {
     roundFailed_ = false;
-    session_->Open(ToServer(password));
+    session_->Open(PasswordToServer(password));
     state_.state = vss_Connecting;
   } catch (const VekApi::VekError& error) {
     throw Failure(error.what());
@@ -129,9 +141,14 @@ Request& Client::Submit(std::int32_t code, const std::string& text, bool shown) 
 Request& Client::ChangePassword(const std::string& before, const std::string& after) {
   CVekReceipt receipt{};
   receipt.size = sizeof receipt;
-  const std::int32_t reason = CVekSession_ChangePassword(
-      session_->Handle(), User().c_str(), ToServer(before).c_str(), ToServer(after).c_str(), 0, &receipt);
+  const std::int32_t reason = CVekSession_ChangePassword(session_->Handle(), FirstId(options_).c_str(),
+                                                         PasswordToServer(before).c_str(),
+                                                         PasswordToServer(after).c_str(), 0, &receipt);
   return Taken(reason, receipt, 2, "password");
+}
+
+void Client::SetPassword(const std::string& password) {
+  session_->SetPassword(PasswordToServer(password));
 }
 
 void Client::SetRate(int count, int ms) {

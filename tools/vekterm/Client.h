@@ -68,6 +68,8 @@ class Client {
   void Open(const std::string& password);
   Request& Submit(std::int32_t code, const std::string& text, bool shown);
   Request& ChangePassword(const std::string& before, const std::string& after);
+  // For the next sign-on.
+  void SetPassword(const std::string& password);
   void SetRate(int count, int ms);
 
   // Waits for the fate.
@@ -82,7 +84,6 @@ class Client {
   // Reports received and not yet looked at.
   std::deque<std::string>& Reports() { return reports_; }
   void ShowTrace(bool shown);
-  std::string User() const { return options_.user.substr(0, options_.user.find('/')); }
 
  private:
   void OnEvent(const CVekEvent& event);

@@ -33,8 +33,9 @@ inline const std::vector<ExitCode> kExitCodes{
     {kNoSession, "no session came up"},
     {kRefused, "the server refused user or password"},
     {kFile,
-     "a file, the script or the output could not be read or written, or there is no terminal to ask for the "
-     "password"},
+     "a file, the script or the output could not be read or written, user or password cannot be sent, or "
+     "there is "
+     "no terminal to ask for the password"},
     {kInterrupted, "interrupted (Ctrl-C) in a script"},
 };
 

@@ -112,7 +112,7 @@ void Shell::Password(const Words& words) {
       "the server says: " + VekApi::ToUtf8(request.answer) + "\nThe next sign-on uses the new password.");
   Dova::WipeText(password_);
   password_ = std::move(next);
-  if (client_.LastState().state == vss_Up) client_.Session().SetPassword(password_);
+  if (client_.LastState().state == vss_Up) client_.SetPassword(password_);
 }
 
 void Shell::Open(const Words& words) {
