@@ -92,8 +92,6 @@ CASES = [
     ("a trace in UTF-8", [good, *user, right], "trace on\nquery accounts\n", 0, [r"<-- task result of \d+ bytes: .*交易帳號"]),
     ("shared memory", [shared, *user, right], "query accounts\n", 0, [r"9800001"]),
     ("the second server", [nobody(), good, *user, right], "state\n", 0, [r"up; link 2"]),
-    ("a password in Chinese", [good, "--user", "demo", "--password-file", demo],
-     f"password {secret('chinese', '密碼')}\nclose\nopen\npassword {demo}\nclose\nopen\n", 0, [r"the server says: "] * 2),
     ("a new password", [good, "--user", "demo", "--password-file", demo], f"password {fresh}\nclose\nopen\nquery accounts\n",
      0, [r"the server says: ", r"9800009"]),
     ("wrong password", [good, *user, wrong], "state\n", 3, [r"refused the sign-on: 使用者代號或密碼錯誤"]),
@@ -161,6 +159,16 @@ def narrow_fault():
     return None if ended.returncode == 0 and good_cut and "1000000" in wide else text.decode()
 
 
+def reconnect_fault():
+    """After a password change the session signs on again by itself, when the server closes the line."""
+    server = subprocess.Popen(command("veksim", "--fault", "request:close"), stdout=subprocess.PIPE, text=True)
+    closing = re.search(r"127\.0\.0\.1:\d+", server.stdout.readline())[0]
+    script = f"password {secret('chinese', '密碼')}\nquery accounts\nwait up\nquery accounts\n"
+    ended, text = run([closing, *user, right, "--keep-going"], script)
+    server.kill()
+    return None if ended == 1 and text.count("9800001") == 1 and "line 2" in text else f"{ended} {text}"
+
+
 def lost_fault():
     """What cannot be read or written ends the programs. As a directory or a full device only here."""
     if SUFFIX:
@@ -223,7 +231,7 @@ def recording_fault(file, given=""):
     return None if ended == 0 and not missing and "secret" not in text else f"{ended} {missing}\n{text}"
 
 
-faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault()),
+faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault()), ("reconnect", reconnect_fault()),
                                                        ("lost", lost_fault())]
 simulator.kill()
 faults.append(("bad options", bad_options_fault()))

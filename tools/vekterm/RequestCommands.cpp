@@ -140,8 +140,13 @@ void Shell::Withdraw(const Words& words) {
 
 void Shell::Wait(const Words& words) {
   if (words.size() > 1 && words[1] != "up") throw Failure("wait for what? Type: help wait");
-  const bool up = words.size() > 1;
-  const auto over = [&] { return up ? client_.LastState().state == vss_Up : client_.Undecided() == 0; };
+  const auto over = [&] {
+    if (words.size() == 1) return client_.Undecided() == 0;
+    const int state = client_.LastState().state;
+    if (state == vss_Refused || state == vss_Stopped || state == vss_Closed)
+      throw Failure("the session stays down until it is opened");
+    return state == vss_Up;
+  };
   if (!client_.WaitUntil(over, std::chrono::minutes(5))) throw Failure("nothing came for five minutes");
 }
 
