@@ -38,6 +38,12 @@ void TRecordStore::Clear(std::size_t& room) {
   copy.Keep(room);
 }
 
+void TRecordStore::GiveBack() {
+  starts.GiveBack();
+  ends.GiveBack();
+  copy.GiveBack();
+}
+
 void TRecordStore::OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt) {
   NeedEnds(kGroup, 0);
   lastRun_ = &runs.Add(before, columns, static_cast<std::uint32_t>(startsAt),

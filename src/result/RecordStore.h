@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/os/GiveBack.h"
 #include "result/Chunks.h"
 #include "result/NameTable.h"
 #include "vekapi/VekTable.h"
@@ -39,6 +40,9 @@ class TRoom {
   }
 
   std::size_t Count() const { return count_; }
+
+  // The memory stays allocated, the items are lost.
+  void GiveBack() { Dova::Os::GiveBack(reinterpret_cast<char*>(items_.get()), count_ * sizeof(TItem)); }
 
   // Keeps the memory if it fits into `room`, which is reduced by its size.
   void Keep(std::size_t& room) {
@@ -84,6 +88,9 @@ class TRecordStore {
   // Clears the store; keeps memory for a few runs, and other memory as far as it fits into `room`, which is
   // reduced by its size.
   void Clear(std::size_t& room);
+
+  // Lets the system reuse the memory of a cleared store.
+  void GiveBack();
 
   // Opens a run following the table's run `before`.
   void OpenRun(std::uint32_t before, std::uint32_t columns) { OpenRun(before, columns, startsCount); }
