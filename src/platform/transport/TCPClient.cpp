@@ -11,8 +11,9 @@
 namespace Dova {
 namespace {
 
-// After some reads in a row, at different ticks, that needed no more than this, the rest of the buffer is
-// given back: most sessions are idle most of the time.
+constexpr int kReceiveBytes = 65536;
+// After some reads in a row, at different ticks, that needed no more than this, all of the buffer that the
+// last one left free is given back: most sessions are idle most of the time.
 constexpr int kCalmBytes = 4096;
 constexpr int kCalmReads = 4;
 constexpr std::size_t kQueueBlockBytes = 4096;
@@ -38,7 +39,7 @@ int TCPClient::LinkTimeoutMs() const {
 }
 
 bool TCPClient::Open() {
-  received_ = std::make_unique_for_overwrite<TReceived>();
+  received_ = std::make_unique_for_overwrite<char[]>(kReceiveBytes);
   auto socket = std::make_shared<Os::TSocket>();
   {
     const TLock lock(queue_.Mutex());
@@ -139,7 +140,7 @@ void TCPClient::RunLink(TSocketRef socket) {
 void TCPClient::Work(Os::TSocket& socket) {
   if (Connect(socket) && Greet()) Receive(socket);
   // Discards what is received after the end, until the peer closes or the time limit.
-  while (socket.Recv(received_->bytes, kReceiveBytes) > 0) continue;
+  while (socket.Recv(received_.get(), kReceiveBytes) > 0) continue;
 }
 
 bool TCPClient::Connect(Os::TSocket& socket) {
@@ -188,7 +189,7 @@ void TCPClient::GiveBackUnneeded() {
   if (untilCalm_ == 0) return;
   const std::int64_t now = Os::Tick();
   if (std::exchange(calmAt_, now) != now && --untilCalm_ == 0)
-    Os::GiveBack(received_->bytes + kCalmBytes, kReceiveBytes - kCalmBytes);
+    Os::GiveBack(received_.get() + receivedCount_, static_cast<std::size_t>(kReceiveBytes - receivedCount_));
 }
 
 std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {
@@ -196,14 +197,14 @@ std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {
     const std::ptrdiff_t count = Poll(socket);
     if (count != Os::TSocket::kWouldWait) return count;
   }
-  return socket.Recv(received_->bytes, kReceiveBytes);
+  return socket.Recv(received_.get(), kReceiveBytes);
 }
 
 std::ptrdiff_t TCPClient::Poll(Os::TSocket& socket) {
   const Os::TTime due = Os::TClock::now() + std::chrono::microseconds(setting_.spinUs);
   std::ptrdiff_t count = 0;
   do {
-    count = socket.TryRecv(received_->bytes, kReceiveBytes);
+    count = socket.TryRecv(received_.get(), kReceiveBytes);
   } while (count == Os::TSocket::kWouldWait && Os::TClock::now() < due);
   return count;
 }
@@ -227,14 +228,14 @@ void TCPClient::TellEnd() {
 
 int TCPClient::Recv(char* buffer, int size) {
   const int count = std::min(size, receivedCount_ - receivedAt_);
-  std::copy_n(received_->bytes + receivedAt_, std::max(count, 0), buffer);
+  std::copy_n(received_.get() + receivedAt_, std::max(count, 0), buffer);
   receivedAt_ += std::max(count, 0);
   return count;
 }
 
 char* TCPClient::RecvInPlace(int& count) {
   count = receivedCount_ - receivedAt_;
-  return received_->bytes + std::exchange(receivedAt_, receivedCount_);
+  return received_.get() + std::exchange(receivedAt_, receivedCount_);
 }
 
 }  // namespace Dova

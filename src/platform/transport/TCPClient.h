@@ -52,12 +52,6 @@ class TCPClient : public TMesBase {
   // Fits into a std::string without allocation.
   static constexpr char kOutOfMemory[] = "Out of memory";
 
-  static constexpr int kReceiveBytes = 65536;
-  // Whole pages, so that memory given back is not needed for what lies beside it.
-  struct alignas(4096) TReceived {
-    char bytes[kReceiveBytes];
-  };
-
   enum class EState { Idle, Connecting, Linked, Failed, Broken, Closed };
   using TLock = std::lock_guard<Os::TMutex>;
   using TSocketRef = std::shared_ptr<Os::TSocket>;
@@ -103,7 +97,7 @@ class TCPClient : public TMesBase {
   std::atomic<bool> queuedMore_{
       false};  // cancels the drain thread's wait for the context to raise OnMesSendEmpty
 
-  std::unique_ptr<TReceived> received_;  // used by the link thread only, as are the next four
+  std::unique_ptr<char[]> received_;  // used by the link thread only, as are the next four
   int receivedAt_ = 0;
   int receivedCount_ = 0;
   std::int64_t calmAt_ = 0;  // the last tick with a calm read
