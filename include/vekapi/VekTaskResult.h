@@ -58,7 +58,10 @@ class VEKAPI_EXPORT VekTaskResult {
   // As the public Parse, until any thread sets `over`: then returns false soon, with the result empty.
   bool Parse(const char* packet, unsigned length, EVekEndian endian, const std::atomic<bool>& over);
 
-  // Empties the result and frees its memory except for a small part reused by the next Parse.
+  // Empties the result; up to a limit its memory is kept for the next Parse.
+  void Clear();
+
+  // The same, but until then the system may use the kept memory otherwise.
   void ReleaseMemory();
 
   TImpl* impl_ = nullptr;  // null: nothing parsed yet

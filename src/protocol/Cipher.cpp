@@ -5,10 +5,15 @@
 #include "protocol/XorBytes.h"
 
 namespace VekApi {
+namespace {
+
+constexpr std::size_t kPadBytes = 1024;  // shorter ones are slower, longer ones are not faster
+
+}  // namespace
 
 TCipher::TCipher(EVekEndian endian, int mode, const std::string& key) : endian_(endian), mode_(mode) {
   if (key.empty()) return;
-  const std::size_t times = (kMaxBuilt + key.size() - 1) / key.size();
+  const std::size_t times = (kPadBytes + key.size() - 1) / key.size();
   std::string pad;
   pad.reserve(times * key.size());
   for (std::size_t i = 0; i < times; ++i) pad += key;

@@ -11,8 +11,7 @@ namespace VekApi {
 // use a copy, which is a consistent snapshot.
 //
 // Scrambling XORs the bytes after the header with the repeated key, starting at its first byte in every
-// packet. The key is repeated here to the length of a packet, so scrambling is one pass over two plain
-// ranges.
+// packet. The key is repeated here to a length at which scrambling is a few passes over two plain ranges.
 class TCipher {
  public:
   TCipher() = default;
@@ -34,8 +33,7 @@ class TCipher {
  private:
   EVekEndian endian_ = vek_LittleEndian;
   int mode_ = 0;
-  std::shared_ptr<const std::string>
-      pad_;  // whole repetitions of the key, as many as fit; null without a key
+  std::shared_ptr<const std::string> pad_;  // whole repetitions of the key; null without one
 };
 
 }  // namespace VekApi

@@ -11,6 +11,8 @@
 namespace VekApi {
 namespace {
 
+const bool kWide = Dova::Os::HasAvx2();  // false before it is initialised, which is only slower
+
 // Part of a block, from byte `at` on. The position is a constant: shifts by a variable are slow.
 template <unsigned at>
 inline void CutPart(const char* text, char* out, TByteMarks& marks) {
@@ -39,11 +41,10 @@ VEKAPI_TARGET_AVX2 inline void CutWidePart(const char* text, char* out, TByteMar
 }
 
 // Puts the positions behind the lowest bits, without asking whether there are as many; unrolled.
-template <bool bmi, std::size_t... i>
+template <std::size_t... i>
 inline void PutLowest(std::uint64_t& cuts, std::uint32_t behind, std::uint32_t* starts,
                       std::index_sequence<i...>) {
-  // The old instruction does not count the zeros of nothing.
-  constexpr std::uint64_t kNotZero = bmi ? 0 : std::uint64_t{1} << 63;
+  constexpr std::uint64_t kNotZero = std::uint64_t{1} << 63;  // counting the zeros of nothing takes a branch
   const auto next = [&] {
     const auto bit = static_cast<std::uint32_t>(std::countr_zero(cuts | kNotZero));
     cuts &= cuts - 1;
@@ -52,12 +53,14 @@ inline void PutLowest(std::uint64_t& cuts, std::uint32_t behind, std::uint32_t* 
   ((starts[i] = next()), ...);
 }
 
+constexpr std::size_t kStartsAtOnce = 8;
+static_assert(kMarkedBytes % kStartsAtOnce == 0, "a block never needs more room than it has bytes");
+
 // A value starts after each separator, and after each line end as the next record's first value. Several are
 // written at a time, possibly beyond the count: the loop count is then easier to predict.
-template <bool bmi>
 inline void PutStarts(std::uint64_t cuts, std::size_t count, TCutting& cutting) {
-  for (std::size_t put = 0; put < count; put += TCutting::kSlack)
-    PutLowest<bmi>(cuts, cutting.at + 1, cutting.starts + put, std::make_index_sequence<TCutting::kSlack>());
+  for (std::size_t put = 0; put < count; put += kStartsAtOnce)
+    PutLowest(cuts, cutting.at + 1, cutting.starts + put, std::make_index_sequence<kStartsAtOnce>());
   cutting.starts += count;
   cutting.text += kMarkedBytes;
   cutting.out += kMarkedBytes;
@@ -71,38 +74,45 @@ inline void EndAtNul(TByteMarks& block) {
 }
 
 VEKAPI_TARGET_AVX2 std::size_t CutBlocksWide(TCutting& cutting, std::size_t blocks, TByteMarks* marks) {
-  for (std::size_t i = 0; i < blocks; ++i) {
-    TByteMarks block{0, 0, 0, cutting.starts};
-    CutWidePart<0>(cutting.text, cutting.out, block);
-    CutWidePart<32>(cutting.text, cutting.out, block);
+  TCutting to = cutting;
+  const std::uint32_t* const lastStarts = to.startsEnd - kMarkedBytes;
+  std::size_t done = 0;
+  while (done < blocks && to.starts <= lastStarts) {
+    TByteMarks block{0, 0, 0, to.starts};
+    CutWidePart<0>(to.text, to.out, block);
+    CutWidePart<32>(to.text, to.out, block);
     if (block.nuls) EndAtNul(block);
-    PutStarts<true>(block.cuts, static_cast<std::size_t>(_mm_popcnt_u64(block.cuts)), cutting);
-    marks[i] = block;
-    if (block.nuls) return i + 1;
+    PutStarts(block.cuts, static_cast<std::size_t>(_mm_popcnt_u64(block.cuts)), to);
+    marks[done++] = block;
+    if (block.nuls) break;
   }
-  return blocks;
+  cutting = to;
+  return done;
 }
 
 }  // namespace
 
 std::size_t CutBlocksPlainly(TCutting& cutting, std::size_t blocks, TByteMarks* marks) noexcept {
-  for (std::size_t i = 0; i < blocks; ++i) {
-    TByteMarks block{0, 0, 0, cutting.starts};
-    CutPart<0>(cutting.text, cutting.out, block);
-    CutPart<16>(cutting.text, cutting.out, block);
-    CutPart<32>(cutting.text, cutting.out, block);
-    CutPart<48>(cutting.text, cutting.out, block);
+  TCutting to = cutting;
+  const std::uint32_t* const lastStarts = to.startsEnd - kMarkedBytes;
+  std::size_t done = 0;
+  while (done < blocks && to.starts <= lastStarts) {
+    TByteMarks block{0, 0, 0, to.starts};
+    CutPart<0>(to.text, to.out, block);
+    CutPart<16>(to.text, to.out, block);
+    CutPart<32>(to.text, to.out, block);
+    CutPart<48>(to.text, to.out, block);
     if (block.nuls) EndAtNul(block);
-    PutStarts<false>(block.cuts, CountBits(block.cuts), cutting);
-    marks[i] = block;
-    if (block.nuls) return i + 1;
+    PutStarts(block.cuts, CountBits(block.cuts), to);
+    marks[done++] = block;
+    if (block.nuls) break;
   }
-  return blocks;
+  cutting = to;
+  return done;
 }
 
 std::size_t CutBlocks(TCutting& cutting, std::size_t blocks, TByteMarks* marks) noexcept {
-  static const bool wide = Dova::Os::HasAvx2();
-  return wide ? CutBlocksWide(cutting, blocks, marks) : CutBlocksPlainly(cutting, blocks, marks);
+  return kWide ? CutBlocksWide(cutting, blocks, marks) : CutBlocksPlainly(cutting, blocks, marks);
 }
 
 }  // namespace VekApi

@@ -16,19 +16,17 @@ struct TByteMarks {
 };
 
 struct TCutting {
-  // More starts than there are may be written.
-  static constexpr std::size_t kSlack = 8;
-
   const char* text;
   char* out;
-  std::uint32_t at;       // position of `text` in the whole text
-  std::uint32_t* starts;  // room for one per byte, and kSlack more
+  std::uint32_t at;  // position of `text` in the whole text
+  std::uint32_t* starts;
+  const std::uint32_t* startsEnd;  // of the room for them
 };
 
 // Copies up to `blocks` blocks of kMarkedBytes from `text` to `out`, replacing each value separator and line
 // end by NUL, writes the position after each to `starts`, and marks each block. Moves `cutting` on. Stops
-// after a block with a NUL, whose cuts and lines after it do not count. Returns the number of blocks. Uses
-// the widest vectors the processor has.
+// after a block with a NUL, whose cuts and lines after it do not count, and before one that might have more
+// starts than there is room for. Returns the number of blocks. Uses the widest vectors the processor has.
 std::size_t CutBlocks(TCutting& cutting, std::size_t blocks, TByteMarks* marks) noexcept;
 
 // The same with the instructions that every x86-64 has.

@@ -37,7 +37,7 @@ class TChunks {
   }
 
  private:
-  static constexpr std::size_t kItems = 16;
+  static constexpr std::size_t kItems = 8;
 
   struct TChunk {
     alignas(TItem) std::byte bytes[kItems * sizeof(TItem)];

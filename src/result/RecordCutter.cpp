@@ -12,7 +12,7 @@ std::size_t TRecordCutter::Cut(std::size_t from) {
   constexpr std::size_t kMostBlocks = 64;  // few enough to stay in the cache
   TByteMarks marks[kMostBlocks];
   columns_ = store_.runs.Back().columns;
-  store_.NeedAhead(kMarkedBytes, from);
+  store_.NeedStarts(kMarkedBytes + 1, from);
   recordStart_ = store_.startsCount;
   store_.starts.Data()[store_.startsCount++] = static_cast<std::uint32_t>(from);
   // Few blocks first: the next table may be near.
@@ -25,18 +25,18 @@ std::size_t TRecordCutter::Cut(std::size_t from) {
       return EndAtNul(at - kMarkedBytes + static_cast<std::size_t>(std::countr_zero(end[-1].nuls)));
     if (work_.Spend(blocks * kMarkedBytes)) return text_.size();
     blocks = std::min(2 * blocks, kMostBlocks);
-    store_.NeedAhead(blocks * kMarkedBytes, at);
+    store_.NeedStarts(kMarkedBytes, at);
   }
 }
 
-// Marks blocks of the text from `at` on, at most `blocks`, and returns their number. Positions beyond the
-// text read as NULs, which end it.
+// Marks blocks of the text from `at` on, at most `blocks` and as many as there is room for, and returns their
+// number. Positions beyond the text read as NULs, which end it.
 std::size_t TRecordCutter::Mark(std::size_t at, std::size_t blocks, TByteMarks* marks) {
   const std::size_t left = text_.size() - at;
   const std::size_t whole = std::min(blocks, left / kMarkedBytes);
   std::uint32_t* const starts = store_.starts.Data();
   TCutting cutting{text_.data() + at, store_.copy.Data() + at, static_cast<std::uint32_t>(at),
-                   starts + store_.startsCount};
+                   starts + store_.startsCount, starts + store_.starts.Count()};
   std::size_t done = CutBlocks(cutting, whole, marks);
   if (done == whole && whole < blocks && (done == 0 || !marks[done - 1].nuls)) {
     char last[kMarkedBytes] = {};

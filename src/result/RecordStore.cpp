@@ -8,25 +8,25 @@
 namespace VekApi {
 
 void TRecordStore::Prepare(std::size_t bytes) {
-  // Texts up to this length get memory for the worst case.
-  constexpr std::size_t kForeseen = 32 * 1024;
-  const std::size_t ahead = std::min(bytes, kForeseen) + 1;
+  constexpr std::size_t kFirstBytes = 32 * 1024;  // from so many can be told what the others need
+  constexpr std::size_t kBytesPerValue = 16;
   textBytes = bytes;
   copy.Need(bytes + kSlack);
-  starts.Need(ahead + kSlack);
-  ends.Need(Words(ahead) + kGroupHead);
+  starts.Need(std::min(bytes, kFirstBytes) / kBytesPerValue + kSlack);
 }
 
-// To what the whole text takes if the rest is like what was read, and some more; but never slowly.
-template <class TItem>
-void TRecordStore::Grow(TRoom<TItem>& room, std::size_t used, std::size_t needed, std::size_t read) const {
-  const std::size_t expected = read > 0 ? used + used / 16 + (textBytes - read) * used / read : 0;
-  room.Grow(std::max(expected, used + used / 4) + needed, used);
+// As much as the whole text takes if the rest is like what was read, and some more.
+std::size_t TRecordStore::Enough(std::size_t used, std::size_t more, std::size_t read) const {
+  const std::size_t expected = read > 0 ? textBytes * used / read : used;
+  return std::max(expected + expected / 16, used + used / 4) + more;
 }
 
-void TRecordStore::Grow(std::size_t values, std::size_t words, std::size_t read) {
-  if (starts.Count() - startsCount < values) Grow(starts, startsCount, values, read);
-  if (ends.Count() - endsCount_ < words) Grow(ends, endsCount_, words, read);
+void TRecordStore::GrowStarts(std::size_t more, std::size_t read) {
+  starts.Grow(Enough(startsCount, more, read), startsCount);
+}
+
+void TRecordStore::NeedEnds(std::size_t more, std::size_t read) {
+  if (ends.Count() - endsCount_ < more) ends.Grow(Enough(endsCount_, more, read), endsCount_);
 }
 
 void TRecordStore::Clear(std::size_t& room) {
@@ -38,13 +38,21 @@ void TRecordStore::Clear(std::size_t& room) {
   copy.Keep(room);
 }
 
+void TRecordStore::GiveBack() {
+  starts.GiveBack();
+  ends.GiveBack();
+  copy.GiveBack();
+}
+
 void TRecordStore::OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt) {
+  NeedEnds(kGroup, 0);
   lastRun_ = &runs.Add(before, columns, static_cast<std::uint32_t>(startsAt),
                        static_cast<std::uint32_t>(endsCount_), 0U);
   groupAt_ = startsAt;
 }
 
 void TRecordStore::OpenGroup(std::size_t start) {
+  NeedEnds(kGroupHead + kGroup, starts.Data()[start]);
   const std::size_t before = start - lastRun_->startsAt;
   ends.Data()[endsCount_++] = static_cast<std::uint16_t>(before & 0xFFFF);
   ends.Data()[endsCount_++] = static_cast<std::uint16_t>(before >> 16);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/os/GiveBack.h"
 #include "result/Chunks.h"
 #include "result/NameTable.h"
 #include "vekapi/VekTable.h"
@@ -39,6 +40,9 @@ class TRoom {
   }
 
   std::size_t Count() const { return count_; }
+
+  // The memory stays allocated, the items are lost.
+  void GiveBack() { Dova::Os::GiveBack(reinterpret_cast<char*>(items_.get()), count_ * sizeof(TItem)); }
 
   // Keeps the memory if it fits into `room`, which is reduced by its size.
   void Keep(std::size_t& room) {
@@ -70,15 +74,12 @@ class TRecordStore {
   // Extra bytes needed after the text: whole blocks are written, and a NUL.
   static constexpr std::size_t kSlack = 65;
 
-  // Reserves memory for a text of `bytes`, and for the values and records of its first ones. The store must
-  // be empty.
+  // Reserves memory for a text of `bytes`, and for the values of its first ones. The store must be empty.
   void Prepare(std::size_t bytes);
 
-  // Makes room for the values and records of `ahead` more bytes, `read` bytes of the text having been read.
-  void NeedAhead(std::size_t ahead, std::size_t read) {
-    const std::size_t values = ahead + kSlack;
-    const std::size_t words = Words(ahead) + kGroupHead;
-    if (starts.Count() - startsCount < values || ends.Count() - endsCount_ < words) Grow(values, words, read);
+  // Makes room for `more` starts, `read` bytes of the text having been read.
+  void NeedStarts(std::size_t more, std::size_t read) {
+    if (starts.Count() - startsCount < more) GrowStarts(more, read);
   }
 
   // Puts the separators back into a copy of `copy`.
@@ -87,6 +88,9 @@ class TRecordStore {
   // Clears the store; keeps memory for a few runs, and other memory as far as it fits into `room`, which is
   // reduced by its size.
   void Clear(std::size_t& room);
+
+  // Lets the system reuse the memory of a cleared store.
+  void GiveBack();
 
   // Opens a run following the table's run `before`.
   void OpenRun(std::uint32_t before, std::uint32_t columns) { OpenRun(before, columns, startsCount); }
@@ -137,9 +141,9 @@ class TRecordStore {
   TStarts StartsOf(const TRun& run, std::size_t startsEnd, std::size_t row) const;
   std::size_t TextEnd(const TRun& run, TStarts record) const;
   static std::size_t Words(std::size_t rows) { return rows + rows / kGroup * kGroupHead; }
-  void Grow(std::size_t values, std::size_t words, std::size_t read);
-  template <class TItem>
-  void Grow(TRoom<TItem>& room, std::size_t used, std::size_t needed, std::size_t read) const;
+  void GrowStarts(std::size_t more, std::size_t read);
+  void NeedEnds(std::size_t more, std::size_t read);
+  std::size_t Enough(std::size_t used, std::size_t more, std::size_t read) const;
   void OpenRun(std::uint32_t before, std::uint32_t columns, std::size_t startsAt);
   void OpenGroup(std::size_t start);
   void PrepareEnd(std::size_t start, std::size_t end);

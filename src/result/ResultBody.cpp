@@ -139,4 +139,9 @@ void TResultBody::Clear() {
   if (text_.capacity() > room) std::string().swap(text_);
 }
 
+void TResultBody::GiveBack() {
+  records.GiveBack();
+  std::string().swap(text_);
+}
+
 }  // namespace VekApi

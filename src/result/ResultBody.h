@@ -66,6 +66,9 @@ class TResultBody {
   // Clears the content. Keeps memory for the next one, up to a limit.
   void Clear();
 
+  // Lets the system reuse the memory that Clear has kept.
+  void GiveBack();
+
   // The text as it was before it was cut. Thread-safe; valid as long as the content. Throws std::bad_alloc.
   const std::string& Text() const;
 

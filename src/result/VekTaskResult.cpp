@@ -56,6 +56,11 @@ class VekTaskResult::TImpl {
     body_->Clear();
   }
 
+  void GiveBack() {
+    Clear();
+    if (body_) body_->GiveBack();
+  }
+
  private:
   TBodyRef<TResultBody> body_;
   TKeptHeaders kept_;
@@ -101,8 +106,12 @@ bool VekTaskResult::Parse(const char* packet, unsigned length, EVekEndian endian
   return false;
 }
 
-void VekTaskResult::ReleaseMemory() {
+void VekTaskResult::Clear() {
   if (impl_) impl_->Clear();
+}
+
+void VekTaskResult::ReleaseMemory() {
+  if (impl_) impl_->GiveBack();
 }
 
 const std::string& VekTaskResult::WorkID() const {

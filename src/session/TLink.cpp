@@ -12,6 +12,7 @@
 #include "session/Texts.h"
 #include "shmem/TShMemCli.h"
 #include "vekapi/VekSessionC.h"
+#include "vekapi/VekTaskResult.h"
 
 namespace VekApi {
 namespace {
@@ -195,6 +196,7 @@ void TLink::CheckHeartbeat() {
   if (client_.State() < vcs_Connected && client_.State() != vcs_SgnError) return TellUnknownServer();
   if (!std::exchange(heard_, false))
     return client_.OnVekConnectEvent(vcs_HeartbeatTimeout, kTextHeartbeatTimeout);
+  if (spareResult_) spareResult_->ReleaseMemory();  // nothing was sent for a while
   char heartbeat[kHeadBytes];
   PutHead(heartbeat, PkHeartbeat, kHeadBytes);
   if (TLinkWatch* const watch = impl_.Watch()) watch->OnMessageOut(PkHeartbeat, heartbeat, kHeadBytes);

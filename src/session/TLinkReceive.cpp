@@ -153,7 +153,7 @@ void TLink::OnTaskResult(const char* message, std::size_t length) {
     client_.OnVekTaskResultEvent(*result);
   }
   if (Over()) return;
-  if (length > kKeepBytes) result->ReleaseMemory();
+  if (length > kKeepBytes) result->Clear();
   spareResult_ = std::move(result);
 }
 

@@ -54,7 +54,7 @@ struct TTaskResultPeer {
   static bool Parse(VekTaskResult& result, const std::string& packet, const std::atomic<bool>& over) {
     return result.Parse(packet.data(), static_cast<unsigned>(packet.size()), vek_LittleEndian, over);
   }
-  static void ReleaseMemory(VekTaskResult& result) { result.ReleaseMemory(); }
+  static void Clear(VekTaskResult& result) { result.Clear(); }
 };
 
 }  // namespace VekApi
@@ -183,7 +183,7 @@ TEST(Memory, UpToABoundIsKept) {
     const std::size_t before = count.bytes;
     results::Parse(result, packet);
     result.Table(0u);
-    TTaskResultPeer::ReleaseMemory(result);
+    TTaskResultPeer::Clear(result);
     EXPECT_EQ(result.TableCount(), 0u);
     EXPECT_EQ(result.OrigResult(), "");
     EXPECT_LE(count.bytes - before, kKept + kSlack);

@@ -13,8 +13,8 @@ namespace {
 
 constexpr int kBufferBytes = 65536;
 constexpr int kReceiveBytes = kBufferBytes - 1;  // the last byte belongs to who borrows the others
-// After some reads in a row, at different ticks, that needed no more than this, the rest of the buffer is
-// given back: most sessions are idle most of the time.
+// After some reads in a row, at different ticks, that needed no more than this, all of the buffer that the
+// last one left free is given back: most sessions are idle most of the time.
 constexpr int kCalmBytes = 4096;
 constexpr int kCalmReads = 4;
 constexpr std::size_t kQueueBlockBytes = 4096;
@@ -190,7 +190,7 @@ void TCPClient::GiveBackUnneeded() {
   if (untilCalm_ == 0) return;
   const std::int64_t now = Os::Tick();
   if (std::exchange(calmAt_, now) != now && --untilCalm_ == 0)
-    Os::GiveBack(received_.get() + kCalmBytes, kBufferBytes - kCalmBytes);
+    Os::GiveBack(received_.get() + receivedCount_, static_cast<std::size_t>(kBufferBytes - receivedCount_));
 }
 
 std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {

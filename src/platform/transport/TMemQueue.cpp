@@ -13,9 +13,8 @@ TMemQueue::~TMemQueue() {
 }
 
 void TMemQueue::AddBlock() {
-  TBlock block;
-  block.bytes = spare_ ? std::move(spare_) : std::make_unique_for_overwrite<char[]>(blockSize_);
-  blocks_.push_back(std::move(block));
+  if (spare_.empty()) spare_.push_back({std::make_unique_for_overwrite<char[]>(blockSize_)});
+  blocks_.splice(blocks_.end(), spare_);
 }
 
 void TMemQueue::Append(const char* bytes, std::size_t length) {
@@ -46,8 +45,9 @@ std::size_t TMemQueue::SetMemUsed(std::size_t count) {
   block.begin += count;
   size_ -= count;
   if (block.begin == block.end) {
-    spare_ = std::move(block.bytes);
-    blocks_.pop_front();
+    block.begin = block.end = 0;
+    spare_.clear();
+    spare_.splice(spare_.end(), blocks_, blocks_.begin());
   }
   return size_;
 }
@@ -55,7 +55,7 @@ std::size_t TMemQueue::SetMemUsed(std::size_t count) {
 void TMemQueue::Clear() {
   const char* bytes = nullptr;
   while (const std::size_t count = GetMemBlock(bytes)) SetMemUsed(count);
-  spare_.reset();
+  spare_.clear();
 }
 
 }  // namespace Dova

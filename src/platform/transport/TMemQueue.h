@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <memory>
 
 #include "platform/os/Mutex.h"
@@ -41,8 +41,8 @@ class TMemQueue {
   void AddBlock();
 
   const std::size_t blockSize_;
-  std::deque<TBlock> blocks_;
-  std::unique_ptr<char[]> spare_;
+  std::list<TBlock> blocks_;
+  std::list<TBlock> spare_;  // one at most
   std::size_t size_ = 0;
   Os::TMutex mutex_;
 };
