@@ -44,17 +44,17 @@ def framed(answer):
     return bytes((len(answer),)) + answer
 
 
-def literal(characters):
+def literal(characters, quote='"'):
     """For C++. Escaped: what an editor does not show, or might compose or normalise."""
     shown = []
     for c in characters:
-        if c in '"\\' :
+        if c in quote + "\\":
             shown.append("\\" + c)
         elif unicodedata.category(c)[0] in "LNPS" and unicodedata.is_normalized("NFC", c):
             shown.append(c)
         else:
             shown.append(f"\\u{ord(c):04X}")
-    return 'u"' + "".join(shown) + '"'
+    return "u" + quote + "".join(shown) + quote
 
 
 def character_rows(units_of):
@@ -71,14 +71,15 @@ def tables(head, big5_of, units_of):
     unwritten = [units_of[code] for code in pairs if big5_of[units_of[code]] != code]
     fits = [(unit, units_of[code]) for unit, code in enumerate(big5_of) if code != NO_CHARACTER and units_of[code] != unit]
     assert all(unit > 0x7F and big5_of[fit] == big5_of[unit] for unit, fit in fits)
-    fit_characters = [chr(unit) for fit in fits for unit in fit]
-    fit_rows = [f"    {literal(fit_characters[at : at + 64])}" for at in range(0, len(fit_characters), 64)]
+    shown = ["{" + literal(chr(unit), "'") + ", " + literal(chr(fit), "'") + "}," for unit, fit in fits]
+    fit_rows = ["    " + " ".join(shown[at : at + 8]) for at in range(0, len(shown), 8)]
     text = head + "\n// By lead byte from 0xA1 on and trail byte. U+FFFD: none, or user-defined.\n"
     text += "constexpr char16_t kCharacters[] =\n" + "\n".join(character_rows(units_of)) + ";\n"
     text += "\n// The pair to be written for characters that have two.\n"
     text += "constexpr std::uint16_t kWritten[] = {" + ", ".join(f"0x{big5_of[unit]:04X}" for unit in unwritten) + "};\n"
-    text += "\n// Pairs of a character that is missing and its best fit.\n"
-    return text + "constexpr char16_t kBestFits[] =\n" + "\n".join(fit_rows) + ";\n"
+    text += "\n// In order.\n"
+    text += "struct TBestFit {\n  char16_t missing, instead;\n};\n"
+    return text + "constexpr TBestFit kBestFits[] = {\n" + "\n".join(fit_rows) + "\n};\n"
 
 
 def big5_cell(answer):

@@ -17,7 +17,8 @@ constexpr char16_t kUnitOfFF = 0xF8F8;  // 0x80 and 0xFF are characters, too
 std::uint16_t Big5Of(std::uint32_t unit) {
   if (unit <= 0x80) return static_cast<std::uint16_t>(unit);
   if (unit == kUnitOfFF) return 0xFF;
-  const std::uint16_t bytes = Cp950::BytesOf(unit);
+  const std::uint16_t own = Cp950::PairOfUserDefined(unit);
+  const std::uint16_t bytes = own ? own : Cp950::BytesOf(static_cast<char16_t>(unit));
   return bytes ? bytes : kNoCharacter;
 }
 
