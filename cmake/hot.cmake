@@ -9,7 +9,7 @@ set(vekapi_hot
   runtime/TTimerBase
   protocol/Cipher protocol/TPacketParser protocol/XorBytes
   result/ByteMarks result/KeptHeaders result/KeyedHash result/RecordCutter result/RecordStore result/ResultBody
-  result/ResultPacket result/ResultReader result/TableRecords result/VekTaskResult
+  result/ResultPacket result/ResultReader result/TableRecords result/VekFields result/VekTaskResult
   session/TImplSend session/TLinkReceive session/TWire session/VekClientSend
   shmem/TShMemRing
   transport/TCPClientSend)

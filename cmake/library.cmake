@@ -1,4 +1,4 @@
-# vekapi_objects: every source of the library, compiled once; only the exports are visible.
+# vekapi_objects, vekapi_hot_objects: every source of the library, compiled once; only the exports are visible.
 # vekapi:         the shared library.
 # vekapi_inside:  the same objects as a static library, for tests and benchmarks that need internals.
 include(CheckCXXCompilerFlag)
@@ -37,8 +37,7 @@ foreach(objects vekapi_objects vekapi_hot_objects)
   target_compile_definitions(${objects} PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
   target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/include)
 endforeach()
-set(all_objects vekapi_objects vekapi_hot_objects os_shared)
-foreach(objects ${all_objects})
+foreach(objects vekapi_objects vekapi_hot_objects os_shared)
   target_include_directories(${objects} PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${objects} PRIVATE vekapi_options)
   set_target_properties(${objects} PROPERTIES UNITY_BUILD_BATCH_SIZE 20
@@ -52,19 +51,19 @@ if(WIN32)
   list(APPEND vekapi_system_libraries ws2_32 oleaut32)
 endif()
 
-# Release builds compile what is not hot for size. The hot rest is not split into hot and cold parts, which would each
-# need unwinding tables.
+# Release builds compile what is not hot for size. Hot functions are not split, since each part takes unwinding tables,
+# and not padded.
 if(NOT MSVC AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE AND CMAKE_BUILD_TYPE MATCHES Rel)
   check_cxx_compiler_flag(-Oz VEKAPI_HAS_OZ)
   foreach(objects vekapi_objects os_shared)
-    # Strings are copied by the C library, as elsewhere: hot code may use what these objects instantiate.
+    # Not even short strings are copied by "rep movsb", which saves bytes and takes many cycles.
     target_compile_options(${objects} PRIVATE $<IF:$<BOOL:${VEKAPI_HAS_OZ}>,-Oz,-Os>
       $<$<CXX_COMPILER_ID:GNU>:-mstringop-strategy=libcall>)
   endforeach()
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     target_compile_options(vekapi_hot_objects PRIVATE
-      -fno-reorder-blocks-and-partition -fno-partial-inlining -fno-tree-pre -fno-align-functions -fno-align-jumps -fno-align-labels
-      -fno-align-loops)
+      -fno-reorder-blocks-and-partition -fno-partial-inlining -fno-tree-pre
+      -fno-align-functions -fno-align-jumps -fno-align-labels -fno-align-loops)
   endif()
 endif()
 
@@ -86,6 +85,7 @@ function(target_link_whole target)
   endif()
 endfunction()
 
+# First the hot objects: of a template that several instantiate, the first one stays.
 add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_hot_objects> $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
 add_library(VekApi::vekapi ALIAS vekapi)
 target_include_directories(vekapi PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
