@@ -52,7 +52,7 @@ endif()
 
 # Release builds compile what is not hot for size. Hot functions are not split, since each part takes unwinding tables,
 # and not padded.
-if(NOT MSVC AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE AND CMAKE_BUILD_TYPE MATCHES Rel)
+if(VEKAPI_SMALL AND NOT MSVC AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE AND CMAKE_BUILD_TYPE MATCHES Rel)
   check_cxx_compiler_flag(-Oz VEKAPI_HAS_OZ)
   foreach(objects vekapi_objects os_shared)
     # Not even short strings are copied by "rep movsb", which saves bytes and takes many cycles.
