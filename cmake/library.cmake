@@ -1,6 +1,8 @@
-# vekapi_objects: every source of the library, compiled once; only the exports are visible.
+# vekapi_objects, vekapi_hot_objects: every source of the library, compiled once; only the exports are visible.
 # vekapi:         the shared library.
 # vekapi_inside:  the same objects as a static library, for tests and benchmarks that need internals.
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
 if(WIN32)
   set(os_name win32)
 else()
@@ -23,19 +25,39 @@ if(WIN32)
   set_target_properties(os_shared PROPERTIES UNITY_BUILD OFF)
 endif()
 
-add_library(vekapi_objects OBJECT ${vekapi_sources} ${own_os_sources})
-target_compile_definitions(vekapi_objects PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
-target_include_directories(vekapi_objects PUBLIC ${PROJECT_SOURCE_DIR}/include)
-foreach(objects vekapi_objects os_shared)
+include(${CMAKE_CURRENT_LIST_DIR}/hot.cmake)
+set(cold_sources ${vekapi_sources} ${own_os_sources})
+set(hot_sources ${cold_sources})
+list(FILTER hot_sources INCLUDE REGEX "${vekapi_hot}")
+list(FILTER cold_sources EXCLUDE REGEX "${vekapi_hot}")
+add_library(vekapi_objects OBJECT ${cold_sources})
+add_library(vekapi_hot_objects OBJECT ${hot_sources})
+foreach(objects vekapi_objects vekapi_hot_objects)
+  target_compile_definitions(${objects} PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
+  target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/include)
+endforeach()
+foreach(objects vekapi_objects vekapi_hot_objects os_shared)
   target_include_directories(${objects} PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${objects} PRIVATE vekapi_options)
   set_target_properties(${objects} PROPERTIES UNITY_BUILD_BATCH_SIZE 20
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON C_VISIBILITY_PRESET hidden)
+  # As -Bsymbolic-functions below.
+  target_compile_options(${objects} PRIVATE $<$<NOT:$<CXX_COMPILER_ID:MSVC>>:-fno-semantic-interposition>)
 endforeach()
 
 set(vekapi_system_libraries Threads::Threads)
 if(WIN32)
   list(APPEND vekapi_system_libraries ws2_32 oleaut32)
+endif()
+
+# Release builds compile what is not hot for size.
+if(VEKAPI_SMALL AND NOT MSVC AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE AND CMAKE_BUILD_TYPE MATCHES Rel)
+  check_cxx_compiler_flag(-Oz VEKAPI_HAS_OZ)
+  foreach(objects vekapi_objects os_shared)
+    # Not even short strings are copied by "rep movsb", which saves bytes and takes many cycles.
+    target_compile_options(${objects} PRIVATE $<IF:$<BOOL:${VEKAPI_HAS_OZ}>,-Oz,-Os>
+      $<$<CXX_COMPILER_ID:GNU>:-mstringop-strategy=libcall>)
+  endforeach()
 endif()
 
 # The shared library is optimised as a whole, and so is a program that asks for it; others link the objects' ordinary
@@ -46,16 +68,18 @@ if(VEKAPI_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32 AND NOT VEKAP
    AND CMAKE_BUILD_TYPE MATCHES Rel)
   set(vekapi_whole ON)
   target_compile_options(vekapi_objects PRIVATE -flto=auto -ffat-lto-objects)
+  target_compile_options(vekapi_hot_objects PRIVATE -flto=auto -ffat-lto-objects)
 endif()
 # target_link_whole(TARGET): optimises what it links as a whole.
 function(target_link_whole target)
   if(vekapi_whole)
     set_target_properties(${target} PROPERTIES VEKAPI_WHOLE ON)
-    target_link_options(${target} PRIVATE -flto=auto)
+    target_link_options(${target} PRIVATE -flto=auto -flto-partition=one)
   endif()
 endfunction()
 
-add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
+# First the hot objects: of a template that several instantiate, the first one stays.
+add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_hot_objects> $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
 add_library(VekApi::vekapi ALIAS vekapi)
 target_include_directories(vekapi PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
 target_compile_features(vekapi INTERFACE cxx_std_17)
@@ -69,12 +93,24 @@ else()
   target_link_options(vekapi PRIVATE -Wl,-z,now)
   # The library's calls of its own functions go to them, whatever else has functions of the same names.
   target_link_options(vekapi PRIVATE -Wl,-Bsymbolic-functions)
+  # Code and constants share pages, and relative relocations take bits, which glibc reads from 2.36 on.
+  target_link_options(vekapi PRIVATE -Wl,-z,noseparate-code)
+  set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,-z,pack-relative-relocs -Wl,--fatal-warnings)
+  check_cxx_source_compiles("#include <cstdlib>
+    #if !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 36)
+    #error
+    #endif
+    int main() {}" VEKAPI_PACKED_RELOCATIONS)
+  unset(CMAKE_REQUIRED_LINK_OPTIONS)
+  if(VEKAPI_PACKED_RELOCATIONS)
+    target_link_options(vekapi PRIVATE -Wl,-z,pack-relative-relocs)
+  endif()
 endif()
 target_link_whole(vekapi)
 include(cmake/exports.cmake)
 
 add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL
-  $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
+  $<TARGET_OBJECTS:vekapi_hot_objects> $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
 target_compile_definitions(vekapi_inside PUBLIC VEKAPI_STATIC)
 target_include_directories(vekapi_inside PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(vekapi_inside PUBLIC vekapi_options ${vekapi_system_libraries})

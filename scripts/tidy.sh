@@ -30,7 +30,7 @@ dev_format() {
 
 # A build in which each source has a compile command of its own: the other builds compile several at once,
 # this one nothing. So clang-tidy also reports a file that does not include what it uses.
-lint_build() { cmake --preset linux -B build/lint -DCMAKE_UNITY_BUILD=OFF -DVEKAPI_LTO=OFF >build/lint.configure.log 2>&1; }
+lint_build() { cmake --preset linux -B build/lint -DCMAKE_UNITY_BUILD=OFF -DVEKAPI_LTO=OFF -DVEKAPI_SMALL=OFF >build/lint.configure.log 2>&1; }
 
 # Sources compiled by the native build; Windows sources have no entry there.
 linted_sources() {

@@ -1,25 +1,44 @@
 #include "platform/os/Processor.h"
 
-#if !defined(__GNUC__)
+#include <immintrin.h>
+
+#if defined(__GNUC__)
+#include <cpuid.h>
+#define VEKAPI_TARGET_XSAVE __attribute__((target("xsave")))
+#else
 #include <intrin.h>
+#define VEKAPI_TARGET_XSAVE
 #endif
 
 namespace Dova::Os {
+namespace {
 
-bool HasAvx2() {
+enum ERegister { eax, ebx, ecx, edx };
+
+void AskProcessor(int leaf, int (&answer)[4]) {
 #if defined(__GNUC__)
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("popcnt");
+  __cpuid_count(leaf, 0, answer[eax], answer[ebx], answer[ecx], answer[edx]);
 #else
-  constexpr int kOsSaves = 1 << 27;
-  constexpr int kPopcnt = 1 << 23;
-  constexpr int kAvx2AndBmi = 1 << 5 | 1 << 3;
-  int leaf1[4];
-  int leaf7[4];
-  __cpuid(leaf1, 1);
-  __cpuidex(leaf7, 7, 0);
-  const bool saved = (leaf1[2] & kOsSaves) != 0 && (_xgetbv(0) & 6) == 6;
-  return saved && (leaf1[2] & kPopcnt) != 0 && (leaf7[1] & kAvx2AndBmi) == kAvx2AndBmi;
+  __cpuidex(answer, leaf, 0);
 #endif
+}
+
+bool Has(int answer, int bits) {
+  return (answer & bits) == bits;
+}
+
+}  // namespace
+
+// Not __builtin_cpu_supports, which adds 5 KB for all the other processors.
+VEKAPI_TARGET_XSAVE bool HasAvx2() {
+  constexpr int kOsSavesAndPopcnt = 1 << 27 | 1 << 23, kAvx2AndBmi = 1 << 5 | 1 << 3, kWideRegisters = 6;
+  int leaf[4];
+  AskProcessor(0, leaf);
+  if (leaf[eax] < 7) return false;
+  AskProcessor(1, leaf);
+  if (!Has(leaf[ecx], kOsSavesAndPopcnt) || !Has(static_cast<int>(_xgetbv(0)), kWideRegisters)) return false;
+  AskProcessor(7, leaf);
+  return Has(leaf[ebx], kAvx2AndBmi);
 }
 
 }  // namespace Dova::Os

@@ -5,25 +5,28 @@
 #include <cstring>
 
 #include "platform/os/Utf8.h"
+#include "platform/os/posix/Cp950Cells.h"
+#include "platform/os/posix/Cp950Index.h"
 
 namespace Dova::Os {
 namespace {
 
-#include "platform/os/posix/cp950_table.inc"
-
 constexpr char kNoCharacter = '?';
-
-constexpr std::uint16_t OrNoCharacter(std::uint16_t cell) {
-  return cell ? cell : kNoCharacter;
-}
+constexpr char16_t kUnitOfFF = 0xF8F8;  // 0x80 and 0xFF are characters, too
 
 std::uint16_t Big5Of(std::uint32_t unit) {
-  return OrNoCharacter(kBig5Cells[kBig5Page[unit >> 8] * 256u + (unit & 0xFF)]);
+  if (unit <= 0x80) return static_cast<std::uint16_t>(unit);
+  if (unit == kUnitOfFF) return 0xFF;
+  const std::uint16_t own = Cp950::PairOfUserDefined(unit);
+  const std::uint16_t bytes = own ? own : Cp950::BytesOf(static_cast<char16_t>(unit));
+  return bytes ? bytes : kNoCharacter;
 }
 
-std::uint16_t UnitOf(unsigned bytes) {
-  if (bytes == 0) return 0;
-  return OrNoCharacter(kUnicodeCells[kUnicodePage[bytes >> 8] * 256u + (bytes & 0xFF)]);
+char16_t UnitOf(unsigned bytes) {
+  if (bytes <= 0x80) return static_cast<char16_t>(bytes);
+  if (bytes == 0xFF) return kUnitOfFF;
+  const char16_t unit = bytes > 0xFF ? Cp950::CharacterOf(bytes) : Cp950::kNone;
+  return unit == Cp950::kNone ? kNoCharacter : unit;
 }
 
 // Number of bytes below 0x80 from `at` on, rounded down to a multiple of eight; the rest is converted one by
@@ -51,7 +54,7 @@ char* PutBig5(std::uint32_t code, char* out) {
   return out;
 }
 
-void AppendUtf8(std::uint16_t unit, std::string& out) {
+void AppendUtf8(char16_t unit, std::string& out) {
   if (unit < 0x80) {
     out += static_cast<char>(unit);
   } else if (unit < 0x800) {
