@@ -197,7 +197,8 @@ BAD_OPTIONS = [
     ("vekdump", [recording, "--chart", recording], 1, "is the input"),
     ("vekdump", [recording, "--rows", "-1"], None, "not in range"),
     ("vekdump", ["--listen", "0", "--to", "a:1", "--address", "nope"], 1, "cannot listen on nope:0"),
-    ("vekterm", [good, "--user", "\N{GRINNING FACE}", "--password-file", right], 4, "code page 950"),
+    # Windows has no such argument, unless its user's code page is UTF-8.
+    *([] if SUFFIX else [("vekterm", [good, "--user", "\N{GRINNING FACE}", "--password-file", right], 4, "code page 950")]),
     ("vekterm", [good, *user, secret("long", "x" * 256)], 4, "the password is too long: at most 255 bytes"),
     ("veksim", ["--port", ""], None, "the value is missing"),
     ("veksim", ["--split", "-5"], None, "not in range"),

@@ -8,6 +8,9 @@
 
 namespace VekTerm::Console {
 
+// An argument of the command line in UTF-8. Windows passes arguments in the user's code page.
+std::string ArgumentText(const std::string& argument);
+
 bool InputIsTerminal();
 bool OutputIsTerminal();
 // The width of the output's terminal; 0 if it is none.

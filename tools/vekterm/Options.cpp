@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "RefuseEmpty.h"
+#include "vekterm/Console.h"
 #include "vekterm/ExitCodes.h"
 
 namespace VekTerm {
@@ -110,6 +111,7 @@ bool ReadOptions(int argc, char** argv, Options& options, int& exitCode) {
   try {
     app.parse(argc, argv);
     options.check = check->parsed();
+    options.user = Console::ArgumentText(options.user);
     if (options.servers.empty()) throw CLI::RequiredError("HOST:PORT");
     if (options.user.empty()) throw CLI::RequiredError("--user");
     if (options.check && options.servers.size() != 1)

@@ -65,6 +65,10 @@ std::optional<std::string> ReadLine(int terminal) {
 
 }  // namespace
 
+std::string ArgumentText(const std::string& argument) {
+  return argument;
+}
+
 bool InputIsTerminal() {
   return isatty(STDIN_FILENO) != 0;
 }

@@ -56,6 +56,10 @@ std::optional<std::string> ReadLine(HANDLE input) {
 
 }  // namespace
 
+std::string ArgumentText(const std::string& argument) {
+  return Narrow(Wide(argument, CP_ACP));
+}
+
 bool InputIsTerminal() {
   return IsConsole(GetStdHandle(STD_INPUT_HANDLE));
 }

@@ -1,4 +1,4 @@
-// Converts between UTF-8 and the console's UTF-16.
+// Converts between UTF-8, or another code page, and the console's UTF-16.
 #pragma once
 
 #include <windows.h>
@@ -8,9 +8,9 @@
 
 namespace VekTerm {
 
-inline std::wstring Wide(std::string_view text) {
+inline std::wstring Wide(std::string_view text, UINT codePage = CP_UTF8) {
   std::wstring wide(text.size(), L'\0');
-  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+  const int length = MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()), wide.data(),
                                          static_cast<int>(wide.size()));
   wide.resize(static_cast<std::size_t>(length));
   return wide;
