@@ -7,8 +7,7 @@ set(vekapi_hot
   keeper/TSessionSend
   session/TImplSend session/TLink session/TLinkReceive session/TWire session/VekClientEvents session/VekClientSend
   flowctrl/TCooling flowctrl/TFlowCtrl flowctrl/VekFlowCtrl flowctrl/VekFlowCtrlSender
-  result/ByteMarks result/KeptHeaders result/KeyedHash result/RecordCutter result/RecordStore result/ResultBody
-  result/ResultPacket result/ResultReader result/TableRecords result/VekFields result/VekProperties result/VekTaskResult
+  result/[A-Za-z]+
   protocol/Cipher protocol/RequestPrefix protocol/TPacketParser protocol/XorBytes
   shmem/TShMemRing
   transport/TCPClient transport/TCPClientSend transport/TMemQueue

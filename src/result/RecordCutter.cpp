@@ -9,7 +9,7 @@
 namespace VekApi {
 
 std::size_t TRecordCutter::Cut(std::size_t from) {
-  constexpr std::size_t kMostBlocks = 64;  // few enough to stay in the cache
+  constexpr std::size_t kMostBlocks = 32;  // few enough for the cache, and for the part of the stack in use
   TByteMarks marks[kMostBlocks];
   columns_ = store_.runs.Back().columns;
   store_.NeedStarts(kMarkedBytes + 1, from);
