@@ -2,7 +2,6 @@
 # vekapi:         the shared library.
 # vekapi_inside:  the same objects as a static library, for tests and benchmarks that need internals.
 include(CheckCXXCompilerFlag)
-include(CheckCXXSourceCompiles)
 if(WIN32)
   set(os_name win32)
 else()
@@ -93,18 +92,8 @@ else()
   target_link_options(vekapi PRIVATE -Wl,-z,now)
   # The library's calls of its own functions go to them, whatever else has functions of the same names.
   target_link_options(vekapi PRIVATE -Wl,-Bsymbolic-functions)
-  # Code and constants share pages, and relative relocations take bits, which glibc reads from 2.36 on.
+  # Code and constants share pages.
   target_link_options(vekapi PRIVATE -Wl,-z,noseparate-code)
-  set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,-z,pack-relative-relocs -Wl,--fatal-warnings)
-  check_cxx_source_compiles("#include <cstdlib>
-    #if !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 36)
-    #error
-    #endif
-    int main() {}" VEKAPI_PACKED_RELOCATIONS)
-  unset(CMAKE_REQUIRED_LINK_OPTIONS)
-  if(VEKAPI_PACKED_RELOCATIONS)
-    target_link_options(vekapi PRIVATE -Wl,-z,pack-relative-relocs)
-  endif()
 endif()
 target_link_whole(vekapi)
 include(cmake/exports.cmake)
