@@ -6,7 +6,7 @@
 
 #include "platform/os/Utf8.h"
 #include "platform/os/posix/Cp950Cells.h"
-#include "platform/os/posix/Cp950Index.h"
+#include "platform/os/posix/Cp950Pairs.h"
 
 namespace Dova::Os {
 namespace {
@@ -17,8 +17,7 @@ constexpr char16_t kUnitOfFF = 0xF8F8;  // 0x80 and 0xFF are characters, too
 std::uint16_t Big5Of(std::uint32_t unit) {
   if (unit <= 0x80) return static_cast<std::uint16_t>(unit);
   if (unit == kUnitOfFF) return 0xFF;
-  const std::uint16_t own = Cp950::PairOfUserDefined(unit);
-  const std::uint16_t bytes = own ? own : Cp950::BytesOf(static_cast<char16_t>(unit));
+  const std::uint16_t bytes = Cp950::PairOfCharacter(static_cast<char16_t>(unit));
   return bytes ? bytes : kNoCharacter;
 }
 

@@ -27,7 +27,8 @@ constexpr std::uint16_t PairOf(unsigned cell) {
 constexpr unsigned kFirstCell = CellOf(0xA140), kCells = sizeof kCharacters / sizeof *kCharacters - 1;
 static_assert(kCells == CellOf(0xF9FE) + 1 - kFirstCell);
 
-// Runs of cells with user-defined characters, which follow one another from U+E000 on.
+// Runs of cells with user-defined characters, which follow one another.
+constexpr char16_t kFirstUserDefined = u'\uE000';
 struct TRun {
   unsigned first, count;
 };
@@ -38,22 +39,12 @@ constexpr TRun kUserDefined[] = {RunOf(0xFA40, 0xFEFE), RunOf(0x8E40, 0xA0FE), R
                                  RunOf(0xC6A1, 0xC8FE)};
 
 constexpr char16_t UserDefinedOf(unsigned cell) {
-  unsigned unit = 0xE000;
+  unsigned unit = kFirstUserDefined;
   for (const TRun& run : kUserDefined) {
     if (cell - run.first < run.count) return static_cast<char16_t>(unit + cell - run.first);
     unit += run.count;
   }
   return kNone;
-}
-
-// 0 if `unit` is not a user-defined character.
-constexpr std::uint16_t PairOfUserDefined(unsigned unit) {
-  unsigned at = unit - 0xE000;
-  for (const TRun& run : kUserDefined) {
-    if (at < run.count) return PairOf(run.first + at);
-    at -= run.count;
-  }
-  return 0;
 }
 
 // The character of a pair of bytes, or kNone.
