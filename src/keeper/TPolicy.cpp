@@ -45,7 +45,7 @@ TPolicy::TNext TPolicy::NewRound() {
   first_ = good_;
   TNext next;
   next.newRound = true;
-  next.delayMs = static_cast<std::uint32_t>(most - random_() % (most / 2 + 1));
+  next.delayMs = static_cast<std::uint32_t>(most - random_.Next() % (most / 2 + 1));
   return next;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <random>
 #include <vector>
+
+#include "keeper/TRandom.h"
 
 namespace VekApi {
 
@@ -46,7 +47,7 @@ class TPolicy {
   TNext NewRound();
 
   const TPolicyRules rules_;
-  std::mt19937_64 random_;
+  TRandom random_;
   std::uint32_t endpoints_ = 0;
   std::uint32_t good_ = 0;
   std::uint32_t first_ = 0;     // of this round

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "keeper/TRandom.h"
 #include "protocol/Packet.h"
 
 namespace VekApi {
@@ -14,7 +15,7 @@ constexpr char kDigits[] = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
 
 TWorkIds::TWorkIds(std::string_view prefix, std::uint64_t seed) {
   length_ = static_cast<unsigned>(prefix.copy(id_, kMaxPrefix));
-  std::uint64_t bits = std::mt19937_64(seed)();
+  std::uint64_t bits = TRandom(seed).Next();
   for (int i = 0; i < 13; ++i, bits >>= 5) id_[length_++] = kDigits[bits & 31];
   head_ = length_;
   GoOn();
