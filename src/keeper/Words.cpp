@@ -1,31 +1,48 @@
 #include "keeper/Words.h"
 
+#include <cstddef>
+#include <cstring>
+
 #include "platform/os/CodePage.h"
 
 namespace VekApi {
 namespace {
 
 struct TWords {
-  std::int32_t what;
-  std::int32_t value;
-  std::int32_t broad;
-  const char* english;
-  const char* chinese;
+  std::int16_t what;
+  std::int16_t value;
+  std::int16_t broad;
 };
 
 constexpr TWords kWords[] = {
-#define CLIENT_STATE(number, english, chinese, cause, remedy) {vst_ClientState, number, 0, english, chinese},
-#define SESSION_STATE(number, english, chinese, cause, remedy) {vst_State, number, 0, english, chinese},
-#define FATE(number, english, chinese, cause, remedy) {vst_Fate, number, 0, english, chinese},
-#define REASON(number, broad, english, chinese, cause, remedy) {vst_Reason, number, broad, english, chinese},
+#define CLIENT_STATE(number, english, chinese, cause, remedy) {vst_ClientState, number, 0},
+#define SESSION_STATE(number, english, chinese, cause, remedy) {vst_State, number, 0},
+#define FATE(number, english, chinese, cause, remedy) {vst_Fate, number, 0},
+#define REASON(number, broad, english, chinese, cause, remedy) {vst_Reason, number, broad},
 #include "keeper/Reasons.def"
 };
 
+// English, then Chinese, for each. Pointers would be as many bytes again, and relocated at every start.
+constexpr char kTexts[] =
+#define CLIENT_STATE(number, english, chinese, cause, remedy) english "\0" chinese "\0"
+#define SESSION_STATE(number, english, chinese, cause, remedy) english "\0" chinese "\0"
+#define FATE(number, english, chinese, cause, remedy) english "\0" chinese "\0"
+#define REASON(number, broad, english, chinese, cause, remedy) english "\0" chinese "\0"
+#include "keeper/Reasons.def"
+    ;
+
+// Null if there is none.
 const TWords* Find(std::int32_t what, std::int32_t value) noexcept {
   for (const TWords& words : kWords) {
     if (words.what == what && words.value == value) return &words;
   }
   return nullptr;
+}
+
+const char* TextAt(std::ptrdiff_t index) noexcept {
+  const char* text = kTexts;
+  for (; index > 0; --index) text += std::strlen(text) + 1;
+  return text;
 }
 
 const char* KindOf(std::int32_t kind) {
@@ -71,7 +88,7 @@ void AddState(std::string& line, const CVekEvent& event) {
 const char* WordsOf(std::int32_t what, std::int32_t value, std::int32_t language) noexcept {
   const TWords* const words = Find(what, value);
   if (!words) return "";
-  return language == 1 ? words->chinese : words->english;
+  return TextAt(2 * (words - kWords) + (language == 1 ? 1 : 0));
 }
 
 std::int32_t BroadReason(std::int32_t reason) noexcept {

@@ -8,7 +8,6 @@ namespace VekApi {
 
 VekProperties::VekProperties() = default;
 VekProperties::VekProperties(const VekProperties& other) = default;
-VekProperties& VekProperties::operator=(const VekProperties& other) = default;
 VekProperties::~VekProperties() = default;
 
 VekProperties::VekProperties(const std::string& text) {
@@ -20,6 +19,11 @@ VekProperties::VekProperties(VekProperties&& other) noexcept
   other.name_.clear();
   other.pairText_.clear();
   other.pairs_.clear();
+}
+
+VekProperties& VekProperties::operator=(const VekProperties& other) {
+  if (this != &other) *this = VekProperties(other);
+  return *this;
 }
 
 VekProperties& VekProperties::operator=(VekProperties&& other) noexcept {

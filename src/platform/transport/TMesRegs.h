@@ -1,7 +1,8 @@
 #pragma once
 
-#include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "platform/transport/TMesBase.h"
 
@@ -15,15 +16,21 @@ class TMesRegs {
   // The built-in kinds. Tests add theirs before the first session is opened.
   static TMesRegs& GetClientMesRegs();
 
-  // A later registration of the same kind replaces the earlier one.
-  void Register(const std::string& kind, TFactory factory) { factories_[kind] = factory; }
+  // `kind` is a literal. A later registration of the same kind replaces the earlier one.
+  void Register(std::string_view kind, TFactory factory);
 
   // Creates a messenger from "KIND:PARAMETERS"; null if the kind is unknown or the parameters are invalid.
   // `refused` (may be null) then receives the word that is not understood, empty if one is missing.
   Dstl::wise_ref<TMesBase> CreateMes(const std::string& text, std::string* refused = nullptr) const;
 
  private:
-  std::map<std::string, TFactory> factories_;
+  struct TKind {
+    std::string_view name;
+    TFactory factory;
+  };
+  TFactory FactoryOf(std::string_view kind) const;
+
+  std::vector<TKind> kinds_;  // the latest last
 };
 
 }  // namespace Dova
