@@ -1,67 +1,19 @@
-// The functions of VekSessionC.h that operate on a session.
-#include <algorithm>
-#include <cstddef>
+// The functions of VekSessionC.h that operate on a session, except those of SessionRequestFunctions.cpp.
 #include <cstring>
-#include <memory>
 
-#include "flat/ForcedUnwind.h"
-#include "keeper/TSession.h"
+#include "flat/SessionHandle.h"
 #include "platform/os/Process.h"
-#include "vekapi/VekSessionC.h"
-
-namespace {
 
 using VekApi::TSession;
 using VekApi::TSessionConfig;
+using VekApi::Flat::Ask;
+using VekApi::Flat::Give;
+using VekApi::Flat::PassForcedUnwind;
+using VekApi::Flat::SessionOf;
+using VekApi::Flat::Take;
+using VekApi::Flat::WithReceipt;
 
-// Reads a structure of the caller's version; members unknown to that version are 0. False if fewer than
-// `needed` bytes are there.
-template <class T>
-bool Take(const T* given, std::size_t needed, T& taken) {
-  if (!given || given->size < needed) return false;
-  if (given->size >= sizeof taken) {
-    std::memcpy(&taken, given, sizeof taken);
-  } else {
-    std::memcpy(&taken, given, given->size);
-  }
-  return true;
-}
-
-// The reverse: writes only the members the caller's version knows.
-template <class T>
-void Give(T* to, T& filled) {
-  const std::uint32_t size = to->size;
-  filled.size = size;
-  std::memcpy(to, &filled, std::min<std::size_t>(size, sizeof filled));
-}
-
-#define VEKAPI_UP_TO(type, member) (offsetof(type, member) + sizeof(type::member))
-constexpr std::size_t kConfigBytes = VEKAPI_UP_TO(CVekSessionConfig, user);
-constexpr std::size_t kSubmitBytes = VEKAPI_UP_TO(CVekSubmit, textLength);
-constexpr std::size_t kReceiptBytes = VEKAPI_UP_TO(CVekReceipt, ticket);
-constexpr std::size_t kEventBytes = VEKAPI_UP_TO(CVekEvent, result);
-constexpr std::size_t kStatsBytes = VEKAPI_UP_TO(CVekSessionStats, out);
-#undef VEKAPI_UP_TO
-
-// Also null in a process forked from the session's.
-TSession* Of(const CVekSession* session) {
-  auto* const object = session ? static_cast<TSession*>(session->object) : nullptr;
-  return object && !object->IsInherited() ? object : nullptr;
-}
-
-// Returns the result of `call`, or a reason if there is no session or no memory.
-template <class Call>
-std::int32_t Ask(const CVekSession* session, Call call) {
-  // An event raised inside the call may delete the session.
-  const Dstl::wise_ref<TSession> object(Of(session));
-  if (!object) return vsr_BadArgument;
-  try {
-    return call(*object);
-  } catch (...) {
-    VekApi::Flat::PassForcedUnwind();
-    return vsr_NoMemory;
-  }
-}
+namespace {
 
 void TellApplication(TSession& session, const TSessionConfig& config, const CVekEvent& event) {
   if (!config.onEvent) return;
@@ -69,7 +21,7 @@ void TellApplication(TSession& session, const TSessionConfig& config, const CVek
   try {
     config.onEvent(&handle, config.user, &event);
   } catch (...) {
-    VekApi::Flat::PassForcedUnwind();
+    PassForcedUnwind();
   }
 }
 
@@ -85,16 +37,6 @@ TSession* Make(const CVekSessionConfig& config, std::int32_t& reason) {
   return session.get();
 }
 
-// The receipt is optional, but if given it must be valid.
-template <class Call>
-std::int32_t WithReceipt(CVekReceipt* receipt, Call call) {
-  if (receipt && receipt->size < kReceiptBytes) return vsr_BadArgument;
-  CVekReceipt filled{};
-  const std::int32_t reason = call(filled);
-  if (receipt) Give(receipt, filled);
-  return reason;
-}
-
 }  // namespace
 
 void CVekSession_Defaults(CVekSessionConfig* config, uint32_t size) {
@@ -107,12 +49,13 @@ void CVekSession_Defaults(CVekSessionConfig* config, uint32_t size) {
 
 CVekSession CVekSession_Create(const CVekSessionConfig* config, int32_t* reason) {
   CVekSessionConfig taken{};
-  std::int32_t why = Take(config, kConfigBytes, taken) ? VekApi::CheckConfig(taken) : vsr_BadArgument;
+  std::int32_t why =
+      Take(config, VekApi::Flat::kConfigBytes, taken) ? VekApi::CheckConfig(taken) : vsr_BadArgument;
   TSession* made = nullptr;
   try {
     if (why == 0) made = Make(taken, why);
   } catch (...) {
-    VekApi::Flat::PassForcedUnwind();
+    PassForcedUnwind();
     why = vsr_NoMemory;
   }
   if (reason) *reason = why;
@@ -120,13 +63,13 @@ CVekSession CVekSession_Create(const CVekSessionConfig* config, int32_t* reason)
 }
 
 void CVekSession_Delete(CVekSession* session) {
-  TSession* const object = Of(session);
+  TSession* const object = SessionOf(session);
   if (session) session->object = nullptr;
   if (!object) return;
   try {
     object->Delete();
   } catch (...) {
-    VekApi::Flat::PassForcedUnwind();
+    PassForcedUnwind();
   }
 }
 
@@ -163,18 +106,6 @@ void CVekSession_Close(CVekSession* session, uint32_t drainMs) {
   });
 }
 
-int32_t CVekSession_Submit(CVekSession* session, const CVekSubmit* request, CVekReceipt* receipt) {
-  CVekSubmit taken{};
-  if (!Take(request, kSubmitBytes, taken)) return vsr_BadArgument;
-  return WithReceipt(receipt, [&](CVekReceipt& filled) {
-    return Ask(session, [&](TSession& object) { return object.Submit(taken, filled); });
-  });
-}
-
-int32_t CVekSession_Withdraw(CVekSession* session, uint64_t ticket) {
-  return Ask(session, [=](TSession& object) { return object.Withdraw(ticket); });
-}
-
 int32_t CVekSession_ChangePassword(CVekSession* session, const char* user, const char* before,
                                    const char* after, uint64_t tag, CVekReceipt* receipt) {
   if (!user) return vsr_BadArgument;
@@ -187,7 +118,7 @@ int32_t CVekSession_ChangePassword(CVekSession* session, const char* user, const
 void CVekSession_NewWorkId(CVekSession* session, char id[32]) {
   if (!id) return;
   *id = '\0';
-  if (TSession* const object = Of(session)) object->NewWorkId(id);
+  if (TSession* const object = SessionOf(session)) object->NewWorkId(id);
 }
 
 int32_t CVekSession_SetRate(CVekSession* session, int32_t count, int32_t ms) {
@@ -195,42 +126,33 @@ int32_t CVekSession_SetRate(CVekSession* session, int32_t count, int32_t ms) {
 }
 
 int32_t CVekSession_WaitMs(CVekSession* session, int32_t code) {
-  TSession* const object = Of(session);
+  TSession* const object = SessionOf(session);
   return object ? object->WaitMs(code) : -1;
 }
 
-int32_t CVekSession_Next(CVekSession* session, int32_t timeoutMs, CVekEvent* event) {
-  TSession* const object = Of(session);
-  if (!object || !event || event->size < kEventBytes) return -1;
-  CVekEvent filled{};
-  const std::int32_t answer = object->Next(timeoutMs, filled);
-  if (answer == 1) Give(event, filled);
-  return answer;
-}
-
 intptr_t CVekSession_WaitHandle(CVekSession* session) {
-  TSession* const object = Of(session);
+  TSession* const object = SessionOf(session);
   return object ? object->WaitHandle() : Dova::Os::TSignal::kNone;
 }
 
 bool CVekSession_InCallback(CVekSession* session) {
-  const TSession* const object = Of(session);
+  const TSession* const object = SessionOf(session);
   return object && object->InCallback();
 }
 
 void CVekSession_Stats(CVekSession* session, CVekSessionStats* stats) {
-  TSession* const object = Of(session);
-  if (!object || !stats || stats->size < kStatsBytes) return;
+  TSession* const object = SessionOf(session);
+  if (!object || !stats || stats->size < VekApi::Flat::kStatsBytes) return;
   CVekSessionStats filled{};
   object->Stats(filled);
   Give(stats, filled);
 }
 
 uint32_t CVekSession_RoundTrips(CVekSession* session, int32_t code, uint64_t* counts, uint32_t room) {
-  TSession* const object = Of(session);
+  TSession* const object = SessionOf(session);
   return object ? object->RoundTrips(code, counts, counts ? room : 0) : 0;
 }
 
 void CVekSession_SetTrace(CVekSession* session, int32_t level) {
-  if (TSession* const object = Of(session)) object->SetTrace(level);
+  if (TSession* const object = SessionOf(session)) object->SetTrace(level);
 }

@@ -90,3 +90,9 @@ class TVekClientMessageLoop final : public VekApi::TTextHandler,
   TSessionViewRef view_;     // of the last event delivered
   bool destroying_ = false;
 };
+
+template <class Callback>
+void TVekClientMessageLoop::Push(Callback callback, std::int32_t kind, std::int32_t num,
+                                 std::string_view text) {
+  if (client_->Wants(callback)) pending_->Push({kind, num, text, client_->Client().State()});
+}

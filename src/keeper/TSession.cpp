@@ -1,7 +1,6 @@
 #include "keeper/TSession.h"
 
 #include <algorithm>
-#include <chrono>
 #include <new>
 #include <utility>
 
@@ -13,12 +12,6 @@ namespace VekApi {
 namespace {
 
 constexpr unsigned kStateEvents = 8;  // set aside, so that state changes can be told without memory
-
-std::int64_t UnixNs() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::system_clock::now().time_since_epoch())
-      .count();
-}
 
 TLedgerRules LedgerRules(const TSessionConfig& config) {
   return {config.ackRule, config.idSeparator, config.maxHeld, config.remember};
@@ -195,22 +188,6 @@ void TSession::SetState(int state, int reason, const TKeptLink& of) {
   Stamp(event);
   told_.Push(event);
   if (state == vss_Closed || state == vss_Refused || state == vss_Stopped) Dova::WipeText(password_);
-}
-
-int TSession::WaitOf(std::int64_t dueNs) const {
-  if (dueNs == kNever) return -1;
-  return static_cast<int>(std::max<std::int64_t>(dueNs - NowNs() + kNsPerMs - 1, 0) / kNsPerMs);
-}
-
-void TSession::Stamp(TEvent& event) {
-  event.state = static_cast<std::uint8_t>(state_);
-  event.unixNs = UnixNs();
-  if (event.atNs == 0) event.atNs = NowNs();
-  event.endpoint = link_->endpoint;
-  if (event.isRequest && (event.flags & vsg_Resync) != 0 && event.fate != vsf_Answered &&
-      static_cast<TRequest&>(event).own)
-    WantEnd(vsr_ResyncFailed);
-  if (config_.delivery != vsd_Threads && told_.Size() >= config_.maxEvents) WantEnd(vsr_SlowConsumer);
 }
 
 // The link must be closed already.

@@ -151,7 +151,7 @@ class TSession final : public Dstl::ref_counter<unsigned>,
   void Probe(TLock& lock);
   void OnWorkTimer();
 
-  // ---- TSessionEvents.cpp: the client's events, inside the context ----
+  // ---- TSessionLink.cpp, TSessionEvents.cpp: the client's events, inside the context ----
   void OnVekConnectEvent(VekClient&, const std::string& reason) override;
   void OnVekApReadyEvent(VekClient&) override;
   void OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) override;

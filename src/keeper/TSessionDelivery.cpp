@@ -1,12 +1,11 @@
-// Delivers events to the application, and answers its other calls.
+// Delivers events to the application.
 #include <algorithm>
-#include <new>
+#include <chrono>
 #include <utility>
 
 #include "keeper/TSession.h"
 #include "keeper/Times.h"
 #include "platform/os/Thread.h"
-#include "platform/runtime/Wipe.h"
 
 namespace VekApi {
 namespace {
@@ -14,9 +13,25 @@ namespace {
 constexpr std::int64_t kTurnNs = 10 * kNsPerMs;  // in one turn of a message loop
 constexpr int kTurnEvents = 1000;
 constexpr std::int64_t kSlowNs = 1000 * kNsPerMs;
-constexpr std::size_t kMost = 64;  // endpoints; also resync queries
+
+std::int64_t UnixNs() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
 
 }  // namespace
+
+void TSession::Stamp(TEvent& event) {
+  event.state = static_cast<std::uint8_t>(state_);
+  event.unixNs = UnixNs();
+  if (event.atNs == 0) event.atNs = NowNs();
+  event.endpoint = link_->endpoint;
+  if (event.isRequest && (event.flags & vsg_Resync) != 0 && event.fate != vsf_Answered &&
+      static_cast<TRequest&>(event).own)
+    WantEnd(vsr_ResyncFailed);
+  if (config_.delivery != vsd_Threads && told_.Size() >= config_.maxEvents) WantEnd(vsr_SlowConsumer);
+}
 
 CVekEvent TSession::Show(const TEvent& event) const {
   CVekEvent shown{};
@@ -103,6 +118,11 @@ void TSession::OnTold() {
   Leave(lock);
 }
 
+int TSession::WaitOf(std::int64_t dueNs) const {
+  if (dueNs == kNever) return -1;
+  return static_cast<int>(std::max<std::int64_t>(dueNs - NowNs() + kNsPerMs - 1, 0) / kNsPerMs);
+}
+
 int TSession::Next(int timeoutMs, CVekEvent& event) {
   if (config_.delivery != vsd_Poll) return -1;
   const Dstl::wise_ref<TSession> self(this);
@@ -128,67 +148,6 @@ int TSession::Next(int timeoutMs, CVekEvent& event) {
 std::intptr_t TSession::WaitHandle() {
   const TLock lock(mutex_);
   return config_.delivery == vsd_Poll ? signal_.Handle() : Dova::Os::TSignal::kNone;
-}
-
-// ---- the application's other calls ----
-
-int TSession::AddEndpoint(const char* setting) {
-  const TLock lock(mutex_);
-  if (*setting == '\0' || endpoints_.size() >= kMost) return vsr_BadArgument;
-  endpoints_.emplace_back(setting);
-  policy_.AddEndpoint();
-  return 0;
-}
-
-int TSession::AddResync(const char* query) {
-  const TLock lock(mutex_);
-  if (*query == '\0' || resync_.size() >= kMost) return vsr_BadArgument;
-  resync_.emplace_back(query);
-  return 0;
-}
-
-int TSession::SetPassword(const char* password) {
-  const std::string_view text = password;
-  if (text.size() > kMostPassword) return vsr_BadArgument;
-  const TLock lock(mutex_);
-  Dova::WipeText(password_);
-  password_.reserve(kMostPassword + 1);
-  password_ = text;
-  return 0;
-}
-
-void TSession::NewWorkId(char* id) {
-  const TLock lock(mutex_);
-  const std::string_view next = ids_.Next();
-  id[next.copy(id, kIdRoom - 1)] = 0;
-  ids_.GoOn();
-}
-
-void TSession::Stats(CVekSessionStats& stats) {
-  const TLock lock(mutex_);
-  stats.held = ledger_.Held();
-  stats.heldMost = ledger_.HeldMost();
-  stats.out = ledger_.Out();
-  stats.events = told_.Size();
-  stats.links = link_->number;
-  stats.shortLinks = policy_.ShortLinks();
-  for (int fate = 0; fate < 8; ++fate) stats.fates[fate] = ledger_.Fates(fate);
-  stats.late = ledger_.Late();
-  stats.stray = ledger_.Stray();
-  stats.gateWaits = ledger_.GateWaits();
-  stats.bytesIn = bytesIn_;
-  stats.bytesOut = bytesOut_;
-  stats.messagesIn = messagesIn_;
-  stats.messagesOut = messagesOut_;
-  stats.upNs = upNs_ + link_->UpFor(NowNs());
-}
-
-unsigned TSession::RoundTrips(int code, std::uint64_t* counts, unsigned room) {
-  if (code != 128 && code != 129) return 0;
-  const TLock lock(mutex_);
-  for (unsigned i = 0; i < std::min(room, TRoundTrips::kCounts); ++i)
-    counts[i] = ledger_.RoundTrips(code).At(i);
-  return TRoundTrips::kCounts;
 }
 
 }  // namespace VekApi

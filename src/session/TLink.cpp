@@ -135,40 +135,6 @@ void TLink::OnMesLinkBroken(Dova::TMesBase* mes, const std::string& reason) {
   End(vcs_LinkBroken, reason, ReasonOf(vcs_LinkBroken, mes->EndCause(), reason));
 }
 
-void TLink::OnMesRecvReady(Dova::TMesBase* mes) {
-  const Dstl::wise_ref<TLink> self(this);
-  if (Over()) return;
-  bool received = true;
-  try {
-    int count = 0;
-    if (char* block = mes->RecvInPlace(count)) {
-      ParsePacket(block, static_cast<unsigned>(count));
-    } else {
-      received = ReceiveByCopy(*mes);
-    }
-  } catch (const std::bad_alloc&) {
-    End(vcs_LinkBroken, kTextNoMemory, vsr_NoMemory);
-  }
-  // An event without bytes is no sign of the server: a gateway may set its events for nothing.
-  heard_ |= received;
-  if (Over()) return;
-  if (TLinkWatch* const watch = impl_.Watch()) watch->OnReceivedAll();
-}
-
-// A bounded amount: other threads may be waiting for the context, and the messenger calls again. False if
-// there was nothing.
-bool TLink::ReceiveByCopy(Dova::TMesBase& mes) {
-  char buffer[65536];  // the last byte is never received
-  int left = kBytesAtOnce;
-  while (left > 0 && !Over()) {
-    const int count = mes.Recv(buffer, std::min(left, static_cast<int>(sizeof buffer - 1)));
-    if (count <= 0) break;
-    ParsePacket(buffer, static_cast<unsigned>(count));
-    left -= count;
-  }
-  return left < kBytesAtOnce;
-}
-
 // ---- time ----
 
 void TLink::OnState(EVekClientState state) {

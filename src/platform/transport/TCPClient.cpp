@@ -1,22 +1,14 @@
 #include "platform/transport/TCPClient.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
 #include "platform/os/Clock.h"
-#include "platform/os/GiveBack.h"
 #include "platform/transport/TFarewells.h"
 
 namespace Dova {
 namespace {
 
-constexpr int kBufferBytes = 65536;
-constexpr int kReceiveBytes = kBufferBytes - 1;  // the last byte belongs to who borrows the others
-// After some reads in a row, at different ticks, that needed no more than this, all of the buffer that the
-// last one left free is given back: most sessions are idle most of the time.
-constexpr int kCalmBytes = 4096;
-constexpr int kCalmReads = 4;
 constexpr std::size_t kQueueBlockBytes = 4096;
 constexpr int kLinkMarginMs = 5000;
 
@@ -122,7 +114,7 @@ std::string TCPClient::SystemReason(const Os::TError& error) const noexcept {
   }
 }
 
-// ---- receiving: the link thread ----
+// ---- the link thread ----
 
 void TCPClient::RunLink(TSocketRef socket) {
   try {
@@ -169,47 +161,6 @@ bool TCPClient::Greet() {
   return Is(EState::Linked);
 }
 
-void TCPClient::Receive(Os::TSocket& socket) {
-  do {
-    const std::ptrdiff_t count = ReceiveSome(socket);
-    if (count <= 0) {
-      if (count < 0) return EndBySystem();
-      return End(Address() + ": closed by the peer", Os::ECause::ClosedByPeer);
-    }
-    receivedAt_ = 0;
-    receivedCount_ = static_cast<int>(count);
-    GiveBackUnneeded();
-  } while (Raise([this](TMesEvHandler& handler) { handler.OnMesRecvReady(this); }));
-}
-
-void TCPClient::GiveBackUnneeded() {
-  if (receivedCount_ > kCalmBytes) {
-    untilCalm_ = kCalmReads;
-    return;
-  }
-  if (untilCalm_ == 0) return;
-  const std::int64_t now = Os::Tick();
-  if (std::exchange(calmAt_, now) != now && --untilCalm_ == 0)
-    Os::GiveBack(received_.get() + receivedCount_, static_cast<std::size_t>(kBufferBytes - receivedCount_));
-}
-
-std::ptrdiff_t TCPClient::ReceiveSome(Os::TSocket& socket) {
-  if (setting_.spinUs > 0) {
-    const std::ptrdiff_t count = Poll(socket);
-    if (count != Os::TSocket::kWouldWait) return count;
-  }
-  return socket.Recv(received_.get(), kReceiveBytes);
-}
-
-std::ptrdiff_t TCPClient::Poll(Os::TSocket& socket) {
-  const Os::TTime due = Os::TClock::now() + std::chrono::microseconds(setting_.spinUs);
-  std::ptrdiff_t count = 0;
-  do {
-    count = socket.TryRecv(received_.get(), kReceiveBytes);
-  } while (count == Os::TSocket::kWouldWait && Os::TClock::now() < due);
-  return count;
-}
-
 void TCPClient::TellEnd() {
   EState state{};
   std::string reason;
@@ -225,18 +176,6 @@ void TCPClient::TellEnd() {
     if (state == EState::Failed) handler.OnMesLinkError(this, reason);
     if (state == EState::Broken) handler.OnMesLinkBroken(this, reason);
   });
-}
-
-int TCPClient::Recv(char* buffer, int size) {
-  const int count = std::min(size, receivedCount_ - receivedAt_);
-  std::copy_n(received_.get() + receivedAt_, std::max(count, 0), buffer);
-  receivedAt_ += std::max(count, 0);
-  return count;
-}
-
-char* TCPClient::RecvInPlace(int& count) {
-  count = receivedCount_ - receivedAt_;
-  return received_.get() + std::exchange(receivedAt_, receivedCount_);
 }
 
 }  // namespace Dova

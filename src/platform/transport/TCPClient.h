@@ -89,6 +89,9 @@ class TCPClient : public TMesBase {
   // True in a forked child: the threads, and the holders of locks, are the parent's.
   bool IsInherited() const { return generation_ != Os::ProcessGeneration(); }
 
+  static constexpr int kBufferBytes = 65536;
+  static constexpr int kReceiveBytes = kBufferBytes - 1;  // the last byte belongs to who borrows the others
+
   const unsigned generation_ = Os::ProcessGeneration();
   TTCPSetting setting_;
   TResolver resolver_;
