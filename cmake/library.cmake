@@ -1,4 +1,4 @@
-# vekapi_objects, vekapi_hot_objects: every source of the library, compiled once; only the exports are visible.
+# own_objects:    object libraries with every source of the library, compiled once; only the exports are visible.
 # vekapi:         the shared library.
 # vekapi_inside:  the same objects as a static library, for tests and benchmarks that need internals.
 include(CheckCXXCompilerFlag)
@@ -26,16 +26,20 @@ endif()
 
 include(${CMAKE_CURRENT_LIST_DIR}/hot.cmake)
 set(cold_sources ${vekapi_sources} ${own_os_sources})
-set(hot_sources ${cold_sources})
-list(FILTER hot_sources INCLUDE REGEX "${vekapi_hot}")
-list(FILTER cold_sources EXCLUDE REGEX "${vekapi_hot}")
-add_library(vekapi_objects OBJECT ${cold_sources})
+take_sources(vekapi_loops cold_sources loop_sources)
+take_sources(vekapi_hot cold_sources hot_sources)
+add_library(vekapi_loop_objects OBJECT ${loop_sources})
 add_library(vekapi_hot_objects OBJECT ${hot_sources})
-foreach(objects vekapi_objects vekapi_hot_objects)
+add_library(vekapi_cold_objects OBJECT ${cold_sources})
+# In this order: of a template that several instantiate, the first one stays.
+set(own_objects vekapi_loop_objects vekapi_hot_objects vekapi_cold_objects)
+foreach(objects ${own_objects})
   target_compile_definitions(${objects} PRIVATE VEKAPI_BUILDING VEKAPI_VERSION="${PROJECT_VERSION}")
   target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/include)
+  list(APPEND all_objects $<TARGET_OBJECTS:${objects}>)
 endforeach()
-foreach(objects vekapi_objects vekapi_hot_objects os_shared)
+list(APPEND all_objects $<TARGET_OBJECTS:os_shared>)
+foreach(objects ${own_objects} os_shared)
   target_include_directories(${objects} PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${objects} PRIVATE vekapi_options)
   set_target_properties(${objects} PROPERTIES UNITY_BUILD_BATCH_SIZE 20
@@ -49,14 +53,23 @@ if(WIN32)
   list(APPEND vekapi_system_libraries ws2_32 oleaut32)
 endif()
 
-# Release builds compile what is not hot for size.
+# Release builds compile what is not hot for size, and what is hot without what takes room and makes no difference to
+# the benchmarks: aligned functions and jumps, cold parts of functions with entries of their own in the tables for
+# exceptions, and copies of larger functions at each call.
 if(VEKAPI_SMALL AND NOT MSVC AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE AND CMAKE_BUILD_TYPE MATCHES Rel)
   check_cxx_compiler_flag(-Oz VEKAPI_HAS_OZ)
-  foreach(objects vekapi_objects os_shared)
+  foreach(objects vekapi_cold_objects os_shared)
     # Not even short strings are copied by "rep movsb", which saves bytes and takes many cycles.
     target_compile_options(${objects} PRIVATE $<IF:$<BOOL:${VEKAPI_HAS_OZ}>,-Oz,-Os>
       $<$<CXX_COMPILER_ID:GNU>:-mstringop-strategy=libcall>)
   endforeach()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    foreach(objects vekapi_loop_objects vekapi_hot_objects)
+      target_compile_options(${objects} PRIVATE
+        -fno-align-jumps -fno-align-labels -fno-reorder-blocks-and-partition)
+    endforeach()
+    target_compile_options(vekapi_hot_objects PRIVATE -falign-functions=1 --param=max-inline-insns-single=30)
+  endif()
 endif()
 
 # The shared library is optimised as a whole, and so is a program that asks for it; others link the objects' ordinary
@@ -66,8 +79,9 @@ set(vekapi_whole OFF)
 if(VEKAPI_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32 AND NOT VEKAPI_SANITIZE AND NOT VEKAPI_COVERAGE
    AND CMAKE_BUILD_TYPE MATCHES Rel)
   set(vekapi_whole ON)
-  target_compile_options(vekapi_objects PRIVATE -flto=auto -ffat-lto-objects)
-  target_compile_options(vekapi_hot_objects PRIVATE -flto=auto -ffat-lto-objects)
+  foreach(objects ${own_objects})
+    target_compile_options(${objects} PRIVATE -flto=auto -ffat-lto-objects)
+  endforeach()
 endif()
 # target_link_whole(TARGET): optimises what it links as a whole.
 function(target_link_whole target)
@@ -77,8 +91,7 @@ function(target_link_whole target)
   endif()
 endfunction()
 
-# First the hot objects: of a template that several instantiate, the first one stays.
-add_library(vekapi SHARED $<TARGET_OBJECTS:vekapi_hot_objects> $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
+add_library(vekapi SHARED ${all_objects})
 add_library(VekApi::vekapi ALIAS vekapi)
 target_include_directories(vekapi PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
 target_compile_features(vekapi INTERFACE cxx_std_17)
@@ -98,8 +111,7 @@ endif()
 target_link_whole(vekapi)
 include(cmake/exports.cmake)
 
-add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL
-  $<TARGET_OBJECTS:vekapi_hot_objects> $<TARGET_OBJECTS:vekapi_objects> $<TARGET_OBJECTS:os_shared>)
+add_library(vekapi_inside STATIC EXCLUDE_FROM_ALL ${all_objects})
 target_compile_definitions(vekapi_inside PUBLIC VEKAPI_STATIC)
 target_include_directories(vekapi_inside PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(vekapi_inside PUBLIC vekapi_options ${vekapi_system_libraries})

@@ -18,13 +18,13 @@ target_compile_definitions(vekapi_options INTERFACE $<${vekapi_checked}:VEKAPI_C
 find_package(Threads REQUIRED)
 if(VEKAPI_COVERAGE)
   # Of the library alone. Lines keep their order and their branches without the optimiser.
-  set(counted $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_objects$<SEMICOLON>vekapi_hot_objects$<SEMICOLON>os_shared$<SEMICOLON>vekapi_simulated>)
+  set(counted $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_loop_objects$<SEMICOLON>vekapi_hot_objects$<SEMICOLON>vekapi_cold_objects$<SEMICOLON>os_shared$<SEMICOLON>vekapi_simulated>)
   target_compile_options(vekapi_options INTERFACE $<${counted}:--coverage$<SEMICOLON>-fprofile-update=atomic$<SEMICOLON>-O0>)
   target_link_options(vekapi_options INTERFACE --coverage)
 endif()
 if(VEKAPI_SANITIZE)
   # Except when fuzzing, only the library is worth the time of the optimiser and of UndefinedBehaviorSanitizer.
-  set(is_library $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_objects$<SEMICOLON>vekapi_hot_objects$<SEMICOLON>os_shared>)
+  set(is_library $<IN_LIST:$<TARGET_PROPERTY:NAME>,vekapi_loop_objects$<SEMICOLON>vekapi_hot_objects$<SEMICOLON>vekapi_cold_objects$<SEMICOLON>os_shared>)
   target_compile_options(vekapi_options INTERFACE
     -fsanitize=${VEKAPI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 $<IF:$<OR:${is_library},$<BOOL:${VEKAPI_FUZZ}>>,-O1,-O0>)
   if(VEKAPI_SANITIZE MATCHES undefined AND NOT VEKAPI_FUZZ)
