@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "keeper/Joined.h"
 #include "platform/os/CodePage.h"
 #include "platform/os/Utf8.h"
 #include "protocol/ConnectRequest.h"
@@ -53,7 +54,7 @@ int Size(std::string_view bytes) {
 std::string ConnectRequestWords(std::string_view packet) {
   const auto request = ReadConnectRequest(packet);
   if (!request) return "connect request";
-  std::string words = "connect request: application " + Shown(request->name) + ", version ";
+  std::string words = Joined({"connect request: application ", Shown(request->name), ", version "});
   for (const unsigned number : request->version) words += std::to_string(number) + '.';
   words.pop_back();
   return words;
@@ -62,19 +63,21 @@ std::string ConnectRequestWords(std::string_view packet) {
 std::string ConnectResultWords(std::string_view packet) {
   const auto result = ReadConnectResult(packet.data(), Size(packet));
   if (!result) return "connect result";
-  if (result->refusal) return "connect result: refused, " + Shown(*result->refusal);
+  if (result->refusal) return Joined({"connect result: refused, ", Shown(*result->refusal)});
   const bool low = result->cipher.Endian() == vek_LittleEndian;
-  return "connect result: server " + Shown(result->serverName) + ", " + (low ? "low" : "high") +
-         " byte first, scrambling " + std::to_string(result->mode) + ", key of " +
-         std::to_string(result->key.size()) + " bytes";
+  return Joined({"connect result: server ", Shown(result->serverName), ", ", low ? "low" : "high",
+                 " byte first, scrambling ", std::to_string(result->mode), ", key of ",
+                 std::to_string(result->key.size()), " bytes"});
 }
 
 std::string RequestWords(std::string_view packet) {
-  const std::string stars = ", password ********";
+  constexpr std::string_view kStars = ", password ********";
   if (packet.size() > kHeadBytes && packet[kHeadBytes] == PkSessionSignOn)
-    return "sign-on request: identity " + Shown(ReadSignOnIdentity(packet.data(), Size(packet))) + stars;
+    return Joined(
+        {"sign-on request: identity ", Shown(ReadSignOnIdentity(packet.data(), Size(packet))), kStars});
   if (packet.size() > kHeadBytes && packet[kHeadBytes] == PkSessionChgPass)
-    return "password change: user " + Shown(ReadChgPassUser(packet.data(), Size(packet))) + stars + stars;
+    return Joined(
+        {"password change: user ", Shown(ReadChgPassUser(packet.data(), Size(packet))), kStars, kStars});
   return "session packet";
 }
 
@@ -82,11 +85,12 @@ std::string AnswerWords(std::string_view packet, EVekEndian endian) {
   const int subcode = packet.size() > kHeadBytes ? packet[kHeadBytes] : -1;
   if (subcode == PkSessionSignOnReply) {
     const auto reply = ReadSignOnReply(packet.data(), Size(packet), endian);
-    if (reply) return "sign-on reply: " + std::to_string(reply->number) + ", " + Shown(reply->message);
+    if (reply) return Joined({"sign-on reply: ", std::to_string(reply->number), ", ", Shown(reply->message)});
   }
   if (subcode == PkSessionChgPass) {
     const auto result = ReadChgPassResult(packet.data(), Size(packet), endian);
-    if (result) return "password change result: " + Shown(result->user) + ", " + Shown(result->message);
+    if (result)
+      return Joined({"password change result: ", Shown(result->user), ", ", Shown(result->message)});
   }
   return "session packet";
 }
@@ -117,8 +121,8 @@ std::string TPacketWords::Of(std::string_view packet, bool fromServer, ERecordOr
   if (code == PkSession) return fromServer ? AnswerWords(packet, endian) : RequestWords(packet);
   packet.remove_prefix(std::min<std::size_t>(packet.size(), kPrefixBytes));
   const std::string id = found.workId.empty() ? "" : Shown(found.workId) + ' ';
-  return NameOf(code, fromServer) + " of " + std::to_string(packet.size()) + " bytes: " + id +
-         Shown(fromServer ? found.text : packet, found.isUtf8);
+  return Joined({NameOf(code, fromServer), " of ", std::to_string(packet.size()), " bytes: ", id,
+                 Shown(fromServer ? found.text : packet, found.isUtf8)});
 }
 
 }  // namespace VekApi

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "keeper/Joined.h"
 #include "keeper/Words.h"
 #include "protocol/Recording.h"
 #include "vekapi/VekTypes.h"
@@ -75,9 +76,9 @@ std::string RecordOfFate(const CVekEvent& event) {
   const bool held = event.handedNs != 0 && heldNs >= kHeldNs;
   if (!held && (event.fate == vsf_Answered || event.fate == vsf_Acknowledged || event.fate == vsf_Left))
     return {};
-  std::string note = std::string(event.workId ? event.workId : "") + ": " + WordsOf(vst_Fate, event.fate, 0);
-  if (event.reason != 0) note += std::string(" (") + WordsOf(vst_Reason, event.reason, 0) + ")";
-  if (held) note += ", held " + std::to_string(heldNs / kHeldNs) + " ms";
+  std::string note = Joined({event.workId ? event.workId : "", ": ", WordsOf(vst_Fate, event.fate, 0)});
+  if (event.reason != 0) note += Joined({" (", WordsOf(vst_Reason, event.reason, 0), ")"});
+  if (held) note += Joined({", held ", std::to_string(heldNs / kHeldNs), " ms"});
   return Record(HeadOf(event), ERecord::Note, note);
 }
 
