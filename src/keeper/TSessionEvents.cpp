@@ -3,6 +3,7 @@
 #include "protocol/RequestPrefix.h"
 
 namespace VekApi {
+
 void TSession::OnVekTaskResultEvent(VekClient&, const VekTaskResult& result) {
   const Dstl::wise_ref<TSession> self(this);
   {
