@@ -27,14 +27,11 @@ TCipher TCipher::WithoutKey() const noexcept {
   return without;
 }
 
-void TCipher::Xor(char* packet, int length) const {
-  if (!pad_ || length <= kHeadBytes) return;
-  char* at = packet + kHeadBytes;
-  auto left = static_cast<std::size_t>(length - kHeadBytes);
-  for (; left > pad_->size(); left -= pad_->size(), at += pad_->size()) {
-    XorBytes(at, pad_->data(), pad_->size());
+void TCipher::XorBody(char* body, std::size_t length) const {
+  for (; length > pad_->size(); length -= pad_->size(), body += pad_->size()) {
+    XorBytes(body, pad_->data(), pad_->size());
   }
-  XorBytes(at, pad_->data(), left);
+  XorBytes(body, pad_->data(), length);
 }
 
 }  // namespace VekApi

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -23,7 +24,10 @@ class TCipher {
   EVekEndian Endian() const { return endian_; }
 
   // XORs bytes 3 to length-1 in any mode. Applying it twice restores the packet.
-  void Xor(char* packet, int length) const;
+  void Xor(char* packet, int length) const {
+    if (pad_ && length > kHeadBytes)
+      XorBody(packet + kHeadBytes, static_cast<std::size_t>(length - kHeadBytes));
+  }
 
   // As Xor, but only in mode 1: requests are not scrambled in other modes.
   void EncPacket(char* packet, int length) const {
@@ -31,6 +35,8 @@ class TCipher {
   }
 
  private:
+  void XorBody(char* body, std::size_t length) const;
+
   EVekEndian endian_ = vek_LittleEndian;
   int mode_ = 0;
   std::shared_ptr<const std::string> pad_;  // whole repetitions of the key; null without one

@@ -44,7 +44,7 @@ bool TPacketParser::CompleteCarried(char*& block, unsigned& length) {
   if (!take(static_cast<std::size_t>(pkLength))) return false;
   std::string packet;
   packet.swap(recvBuf_);  // an event may change the parser, but not this copy
-  Dispatch(packet.data(), pkLength);
+  Parse(packet.data(), static_cast<unsigned>(pkLength));
   if (Over()) return false;
   packet.clear();
   packet.swap(recvBuf_);
@@ -58,20 +58,24 @@ void TPacketParser::Dispatch(char* packet, int length) {
     events_.OnPacket(packet, length);
     if (Over()) return;
   }
-  if (code == PkConnect) return events_.OnPkConnectResult(packet, length);
+  if (code > PkBigPart && bigPkBuf_.empty())
+    return events_.OnMessage(code, packet, static_cast<std::size_t>(length));
+  DispatchOther(code, packet, length);
+}
+
+void TPacketParser::DispatchOther(int code, const char* packet, int length) {
   switch (code) {
+    case PkConnect:
+      return events_.OnPkConnectResult(packet, length);
     case PkHeartbeat:
       return;
     case PkSession:
       return events_.OnPkSession(packet, length);
-    case PkBigPart:
-      if (!AppendToBigPk(packet, static_cast<unsigned>(length))) events_.OnStreamBroken(kMessageTooLong);
-      return;
     default:
       break;
   }
-  if (bigPkBuf_.empty()) return events_.OnMessage(code, packet, static_cast<std::size_t>(length));
   if (!AppendToBigPk(packet, static_cast<unsigned>(length))) return events_.OnStreamBroken(kMessageTooLong);
+  if (code == PkBigPart) return;
   bigPkBuf_.replace(0, kHeadBytes, packet, kHeadBytes);
   std::string message;
   message.swap(bigPkBuf_);

@@ -65,6 +65,8 @@ class TPacketParser {
 
   bool CompleteCarried(char*& block, unsigned& length);
   void Dispatch(char* packet, int length);
+  // All but complete messages in one packet.
+  void DispatchOther(int code, const char* packet, int length);
   bool AppendToBigPk(const char* packet, unsigned length);
   bool Over() const { return over_.load(std::memory_order_acquire); }
 
