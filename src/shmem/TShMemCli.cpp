@@ -152,9 +152,14 @@ void TShMemCli::OnRoom() {
 
 // ---- bytes ----
 
+int TShMemCli::Send(const char* bytes, int length) {
+  std::uint64_t at = 0;
+  return SendAt(bytes, length, at);
+}
+
 // One lock for the whole call, so that data of two threads is not interleaved, and nothing is queued unseen
 // by the worker.
-int TShMemCli::Send(const char* bytes, int length) {
+int TShMemCli::SendAt(const char* bytes, int length, std::uint64_t& at) {
   if (length <= 0 || IsInherited()) return 0;
   const auto size = static_cast<std::size_t>(length);
   const std::lock_guard lock(Mutex());
@@ -168,9 +173,19 @@ int TShMemCli::Send(const char* bytes, int length) {
     BeginEndLocked(kBrokenReason, Os::ECause::BadRings);
     return 0;
   }
-  if (!AppendLocked(bytes + written, size - static_cast<std::size_t>(written))) return 0;
+  const std::uint64_t begin = taken_ + Size();
+  taken_ += static_cast<std::size_t>(written);
+  const bool whole = AppendLocked(bytes + written, size - static_cast<std::size_t>(written));
+  if (whole || written > 0) at = begin;
+  if (!whole) return 0;
   if (first && !Empty()) thread_->OnQueued();
   return length;
+}
+
+std::uint64_t TShMemCli::TakenBytes() {
+  if (IsInherited()) return 0;
+  const std::lock_guard lock(Mutex());
+  return taken_;
 }
 
 // Without memory for the rest the stream would be incomplete.
@@ -191,6 +206,7 @@ bool TShMemCli::MoveOverflow() {
     const std::ptrdiff_t written = sendChannel_.Write(block, count);
     if (written < 0) BeginEndLocked(kBrokenReason, Os::ECause::BadRings);
     if (written <= 0) return false;
+    taken_ += static_cast<std::size_t>(written);
     if (SetMemUsed(static_cast<std::size_t>(written)) == 0) break;
   }
   if (State() == EState::Linked) sendChannel_.WipePassed();

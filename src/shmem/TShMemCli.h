@@ -33,6 +33,9 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   // All or nothing. Returns 0 before the link is ready, once it is ending, and if the queue limit would be
   // exceeded; also if the ring is broken, which ends the link.
   int Send(const char* bytes, int length) override;
+  int SendAt(const char* bytes, int length, std::uint64_t& at) override;
+  // What was written into the ring has left: the gateway may read it at any time.
+  std::uint64_t TakenBytes() override;
   // At most kEventBytes per event; the rest is delivered by another event.
   int Recv(char* buffer, int size) override;
   static constexpr std::size_t kEventBytes = std::size_t{256} << 10;
@@ -110,6 +113,7 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   Os::ECause laterCause_ = Os::ECause::Other;  // likewise, as is the next
   std::size_t drainBytes_ = 0;
   const unsigned generation_ = Os::ProcessGeneration();
+  std::uint64_t taken_ = 0;     // guarded by the queue's lock
   std::size_t queueBytes_ = 0;  // from the setting, as is the next
   int spinUs_ = 0;
   std::unique_ptr<TCliThr> thread_;
