@@ -104,6 +104,7 @@ void TShMemCli::JoinRings(const std::string& baseName) {
     const std::string name = baseName + (channel == &sendChannel_ ? ".C2S" : ".S2C");
     if (channel->Open(name)) continue;
     joinError_ = "ShMem " + name.substr(0, kReasonBytes / 2) + ": " + channel->Error();
+    joinCause_ = channel->Cause();
     sendChannel_.Close();
     return;
   }
@@ -119,12 +120,18 @@ void TShMemCli::SetLinkReady() {
   RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
 }
 
+void TShMemCli::EndUnjoined(const std::string& reason) {
+  if (joinError_.empty()) return End(reason);
+  SetEndCause(joinCause_);
+  End(joinError_);
+}
+
 // The gateway's last data is still delivered, up to the capacity of the ring.
 void TShMemCli::OnInnerGone(const std::string& reason) {
   SetEndCause(Inner()->EndCause());
   if (due_ == Os::kNever) return End(reason);  // it was never ready
   Guarded([&] {
-    if (State() == EState::Asking) return End(joinError_.empty() ? "ShMem name: " + reason : joinError_);
+    if (State() == EState::Asking) return EndUnjoined("ShMem name: " + reason);
     BeginEnd(("ShMem proxy link: " + reason).c_str(), EndCause(), receiveChannel_.Ring().Capacity());
   });
 }

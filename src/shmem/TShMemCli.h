@@ -75,6 +75,8 @@ class TShMemCli : public TMesProxy, private TMemQueue {
 
   void JoinRings(const std::string& baseName);
   void SetLinkReady();
+  // Ends the link before it is ready; why a name could not be joined says more than `reason`.
+  void EndUnjoined(const std::string& reason);
 
   // Ends the link once, from inside the context: closes, then raises the event. Threads outside the context
   // use BeginEnd to have the worker do it, after reading up to `drainBytes`.
@@ -120,7 +122,8 @@ class TShMemCli : public TMesProxy, private TMemQueue {
 
   // Guarded by the context:
   std::string partialLine_;
-  std::string joinError_;     // for the last name that could not be joined
+  std::string joinError_;  // for the last name that could not be joined
+  Os::ECause joinCause_ = Os::ECause::Other;
   std::size_t received_ = 0;  // in this event
   EAwait await_ = EAwait::Name;
   Os::TTime due_ = Os::kNever;
