@@ -2,6 +2,7 @@
 
 #include "flat/Guard.h"
 #include "platform/runtime/Wipe.h"
+#include "session/TImpl.h"
 #include "vekapi/VekApiC.h"
 
 namespace {
@@ -49,6 +50,7 @@ bool CVekClient_Connect(CVekClient* client, const char* setting, const char* apN
                         const char* id1, const char* id2, const char* password) {
   if (!setting || !apName || !apVersion || !id1 || !id2) return false;
   return Ask(client, false, [=](auto& object) {
+    if (VekApi::ContextOf(object.Client())->IsInherited()) return false;
     const TPassword pass(password);
     object.Client().Connect(setting, apName, apVersion, id1, id2, pass.Text());
     return true;

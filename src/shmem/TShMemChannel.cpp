@@ -66,6 +66,7 @@ bool TShMemChannel::OpenEvents(bool create) {
 
 bool TShMemChannel::Fail(const char* where, Os::TError why) {
   error_ = where + why.Text();
+  cause_ = why.Cause();
   Close();
   return false;
 }

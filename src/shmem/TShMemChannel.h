@@ -31,6 +31,7 @@ class TShMemChannel {
     return name_;
   }  // empty if closed; without the prefix if that was not permitted
   const std::string& Error() const { return error_; }  // of the last failure
+  Os::ECause Cause() const { return cause_; }          // likewise
 
   // Moves what fits, or what is available, and wakes the other side. Returns the count, 0, or
   // TShMemRing::kBroken.
@@ -53,6 +54,7 @@ class TShMemChannel {
   bool Fail(const char* where, Os::TError why);
 
   std::string error_;
+  Os::ECause cause_ = Os::ECause::Other;
   std::string name_;
   Os::TNamedMapping mapping_;
   Os::TNamedEvent readEvent_;

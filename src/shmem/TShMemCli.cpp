@@ -104,6 +104,7 @@ void TShMemCli::JoinRings(const std::string& baseName) {
     const std::string name = baseName + (channel == &sendChannel_ ? ".C2S" : ".S2C");
     if (channel->Open(name)) continue;
     joinError_ = "ShMem " + name.substr(0, kReasonBytes / 2) + ": " + channel->Error();
+    joinCause_ = channel->Cause();
     sendChannel_.Close();
     return;
   }
@@ -119,12 +120,18 @@ void TShMemCli::SetLinkReady() {
   RaiseInside([this](TMesEvHandler& handler) { handler.OnMesLinkReady(this); });
 }
 
+void TShMemCli::EndUnjoined(const std::string& reason) {
+  if (joinError_.empty()) return End(reason);
+  SetEndCause(joinCause_);
+  End(joinError_);
+}
+
 // The gateway's last data is still delivered, up to the capacity of the ring.
 void TShMemCli::OnInnerGone(const std::string& reason) {
   SetEndCause(Inner()->EndCause());
   if (due_ == Os::kNever) return End(reason);  // it was never ready
   Guarded([&] {
-    if (State() == EState::Asking) return End(joinError_.empty() ? "ShMem name: " + reason : joinError_);
+    if (State() == EState::Asking) return EndUnjoined("ShMem name: " + reason);
     BeginEnd(("ShMem proxy link: " + reason).c_str(), EndCause(), receiveChannel_.Ring().Capacity());
   });
 }
@@ -152,9 +159,14 @@ void TShMemCli::OnRoom() {
 
 // ---- bytes ----
 
+int TShMemCli::Send(const char* bytes, int length) {
+  std::uint64_t at = 0;
+  return SendAt(bytes, length, at);
+}
+
 // One lock for the whole call, so that data of two threads is not interleaved, and nothing is queued unseen
 // by the worker.
-int TShMemCli::Send(const char* bytes, int length) {
+int TShMemCli::SendAt(const char* bytes, int length, std::uint64_t& at) {
   if (length <= 0 || IsInherited()) return 0;
   const auto size = static_cast<std::size_t>(length);
   const std::lock_guard lock(Mutex());
@@ -168,9 +180,19 @@ int TShMemCli::Send(const char* bytes, int length) {
     BeginEndLocked(kBrokenReason, Os::ECause::BadRings);
     return 0;
   }
-  if (!AppendLocked(bytes + written, size - static_cast<std::size_t>(written))) return 0;
+  const std::uint64_t begin = taken_ + Size();
+  taken_ += static_cast<std::size_t>(written);
+  const bool whole = AppendLocked(bytes + written, size - static_cast<std::size_t>(written));
+  if (whole || written > 0) at = begin;
+  if (!whole) return 0;
   if (first && !Empty()) thread_->OnQueued();
   return length;
+}
+
+std::uint64_t TShMemCli::TakenBytes() {
+  if (IsInherited()) return 0;
+  const std::lock_guard lock(Mutex());
+  return taken_;
 }
 
 // Without memory for the rest the stream would be incomplete.
@@ -191,6 +213,7 @@ bool TShMemCli::MoveOverflow() {
     const std::ptrdiff_t written = sendChannel_.Write(block, count);
     if (written < 0) BeginEndLocked(kBrokenReason, Os::ECause::BadRings);
     if (written <= 0) return false;
+    taken_ += static_cast<std::size_t>(written);
     if (SetMemUsed(static_cast<std::size_t>(written)) == 0) break;
   }
   if (State() == EState::Linked) sendChannel_.WipePassed();

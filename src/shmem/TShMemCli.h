@@ -33,6 +33,9 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   // All or nothing. Returns 0 before the link is ready, once it is ending, and if the queue limit would be
   // exceeded; also if the ring is broken, which ends the link.
   int Send(const char* bytes, int length) override;
+  int SendAt(const char* bytes, int length, std::uint64_t& at) override;
+  // What was written into the ring has left: the gateway may read it at any time.
+  std::uint64_t TakenBytes() override;
   // At most kEventBytes per event; the rest is delivered by another event.
   int Recv(char* buffer, int size) override;
   static constexpr std::size_t kEventBytes = std::size_t{256} << 10;
@@ -72,6 +75,8 @@ class TShMemCli : public TMesProxy, private TMemQueue {
 
   void JoinRings(const std::string& baseName);
   void SetLinkReady();
+  // Ends the link before it is ready; why a name could not be joined says more than `reason`.
+  void EndUnjoined(const std::string& reason);
 
   // Ends the link once, from inside the context: closes, then raises the event. Threads outside the context
   // use BeginEnd to have the worker do it, after reading up to `drainBytes`.
@@ -110,13 +115,15 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   Os::ECause laterCause_ = Os::ECause::Other;  // likewise, as is the next
   std::size_t drainBytes_ = 0;
   const unsigned generation_ = Os::ProcessGeneration();
+  std::uint64_t taken_ = 0;     // guarded by the queue's lock
   std::size_t queueBytes_ = 0;  // from the setting, as is the next
   int spinUs_ = 0;
   std::unique_ptr<TCliThr> thread_;
 
   // Guarded by the context:
   std::string partialLine_;
-  std::string joinError_;     // for the last name that could not be joined
+  std::string joinError_;  // for the last name that could not be joined
+  Os::ECause joinCause_ = Os::ECause::Other;
   std::size_t received_ = 0;  // in this event
   EAwait await_ = EAwait::Name;
   Os::TTime due_ = Os::kNever;

@@ -103,10 +103,10 @@ void TShMemCli::OnTimer() {
 }
 
 void TShMemCli::OnOverdue() {
-  if (await_ == EAwait::Answer || joinError_.empty()) SetEndCause(Os::ECause::GatewaySilent);
+  SetEndCause(Os::ECause::GatewaySilent);
   switch (await_) {
     case EAwait::Name:
-      return End(joinError_.empty() ? kNoNameReason : joinError_);
+      return EndUnjoined(kNoNameReason);
     case EAwait::Silence:
       SendText(*Inner(), kHeartbeat);
       return Await(EAwait::Answer, kAnswerMs);

@@ -6,6 +6,7 @@ that exit, or are interrupted, with requests held.
 """
 
 import asyncio
+import gc
 import importlib.util
 import os
 import pathlib
@@ -34,8 +35,12 @@ async def coroutines():
     except vekapi.NotAnswered as error:
         assert error.fate.kind is FateKind.REFUSED and error.fate.reason is Reason.NOT_UP, error.fate
         assert error.fate.safe_to_repeat and error.fate.reason_text("zh-TW") == "連線尚未就緒", error.fate
-    events = session.events()
+    events, seen = session.events(), []
+    session.events()
+    assert len(session._listeners) == 1, "the events of an iterator that is gone are kept"
+    asyncio.ensure_future(note(session, seen))  # nothing refers to this task
     async with session:
+        gc.collect()
         products, first = await asyncio.gather(session.query("products", timeout=20), session.send(ORDER))
         assert any(product["Prod"] == "TXF" for product in products["products"])
         read(products, next((await session.query("products"))["products"].blocks()))
@@ -51,6 +56,18 @@ async def coroutines():
     assert (await held).reason is Reason.CLOSED
     last = [event async for event in events][-1]
     assert last.kind is EventKind.STATE and last.state is State.CLOSED and session.state is State.CLOSED, last
+    assert seen[-1] == last and not [event async for event in session.events()], len(seen)
+    try:
+        await session.open()
+        raise AssertionError("a closed session was opened")
+    except vekapi.SessionError as error:
+        assert error.reason is Reason.CLOSED, error
+    assert (await session.send(ORDER)).reason is Reason.CLOSED
+
+
+async def note(session, seen):
+    async for event in session.events():
+        seen.append(event)
 
 
 def read(result, block):

@@ -24,6 +24,30 @@ TEST_F(ShMemTest, WhatWaitsForAStoppedGatewayIsBounded) {
   for (int taken = 0; taken == 0; taken = mes->Send("y", 1)) std::this_thread::yield();
 }
 
+// Only what was written into the ring has left: a request behind it was never sent.
+TEST_F(ShMemTest, TellsWhatHasLeft) {
+  Link(1000);
+  const std::string text(900, 'x');
+  const auto send = [&] {
+    std::uint64_t at = 99;
+    EXPECT_EQ(mes->SendAt(text.data(), 900, at), 900);
+    return at;
+  };
+  EXPECT_EQ(send(), 0U);
+  EXPECT_EQ(mes->TakenBytes(), 900U);
+  EXPECT_EQ(send(), 900U);
+  EXPECT_EQ(send(), 1800U);
+  EXPECT_EQ(mes->TakenBytes(), 1000U);
+  char buffer[1000];
+  ASSERT_EQ(rings.Read(buffer, sizeof buffer), 1000);
+  while (mes->TakenBytes() != 2000) std::this_thread::yield();
+  {
+    const Dova::TSyncScope inside(mes->SyncContext());
+    mes->Close();
+  }
+  EXPECT_EQ(mes->TakenBytes(), 2000U);
+}
+
 // Reads everything and keeps nothing.
 class Glutton : public Dova::TMesEvHandler {
  public:

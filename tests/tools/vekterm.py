@@ -6,6 +6,8 @@ import json
 import os
 import pathlib
 import re
+import select
+import signal
 import socket
 import subprocess
 import sys
@@ -159,6 +161,51 @@ def narrow_fault():
     return None if ended.returncode == 0 and good_cut and "1000000" in wide else text.decode()
 
 
+def typed(*steps):
+    """Exit code and screen of a job of a shell, at a terminal. A step is what to wait for and what to type then."""
+    import pty, termios
+    shell, screen = pty.fork()
+    if not shell:
+        mode, me = termios.tcgetattr(0), os.getpid()
+        signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+        job = os.fork()
+        if not job:
+            os.setpgid(0, 0)
+            os.tcsetpgrp(0, os.getpid())
+            signal.signal(signal.SIGTTOU, signal.SIG_DFL)
+            os.execvp(LAUNCHER[0] if LAUNCHER else f"{BUILD}/vekterm", command("vekterm", good, "--user", "trader"))
+        while os.WIFSTOPPED(ended := os.waitpid(job, os.WUNTRACED)[1]):
+            os.tcsetpgrp(0, me)
+            termios.tcsetattr(0, termios.TCSADRAIN, mode)
+            os.write(1, b"stopped")
+            os.tcsetpgrp(0, job)
+            os.kill(job, signal.SIGCONT)
+        os._exit(os.waitstatus_to_exitcode(ended) % 256)
+    text = b""
+    try:
+        while select.select([screen], [], [], 20)[0]:
+            text += os.read(screen, 4096)
+            while steps and steps[0][0] in text:
+                while b"vek> " in steps[0][0] and termios.tcgetattr(screen)[3] & termios.ICANON:
+                    os.sched_yield()  # the prompt comes just before
+                os.write(screen, steps[0][1])
+                steps = steps[1:]
+    except OSError:  # the end
+        pass
+    os.close(screen)
+    return os.waitstatus_to_exitcode(os.waitpid(shell, 0)[1]), text
+
+
+def typed_fault():
+    """A shell turns echo on when a job was stopped: not while a password is typed; lines are edited all the same."""
+    if SUFFIX:
+        return None
+    ended = [typed((b"Password of", b"\x03")), typed((b"Password of", b"\x1asecret\r"), (b"vek> ", b"quiz"),
+                   (b"quiz", b"\x1a"), (b"stoppedvek> quiz", b"\bt\r"))]
+    good_ends = ended[0][0] == 130 and ended[1][0] == 0 and b"interrupted" in ended[0][1]
+    return None if good_ends and b"secret" not in ended[1][1] and ended[1][1].count(b"stopped") == 1 else str(ended)
+
+
 def reconnect_fault():
     """After a password change the session signs on again by itself, when the server closes the line."""
     server = subprocess.Popen(command("veksim", "--fault", "request:close"), stdout=subprocess.PIPE, text=True)
@@ -232,7 +279,7 @@ def recording_fault(file, given=""):
     return None if ended == 0 and not missing and "secret" not in text else f"{ended} {missing}\n{text}"
 
 
-faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault()), ("reconnect", reconnect_fault()),
+faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), ("narrow", narrow_fault()), ("typed", typed_fault()), ("reconnect", reconnect_fault()),
                                                        ("lost", lost_fault())]
 simulator.kill()
 faults.append(("bad options", bad_options_fault()))

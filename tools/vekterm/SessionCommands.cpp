@@ -5,7 +5,6 @@
 
 #include "platform/runtime/Wipe.h"
 #include "vekdump/Text.h"
-#include "vekterm/Console.h"
 #include "vekterm/Shell.h"
 
 namespace VekTerm {
@@ -24,7 +23,7 @@ bool IsOn(const Words& words) {
 }
 
 std::string Asked(const char* prompt) {
-  const auto secret = Console::AskSecret(prompt);
+  const auto secret = AskSecret(prompt);
   if (!secret || secret->empty()) throw Failure("no password was given");
   return *secret;
 }

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "platform/runtime/Wipe.h"
+#include "vekterm/Console.h"
 
 namespace VekTerm {
 
@@ -54,6 +55,12 @@ std::string ReadSecret(const std::string& name) {
   if (!file && line.empty()) throw Failure(name + " cannot be read, or is empty");
   if (line.ends_with('\r')) line.pop_back();
   return line;
+}
+
+std::optional<std::string> AskSecret(std::string_view prompt) {
+  auto secret = Console::AskSecret(prompt);
+  if (!secret && (Console::TakeInterrupt() || Console::MustEnd())) throw Interrupted();
+  return secret;
 }
 
 }  // namespace VekTerm

@@ -1,6 +1,7 @@
 // The commands of the terminal.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -79,5 +80,8 @@ long ReadCount(const std::string& text, long least, long most, const char* what)
 
 // The first line of a file. Throws Failure.
 std::string ReadSecret(const std::string& file);
+
+// Asks on the terminal; nothing if there is none, or at the end of its input. Throws Interrupted.
+std::optional<std::string> AskSecret(std::string_view prompt);
 
 }  // namespace VekTerm

@@ -40,7 +40,7 @@ std::string PasswordOf(const Options& options) {
   } catch (const Failure& failure) {
     throw Ending{kFile, failure.what()};
   }
-  if (auto asked = Console::AskSecret("Password of " + options.user + ": ")) return *asked;
+  if (auto asked = AskSecret("Password of " + options.user + ": ")) return *asked;
   throw Ending{kFile, "there is no terminal to ask for the password: use --password-file"};
 }
 

@@ -57,14 +57,15 @@ class Session(SessionBase):
         return await self._answered(lambda entered: self._change_password(entered, user, before, after))
 
     def events(self) -> AsyncIterator[Event]:
-        """All events from now on that nobody waits for, until the session is closed. Call it on the event loop."""
+        """All events from now on that nobody waits for, until the session is closed. Call it on the event loop. They are
+        kept as long as the iterator is."""
         came: "asyncio.Queue[Optional[Event]]" = asyncio.Queue()
-        self._listeners.append(came.put_nowait)
+        self._listen(came)
         return self._iterate(came)
 
     async def close(self, drain: float = 0) -> None:
-        """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
-        this returns."""
+        """Ends the session for good, after up to `drain` seconds for outstanding answers. All fates and events are passed
+        on before this returns."""
         if drain > 0 and self._state is not State.CLOSED:
             closed = self._future()
             self._state_waiters.append((lambda event: event.state is State.CLOSED, _bring_to(closed)))
@@ -134,13 +135,14 @@ class Session(SessionBase):
         return here.create_future()
 
     async def _iterate(self, came: "asyncio.Queue[Optional[Event]]") -> AsyncIterator[Event]:
+        self._iterated.append(came)  # or a waiting task that only its queue refers to would be collected
         try:
             event = await came.get()
             while event is not None:
                 yield event
                 event = await came.get()
         finally:
-            self._listeners.remove(came.put_nowait)
+            self._iterated.remove(came)
 
 
 def _bring_to(future: "asyncio.Future[Any]") -> Any:
@@ -166,7 +168,7 @@ class BlockingSession(SessionBase):
     def until_up(self, timeout: Optional[float] = None) -> None:
         """Waits until the session is up. SessionError if it is refused, stopped or closed; TimeoutError."""
         slot = self._slot()
-        self._when_settled(slot.put)
+        self._when_settled(slot.put_nowait)
         self._check_up(slot.wait(timeout))
 
     def query(self, text: str, timeout: Optional[float] = None, hold: Optional[float] = None) -> Result:
@@ -183,21 +185,22 @@ class BlockingSession(SessionBase):
     def change_password(self, user: str, before: str, after: str) -> Fate:
         """The fate's text is the server's message for the user; it does not say whether the change succeeded."""
         slot = self._slot()
-        entered = self._expect(slot.put)
+        entered = self._expect(slot.put_nowait)
         return self._wait(slot, entered, lambda: self._change_password(entered, user, before, after))
 
     def events(self, timeout: Optional[float] = None) -> Iterator[Event]:
-        """All events from now on that nobody waits for, until the session is closed or none came for `timeout` seconds."""
+        """All events from now on that nobody waits for, until the session is closed or none came for `timeout` seconds.
+        They are kept as long as the iterator is."""
         slot = _Slot()
-        self._listeners.append(slot.put)
+        self._listen(slot)
         return self._iterate(slot, timeout)
 
     def close(self, drain: float = 0) -> None:
-        """Ends the session, after up to `drain` seconds for outstanding answers. All fates and events are passed on before
-        this returns, or, inside an event, soon after it."""
+        """Ends the session for good, after up to `drain` seconds for outstanding answers. All fates and events are passed
+        on before this returns, or, inside an event, soon after it."""
         if drain > 0 and self._state is not State.CLOSED and self._pump is not threading.current_thread():
             closed = _Slot()
-            self._state_waiters.append((lambda event: event.state is State.CLOSED, closed.put))
+            self._state_waiters.append((lambda event: event.state is State.CLOSED, closed.put_nowait))
             self._call(lib.CVekSession_Close, _ms(drain))
             closed.wait(None)
         self._end(None)
@@ -231,7 +234,7 @@ class BlockingSession(SessionBase):
     def _ask(self, code: int, text: str, work_id: Optional[str], flags: int, hold: Optional[float],
              answer: Optional[float]) -> Fate:
         slot = self._slot()
-        entered = self._expect(slot.put)
+        entered = self._expect(slot.put_nowait)
         return self._wait(slot, entered, lambda: self._submit(entered, code, text, work_id, flags, hold, answer))
 
     def _slot(self) -> "_Slot":
@@ -255,8 +258,6 @@ class BlockingSession(SessionBase):
                 event = slot.wait(timeout)
         except TimeoutError:
             pass
-        finally:
-            self._listeners.remove(slot.put)
 
 
 class _Slot:
@@ -264,7 +265,7 @@ class _Slot:
 
     def __init__(self) -> None:
         self._came: "queue.SimpleQueue[Any]" = queue.SimpleQueue()
-        self.put = self._came.put
+        self.put_nowait = self._came.put
 
     def wait(self, timeout: Optional[float]) -> Any:
         deadline = math.inf if timeout is None else time.monotonic() + timeout

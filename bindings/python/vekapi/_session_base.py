@@ -4,6 +4,7 @@ import ctypes
 import itertools
 import threading
 import traceback
+import weakref
 from ctypes import byref
 from typing import Any, Callable, Dict, Iterable, Iterator, List, Optional, Tuple, Union
 
@@ -93,9 +94,11 @@ class SessionBase(Owned):
         self._last_told: Optional[Event] = None  # the last state event
         self._tags, self._waiters = itertools.count(1), {}  # type: Iterator[int], Dict[int, Tell]
         self._state_waiters: List[Tuple[Callable[[Event], bool], Tell]] = []
-        self._listeners: List[Callable[[Optional[Event]], None]] = []
+        self._listeners: "List[weakref.ref[Any]]" = []  # to queues
+        self._iterated: List[Any] = []  # those of them in use by a coroutine
         self._pump: Optional[threading.Thread] = None
         self._ending = False  # closed: all remaining events are queued
+        self._over = False  # and all were passed on
         for endpoint in [endpoints] if isinstance(endpoints, str) else endpoints:
             self.add_endpoint(endpoint)
         for question in resync:
@@ -207,7 +210,7 @@ class SessionBase(Owned):
         self._waiters.pop(entered.tag, None)
         if reason == d.vsr_NotUp:
             self._expect_state(told)
-        return Fate(FateKind.REFUSED, reason_of(reason), entered.work_id, link=entered.receipt.link,
+        return Fate(FateKind.REFUSED, self._reason(reason), entered.work_id, link=entered.receipt.link,
                     wait=entered.receipt.waitMs / 1000)
 
     def _expect_state(self, told: int) -> None:
@@ -244,10 +247,21 @@ class SessionBase(Owned):
                     entry[1](event)
 
     def _hand_out(self, event: Event) -> None:
-        for listener in list(self._listeners):
-            listener(event)
+        self._to_listeners(event)
         if self._on_event:
             _guarded(self._on_event)(event)
+
+    def _listen(self, events: Any) -> None:
+        """The queue gets every event that nobody waits for, and None at the end, as long as somebody refers to it."""
+        self._listeners.append(weakref.ref(events, self._listeners.remove))
+        if self._over:
+            events.put_nowait(None)
+
+    def _to_listeners(self, event: Optional[Event]) -> None:
+        for listener in list(self._listeners):
+            events = listener()
+            if events is not None:
+                events.put_nowait(event)
 
     def _tell_rest(self) -> None:
         """Passes on the remaining events of a closed session."""
@@ -256,8 +270,8 @@ class SessionBase(Owned):
             if not taken:
                 break
             self._told(*taken)
-        for listener in self._listeners:
-            listener(None)  # end of events
+        self._over = True
+        self._to_listeners(None)
 
     def _run(self, told: Callable[[int, Event], object]) -> None:
         """The thread that takes events, if no event loop does."""
@@ -296,10 +310,13 @@ class SessionBase(Owned):
         except ValueError:
             return False
 
-    @staticmethod
-    def _check(reason: int) -> None:
+    def _check(self, reason: int) -> None:
         if reason:
-            raise SessionError(reason_of(reason))
+            raise SessionError(self._reason(reason))
+
+    def _reason(self, number: int) -> Optional[Reason]:
+        """A closed session has no handle any more, which the library calls a bad argument."""
+        return Reason.CLOSED if self._closed and number == d.vsr_BadArgument else reason_of(number)
 
     @staticmethod
     def _check_up(event: Optional[Event]) -> None:

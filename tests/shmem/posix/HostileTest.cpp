@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <thread>
 
@@ -185,6 +186,20 @@ TEST_F(ShMemTest, AForkedChildLeavesTheRingsAlone) {
   EXPECT_STREQ(buffer, "mine");
   rings.Write("yours", 5);
   EXPECT_TRUE(events.WaitForBytes("yours"));
+}
+
+TEST_F(ShMemTest, TellsThatThereWereNoDescriptors) {
+  ASSERT_TRUE(Create(1000));
+  proxy->Ready();
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  proxy->Deliver("Ack:ShMemName:" + base + "\n");
+  setrlimit(RLIMIT_NOFILE, &before);
+  time.Advance(10'000);
+  EXPECT_TRUE(events.WaitForEnd().ends_with(strerror(EMFILE)));
+  EXPECT_EQ(mes->EndCause(), Dova::Os::ECause::NoDescriptor);
 }
 
 TEST_F(ShMemTest, UsersDoNotJoinEachOther) {

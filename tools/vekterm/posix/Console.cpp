@@ -1,6 +1,7 @@
 #include "vekterm/Console.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -11,6 +12,9 @@
 
 namespace VekTerm::Console {
 namespace {
+
+constexpr char kCtrlZ = 26;
+constexpr int kTickMs = 250;
 
 std::atomic<bool> interrupted{false};
 std::atomic<bool> mustEnd{false};
@@ -35,13 +39,14 @@ bool WriteTo(int file, std::string_view text) {
   return true;
 }
 
-// Turns echo off for its lifetime.
+// Turns echo off for its lifetime. Ctrl-Z becomes a character, because a shell would turn echo on again.
 class Quiet {
  public:
   explicit Quiet(int terminal) : terminal_(terminal) {
     tcgetattr(terminal_, &before_);
     termios quiet = before_;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    quiet.c_cc[VSUSP] = _POSIX_VDISABLE;
     tcsetattr(terminal_, TCSAFLUSH, &quiet);
   }
   ~Quiet() { tcsetattr(terminal_, TCSAFLUSH, &before_); }
@@ -56,10 +61,14 @@ class Quiet {
 std::optional<std::string> ReadLine(int terminal) {
   std::string line;
   for (char c = 0;;) {
+    pollfd entry{terminal, POLLIN, 0};
+    const int ready = poll(&entry, 1, kTickMs);
+    if (interrupted || mustEnd) return {};
+    if (ready <= 0) continue;
     const ssize_t count = read(terminal, &c, 1);
     if (count <= 0 || c == 4) return {};
     if (c == '\n') return line;
-    line += c;
+    if (c != kCtrlZ) line += c;
   }
 }
 
@@ -111,10 +120,10 @@ bool InputLost() {
 std::optional<std::string> AskSecret(std::string_view prompt) {
   const int terminal = open("/dev/tty", O_RDWR | O_CLOEXEC);
   if (terminal < 0) return {};
-  WriteTo(terminal, prompt);
   std::optional<std::string> line;
   {
     const Quiet quiet(terminal);
+    WriteTo(terminal, prompt);
     line = ReadLine(terminal);
   }
   WriteTo(terminal, "\n");

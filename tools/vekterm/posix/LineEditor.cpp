@@ -2,8 +2,10 @@
 
 #include <histedit.h>
 #include <poll.h>
+#include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <clocale>
 #include <cstdio>
 
@@ -16,6 +18,7 @@ namespace {
 
 constexpr int kTickMs = 250;
 char prompt[] = "vek> ";
+std::atomic<bool> terminalChanged{false};
 
 }  // namespace
 
@@ -38,6 +41,9 @@ class LineEditor::Impl {
     el_set(edit_, EL_ADDFN, "vek-complete", "completes a word", &OnTab);
     el_set(edit_, EL_BIND, "\t", "vek-complete", nullptr);
     el_set(edit_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    struct sigaction action {};
+    action.sa_handler = [](int) { terminalChanged = true; };
+    for (const int number : {SIGCONT, SIGWINCH}) sigaction(number, &action, nullptr);
   }
   ~Impl() {
     history_end(history_);
@@ -82,6 +88,7 @@ class LineEditor::Impl {
     for (;;) {
       if (Console::MustEnd()) return 0;
       if (Console::TakeInterrupt()) return Interrupted();
+      if (terminalChanged.exchange(false)) OnTerminalChanged();
       pollfd entries[] = {{STDIN_FILENO, POLLIN, 0}, {static_cast<int>(events_.waitHandle), POLLIN, 0}};
       const int ready = poll(entries, 2, kTickMs);
       if (ready < 0) continue;  // a signal
@@ -106,6 +113,13 @@ class LineEditor::Impl {
     const std::string before(line->buffer, line->cursor);
     const std::size_t rows = (TextWidth(prompt) + TextWidth(before)) / (width != 0 ? width : 80);
     return (rows == 0 ? "" : "\x1b[" + std::to_string(rows) + 'A') + "\r\x1b[J";
+  }
+
+  // Another size, or the program was stopped and the shell has set the terminal's mode.
+  void OnTerminalChanged() {
+    el_resize(edit_);
+    for (const int edited : {0, 1}) el_set(edit_, EL_PREP_TERM, edited);
+    el_set(edit_, EL_REFRESH);
   }
 
   int Interrupted() {
