@@ -29,7 +29,7 @@ VekFlowCtrlSender::~VekFlowCtrlSender() {
 
 unsigned VekFlowCtrlSender::PendingCount() const {
   const VekFlowCtrlLocker lock(*this);
-  return static_cast<unsigned>(pending_.size());
+  return IsInherited() ? 0 : static_cast<unsigned>(pending_.size());
 }
 
 unsigned VekFlowCtrlSender::RefusedCount() const {
@@ -39,12 +39,12 @@ unsigned VekFlowCtrlSender::RefusedCount() const {
 
 std::deque<std::string> VekFlowCtrlSender::TakePending() {
   const VekFlowCtrlLocker lock(*this);
-  return std::exchange(pending_, {});
+  return IsInherited() ? std::deque<std::string>() : std::exchange(pending_, {});
 }
 
 unsigned VekFlowCtrlSender::TakePending(char* buffer, unsigned size) {
   const VekFlowCtrlLocker lock(*this);
-  if (pending_.empty()) return 0;
+  if (IsInherited() || pending_.empty()) return 0;
   const std::string& oldest = pending_.front();
   const auto length = static_cast<unsigned>(oldest.size());
   if (length > size) return length;
@@ -54,7 +54,7 @@ unsigned VekFlowCtrlSender::TakePending(char* buffer, unsigned size) {
 }
 
 bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
-  if (length <= kPrefixBytes) return false;
+  if (length <= kPrefixBytes || IsInherited()) return false;
   const VekFlowCtrlLocker lock(*this);
   if (!Holding() && CheckFlowCtrl() == 0) {
     Send(buffer, length, 1);
@@ -68,6 +68,7 @@ bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
 
 // Requests to be held are stored first: if there is no memory for them, nothing is sent.
 unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& requests) {
+  if (IsInherited()) return 0;
   const VekFlowCtrlLocker lock(*this);
   const unsigned sent = Holding() ? 0 : FillBatch(requests);
   try {
