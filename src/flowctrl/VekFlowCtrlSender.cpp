@@ -25,6 +25,10 @@ VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) {
 
 VekFlowCtrlSender::~VekFlowCtrlSender() {
   CloseGate();
+  if (!IsInherited()) return;
+  // A thread of the parent may have been changing them at the fork: their memory is left alone.
+  ::new (static_cast<void*>(&pending_)) std::deque<std::string>;
+  ::new (static_cast<void*>(&batch_)) std::string;
 }
 
 unsigned VekFlowCtrlSender::PendingCount() const {

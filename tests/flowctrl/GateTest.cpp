@@ -241,5 +241,30 @@ TEST(Sender, AForkedChildNeitherWaitsNorSends) {
   EXPECT_EQ(sender->PendingCount(), 1U);
 }
 
+TEST(Sender, AForkedChildDestroysASenderThatWasInUse) {
+  if (!TestSupport::kForksAtAnyMoment) GTEST_SKIP() << "not the sanitizers' own allocator and registry";
+  VekApi::VekClientHandlerBase events;
+  VekApi::VekClient client(events);
+  auto sender = std::make_unique<VekApi::VekFlowCtrlSender>(client);
+  std::atomic<bool> stop{false};
+  std::thread busy([&] {
+    const std::deque<std::string> requests(1000, std::string(100, 'a'));
+    while (!stop) {
+      sender->SetFlowCtrl(1, 1'000'000);
+      sender->SendVekRequests(requests);
+      sender->SetFlowCtrl(1000, 1);
+      sender->StartCheckTimer();
+    }
+  });
+  const auto destroy = [&] {
+    sender.reset();
+    return 0;
+  };
+  for (int round = 0; round < 100; ++round)
+    EXPECT_EQ(TestSupport::ExitCodeOfChild(destroy).value_or(0), 0) << round;
+  stop = true;
+  busy.join();
+}
+
 }  // namespace
 }  // namespace vektest
