@@ -797,7 +797,7 @@ namespace VekApi
         /// <summary>hold it for at most holdMs</summary>
         public const int vsm_Hold = 1;
 
-        /// <summary>line k of a link is for request k</summary>
+        /// <summary>line k of a link, as CVekFlowCtrlSender_AckParser counts them, is for request k</summary>
         public const int vsa_InOrder = 0;
         /// <summary>each line begins with its request's work id; missing and surplus lines do no harm</summary>
         public const int vsa_ByWorkId = 1;

@@ -91,7 +91,7 @@ Public Const vsm_Try As Long = 0  ' refuse it: vsr_TooFast, vsr_LinkFull
 Public Const vsm_Hold As Long = 1  ' hold it for at most holdMs
 
 ' How acknowledgement lines of code 129 are matched to requests.
-Public Const vsa_InOrder As Long = 0  ' line k of a link is for request k
+Public Const vsa_InOrder As Long = 0  ' line k of a link, as CVekFlowCtrlSender_AckParser counts them, is for request k
 Public Const vsa_ByWorkId As Long = 1  ' each line begins with its request's work id; missing and surplus lines do no harm
 
 ' Flags of a session (CVekSessionConfig.flags), combined by addition.

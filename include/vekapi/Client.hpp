@@ -74,13 +74,13 @@ class VekFlatClient {
   // True if the link accepted the whole request.
   bool Send(int code, std::string_view text) {
     std::string buffer = Detail::RequestBuffer(text);
-    return CVekClient_SendVekRequest(&client_, code, buffer.data(), static_cast<unsigned>(buffer.size()));
+    return CVekClient_SendVekRequest(&client_, code, buffer.data(), Detail::Length(buffer.size()));
   }
   // Sends a query, "WORKID REST". 0: sent; positive: milliseconds until the query rate allows it; -1: not
   // sent.
   int Query(std::string_view text) {
     std::string buffer = Detail::RequestBuffer(text);
-    return CVekClient_SendVekQueryRequest(&client_, buffer.data(), static_cast<unsigned>(buffer.size()));
+    return CVekClient_SendVekQueryRequest(&client_, buffer.data(), Detail::Length(buffer.size()));
   }
   // As CVekClient_ChgPass.
   bool ChangePassword(const std::string& user, const std::string& before, const std::string& after) {

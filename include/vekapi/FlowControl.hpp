@@ -194,7 +194,7 @@ class VekSender {
   // Refused.
   bool Send(std::string_view request) {
     std::string buffer = Detail::RequestBuffer(request);
-    return CVekFlowCtrlSender_SendVekRequest(&sender_, buffer.data(), static_cast<unsigned>(buffer.size()));
+    return CVekFlowCtrlSender_SendVekRequest(&sender_, buffer.data(), Detail::Length(buffer.size()));
   }
   // Call it with each acknowledgement of the client; `text` as received, ended by NUL.
   void Acknowledge(int code, std::string_view text) {

@@ -315,7 +315,7 @@ class VekSession {
   // The waiter may be deleted before this returns.
   VekFate Submit(CVekSubmit request, std::string_view text, Waiter& waiter) {
     request.size = sizeof request, request.text = text.data();
-    request.textLength = static_cast<std::uint32_t>(text.size());
+    request.textLength = Detail::Length(text.size());
     request.tag = waiter.Tag();
     CVekReceipt receipt = NoReceipt();
     const std::uint64_t told = told_->states;

@@ -3,6 +3,7 @@
 #ifndef VEKAPI_TEXT_HPP
 #define VEKAPI_TEXT_HPP
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -40,6 +41,12 @@ inline std::string RequestBuffer(std::string_view text) {
   std::string buffer(5, ' ');
   buffer += text;
   return buffer;
+}
+
+// A length for the flat functions. One that does not fit stays too long, so that they refuse it instead of
+// sending the text's beginning. Parentheses keep a macro of Windows away.
+inline std::uint32_t Length(std::uint64_t length) {
+  return static_cast<std::uint32_t>((std::min<std::uint64_t>)(length, 0xFFFFFFFF));
 }
 
 }  // namespace Detail

@@ -22,6 +22,9 @@ namespace VekApi {
 // acknowledgement. Lock order: events of a client, then the user lock, then the limiter's lock. With the user
 // lock held, do not connect, disconnect or delete a client, or wait for a thread that does. A thread that
 // waits for the gate while holding an application lock must not need that lock in OnVekFlowCtrlFree.
+//
+// In a forked child an inherited gate is closed: no request is allowed, no event is raised, and its locks do
+// not wait. New gates work.
 class VEKAPI_EXPORT VekFlowCtrl {
  public:
   // Without a rate: every request is allowed.
@@ -93,6 +96,9 @@ class VEKAPI_EXPORT VekFlowCtrl {
   // Unless the timer is already armed, arms it to raise OnVekFlowCtrlFree when a request may be sent, `ms`
   // milliseconds from now at the earliest. Also without a rate, since every request is then allowed.
   void LookSoon(unsigned ms);
+
+  // True in a forked child that inherited the gate.
+  bool IsInherited() const noexcept;
 
   // Returns the places of `n` requests that CheckFlowCtrl has counted and that were not sent after all.
   void GiveBack(unsigned n) noexcept;

@@ -34,7 +34,8 @@ class VekClient;
 // held or removed.
 //
 // Threads: everything except construction and destruction is thread-safe; calls are serialised. For the
-// destructor, the locks, and what is forbidden under them, see VekFlowCtrl.
+// destructor, the locks, and what is forbidden under them, see VekFlowCtrl. In a forked child an inherited
+// sender has no held requests, and neither sends nor holds any.
 class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
  public:
   // `client` is not owned and need not be connected. After its destruction all requests are refused.

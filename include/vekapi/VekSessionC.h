@@ -104,7 +104,7 @@ enum {
 
 // How acknowledgement lines of code 129 are matched to requests.
 enum {
-  vsa_InOrder,  // line k of a link is for request k
+  vsa_InOrder,  // line k of a link, as CVekFlowCtrlSender_AckParser counts them, is for request k
   vsa_ByWorkId  // each line begins with its request's work id; missing and surplus lines do no harm
 };
 

@@ -47,6 +47,7 @@ void VekFlowCtrl::Clear() {
 }
 
 void VekFlowCtrl::SetFlowCtrl(int count, int ms) {
+  if (IsInherited()) return;
   const VekFlowCtrlLocker lock(*this);
   const bool configured = count >= 1 && ms >= 1;
   flowCount_ = configured ? count : 0;
@@ -57,7 +58,7 @@ void VekFlowCtrl::SetFlowCtrl(int count, int ms) {
 }
 
 void VekFlowCtrl::SetAckTime(unsigned n) {
-  if (impl_->SetAckTime(n) != 0) impl_->CheckAndArm();
+  if (!IsInherited() && impl_->SetAckTime(n) != 0) impl_->CheckAndArm();
 }
 
 void VekFlowCtrl::VekAckParser(int code, const std::string& text) {
@@ -65,11 +66,15 @@ void VekFlowCtrl::VekAckParser(int code, const std::string& text) {
 }
 
 unsigned VekFlowCtrl::CheckFlowCtrl() {
-  return static_cast<unsigned>(impl_->CheckFlowCtrlWaitAck());
+  return static_cast<unsigned>(IsInherited() ? -1 : impl_->CheckFlowCtrlWaitAck());
 }
 
 void VekFlowCtrl::StartCheckTimer() {
   impl_->CheckAndArm();
+}
+
+bool VekFlowCtrl::IsInherited() const noexcept {
+  return impl_->IsInherited();
 }
 
 void VekFlowCtrl::LookSoon(unsigned ms) {

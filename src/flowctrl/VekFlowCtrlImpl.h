@@ -23,7 +23,7 @@ class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlo
   // Raises the free event if a request may be sent; otherwise arms the timer. The gate may be deleted
   // afterwards.
   void CheckAndArm() {
-    if (IsActive()) Check(false);
+    if (IsActive() && !IsInherited()) Check(false);
   }
 
   // Changes the rate. A pending wait for the free event continues with the new rate, and ends at once if
@@ -35,6 +35,8 @@ class VekFlowCtrl::TImpl : public Dstl::ref_counter<unsigned>, public Dova::TFlo
 
   // No free event follows, except the one this is called from. The gate must still hold its own reference.
   void Close() noexcept;
+
+  bool IsInherited() const noexcept { return userLock.IsInherited(); }
 
   mutable Dova::TRecursiveMutex userLock;
 

@@ -17,7 +17,7 @@ constexpr unsigned kMemoryRetryMs = 10;
 }  // namespace
 
 bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
-  if (length <= kPrefixBytes) return false;
+  if (length <= kPrefixBytes || IsInherited()) return false;
   const VekFlowCtrlLocker lock(*this);
   if (!Holding() && CheckFlowCtrl() == 0) {
     Send(buffer, length, 1);
@@ -31,6 +31,7 @@ bool VekFlowCtrlSender::SendVekRequest(char* buffer, unsigned length) {
 
 // Requests to be held are stored first: if there is no memory for them, nothing is sent.
 unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& requests) {
+  if (IsInherited()) return 0;
   const VekFlowCtrlLocker lock(*this);
   const unsigned sent = Holding() ? 0 : FillBatch(requests);
   try {

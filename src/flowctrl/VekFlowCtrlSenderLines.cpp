@@ -42,7 +42,7 @@ class TPairs {
 }  // namespace
 
 unsigned VekFlowCtrlSender::SendVekRequests(char* buffer, unsigned length) {
-  if (length < kPrefixBytes) return 0;
+  if (length < kPrefixBytes || IsInherited()) return 0;
   const char* const end = buffer + length;
   const VekFlowCtrlLocker lock(*this);
   if (Holding()) {

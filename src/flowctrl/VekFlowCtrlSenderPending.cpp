@@ -1,5 +1,6 @@
 // The sender's life, and what the application asks about its held requests.
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "flowctrl/TRequestPort.h"
@@ -16,11 +17,15 @@ VekFlowCtrlSender::VekFlowCtrlSender(VekClient& client) {
 
 VekFlowCtrlSender::~VekFlowCtrlSender() {
   CloseGate();
+  if (!IsInherited()) return;
+  // A thread of the parent may have been changing them at the fork: their memory is left alone.
+  ::new (static_cast<void*>(&pending_)) std::deque<std::string>;
+  ::new (static_cast<void*>(&batch_)) std::string;
 }
 
 unsigned VekFlowCtrlSender::PendingCount() const {
   const VekFlowCtrlLocker lock(*this);
-  return static_cast<unsigned>(pending_.size());
+  return IsInherited() ? 0 : static_cast<unsigned>(pending_.size());
 }
 
 unsigned VekFlowCtrlSender::RefusedCount() const {
@@ -30,12 +35,12 @@ unsigned VekFlowCtrlSender::RefusedCount() const {
 
 std::deque<std::string> VekFlowCtrlSender::TakePending() {
   const VekFlowCtrlLocker lock(*this);
-  return std::exchange(pending_, {});
+  return IsInherited() ? std::deque<std::string>() : std::exchange(pending_, {});
 }
 
 unsigned VekFlowCtrlSender::TakePending(char* buffer, unsigned size) {
   const VekFlowCtrlLocker lock(*this);
-  if (pending_.empty()) return 0;
+  if (IsInherited() || pending_.empty()) return 0;
   const std::string& oldest = pending_.front();
   const auto length = static_cast<unsigned>(oldest.size());
   if (length > size) return length;

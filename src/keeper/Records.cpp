@@ -42,7 +42,7 @@ std::string RecordOfPacket(const CVekEvent& event) {
 }
 
 std::string Why(const CVekEvent& event) {
-  std::string why = WordsOf(vst_Reason, event.cause != 0 ? event.cause : event.reason, 0);
+  std::string why = WhyOf(event);
   if (event.detail && *event.detail) why += (why.empty() ? "" : ": ") + std::string(event.detail);
   return why;
 }

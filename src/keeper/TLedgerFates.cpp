@@ -135,11 +135,15 @@ void TLedger::OnResult(const TAnswer& answer, std::int64_t now) {
   }
 }
 
+// In order, lines are counted as a gate counts them: an empty one only if it is the last, none behind a NUL.
 void TLedger::OnAcks(std::string_view text, std::int64_t now) {
+  const bool inOrder = rules_.ackRule == vsa_InOrder;
+  std::string_view lines = inOrder ? text.substr(0, text.find('\0')) : text;
   for (;;) {
-    const std::size_t end = text.find('\n');
-    OnLine(text.substr(0, end), now);
-    if (end == std::string_view::npos) return;
+    const std::size_t end = lines.find('\n');
+    if (end == std::string_view::npos) return OnLine(text, now);
+    if (end > 0 || !inOrder) OnLine(text.substr(0, end), now);
+    lines.remove_prefix(end + 1);
     text.remove_prefix(end + 1);
   }
 }

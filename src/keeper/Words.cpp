@@ -61,8 +61,7 @@ void AddText(std::string& line, const char* text) {
 }
 
 void AddReason(std::string& line, const CVekEvent& event) {
-  const std::int32_t reason = event.cause != 0 ? event.cause : event.reason;
-  if (reason != 0) line.append(" (").append(WordsOf(vst_Reason, reason, 0)).append(")");
+  if (const std::string why = WhyOf(event); !why.empty()) line.append(" (").append(why).append(")");
   if (!event.detail || !*event.detail) return;
   line += ": ";
   if (event.kind == vse_Trace) return AddText(line, event.detail);
@@ -94,6 +93,14 @@ const char* WordsOf(std::int32_t what, std::int32_t value, std::int32_t language
 std::int32_t BroadReason(std::int32_t reason) noexcept {
   const TWords* const words = Find(vst_Reason, reason);
   return words ? words->broad : reason;
+}
+
+std::string WhyOf(const CVekEvent& event) {
+  const std::int32_t finest = event.cause != 0 ? event.cause : event.reason;
+  std::string why;
+  if (event.state == vss_Stopped && BroadReason(finest) != event.reason)
+    why.append(WordsOf(vst_Reason, event.reason, 0)).append("; ");
+  return why += WordsOf(vst_Reason, finest, 0);
 }
 
 std::string Describe(const CVekEvent& event) {

@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <functional>
+#include <future>
+#include <memory>
 #include <string>
 #include <thread>
 
+#include "support/Forked.h"
 #include "support/TVirtualTimerQueue.h"
 #include "vekapi/VekClient.h"
 #include "vekapi/VekFlowCtrlSender.h"
@@ -200,6 +203,67 @@ TEST(Sender, EverybodyAtOnce) {
   const std::size_t refused = sender.RefusedCount();
   EXPECT_LE(refused, settings);
   EXPECT_EQ(begun, refused + taken + sender.TakePending().size()) << "none is lost or doubled";
+}
+
+// A thread of the parent holds all locks of both. The child would wait for it, or send what the parent holds.
+TEST(Sender, AForkedChildNeitherWaitsNorSends) {
+  VekApi::VekClientHandlerBase events;
+  VekApi::VekClient client(events);
+  auto sender = std::make_unique<VekApi::VekFlowCtrlSender>(client);
+  auto gate = std::make_unique<TGate>();
+  sender->SetFlowCtrl(1, 1'000'000);
+  gate->SetFlowCtrl(1, 1'000'000);
+  EXPECT_EQ(sender->SendVekRequests({"a\n1", "b\n2"}), 1U);
+  std::promise<void> held, done;
+  gate->onFree = [&] {
+    held.set_value();
+    done.get_future().wait();
+  };
+  std::thread holder([&] {
+    const VekApi::VekFlowCtrlLocker lock(*sender);
+    gate->StartCheckTimer();
+  });
+  held.get_future().wait();
+  const auto use = [&] {
+    char text[] = ".....c\n3";
+    if (sender->PendingCount() != 0 || !sender->TakePending().empty()) return 1;
+    if (sender->SendVekRequest(text, 8) || sender->SendVekRequests({"d\n4"}) != 0) return 2;
+    gate->SetAckTime(1);
+    gate->SetFlowCtrl(5, 1);
+    if (gate->CheckFlowCtrl() == 0) return 3;
+    sender.reset();
+    gate.reset();
+    return TGate().CheckFlowCtrl() == 0 ? 0 : 4;
+  };
+  EXPECT_EQ(TestSupport::ExitCodeOfChild(use).value_or(0), 0);
+  done.set_value();
+  holder.join();
+  EXPECT_EQ(sender->PendingCount(), 1U);
+}
+
+TEST(Sender, AForkedChildDestroysASenderThatWasInUse) {
+  if (!TestSupport::kForksAtAnyMoment) GTEST_SKIP() << "not the sanitizers' own allocator and registry";
+  VekApi::VekClientHandlerBase events;
+  VekApi::VekClient client(events);
+  auto sender = std::make_unique<VekApi::VekFlowCtrlSender>(client);
+  std::atomic<bool> stop{false};
+  std::thread busy([&] {
+    const std::deque<std::string> requests(1000, std::string(100, 'a'));
+    while (!stop) {
+      sender->SetFlowCtrl(1, 1'000'000);
+      sender->SendVekRequests(requests);
+      sender->SetFlowCtrl(1000, 1);
+      sender->StartCheckTimer();
+    }
+  });
+  const auto destroy = [&] {
+    sender.reset();
+    return 0;
+  };
+  for (int round = 0; round < 100; ++round)
+    EXPECT_EQ(TestSupport::ExitCodeOfChild(destroy).value_or(0), 0) << round;
+  stop = true;
+  busy.join();
 }
 
 }  // namespace

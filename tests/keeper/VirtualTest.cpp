@@ -83,6 +83,17 @@ TEST_F(Kept, ARateCountsWhatIsOutAlready) {
   EXPECT_EQ(Sent(), Lines{"W4"});
 }
 
+TEST_F(Kept, LinesInOrderAreCountedAsAGateCountsThem) {
+  MakeUp();
+  for (const char* id : {"W1", "W2", "W3", "W4"}) EXPECT_EQ(kept->Order(id), 0);
+  Ack("\nok\n\nok");
+  EXPECT_EQ(kept->Take(), (Lines{"W1 acknowledged", "W2 acknowledged"}));
+  Ack(std::string("ok\0\nok", 6));
+  EXPECT_EQ(kept->Take(), Lines{"W3 acknowledged"});
+  Ack("\n\n");
+  EXPECT_EQ(kept->Take(), Lines{"W4 acknowledged: the acknowledgement was empty"});
+}
+
 TEST_F(Kept, WithdrawnAndReplacedOnesAreNeverSent) {
   MakeUp(Rated(1, 100));
   kept->Order("W1");

@@ -19,6 +19,20 @@ TEST(Words, DescribeConvertsTheServersAndKeepsTheLibrarys) {
   EXPECT_NE(Describe(event).find("\u5BC6\u78BC"), std::string::npos) << Describe(event);
 }
 
+TEST(Words, WhyASessionStoppedIsToldBesideWhatEndedItsLastLink) {
+  CVekEvent event{};
+  event.size = sizeof event;
+  event.kind = vse_State;
+  event.state = vss_Stopped;
+  event.cause = vsr_Reset;
+  event.reason = vsr_ShortLinks;
+  EXPECT_NE(Describe(event).find(WordsOf(vst_Reason, vsr_ShortLinks, 0)), std::string::npos)
+      << Describe(event);
+  EXPECT_NE(Describe(event).find(WordsOf(vst_Reason, vsr_Reset, 0)), std::string::npos) << Describe(event);
+  event.reason = vsr_LinkBroken;
+  EXPECT_EQ(Describe(event), "state link 0: given up (the connection was reset) attempt 0 endpoint 0");
+}
+
 // Some pieces begin within a character. What follows the result has no mark.
 TEST(Words, ResultsMarkedUtf8AreShownAsSuch) {
   const std::string head("\x02w1\0\0", 5), utf8 = head + "UTF8\n\u5BC6\u78BC|", big5 = "\xB1\x4B\xBD\x58|";

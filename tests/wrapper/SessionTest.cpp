@@ -73,6 +73,9 @@ TEST(SessionWrapper, PolledFatesComeInsideNextAndInTheDestructor) {
       EXPECT_THROW(session.Ask("products", 20s), VekApi::VekInCallback);
     };
     EXPECT_EQ(session.Submit(VekSession::Request(cvmc_RequestAck, 20s, 0ms), kOrder, note).fate, vsf_None);
+    const std::string_view tooLong(kOrder, (std::uint64_t{1} << 32) + 10);  // is not read
+    EXPECT_EQ(session.Submit(VekSession::Request(cvmc_RequestAck, 20s, 0ms), tooLong, note).reason,
+              vsr_BadText);
     while (told == 0 && session.Next(20s)) continue;
     session.Submit(VekSession::Request(cvmc_RequestAck, 20s, 0ms), kOrder, note);
     EXPECT_EQ(told, 1);

@@ -105,7 +105,7 @@ vsm_Try = 0  # refuse it: vsr_TooFast, vsr_LinkFull
 vsm_Hold = 1  # hold it for at most holdMs
 
 # How acknowledgement lines of code 129 are matched to requests.
-vsa_InOrder = 0  # line k of a link is for request k
+vsa_InOrder = 0  # line k of a link, as CVekFlowCtrlSender_AckParser counts them, is for request k
 vsa_ByWorkId = 1  # each line begins with its request's work id; missing and surplus lines do no harm
 
 # Flags of a session (CVekSessionConfig.flags), combined by addition.
