@@ -1,6 +1,7 @@
 #ifndef VEKAPI_VEKFLOWCTRLSENDER_H
 #define VEKAPI_VEKFLOWCTRLSENDER_H
 
+#include <cstddef>
 #include <deque>
 #include <memory>
 #include <string>
@@ -84,6 +85,8 @@ class VEKAPI_EXPORT VekFlowCtrlSender : public VekFlowCtrl {
   bool Send(char* buffer, std::size_t length, unsigned requests);
   void Hold(const char* first, const char* last);
   void AppendRequests(const char* first, const char* last, unsigned counted);
+  // After a failure: holds the first `before` requests only, and gives back `counted` places.
+  void TakeBack(std::size_t before, unsigned counted) noexcept;
   unsigned FillBatch(const std::deque<std::string>& requests);
 
   std::shared_ptr<TRequestPort> port_;

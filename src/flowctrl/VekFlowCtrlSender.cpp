@@ -34,10 +34,11 @@ unsigned VekFlowCtrlSender::SendVekRequests(const std::deque<std::string>& reque
   if (IsInherited()) return 0;
   const VekFlowCtrlLocker lock(*this);
   const unsigned sent = Holding() ? 0 : FillBatch(requests);
+  const std::size_t before = pending_.size();
   try {
-    pending_.insert(pending_.end(), requests.begin() + static_cast<std::ptrdiff_t>(sent), requests.end());
+    for (std::size_t at = sent; at < requests.size(); ++at) pending_.push_back(requests[at]);
   } catch (...) {
-    GiveBack(sent);
+    TakeBack(before, sent);
     throw;
   }
   if (sent != 0) Send(batch_.data(), batch_.size(), sent);
@@ -67,7 +68,7 @@ void VekFlowCtrlSender::OnVekFlowCtrlFree() {
   if (sending_) return;
   const unsigned count = FillBatch(pending_);
   if (count != 0) {
-    pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(count));
+    for (unsigned at = 0; at < count; ++at) pending_.pop_front();
     if (Send(batch_.data(), batch_.size(), count)) OnVekRequestsSent(count, true);
     CheckWhenHolding();
   } else if (!pending_.empty()) {
@@ -100,6 +101,11 @@ bool VekFlowCtrlSender::Send(char* buffer, std::size_t length, unsigned requests
 
 void VekFlowCtrlSender::Hold(const char* first, const char* last) {
   pending_.emplace_back(first, last);
+}
+
+void VekFlowCtrlSender::TakeBack(std::size_t before, unsigned counted) noexcept {
+  while (pending_.size() > before) pending_.pop_back();
+  GiveBack(counted);
 }
 
 }  // namespace VekApi

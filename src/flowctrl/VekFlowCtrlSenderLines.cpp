@@ -70,8 +70,7 @@ void VekFlowCtrlSender::AppendRequests(const char* first, const char* last, unsi
   try {
     for (TPairs pairs(first, last); pairs.Take();) Hold(pairs.First(), pairs.Last());
   } catch (...) {
-    pending_.resize(before);
-    GiveBack(counted);
+    TakeBack(before, counted);
     throw;
   }
 }
