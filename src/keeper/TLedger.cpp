@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "protocol/RequestPrefix.h"
+
 namespace VekApi {
 
 TLedger::TLedger(const TLedgerRules& rules, TLedgerPort& port, TEventQueue& told)
@@ -32,6 +34,8 @@ int TLedger::WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::in
   const auto taken = [this](const TRequest& each) {
     return each.Undecided() || (each.fate == vsf_TimedOut && each.link == link_);
   };
+  // It would stay at the head of its lane for good, and all others behind it.
+  if (FramedBytes(FrontOf(wanted) + wanted.text.size()) > most_) return vsr_BadText;
   const bool unique = wanted.putIdInFront || (wanted.flags & vsg_Duplicate) != 0;
   if (!unique && pool_.FindId(wanted.id, taken)) return vsr_DuplicateId;
   if (wanted.replaces && (!replaced || replaced->phase != EPhase::Held)) return vsr_TooLate;
@@ -56,7 +60,7 @@ TRequest* TLedger::Enter(const TNewRequest& wanted, std::int64_t now) {
 }
 
 void TLedger::Fill(TRequest& request, const TNewRequest& wanted, std::int64_t now) {
-  const std::size_t front = wanted.putIdInFront ? wanted.id.size() + 1 : 0;
+  const std::size_t front = FrontOf(wanted);
   request.text.resize(front + wanted.text.size());
   if (front != 0) request.text[wanted.id.copy(request.text.data(), front)] = ' ';
   wanted.text.copy(request.text.data() + front, wanted.text.size());
@@ -122,6 +126,7 @@ void TLedger::BeginLink(std::uint32_t link) {
   link_ = link;
   ended_ = false;
   fullUntil_ = 0;
+  most_ = SIZE_MAX;
   timedOutInOrder_ = 0;
   endedNeverSent_ = endedUnknown_ = 0;
 }

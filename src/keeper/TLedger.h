@@ -117,6 +117,8 @@ class TLedger {
   // ---- links ----
 
   void BeginLink(std::uint32_t link);
+  // The longest message that this link can ever take, in bytes on the wire.
+  void SetMost(std::size_t bytes) { most_ = bytes; }
   // Gives every request its fate; requests that are Going get theirs when their Send returns. The link must
   // be closed already.
   void EndLink(int reason, std::int64_t now);
@@ -163,6 +165,9 @@ class TLedger {
  private:
   friend struct TLedgerPeer;  // for tests
 
+  static std::size_t FrontOf(const TNewRequest& wanted) {
+    return wanted.putIdInFront ? wanted.id.size() + 1 : 0;
+  }
   int WhyNot(const TNewRequest& wanted, const TRequest* replaced, std::int64_t now) const;
   TRequest* Enter(const TNewRequest& wanted, std::int64_t now);
   void Fill(TRequest& request, const TNewRequest& wanted, std::int64_t now);
@@ -207,6 +212,7 @@ class TLedger {
   bool ended_ = true;
   int endReason_ = 0;
   std::uint32_t link_ = 0;
+  std::size_t most_ = SIZE_MAX;
   int waitMs_ = 0;
   std::int64_t placeDue_ = TRequest::kNever;
   std::int64_t fullUntil_ = 0;

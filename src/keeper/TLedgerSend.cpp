@@ -63,7 +63,8 @@ TRequest* TLedger::NextOfBatch(const TMessage& message, std::int64_t now) {
   if (message.code != PkRequestAck || message.parts.size() >= kMaxParts) return nullptr;
   TRequest* const next = urgent_.Empty() ? normal_.First() : urgent_.First();
   if (!next || next->code != PkRequestAck) return nullptr;
-  if (message.buffer.size() + 1 + next->text.size() > kPrefixBytes + kMaxPiece) return nullptr;
+  const std::size_t length = message.buffer.size() + 1 + next->text.size();
+  if (length > std::min<std::size_t>(kPrefixBytes + kMaxPiece, most_)) return nullptr;
   return Place(*next, now) ? next : nullptr;
 }
 

@@ -102,6 +102,7 @@ void TSession::OnVekApReadyEvent(VekClient&) {
 void TSession::OnLinked(const Dstl::wise_ref<Dova::TMesBase>& mes) {
   const TLock lock(mutex_);
   link_->mes = mes;
+  ledger_.SetMost(mes->SendQueueBytes());
   link_->silence.Hear(NowNs());
 }
 

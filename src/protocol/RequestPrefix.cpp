@@ -17,7 +17,7 @@ int FramePiece(const TCipher& cipher, char* at, int msgCode, std::size_t textLen
 bool FrameInPieces(const TCipher& cipher, int msgCode, char* buffer, std::size_t textLength,
                    std::string& wire) {
   try {
-    wire.reserve(textLength + (textLength / kMaxPiece + 1) * kPrefixBytes);
+    wire.reserve(FramedBytes(textLength));
   } catch (const std::bad_alloc&) {
     return false;
   }

@@ -13,6 +13,11 @@ namespace VekApi {
 inline constexpr int kPrefixBytes = kHeadBytes + 2;
 inline constexpr int kMaxPiece = 4090;
 
+// Bytes on the wire of a text with the prefixes of its pieces.
+constexpr std::size_t FramedBytes(std::size_t textLength) {
+  return textLength + (textLength + kMaxPiece - 1) / kMaxPiece * kPrefixBytes;
+}
+
 // Makes a packet of a piece: five reserved bytes followed by `textLength` bytes of text. Writes header and
 // length, and scrambles if the session uses scrambling. Returns the packet's length.
 int FramePiece(const TCipher& cipher, char* at, int msgCode, std::size_t textLength);

@@ -35,7 +35,7 @@ bool TShMemCli::SettingApply(const std::string& setting) {
     SetRefusedWord(std::move(refused));
     return false;
   }
-  queueBytes_ = SendQueueBytes();
+  queueBytes_ = Inner()->SendQueueBytes();
   spinUs_ = Inner()->TakeSpinUs();
   return TMesBase::SettingApply(setting);
 }

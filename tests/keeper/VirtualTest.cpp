@@ -178,6 +178,29 @@ TEST_F(Kept, AFullLinkGivesThePlaceBack) {
   EXPECT_EQ(Sent(), (Lines{"W2"}));
 }
 
+// What is longer than the link's send queue would stay in front of all others for good.
+TEST_F(Kept, NothingIsHeldThatTheLinkCanNeverTake) {
+  kept.emplace();
+  kept->Open({":TestMes:lend"});
+  TestMes::Last()->queueBytes = 300;
+  Reconnect();
+  mes->TakeSent();
+  const auto submit = [&](int code, std::string text, std::size_t length) {
+    const std::string id = text.substr(0, 2);
+    text.resize(length, 'x');
+    return kept->Submit(KeptSession::Request(code, id.c_str(), text));
+  };
+  mes->refuseSends = true;
+  for (const char* id : {"W1 \n", "W2 \n", "W3 \n"}) EXPECT_EQ(submit(129, id, 120), 0);
+  EXPECT_EQ(submit(128, "Q1 ", 295), 0);
+  EXPECT_EQ(submit(128, "Q2 ", 296), vsr_BadText);
+  mes->refuseSends = false;
+  time.Advance(10);
+  const auto packets = Split(mes->TakeSent());
+  ASSERT_EQ(packets.size(), 3U);
+  EXPECT_EQ(packets[0].bytes.size(), 5U + 120 + 1 + 120);
+}
+
 // A refused caller is told when a retry is worthwhile; waiting for an acknowledgement costs nothing
 // meanwhile.
 TEST_F(Kept, AGateIsOfferedWithoutPolling) {

@@ -37,10 +37,11 @@ class TestMes : public Dova::TMesBase {
     MarkClosed();
     if (last_ == this) last_ = nullptr;
   }
+  std::size_t SendQueueBytes() const override { return queueBytes; }
   int Send(const char* bytes, int length) override {
     {
       const std::lock_guard lock(mutex_);
-      if (refuseSends) return 0;
+      if (refuseSends || static_cast<std::size_t>(length) > queueBytes) return 0;
       sent_.append(bytes, static_cast<std::size_t>(length));
       ++sends_;
     }
@@ -83,6 +84,7 @@ class TestMes : public Dova::TMesBase {
   int Sends() const { return sends_; }
 
   bool refuseSends = false;
+  std::size_t queueBytes = kSendQueueBytes;  // set before Ready
   // Called inside every accepted Send.
   std::function<void()> onSend;
 

@@ -44,7 +44,7 @@ class TMesBase : public Dstl::ref_counter<unsigned> {
   // The cause behind the reason of OnMesLinkError or OnMesLinkBroken. From inside those events.
   Os::ECause EndCause() const { return endCause_; }
 
-  // Limit of the send queue, in bytes.
+  // Limit of the send queue, in bytes, and so of a single send, once linked.
   virtual std::size_t SendQueueBytes() const { return kSendQueueBytes; }
   static constexpr std::size_t kSendQueueBytes = std::size_t{8} << 20;
 
