@@ -38,7 +38,8 @@ class LineEditor::Impl {
     el_set(edit_, EL_SIGNAL, 0);
     el_set(edit_, EL_HIST, history, history_);
     el_set(edit_, EL_GETCFN, &TakeCharacter);
-    el_set(edit_, EL_ADDFN, "vek-complete", "completes a word", &OnTab);
+    // The narrow variant keeps copies of both texts for good.
+    el_wset(edit_, EL_ADDFN, L"vek-complete", L"completes a word", &OnTab);
     el_set(edit_, EL_BIND, "\t", "vek-complete", nullptr);
     el_set(edit_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     struct sigaction action {};
