@@ -33,11 +33,11 @@ class TShMemCli : public TMesProxy, private TMemQueue {
   // All or nothing. Returns 0 before the link is ready, once it is ending, and if the queue limit would be
   // exceeded; also if the ring is broken, which ends the link.
   int Send(const char* bytes, int length) override;
-  // An empty ring takes its part.
-  std::size_t SendQueueBytes() const override { return queueBytes_ + sendChannel_.Ring().Capacity() - 1; }
   int SendAt(const char* bytes, int length, std::uint64_t& at) override;
   // What was written into the ring has left: the gateway may read it at any time.
   std::uint64_t TakenBytes() override;
+  // What the queue and an empty ring take together; a ring keeps one byte free.
+  std::size_t SendQueueBytes() const override { return queueBytes_ + sendChannel_.Ring().Capacity() - 1; }
   // At most kEventBytes per event; the rest is delivered by another event.
   int Recv(char* buffer, int size) override;
   static constexpr std::size_t kEventBytes = std::size_t{256} << 10;
