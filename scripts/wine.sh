@@ -9,6 +9,6 @@ source "$root/scripts/run.sh"
 find_wine
 if [[ ! -e $WINEPREFIX/user.reg ]]; then
   mkdir -p "$root/build"
-  first_start || fail "Wine does not start; see build/wine.log"
+  start_wine >&2 || exit 1
 fi
 exec "$wine" "$@"
