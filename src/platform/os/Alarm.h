@@ -21,7 +21,7 @@ class TAlarm {
 
  private:
   struct TNative;
-  TRoom<TNative, 112> native_;
+  TRoom<TNative, 32> native_;
 };
 
 }  // namespace Dova::Os

@@ -26,7 +26,7 @@ class TEvent {
 
  private:
   struct TNative;
-  TRoom<TNative, 112> native_;
+  TRoom<TNative, 16> native_;
 };
 
 }  // namespace Dova::Os

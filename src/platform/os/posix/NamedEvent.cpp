@@ -5,17 +5,13 @@
 // Any process can write the word, so its value only decides when a wait ends.
 #include "platform/os/NamedEvent.h"
 
-#include <linux/futex.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <ctime>
 #include <string_view>
 
 #include "platform/os/Clock.h"
+#include "platform/os/posix/Futex.h"
 #include "platform/os/posix/SharedObject.h"
 
 namespace Dova::Os {
@@ -50,16 +46,6 @@ int OpenWord(TSharedObject& object, const std::string& name, EOpen how) {
   if (error == 0) error = object.Map(kFamilyBytes);
   if (error == 0 && !made) object.HideName();
   return error;
-}
-
-// Sleeps while the word equals `seen`; wakes for any of `bits`, at `dueNs`, or spuriously.
-void SleepOn(std::uint32_t* word, std::uint32_t seen, std::uint32_t bits, std::int64_t dueNs) noexcept {
-  const timespec due{static_cast<time_t>(dueNs / 1'000'000'000), static_cast<long>(dueNs % 1'000'000'000)};
-  syscall(SYS_futex, word, FUTEX_WAIT_BITSET, seen, dueNs == INT64_MAX ? nullptr : &due, nullptr, bits);
-}
-
-void WakeSleepers(std::uint32_t* word, std::uint32_t bits) noexcept {
-  syscall(SYS_futex, word, FUTEX_WAKE_BITSET, INT32_MAX, nullptr, nullptr, bits);
 }
 
 }  // namespace
@@ -106,7 +92,7 @@ void TNamedEvent::Close() noexcept {
 }
 
 void TNamedEvent::Set() noexcept {
-  if (native_ && native_->Raise()) WakeSleepers(native_->Word(), native_->bit);
+  if (native_ && native_->Raise()) WakeSleepers(native_->Word(), native_->bit, fut_Machine);
 }
 
 struct TNamedEventWait::TNative {
@@ -137,7 +123,7 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
     if (timeoutMs >= 0 && (timeoutMs == 0 || MonotonicNs() >= due)) return 0;
     const std::uint32_t wakers = lazySecond ? first.native_->bit : bits;
     const std::uint32_t asleep = seen | wakers << kSleeperShift;
-    if (asleep == seen || word.compare_exchange_strong(seen, asleep)) SleepOn(address, asleep, bits, due);
+    if (asleep == seen || word.compare_exchange_strong(seen, asleep)) SleepOn(address, asleep, bits, due, fut_Machine);
   }
 }
 
@@ -146,7 +132,7 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
 void TNamedEventWait::Nudge(TNamedEvent& second) noexcept {
   if (!second.native_) return;
   second.native_->Raise();
-  WakeSleepers(second.native_->Word(), second.native_->bit);
+  WakeSleepers(second.native_->Word(), second.native_->bit, fut_Machine);
 }
 
 void TNamedEventWait::Stop(TNamedEvent& first, TNamedEvent& second) noexcept {
@@ -154,7 +140,7 @@ void TNamedEventWait::Stop(TNamedEvent& first, TNamedEvent& second) noexcept {
   for (const TNamedEvent* event : {&first, &second}) {
     if (!event->native_) continue;
     event->native_->Raise();
-    WakeSleepers(event->native_->Word(), event->native_->bit);
+    WakeSleepers(event->native_->Word(), event->native_->bit, fut_Machine);
   }
 }
 

@@ -37,10 +37,10 @@ struct TOwner {
 
 class TThreadQueue::TLock {
  public:
-  explicit TLock(TThreadQueue& queue) : changed_(queue.changed_) { pthread_mutex_lock(&changed_.mutex); }
+  explicit TLock(TThreadQueue& queue) : queue_(queue) { queue_.mutex_.lock(); }
   ~TLock() {
-    pthread_mutex_unlock(&changed_.mutex);
-    if (signals_) pthread_cond_signal(&changed_.condition);
+    queue_.mutex_.unlock();
+    if (signals_) queue_.changed_.Set();
   }
   TLock(const TLock&) = delete;
   TLock& operator=(const TLock&) = delete;
@@ -49,7 +49,7 @@ class TThreadQueue::TLock {
   void SignalAfterwards() noexcept { signals_ = true; }
 
  private:
-  TMonotonicCondition& changed_;
+  TThreadQueue& queue_;
   bool signals_ = false;
 };
 
@@ -249,11 +249,16 @@ bool TThreadQueue::IsEmpty() const noexcept {
   return sent_.Empty() && posted_.Empty() && late_.Empty();
 }
 
-TThreadQueue::TWaiting TThreadQueue::WaitForAny(int timeoutMs) noexcept {
+TThreadQueue::TWaiting TThreadQueue::Waiting() noexcept {
   const TLock lock(*this);
-  const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
-  while (IsEmpty() && (due == INT64_MAX || MonotonicNs() < due)) changed_.WaitUntil(due);
   return {sent_.Size() + posted_.Size(), late_.Size()};
+}
+
+TThreadQueue::TWaiting TThreadQueue::WaitForAny(int timeoutMs) noexcept {
+  const std::int64_t due = timeoutMs < 0 ? INT64_MAX : MonotonicNs() + std::int64_t{timeoutMs} * 1'000'000;
+  TWaiting waiting = Waiting();
+  while (waiting.first + waiting.last == 0 && changed_.WaitUntil(due)) waiting = Waiting();
+  return waiting;
 }
 
 int TThreadQueue::Dispatch(int timeoutMs) {

@@ -7,7 +7,8 @@
 
 #include "platform/os/Event.h"
 #include "platform/os/MessageWindow.h"
-#include "platform/os/posix/Deadline.h"
+#include "platform/os/Mutex.h"
+#include "platform/os/posix/TWakeWord.h"
 
 namespace Dova::Os {
 
@@ -115,12 +116,13 @@ class TThreadQueue {
   void Drop(const TMessageWindow::TNative* window) noexcept;
   bool RunPosted(TPostedMessages& messages);
   bool IsEmpty() const noexcept;
+  TWaiting Waiting() noexcept;
   TWaiting WaitForAny(int timeoutMs) noexcept;
   void Announce(TLock& lock) noexcept;
   void SetReadable() noexcept;
 
-  TMonotonicCondition changed_;  // its mutex guards the members below; lock order: this mutex, then the
-                                 // event's mutex of a TWaker
+  TWakeWord changed_;  // set whenever something was queued; only the queue's own thread waits for it
+  TBareMutex mutex_;   // leaf; guards the members below
   TSentMessages sent_;
   TPostedMessages posted_;
   TPostedMessages late_;  // delivered after all others
