@@ -77,6 +77,29 @@ TEST_F(TForkTest, AChildMayBeForkedAtAnyMoment) {
   busy.join();
 }
 
+TEST(ForkedChild, UsesEventsThatOthersWereSetting) {
+  if (!TestSupport::kForksAtAnyMoment) GTEST_SKIP() << "not the sanitizers' own allocator and registry";
+  Os::TEvent event;
+  Os::TAlarm alarm;
+  std::atomic<bool> stop{false};
+  std::thread busy([&] {
+    while (!stop) {
+      event.Set();
+      event.Wait(0);
+      alarm.Wake();
+    }
+  });
+  const auto use = [&] {
+    event.Set();
+    alarm.Wake();
+    alarm.WaitUntil(Os::kNever);
+    return event.Wait(0) ? 0 : 1;
+  };
+  for (int round = 0; round < 50; ++round) EXPECT_EQ(ExitCodeOfChild(use), 0) << round;
+  stop = true;
+  busy.join();
+}
+
 // As an interpreter does to threads that call into it after it has ended.
 TEST(ForcedUnwind, AnExpiryThatEndsItsThreadHoldsUpNothing) {
   for (int round = 0; round < 20; ++round) {
