@@ -1,7 +1,9 @@
 // Reports and small results from a socket, by processor time: through the library beside a bare loop of recv,
-// and on a message loop beside on the link's thread. For each request the server sends many.
+// and on a message loop beside on the link's thread, and beside two threads that only hand over to each
+// other. For each request the server sends many.
 //   bench_receive          all ways by turns
 //   bench_receive serve    a server for bench_python.py: prints its port
+#include <semaphore.h>
 #include <sys/socket.h>
 #include <time.h>
 
@@ -9,6 +11,7 @@
 #include <cstdlib>
 #include <semaphore>
 #include <string>
+#include <thread>
 
 #include "Allocations.h"
 #include "Forked.h"
@@ -117,6 +120,36 @@ rows::Way Bare(const Forked& server, std::size_t answerBytes) {
           }};
 }
 
+// There and back between two threads: the least that a result costs which its raising thread must wait for.
+class HandOver {
+ public:
+  HandOver() {
+    for (sem_t* each : {&there_, &back_}) sem_init(each, 0, 0);
+    thread_ = std::thread([this] {
+      for (sem_wait(&there_); !over_; sem_wait(&there_)) sem_post(&back_);
+    });
+  }
+  ~HandOver() {
+    over_ = true;
+    sem_post(&there_);
+    thread_.join();
+  }
+
+  void Slice(rows::Series& series) {
+    const double start = ProcessorNs();
+    for (int i = 0; i < kEvents; ++i) {
+      sem_post(&there_);
+      sem_wait(&back_);
+    }
+    series.EndIn(0, (ProcessorNs() - start) / kEvents);
+  }
+
+ private:
+  sem_t there_{}, back_{};
+  bool over_ = false;
+  std::thread thread_;
+};
+
 // The packets of a task result of any length.
 std::string LongResult(const std::string& text) {
   std::string message =
@@ -162,8 +195,9 @@ int Serve() {
   }
 }
 
-rows::Way Through(const char* who, Ours& ours) {
-  return {who, [&ours](rows::Series& series) { ours.Slice(series); }};
+template <class TMeasured>
+rows::Way Through(const char* who, TMeasured& measured) {
+  return {who, [&measured](rows::Series& series) { measured.Slice(series); }};
 }
 
 }  // namespace
@@ -183,11 +217,12 @@ int main(int argc, char**) {
   Ours streamed(servers[0], false, kStream), direct(servers[2], false, kEvents),
       looped(servers[3], true, kEvents), result(servers[4], false, kEvents),
       loopedResult(servers[5], true, kEvents);
-  rows::ByTurns("report from a socket", "ns", 300,
+  HandOver handOver;
+  rows::ByTurns("report from a socket", "ns", 1000,
                 {Through("ours", streamed), Bare(servers[1], stream.size())});
   rows::ByTurns("report on a message loop", "ns", 300, {Through("ours", looped), Through("direct", direct)});
   rows::ByTurns("small result on a message loop", "ns", 100,
-                {Through("ours", loopedResult), Through("direct", result)});
+                {Through("ours", loopedResult), Through("direct", result), Through("semaphores", handOver)});
   rows::Counted("report on a message loop: allocations", "ours", "each", looped.AllocationsEach());
   rows::Counted("small result on a message loop: allocations", "ours", "each",
                 loopedResult.AllocationsEach());

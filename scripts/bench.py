@@ -50,6 +50,7 @@ PROGRAMS = [
         ("report from a socket", "bare", "more", 12), ("report on a message loop", "direct", "figure", 200),
         ("report on a message loop: allocations", None, "figure", 0.001),
         ("small result on a message loop", "direct", "figure", 5000),
+        ("small result on a message loop", "semaphores", "ratio", None),
         ("small result on a message loop: allocations", None, "figure", 0.001)]),
     ("bench_shmem_peers", [], HERE, [
         ("round trip, shared memory", "bare", "ratio", 1.2), ("round trip, shared memory", "TCP", "ratio", 0.5)]),
