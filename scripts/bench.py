@@ -226,7 +226,7 @@ def compare(series, work, beside, kind, target):
             return row
         row["reference"] = part([b for _, b in pairs], 0.1)
         row["ratio"] = statistics.median(a / b for a, b in pairs) if all(b for _, b in pairs) else None
-        row["more"] = statistics.median(a - b for a, b in pairs)
+        row["more"] = row["ours"] - row["reference"]
     figure = row["ours"] if kind == "figure" else row.get(kind)
     if target is None or figure is None:
         row["met"] = "-"

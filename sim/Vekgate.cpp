@@ -5,10 +5,11 @@
 #include <asio.hpp>
 #include <cstdio>
 #include <exception>
+#include <regex>
 #include <string>
 
 #include "sim/SimGateway.h"
-#include "tools/RefuseEmpty.h"
+#include "tools/CommandLine.h"
 
 namespace {
 
@@ -29,6 +30,14 @@ void SplitAddress(Options& options) {
   }
 }
 
+// Systems allow twice as much, which leaves room for what is appended. A Windows name may say for which
+// sessions of the machine it is.
+std::string RingName(const std::string& prefix) {
+  static const std::regex good(R"(((Global|Local)\\)?[A-Za-z0-9_.-]{1,100})");
+  if (prefix.empty() || std::regex_match(prefix, good)) return {};
+  return "letters, digits, '_', '.' and '-' only, at most 100";
+}
+
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--host", options.config.host, "Address to accept proxy links on")
       ->capture_default_str()
@@ -41,7 +50,9 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--spin", options.config.spinUs, "Microseconds to poll a link's ring before sleeping")
       ->capture_default_str()
       ->check(CLI::Range(0, 1'000'000));
-  app.add_option("--name", options.config.namePrefix, "Prefix of the ring names")->capture_default_str();
+  app.add_option("--name", options.config.namePrefix, "Prefix of the ring names")
+      ->capture_default_str()
+      ->check(RingName);
   app.add_option("--crash-after", options.config.crashAfter,
                  "Terminate abruptly after so many bytes to a client; 0: never")
       ->capture_default_str();
@@ -88,7 +99,7 @@ int main(int argc, char** argv) {
       app.parse(argc, argv);
       SplitAddress(options);
     } catch (const CLI::ParseError& error) {
-      return app.exit(error);
+      return TellParsed(app, error, 1);
     }
     return Run(options);
   } catch (const std::exception& error) {

@@ -5,7 +5,7 @@
 #include <map>
 #include <string_view>
 
-#include "tools/RefuseEmpty.h"
+#include "tools/CommandLine.h"
 
 namespace VekSim {
 
@@ -235,7 +235,7 @@ bool ReadOptions(int argc, char** argv, VeksimOptions& options, int& exitCode) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error);
+    exitCode = TellParsed(app, error, 1);
     return false;
   }
   return true;

@@ -252,8 +252,19 @@ BAD_OPTIONS = [
     ("veksim", ["--port-file", str(FILES)], 1, "directory"),
     ("veksim", ["--replay", recording, "--record", "x"], None, "excludes"),
     ("vekgate", ["--name", ""], None, "the value is missing"),
+    ("vekgate", ["--name", "a b"], None, "letters, digits"),
+    ("vekgate", ["--name", "x" * 101], None, "at most 100"),
     ("vekterm", [good, "--user", "x" * 300], None, "at most 254"),
 ]
+
+
+def unwritten_help_fault():
+    for program, code in ("vekterm", 4), ("vekdump", 1), ("veksim", 1), ("vekgate", 1):
+        with open("/dev/full", "wb") as full:
+            ended = subprocess.run(command(program, "--help"), stdout=full, stderr=subprocess.PIPE, timeout=60)
+        if ended.returncode != code or b"could not be written" not in ended.stderr:
+            return f"{program}: {ended}"
+    return None
 
 
 def bad_options_fault():
@@ -283,6 +294,8 @@ faults = [(case[0], fault(case)) for case in CASES] + [("JSON", json_fault()), (
                                                        ("lost", lost_fault())]
 simulator.kill()
 faults.append(("bad options", bad_options_fault()))
+if not SUFFIX:  # Windows has no such file
+    faults.append(("unwritten help", unwritten_help_fault()))
 faults += [(file, recording_fault(file)) for file in (recording, of_server)]
 with open(recording, "rb") as whole:
     faults.append(("standard input", recording_fault("-", whole.read())))

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "RefuseEmpty.h"
+#include "CommandLine.h"
 
 namespace VekDump {
 
@@ -69,7 +69,7 @@ bool ReadOptions(int argc, char** argv, Options& options, int& exitCode) {
     if (options.file.empty() && options.server.empty())
       throw CLI::RequiredError("FILE, or --listen PORT and --to HOST:PORT");
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error);
+    exitCode = TellParsed(app, error, 1);
     return false;
   }
   return true;

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 
-#include "RefuseEmpty.h"
+#include "CommandLine.h"
 #include "vekterm/Console.h"
 #include "vekterm/ExitCodes.h"
 
@@ -117,7 +117,7 @@ bool ReadOptions(int argc, char** argv, Options& options, int& exitCode) {
     if (options.check && options.servers.size() != 1)
       throw CLI::ValidationError("check", "one server at a time");
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error);
+    exitCode = TellParsed(app, error, 4);
     return false;
   }
   return true;

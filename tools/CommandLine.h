@@ -2,6 +2,9 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 // Of all options that `app` has so far an empty value is an error. Such as that of a shell's variable that is
@@ -12,4 +15,14 @@ inline void RefuseEmpty(CLI::App& app) {
     option->check(
         [](const std::string& value) { return std::string(value.empty() ? "the value is missing" : ""); });
   }
+}
+
+// Prints the help that was asked for, or what is wrong. Returns the exit code: `unwritten` for a help that
+// could not be written.
+inline int TellParsed(const CLI::App& app, const CLI::ParseError& error, int unwritten) {
+  errno = 0;
+  const int code = app.exit(error);
+  if (std::cout.flush()) return code;
+  std::cerr << app.get_name() << ": output could not be written: " << std::strerror(errno) << '\n';
+  return unwritten;
 }
