@@ -30,12 +30,12 @@ void SplitAddress(Options& options) {
   }
 }
 
-// Systems allow twice as much, which leaves room for what is appended. A Windows name may say for which
-// sessions of the machine it is.
+// Names are told in lines. Systems allow twice the length, which leaves room for what is appended. A Windows
+// name may say for which sessions of the machine it is.
 std::string RingName(const std::string& prefix) {
-  static const std::regex good(R"(((Global|Local)\\)?[A-Za-z0-9_.-]{1,100})");
+  static const std::regex good(R"(((Global|Local)\\)?[^\x01-\x1f\\]{1,100})");
   if (prefix.empty() || std::regex_match(prefix, good)) return {};
-  return "letters, digits, '_', '.' and '-' only, at most 100";
+  return "at most 100 bytes, without control characters and '\\'";
 }
 
 void AddOptions(CLI::App& app, Options& options) {

@@ -252,7 +252,7 @@ BAD_OPTIONS = [
     ("veksim", ["--port-file", str(FILES)], 1, "directory"),
     ("veksim", ["--replay", recording, "--record", "x"], None, "excludes"),
     ("vekgate", ["--name", ""], None, "the value is missing"),
-    ("vekgate", ["--name", "a b"], None, "letters, digits"),
+    ("vekgate", ["--name", "a\nb"], None, "control characters"),
     ("vekgate", ["--name", "x" * 101], None, "at most 100"),
     ("vekterm", [good, "--user", "x" * 300], None, "at most 254"),
 ]
