@@ -75,7 +75,11 @@ void Life::OnVekTraceEvent(VekApi::VekClient& client, const CVekEvent& event) {
   const bool packet = (event.flags & vsg_Packet) != 0, out = (event.flags & vsg_Outbound) != 0;
   const bool request = out && (event.code > VekSim::Code::kSession ||
                                (event.code == VekSim::Code::kSession && event.text[VekSim::kHeadSize] == 1));
-  if (event.kind == vse_State || (packet && !request)) world_.RunInside(slot_, client);
+  if (event.kind == vse_State || (packet && !request)) {
+    const Ns begun = world_.Now();
+    world_.RunInside(slot_, client);
+    if (world_.Now() != begun) lastEvent = world_.Now();  // meanwhile the link could not do anything
+  }
   if (!destroyed && world_.Tick() % 50 == 0) VekApi::VekLink::SetTrace(client, nullptr, vtl_None);
 }
 
