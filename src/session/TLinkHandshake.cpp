@@ -101,6 +101,7 @@ void TLink::OnSgnResult(const VekTaskResult& result) {
     if (period.value_or(0) != 0) intervalMs = *period;
   }
   client_.SetQueryRate(ToInt(count), ToInt(intervalMs));
+  if (client_.State() == vcs_HeartbeatTimeout) OnSent();  // the heartbeat had ended
   client_.OnVekApReadyEvent();
 }
 

@@ -61,6 +61,13 @@ TEST_F(LinkLifeTest, ServerThatFallsSilentTimesOut) {
   EXPECT_FALSE(client->IsSessionConnected());
   FromServer(Message(130, "late"));
   EXPECT_EQ(recorder.Take(), Lines{"report late"}) << "the link itself is not closed";
+  FromServer(SgnResult());
+  EXPECT_TRUE(client->IsSessionConnected());
+  recorder.Take();
+  time.Advance(kPeriodMs);
+  EXPECT_EQ(mes->TakeSent(), Pack(1, "")) << "ready again, with a heartbeat";
+  time.Advance(kPeriodMs);
+  EXPECT_EQ(recorder.Take(), Lines{"connect -7 Heartbeat timeout"});
 }
 
 // Also of sends that share a tick of the system's clock.
