@@ -123,7 +123,8 @@ unsigned TNamedEventWait::Wait(TNamedEvent& first, TNamedEvent& second, int time
     if (timeoutMs >= 0 && (timeoutMs == 0 || MonotonicNs() >= due)) return 0;
     const std::uint32_t wakers = lazySecond ? first.native_->bit : bits;
     const std::uint32_t asleep = seen | wakers << kSleeperShift;
-    if (asleep == seen || word.compare_exchange_strong(seen, asleep)) SleepOn(address, asleep, bits, due, fut_Machine);
+    if (asleep == seen || word.compare_exchange_strong(seen, asleep))
+      SleepOn(address, asleep, bits, due, fut_Machine);
   }
 }
 

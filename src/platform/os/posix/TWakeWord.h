@@ -10,10 +10,14 @@ namespace Dova::Os {
 // once. There is nothing that a fork could leave locked.
 class TWakeWord {
  public:
-  void Set() noexcept { Change([](std::uint32_t seen) { return seen | kSet; }); }
+  void Set() noexcept {
+    Change([](std::uint32_t seen) { return seen | kSet; });
+  }
 
   // Every waiter looks at its `over` again.
-  void Stir() noexcept { Change([](std::uint32_t seen) { return seen + kStirred; }); }
+  void Stir() noexcept {
+    Change([](std::uint32_t seen) { return seen + kStirred; });
+  }
 
   // True if it was set.
   bool Take() noexcept;
