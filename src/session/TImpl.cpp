@@ -77,8 +77,9 @@ void VekClient::TImpl::EndTap(const VekClient& client) {
 }
 
 const char* VekClient::TImpl::OpenSession(VekClient& client, const std::string& setting,
-                                          const std::string& apName, const std::string& apVersion) {
-  const auto link = Dstl::make_ref<TLink>(client, *this);
+                                          const std::string& apName, const std::string& apVersion,
+                                          Dstl::wise_ref<TLink>& link) {
+  link = Dstl::make_ref<TLink>(client, *this);
   SetLink(link);
   const char* error = nullptr;
   try {

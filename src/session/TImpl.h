@@ -82,9 +82,10 @@ class VekClient::TImpl : public TRequestPort {
   std::uint32_t NextLinkNumber() { return ++links_; }
 
   // Creates a link, makes it the current one, and opens it. Returns null, or an error text; then there is no
-  // link.
+  // current link. `link` is for the caller to free when nothing is left to do: that may wait and answer
+  // messages.
   const char* OpenSession(VekClient& client, const std::string& setting, const std::string& apName,
-                          const std::string& apVersion);
+                          const std::string& apVersion, Dstl::wise_ref<TLink>& link);
 
   // Closes the current link, if any, and waits for its threads. Returns false if another call has created a
   // new one meanwhile, or deleted the client.

@@ -76,7 +76,9 @@ const std::string& VekClient::ServerName() const {
 void VekClient::Connect(const std::string& setting, const std::string& apName, const std::string& apVersion,
                         const std::string& id1, const std::string& id2, const std::string& pass) {
   const Dstl::wise_ref<TImpl> impl(impl_);
-  Dstl::wise_ref<TLink> before;  // freed when all is done: that may wait for a timer and answer messages
+  // Freed when all is done: that may wait for a timer and answer messages, in which the application may
+  // connect.
+  Dstl::wise_ref<TLink> before, made;
   impl->Abandon();
   const Dova::TSyncScope inside(impl->Context());
   if (!inside) return;
@@ -90,7 +92,7 @@ void VekClient::Connect(const std::string& setting, const std::string& apName, c
     sgnPass_ = pass;
     parser_.State(vcs_Connecting);
     impl->SetWhy(0);
-    error = impl->OpenSession(*this, setting, apName, apVersion);
+    error = impl->OpenSession(*this, setting, apName, apVersion, made);
   } catch (const std::bad_alloc&) {
     error = kTextNoMemory;
     impl->SetWhy(vsr_NoMemory);
