@@ -464,6 +464,7 @@ void LoopWorld::CheckOwnWords(LoopLife& life, int state, const std::string& serv
   // Nothing tells whose it is: of the oldest that it can be. Without memory the server's name is out of date.
   if (story.chances.noMemory != 0 && reason == VekApi::kTextNoMemory) link = -1;
   if (link < 0) link = life.guessed = Oldest(life, state);
+  if (link >= 0 && links[link].over) GuessAgain(life, link);
   CheckCall(life, link, line);
   CheckEnd(links[link], link, state, reason);
 }
