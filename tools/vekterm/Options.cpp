@@ -117,7 +117,7 @@ bool ReadOptions(int argc, char** argv, Options& options, int& exitCode) {
     if (options.check && options.servers.size() != 1)
       throw CLI::ValidationError("check", "one server at a time");
   } catch (const CLI::ParseError& error) {
-    exitCode = TellParsed(app, error, 4);
+    exitCode = TellParsed(app, error, kFile);
     return false;
   }
   return true;
